@@ -1,0 +1,25 @@
+#pragma once
+
+// Everything a client of quorvel needs: the maths types, the containers and
+// events, the mesh records and the 24 exported mesh types.
+#include "maths/Sarvetta.h"
+#include "meshes/CAttributes.h"
+#include "meshes/CFaceConnections.h"
+#include "meshes/CFriend.h"
+#include "meshes/CVertexConnections.h"
+#include "meshes/TFace.h"
+#include "meshes/TLinkRecords.h"
+#include "meshes/TMesh.h"
+#include "meshes/TVertexPN.h"
+#include "meshes/TVertexPNC.h"
+#include "meshes/editing/CRemeshOptions.h"
+#include "meshes/flex/CFlexIndices.h"
+#include "meshes/flex/CFlexMesh.h"
+#include "utilities/CDelObserver.h"
+#include "utilities/TDelegate.h"
+#include "utilities/TEvent.h"
+#include "utilities/THeap.h"
+#include "utilities/THeapBlock.h"
+#include "utilities/TLinkUni.h"
+#include "utilities/TList.h"
+#include "utilities/TPair.h"

@@ -1,0 +1,3 @@
+#include "instantiations/MeshInstantiation.h"
+
+QUORVEL_INSTANTIATE_MESHES(double, TVertexPNC, unsigned int)

@@ -1,0 +1,3 @@
+#include "instantiations/MeshInstantiation.h"
+
+QUORVEL_INSTANTIATE_MESHES(float, TVertexPNC, unsigned short)

@@ -1,0 +1,43 @@
+// The float and double instantiations of the maths library, together with
+// the point lists its polygons derive from.
+#include "maths/Sarvetta.h"
+
+#include "maths/TBox_impl.h"
+#include "maths/TEdge3_impl.h"
+#include "maths/TLine3_impl.h"
+#include "maths/TMatrix3x3_impl.h"
+#include "maths/TMatrix4x4_impl.h"
+#include "maths/TPolygon_impl.h"
+#include "maths/TQuaternion_impl.h"
+
+namespace Corvane {
+namespace Pellix {
+namespace Lintorra {
+template class TList<Sarvetta::TVector3<float>>;
+template class TList<Sarvetta::TVector3<double>>;
+} // namespace Lintorra
+
+namespace Sarvetta {
+template class TVector3<float>;
+template class TVector3<double>;
+template class TVector4<float>;
+template class TVector4<double>;
+template class TMatrix3x3<float>;
+template class TMatrix3x3<double>;
+template class TMatrix4x4<float>;
+template class TMatrix4x4<double>;
+template class TQuaternion<float>;
+template class TQuaternion<double>;
+template class TBox<float>;
+template class TBox<double>;
+template class TLine3<float>;
+template class TLine3<double>;
+template class TEdge3<float>;
+template class TEdge3<double>;
+template class TTriangle3<float>;
+template class TTriangle3<double>;
+template class TPolygon<float, TVector3<float>>;
+template class TPolygon<double, TVector3<double>>;
+} // namespace Sarvetta
+} // namespace Pellix
+} // namespace Corvane

@@ -1,0 +1,72 @@
+#ifndef CORVANE_PELLIX_SARVETTA_TLINE3_IMPL_H
+#define CORVANE_PELLIX_SARVETTA_TLINE3_IMPL_H
+
+#include "maths/TLine3.h"
+#include "maths/TriangleSides_impl.h"
+
+#include <cmath>
+
+namespace Corvane {
+namespace Pellix {
+namespace Sarvetta {
+
+template <class Real>
+bool TLine3<Real>::Intersect(const TVector3<Real>& p0, const TVector3<Real>& p1, const TVector3<Real>& p2,
+                             TVector3<Real>* point, Real* parameter, Real tolerance, int side) const
+{
+    using Detail::Wide;
+    const Wide origin = Detail::Widen(m_Origin);
+    const Wide direction = Detail::Widen(m_Direction);
+    const Wide a = Detail::Widen(p0);
+    const Wide b = Detail::Widen(p1);
+    const Wide c = Detail::Widen(p2);
+
+    const double w0 = Detail::EdgeSide(origin, direction, b, c);
+    const double w1 = Detail::EdgeSide(origin, direction, c, a);
+    const double w2 = Detail::EdgeSide(origin, direction, a, b);
+    const double sum = w0 + w1 + w2; // direction . n
+    // The negated comparison also rejects NaN input.
+    if (!(std::fabs(sum) > Detail::SideNoise(origin, direction, a, b, c)))
+        return false;
+    if ((side < 0 && sum >= 0.0) || (side > 0 && sum <= 0.0))
+        return false;
+
+    const double bound = -static_cast<double>(tolerance);
+    if (!(w0 / sum >= bound && w1 / sum >= bound && w2 / sum >= bound))
+        return false;
+
+    const Wide n = (b - a) * (c - a);
+    const double t = ((a - origin) % n) / (direction % n);
+    if (parameter)
+        *parameter = static_cast<Real>(t);
+    if (point)
+        *point = Detail::Narrow<Real>(origin + direction * t);
+    return true;
+}
+
+template <class Real>
+bool TLine3<Real>::IntersectWith(const TVector3<Real>& p0, const TVector3<Real>& p1, const TVector3<Real>& p2,
+                                 TVector3<Real>* point, Real* parameter, Real tolerance) const
+{
+    return Intersect(p0, p1, p2, point, parameter, tolerance, 0);
+}
+
+template <class Real>
+bool TLine3<Real>::IntersectWithBFC(const TVector3<Real>& p0, const TVector3<Real>& p1, const TVector3<Real>& p2,
+                                    TVector3<Real>* point, Real* parameter, Real tolerance) const
+{
+    return Intersect(p0, p1, p2, point, parameter, tolerance, -1);
+}
+
+template <class Real>
+bool TLine3<Real>::IntersectWithFFC(const TVector3<Real>& p0, const TVector3<Real>& p1, const TVector3<Real>& p2,
+                                    TVector3<Real>* point, Real* parameter, Real tolerance) const
+{
+    return Intersect(p0, p1, p2, point, parameter, tolerance, 1);
+}
+
+} // namespace Sarvetta
+} // namespace Pellix
+} // namespace Corvane
+
+#endif

@@ -1,0 +1,36 @@
+#ifndef CORVANE_PELLIX_SARVETTA_TQUATERNION_H
+#define CORVANE_PELLIX_SARVETTA_TQUATERNION_H
+
+#include "maths/TMatrix3x3.h"
+
+namespace Corvane {
+namespace Pellix {
+namespace Sarvetta {
+
+// Rotation quaternion w + xi + yj + zk; the default is the identity rotation.
+template <class Real>
+class TQuaternion {
+public:
+    Real w;
+    Real x;
+    Real y;
+    Real z;
+
+    TQuaternion() : w(1), x(0), y(0), z(0) {}
+    TQuaternion(Real wValue, Real xValue, Real yValue, Real zValue) : w(wValue), x(xValue), y(yValue), z(zValue) {}
+
+    // The rotation matrix R for column vectors (R * v rotates v). Row-vector
+    // callers transpose it. The factor 2 / |q|^2 equals 2 for a unit
+    // quaternion and keeps R a rotation when q drifted from unit length; a
+    // zero quaternion gives the identity.
+    TMatrix3x3<Real> ToMatrix() const;
+};
+
+extern template class TQuaternion<float>;
+extern template class TQuaternion<double>;
+
+} // namespace Sarvetta
+} // namespace Pellix
+} // namespace Corvane
+
+#endif

@@ -1,0 +1,60 @@
+#include "meshes/CVertexConnections.h"
+
+#include <new>
+
+namespace Corvane::Pellix::Quorvel {
+
+using Base = TList<TList<unsigned int>*>;
+
+CVertexConnections::CVertexConnections() : Base(0u, 1000u) {}
+
+CVertexConnections::CVertexConnections(CVertexConnections& other) : Base(other) {}
+
+CVertexConnections::~CVertexConnections() { Clear(); }
+
+CVertexConnections& CVertexConnections::operator=(const CVertexConnections& other) {
+    Clear();
+    const unsigned int count = other.GetCount();
+    for (unsigned int v = 0; v < count; ++v) {
+        TList<unsigned int>& source = other[v];
+        auto* copy = new (std::nothrow) TList<unsigned int>(source.GetCount(), source.GetGrowSize());
+        if (copy) copy->AddRange(source.GetStream(), source.GetCount());
+        Base::Add(copy);
+    }
+    return *this;
+}
+
+void CVertexConnections::Allocate(unsigned int count, unsigned int growSize) {
+    Clear();
+    for (unsigned int v = 0; v < count; ++v) Add(growSize);
+}
+
+void CVertexConnections::Add(unsigned int growSize) {
+    // A failed allocation stores null, which Clear skips.
+    Base::Add(new (std::nothrow) TList<unsigned int>(0u, growSize));
+}
+
+void CVertexConnections::Update(unsigned int vertex, unsigned int oldValue, unsigned int newValue) {
+    TList<unsigned int>& list = (*this)[vertex];
+    const unsigned int count = list.GetCount();
+    for (unsigned int i = 0; i < count; ++i) {
+        if (list[i] == oldValue) {
+            list[i] = newValue;
+            return;
+        }
+    }
+}
+
+void CVertexConnections::Clear() {
+    TList<unsigned int>** lists = GetStream();
+    const unsigned int count = GetCount();
+    for (unsigned int v = 0; v < count; ++v) {
+        delete lists[v];
+        lists[v] = nullptr;
+    }
+    // Clearing without releasing the pointer array gives exactly the
+    // ElementsRemoved-then-Cleared sequence and keeps the capacity.
+    Base::Clear(false);
+}
+
+}  // namespace Corvane::Pellix::Quorvel

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <functional>
+
+namespace Corvane::Pellix::Quorvel {
+
+// Settings of the shape-preserving remesh (TMesh::RemeshPreservingShape).
+class CRemeshOptions {
+public:
+    // Rounds of split, collapse, flip, relax and project.
+    unsigned int m_Iterations = 5;
+    // Edges whose dihedral angle exceeds this many degrees are kept as
+    // features; 0 turns feature detection off.
+    double m_FeatureAngle = 45.0;
+    // True: boundary vertices stay where they are. False: they slide along
+    // the boundary.
+    bool m_KeepBoundaries = true;
+    // Called once after every iteration with the number of iterations done and
+    // the total; returning false stops the work (the mesh is left valid).
+    std::function<bool(unsigned int done, unsigned int total)> m_Progress;
+};
+
+}  // namespace Corvane::Pellix::Quorvel
