@@ -1,0 +1,29 @@
+#pragma once
+
+#include "utilities/TList.h"
+
+namespace Corvane::Pellix::Quorvel {
+
+// A run of vertex indices into a flexible mesh's points together with the
+// primitive mode that groups them into triangles: the OpenGL modes 4
+// (separate triangles), 5 (triangle strip) and 6 (triangle fan). Other values
+// are carried along but turn into no faces.
+class CFlexIndices : public Lintorra::TList<unsigned int> {
+public:
+    // Left uninitialised by the constructors; whoever fills the indices sets it.
+    unsigned int m_PrimitiveType;
+
+    CFlexIndices(unsigned int initialCapacity = 0, unsigned int growSize = 1000);
+    CFlexIndices(CFlexIndices& other);
+    ~CFlexIndices() override;
+
+    CFlexIndices& operator=(const CFlexIndices& other);
+};
+
+}  // namespace Corvane::Pellix::Quorvel
+
+namespace Corvane::Pellix::Lintorra {
+
+extern template class TList<Quorvel::CFlexIndices*>;
+
+}  // namespace Corvane::Pellix::Lintorra
