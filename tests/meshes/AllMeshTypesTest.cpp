@@ -1,0 +1,95 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <type_traits>
+
+#include "MeshFixtures.h"
+
+namespace {
+
+using namespace QuorvelTest;
+
+template <typename Mesh>
+class EveryMeshType : public ::testing::Test {};
+
+typedef ::testing::Types<
+    TMesh<float, TVertexPN<float>, CA8, unsigned short>, TMesh<float, TVertexPN<float>, CA16, unsigned short>,
+    TMesh<float, TVertexPN<float>, CA32, unsigned short>, TMesh<float, TVertexPN<float>, CA8, unsigned int>,
+    TMesh<float, TVertexPN<float>, CA16, unsigned int>, TMesh<float, TVertexPN<float>, CA32, unsigned int>,
+    TMesh<float, TVertexPNC<float>, CA8, unsigned short>, TMesh<float, TVertexPNC<float>, CA16, unsigned short>,
+    TMesh<float, TVertexPNC<float>, CA32, unsigned short>, TMesh<float, TVertexPNC<float>, CA8, unsigned int>,
+    TMesh<float, TVertexPNC<float>, CA16, unsigned int>, TMesh<float, TVertexPNC<float>, CA32, unsigned int>,
+    TMesh<double, TVertexPN<double>, CA8, unsigned short>, TMesh<double, TVertexPN<double>, CA16, unsigned short>,
+    TMesh<double, TVertexPN<double>, CA32, unsigned short>, TMesh<double, TVertexPN<double>, CA8, unsigned int>,
+    TMesh<double, TVertexPN<double>, CA16, unsigned int>, TMesh<double, TVertexPN<double>, CA32, unsigned int>,
+    TMesh<double, TVertexPNC<double>, CA8, unsigned short>, TMesh<double, TVertexPNC<double>, CA16, unsigned short>,
+    TMesh<double, TVertexPNC<double>, CA32, unsigned short>, TMesh<double, TVertexPNC<double>, CA8, unsigned int>,
+    TMesh<double, TVertexPNC<double>, CA16, unsigned int>, TMesh<double, TVertexPNC<double>, CA32, unsigned int>>
+    AllMeshes;
+TYPED_TEST_SUITE(EveryMeshType, AllMeshes);
+
+// One scenario through the core of every exported type: build, derive,
+// measure, copy, append, transform.
+TYPED_TEST(EveryMeshType, BoxScenario) {
+    typedef TypeParam Mesh;
+    typedef RealOf<Mesh> Real;
+    typedef TVector3<Real> V;
+    typedef typename std::remove_reference<decltype(Mesh().m_FaceAttributes[0])>::type Attribute;
+    typedef typename Attribute::ValueType Bits;
+    const double tolerance = std::is_same<Real, float>::value ? 1e-5 : 1e-12;
+
+    Mesh box;
+    MakeBox(box, 2, 3, 4);
+    BuildConnectivity(box);
+    for (unsigned int f = 0; f < 12; ++f)
+        for (int k = 0; k < 3; ++k) {
+            const unsigned int g = box.m_FaceConnectivity[f].m_Neighbours[k];
+            ASSERT_LT(g, 12u);
+            const auto* n = box.m_FaceConnectivity[g].m_Neighbours;
+            EXPECT_TRUE(n[0] == f || n[1] == f || n[2] == f);
+        }
+    for (unsigned int v = 0; v < 8; ++v)
+        EXPECT_EQ(box.m_VertexConnectivity[v].GetCount(), box.m_VertexFaceConnectivity[v].GetCount());
+
+    box.AssignFaceNormals();
+    box.AssignVertexNormals();
+    // Corner vertex 7 sits at (2, 3, 4): its normal points out of the box.
+    const V corner = box.m_Vertices[7].m_Normal;
+    EXPECT_NEAR(corner.GetLength(), 1.0, tolerance);
+    EXPECT_GT(corner.x, 0);
+    EXPECT_GT(corner.y, 0);
+    EXPECT_GT(corner.z, 0);
+    EXPECT_NEAR(box.GetVolume(), 24.0, 24 * tolerance);
+    EXPECT_NEAR(box.GetSurfaceArea(), 52.0, 52 * tolerance);
+    box.DetermineBoundingBox(true);
+
+    // The flag search covers the record's width.
+    box.AllocateFaceAttributeBuffer();
+    box.ResetAttributes();
+    const Bits top = static_cast<Bits>(Bits(1) << (sizeof(Bits) * 8 - 1));
+    box.m_FaceAttributes[0] = Attribute(static_cast<Bits>(top - 1));
+    EXPECT_EQ(box.GetNextFaceAttributeFlag(Attribute(0)).m_Value, top);
+
+    box.SetVertexColours(0x12345678u);
+
+    Mesh copy(box);
+    EXPECT_EQ(copy.m_FaceNormals.GetCount(), 12u);
+    copy += V(10, 0, 0);
+    box.Append(copy);
+    EXPECT_EQ(box.m_Faces.GetCount(), 24u);
+    EXPECT_EQ(static_cast<unsigned int>(box.m_Faces[12].m_Corners[0]), copy.m_Faces[0].m_Corners[0] + 8u);
+    EXPECT_EQ(box.m_BoundingBox.m_Max, V(12, 3, 4));
+    EXPECT_NEAR(box.GetVolume(), 48.0, 48 * tolerance);
+    BuildConnectivity(box);
+    EXPECT_EQ(box.m_VertexFaceConnectivity.GetCount(), 16u);
+
+    box *= Real(0.5);
+    EXPECT_NEAR(box.GetVolume(), 6.0, 6 * tolerance);
+    EXPECT_EQ(box.m_BoundingBox.m_Max, V(6, Real(1.5), 2));
+    V c;
+    box.CentreOfMass(&c);
+    EXPECT_NEAR(c.x, 3.0, 3 * tolerance);
+    EXPECT_NEAR(box.GetMinEdgeLength(), 1.0, tolerance);
+}
+
+}  // namespace
