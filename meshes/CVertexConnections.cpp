@@ -26,6 +26,9 @@ CVertexConnections& CVertexConnections::operator=(const CVertexConnections& othe
 
 void CVertexConnections::Allocate(unsigned int count, unsigned int growSize) {
     Clear();
+    // One growth step for the whole table: appending list by list would regrow
+    // the pointer array every grow-size slots, quadratic on large meshes.
+    Grow(count);
     for (unsigned int v = 0; v < count; ++v) Add(growSize);
 }
 
