@@ -24,11 +24,37 @@ CVertexConnections& CVertexConnections::operator=(const CVertexConnections& othe
     return *this;
 }
 
+namespace {
+
+// The capacity that appending `count` entries one at a time to an empty list
+// reaches: every growth step happens on a full array, so it adds the grow
+// size (at least one slot), or the whole capacity when doubling is on and
+// that is more.
+unsigned int CapacityAfterAppends(unsigned int capacity, unsigned int count, unsigned int growSize,
+                                  bool exponential) {
+    while (capacity < count) {
+        unsigned int increment = growSize > 1 ? growSize : 1;
+        if (exponential && increment <= capacity) increment = capacity;
+        capacity += increment;
+    }
+    return capacity;
+}
+
+}  // namespace
+
 void CVertexConnections::Allocate(unsigned int count, unsigned int growSize) {
     Clear();
-    // One growth step for the whole table: appending list by list would regrow
-    // the pointer array every grow-size slots, quadratic on large meshes.
-    Grow(count);
+    // Appending list by list would regrow the pointer array every grow-size
+    // slots, quadratic on large meshes. The array is instead sized once, to
+    // exactly the capacity those appends would leave, so the table ends as
+    // the one-element adds make it; with the table empty nothing is copied.
+    const unsigned int capacity = CapacityAfterAppends(m_Capacity, count, m_GrowSize, m_UseExponentialGrowth);
+    if (capacity > m_Capacity) {
+        TList<unsigned int>** data = new TList<unsigned int>*[capacity];
+        delete[] m_Data;
+        m_Data = data;
+        m_Capacity = capacity;
+    }
     for (unsigned int v = 0; v < count; ++v) Add(growSize);
 }
 

@@ -110,6 +110,12 @@ Real TMesh<Real, Vertex, Attribute, Index>::GetSurfaceArea(Attribute& attribute)
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
+Real TMesh<Real, Vertex, Attribute, Index>::GetSurfaceArea(const Attribute& attribute) const {
+    Attribute match(attribute);
+    return GetSurfaceArea(match);
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMesh<Real, Vertex, Attribute, Index>::CalculateTetrahedronProperties(const Vertex* a, const Vertex* b,
                                                                            const Vertex* c, const Vector* d,
                                                                            Vector* weightedCentroid,

@@ -123,6 +123,8 @@ public:
     Real GetVolume() const;
     Real GetSurfaceArea() const;
     Real GetSurfaceArea(Attribute& attribute) const;
+    // The same for a constant or temporary record, e.g. GetSurfaceArea(CA8(2)).
+    Real GetSurfaceArea(const Attribute& attribute) const;
     bool DeterminePrincipalAxes(Vector* major, Vector* middle, Vector* minor) const;
     Real GetMinEdgeLength() const;
     Real GetMaxEdgeLength() const;

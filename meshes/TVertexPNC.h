@@ -14,9 +14,11 @@ public:
     unsigned int m_Colour = 0;
 
     TVertexPNC() = default;
-    TVertexPNC(const TVector3<Real>& position, const TVector3<Real>& normal, unsigned int colour)
+    // The colour may be left out, so code written for TVertexPN builds these
+    // vertices too; such a vertex is black, as a default-constructed one is.
+    TVertexPNC(const TVector3<Real>& position, const TVector3<Real>& normal, unsigned int colour = 0)
         : m_Position(position), m_Normal(normal), m_Colour(colour) {}
-    TVertexPNC(Real x, Real y, Real z, Real nx, Real ny, Real nz, unsigned int colour)
+    TVertexPNC(Real x, Real y, Real z, Real nx, Real ny, Real nz, unsigned int colour = 0)
         : m_Position(x, y, z), m_Normal(nx, ny, nz), m_Colour(colour) {}
 
     bool operator==(const TVertexPNC& other) const {

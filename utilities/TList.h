@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <type_traits>
 
 namespace Corvane::Pellix::Lintorra {
 
@@ -36,7 +37,10 @@ public:
         AddRangeInternal(other.m_Data, other.m_Count);
     }
 
-    TList(const TList* other, unsigned int growSize)
+    // A template for the same reason as the pointer forms of Add below: so
+    // that TList(0, 1000) means a capacity and a grow size, not a null list.
+    template <class L, class = std::enable_if_t<std::is_base_of<TList, L>::value>>
+    TList(const L* other, unsigned int growSize)
         : m_Data(nullptr), m_Count(0), m_GrowSize(growSize), m_Capacity(0), m_UseExponentialGrowth(false)
     {
         AddRangeInternal(other->m_Data, other->m_Count);
@@ -82,45 +86,33 @@ public:
     }
     void SetUseExponentialGrowth(bool on) { m_UseExponentialGrowth = on; }
 
-    void Add(const T& value) { Add(&value); }
-    void Add(const T* value)
+    // The pointer forms of Add, AddUnique, Insert and Remove accept only
+    // genuine pointers. As plain overloads they would make a literal 0 given
+    // to a list of unsigned values ambiguous between the value 0 and a null
+    // pointer; as templates they cannot be deduced from an integer, so such a
+    // call means the value.
+    void Add(const T& value) { AddFrom(&value); }
+    template <class P, class = std::enable_if_t<std::is_convertible<P*, const T*>::value>>
+    void Add(P* value)
     {
-        // The old array outlives the assignment, so a value taken from this
-        // very list stays readable when the list has to grow for it.
-        T* released = GrowKeepingOld(1);
-        m_Data[m_Count] = *value;
-        ++m_Count;
-        delete[] released;
-        ElementAdded(m_Data[m_Count - 1]);
+        AddFrom(value);
     }
 
-    void AddUnique(const T& value) { AddUnique(&value); }
-    void AddUnique(const T* value)
+    void AddUnique(const T& value) { AddUniqueFrom(&value); }
+    template <class P, class = std::enable_if_t<std::is_convertible<P*, const T*>::value>>
+    void AddUnique(P* value)
     {
-        for (unsigned int i = 0; i < m_Count; ++i)
-            if (m_Data[i] == *value)
-                return;
-        Add(value);
+        AddUniqueFrom(value);
     }
 
     void AddRange(const T* source, unsigned int n) { AddRangeInternal(source, n); }
     void AddRange(const TList& other) { AddRangeInternal(other.m_Data, other.m_Count); }
 
-    void Insert(const T& value, unsigned int index) { Insert(&value, index); }
-    void Insert(const T* value, unsigned int index)
+    void Insert(const T& value, unsigned int index) { InsertFrom(&value, index); }
+    template <class P, class = std::enable_if_t<std::is_convertible<P*, const T*>::value>>
+    void Insert(P* value, unsigned int index)
     {
-        // A value that is an element of this list moves with the shift below.
-        const bool aliased = Holds(value);
-        const std::size_t offset = aliased ? static_cast<std::size_t>(value - m_Data) : 0;
-        T* released = GrowKeepingOld(1);
-        std::memmove(static_cast<void*>(m_Data + index + 1), static_cast<const void*>(m_Data + index),
-                     (m_Count - index) * sizeof(T));
-        if (aliased)
-            value = m_Data + offset + (offset >= index ? 1 : 0);
-        m_Data[index] = *value;
-        ++m_Count;
-        delete[] released;
-        ElementAdded(m_Data[index]);
+        InsertFrom(value, index);
     }
 
     // The notification receives the caller's source pointer, not the new slots.
@@ -148,14 +140,10 @@ public:
     }
 
     // Matches by address, not by value.
-    void Remove(const T* element, bool preserveOrder)
+    template <class P, class = std::enable_if_t<std::is_convertible<P*, const T*>::value>>
+    void Remove(P* element, bool preserveOrder)
     {
-        for (unsigned int i = 0; i < m_Count; ++i) {
-            if (m_Data + i == element) {
-                RemoveAt(i, preserveOrder);
-                return;
-            }
-        }
+        RemoveAddress(element, preserveOrder);
     }
     void Remove(const T& value, bool preserveOrder)
     {
@@ -395,6 +383,51 @@ protected:
     bool m_UseExponentialGrowth;
 
 private:
+    void AddFrom(const T* value)
+    {
+        // The old array outlives the assignment, so a value taken from this
+        // very list stays readable when the list has to grow for it.
+        T* released = GrowKeepingOld(1);
+        m_Data[m_Count] = *value;
+        ++m_Count;
+        delete[] released;
+        ElementAdded(m_Data[m_Count - 1]);
+    }
+
+    void AddUniqueFrom(const T* value)
+    {
+        for (unsigned int i = 0; i < m_Count; ++i)
+            if (m_Data[i] == *value)
+                return;
+        AddFrom(value);
+    }
+
+    void InsertFrom(const T* value, unsigned int index)
+    {
+        // A value that is an element of this list moves with the shift below.
+        const bool aliased = Holds(value);
+        const std::size_t offset = aliased ? static_cast<std::size_t>(value - m_Data) : 0;
+        T* released = GrowKeepingOld(1);
+        std::memmove(static_cast<void*>(m_Data + index + 1), static_cast<const void*>(m_Data + index),
+                     (m_Count - index) * sizeof(T));
+        if (aliased)
+            value = m_Data + offset + (offset >= index ? 1 : 0);
+        m_Data[index] = *value;
+        ++m_Count;
+        delete[] released;
+        ElementAdded(m_Data[index]);
+    }
+
+    void RemoveAddress(const T* element, bool preserveOrder)
+    {
+        for (unsigned int i = 0; i < m_Count; ++i) {
+            if (m_Data + i == element) {
+                RemoveAt(i, preserveOrder);
+                return;
+            }
+        }
+    }
+
     // The run is reported even when it is empty.
     void AddRangeInternal(const T* source, unsigned int n)
     {

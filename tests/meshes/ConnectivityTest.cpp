@@ -276,4 +276,34 @@ TEST(ConnectionHelpers, SlotsEdgesAndValences) {
     EXPECT_EQ(mesh.CalculateValenceSum(extreme, zero), static_cast<int>(1u + 0u));
 }
 
+TEST(ConnectionTables, AllocateSizesThePointerArrayAsOneByOneAppendsWould) {
+    // Appending entry by entry is the reference: Allocate must end with the
+    // same capacity, with and without doubling.
+    for (const bool doubling : {false, true}) {
+        for (const unsigned int count : {0u, 1u, 1000u, 1001u, 2500u, 4001u}) {
+            CVertexConnections allocated, appended;
+            allocated.SetUseExponentialGrowth(doubling);
+            appended.SetUseExponentialGrowth(doubling);
+            allocated.Allocate(count, 6);
+            for (unsigned int v = 0; v < count; ++v) appended.Add(6);
+            EXPECT_EQ(allocated.GetCapacity(), appended.GetCapacity()) << count << (doubling ? " doubling" : "");
+            ASSERT_EQ(allocated.GetCount(), count);
+            if (count != 0) {
+                EXPECT_EQ(allocated[count - 1].GetCount(), 0u);
+                EXPECT_EQ(allocated[count - 1].GetGrowSize(), 6u);
+            }
+        }
+    }
+
+    // A table no larger than before keeps its pointer array.
+    CVertexConnections table;
+    table.Allocate(1500, 6);
+    EXPECT_EQ(table.GetCapacity(), 2000u);
+    TList<unsigned int>* const* array = table.GetStream();
+    table.Allocate(10, 3);
+    EXPECT_EQ(table.GetStream(), array);
+    EXPECT_EQ(table.GetCapacity(), 2000u);
+    EXPECT_EQ(table[9].GetGrowSize(), 3u);
+}
+
 }  // namespace

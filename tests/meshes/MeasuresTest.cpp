@@ -64,6 +64,7 @@ TEST(Measures, VolumeAndAreaMatchClosedForms) {
     box.m_FaceAttributes[4] = CA8(3 | 4);
     CA8 top(3);
     EXPECT_NEAR(box.GetSurfaceArea(top), 6.0, 1e-12);
+    EXPECT_NEAR(box.GetSurfaceArea(CA8(3 | 4)), 5.0, 1e-12);
 
     for (unsigned int levels : {2u, 4u}) {
         const double radius = 1.5;

@@ -389,6 +389,39 @@ TEST_F(ListTest, SearchAndSortUseTheElementOrder)
     EXPECT_EQ(descending[2].m_Payload, 1u);
 }
 
+TEST(ListValueForms, LiteralZeroIsAValueOrACapacityNotANullPointer)
+{
+    // On a list of unsigned values a literal 0 must pick the value forms; the
+    // pointer forms still take addresses.
+    TList<unsigned int> list;
+    list.Add(0);
+    list.AddUnique(0);
+    list.Insert(0, 0);
+    list.Add(7);
+    EXPECT_EQ(std::vector<unsigned int>(list.GetStream(), list.GetStream() + list.GetCount()),
+              (std::vector<unsigned int>{0, 0, 7}));
+    list.Remove(0, true);
+    const unsigned int seven = 7;
+    list.AddUnique(&seven);
+    list.Insert(&seven, 0);
+    list.Remove(&list[1], false);
+    EXPECT_EQ(std::vector<unsigned int>(list.GetStream(), list.GetStream() + list.GetCount()),
+              (std::vector<unsigned int>{7, 7}));
+
+    TList<int> sized(0, 10);
+    EXPECT_EQ(sized.GetCapacity(), 0u);
+    EXPECT_EQ(sized.GetGrowSize(), 10u);
+    const TList<unsigned int> copied(&list, 5);
+    EXPECT_EQ(copied.GetCount(), 2u);
+    EXPECT_EQ(copied.GetGrowSize(), 5u);
+
+    TList<TList<unsigned int>*> pointers;
+    pointers.Add(nullptr);
+    pointers.Add(&list);
+    EXPECT_EQ(pointers[0], nullptr);
+    EXPECT_EQ(pointers.Search(&list), 1);
+}
+
 // The results of all four forms for one value, as (ok, low, high).
 struct Found {
     bool ok;
