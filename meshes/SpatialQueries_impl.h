@@ -132,6 +132,15 @@ bool TMesh<Real, Vertex, Attribute, Index>::IsWithin(const Vector& point) const 
     Vector scratch;
     for (int attempt = 0; attempt < 1000; ++attempt) {
         // Two statements: theta must take the first number of the pair.
+        //
+        // The runtime's rand() is used as it comes, not masked to 15 bits,
+        // although the divisor assumes a generator topping out at 32767.
+        // Anyone reproducing these rays (to predict which faces a ray meets,
+        // or that the sequence after the call is srand(0) advanced by two
+        // numbers per ray) calls the same rand() and applies this formula;
+        // a mask would give different rays than that. Larger values only
+        // wind theta and phi further round the circle: the direction stays a
+        // unit vector with z >= 0.
         const Real theta = Real(rand()) / Constants::RandomRange * Constants::TwoPi;
         const Real phi = Real(rand()) / Constants::RandomRange * Constants::TwoPi - Constants::Pi;
         const Real k = std::cos(phi);

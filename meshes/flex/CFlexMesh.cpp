@@ -38,6 +38,11 @@ CFlexMesh::CFlexMesh(CFlexMesh& other)
       m_NewVertices(nullptr),
       m_ConvexPartitionIndices(0u, 1000u) {
     Copy(other);
+    // Copy's list assignment hands m_PointIndices the source's grow size (10
+    // for a default-constructed source); a copy-constructed mesh keeps the
+    // 1000 of this constructor for all three lists. The difference from the
+    // default constructor's 10 is intended; Copy itself keeps the source's.
+    m_PointIndices.SetGrowSize(1000u);
 }
 
 CFlexMesh::~CFlexMesh() { Clear(); }

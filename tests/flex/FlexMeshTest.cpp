@@ -54,9 +54,18 @@ TEST(FlexMesh, ConstructorsUseTheirOwnGrowSizes) {
     EXPECT_EQ(flex.m_NewVertices, nullptr);
 
     CFlexMesh copy(flex);
+    EXPECT_EQ(copy.m_PointIndices.GetGrowSize(), 1000u);
     EXPECT_EQ(copy.m_Indices.GetGrowSize(), 1000u);
     EXPECT_EQ(copy.m_ConvexPartitionIndices.GetGrowSize(), 1000u);
     EXPECT_EQ(copy.m_Polygon.GetGrowSize(), 1000u);
+
+    // Copy onto an existing mesh assigns the list, grow size included.
+    CFlexMesh target(0, 0);
+    target.m_PointIndices.SetGrowSize(3);
+    target.Copy(copy);
+    EXPECT_EQ(target.m_PointIndices.GetGrowSize(), 1000u);
+    copy.Copy(flex);
+    EXPECT_EQ(copy.m_PointIndices.GetGrowSize(), 10u);
 }
 
 TEST(FlexMesh, CopyIsDeepAndAssignmentShares) {
