@@ -17,8 +17,7 @@ typedef ::testing::Types<float, double> RealTypes;
 // Loose enough for a chain of a few dozen float operations on values of
 // order one, tight enough to catch a wrong sign or a swapped index.
 template <class Real>
-inline Real Tolerance()
-{
+Real Tolerance() {
     return sizeof(Real) == sizeof(float) ? Real(2e-5) : Real(1e-12);
 }
 
@@ -26,14 +25,9 @@ template <class Real>
 class Random {
 public:
     explicit Random(unsigned int seed) : m_Engine(seed) {}
-    Real Value(Real low = Real(-1), Real high = Real(1))
-    {
-        return std::uniform_real_distribution<Real>(low, high)(m_Engine);
-    }
-    TVector3<Real> Vector(Real low = Real(-1), Real high = Real(1))
-    {
-        const Real x = Value(low, high);
-        const Real y = Value(low, high);
+    Real Value(Real low = -1, Real high = 1) { return std::uniform_real_distribution<Real>(low, high)(m_Engine); }
+    TVector3<Real> Vector(Real low = -1, Real high = 1) {
+        const Real x = Value(low, high), y = Value(low, high);
         return TVector3<Real>(x, y, Value(low, high));
     }
 
@@ -42,11 +36,10 @@ private:
 };
 
 template <class Real>
-void ExpectNear(const TVector3<Real>& actual, const TVector3<Real>& expected, Real tolerance)
-{
+void ExpectNear(const TVector3<Real>& actual, const TVector3<Real>& expected, Real tolerance) {
     EXPECT_NEAR(actual.x, expected.x, tolerance);
     EXPECT_NEAR(actual.y, expected.y, tolerance);
     EXPECT_NEAR(actual.z, expected.z, tolerance);
 }
 
-} // namespace SarvettaTest
+}  // namespace SarvettaTest
