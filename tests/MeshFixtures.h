@@ -156,3 +156,43 @@ void MakeTorus(Mesh& mesh, unsigned int n, unsigned int m, double major = 2, dou
 }
 
 }  // namespace QuorvelTest
+
+namespace QuorvelTest {
+
+// An icosphere of radius about 1 whose vertices are pushed in or out along
+// their radius by smooth bumps of the given amplitude plus deterministic
+// noise of the given amplitude: a star-shaped closed surface around the
+// origin with uneven edges and angles.
+template <typename Mesh>
+void MakeBumpySphere(Mesh& mesh, unsigned int levels, double bumps, double noise, unsigned int seed = 12345) {
+    MakeIcosphere(mesh, levels);
+    unsigned int state = seed;
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) {
+        state ^= state << 13;
+        state ^= state >> 17;
+        state ^= state << 5;
+        auto& p = mesh.m_Vertices[v].m_Position;
+        const double x = p.x, y = p.y, z = p.z;
+        const double random = (state % 20001) / 10000.0 - 1;
+        const double scale = 1 + bumps * std::sin(4 * x) * std::sin(5 * y) * std::sin(3 * z + 1) + noise * random;
+        p.x = decltype(p.x)(x * scale);
+        p.y = decltype(p.y)(y * scale);
+        p.z = decltype(p.z)(z * scale);
+    }
+}
+
+}  // namespace QuorvelTest
+
+namespace QuorvelTest {
+
+// A small mesh spelled out as a table of positions and a table of corners
+// (numbered from the first added vertex), appended to what the mesh holds.
+template <typename Mesh>
+void AddTables(Mesh& mesh, const std::vector<std::array<double, 3>>& points,
+               const std::vector<std::array<unsigned int, 3>>& faces) {
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    for (const auto& p : points) AddVertex(mesh, p[0], p[1], p[2]);
+    for (const auto& f : faces) AddFace(mesh, base + f[0], base + f[1], base + f[2]);
+}
+
+}  // namespace QuorvelTest

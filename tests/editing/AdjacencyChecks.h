@@ -15,14 +15,14 @@
 
 namespace QuorvelTest {
 
-inline std::vector<unsigned int> Sorted(const TList<unsigned int>& list) {
-    std::vector<unsigned int> out(list.GetStream(), list.GetStream() + list.GetCount());
-    std::sort(out.begin(), out.end());
-    return out;
-}
-
 inline std::vector<unsigned int> Entries(const TList<unsigned int>& list) {
     return std::vector<unsigned int>(list.GetStream(), list.GetStream() + list.GetCount());
+}
+
+inline std::vector<unsigned int> Sorted(const TList<unsigned int>& list) {
+    std::vector<unsigned int> out = Entries(list);
+    std::sort(out.begin(), out.end());
+    return out;
 }
 
 template <typename Mesh>
@@ -36,20 +36,36 @@ std::vector<unsigned int> Neighbours(const Mesh& mesh, unsigned int f) {
     return {c.m_Neighbours[0], c.m_Neighbours[1], c.m_Neighbours[2]};
 }
 
-// Every vertex attribute zero, one record per vertex.
+// Every face's corners in order.
 template <typename Mesh>
-void ZeroVertexAttributes(Mesh& mesh) {
-    typedef typename std::remove_reference<decltype(mesh.m_VertexAttributes[0])>::type Attribute;
-    mesh.m_VertexAttributes.Clear(false);
-    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) mesh.m_VertexAttributes.Add(Attribute());
+std::vector<unsigned int> AllCorners(const Mesh& mesh) {
+    std::vector<unsigned int> out;
+    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
+        for (unsigned int c : FaceCorners(mesh, f)) out.push_back(c);
+    return out;
 }
 
-// Connectivity built from scratch plus zero attributes: the state the editing
-// steps expect on entry.
+template <typename Mesh>
+unsigned int AttributeOf(const Mesh& mesh, unsigned int v) {
+    return static_cast<unsigned int>(mesh.m_VertexAttributes[v].m_Value);
+}
+
+// A vertex's colour, 0 for vertex types without one.
+template <typename Mesh>
+unsigned int ColourOf(const Mesh& mesh, unsigned int v) {
+    unsigned int colour = 0;
+    float x, y, z, nx, ny, nz;
+    mesh.m_Vertices[v].GetData(x, y, z, nx, ny, nz, colour);
+    return colour;
+}
+
+// Connectivity built from scratch and one zero attribute per vertex: the
+// state the editing steps expect on entry.
 template <typename Mesh>
 void PrepareForEditing(Mesh& mesh) {
     BuildConnectivity(mesh);
-    ZeroVertexAttributes(mesh);
+    mesh.AllocateVertexAttributeBuffer();
+    mesh.ResetAttributes();
 }
 
 // The face table must equal a fresh build exactly; the vertex tables must hold

@@ -3,7 +3,6 @@
 #include <vector>
 
 #include "MeshFixtures.h"
-#include "meshes/TMesh.h"
 
 namespace {
 
@@ -11,6 +10,7 @@ using namespace QuorvelTest;
 
 typedef TMesh<double, TVertexPN<double>, CA8, unsigned int> Mesh;
 typedef TPolygon<double, TVector3<double>> Polygon;
+typedef std::vector<unsigned int> V;
 
 // Connectivity and zeroed vertex attributes: what the walk expects.
 void Prepare(Mesh& mesh) {
@@ -19,9 +19,9 @@ void Prepare(Mesh& mesh) {
     mesh.ResetAttributes();
 }
 
-// The walk's output as vertex indices, recovered by position.
-std::vector<unsigned int> VisitedVertices(const Mesh& mesh, const Polygon& polygon, unsigned int first = 0) {
-    std::vector<unsigned int> visited;
+// The walk's output from `first` on as vertex indices, recovered by position.
+V Visited(const Mesh& mesh, const Polygon& polygon, unsigned int first = 0) {
+    V visited;
     for (unsigned int p = first; p < polygon.GetCount(); ++p) {
         unsigned int v = 0;
         while (v < mesh.m_Vertices.GetCount() && !(mesh.m_Vertices[v].m_Position == polygon[p])) ++v;
@@ -30,55 +30,36 @@ std::vector<unsigned int> VisitedVertices(const Mesh& mesh, const Polygon& polyg
     return visited;
 }
 
-std::vector<unsigned int> MarkedVertices(const Mesh& mesh, unsigned int mark) {
-    std::vector<unsigned int> marked;
+V Marked(const Mesh& mesh, unsigned int mark) {
+    V marked;
     for (unsigned int v = 0; v < mesh.m_VertexAttributes.GetCount(); ++v)
         if (mesh.m_VertexAttributes[v].m_Value & mark) marked.push_back(v);
     return marked;
 }
 
-TEST(OpenContour, OpenTriangleClosingScanStopsAtLastVisitedNeighbourCount) {
-    Mesh mesh;
-    MakeTriangle(mesh);
-    Prepare(mesh);
-    Polygon polygon;
-    mesh.ExtractOpenContour(CA8(1), &polygon);
-
-    // 0, then 1 (first of two equally good neighbours); 2 is then a dead end
-    // and the closing scan, bounded by vertex 1's two neighbours, misses it.
-    EXPECT_EQ(VisitedVertices(mesh, polygon), (std::vector<unsigned int>{0, 1}));
-    EXPECT_EQ(MarkedVertices(mesh, 1), (std::vector<unsigned int>{2}));
-}
-
-TEST(OpenContour, GridRimIsWalkedByFewestMarkedNeighbours) {
-    {
-        // A single square: the walk stalls beside vertex 2, whose index lies
-        // below the bound, so the closing scan completes the loop.
+TEST(OpenContour, RimIsWalkedByFewestMarkedNeighboursAndClosedByABoundedScan) {
+    // Triangle: 0, then 1 (first of two equally good neighbours); 2 is then
+    // a dead end and the closing scan, bounded by vertex 1's two neighbours,
+    // misses it. Square: the walk stalls beside 2, below the bound, so the
+    // scan completes the loop. 3 x 2 squares, rim 0 1 2 3 7 11 10 9 8 4: at
+    // 9 the diagonal neighbour 4 ties with the corner 8 and wins by list
+    // order; 8 lies above the bound (4 has four neighbours) and stays marked.
+    const struct {
+        unsigned int n, m;
+        V visited, left;
+    } cases[] = {{0, 0, {0, 1}, {2}}, {1, 1, {0, 1, 3, 2}, {}}, {3, 2, {0, 1, 2, 3, 7, 11, 10, 9, 4}, {8}}};
+    for (const auto& c : cases) {
         Mesh mesh;
-        MakeGrid(mesh, 1, 1);
+        if (c.n == 0) MakeTriangle(mesh);
+        else MakeGrid(mesh, c.n, c.m);
         Prepare(mesh);
-        Polygon polygon;
+        Polygon polygon, again;
         mesh.ExtractOpenContour(CA8(4), &polygon);
-        EXPECT_EQ(VisitedVertices(mesh, polygon), (std::vector<unsigned int>{0, 1, 3, 2}));
-        EXPECT_TRUE(MarkedVertices(mesh, 4).empty());
-    }
-    {
-        // 3 x 2 squares, rim 0 1 2 3 7 11 10 9 8 4. At 9 the diagonal
-        // neighbour 4 ties with the corner 8 (one marked neighbour each) and
-        // wins by list order; 8 is then a dead end and its index lies above
-        // the bound (vertex 4 has four neighbours), so it keeps its mark.
-        Mesh mesh;
-        MakeGrid(mesh, 3, 2);
-        Prepare(mesh);
-        Polygon polygon;
-        mesh.ExtractOpenContour(CA8(1), &polygon);
-        EXPECT_EQ(VisitedVertices(mesh, polygon), (std::vector<unsigned int>{0, 1, 2, 3, 7, 11, 10, 9, 4}));
-        EXPECT_EQ(MarkedVertices(mesh, 0xFF), (std::vector<unsigned int>{8}));
-
+        EXPECT_EQ(Visited(mesh, polygon), c.visited) << c.n;
+        EXPECT_EQ(Marked(mesh, 0xFF), c.left) << c.n;
         // A second call re-marks the whole rim and walks it the same way.
-        Polygon again;
-        mesh.ExtractOpenContour(CA8(1), &again);
-        EXPECT_EQ(VisitedVertices(mesh, again), VisitedVertices(mesh, polygon));
+        mesh.ExtractOpenContour(CA8(4), &again);
+        EXPECT_EQ(Visited(mesh, again), c.visited) << c.n;
     }
 }
 
@@ -88,34 +69,16 @@ TEST(OpenContour, ClosedMeshAddsNothingAndMarksCountByAnyBit) {
     Prepare(mesh);
     Polygon polygon;
     polygon.Add(TVector3<double>(7, 7, 7));
-
     mesh.ExtractOpenContour(CA8(0x06), &polygon);
     ASSERT_EQ(polygon.GetCount(), 1u);  // kept, not cleared
-    EXPECT_TRUE(MarkedVertices(mesh, 0xFF).empty());
+    EXPECT_TRUE(Marked(mesh, 0xFF).empty());
 
-    // A vertex carrying one bit of the flag counts as marked; a visit clears
-    // every bit of the flag and leaves the others.
+    // One bit of the flag marks a vertex; a visit clears the flag's bits only.
     mesh.m_VertexAttributes[2] = CA8(0x04 | 0x10);
     mesh.ExtractOpenContour(CA8(0x06), &polygon);
-    EXPECT_EQ(VisitedVertices(mesh, polygon, 1), (std::vector<unsigned int>{2}));
+    EXPECT_EQ(Visited(mesh, polygon, 1), (V{2}));
     EXPECT_EQ(mesh.m_VertexAttributes[2].m_Value, 0x10);
-}
 
-TEST(OpenContour, VertexWithoutNeighboursEndsTheWalk) {
-    // Vertex 0 belongs to no face; the triangle 1 2 3 is open.
-    Mesh mesh;
-    AddVertex(mesh, 5, 5, 5);
-    AddVertex(mesh, 0, 0, 0);
-    AddVertex(mesh, 1, 0, 0);
-    AddVertex(mesh, 0, 1, 0);
-    AddFace(mesh, 1, 2, 3);
-    Prepare(mesh);
-    mesh.m_VertexAttributes[0] = CA8(1);
-
-    Polygon polygon;
-    mesh.ExtractOpenContour(CA8(1), &polygon);
-    EXPECT_EQ(VisitedVertices(mesh, polygon), (std::vector<unsigned int>{0}));
-    EXPECT_EQ(MarkedVertices(mesh, 1), (std::vector<unsigned int>{1, 2, 3}));
 }
 
 }  // namespace
