@@ -15,6 +15,9 @@ public:
     // True: boundary vertices stay where they are. False: they slide along
     // the boundary.
     bool m_KeepBoundaries = true;
+    // Passes of tangential relaxation, each followed by projection onto the
+    // input, in every iteration.
+    unsigned int m_RelaxationSteps = 1;
     // Called once after every iteration with the number of iterations done and
     // the total; returning false stops the work (the mesh is left valid).
     std::function<bool(unsigned int done, unsigned int total)> m_Progress;

@@ -1,0 +1,97 @@
+// The conversion to and from the engine for meshes of different widths:
+// single precision, 16-bit indices, coloured vertices.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <type_traits>
+#include <vector>
+
+#include "remeshing/RemeshChecks.h"
+
+namespace {
+
+using namespace QuorvelTest;
+
+template <typename Mesh>
+class RemeshPreservingShapeTyped : public ::testing::Test {};
+
+typedef ::testing::Types<TMesh<float, TVertexPN<float>, CA8, unsigned short>,
+                         TMesh<float, TVertexPNC<float>, CA16, unsigned int>,
+                         TMesh<double, TVertexPNC<double>, CA32, unsigned short>>
+    NarrowAndWideMeshes;
+TYPED_TEST_SUITE(RemeshPreservingShapeTyped, NarrowAndWideMeshes);
+
+TYPED_TEST(RemeshPreservingShapeTyped, RemeshesABumpySphere) {
+    TypeParam mesh;
+    MakeBumpySphere(mesh, 4, 0.12, 0.01);
+    const double volume = EnclosedVolume(mesh);
+    const double target = 0.8 * MeanSide(mesh);
+    // Stale attributes and normals of the input must not survive.
+    mesh.AllocateVertexAttributeBuffer();
+    mesh.AllocateFaceAttributeBuffer();
+    for (unsigned int v = 0; v < mesh.m_VertexAttributes.GetCount(); ++v) mesh.m_VertexAttributes[v].m_Value = 3;
+    mesh.AssignFaceNormals();
+
+    ASSERT_TRUE(mesh.RemeshPreservingShape(static_cast<RealOf<TypeParam>>(target)));
+
+    EXPECT_TRUE(IsCleanResult(mesh, true));
+    EXPECT_EQ(InwardFaces(mesh), 0u);
+    EXPECT_LT(mesh.m_Vertices.GetCount(), 65536u);
+    EXPECT_NEAR(EnclosedVolume(mesh) / volume, 1.0, 0.005);
+    EXPECT_GT(MeanSide(mesh) / target, 0.8);
+    EXPECT_LT(MeanSide(mesh) / target, 1.05);
+    ASSERT_EQ(mesh.m_FaceNormals.GetCount(), mesh.m_Faces.GetCount());
+    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f) {
+        TVector3<double> expected = AreaNormal(mesh, f);
+        expected.Normalise();
+        const auto& n = mesh.m_FaceNormals[f];
+        EXPECT_NEAR(n.x * expected.x + n.y * expected.y + n.z * expected.z, 1.0, 1e-4);
+    }
+}
+
+// Without iterations only the clean-up runs: the unused vertex and the face
+// with a repeated corner go, everything else keeps its place and record.
+TYPED_TEST(RemeshPreservingShapeTyped, ZeroIterationsOnlyCleanUp) {
+    TypeParam mesh;
+    AddVertex(mesh, 7, 7, 7);  // unused
+    AddVertex(mesh, 0, 0, 0);
+    AddVertex(mesh, 1, 0, 0);
+    AddVertex(mesh, 0, 1, 0);
+    AddVertex(mesh, 0, 0, 1);
+    AddFace(mesh, 1, 3, 2);
+    AddFace(mesh, 1, 2, 4);
+    AddFace(mesh, 2, 2, 3);
+    AddFace(mesh, 1, 4, 3);
+    AddFace(mesh, 2, 3, 4);
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) mesh.m_Vertices[v].SetColour(100 + v);
+
+    CRemeshOptions options;
+    options.m_Iterations = 0;
+    ASSERT_TRUE(mesh.RemeshPreservingShape(RealOf<TypeParam>(0.1), options));
+
+    EXPECT_TRUE(IsCleanResult(mesh, true));
+    ASSERT_EQ(mesh.m_Vertices.GetCount(), 4u);
+    typedef typename std::remove_reference<decltype(mesh.m_Vertices[0])>::type Vertex;
+    const bool coloured = std::is_same<Vertex, TVertexPNC<RealOf<TypeParam>>>::value;
+    for (unsigned int v = 0; v < 4; ++v) {
+        EXPECT_EQ(Position(mesh, v), TVector3<double>(v == 1, v == 2, v == 3));
+        float x, y, z, nx, ny, nz;
+        unsigned int colour;
+        mesh.m_Vertices[v].GetData(x, y, z, nx, ny, nz, colour);
+        EXPECT_EQ(colour, coloured ? 101 + v : 0u);
+    }
+    // The same four faces, each up to rotation of its corners.
+    std::vector<std::array<unsigned int, 3>> faces;
+    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f) {
+        std::array<unsigned int, 3> c = {mesh.m_Faces[f].m_Corners[0], mesh.m_Faces[f].m_Corners[1],
+                                         mesh.m_Faces[f].m_Corners[2]};
+        std::rotate(c.begin(), std::min_element(c.begin(), c.end()), c.end());
+        faces.push_back(c);
+    }
+    std::sort(faces.begin(), faces.end());
+    const std::vector<std::array<unsigned int, 3>> expected = {{0, 1, 3}, {0, 2, 1}, {0, 3, 2}, {1, 2, 3}};
+    EXPECT_EQ(faces, expected);
+}
+
+}  // namespace

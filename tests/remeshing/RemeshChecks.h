@@ -1,0 +1,179 @@
+#pragma once
+
+// What every result of RemeshPreservingShape must satisfy, and measures of
+// its shape, computed here independently of the library's own code.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <utility>
+#include <vector>
+
+#include "MeshFixtures.h"
+#include "editing/AdjacencyChecks.h"
+
+namespace QuorvelTest {
+
+typedef TMesh<double, TVertexPN<double>, CA8, unsigned int> ShapeMesh;
+
+template <typename Mesh>
+TVector3<double> Position(const Mesh& mesh, unsigned int v) {
+    const auto& p = mesh.m_Vertices[v].m_Position;
+    return TVector3<double>(p.x, p.y, p.z);
+}
+
+template <typename Mesh>
+TVector3<double> AreaNormal(const Mesh& mesh, unsigned int f) {
+    const TVector3<double> a = Position(mesh, mesh.m_Faces[f].m_Corners[0]);
+    const TVector3<double> b = Position(mesh, mesh.m_Faces[f].m_Corners[1]);
+    const TVector3<double> c = Position(mesh, mesh.m_Faces[f].m_Corners[2]);
+    return (b - a) * (c - a);
+}
+
+// Directed edges of the faces, each with the number of faces that run along it.
+template <typename Mesh>
+std::map<std::pair<unsigned int, unsigned int>, int> DirectedEdges(const Mesh& mesh) {
+    std::map<std::pair<unsigned int, unsigned int>, int> edges;
+    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
+        for (int k = 0; k < 3; ++k)
+            ++edges[std::make_pair(unsigned(mesh.m_Faces[f].m_Corners[k]), unsigned(mesh.m_Faces[f].m_Corners[(k + 1) % 3]))];
+    return edges;
+}
+
+// The result is a clean oriented manifold whose derived lists are current:
+// every corner in range and distinct, every vertex used, every edge run at
+// most once each way (and, for a closed input, exactly once each way),
+// finite positions and normals, zero attributes of the right counts, and
+// connectivity tables equal to a fresh rebuild.
+template <typename Mesh>
+::testing::AssertionResult IsCleanResult(Mesh& mesh, bool closed) {
+    const unsigned int vertexCount = mesh.m_Vertices.GetCount();
+    const unsigned int faceCount = mesh.m_Faces.GetCount();
+    std::vector<char> used(vertexCount, 0);
+    for (unsigned int f = 0; f < faceCount; ++f) {
+        const auto* c = mesh.m_Faces[f].m_Corners;
+        for (int k = 0; k < 3; ++k) {
+            if (c[k] >= vertexCount) return ::testing::AssertionFailure() << "face " << f << " indexes past the vertices";
+            used[c[k]] = 1;
+        }
+        if (c[0] == c[1] || c[1] == c[2] || c[2] == c[0])
+            return ::testing::AssertionFailure() << "face " << f << " is degenerate";
+    }
+    for (unsigned int v = 0; v < vertexCount; ++v) {
+        if (!used[v]) return ::testing::AssertionFailure() << "vertex " << v << " is unreferenced";
+        const auto& p = mesh.m_Vertices[v].m_Position;
+        const auto& n = mesh.m_Vertices[v].m_Normal;
+        if (!std::isfinite(p.x) || !std::isfinite(p.y) || !std::isfinite(p.z) || !std::isfinite(n.x) ||
+            !std::isfinite(n.y) || !std::isfinite(n.z))
+            return ::testing::AssertionFailure() << "vertex " << v << " is not finite";
+    }
+    const auto edges = DirectedEdges(mesh);
+    for (const auto& edge : edges) {
+        if (edge.second != 1) return ::testing::AssertionFailure() << "an edge is run by several faces the same way";
+        if (closed && edges.count(std::make_pair(edge.first.second, edge.first.first)) == 0)
+            return ::testing::AssertionFailure() << "a closed input gave an open edge";
+    }
+    if (mesh.m_VertexAttributes.GetCount() != vertexCount || mesh.m_FaceAttributes.GetCount() != faceCount)
+        return ::testing::AssertionFailure() << "attribute lists are not sized to the mesh";
+    for (unsigned int v = 0; v < vertexCount; ++v)
+        if (mesh.m_VertexAttributes[v].m_Value != 0) return ::testing::AssertionFailure() << "a vertex attribute is set";
+    for (unsigned int f = 0; f < faceCount; ++f)
+        if (mesh.m_FaceAttributes[f].m_Value != 0) return ::testing::AssertionFailure() << "a face attribute is set";
+    const ::testing::AssertionResult rebuilt = MatchesRebuild(mesh);
+    if (!rebuilt) return rebuilt;
+    return LiveAdjacencyConsistent(mesh);
+}
+
+// Faces of a surface that is star-shaped around the origin whose normal does
+// not point away from the origin: folded or inverted faces.
+template <typename Mesh>
+unsigned int InwardFaces(const Mesh& mesh) {
+    unsigned int count = 0;
+    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f) {
+        const TVector3<double> centre = Position(mesh, mesh.m_Faces[f].m_Corners[0]) +
+                                        Position(mesh, mesh.m_Faces[f].m_Corners[1]) +
+                                        Position(mesh, mesh.m_Faces[f].m_Corners[2]);
+        count += !(AreaNormal(mesh, f) % centre > 0);
+    }
+    return count;
+}
+
+// Distance from p to the segment a-b.
+inline double SegmentDistance(const TVector3<double>& p, const TVector3<double>& a, const TVector3<double>& b) {
+    const TVector3<double> d = b - a;
+    const double length2 = d % d;
+    double t = length2 > 0 ? ((p - a) % d) / length2 : 0;
+    t = t < 0 ? 0 : (t > 1 ? 1 : t);
+    return p.DiffVectLen(a + d * t);
+}
+
+// Distance from p to the triangle a, b, c: to its plane when p projects
+// inside it, otherwise to the nearest side.
+inline double TriangleDistance(const TVector3<double>& p, const TVector3<double>& a, const TVector3<double>& b,
+                               const TVector3<double>& c) {
+    const TVector3<double> n = (b - a) * (c - a);
+    const double n2 = n % n;
+    if (n2 > 0) {
+        const TVector3<double> q = p - n * (((p - a) % n) / n2);
+        const bool inside = ((b - a) * (q - a)) % n >= 0 && ((c - b) * (q - b)) % n >= 0 && ((a - c) * (q - c)) % n >= 0;
+        if (inside) return p.DiffVectLen(q);
+    }
+    return std::min(SegmentDistance(p, a, b), std::min(SegmentDistance(p, b, c), SegmentDistance(p, c, a)));
+}
+
+// The largest distance from a vertex of `mesh` to the surface of `surface`,
+// by brute force.
+template <typename Mesh>
+double FarthestVertex(const Mesh& mesh, const Mesh& surface) {
+    double farthest = 0;
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) {
+        const TVector3<double> p = Position(mesh, v);
+        double nearest = 1e300;
+        for (unsigned int f = 0; f < surface.m_Faces.GetCount() && nearest > 0; ++f) {
+            const auto* c = surface.m_Faces[f].m_Corners;
+            nearest = std::min(nearest, TriangleDistance(p, Position(surface, c[0]), Position(surface, c[1]),
+                                                         Position(surface, c[2])));
+        }
+        farthest = std::max(farthest, nearest);
+    }
+    return farthest;
+}
+
+// Edges whose two faces turn against each other (normals more than 90
+// degrees apart): folds, on a surface as smooth as the test inputs.
+template <typename Mesh>
+unsigned int FoldedEdges(const Mesh& mesh) {
+    std::map<std::pair<unsigned int, unsigned int>, unsigned int> faceOf;
+    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
+        for (int k = 0; k < 3; ++k)
+            faceOf[std::make_pair(unsigned(mesh.m_Faces[f].m_Corners[k]), unsigned(mesh.m_Faces[f].m_Corners[(k + 1) % 3]))] = f;
+    unsigned int folded = 0;
+    for (const auto& entry : faceOf) {
+        if (entry.first.first > entry.first.second) continue;
+        const auto other = faceOf.find(std::make_pair(entry.first.second, entry.first.first));
+        if (other != faceOf.end()) folded += !(AreaNormal(mesh, entry.second) % AreaNormal(mesh, other->second) > 0);
+    }
+    return folded;
+}
+
+// The plain mean over the faces' sides (each inner edge counted twice).
+template <typename Mesh>
+double MeanSide(const Mesh& mesh) {
+    double sum = 0;
+    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
+        for (int k = 0; k < 3; ++k)
+            sum += Position(mesh, mesh.m_Faces[f].m_Corners[k]).DiffVectLen(Position(mesh, mesh.m_Faces[f].m_Corners[(k + 1) % 3]));
+    return sum / (3.0 * mesh.m_Faces.GetCount());
+}
+
+// Signed volume, computed here rather than with GetVolume.
+template <typename Mesh>
+double EnclosedVolume(const Mesh& mesh) {
+    double volume = 0;
+    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
+        volume += Position(mesh, mesh.m_Faces[f].m_Corners[0]) % AreaNormal(mesh, f) / 6.0;
+    return volume;
+}
+
+}  // namespace QuorvelTest

@@ -1,0 +1,185 @@
+// Rough, broken and interrupted inputs, and the same answer on any number of
+// threads.
+#include <gtest/gtest.h>
+#include <omp.h>
+
+#include <cmath>
+#include <limits>
+#include <utility>
+#include <vector>
+
+#include "remeshing/RemeshChecks.h"
+
+namespace {
+
+using namespace QuorvelTest;
+
+TEST(RemeshPreservingShape, BumpyAndNoisyInputsGiveCleanUnfoldedMeshes) {
+    for (const double noise : {0.0, 0.01, 0.03}) {
+        for (const double factor : {0.6, 1.0, 2.0}) {
+            SCOPED_TRACE(testing::Message() << "noise " << noise << ", factor " << factor);
+            ShapeMesh mesh;
+            MakeBumpySphere(mesh, 4, 0.12, noise);
+            ASSERT_EQ(InwardFaces(mesh), 0u) << "the input itself should be star-shaped";
+            const double volume = EnclosedVolume(mesh);
+            ASSERT_TRUE(mesh.RemeshPreservingShape(factor * MeanSide(mesh)));
+            EXPECT_TRUE(IsCleanResult(mesh, true));
+            EXPECT_EQ(InwardFaces(mesh), 0u);
+            EXPECT_EQ(FoldedEdges(mesh), 0u);
+            EXPECT_NEAR(EnclosedVolume(mesh) / volume, 1.0, 0.02);
+        }
+    }
+}
+
+// Targets far longer than the shape is thick: the collapses must stop while a
+// thin tube is still a tube and a tetrahedron still a tetrahedron, or the
+// surface would pinch into non-manifold junk. The Euler characteristic of a
+// torus is 0, that of a sphere 2.
+TEST(RemeshPreservingShape, CoarseTargetsKeepTheTopology) {
+    ShapeMesh torus;
+    MakeTorus(torus, 48, 6, 2.0, 0.05);
+    ASSERT_TRUE(torus.RemeshPreservingShape(0.4));
+    EXPECT_TRUE(IsCleanResult(torus, true));
+    long long edges = static_cast<long long>(DirectedEdges(torus).size()) / 2;
+    EXPECT_EQ(static_cast<long long>(torus.m_Vertices.GetCount()) - edges + torus.m_Faces.GetCount(), 0);
+    EXPECT_LT(torus.m_Faces.GetCount(), 288u);
+
+    ShapeMesh input;
+    MakeTetrahedron(input);
+    ShapeMesh tetrahedron(input);
+    ASSERT_TRUE(tetrahedron.RemeshPreservingShape(10.0));
+    EXPECT_TRUE(IsCleanResult(tetrahedron, true));
+    EXPECT_EQ(tetrahedron.m_Faces.GetCount(), 4u);
+    EXPECT_LT(FarthestVertex(tetrahedron, input), 1e-12);
+}
+
+TEST(RemeshPreservingShape, ResultDoesNotDependOnTheThreadCount) {
+    ShapeMesh one;
+    MakeBumpySphere(one, 5, 0.12, 0.01);
+    ShapeMesh two(one);
+    const double target = 0.8 * MeanSide(one);
+    const int threads = omp_get_max_threads();
+    omp_set_num_threads(1);
+    one.RemeshPreservingShape(target);
+    omp_set_num_threads(2);
+    two.RemeshPreservingShape(target);
+    omp_set_num_threads(threads);
+
+    ASSERT_EQ(one.m_Vertices.GetCount(), two.m_Vertices.GetCount());
+    ASSERT_EQ(one.m_Faces.GetCount(), two.m_Faces.GetCount());
+    for (unsigned int v = 0; v < one.m_Vertices.GetCount(); ++v)
+        ASSERT_TRUE(one.m_Vertices[v].m_Position == two.m_Vertices[v].m_Position) << "vertex " << v;
+    for (unsigned int f = 0; f < one.m_Faces.GetCount(); ++f) ASSERT_TRUE(one.m_Faces[f] == two.m_Faces[f]) << "face " << f;
+}
+
+TEST(RemeshPreservingShape, ProgressCanStopAfterAnyIteration) {
+    ShapeMesh input;
+    MakeBumpySphere(input, 3, 0.12, 0.02);
+    const double target = 0.7 * MeanSide(input);
+
+    std::vector<std::pair<unsigned int, unsigned int>> calls;
+    CRemeshOptions options;
+    options.m_Progress = [&](unsigned int done, unsigned int total) {
+        calls.push_back(std::make_pair(done, total));
+        return true;
+    };
+    ShapeMesh full(input);
+    EXPECT_TRUE(full.RemeshPreservingShape(target, options));
+    EXPECT_EQ(calls.size(), 5u);
+
+    for (unsigned int stop = 1; stop <= 5; ++stop) {
+        SCOPED_TRACE(stop);
+        calls.clear();
+        options.m_Progress = [&](unsigned int done, unsigned int total) {
+            calls.push_back(std::make_pair(done, total));
+            return done < stop;
+        };
+        ShapeMesh stopped(input);
+        EXPECT_FALSE(stopped.RemeshPreservingShape(target, options));
+        ASSERT_EQ(calls.size(), stop);
+        for (unsigned int i = 0; i < stop; ++i) EXPECT_EQ(calls[i], std::make_pair(i + 1, 5u));
+        EXPECT_TRUE(IsCleanResult(stopped, true));
+        EXPECT_EQ(InwardFaces(stopped), 0u);
+
+        // Stopping after k iterations is the same as asking for k.
+        CRemeshOptions fewer;
+        fewer.m_Iterations = stop;
+        ShapeMesh counted(input);
+        EXPECT_TRUE(counted.RemeshPreservingShape(target, fewer));
+        ASSERT_EQ(counted.m_Vertices.GetCount(), stopped.m_Vertices.GetCount());
+        ASSERT_EQ(counted.m_Faces.GetCount(), stopped.m_Faces.GetCount());
+        for (unsigned int v = 0; v < counted.m_Vertices.GetCount(); ++v)
+            ASSERT_TRUE(counted.m_Vertices[v].m_Position == stopped.m_Vertices[v].m_Position);
+    }
+}
+
+// A closed sphere with junk added: a fourth face on an existing edge, a
+// duplicate face, a face with a repeated corner, a face with an index past the
+// vertices, a needle of three collinear vertices, an unused vertex and a
+// vertex at NaN with a face of its own. Junk the edits cannot use stays where
+// it is; the rest is remeshed.
+TEST(RemeshPreservingShape, JunkInputIsSurvived) {
+    ShapeMesh mesh;
+    MakeIcosphere(mesh, 3);
+    const unsigned int sphereVertices = mesh.m_Vertices.GetCount();
+    const unsigned int a = mesh.m_Faces[0].m_Corners[0], b = mesh.m_Faces[0].m_Corners[1];
+    const TVector3<double> nonManifoldEnd = Position(mesh, a);
+    AddVertex(mesh, 0, 0, 0);  // the apex of the extra face on edge a-b
+    AddFace(mesh, a, b, sphereVertices);
+    AddFace(mesh, mesh.m_Faces[5].m_Corners[0], mesh.m_Faces[5].m_Corners[1], mesh.m_Faces[5].m_Corners[2]);
+    AddFace(mesh, 3, 3, 7);
+    AddFace(mesh, 3, 7, 1000000);
+    AddVertex(mesh, 3, 0, 0);
+    AddVertex(mesh, 4, 0, 0);
+    AddVertex(mesh, 5, 0, 0);
+    AddFace(mesh, sphereVertices + 1, sphereVertices + 2, sphereVertices + 3);
+    AddVertex(mesh, 9, 9, 9);  // unused
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    AddVertex(mesh, nan, 0, 0);
+    AddVertex(mesh, 0, 6, 0);
+    AddVertex(mesh, 0, 7, 0);
+    AddFace(mesh, sphereVertices + 5, sphereVertices + 6, sphereVertices + 7);
+
+    mesh.RemeshPreservingShape(0.7 * 0.1);
+
+    const unsigned int vertexCount = mesh.m_Vertices.GetCount();
+    std::vector<char> used(vertexCount, 0);
+    unsigned int nanVertices = 0;
+    bool endKept = false;
+    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f) {
+        const auto* c = mesh.m_Faces[f].m_Corners;
+        for (int k = 0; k < 3; ++k) {
+            ASSERT_LT(c[k], vertexCount);
+            used[c[k]] = 1;
+        }
+        ASSERT_TRUE(c[0] != c[1] && c[1] != c[2] && c[2] != c[0]);
+    }
+    for (unsigned int v = 0; v < vertexCount; ++v) {
+        EXPECT_TRUE(used[v]) << "vertex " << v << " is unused";
+        const TVector3<double> p = Position(mesh, v);
+        nanVertices += std::isnan(p.x);
+        endKept |= p == nonManifoldEnd;
+    }
+    EXPECT_EQ(nanVertices, 1u);
+    EXPECT_TRUE(endKept) << "a vertex of the non-manifold edge moved";
+    EXPECT_GT(mesh.m_Faces.GetCount(), 2000u);
+    EXPECT_TRUE(MatchesRebuild(mesh));
+}
+
+TEST(RemeshPreservingShape, UnusableTargetOnlyCleansUp) {
+    for (const double target : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN(),
+                                std::numeric_limits<double>::infinity()}) {
+        SCOPED_TRACE(target);
+        ShapeMesh mesh;
+        MakeTetrahedron(mesh);
+        AddVertex(mesh, 5, 5, 5);
+        AddFace(mesh, 0, 0, 1);
+        EXPECT_TRUE(mesh.RemeshPreservingShape(target));
+        EXPECT_EQ(mesh.m_Vertices.GetCount(), 4u);
+        EXPECT_EQ(mesh.m_Faces.GetCount(), 4u);
+        EXPECT_TRUE(IsCleanResult(mesh, true));
+        EXPECT_NEAR(EnclosedVolume(mesh), 1.0 / 6.0, 1e-12);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,163 @@
+// Shapes with known answers: the result must stay on the input surface, keep
+// the volume, the sharp edges, the corners and the open boundary.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "remeshing/RemeshChecks.h"
+
+namespace {
+
+using namespace QuorvelTest;
+typedef TVector3<double> Point;
+
+bool IsExtreme(double value) { return value == 0.0 || value == 1.0; }
+
+// The open edges of a mesh as pairs of end positions, run the way the face
+// runs them.
+std::set<std::pair<Point, Point>> OpenEdges(const ShapeMesh& mesh) {
+    std::set<std::pair<Point, Point>> open;
+    const auto edges = DirectedEdges(mesh);
+    for (const auto& edge : edges)
+        if (edges.count(std::make_pair(edge.first.second, edge.first.first)) == 0)
+            open.insert(std::make_pair(Position(mesh, edge.first.first), Position(mesh, edge.first.second)));
+    return open;
+}
+
+TEST(RemeshPreservingShape, IcosphereStaysOnTheSphereAndKeepsItsVolume) {
+    // Finer and coarser than the input's own edges.
+    for (const double factor : {0.6, 1.0, 1.3}) {
+        SCOPED_TRACE(factor);
+        ShapeMesh mesh;
+        MakeIcosphere(mesh, 4);
+        const double volume = EnclosedVolume(mesh);
+        const unsigned int faces = mesh.m_Faces.GetCount();
+        const double target = factor * MeanSide(mesh);
+
+        ASSERT_TRUE(mesh.RemeshPreservingShape(target));
+
+        EXPECT_TRUE(IsCleanResult(mesh, true));
+        EXPECT_EQ(InwardFaces(mesh), 0u);
+        double worst = 0;
+        for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
+            worst = std::max(worst, std::fabs(Position(mesh, v).GetLength() - 1.0));
+        EXPECT_LT(worst, 0.01);
+        EXPECT_NEAR(EnclosedVolume(mesh) / volume, 1.0, 0.005);
+        // The edges come near the target: they settle inside the band
+        // between the collapse and split limits, a little below the target
+        // where a coarsening is held up by the length test of the collapse.
+        EXPECT_GT(MeanSide(mesh) / target, 0.8);
+        EXPECT_LT(MeanSide(mesh) / target, 1.05);
+        EXPECT_LT(double(mesh.m_Faces.GetCount()) * factor * factor / faces, 1.6);
+        // Vertex normals are recomputed: unit and outward on a sphere.
+        for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) {
+            const auto& n = mesh.m_Vertices[v].m_Normal;
+            ASSERT_NEAR(n.GetLength(), 1.0, 1e-9);
+            ASSERT_GT(n % Position(mesh, v), 0.9);
+        }
+    }
+}
+
+TEST(RemeshPreservingShape, EveryVertexEndsOnTheInputSurface) {
+    for (const double factor : {0.7, 1.6}) {
+        SCOPED_TRACE(factor);
+        ShapeMesh input;
+        MakeBumpySphere(input, 3, 0.15, 0.02);
+        ShapeMesh mesh(input);
+        ASSERT_TRUE(mesh.RemeshPreservingShape(factor * MeanSide(input)));
+        EXPECT_TRUE(IsCleanResult(mesh, true));
+        EXPECT_LT(FarthestVertex(mesh, input), 1e-12);
+    }
+}
+
+TEST(RemeshPreservingShape, BoxKeepsItsTwelveEdgesAndEightCorners) {
+    ShapeMesh mesh;
+    MakeBox(mesh, 1, 1, 1);
+    const double target = 0.2;
+    ASSERT_TRUE(mesh.RemeshPreservingShape(target));
+
+    EXPECT_TRUE(IsCleanResult(mesh, true));
+    EXPECT_GT(mesh.m_Faces.GetCount(), 200u);
+    // Projection onto a face of the box, or along one of its edges, leaves the
+    // constant coordinates exact; so every vertex has one coordinate exactly
+    // 0 or 1, vertices on a box edge two, and the corners three.
+    std::set<Point> corners;
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) {
+        const Point p = Position(mesh, v);
+        for (int k = 0; k < 3; ++k) {
+            ASSERT_GE(p[k], 0.0);
+            ASSERT_LE(p[k], 1.0);
+        }
+        const int extreme = IsExtreme(p.x) + IsExtreme(p.y) + IsExtreme(p.z);
+        ASSERT_GE(extreme, 1) << "vertex " << v << " left the surface";
+        if (extreme == 3) corners.insert(p);
+    }
+    EXPECT_EQ(corners.size(), 8u);
+    // The mesh edges that run along box edges cover all twelve of them.
+    double along = 0;
+    for (const auto& edge : DirectedEdges(mesh)) {
+        if (edge.first.first > edge.first.second) continue;
+        const Point a = Position(mesh, edge.first.first), b = Position(mesh, edge.first.second);
+        int shared = 0;
+        for (int k = 0; k < 3; ++k) shared += IsExtreme(a[k]) && a[k] == b[k];
+        if (shared >= 2) along += a.DiffVectLen(b);
+        // Relaxation after the splits may stretch an edge a little past the
+        // split limit, never far.
+        EXPECT_LT(a.DiffVectLen(b), 1.5 * target);
+    }
+    EXPECT_NEAR(along, 12.0, 1e-9);
+    EXPECT_NEAR(EnclosedVolume(mesh), 1.0, 1e-9);
+    EXPECT_NEAR(mesh.GetSurfaceArea(), 6.0, 1e-9);
+}
+
+TEST(RemeshPreservingShape, OpenGridKeepsOrSlidesItsBoundary) {
+    ShapeMesh input;
+    MakeGrid(input, 8, 8, 1.0);
+    const std::set<std::pair<Point, Point>> boundary = OpenEdges(input);
+    ASSERT_EQ(boundary.size(), 32u);
+
+    // Kept: the open edges are exactly those of the input.
+    ShapeMesh kept(input);
+    ASSERT_TRUE(kept.RemeshPreservingShape(0.5));
+    EXPECT_TRUE(IsCleanResult(kept, false));
+    EXPECT_EQ(OpenEdges(kept), boundary);
+    EXPECT_GT(kept.m_Faces.GetCount(), 2 * input.m_Faces.GetCount());
+
+    // Sliding: the boundary is remeshed too, but stays on the square, keeps
+    // its four corners and its length.
+    ShapeMesh sliding(input);
+    CRemeshOptions options;
+    options.m_KeepBoundaries = false;
+    ASSERT_TRUE(sliding.RemeshPreservingShape(0.5, options));
+    EXPECT_TRUE(IsCleanResult(sliding, false));
+    const std::set<std::pair<Point, Point>> open = OpenEdges(sliding);
+    EXPECT_GT(open.size(), 50u);
+    double length = 0;
+    std::set<Point> corners;
+    for (const auto& edge : open) {
+        for (const Point& p : {edge.first, edge.second}) {
+            EXPECT_TRUE(p.x == 0 || p.x == 8 || p.y == 0 || p.y == 8) << "a boundary vertex left the square";
+            if ((p.x == 0 || p.x == 8) && (p.y == 0 || p.y == 8)) corners.insert(p);
+        }
+        length += edge.first.DiffVectLen(edge.second);
+        EXPECT_LT(edge.first.DiffVectLen(edge.second), 1.5 * 0.5);
+    }
+    EXPECT_EQ(corners.size(), 4u);
+    EXPECT_NEAR(length, 32.0, 1e-9);
+
+    // Both stay flat, inside the square and of the same area.
+    for (ShapeMesh* mesh : {&kept, &sliding}) {
+        for (unsigned int v = 0; v < mesh->m_Vertices.GetCount(); ++v) EXPECT_EQ(Position(*mesh, v).z, 0.0);
+        double area = 0;
+        for (unsigned int f = 0; f < mesh->m_Faces.GetCount(); ++f) {
+            EXPECT_GT(AreaNormal(*mesh, f).z, 0.0) << "face " << f << " is turned over";
+            area += AreaNormal(*mesh, f).z / 2;
+        }
+        EXPECT_NEAR(area, 64.0, 1e-9);
+    }
+}
+
+}  // namespace
