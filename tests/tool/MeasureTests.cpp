@@ -1,0 +1,136 @@
+// The tool's own measures against closed forms and against brute force:
+// point-triangle distance, the grid's nearest-triangle search, sampled
+// Hausdorff distance, the statistics of the remesh table and the repairs
+// done before the exact remesh.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+#include "ToolTestSupport.h"
+#include "core/MeshRepair.h"
+#include "core/MeshTopology.h"
+#include "report/MeshStatistics.h"
+#include "report/SurfaceDistance.h"
+
+using namespace Corvane::Pellix::Quorvel::Tool;
+using namespace QuorvelToolTest;
+
+TEST(SurfaceDistance, PointTriangleDistanceInEveryRegion)
+{
+    const Point a(0, 0, 0), b(2, 0, 0), c(0, 2, 0);
+    EXPECT_DOUBLE_EQ(PointTriangleDistance(Point(0.5, 0.5, 3), a, b, c), 3);  // above the face
+    EXPECT_DOUBLE_EQ(PointTriangleDistance(Point(1, -2, 0), a, b, c), 2);     // beyond edge ab
+    EXPECT_DOUBLE_EQ(PointTriangleDistance(Point(2, 2, 0), a, b, c), std::sqrt(2.0));  // beyond edge bc
+    EXPECT_DOUBLE_EQ(PointTriangleDistance(Point(-3, -4, 0), a, b, c), 5);    // beyond corner a
+    EXPECT_DOUBLE_EQ(PointTriangleDistance(Point(4, -1, 2), a, b, c), 3);     // beyond corner b
+    // Degenerate triangles still measure to their sides.
+    EXPECT_DOUBLE_EQ(PointTriangleDistance(Point(1, 1, 0), a, b, Point(1, 0, 0)), 1);
+    EXPECT_DOUBLE_EQ(PointTriangleDistance(Point(0, 0, 2), a, a, a), 2);
+}
+
+TEST(SurfaceDistance, TreeSearchAgreesWithBruteForce)
+{
+    CMeshData mesh = MakeSphere(3);
+    // A far-away triangle gives the tree one lopsided split.
+    const std::uint32_t n = static_cast<std::uint32_t>(mesh.m_Positions.size());
+    mesh.m_Positions.insert(mesh.m_Positions.end(), {Point(20, 0, 0), Point(21, 0, 0), Point(20, 1, 0)});
+    mesh.m_Triangles.push_back(Triangle{n, n + 1, n + 2});
+    const CTriangleTree tree(mesh);
+    std::mt19937 random(7);
+    std::uniform_real_distribution<double> coordinate(-3, 25);
+    for (int i = 0; i < 500; ++i) {
+        const Point p(coordinate(random), coordinate(random) / 5, coordinate(random) / 5);
+        double brute = HUGE_VAL;
+        for (const Triangle& t : mesh.m_Triangles)
+            brute = std::min(brute, PointTriangleDistance(p, mesh.m_Positions[t[0]], mesh.m_Positions[t[1]],
+                                                          mesh.m_Positions[t[2]]));
+        ASSERT_DOUBLE_EQ(tree.Distance(p), brute) << p.x << " " << p.y << " " << p.z;
+    }
+}
+
+TEST(SurfaceDistance, HausdorffOfShiftedAndScaledSurfaces)
+{
+    const CMeshData grid = MakeGrid(8, 0.5);
+    EXPECT_NEAR(SampledHausdorffDistance(grid, grid, 2000), 0, 1e-12);
+    CMeshData lifted = grid;
+    for (Point& p : lifted.m_Positions)
+        p.z += 0.3;
+    EXPECT_NEAR(SampledHausdorffDistance(grid, lifted, 2000), 0.3, 1e-12);
+    // A finer copy of the same plane is at distance 0 whatever its samples.
+    EXPECT_NEAR(SampledHausdorffDistance(grid, MakeGrid(16, 0.25), 2000), 0, 1e-12);
+}
+
+TEST(MeshStatistics, CubeAndGridMatchTheirClosedForms)
+{
+    const CMeshStatistics cube = MeasureMesh(MakeCube(2));
+    EXPECT_EQ(cube.m_Vertices, 8u);
+    EXPECT_EQ(cube.m_Faces, 12u);
+    EXPECT_EQ(cube.m_EdgeLengths.size(), 18u);
+    EXPECT_DOUBLE_EQ(cube.m_MinEdge, 2);
+    EXPECT_DOUBLE_EQ(cube.m_MaxEdge, 2 * std::sqrt(2.0));
+    EXPECT_DOUBLE_EQ(cube.m_MeanEdge, (12 * 2 + 6 * 2 * std::sqrt(2.0)) / 18);
+    EXPECT_NEAR(cube.m_MinAngle, 45, 1e-9);
+    EXPECT_NEAR(cube.m_MaxAngle, 90, 1e-9);
+    EXPECT_NEAR(cube.m_Area, 24, 1e-12);
+    EXPECT_NEAR(cube.m_Volume, 8, 1e-12);
+    EXPECT_EQ(cube.m_OpenEdges, 0u);
+
+    const unsigned int n = 5;
+    const CMeshData gridMesh = MakeGrid(n);
+    const CMeshStatistics grid = MeasureMesh(gridMesh);
+    const double axis = 2.0 * n * (n + 1), diagonal = n * n;
+    EXPECT_NEAR(grid.m_MeanEdge, (axis + diagonal * std::sqrt(2.0)) / (axis + diagonal), 1e-12);
+    EXPECT_NEAR(TrueMeanEdgeLength(gridMesh), grid.m_MeanEdge, 1e-12);
+    EXPECT_EQ(grid.m_OpenEdges, 4u * n);
+    // Every interior vertex of a grid split along one diagonal has valence 6.
+    EXPECT_DOUBLE_EQ(grid.m_RegularShare, 1.0);
+    EXPECT_EQ(grid.m_InteriorValences[6], (n - 1) * (n - 1));
+    EXPECT_EQ(CEdgeCensus(gridMesh).m_OpenContours, 1u);
+}
+
+TEST(MeshRepair, MakeManifoldSeparatesSheetsAndOrientsFaces)
+{
+    // Three sheets on one edge (0, 1), and a fourth triangle touching the
+    // first only at vertex 2.
+    CMeshData book;
+    book.m_Positions = {Point(0, 0, 0), Point(0, 0, 1), Point(1, 0, 0), Point(-1, 0, 0),
+                        Point(0, 1, 0), Point(2, 1, 0), Point(2, -1, 0)};
+    book.m_Triangles = {{0, 1, 2}, {1, 0, 3}, {0, 1, 4}, {2, 5, 6}};
+    EXPECT_EQ(CEdgeCensus(book).m_NonManifoldEdges, 1u);
+    CRepairSummary summary;
+    ASSERT_TRUE(MakeManifold(book, summary));
+    const CEdgeCensus repaired(book);
+    EXPECT_EQ(repaired.m_NonManifoldEdges, 0u);
+    EXPECT_EQ(repaired.m_MisorientedEdges, 0u);
+    EXPECT_EQ(book.m_Triangles.size(), 4u);
+    // Vertices 0 and 1 get a copy for each sheet beyond the first; vertex 2
+    // keeps its own fan and the bow-tie triangle gets a copy.
+    EXPECT_EQ(summary.m_SplitVertices, 5u);
+    EXPECT_EQ(book.m_Positions.size(), 12u);
+    for (const Triangle& t : book.m_Triangles)
+        for (std::uint32_t v : t)
+            EXPECT_LT(v, book.m_Positions.size());
+
+    // Two faces crossing an edge the same way: one is turned over.
+    CMeshData pair = MakeGrid(1);
+    std::swap(pair.m_Triangles[1][1], pair.m_Triangles[1][2]);
+    EXPECT_EQ(CEdgeCensus(pair).m_MisorientedEdges, 1u);
+    CRepairSummary flips;
+    ASSERT_TRUE(MakeManifold(pair, flips));
+    EXPECT_EQ(flips.m_FlippedFaces, 1u);
+    EXPECT_EQ(CEdgeCensus(pair).m_MisorientedEdges, 0u);
+    EXPECT_EQ(pair.m_Positions.size(), 4u);
+
+    // Faces naming a vertex twice and duplicate faces go before the library
+    // sees them; order of the rest is kept.
+    CMeshData messy = MakeCube();
+    messy.m_Triangles.push_back(Triangle{1, 1, 2});
+    messy.m_Triangles.push_back(Triangle{messy.m_Triangles[3][2], messy.m_Triangles[3][0], messy.m_Triangles[3][1]});
+    CRepairSummary cleaned;
+    DropRepeatedCornerFaces(messy, cleaned);
+    DropDuplicateFaces(messy, cleaned);
+    EXPECT_EQ(cleaned.m_RepeatedCornerFaces, 1u);
+    EXPECT_EQ(cleaned.m_DuplicateFaces, 1u);
+    EXPECT_EQ(messy.m_Triangles, MakeCube().m_Triangles);
+}

@@ -1,0 +1,134 @@
+#include "commands/CommandSupport.h"
+
+#include <cmath>
+#include <cstdio>
+
+#include "core/MeshRepair.h"
+#include "core/MeshTopology.h"
+#include "core/Numbers.h"
+#include "core/ToolError.h"
+#include "io/ReaderSupport.h"
+
+namespace Corvane::Pellix::Quorvel::Tool {
+
+namespace {
+
+// Beyond this many faces or points a result no longer fits comfortably in
+// the memory of an ordinary machine.
+constexpr double ElementCeiling = 40e6;
+
+}  // namespace
+
+COption OutputOption()
+{
+    return {"--output", "-o", "OUTPUT", "mesh file to write (.off, .obj, .ply or .stl)"};
+}
+
+COption QuietOption()
+{
+    return {"--quiet", "", "", "no progress display and no notes on stderr"};
+}
+
+COption AsciiOption()
+{
+    return {"--ascii", "", "", "write PLY and STL as text instead of binary"};
+}
+
+const std::string& RequireInput(const CCommandLine& line)
+{
+    if (line.GetPositional().empty())
+        throw CToolError("missing INPUT mesh file (see --help)");
+    if (line.GetPositional().size() > 1)
+        throw CToolError("unexpected argument '" + line.GetPositional()[1] + "' (see --help)");
+    return line.GetPositional()[0];
+}
+
+const std::string& RequireMeshOutput(const CCommandLine& line)
+{
+    if (!line.Has("--output"))
+        throw CToolError("missing -o OUTPUT (see --help)");
+    const std::string& output = line.Get("--output");
+    FormatFromFileName(output);
+    CheckOutputWritable(output);
+    return output;
+}
+
+EEncoding GetEncoding(const CCommandLine& line)
+{
+    return line.Has("--ascii") ? EEncoding::Text : EEncoding::Binary;
+}
+
+void Note(const CCommandLine& line, const std::string& text)
+{
+    if (!line.IsQuiet()) {
+        std::fflush(stdout);
+        std::fprintf(stderr, "quorvel: note: %s\n", text.c_str());
+    }
+}
+
+CMeshData LoadMesh(const std::string& fileName, const CCommandLine& line)
+{
+    CMeshData mesh = ReadMeshFile(fileName);
+    if (mesh.m_SkippedPolygons != 0)
+        Note(line, fileName + ": left out " + std::to_string(mesh.m_SkippedPolygons) +
+                       " polygons with fewer than three corners");
+    return mesh;
+}
+
+void PrepareForLibrary(CMeshData& mesh, const std::string& fileName, const CCommandLine& line)
+{
+    CRepairSummary summary;
+    DropRepeatedCornerFaces(mesh, summary);
+    if (mesh.m_Triangles.empty())
+        throw CToolError(Located(fileName, "no usable faces: every face names a vertex twice"));
+    const std::string changes = summary.Describe();
+    if (!changes.empty())
+        Note(line, fileName + ": " + changes);
+}
+
+double ResolveLength(const CCommandLine& line, const std::string& absoluteOption, double defaultRelative,
+                     const CMeshData& mesh, const std::string& fileName)
+{
+    if (line.Has(absoluteOption) && line.Has("--relative"))
+        throw CToolError("give either " + absoluteOption + " or --relative, not both");
+    if (line.Has(absoluteOption))
+        return line.GetPositiveNumber(absoluteOption);
+    const double factor = line.Has("--relative") ? line.GetPositiveNumber("--relative") : defaultRelative;
+    const double mean = TrueMeanEdgeLength(mesh);
+    const double length = factor * mean;
+    if (!std::isfinite(length) || !(length > 0))
+        throw CToolError(Located(fileName, "the mesh has no edge of positive length to measure --relative "
+                                           "against; give " + absoluteOption));
+    return length;
+}
+
+void CheckEstimatedSize(double estimate, const char* what, const std::string& advice, const std::string& fileName)
+{
+    if (!(estimate <= ElementCeiling))
+        throw CToolError(Located(fileName, "the result would have about " + FormatQuantity(estimate, 3) + " " + what +
+                                               ", more than the limit of " + FormatQuantity(ElementCeiling, 3) + "; " +
+                                               advice));
+}
+
+void CheckResult(const CMeshData& mesh, const std::string& operation)
+{
+    for (const Point& p : mesh.m_Positions)
+        if (!IsFinitePoint(p))
+            throw CToolError(operation + " produced a non-finite coordinate; nothing was written");
+    for (const Triangle& t : mesh.m_Triangles)
+        for (std::uint32_t v : t)
+            if (v >= mesh.m_Positions.size())
+                throw CToolError(operation + " produced a face with an invalid vertex index; nothing was written");
+}
+
+void WriteMesh(const std::string& fileName, const CMeshData& mesh, const CCommandLine& line)
+{
+    WriteMeshFile(fileName, mesh, GetEncoding(line));
+}
+
+double SecondsSince(std::chrono::steady_clock::time_point start)
+{
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+}  // namespace Corvane::Pellix::Quorvel::Tool

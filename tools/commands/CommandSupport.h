@@ -1,0 +1,54 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+
+#include "core/Arguments.h"
+#include "io/MeshData.h"
+#include "io/MeshFormats.h"
+
+namespace Corvane::Pellix::Quorvel::Tool {
+
+// Steps that several subcommands share.
+
+COption OutputOption();
+COption QuietOption();
+COption AsciiOption();
+
+// The single INPUT argument; CToolError when it is missing or repeated.
+const std::string& RequireInput(const CCommandLine& line);
+// The -o OUTPUT of a mesh-writing subcommand, checked (extension, writable
+// directory) before any work is done.
+const std::string& RequireMeshOutput(const CCommandLine& line);
+EEncoding GetEncoding(const CCommandLine& line);
+
+// "quorvel: note: ..." on stderr, unless --quiet.
+void Note(const CCommandLine& line, const std::string& text);
+
+// Reads a mesh file and notes polygons that had to be left out.
+CMeshData LoadMesh(const std::string& fileName, const CCommandLine& line);
+// Drops the faces the library steps cannot take (a vertex named twice) and
+// notes them; CToolError when no face is left.
+void PrepareForLibrary(CMeshData& mesh, const std::string& fileName, const CCommandLine& line);
+
+// A length given either absolutely (--NAME L) or relative to the mesh's true
+// mean edge length (--relative R, default `defaultRelative`). Errors name
+// the mesh's file.
+double ResolveLength(const CCommandLine& line, const std::string& absoluteOption, double defaultRelative,
+                     const CMeshData& mesh, const std::string& fileName);
+
+// Refuses work whose result would not fit in memory: `estimate` elements
+// against a fixed ceiling, with advice on the option to change.
+void CheckEstimatedSize(double estimate, const char* what, const std::string& advice, const std::string& fileName);
+
+// Guards the files the tool writes: every index in range and every
+// coordinate finite. CToolError naming the operation otherwise, so that a
+// broken result is never written.
+void CheckResult(const CMeshData& mesh, const std::string& operation);
+
+void WriteMesh(const std::string& fileName, const CMeshData& mesh, const CCommandLine& line);
+
+// Seconds since `start`.
+double SecondsSince(std::chrono::steady_clock::time_point start);
+
+}  // namespace Corvane::Pellix::Quorvel::Tool

@@ -1,0 +1,100 @@
+#include <algorithm>
+#include <cctype>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <vector>
+
+#include "commands/Command.h"
+#include "commands/CommandSupport.h"
+#include "core/Numbers.h"
+#include "core/ToolError.h"
+#include "core/ToolMesh.h"
+#include "io/PointFiles.h"
+#include "io/ReaderSupport.h"
+
+namespace Corvane::Pellix::Quorvel::Tool {
+
+namespace {
+
+// Each face is swept by segments parallel to its shortest edge, about
+// (longest side / spacing) of them with as many points each at most.
+double EstimatePoints(const CMeshData& mesh, double spacing)
+{
+    double points = static_cast<double>(mesh.m_Positions.size());
+    for (const Triangle& t : mesh.m_Triangles) {
+        const Point &a = mesh.m_Positions[t[0]], &b = mesh.m_Positions[t[1]], &c = mesh.m_Positions[t[2]];
+        const double longest = std::max({a.DiffVectLen(b), b.DiffVectLen(c), c.DiffVectLen(a)}) / spacing;
+        points += (longest + 1) * (longest + 1);
+    }
+    return points;
+}
+
+bool HasExtension(const std::string& name, const char* extension)
+{
+    const std::string tail(extension);
+    if (name.size() < tail.size())
+        return false;
+    std::string end = name.substr(name.size() - tail.size());
+    std::transform(end.begin(), end.end(), end.begin(), [](unsigned char c) { return char(std::tolower(c)); });
+    return end == tail;
+}
+
+int Run(const CCommandLine& line)
+{
+    const std::string& input = RequireInput(line);
+    if (!line.Has("--output"))
+        throw CToolError("missing -o OUTPUT.ply (see --help)");
+    const std::string& output = line.Get("--output");
+    if (!HasExtension(output, ".ply"))
+        throw CToolError(Located(output, "a point set is written as PLY: give the output the extension .ply"));
+    CheckOutputWritable(output);
+
+    CMeshData data = LoadMesh(input, line);
+    PrepareForLibrary(data, input, line);
+    const double spacing = ResolveLength(line, "--spacing", 0.5, data, input);
+    CheckEstimatedSize(EstimatePoints(data, spacing), "points",
+                       "choose a larger --spacing or --relative (now " + FormatQuantity(spacing, 4) + ")", input);
+
+    ToolMesh mesh;
+    LoadIntoMesh(data, mesh);
+    TList<Point> list;
+    list.SetUseExponentialGrowth(true);
+    const auto start = std::chrono::steady_clock::now();
+    mesh.ExtractInfilledPointSet(spacing, &list);
+    const double seconds = SecondsSince(start);
+
+    std::vector<Point> points(list.GetStream(), list.GetStream() + list.GetCount());
+    for (const Point& p : points)
+        if (!IsFinitePoint(p))
+            throw CToolError("the infill produced a non-finite point; nothing was written");
+    COutputFile out(output);
+    WritePlyPoints(out, points, GetEncoding(line));
+    out.Commit();
+    std::printf("wrote %s: %s points at most %s apart in %.2f s\n", output.c_str(), FormatCount(points.size()).c_str(),
+                FormatQuantity(spacing, 5).c_str(), seconds);
+    return 0;
+}
+
+}  // namespace
+
+CCommand DescribeInfill()
+{
+    CCommand command;
+    command.m_Name = "infill";
+    command.m_Usage = "infill INPUT -o OUTPUT.ply [--spacing S | --relative R] [--ascii] [--quiet]";
+    command.m_Summary = "fill the surface with a dense point set (PLY)";
+    command.m_Description =
+        "Writes every vertex, points along every edge and points across every face, no further\n"
+        "than S apart along the lines that fill each face, as a PLY file of vertices only. Points\n"
+        "on an edge shared by two faces appear once for each face.";
+    command.m_Options = {{"--output", "-o", "OUTPUT.ply", "point set to write"},
+                         {"--spacing", "", "S", "largest gap between neighbouring points"},
+                         {"--relative", "", "R", "S = R x the input's mean edge length (default 0.5)"},
+                         AsciiOption(),
+                         QuietOption()};
+    command.m_Run = &Run;
+    return command;
+}
+
+}  // namespace Corvane::Pellix::Quorvel::Tool

@@ -1,0 +1,77 @@
+#include <chrono>
+#include <cstdio>
+#include <utility>
+
+#include "commands/Command.h"
+#include "commands/CommandSupport.h"
+#include "core/MeshTopology.h"
+#include "core/Numbers.h"
+#include "core/PositionWelder.h"
+#include "core/ToolError.h"
+#include "core/ToolMesh.h"
+
+namespace Corvane::Pellix::Quorvel::Tool {
+
+namespace {
+
+int Run(const CCommandLine& line)
+{
+    const std::string& input = RequireInput(line);
+    const std::string& output = RequireMeshOutput(line);
+    if (!line.Has("--thickness"))
+        throw CToolError("missing --thickness T (see --help)");
+    const double thickness = line.GetNonZeroNumber("--thickness");
+
+    CMeshData data = LoadMesh(input, line);
+    PrepareForLibrary(data, input, line);
+    if (CEdgeCensus(data).m_OpenEdges == 0)
+        Note(line, input + ": the mesh has no open edges, so the shell is two nested surfaces without walls");
+
+    ToolMesh mesh;
+    LoadIntoMesh(data, mesh);
+    const auto start = std::chrono::steady_clock::now();
+    mesh.AssignVertexNormals();
+    const unsigned int faces = mesh.m_Faces.GetCount();
+    mesh.OffsetStitch(thickness, true);
+    const double seconds = SecondsSince(start);
+
+    // The library keeps the winding of the moved copy, so the two sheets face
+    // the same way. The sheet that ends up inside the shell is turned over,
+    // which makes the shell a consistently oriented closed surface: the copy
+    // for a positive thickness (it moved against the normals), the original
+    // for a negative one.
+    CMeshData result = ExtractFromMesh(mesh);
+    const std::size_t first = thickness > 0 ? faces : 0;
+    for (std::size_t f = first; f < first + faces && f < result.m_Triangles.size(); ++f)
+        std::swap(result.m_Triangles[f][0], result.m_Triangles[f][2]);
+    // Every wall triangle has vertices of its own; equal positions are
+    // joined so that the shell is one connected surface.
+    result = WeldByPosition(result);
+    CheckResult(result, "thickening");
+    WriteMesh(output, result, line);
+    std::printf("wrote %s: %s vertices, %s faces, thickness %s in %.2f s\n", output.c_str(),
+                FormatCount(result.m_Positions.size()).c_str(), FormatCount(result.m_Triangles.size()).c_str(),
+                FormatQuantity(thickness).c_str(), seconds);
+    return 0;
+}
+
+}  // namespace
+
+CCommand DescribeThicken()
+{
+    CCommand command;
+    command.m_Name = "thicken";
+    command.m_Usage = "thicken INPUT -o OUTPUT --thickness T [--quiet]";
+    command.m_Summary = "turn an open surface into a closed shell of a given thickness";
+    command.m_Description =
+        "Adds a copy of the surface moved by T against its vertex normals and closes the gap\n"
+        "along every open edge with a wall of two triangles per edge. A positive T builds the\n"
+        "shell behind the side the faces face, a negative T in front of it. The result is a\n"
+        "closed, consistently oriented surface with vertices at equal positions merged.";
+    command.m_Options = {OutputOption(), {"--thickness", "", "T", "signed shell thickness"}, AsciiOption(),
+                         QuietOption()};
+    command.m_Run = &Run;
+    return command;
+}
+
+}  // namespace Corvane::Pellix::Quorvel::Tool

@@ -1,0 +1,286 @@
+#include "core/MeshRepair.h"
+
+#include <algorithm>
+#include <numeric>
+
+#include "core/MeshTopology.h"
+
+namespace Corvane::Pellix::Quorvel::Tool {
+
+namespace {
+
+void Note(std::string& text, std::uint64_t count, const char* what)
+{
+    if (count == 0)
+        return;
+    if (!text.empty())
+        text += "; ";
+    text += std::to_string(count) + " " + what;
+}
+
+// Per vertex, the faces that use it (compressed rows).
+class CVertexFaces {
+public:
+    explicit CVertexFaces(const CMeshData& mesh)
+    {
+        m_Start.assign(mesh.m_Positions.size() + 1, 0);
+        for (const Triangle& t : mesh.m_Triangles)
+            for (std::uint32_t v : t)
+                ++m_Start[v + 1];
+        std::partial_sum(m_Start.begin(), m_Start.end(), m_Start.begin());
+        m_Faces.resize(m_Start.back());
+        std::vector<std::uint32_t> fill(m_Start.begin(), m_Start.end() - 1);
+        for (std::uint32_t f = 0; f < mesh.m_Triangles.size(); ++f)
+            for (std::uint32_t v : mesh.m_Triangles[f])
+                m_Faces[fill[v]++] = f;
+    }
+    std::vector<std::uint32_t> m_Start;
+    std::vector<std::uint32_t> m_Faces;
+};
+
+// Per face side, the face across it when the edge joins exactly two faces;
+// otherwise none. "same" tells whether both faces run along the edge in the
+// same direction.
+class CFaceNeighbours {
+public:
+    static constexpr std::uint32_t None = 0xFFFFFFFFu;
+
+    explicit CFaceNeighbours(const CMeshData& mesh)
+    {
+        const std::size_t faceCount = mesh.m_Triangles.size();
+        m_Across.assign(faceCount * 3, None);
+        m_Same.assign(faceCount * 3, 0);
+        // Sort face sides by undirected edge; runs of exactly two are links.
+        std::vector<std::pair<std::uint64_t, std::uint32_t>> sides;
+        sides.reserve(faceCount * 3);
+        for (std::uint32_t f = 0; f < faceCount; ++f)
+            for (std::uint32_t k = 0; k < 3; ++k) {
+                const std::uint64_t a = mesh.m_Triangles[f][k], b = mesh.m_Triangles[f][(k + 1) % 3];
+                sides.emplace_back(std::min(a, b) << 32 | std::max(a, b), f * 3 + k);
+            }
+        std::sort(sides.begin(), sides.end());
+        for (std::size_t i = 0; i < sides.size();) {
+            std::size_t j = i;
+            while (j < sides.size() && sides[j].first == sides[i].first)
+                ++j;
+            if (j - i == 2) {
+                const std::uint32_t s = sides[i].second, t = sides[i + 1].second;
+                const bool same = mesh.m_Triangles[s / 3][s % 3] == mesh.m_Triangles[t / 3][t % 3];
+                m_Across[s] = t / 3;
+                m_Across[t] = s / 3;
+                m_Same[s] = m_Same[t] = same;
+            }
+            i = j;
+        }
+    }
+    std::vector<std::uint32_t> m_Across;
+    std::vector<char> m_Same;
+};
+
+// Flips faces, component by component, to agree with the lowest-numbered
+// face of their component. Where the surface cannot be oriented (a Moebius
+// band) the disagreeing edge is left for the splitting step to cut.
+std::uint64_t OrientConsistently(CMeshData& mesh)
+{
+    const CFaceNeighbours neighbours(mesh);
+    const std::size_t faceCount = mesh.m_Triangles.size();
+    std::vector<signed char> flip(faceCount, -1);
+    std::vector<std::uint32_t> queue;
+    for (std::uint32_t seed = 0; seed < faceCount; ++seed) {
+        if (flip[seed] >= 0)
+            continue;
+        flip[seed] = 0;
+        queue.assign(1, seed);
+        for (std::size_t q = 0; q < queue.size(); ++q) {
+            const std::uint32_t f = queue[q];
+            for (int k = 0; k < 3; ++k) {
+                const std::uint32_t g = neighbours.m_Across[f * 3 + k];
+                if (g == CFaceNeighbours::None || flip[g] >= 0)
+                    continue;
+                flip[g] = static_cast<signed char>(flip[f] ^ neighbours.m_Same[f * 3 + k]);
+                queue.push_back(g);
+            }
+        }
+    }
+    std::uint64_t flipped = 0;
+    for (std::size_t f = 0; f < faceCount; ++f)
+        if (flip[f] == 1) {
+            std::swap(mesh.m_Triangles[f][1], mesh.m_Triangles[f][2]);
+            ++flipped;
+        }
+    return flipped;
+}
+
+// Gives each sheet around a vertex its own copy of the vertex. Faces around
+// a vertex belong to one sheet when they are joined through two-sided,
+// consistently oriented edges at that vertex.
+std::uint64_t SplitSheets(CMeshData& mesh)
+{
+    const CFaceNeighbours neighbours(mesh);
+    const CVertexFaces around(mesh);
+    const std::size_t vertexCount = mesh.m_Positions.size();
+    std::uint64_t copies = 0;
+    std::vector<std::uint32_t> faces, parent;
+    for (std::uint32_t v = 0; v < vertexCount; ++v) {
+        faces.assign(around.m_Faces.begin() + around.m_Start[v], around.m_Faces.begin() + around.m_Start[v + 1]);
+        if (faces.size() < 2)
+            continue;
+        parent.resize(faces.size());
+        std::iota(parent.begin(), parent.end(), 0u);
+        auto root = [&](std::uint32_t i) {
+            while (parent[i] != i)
+                i = parent[i] = parent[parent[i]];
+            return i;
+        };
+        for (std::uint32_t i = 0; i < faces.size(); ++i) {
+            const Triangle& t = mesh.m_Triangles[faces[i]];
+            for (int k = 0; k < 3; ++k) {
+                // Only the two sides of the face that touch v.
+                if (t[k] != v && t[(k + 1) % 3] != v)
+                    continue;
+                const std::size_t side = faces[i] * std::size_t(3) + k;
+                const std::uint32_t g = neighbours.m_Across[side];
+                if (g == CFaceNeighbours::None || neighbours.m_Same[side])
+                    continue;
+                const auto at = std::find(faces.begin(), faces.end(), g);
+                if (at != faces.end())
+                    parent[root(i)] = root(static_cast<std::uint32_t>(at - faces.begin()));
+            }
+        }
+        // The sheet of the first face keeps v; every other sheet gets a copy.
+        const std::uint32_t keep = root(0);
+        std::vector<std::pair<std::uint32_t, std::uint32_t>> copyOf;
+        for (std::uint32_t i = 0; i < faces.size(); ++i) {
+            const std::uint32_t r = root(i);
+            if (r == keep)
+                continue;
+            auto found = std::find_if(copyOf.begin(), copyOf.end(), [&](const auto& p) { return p.first == r; });
+            if (found == copyOf.end()) {
+                copyOf.emplace_back(r, static_cast<std::uint32_t>(mesh.m_Positions.size()));
+                mesh.m_Positions.push_back(mesh.m_Positions[v]);
+                ++copies;
+                found = copyOf.end() - 1;
+            }
+            for (std::uint32_t& corner : mesh.m_Triangles[faces[i]])
+                if (corner == v)
+                    corner = found->second;
+        }
+    }
+    return copies;
+}
+
+// Last resort for edges that splitting could not separate: keep the first
+// face on each such edge and drop the others.
+std::uint64_t DropFacesOnBadEdges(CMeshData& mesh)
+{
+    const CEdgeCensus census(mesh);
+    std::vector<char> drop(mesh.m_Triangles.size(), 0);
+    std::vector<char> claimed(census.m_Edges.size(), 0);
+    for (std::size_t f = 0; f < mesh.m_Triangles.size(); ++f) {
+        const Triangle& t = mesh.m_Triangles[f];
+        for (int k = 0; k < 3 && !drop[f]; ++k) {
+            const std::int64_t e = census.Find(t[k], t[(k + 1) % 3]);
+            if (e < 0)
+                continue;
+            const CMeshEdge& edge = census.m_Edges[e];
+            if (!edge.IsNonManifold() && !edge.IsMisoriented())
+                continue;
+            if (claimed[e])
+                drop[f] = 1;
+            claimed[e] = 1;
+        }
+    }
+    std::vector<Triangle> kept;
+    for (std::size_t f = 0; f < mesh.m_Triangles.size(); ++f)
+        if (!drop[f])
+            kept.push_back(mesh.m_Triangles[f]);
+    const std::uint64_t dropped = mesh.m_Triangles.size() - kept.size();
+    mesh.m_Triangles.swap(kept);
+    return dropped;
+}
+
+bool IsManifold(const CMeshData& mesh)
+{
+    const CEdgeCensus census(mesh);
+    return census.m_NonManifoldEdges == 0 && census.m_MisorientedEdges == 0;
+}
+
+}  // namespace
+
+std::string CRepairSummary::Describe() const
+{
+    std::string text;
+    Note(text, m_RepeatedCornerFaces, "faces naming a vertex twice dropped");
+    Note(text, m_DuplicateFaces, "duplicate faces dropped");
+    Note(text, m_UnusedVertices, "unused vertices dropped");
+    Note(text, m_FlippedFaces, "faces flipped to agree with their neighbours");
+    Note(text, m_SplitVertices, "vertex copies made to separate sheets meeting at a vertex or edge");
+    Note(text, m_DroppedFaces, "faces on inseparable non-manifold edges dropped");
+    return text;
+}
+
+void DropRepeatedCornerFaces(CMeshData& mesh, CRepairSummary& summary)
+{
+    const std::size_t before = mesh.m_Triangles.size();
+    mesh.m_Triangles.erase(std::remove_if(mesh.m_Triangles.begin(), mesh.m_Triangles.end(),
+                                          [](const Triangle& t) { return t[0] == t[1] || t[1] == t[2] || t[2] == t[0]; }),
+                           mesh.m_Triangles.end());
+    summary.m_RepeatedCornerFaces += before - mesh.m_Triangles.size();
+}
+
+void DropDuplicateFaces(CMeshData& mesh, CRepairSummary& summary)
+{
+    std::vector<std::pair<Triangle, std::uint32_t>> sorted;
+    sorted.reserve(mesh.m_Triangles.size());
+    for (std::uint32_t f = 0; f < mesh.m_Triangles.size(); ++f) {
+        Triangle t = mesh.m_Triangles[f];
+        std::sort(t.begin(), t.end());
+        sorted.emplace_back(t, f);
+    }
+    std::sort(sorted.begin(), sorted.end());
+    std::vector<char> drop(mesh.m_Triangles.size(), 0);
+    for (std::size_t i = 1; i < sorted.size(); ++i)
+        if (sorted[i].first == sorted[i - 1].first)
+            drop[sorted[i].second] = 1;
+    std::vector<Triangle> kept;
+    kept.reserve(mesh.m_Triangles.size());
+    for (std::size_t f = 0; f < mesh.m_Triangles.size(); ++f)
+        if (!drop[f])
+            kept.push_back(mesh.m_Triangles[f]);
+    summary.m_DuplicateFaces += mesh.m_Triangles.size() - kept.size();
+    mesh.m_Triangles.swap(kept);
+}
+
+void DropUnusedVertices(CMeshData& mesh, CRepairSummary& summary)
+{
+    std::vector<std::uint32_t> map(mesh.m_Positions.size(), 0xFFFFFFFFu);
+    for (const Triangle& t : mesh.m_Triangles)
+        for (std::uint32_t v : t)
+            map[v] = 0;
+    std::vector<Point> kept;
+    kept.reserve(mesh.m_Positions.size());
+    for (std::size_t v = 0; v < map.size(); ++v)
+        if (map[v] == 0) {
+            map[v] = static_cast<std::uint32_t>(kept.size());
+            kept.push_back(mesh.m_Positions[v]);
+        }
+    summary.m_UnusedVertices += mesh.m_Positions.size() - kept.size();
+    mesh.m_Positions.swap(kept);
+    for (Triangle& t : mesh.m_Triangles)
+        for (std::uint32_t& v : t)
+            v = map[v];
+}
+
+bool MakeManifold(CMeshData& mesh, CRepairSummary& summary)
+{
+    summary.m_FlippedFaces += OrientConsistently(mesh);
+    for (int round = 0; round < 4; ++round) {
+        summary.m_SplitVertices += SplitSheets(mesh);
+        if (IsManifold(mesh))
+            return true;
+        summary.m_DroppedFaces += DropFacesOnBadEdges(mesh);
+    }
+    return IsManifold(mesh);
+}
+
+}  // namespace Corvane::Pellix::Quorvel::Tool

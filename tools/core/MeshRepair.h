@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "io/MeshData.h"
+
+namespace Corvane::Pellix::Quorvel::Tool {
+
+// What the preparation steps changed, for the notes the tool prints.
+class CRepairSummary {
+public:
+    std::uint64_t m_RepeatedCornerFaces = 0;
+    std::uint64_t m_DuplicateFaces = 0;
+    std::uint64_t m_UnusedVertices = 0;
+    std::uint64_t m_FlippedFaces = 0;
+    std::uint64_t m_SplitVertices = 0;
+    std::uint64_t m_DroppedFaces = 0;
+
+    // One line per kind of change, empty when nothing changed.
+    std::string Describe() const;
+};
+
+// The library's operations check nothing, so the tool hands them only what
+// they are built for. Each step keeps the order of what it keeps.
+
+// Faces that name one vertex at two corners: the library reads a face whose
+// corner 0 equals corner 1 as marked for removal, and builds a vertex that is
+// its own neighbour from the others.
+void DropRepeatedCornerFaces(CMeshData& mesh, CRepairSummary& summary);
+// Faces with the same three vertices as an earlier face, in any order: a
+// pair of them forms a closed sliver whose edge flips double edges.
+void DropDuplicateFaces(CMeshData& mesh, CRepairSummary& summary);
+// Vertices that no face uses.
+void DropUnusedVertices(CMeshData& mesh, CRepairSummary& summary);
+
+// Turns the mesh into an oriented manifold with boundary, as the edge
+// operations of the exact remesh assume: faces are flipped to agree with
+// their neighbours, and vertices where sheets meet (at non-manifold edges,
+// misoriented edges or pinch points) are split into one copy per sheet, the
+// copies appended at the end. Faces on edges that splitting cannot separate
+// are dropped. Returns false if the mesh is still not manifold.
+bool MakeManifold(CMeshData& mesh, CRepairSummary& summary);
+
+}  // namespace Corvane::Pellix::Quorvel::Tool

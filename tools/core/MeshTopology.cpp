@@ -1,0 +1,96 @@
+#include "core/MeshTopology.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace Corvane::Pellix::Quorvel::Tool {
+
+namespace {
+
+std::uint32_t FindRoot(std::vector<std::uint32_t>& parent, std::uint32_t v)
+{
+    while (parent[v] != v) {
+        parent[v] = parent[parent[v]];
+        v = parent[v];
+    }
+    return v;
+}
+
+}  // namespace
+
+CEdgeCensus::CEdgeCensus(const CMeshData& mesh)
+{
+    // Each face side becomes a key (low end, high end, direction bit); one
+    // sort groups the sides of every edge together.
+    std::vector<std::uint64_t> sides;
+    sides.reserve(mesh.m_Triangles.size() * 3);
+    for (const Triangle& t : mesh.m_Triangles)
+        for (int k = 0; k < 3; ++k) {
+            const std::uint32_t a = t[k], b = t[(k + 1) % 3];
+            if (a == b)
+                continue;
+            const std::uint64_t low = std::min(a, b), high = std::max(a, b);
+            sides.push_back((low << 32 | high) << 1 | (a < b ? 1u : 0u));
+        }
+    std::sort(sides.begin(), sides.end());
+
+    const std::size_t vertexCount = mesh.m_Positions.size();
+    m_Valence.assign(vertexCount, 0);
+    m_OnBoundary.assign(vertexCount, 0);
+    for (std::size_t i = 0; i < sides.size();) {
+        const std::uint64_t key = sides[i] >> 1;
+        CMeshEdge edge;
+        edge.m_A = static_cast<std::uint32_t>(key >> 32);
+        edge.m_B = static_cast<std::uint32_t>(key & 0xFFFFFFFFu);
+        for (; i < sides.size() && (sides[i] >> 1) == key; ++i) {
+            ++edge.m_Faces;
+            edge.m_Forward += static_cast<std::uint32_t>(sides[i] & 1);
+        }
+        ++m_Valence[edge.m_A];
+        ++m_Valence[edge.m_B];
+        if (edge.IsOpen()) {
+            ++m_OpenEdges;
+            m_OnBoundary[edge.m_A] = m_OnBoundary[edge.m_B] = 1;
+        } else if (edge.IsNonManifold()) {
+            ++m_NonManifoldEdges;
+        } else if (edge.IsMisoriented()) {
+            ++m_MisorientedEdges;
+        }
+        m_Edges.push_back(edge);
+    }
+
+    std::vector<std::uint32_t> parent(vertexCount);
+    std::iota(parent.begin(), parent.end(), 0u);
+    for (const CMeshEdge& edge : m_Edges)
+        if (edge.IsOpen())
+            parent[FindRoot(parent, edge.m_A)] = FindRoot(parent, edge.m_B);
+    for (std::size_t v = 0; v < vertexCount; ++v)
+        if (m_OnBoundary[v] && FindRoot(parent, static_cast<std::uint32_t>(v)) == v)
+            ++m_OpenContours;
+}
+
+std::int64_t CEdgeCensus::Find(std::uint32_t a, std::uint32_t b) const
+{
+    if (a > b)
+        std::swap(a, b);
+    const auto it = std::lower_bound(m_Edges.begin(), m_Edges.end(), std::make_pair(a, b),
+                                     [](const CMeshEdge& e, const std::pair<std::uint32_t, std::uint32_t>& key) {
+                                         return e.m_A < key.first || (e.m_A == key.first && e.m_B < key.second);
+                                     });
+    if (it == m_Edges.end() || it->m_A != a || it->m_B != b)
+        return -1;
+    return it - m_Edges.begin();
+}
+
+double TrueMeanEdgeLength(const CMeshData& mesh)
+{
+    const CEdgeCensus census(mesh);
+    if (census.m_Edges.empty())
+        return 0;
+    double sum = 0;
+    for (const CMeshEdge& edge : census.m_Edges)
+        sum += mesh.m_Positions[edge.m_A].DiffVectLen(mesh.m_Positions[edge.m_B]);
+    return sum / static_cast<double>(census.m_Edges.size());
+}
+
+}  // namespace Corvane::Pellix::Quorvel::Tool

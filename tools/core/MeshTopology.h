@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "io/MeshData.h"
+
+namespace Corvane::Pellix::Quorvel::Tool {
+
+// One undirected edge: its ends (m_A < m_B), how many face sides use it and
+// how many of those run from m_A to m_B. A two-sided edge of a consistently
+// oriented surface has m_Forward == 1.
+class CMeshEdge {
+public:
+    std::uint32_t m_A = 0;
+    std::uint32_t m_B = 0;
+    std::uint32_t m_Faces = 0;
+    std::uint32_t m_Forward = 0;
+
+    bool IsOpen() const { return m_Faces == 1; }
+    bool IsNonManifold() const { return m_Faces > 2; }
+    bool IsMisoriented() const { return m_Faces == 2 && m_Forward != 1; }
+};
+
+// The edges of a mesh, counted once each, with the figures that say whether
+// the surface is closed, manifold and consistently oriented. Faces that name
+// a vertex twice contribute no edge between that vertex and itself.
+class CEdgeCensus {
+public:
+    explicit CEdgeCensus(const CMeshData& mesh);
+
+    // Sorted by (m_A, m_B).
+    std::vector<CMeshEdge> m_Edges;
+    std::uint64_t m_OpenEdges = 0;
+    std::uint64_t m_NonManifoldEdges = 0;
+    std::uint64_t m_MisorientedEdges = 0;
+    // Connected pieces of the open boundary: a disc has one, a tube two.
+    std::uint64_t m_OpenContours = 0;
+    // Per vertex: number of distinct neighbours, and whether it lies on an
+    // open edge.
+    std::vector<std::uint32_t> m_Valence;
+    std::vector<char> m_OnBoundary;
+
+    // Index of edge (a, b) in m_Edges, or -1.
+    std::int64_t Find(std::uint32_t a, std::uint32_t b) const;
+};
+
+// The plain mean of the lengths of all edges, each counted once.
+double TrueMeanEdgeLength(const CMeshData& mesh);
+
+}  // namespace Corvane::Pellix::Quorvel::Tool

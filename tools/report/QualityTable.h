@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdio>
+
+#include "report/MeshStatistics.h"
+
+namespace Corvane::Pellix::Quorvel::Tool {
+
+// What the remesh table shows besides the two meshes' own figures.
+class CRemeshOutcome {
+public:
+    double m_TargetLength = 0;
+    // Sampled Hausdorff distance between input and output over the input's
+    // bounding-box diagonal.
+    double m_RelativeDistance = 0;
+    double m_Seconds = 0;
+};
+
+// The before/after table of a remesh, one figure per row, aligned for a
+// terminal.
+void PrintQualityTable(std::FILE* out, const CMeshStatistics& before, const CMeshStatistics& after,
+                       const CRemeshOutcome& outcome);
+
+}  // namespace Corvane::Pellix::Quorvel::Tool
