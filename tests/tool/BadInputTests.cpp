@@ -49,6 +49,7 @@ std::vector<CBadFile> BadFiles()
         {"nan.obj", "v 0 0 0\nv 1 0 0\nv nan 1 0\nf 1 2 3\n", 3, "non-finite coordinate"},
         {"huge.obj", "v 0 0 0\nv 1e999 0 0\nv 0 1 0\nf 1 2 3\n", 2, "overflowing coordinate"},
         {"nofaces.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\n", 0, "no faces"},
+        {"degenerate.obj", "v 0 0 0\nv 0 0 0\nv 1 0 0\nf 1 2 3\nf 1 3\n", 0, "no usable face, after notes"},
         {"truncated.off", "OFF\n4 2 0\n0 0 0\n1 0 0\n0 1 0\n1 1 0\n3 0 1 2\n", 0, "fewer faces than declared"},
         {"header.off", "OFF\n3 x 0\n", 2, "malformed count"},
         {"range.off", "OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 3\n", 6, "index out of range"},

@@ -114,6 +114,29 @@ TEST(Subcommands, RemeshWithoutInputRunsTheBuiltInExample)
     EXPECT_TRUE(run.m_Err.empty()) << run.m_Err;
 }
 
+TEST(Subcommands, RemeshJoinsCopiesOfOnePositionIntoOneSurface)
+{
+    // Written triangle by triangle, as some exporters do: every edge is open
+    // until equal positions are joined.
+    CScratchDirectory dir;
+    const CMeshData sphere = MakeSphere(3);
+    CMeshData soup;
+    for (const Triangle& t : sphere.m_Triangles) {
+        const std::uint32_t first = static_cast<std::uint32_t>(soup.m_Positions.size());
+        for (std::uint32_t v : t)
+            soup.m_Positions.push_back(sphere.m_Positions[v]);
+        soup.m_Triangles.push_back(Triangle{first, first + 1, first + 2});
+    }
+    WriteMeshFile(dir.Path("soup.obj"), soup, EEncoding::Text);
+    for (const char* method : {"exact", "preserve"}) {
+        SCOPED_TRACE(method);
+        const CRun run = RunQuorvel({"remesh", dir.Path("soup.obj"), "-o", dir.Path("out.obj"), "--method", method});
+        ExpectSuccess(run);
+        EXPECT_NE(run.m_Err.find("merged"), std::string::npos) << run.m_Err;
+        EXPECT_TRUE(IsClosedManifold(ReadMeshFile(dir.Path("out.obj"))));
+    }
+}
+
 TEST(Subcommands, RemeshHandlesNonManifoldInputWithoutCrashing)
 {
     CScratchDirectory dir;

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "commands/CommandSupport.h"
 #include "core/ToolError.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
@@ -62,7 +63,9 @@ int RunTool(const std::vector<std::string>& arguments)
             PrintHelp(command);
             return 0;
         }
-        return command.m_Run(line);
+        const int status = command.m_Run(line);
+        FlushNotes();
+        return status;
     }
     throw CToolError("unknown command '" + arguments[0] + "' (quorvel --help lists the commands)");
 }

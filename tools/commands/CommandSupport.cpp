@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <vector>
 
 #include "core/MeshRepair.h"
 #include "core/MeshTopology.h"
@@ -58,12 +59,28 @@ EEncoding GetEncoding(const CCommandLine& line)
     return line.Has("--ascii") ? EEncoding::Text : EEncoding::Binary;
 }
 
+namespace {
+
+std::vector<std::string>& PendingNotes()
+{
+    static std::vector<std::string> notes;
+    return notes;
+}
+
+}  // namespace
+
 void Note(const CCommandLine& line, const std::string& text)
 {
-    if (!line.IsQuiet()) {
-        std::fflush(stdout);
+    if (!line.IsQuiet())
+        PendingNotes().push_back(text);
+}
+
+void FlushNotes()
+{
+    std::fflush(stdout);
+    for (const std::string& text : PendingNotes())
         std::fprintf(stderr, "quorvel: note: %s\n", text.c_str());
-    }
+    PendingNotes().clear();
 }
 
 CMeshData LoadMesh(const std::string& fileName, const CCommandLine& line)

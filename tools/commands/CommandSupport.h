@@ -22,8 +22,11 @@ const std::string& RequireInput(const CCommandLine& line);
 const std::string& RequireMeshOutput(const CCommandLine& line);
 EEncoding GetEncoding(const CCommandLine& line);
 
-// "quorvel: note: ..." on stderr, unless --quiet.
+// "quorvel: note: ..." on stderr, unless --quiet. Notes are held back until
+// the command has succeeded (FlushNotes), so a failed run still prints
+// exactly one line: its error.
 void Note(const CCommandLine& line, const std::string& text);
+void FlushNotes();
 
 // Reads a mesh file and notes polygons that had to be left out.
 CMeshData LoadMesh(const std::string& fileName, const CCommandLine& line);

@@ -148,6 +148,13 @@ int Run(const CCommandLine& line)
 
     const CMeshData original = builtIn ? MakeDefaultMesh() : LoadMesh(name, line);
     CMeshData input = original;
+    // The output is a new mesh, so the input's vertex numbering need not
+    // survive: copies of one position are joined first, and what that makes
+    // degenerate is dropped with the rest.
+    CRepairSummary welding;
+    WeldCoincidentVertices(input, welding);
+    if (welding.m_MergedVertices != 0)
+        Note(line, name + ": " + welding.Describe());
     PrepareForLibrary(input, name, line);
     CRepairSummary unused;
     DropUnusedVertices(input, unused);

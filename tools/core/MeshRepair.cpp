@@ -4,6 +4,7 @@
 #include <numeric>
 
 #include "core/MeshTopology.h"
+#include "core/PositionWelder.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
 
@@ -210,6 +211,7 @@ bool IsManifold(const CMeshData& mesh)
 std::string CRepairSummary::Describe() const
 {
     std::string text;
+    Note(text, m_MergedVertices, "vertices at the position of an earlier vertex merged into it");
     Note(text, m_RepeatedCornerFaces, "faces naming a vertex twice dropped");
     Note(text, m_DuplicateFaces, "duplicate faces dropped");
     Note(text, m_UnusedVertices, "unused vertices dropped");
@@ -217,6 +219,20 @@ std::string CRepairSummary::Describe() const
     Note(text, m_SplitVertices, "vertex copies made to separate sheets meeting at a vertex or edge");
     Note(text, m_DroppedFaces, "faces on inseparable non-manifold edges dropped");
     return text;
+}
+
+void WeldCoincidentVertices(CMeshData& mesh, CRepairSummary& summary)
+{
+    CMeshData welded;
+    CPositionWelder welder(welded);
+    std::vector<std::uint32_t> map(mesh.m_Positions.size());
+    for (std::size_t v = 0; v < mesh.m_Positions.size(); ++v)
+        map[v] = welder.Add(mesh.m_Positions[v]);
+    summary.m_MergedVertices += mesh.m_Positions.size() - welded.m_Positions.size();
+    mesh.m_Positions.swap(welded.m_Positions);
+    for (Triangle& t : mesh.m_Triangles)
+        for (std::uint32_t& v : t)
+            v = map[v];
 }
 
 void DropRepeatedCornerFaces(CMeshData& mesh, CRepairSummary& summary)

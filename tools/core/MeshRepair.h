@@ -10,6 +10,7 @@ namespace Corvane::Pellix::Quorvel::Tool {
 // What the preparation steps changed, for the notes the tool prints.
 class CRepairSummary {
 public:
+    std::uint64_t m_MergedVertices = 0;
     std::uint64_t m_RepeatedCornerFaces = 0;
     std::uint64_t m_DuplicateFaces = 0;
     std::uint64_t m_UnusedVertices = 0;
@@ -24,6 +25,10 @@ public:
 // The library's operations check nothing, so the tool hands them only what
 // they are built for. Each step keeps the order of what it keeps.
 
+// Vertices at exactly the same position become one, the first of them: files
+// written triangle by triangle, or cut along texture seams, then hold one
+// connected surface instead of loose pieces.
+void WeldCoincidentVertices(CMeshData& mesh, CRepairSummary& summary);
 // Faces that name one vertex at two corners: the library reads a face whose
 // corner 0 equals corner 1 as marked for removal, and builds a vertex that is
 // its own neighbour from the others.

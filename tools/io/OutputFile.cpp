@@ -56,8 +56,10 @@ void CheckOutputWritable(const std::string& fileName)
         throw CToolError(Located(fileName, "cannot write: the directory " + directory + " does not exist"));
     if (::access(directory.c_str(), W_OK) != 0)
         throw CToolError(Located(fileName, "cannot write: the directory " + directory + " is not writable"));
-    if (::stat(fileName.c_str(), &info) == 0 && S_ISDIR(info.st_mode))
-        throw CToolError(Located(fileName, "cannot write: it is a directory"));
+    // The output replaces the destination by renaming, which must not happen
+    // to a device or a pipe.
+    if (::stat(fileName.c_str(), &info) == 0 && !S_ISREG(info.st_mode))
+        throw CToolError(Located(fileName, "cannot write: not a regular file"));
 }
 
 COutputFile::COutputFile(const std::string& fileName) : m_FileName(fileName)
