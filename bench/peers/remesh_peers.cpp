@@ -1,0 +1,196 @@
+// Remeshing beside CGAL: for each generated input (a bumpy sphere and a bumpy
+// torus extracted by marching tetrahedra, at the face counts given on the
+// command line), the same target length (the input's mean edge length) and 5
+// iterations, four runs:
+//   preserve    TMesh::RemeshPreservingShape with its default options
+//   designed    TMesh::Remesh, connectivity built first, then DiscardVertices
+//   cgal        CGAL::Polygon_mesh_processing::isotropic_remeshing, do_project(false)
+//   cgal-proj   the same with do_project(true)
+// and one table row each: faces, wall-clock seconds, speed relative to
+// cgal-proj, and the quality figures of the command-line tool's report.
+//
+// Usage: bench_peers_remesh [FACES ...]   (default: 50000 500000)
+#include <CGAL/Exact_predicates_inexact_constructions_kernel.h>
+#include <CGAL/Polygon_mesh_processing/remesh.h>
+#include <CGAL/Surface_mesh.h>
+#include <omp.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "Quorvel.h"
+#include "ScanLikeMesh.h"
+#include "core/MeshTopology.h"
+#include "report/MeshStatistics.h"
+#include "report/SurfaceDistance.h"
+
+namespace {
+
+using namespace Corvane::Pellix::Quorvel;
+using Tool::CMeshData;
+using Tool::CMeshStatistics;
+
+typedef TMesh<double, TVertexPN<double>, CA8, unsigned int> Mesh;
+typedef CGAL::Exact_predicates_inexact_constructions_kernel Kernel;
+typedef CGAL::Surface_mesh<Kernel::Point_3> CgalMesh;
+
+// Samples per surface for the distance figure, as the tool's remesh report.
+constexpr std::size_t DistanceSamples = 200000;
+constexpr unsigned int Iterations = 5;
+
+class CRun {
+public:
+    std::string m_Method;
+    CMeshData m_Result;
+    double m_Seconds = 0;
+};
+
+double Seconds(const std::function<void()>& work) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// Lists sized up front: growing them by the default step would copy the
+// whole list every thousand elements.
+void Load(const CMeshData& data, Mesh& mesh) {
+    mesh.SetUseExponentialGrowth(true);
+    for (const Tool::Point& p : data.m_Positions) mesh.m_Vertices.Add(TVertexPN<double>(p, TVector3<double>()));
+    for (const Tool::Triangle& t : data.m_Triangles) mesh.m_Faces.Add(TFace<unsigned int>(t[0], t[1], t[2]));
+}
+
+CMeshData Extract(const Mesh& mesh) {
+    CMeshData data;
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) data.m_Positions.push_back(mesh.m_Vertices[v].m_Position);
+    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
+        data.m_Triangles.push_back(Tool::Triangle{mesh.m_Faces[f].m_Corners[0], mesh.m_Faces[f].m_Corners[1],
+                                                  mesh.m_Faces[f].m_Corners[2]});
+    return data;
+}
+
+CRun RunPreserve(const CMeshData& input, double target) {
+    Mesh mesh;
+    Load(input, mesh);
+    CRun run;
+    run.m_Method = "preserve";
+    run.m_Seconds = Seconds([&] { mesh.RemeshPreservingShape(target); });
+    run.m_Result = Extract(mesh);
+    return run;
+}
+
+CRun RunDesigned(const CMeshData& input, double target) {
+    Mesh mesh;
+    Load(input, mesh);
+    CRun run;
+    run.m_Method = "designed";
+    run.m_Seconds = Seconds([&] {
+        mesh.AssignFaceConnectivity(true);
+        mesh.AssignVertexConnectivity(true);
+        mesh.Remesh(target);
+        mesh.DiscardVertices();
+    });
+    run.m_Result = Extract(mesh);
+    return run;
+}
+
+CRun RunCgal(const CMeshData& input, double target, bool project) {
+    CgalMesh mesh;
+    std::vector<CgalMesh::Vertex_index> vertices;
+    vertices.reserve(input.m_Positions.size());
+    for (const Tool::Point& p : input.m_Positions) vertices.push_back(mesh.add_vertex(Kernel::Point_3(p.x, p.y, p.z)));
+    for (const Tool::Triangle& t : input.m_Triangles) mesh.add_face(vertices[t[0]], vertices[t[1]], vertices[t[2]]);
+    CRun run;
+    run.m_Method = project ? "cgal-proj" : "cgal";
+    run.m_Seconds = Seconds([&] {
+        CGAL::Polygon_mesh_processing::isotropic_remeshing(
+            faces(mesh), target, mesh,
+            CGAL::parameters::number_of_iterations(Iterations).do_project(project));
+    });
+    mesh.collect_garbage();
+    for (const CgalMesh::Vertex_index v : mesh.vertices()) {
+        const Kernel::Point_3& p = mesh.point(v);
+        run.m_Result.m_Positions.push_back(Tool::Point(p.x(), p.y(), p.z()));
+    }
+    for (const CgalMesh::Face_index f : mesh.faces()) {
+        Tool::Triangle t;
+        int k = 0;
+        for (const CgalMesh::Vertex_index v : vertices_around_face(mesh.halfedge(f), mesh)) t[k++] = v.idx();
+        run.m_Result.m_Triangles.push_back(t);
+    }
+    return run;
+}
+
+double Diagonal(const CMeshData& mesh) {
+    Corvane::Pellix::Sarvetta::TBox<double> box(3.4028234663852886e38);
+    for (const Tool::Point& p : mesh.m_Positions) box.Extend(p);
+    return (box.m_Max - box.m_Min).GetLength();
+}
+
+void PrintHeader() {
+    std::printf("%-10s %9s %9s %8s %7s %7s %8s %7s %9s %10s\n", "method", "faces in", "faces out", "seconds",
+                "speed", "edge cv", "min ang", "val-6", "volume", "hausdorff");
+}
+
+void PrintRow(const CRun& run, const CMeshData& input, const CMeshStatistics& before, double reference) {
+    const CMeshStatistics after = Tool::MeasureMesh(run.m_Result);
+    const double distance = Tool::SampledHausdorffDistance(input, run.m_Result, DistanceSamples) / Diagonal(input);
+    std::printf("%-10s %9zu %9zu %8.3f %6.2fx %7.3f %8.2f %7.3f %+8.3f%% %9.4f%%\n", run.m_Method.c_str(),
+                input.m_Triangles.size(), run.m_Result.m_Triangles.size(), run.m_Seconds, reference / run.m_Seconds,
+                after.m_EdgeVariation, after.m_MinAngle, after.m_RegularShare,
+                100 * (after.m_Volume - before.m_Volume) / before.m_Volume, 100 * distance);
+    std::fflush(stdout);
+}
+
+// The grid resolution whose surface has about `faces` faces: the count grows
+// with the square of the resolution, so one trial run fixes the constant.
+template <class Field>
+CMeshData Generate(Field field, double low, double high, std::size_t faces) {
+    const int trial = 40;
+    const CMeshData probe = PeerBench::MarchingTetrahedra(field, trial, low, high);
+    const int cells = static_cast<int>(std::lround(trial * std::sqrt(double(faces) / probe.m_Triangles.size())));
+    return PeerBench::MarchingTetrahedra(field, cells, low, high);
+}
+
+void Compare(const std::string& name, const CMeshData& input) {
+    const double target = Tool::TrueMeanEdgeLength(input);
+    const CMeshStatistics before = Tool::MeasureMesh(input);
+    std::printf("\n%s: %zu vertices, %zu faces, edge cv %.3f, min angle %.2f, target %.6g (its mean edge length)\n",
+                name.c_str(), input.m_Positions.size(), input.m_Triangles.size(), before.m_EdgeVariation,
+                before.m_MinAngle, target);
+    const CRun reference = RunCgal(input, target, true);
+    const CRun runs[] = {RunPreserve(input, target), RunDesigned(input, target), RunCgal(input, target, false)};
+    PrintHeader();
+    for (const CRun& run : runs) PrintRow(run, input, before, reference.m_Seconds);
+    PrintRow(reference, input, before, reference.m_Seconds);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::vector<std::size_t> sizes;
+    for (int i = 1; i < argc; ++i) {
+        char* end = nullptr;
+        const unsigned long long faces = std::strtoull(argv[i], &end, 10);
+        if (end == argv[i] || *end != '\0' || faces < 1000) {
+            std::fprintf(stderr, "usage: %s [FACES ...]   (each at least 1000; default 50000 500000)\n", argv[0]);
+            return 2;
+        }
+        sizes.push_back(faces);
+    }
+    if (sizes.empty()) sizes = {50000, 500000};
+
+    std::printf("Remeshing to the input's mean edge length, %u iterations; %d OpenMP threads; CGAL %s.\n"
+                "speed: cgal-proj seconds / seconds. volume: change from the input. hausdorff: sampled\n"
+                "symmetric distance to the input over the input's bounding-box diagonal.\n",
+                Iterations, omp_get_max_threads(), CGAL_VERSION_STR);
+    for (const std::size_t faces : sizes) {
+        Compare("bumpy sphere", Generate(PeerBench::BumpySphere, -1.3, 1.3, faces));
+        Compare("bumpy torus", Generate(PeerBench::BumpyTorus, -1.1, 1.1, faces));
+    }
+    return 0;
+}
