@@ -12,8 +12,11 @@ public:
     // Edges whose dihedral angle exceeds this many degrees are kept as
     // features; 0 turns feature detection off.
     double m_FeatureAngle = 45.0;
-    // True: boundary vertices stay where they are. False: they slide along
-    // the boundary.
+    // True: boundary vertices stay where they are, and so does the shape of
+    // the boundary; an open edge longer than 4/3 of the target is still split,
+    // the new vertex fixed on it (a target at least 3/4 of the longest open
+    // edge leaves the open edges exactly as they are). False: boundary
+    // vertices slide along the boundary, which is remeshed like the rest.
     bool m_KeepBoundaries = true;
     // Passes of tangential relaxation, each followed by projection onto the
     // input, in every iteration.

@@ -16,11 +16,14 @@ typedef Sarvetta::TVector3<double> Vec;
 
 constexpr std::uint32_t None = 0xFFFFFFFFu;
 // Edge kinds, one per half-edge and equal on both halves of an edge: None for
-// a free edge, Locked for one no edit may touch, Pending for a constraint
-// before its line is known, any smaller value the id of the constraint line
-// (a feature line, or an open boundary that may slide) the edge lies on.
+// a free edge, Locked for one no edit may touch, Kept for an open edge that
+// may only be split (its ends and the new vertex stay fixed), Pending for a
+// constraint before its line is known, any smaller value the id of the
+// constraint line (a feature line, or an open boundary that may slide) the
+// edge lies on.
 constexpr std::uint32_t Locked = 0xFFFFFFFEu;
-constexpr std::uint32_t Pending = 0xFFFFFFFDu;
+constexpr std::uint32_t Kept = 0xFFFFFFFDu;
+constexpr std::uint32_t Pending = 0xFFFFFFFCu;
 
 // Vertex flags. A fixed vertex never moves and is never removed; a sliding
 // one moves along its constraint line only; a non-manifold one (separate fans
@@ -61,6 +64,10 @@ const double CosThinAngle = std::cos(ThinAngle);
 // open boundary, are taken for noise and dropped: they cannot be resolved at
 // the target length anyway, and their fixed ends would pin the mesh.
 constexpr double MinFeatureLength = 3.0;
+// A relaxation move may not flatten a face below this shape (twice the area
+// over the sum of the squared sides; about 0.03 for a smallest angle of 5
+// degrees).
+constexpr double SliverShape = 0.03;
 
 inline bool IsLine(std::uint32_t kind) { return kind < Pending; }
 
@@ -76,10 +83,11 @@ inline std::uint32_t Prev(std::uint32_t h) { return h % 3 == 0 ? h + 2 : h - 1; 
 inline bool IsFinite(const Vec& v) { return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z); }
 inline double Squared(const Vec& v) { return v % v; }
 
-// The two constraint kinds an edge gets when collapses merge its halves: a
-// lock wins over a line, a line over a free edge.
+// The kind an edge gets when a collapse merges two: a lock wins over a kept
+// edge, that over a line, a line over a free edge.
 inline std::uint32_t MergeKinds(std::uint32_t a, std::uint32_t b) {
     if (a == Locked || b == Locked) return Locked;
+    if (a == Kept || b == Kept) return Kept;
     if (IsLine(a)) return a;
     return b;
 }
@@ -88,9 +96,10 @@ inline std::uint32_t MergeKinds(std::uint32_t a, std::uint32_t b) {
 // opposite the shortest side; its cosine by the law of cosines screens the
 // triangles without any trigonometry.
 bool IsThin(const Vec& p0, const Vec& p1, const Vec& p2) {
-    double sides[3] = {Squared(p1 - p0), Squared(p2 - p1), Squared(p0 - p2)};
-    std::sort(sides, sides + 3);
-    return sides[1] + sides[2] - sides[0] > 2 * CosThinAngle * std::sqrt(sides[1] * sides[2]);
+    double a = Squared(p1 - p0), b = Squared(p2 - p1), c = Squared(p0 - p2);
+    if (b < a) std::swap(a, b);
+    if (c < a) std::swap(a, c);
+    return b + c - a > 2 * CosThinAngle * std::sqrt(b * c);
 }
 
 // The smallest corner angle of a triangle, in radians.
@@ -381,6 +390,19 @@ public:
     std::uint32_t m_Line;
 };
 
+// An edge waiting to be split, longest class first and, within a class, in
+// memory order; its length tells whether the entry is still current.
+class CQueuedEdge {
+public:
+    double m_Class;
+    double m_Length2;
+    std::uint32_t m_Edge;
+
+    bool operator<(const CQueuedEdge& other) const {
+        return m_Class < other.m_Class || (m_Class == other.m_Class && m_Edge > other.m_Edge);
+    }
+};
+
 // The working mesh: a half-edge structure in which half-edge h is corner
 // h % 3 of face h / 3, so only the twin of each half-edge is stored. Faces
 // are removed by setting their corners to None and vertices by the Deleted
@@ -491,13 +513,19 @@ private:
             if (m_Kind[h] == Locked && EdgeLength2(h) > m_SplitLength2) return true;
         return false;
     }
+    // Whether the face of h has a side longer than length2 (with a margin
+    // for rounding).
+    bool HasLongerSide(std::uint32_t h, double length2) const {
+        return EdgeLength2(Next(h)) > length2 * (1 + 1e-9) || EdgeLength2(Prev(h)) > length2 * (1 + 1e-9);
+    }
     void Split(std::uint32_t h);
     bool CollapseShortEdges();
     bool CanRemove(std::uint32_t v, std::uint32_t kind) const {
         const std::uint8_t flags = m_Flags[v];
         return !(flags & (Fixed | Deleted)) && (!(flags & Sliding) || kind == m_Line[v]);
     }
-    bool TryCollapse(std::uint32_t h);
+    // midpointLength2: edges shorter than this may go to their midpoint.
+    bool TryCollapse(std::uint32_t h, double midpointLength2);
     void Collapse(std::uint32_t h, bool removeOrigin, const Vec& target);
     bool FlipEdges();
     bool FlipIsAllowed(std::uint32_t h) const;
@@ -507,13 +535,23 @@ private:
     void RelaxAndProject();
     Vec Relaxed(std::uint32_t v) const;
     // Whether face f, with its corners at their moved places, faces the
-    // other way than before the move.
-    bool TurnsOver(std::uint32_t f) const {
+    // other way than before the move, or flattens into a sliver that it was
+    // not (a cap with a corner pushed onto the opposite side, which neither
+    // a flip nor a collapse can always undo).
+    bool SpoiledByMove(std::uint32_t f) const {
         const std::uint32_t* corner = &m_Corner[3 * f];
         const Vec &a = m_Position[corner[0]], &b = m_Position[corner[1]], &c = m_Position[corner[2]];
         const Vec &ma = m_Moved[corner[0]], &mb = m_Moved[corner[1]], &mc = m_Moved[corner[2]];
         const Vec before = (b - a) * (c - a), after = (mb - ma) * (mc - ma);
-        return Squared(before) > m_MinCross2 && !(before % after > 0);
+        const double before2 = Squared(before);
+        if (!(before2 > m_MinCross2)) return false;
+        if (!(before % after > 0)) return true;
+        // Twice the area over the sum of the squared sides: 0.29 for an
+        // equilateral triangle, 0 for a flat one.
+        const double sides = Squared(b - a) + Squared(c - b) + Squared(a - c);
+        const double movedSides = Squared(mb - ma) + Squared(mc - mb) + Squared(ma - mc);
+        const double shape = std::sqrt(before2) / sides, movedShape = std::sqrt(Squared(after)) / movedSides;
+        return movedShape < SliverShape && movedShape < shape;
     }
     Vec Projected(std::uint32_t v, const Vec& p);
     void Compact();
@@ -559,6 +597,7 @@ private:
     std::size_t m_NewSinceOrdering = 0;
     std::vector<std::uint32_t> m_Ring;
     std::vector<std::pair<double, std::uint32_t>> m_Candidates;
+    std::vector<CQueuedEdge> m_SplitQueue;
     std::vector<std::uint32_t> m_Stack;
     std::vector<Vec> m_Moved;
     // One mark per face: thin, or turned over by a move.
@@ -630,7 +669,8 @@ void CEngine::Load(const std::vector<double>& positions, const std::vector<std::
         }
     const double equilateral = std::sqrt(3.0) / 4.0 * m_TargetLength * m_TargetLength;
     const double budget = 4.0 * (double(faces) + (equilateral > 0 ? area / equilateral : 0.0)) + 1000.0;
-    m_FaceBudget = std::isfinite(budget) && budget < 1e9 ? static_cast<std::size_t>(budget) : std::size_t(1e9);
+    // Half-edges are numbered in 32 bits, which also bounds the budget.
+    m_FaceBudget = std::isfinite(budget) && budget < 4e8 ? static_cast<std::size_t>(budget) : std::size_t(400000000);
     m_Stamp.assign(m_Position.size(), 0);
     m_Valence.assign(m_Position.size(), 0);
     for (std::uint32_t v = 0; v < m_Position.size(); ++v)
@@ -675,6 +715,24 @@ void CEngine::BuildTwins(const std::vector<char>& frozenFace) {
         }
     }
 
+    // Two faces on the same three corners wound against each other pair up
+    // into a closed pillow of no volume, which no edit can improve and some
+    // would turn into a degenerate face: both are locked.
+    const std::uint32_t faceCount = halfEdges / 3;
+    for (std::uint32_t f = 0; f < faceCount; ++f) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        const std::uint32_t t = m_Twin[3 * f];
+        if (t == None) continue;
+        const std::uint32_t* other = &m_Corner[3 * (t / 3)];
+        const auto holds = [&](std::uint32_t v) { return other[0] == v || other[1] == v || other[2] == v; };
+        if (!holds(corner[0]) || !holds(corner[1]) || !holds(corner[2])) continue;
+        for (const std::uint32_t g : {f, t / 3})
+            for (std::uint32_t h = 3 * g; h < 3 * g + 3; ++h) {
+                m_Kind[h] = Locked;
+                m_Flags[m_Corner[h]] |= Fixed;
+            }
+    }
+
     for (std::uint32_t h = 0; h < halfEdges; ++h)
         if (m_Out[m_Corner[h]] == None) m_Out[m_Corner[h]] = h;
     // A vertex whose fan does not reach all of its faces joins separate fans.
@@ -687,8 +745,7 @@ void CEngine::BuildTwins(const std::vector<char>& frozenFace) {
     }
 
     // Faces at a non-finite vertex cannot be measured: they stay as they are.
-    const std::uint32_t faces = halfEdges / 3;
-    for (std::uint32_t f = 0; f < faces; ++f) {
+    for (std::uint32_t f = 0; f < faceCount; ++f) {
         if (!frozenFace[f]) continue;
         for (std::uint32_t h = 3 * f; h < 3 * f + 3; ++h) {
             m_Kind[h] = Locked;
@@ -718,7 +775,7 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
         const std::uint32_t t = m_Twin[h];
         if (t == None) {
             if (m_Options.m_KeepBoundaries) {
-                m_Kind[h] = Locked;
+                m_Kind[h] = Kept;
                 m_Flags[m_Corner[h]] |= Fixed;
                 m_Flags[Target(h)] |= Fixed;
             } else {
@@ -858,32 +915,48 @@ void CEngine::BuildReference(const std::vector<char>& frozenFace, const std::vec
 
 // ---- Split ---------------------------------------------------------------------
 
+// Always the longest edge first, the new ones included: every split then
+// cuts a face across its longest side, which keeps the angles of a coarse
+// input from degenerating into fans of slivers (longest-edge bisection).
+// Within a class of lengths (see LengthClass) the edges go in memory order.
 bool CEngine::SplitLongEdges() {
-    m_Candidates.clear();
-    const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
-    for (std::uint32_t h = 0; h < halfEdges; ++h) {
-        if (m_Corner[h] == None || m_Kind[h] == Locked || (m_Twin[h] != None && m_Twin[h] < h)) continue;
+    m_SplitQueue.clear();
+    const auto push = [&](std::uint32_t h) {
         const double length2 = EdgeLength2(h);
-        if (length2 > m_SplitLength2) m_Candidates.push_back(std::make_pair(-LengthClass(length2 / m_SplitLength2), h));
-    }
-    // Longer edges first, by classes of length (see LengthClass); a split
-    // edge's halves are split again at once while they are still too long.
-    std::sort(m_Candidates.begin(), m_Candidates.end());
+        if (m_Kind[h] == Locked || !(length2 > m_SplitLength2)) return;
+        m_SplitQueue.push_back(CQueuedEdge{LengthClass(length2 / m_SplitLength2), length2, h});
+        std::push_heap(m_SplitQueue.begin(), m_SplitQueue.end());
+    };
+    const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
+    for (std::uint32_t h = 0; h < halfEdges; ++h)
+        if (m_Corner[h] != None && (m_Twin[h] == None || m_Twin[h] > h)) push(h);
     bool changed = false;
-    for (const auto& candidate : m_Candidates) {
-        m_Stack.clear();
-        m_Stack.push_back(candidate.second);
-        while (!m_Stack.empty() && m_Corner.size() / 3 < m_FaceBudget) {
-            const std::uint32_t h = m_Stack.back();
-            m_Stack.pop_back();
-            if (m_Corner[h] == None || m_Kind[h] == Locked || !(EdgeLength2(h) > m_SplitLength2)) continue;
-            if (HasLongLockedEdge(h / 3) || (m_Twin[h] != None && HasLongLockedEdge(m_Twin[h] / 3))) continue;
-            const std::uint32_t newHalf = static_cast<std::uint32_t>(m_Corner.size());
-            Split(h);
-            changed = true;
-            m_Stack.push_back(newHalf);
-            m_Stack.push_back(h);
-        }
+    while (!m_SplitQueue.empty() && m_Corner.size() / 3 < m_FaceBudget) {
+        std::pop_heap(m_SplitQueue.begin(), m_SplitQueue.end());
+        const CQueuedEdge top = m_SplitQueue.back();
+        m_SplitQueue.pop_back();
+        const std::uint32_t h = top.m_Edge;
+        // A split gives some half-edges new ends and moves others to new
+        // numbers; every edge it touches is entered afresh, and an entry
+        // whose half-edge no longer has its length is stale.
+        if (m_Corner[h] == None || m_Kind[h] == Locked || EdgeLength2(h) != top.m_Length2) continue;
+        if (HasLongLockedEdge(h / 3) || (m_Twin[h] != None && HasLongLockedEdge(m_Twin[h] / 3))) continue;
+        const std::uint32_t t = m_Twin[h];
+        // Only across a face whose longest side this is does the new edge to
+        // the opposite corner come next in line: a face that keeps a longer
+        // side (one no split may touch) would otherwise be cut again and
+        // again towards that side, a fan of slivers without end.
+        const bool across = !HasLongerSide(h, top.m_Length2);
+        const bool acrossTwin = t != None && !HasLongerSide(t, top.m_Length2);
+        const std::uint32_t second = static_cast<std::uint32_t>(m_Corner.size());
+        Split(h);
+        changed = true;
+        // Both halves, the outer sides that moved into the new faces and,
+        // where allowed, the new edges to the opposite corners.
+        const std::uint32_t touched[6] = {h, second, second + 1, across ? Next(h) : None,
+                                          t != None ? second + 4 : None, acrossTwin ? Next(t) : None};
+        for (const std::uint32_t e : touched)
+            if (e != None) push(e);
     }
     return changed;
 }
@@ -899,6 +972,7 @@ void CEngine::Split(std::uint32_t h) {
     const std::uint32_t outerN = m_Twin[n], kindN = m_Kind[n];
 
     const std::uint32_t m = NewVertex((m_Position[a] + m_Position[b]) * 0.5);
+    if (kind == Kept) m_Flags[m] = Fixed;
     if (IsLine(kind)) {
         m_Flags[m] = Sliding;
         m_Line[m] = kind;
@@ -952,7 +1026,7 @@ bool CEngine::CollapseShortEdges() {
         const std::uint32_t h = candidate.second;
         // Earlier collapses may have removed the face or lengthened the edge.
         if (m_Corner[h] == None || !(EdgeLength2(h) < m_CollapseLength2)) continue;
-        changed |= TryCollapse(h);
+        changed |= TryCollapse(h, m_MidpointLength2);
     }
     return changed;
 }
@@ -963,7 +1037,7 @@ bool CEngine::CollapseShortEdges() {
 // may go to its midpoint when neither end will do. The topology is checked
 // once, and all places are measured in the same two walks around the ends;
 // of the two ends, the one whose longest new edge is shorter is preferred.
-bool CEngine::TryCollapse(std::uint32_t h) {
+bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2) {
     const std::uint32_t kind = m_Kind[h];
     if (kind == Locked) return false;
     const std::uint32_t t = m_Twin[h], n = Next(h), p = Prev(h);
@@ -994,10 +1068,20 @@ bool CEngine::TryCollapse(std::uint32_t h) {
 
     const Vec& pa = m_Position[a];
     const Vec& pb = m_Position[b];
+    // The opposite corners become neighbours of the merged vertex whatever
+    // its place: a cheap first look at the length test.
+    if (!merge && EdgeLength2(h) >= midpointLength2) {
+        const Vec& pc = m_Position[c];
+        if (Squared(pc - pa) > m_SplitLength2 && Squared(pc - pb) > m_SplitLength2) return false;
+        if (t != None) {
+            const Vec& pd = m_Position[m_Corner[Prev(t)]];
+            if (Squared(pd - pa) > m_SplitLength2 && Squared(pd - pb) > m_SplitLength2) return false;
+        }
+    }
     // Places: 0 b's place (a removed), 1 a's place (b removed), 2 the
     // midpoint (a removed), for a very short edge whose ends may both move.
     const Vec places[3] = {pb, pa, (pa + pb) * 0.5};
-    const bool allowed[3] = {aGoes, bGoes, aGoes && bGoes && !merge && EdgeLength2(h) < m_MidpointLength2};
+    const bool allowed[3] = {aGoes, bGoes, aGoes && bGoes && !merge && EdgeLength2(h) < midpointLength2};
     double reach[3] = {0, 0, 0};
     bool folds[3] = {false, false, false};
     const std::uint32_t f0 = h / 3, f1 = t != None ? t / 3 : None;
@@ -1234,16 +1318,26 @@ bool CEngine::ImproveAngles() {
                 continue;
             }
         }
-        // Otherwise a short side that the collapses left may go now; a
-        // survivor moved to a midpoint goes back onto the input at once.
-        if (!(EdgeLength2(shortest) < m_CollapseLength2)) continue;
-        const std::uint32_t a = m_Corner[shortest], b = Target(shortest);
-        if (!TryCollapse(shortest)) continue;
-        const std::uint32_t survivor = (m_Flags[a] & Deleted) ? b : a;
-        if (!(m_Flags[survivor] & Fixed)) {
-            const Vec projected = Projected(survivor, m_Position[survivor]);
-            if (IsFinite(projected)) m_Position[survivor] = projected;
+        // Otherwise one of the two shorter sides, if the collapses left it
+        // short, may go now; a survivor moved to a midpoint goes back onto
+        // the input at once.
+        if (h == shortest) continue;
+        const std::uint32_t other = 3 * f + (3 - (h - 3 * f) - (shortest - 3 * f));
+        bool collapsed = false;
+        for (const std::uint32_t e : {shortest, other}) {
+            if (collapsed || e == h || !(EdgeLength2(e) < m_CollapseLength2)) continue;
+            const std::uint32_t a = m_Corner[e], b = Target(e);
+            // A cap whose corner sits on the opposite side cannot always lose
+            // it to an end of a side; the midpoint is allowed here.
+            if (!TryCollapse(e, m_CollapseLength2)) continue;
+            collapsed = true;
+            const std::uint32_t survivor = (m_Flags[a] & Deleted) ? b : a;
+            if (!(m_Flags[survivor] & Fixed)) {
+                const Vec projected = Projected(survivor, m_Position[survivor]);
+                if (IsFinite(projected)) m_Position[survivor] = projected;
+            }
         }
+        if (!collapsed) continue;
         changed = true;
     }
     return changed;
@@ -1347,23 +1441,23 @@ void CEngine::RelaxAndProject() {
         m_Moved[v] = IsFinite(projected) ? projected : m_Position[v];
     }
 
-    // A move that turns a face over is taken back, for all corners of that
-    // face, until no face is turned; in the worst case everything is back
-    // where it was. After the first sweep over all faces only the faces
+    // A move that turns a face over or flattens it is taken back, for all
+    // corners of that face, until no face is spoiled; in the worst case
+    // everything is back where it was. After the first sweep over all faces only the faces
     // around the vertices taken back can newly turn, so the rest is a short
     // serial walk.
     const std::int64_t faceCount = static_cast<std::int64_t>(m_Corner.size() / 3);
     m_FaceMarks.resize(m_Corner.size() / 3);
 #pragma omp parallel for schedule(dynamic, 2048)
     for (std::int64_t f = 0; f < faceCount; ++f)
-        m_FaceMarks[f] = m_Corner[3 * f] != None && TurnsOver(static_cast<std::uint32_t>(f));
+        m_FaceMarks[f] = m_Corner[3 * f] != None && SpoiledByMove(static_cast<std::uint32_t>(f));
     m_Stack.clear();
     for (std::int64_t f = 0; f < faceCount; ++f)
         if (m_FaceMarks[f]) m_Stack.push_back(static_cast<std::uint32_t>(f));
     while (!m_Stack.empty()) {
         const std::uint32_t f = m_Stack.back();
         m_Stack.pop_back();
-        if (!TurnsOver(f)) continue;
+        if (!SpoiledByMove(f)) continue;
         for (std::uint32_t k = 0; k < 3; ++k) {
             const std::uint32_t v = m_Corner[3 * f + k];
             if (m_Moved[v] == m_Position[v]) continue;

@@ -13,10 +13,10 @@ namespace Corvane::Pellix::Quorvel::detail {
 //
 // Input that a mesh may legally hold but that the edits cannot handle is kept
 // out of their way rather than rejected: faces with a repeated or
-// out-of-range corner are dropped, edges shared by more than two faces (or by
-// two faces of opposite orientation) and vertices where separate fans meet
-// are frozen, and so is every face that touches a vertex with a non-finite
-// coordinate.
+// out-of-range corner are dropped; edges shared by more than two faces (or by
+// two faces wound alike), vertices where separate fans meet, pairs of faces on
+// the same three corners and every face that touches a vertex with a
+// non-finite coordinate are frozen.
 class CSurfaceRemesher {
 public:
     // positions: x, y, z per vertex; triangles: three corners per face.

@@ -157,6 +157,20 @@ unsigned int FoldedEdges(const Mesh& mesh) {
     return folded;
 }
 
+// The smallest corner angle of all faces.
+template <typename Mesh>
+double SmallestAngleInDegrees(const Mesh& mesh) {
+    double smallest = 180;
+    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
+        for (int k = 0; k < 3; ++k) {
+            const TVector3<double> a = Position(mesh, mesh.m_Faces[f].m_Corners[k]);
+            const TVector3<double> u = Position(mesh, mesh.m_Faces[f].m_Corners[(k + 1) % 3]) - a;
+            const TVector3<double> w = Position(mesh, mesh.m_Faces[f].m_Corners[(k + 2) % 3]) - a;
+            smallest = std::min(smallest, std::atan2((u * w).GetLength(), u % w) * 180 / 3.14159265358979323846);
+        }
+    return smallest;
+}
+
 // The plain mean over the faces' sides (each inner edge counted twice).
 template <typename Mesh>
 double MeanSide(const Mesh& mesh) {

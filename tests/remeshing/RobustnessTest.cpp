@@ -53,6 +53,20 @@ TEST(RemeshPreservingShape, CoarseTargetsKeepTheTopology) {
     EXPECT_LT(FarthestVertex(tetrahedron, input), 1e-12);
 }
 
+// A square of two faces twenty times the target across: the splits must cut
+// every face across its longest side, or the refinement breeds fans of
+// slivers from the corners that relaxation cannot repair.
+TEST(RemeshPreservingShape, CoarseInputRefinesIntoWellShapedFaces) {
+    ShapeMesh mesh;
+    MakeGrid(mesh, 1, 1, 10.0);
+    ASSERT_TRUE(mesh.RemeshPreservingShape(0.5));
+    EXPECT_TRUE(IsCleanResult(mesh, false));
+    // About the faces of equilateral triangles of the target size.
+    EXPECT_GT(mesh.m_Faces.GetCount(), 600u);
+    EXPECT_LT(mesh.m_Faces.GetCount(), 1200u);
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 20.0);
+}
+
 TEST(RemeshPreservingShape, ResultDoesNotDependOnTheThreadCount) {
     ShapeMesh one;
     MakeBumpySphere(one, 5, 0.12, 0.01);

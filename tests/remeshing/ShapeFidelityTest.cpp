@@ -113,18 +113,41 @@ TEST(RemeshPreservingShape, BoxKeepsItsTwelveEdgesAndEightCorners) {
     EXPECT_NEAR(mesh.GetSurfaceArea(), 6.0, 1e-9);
 }
 
+// Whether p lies on one of the open edges of a mesh (as segments).
+bool OnBoundary(const std::set<std::pair<Point, Point>>& boundary, const Point& p) {
+    for (const auto& edge : boundary)
+        if (SegmentDistance(p, edge.first, edge.second) < 1e-12) return true;
+    return false;
+}
+
 TEST(RemeshPreservingShape, OpenGridKeepsOrSlidesItsBoundary) {
     ShapeMesh input;
     MakeGrid(input, 8, 8, 1.0);
     const std::set<std::pair<Point, Point>> boundary = OpenEdges(input);
     ASSERT_EQ(boundary.size(), 32u);
 
-    // Kept: the open edges are exactly those of the input.
+    // Kept, with a target whose split limit the open edges do not exceed:
+    // the open edges are exactly those of the input.
+    ShapeMesh exact(input);
+    ASSERT_TRUE(exact.RemeshPreservingShape(0.8));
+    EXPECT_TRUE(IsCleanResult(exact, false));
+    EXPECT_EQ(OpenEdges(exact), boundary);
+
+    // Kept, with a finer target: the open edges are split, but every input
+    // vertex of the boundary stays where it was and every new one lies on the
+    // old boundary.
     ShapeMesh kept(input);
     ASSERT_TRUE(kept.RemeshPreservingShape(0.5));
     EXPECT_TRUE(IsCleanResult(kept, false));
-    EXPECT_EQ(OpenEdges(kept), boundary);
-    EXPECT_GT(kept.m_Faces.GetCount(), 2 * input.m_Faces.GetCount());
+    EXPECT_GT(kept.m_Faces.GetCount(), 3 * input.m_Faces.GetCount());
+    const std::set<std::pair<Point, Point>> keptOpen = OpenEdges(kept);
+    EXPECT_EQ(keptOpen.size(), 64u);
+    std::set<Point> keptEnds;
+    for (const auto& edge : keptOpen) {
+        keptEnds.insert(edge.first);
+        EXPECT_TRUE(OnBoundary(boundary, edge.first) && OnBoundary(boundary, edge.second));
+    }
+    for (const auto& edge : boundary) EXPECT_EQ(keptEnds.count(edge.first), 1u);
 
     // Sliding: the boundary is remeshed too, but stays on the square, keeps
     // its four corners and its length.
@@ -139,7 +162,7 @@ TEST(RemeshPreservingShape, OpenGridKeepsOrSlidesItsBoundary) {
     std::set<Point> corners;
     for (const auto& edge : open) {
         for (const Point& p : {edge.first, edge.second}) {
-            EXPECT_TRUE(p.x == 0 || p.x == 8 || p.y == 0 || p.y == 8) << "a boundary vertex left the square";
+            EXPECT_TRUE(OnBoundary(boundary, p)) << "a boundary vertex left the square";
             if ((p.x == 0 || p.x == 8) && (p.y == 0 || p.y == 8)) corners.insert(p);
         }
         length += edge.first.DiffVectLen(edge.second);
@@ -148,8 +171,8 @@ TEST(RemeshPreservingShape, OpenGridKeepsOrSlidesItsBoundary) {
     EXPECT_EQ(corners.size(), 4u);
     EXPECT_NEAR(length, 32.0, 1e-9);
 
-    // Both stay flat, inside the square and of the same area.
-    for (ShapeMesh* mesh : {&kept, &sliding}) {
+    // All stay flat, inside the square and of the same area.
+    for (ShapeMesh* mesh : {&exact, &kept, &sliding}) {
         for (unsigned int v = 0; v < mesh->m_Vertices.GetCount(); ++v) EXPECT_EQ(Position(*mesh, v).z, 0.0);
         double area = 0;
         for (unsigned int f = 0; f < mesh->m_Faces.GetCount(); ++f) {
