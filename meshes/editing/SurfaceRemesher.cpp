@@ -50,6 +50,10 @@ constexpr double CollapseMinCos = 0.0;
 // on average than end-to-end collapses do: a coarser surface for the same
 // target.)
 constexpr double MidpointCollapseFactor = 0.5;
+// A collapse that removes a thin face may leave edges up to this many target
+// lengths: a few edges somewhat too long cost less than a sliver, and the
+// next iteration splits them.
+constexpr double AngleReachFactor = 1.6;
 // Constrained vertices closer than this many target lengths (corners, or
 // vertices of two lines that run side by side, as noise in scans makes them)
 // are one corner at the target resolution: they may merge.
@@ -524,8 +528,9 @@ private:
         const std::uint8_t flags = m_Flags[v];
         return !(flags & (Fixed | Deleted)) && (!(flags & Sliding) || kind == m_Line[v]);
     }
-    // midpointLength2: edges shorter than this may go to their midpoint.
-    bool TryCollapse(std::uint32_t h, double midpointLength2);
+    // midpointLength2: edges shorter than this may go to their midpoint;
+    // reachLength2: no edge of the merged vertex may be longer than this.
+    bool TryCollapse(std::uint32_t h, double midpointLength2, double reachLength2);
     void Collapse(std::uint32_t h, bool removeOrigin, const Vec& target);
     bool FlipEdges();
     bool FlipIsAllowed(std::uint32_t h) const;
@@ -564,6 +569,7 @@ private:
     double m_CollapseLength2 = 0;
     double m_MergeLength2 = 0;
     double m_MidpointLength2 = 0;
+    double m_AngleReachLength2 = 0;
     double m_MinCross2 = 0;
     // Splits stop at this many faces: a bound far above anything a valid
     // target asks for, so that no input can make the work run away.
@@ -613,6 +619,7 @@ CEngine::CEngine(const std::vector<double>& positions, const std::vector<std::ui
     m_SplitLength2 = split * split;
     m_CollapseLength2 = collapse * collapse;
     m_MergeLength2 = merge * merge;
+    m_AngleReachLength2 = AngleReachFactor * AngleReachFactor * m_TargetLength * m_TargetLength;
     // Twice the area of a triangle this small counts as none at all.
     const double tiny = 1e-10 * targetLength * targetLength;
     m_MinCross2 = tiny * tiny;
@@ -1026,7 +1033,7 @@ bool CEngine::CollapseShortEdges() {
         const std::uint32_t h = candidate.second;
         // Earlier collapses may have removed the face or lengthened the edge.
         if (m_Corner[h] == None || !(EdgeLength2(h) < m_CollapseLength2)) continue;
-        changed |= TryCollapse(h, m_MidpointLength2);
+        changed |= TryCollapse(h, m_MidpointLength2, m_SplitLength2);
     }
     return changed;
 }
@@ -1037,7 +1044,7 @@ bool CEngine::CollapseShortEdges() {
 // may go to its midpoint when neither end will do. The topology is checked
 // once, and all places are measured in the same two walks around the ends;
 // of the two ends, the one whose longest new edge is shorter is preferred.
-bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2) {
+bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachLength2) {
     const std::uint32_t kind = m_Kind[h];
     if (kind == Locked) return false;
     const std::uint32_t t = m_Twin[h], n = Next(h), p = Prev(h);
@@ -1072,10 +1079,10 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2) {
     // its place: a cheap first look at the length test.
     if (!merge && EdgeLength2(h) >= midpointLength2) {
         const Vec& pc = m_Position[c];
-        if (Squared(pc - pa) > m_SplitLength2 && Squared(pc - pb) > m_SplitLength2) return false;
+        if (Squared(pc - pa) > reachLength2 && Squared(pc - pb) > reachLength2) return false;
         if (t != None) {
             const Vec& pd = m_Position[m_Corner[Prev(t)]];
-            if (Squared(pd - pa) > m_SplitLength2 && Squared(pd - pb) > m_SplitLength2) return false;
+            if (Squared(pd - pa) > reachLength2 && Squared(pd - pb) > reachLength2) return false;
         }
     }
     // Places: 0 b's place (a removed), 1 a's place (b removed), 2 the
@@ -1127,7 +1134,7 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2) {
 
     const int first = reach[1] < reach[0] ? 1 : 0;
     for (const int k : {first, 1 - first, 2}) {
-        if (!allowed[k] || folds[k] || reach[k] > m_SplitLength2) continue;
+        if (!allowed[k] || folds[k] || reach[k] > reachLength2) continue;
         Collapse(h, k != 1, places[k]);
         if (merge) {
             const std::uint32_t survivor = k == 0 ? b : a;
@@ -1306,30 +1313,39 @@ bool CEngine::ImproveAngles() {
             if (EdgeLength2(3 * f + k) > EdgeLength2(h)) h = 3 * f + k;
             if (EdgeLength2(3 * f + k) < EdgeLength2(shortest)) shortest = 3 * f + k;
         }
-        if (FlipIsAllowed(h)) {
-            const std::uint32_t t = m_Twin[h];
-            const Vec &pa = m_Position[m_Corner[h]], &pb = m_Position[Target(h)];
-            const Vec &pc = m_Position[m_Corner[Prev(h)]], &pd = m_Position[m_Corner[Prev(t)]];
+        // Either longer side may be flipped: the longest cuts a cap, the
+        // middle one often frees a needle whose short side cannot collapse.
+        const std::uint32_t middle = 3 * f + (3 - (h - 3 * f) - (shortest - 3 * f));
+        std::uint32_t best = None;
+        double bestAngle = 0;
+        for (const std::uint32_t e : {h, middle}) {
+            if (e == shortest || !FlipIsAllowed(e)) continue;
+            const std::uint32_t t = m_Twin[e];
+            const Vec &pa = m_Position[m_Corner[e]], &pb = m_Position[Target(e)];
+            const Vec &pc = m_Position[m_Corner[Prev(e)]], &pd = m_Position[m_Corner[Prev(t)]];
             const double before = std::min(smallest, SmallestAngle(pb, pa, pd));
             const double after = std::min(SmallestAngle(pc, pa, pd), SmallestAngle(pd, pb, pc));
-            if (after > before + 1e-3 && FlipIsValid(h)) {
-                Flip(h);
-                changed = true;
-                continue;
+            if (after > before + 1e-3 && after > bestAngle && FlipIsValid(e)) {
+                best = e;
+                bestAngle = after;
             }
+        }
+        if (best != None) {
+            Flip(best);
+            changed = true;
+            continue;
         }
         // Otherwise one of the two shorter sides, if the collapses left it
         // short, may go now; a survivor moved to a midpoint goes back onto
         // the input at once.
         if (h == shortest) continue;
-        const std::uint32_t other = 3 * f + (3 - (h - 3 * f) - (shortest - 3 * f));
         bool collapsed = false;
-        for (const std::uint32_t e : {shortest, other}) {
+        for (const std::uint32_t e : {shortest, middle}) {
             if (collapsed || e == h || !(EdgeLength2(e) < m_CollapseLength2)) continue;
             const std::uint32_t a = m_Corner[e], b = Target(e);
             // A cap whose corner sits on the opposite side cannot always lose
             // it to an end of a side; the midpoint is allowed here.
-            if (!TryCollapse(e, m_CollapseLength2)) continue;
+            if (!TryCollapse(e, m_CollapseLength2, m_AngleReachLength2)) continue;
             collapsed = true;
             const std::uint32_t survivor = (m_Flags[a] & Deleted) ? b : a;
             if (!(m_Flags[survivor] & Fixed)) {
@@ -1574,7 +1590,9 @@ bool CEngine::Run() {
         CollapseShortEdges();
         FlipEdges();
         for (unsigned int step = 0; step < m_Options.m_RelaxationSteps; ++step) RelaxAndProject();
-        for (int pass = 0; pass < 2 && ImproveAngles(); ++pass) {
+        // A collapse that removes a thin face may leave another beside it;
+        // a few passes settle them.
+        for (int pass = 0; pass < 4 && ImproveAngles(); ++pass) {
         }
         Compact();
         if (m_Options.m_Progress && !m_Options.m_Progress(iteration + 1, total)) return false;
