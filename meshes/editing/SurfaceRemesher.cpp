@@ -349,14 +349,20 @@ private:
     template <class Distance>
     void Descend(std::uint32_t node, std::uint32_t slot, const Vec& p, double& best, std::uint32_t& found,
                  Distance& distance) const {
-        std::pair<double, std::uint32_t> stack[128];
+        // Left uninitialised: the search runs once per vertex and relaxation
+        // step, and clearing the whole stack each time would cost more than
+        // most searches.
+        struct CEntry {
+            double m_Distance;
+            std::uint32_t m_Slot;
+        } stack[128];
         int size = 0;
-        stack[size++] = std::make_pair(BoxDistance(m_Nodes[node], slot, p), 2 * node + slot);
+        stack[size++] = CEntry{BoxDistance(m_Nodes[node], slot, p), 2 * node + slot};
         while (size > 0) {
-            const std::pair<double, std::uint32_t> top = stack[--size];
-            if (!(top.first < best)) continue;
-            const CNode& holder = m_Nodes[top.second / 2];
-            const std::uint32_t at = top.second % 2;
+            const CEntry top = stack[--size];
+            if (!(top.m_Distance < best)) continue;
+            const CNode& holder = m_Nodes[top.m_Slot / 2];
+            const std::uint32_t at = top.m_Slot % 2;
             if (holder.m_Count[at] > 0) {
                 for (std::uint32_t i = holder.m_Child[at]; i < holder.m_Child[at] + holder.m_Count[at]; ++i) {
                     const double d = distance(i, best);
@@ -373,11 +379,11 @@ private:
             const double d0 = BoxDistance(inner, 0, p), d1 = BoxDistance(inner, 1, p);
             // The nearer child is pushed last and so searched first.
             if (d0 <= d1) {
-                if (d1 < best) stack[size++] = std::make_pair(d1, 2 * child + 1);
-                if (d0 < best) stack[size++] = std::make_pair(d0, 2 * child);
+                if (d1 < best) stack[size++] = CEntry{d1, 2 * child + 1};
+                if (d0 < best) stack[size++] = CEntry{d0, 2 * child};
             } else {
-                if (d0 < best) stack[size++] = std::make_pair(d0, 2 * child);
-                if (d1 < best) stack[size++] = std::make_pair(d1, 2 * child + 1);
+                if (d0 < best) stack[size++] = CEntry{d0, 2 * child};
+                if (d1 < best) stack[size++] = CEntry{d1, 2 * child + 1};
             }
         }
     }
@@ -602,7 +608,8 @@ private:
     // Vertices made since the vertices were last put in spatial order.
     std::size_t m_NewSinceOrdering = 0;
     std::vector<std::uint32_t> m_Ring;
-    std::vector<std::pair<double, std::uint32_t>> m_Candidates;
+    std::vector<std::pair<int, std::uint32_t>> m_Candidates;
+    std::vector<std::uint32_t> m_Ordered;
     std::vector<CQueuedEdge> m_SplitQueue;
     std::vector<std::uint32_t> m_Stack;
     std::vector<Vec> m_Moved;
@@ -1019,18 +1026,26 @@ void CEngine::Split(std::uint32_t h) {
 // ---- Collapse ------------------------------------------------------------------
 
 bool CEngine::CollapseShortEdges() {
+    // Shorter edges first, by classes of length (see LengthClass); an edge
+    // shorter than the collapse length falls in one of the first four, and
+    // the edges enter each class in memory order.
+    constexpr int Classes = 4;
+    std::size_t counts[Classes + 1] = {};
     m_Candidates.clear();
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
     for (std::uint32_t h = 0; h < halfEdges; ++h) {
         if (m_Corner[h] == None || m_Kind[h] == Locked || (m_Twin[h] != None && m_Twin[h] < h)) continue;
         const double length2 = EdgeLength2(h);
-        if (length2 < m_CollapseLength2) m_Candidates.push_back(std::make_pair(LengthClass(length2 / m_CollapseLength2), h));
+        if (!(length2 < m_CollapseLength2)) continue;
+        const int lengthClass = std::min(Classes - 1, static_cast<int>(LengthClass(length2 / m_CollapseLength2)));
+        m_Candidates.push_back(std::make_pair(lengthClass, h));
+        ++counts[lengthClass + 1];
     }
-    // Shorter edges first, by classes of length (see LengthClass).
-    std::sort(m_Candidates.begin(), m_Candidates.end());
+    for (int k = 1; k <= Classes; ++k) counts[k] += counts[k - 1];
+    m_Ordered.resize(m_Candidates.size());
+    for (const auto& candidate : m_Candidates) m_Ordered[counts[candidate.first]++] = candidate.second;
     bool changed = false;
-    for (const auto& candidate : m_Candidates) {
-        const std::uint32_t h = candidate.second;
+    for (const std::uint32_t h : m_Ordered) {
         // Earlier collapses may have removed the face or lengthened the edge.
         if (m_Corner[h] == None || !(EdgeLength2(h) < m_CollapseLength2)) continue;
         changed |= TryCollapse(h, m_MidpointLength2, m_SplitLength2);
@@ -1088,9 +1103,16 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
     // Places: 0 b's place (a removed), 1 a's place (b removed), 2 the
     // midpoint (a removed), for a very short edge whose ends may both move.
     const Vec places[3] = {pb, pa, (pa + pb) * 0.5};
-    const bool allowed[3] = {aGoes, bGoes, aGoes && bGoes && !merge && EdgeLength2(h) < midpointLength2};
+    // A place stays open while no edge of the merged vertex is too long and
+    // no surrounding face folds; a closed place is measured no further.
+    bool open[3] = {aGoes, bGoes, aGoes && bGoes && !merge && EdgeLength2(h) < midpointLength2};
+    // Whether a face's normal turns by less than the collapse allows (the
+    // square root only where the limit is not a right angle).
+    const auto Keeps = [](const Vec& before, const Vec& after, double before2, double after2) {
+        if constexpr (CollapseMinCos == 0.0) return before % after > 0;
+        else return before % after > CollapseMinCos * std::sqrt(before2 * after2);
+    };
     double reach[3] = {0, 0, 0};
-    bool folds[3] = {false, false, false};
     const std::uint32_t f0 = h / 3, f1 = t != None ? t / 3 : None;
     const auto measure = [&](const Vec& old, std::uint32_t e) {
         const Vec& x = m_Position[Target(e)];
@@ -1098,15 +1120,14 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         const Vec before = (x - old) * (y - old);
         const double before2 = Squared(before);
         for (int k = 0; k < 3; ++k) {
-            if (!allowed[k]) continue;
+            if (!open[k]) continue;
             const Vec& q = places[k];
             reach[k] = std::max(reach[k], std::max(Squared(q - x), Squared(q - y)));
             // No surviving face may turn over or shrink to nothing.
             const Vec after = (x - q) * (y - q);
             const double after2 = Squared(after);
-            if (!(after2 > m_MinCross2) ||
-                (before2 > m_MinCross2 && !(before % after > CollapseMinCos * std::sqrt(before2 * after2))))
-                folds[k] = true;
+            if (reach[k] > reachLength2 || !(after2 > m_MinCross2) || (before2 > m_MinCross2 && !Keeps(before, after, before2, after2)))
+                open[k] = false;
         }
     };
 
@@ -1121,6 +1142,7 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         const std::uint32_t face = e / 3;
         if (face != f0 && face != f1) measure(pa, e);
     });
+    if (!open[0] && !open[1] && !open[2]) return false;
     int shared = 0;
     std::uint32_t last = None;
     ForEachOutgoing(b, [&](std::uint32_t e) {
@@ -1134,7 +1156,7 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
 
     const int first = reach[1] < reach[0] ? 1 : 0;
     for (const int k : {first, 1 - first, 2}) {
-        if (!allowed[k] || folds[k] || reach[k] > reachLength2) continue;
+        if (!open[k]) continue;
         Collapse(h, k != 1, places[k]);
         if (merge) {
             const std::uint32_t survivor = k == 0 ? b : a;
