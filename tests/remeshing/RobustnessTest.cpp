@@ -27,6 +27,7 @@ TEST(RemeshPreservingShape, BumpyAndNoisyInputsGiveCleanUnfoldedMeshes) {
             EXPECT_EQ(InwardFaces(mesh), 0u);
             EXPECT_EQ(FoldedEdges(mesh), 0u);
             EXPECT_NEAR(EnclosedVolume(mesh) / volume, 1.0, 0.02);
+            EXPECT_GE(SmallestAngleInDegrees(mesh), 30.0);
         }
     }
 }
