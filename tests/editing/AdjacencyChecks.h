@@ -5,9 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <map>
 #include <set>
-#include <sstream>
 #include <utility>
 #include <vector>
 
@@ -15,33 +15,32 @@
 
 namespace QuorvelTest {
 
-inline std::vector<unsigned int> Entries(const TList<unsigned int>& list) {
-    return std::vector<unsigned int>(list.GetStream(), list.GetStream() + list.GetCount());
-}
+typedef std::vector<unsigned int> V;
+const unsigned int None = CFaceConnections::None;
 
-inline std::vector<unsigned int> Sorted(const TList<unsigned int>& list) {
-    std::vector<unsigned int> out = Entries(list);
-    std::sort(out.begin(), out.end());
-    return out;
+inline V Entries(const TList<unsigned int>& list) { return V(list.GetStream(), list.GetStream() + list.GetCount()); }
+
+inline V Sorted(V list) {
+    std::sort(list.begin(), list.end());
+    return list;
 }
 
 template <typename Mesh>
-std::vector<unsigned int> FaceCorners(const Mesh& mesh, unsigned int f) {
+V FaceCorners(const Mesh& mesh, unsigned int f) {
     return {mesh.m_Faces[f].m_Corners[0], mesh.m_Faces[f].m_Corners[1], mesh.m_Faces[f].m_Corners[2]};
 }
 
 template <typename Mesh>
-std::vector<unsigned int> Neighbours(const Mesh& mesh, unsigned int f) {
-    const CFaceConnections& c = mesh.m_FaceConnectivity[f];
-    return {c.m_Neighbours[0], c.m_Neighbours[1], c.m_Neighbours[2]};
+V Neighbours(const Mesh& mesh, unsigned int f) {
+    const unsigned int* n = mesh.m_FaceConnectivity[f].m_Neighbours;
+    return {n[0], n[1], n[2]};
 }
 
 // Every face's corners in order.
 template <typename Mesh>
-std::vector<unsigned int> AllCorners(const Mesh& mesh) {
-    std::vector<unsigned int> out;
-    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
-        for (unsigned int c : FaceCorners(mesh, f)) out.push_back(c);
+V AllCorners(const Mesh& mesh) {
+    V out;
+    for (unsigned int i = 0; i < 3 * mesh.m_Faces.GetCount(); ++i) out.push_back(mesh.m_Faces[i / 3].m_Corners[i % 3]);
     return out;
 }
 
@@ -68,80 +67,68 @@ void PrepareForEditing(Mesh& mesh) {
     mesh.ResetAttributes();
 }
 
-// The face table must equal a fresh build exactly; the vertex tables must hold
-// the same entries as a fresh build (their orders legitimately differ).
+// The kept tables must equal tables rebuilt from scratch over the live faces
+// (corner 0 differs from corner 1): slot k names the face across the edge
+// from corner k to corner k + 1, and vertex lists hold the same entries
+// (their orders legitimately differ). Live faces must form a consistently
+// wound manifold and use no removed vertex (attribute 255), whose own lists
+// are not examined, so collapsed faces and vertices need no renumbering.
 template <typename Mesh>
-::testing::AssertionResult MatchesRebuild(Mesh& mesh) {
-    Mesh fresh(mesh);
-    fresh.AssignFaceConnectivity(true);
-    fresh.AssignVertexConnectivity(true);
-    if (mesh.m_FaceConnectivity.GetCount() != mesh.m_Faces.GetCount())
-        return ::testing::AssertionFailure() << "face table has " << mesh.m_FaceConnectivity.GetCount()
-                                             << " records for " << mesh.m_Faces.GetCount() << " faces";
-    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
-        if (!(mesh.m_FaceConnectivity[f] == fresh.m_FaceConnectivity[f]))
-            return ::testing::AssertionFailure() << "face " << f << " neighbours differ from a rebuild";
-    const unsigned int vertexCount = mesh.m_Vertices.GetCount();
-    if (mesh.m_VertexConnectivity.GetCount() != vertexCount || mesh.m_VertexFaceConnectivity.GetCount() != vertexCount)
-        return ::testing::AssertionFailure() << "vertex tables do not have one list per vertex";
-    for (unsigned int v = 0; v < vertexCount; ++v) {
-        if (Sorted(mesh.m_VertexConnectivity[v]) != Sorted(fresh.m_VertexConnectivity[v]))
-            return ::testing::AssertionFailure() << "vertex " << v << " neighbours differ from a rebuild";
-        if (Sorted(mesh.m_VertexFaceConnectivity[v]) != Sorted(fresh.m_VertexFaceConnectivity[v]))
-            return ::testing::AssertionFailure() << "vertex " << v << " faces differ from a rebuild";
-    }
-    return ::testing::AssertionSuccess();
-}
-
-// Checks the tables against the live faces only (corner 0 differs from corner
-// 1), computed here with standard containers, so that faces and vertices
-// removed by collapse need no renumbering. A removed vertex (attribute 255)
-// must not be used by any live face; its own lists are not examined.
-template <typename Mesh>
-::testing::AssertionResult LiveAdjacencyConsistent(const Mesh& mesh) {
-    const unsigned int none = CFaceConnections::None;
-    const unsigned int faceCount = mesh.m_Faces.GetCount();
-    const unsigned int vertexCount = mesh.m_Vertices.GetCount();
-    std::map<std::pair<unsigned int, unsigned int>, std::vector<unsigned int>> edges;
+::testing::AssertionResult MatchesRebuild(const Mesh& mesh) {
+    const unsigned int faceCount = mesh.m_Faces.GetCount(), vertexCount = mesh.m_Vertices.GetCount();
+    if (mesh.m_FaceConnectivity.GetCount() != faceCount || mesh.m_VertexConnectivity.GetCount() != vertexCount ||
+        mesh.m_VertexFaceConnectivity.GetCount() != vertexCount)
+        return ::testing::AssertionFailure() << "the tables do not hold one record per face and per vertex";
+    std::map<std::pair<unsigned int, unsigned int>, unsigned int> faceOf;  // directed edge -> its face
     std::vector<std::set<unsigned int>> neighbours(vertexCount);
-    std::vector<std::vector<unsigned int>> faces(vertexCount);
-    auto live = [&](unsigned int f) { return mesh.m_Faces[f].m_Corners[0] != mesh.m_Faces[f].m_Corners[1]; };
+    std::vector<V> faces(vertexCount);
     for (unsigned int f = 0; f < faceCount; ++f) {
-        if (!live(f)) continue;
-        const std::vector<unsigned int> c = FaceCorners(mesh, f);
-        if (c[1] == c[2] || c[2] == c[0]) return ::testing::AssertionFailure() << "live face " << f << " repeats a corner";
-        for (int k = 0; k < 3; ++k) {
-            if (mesh.m_VertexAttributes[c[k]].m_Value == 255)
-                return ::testing::AssertionFailure() << "live face " << f << " uses removed vertex " << c[k];
-            edges[std::minmax(c[k], c[(k + 1) % 3])].push_back(f);
-            neighbours[c[k]].insert(c[(k + 1) % 3]);
-            neighbours[c[k]].insert(c[(k + 2) % 3]);
+        const V c = FaceCorners(mesh, f);
+        for (int k = 0; c[0] != c[1] && k < 3; ++k) {
+            const auto edge = std::make_pair(c[k], c[(k + 1) % 3]);
+            if (edge.first == edge.second || AttributeOf(mesh, edge.first) == 255 || !faceOf.emplace(edge, f).second)
+                return ::testing::AssertionFailure() << "live face " << f << " repeats a corner, uses a removed vertex "
+                                                     << "or shares a directed edge";
+            neighbours[c[k]].insert({edge.second, c[(k + 2) % 3]});
             faces[c[k]].push_back(f);
         }
     }
     for (unsigned int f = 0; f < faceCount; ++f) {
-        if (!live(f)) continue;
-        const std::vector<unsigned int> c = FaceCorners(mesh, f);
-        for (int k = 0; k < 3; ++k) {
-            const std::vector<unsigned int>& sharing = edges[std::minmax(c[k], c[(k + 1) % 3])];
-            if (sharing.size() > 2) return ::testing::AssertionFailure() << "edge of face " << f << " is non-manifold";
-            const unsigned int expected = sharing.size() == 2 ? (sharing[0] == f ? sharing[1] : sharing[0]) : none;
-            if (mesh.m_FaceConnectivity[f].m_Neighbours[k] != expected)
-                return ::testing::AssertionFailure() << "face " << f << " slot " << k << " holds "
-                                                     << mesh.m_FaceConnectivity[f].m_Neighbours[k] << ", expected "
-                                                     << expected;
+        const V c = FaceCorners(mesh, f);
+        for (int k = 0; c[0] != c[1] && k < 3; ++k) {
+            const auto across = faceOf.find(std::make_pair(c[(k + 1) % 3], c[k]));
+            if (mesh.m_FaceConnectivity[f].m_Neighbours[k] != (across == faceOf.end() ? None : across->second))
+                return ::testing::AssertionFailure() << "face " << f << " slot " << k << " differs from a rebuild";
         }
     }
-    for (unsigned int v = 0; v < vertexCount; ++v) {
-        if (mesh.m_VertexAttributes[v].m_Value == 255) continue;
-        const std::vector<unsigned int> expectedNeighbours(neighbours[v].begin(), neighbours[v].end());
-        if (Sorted(mesh.m_VertexConnectivity[v]) != expectedNeighbours)
-            return ::testing::AssertionFailure() << "vertex " << v << " neighbour list disagrees with the live faces";
-        std::sort(faces[v].begin(), faces[v].end());
-        if (Sorted(mesh.m_VertexFaceConnectivity[v]) != faces[v])
-            return ::testing::AssertionFailure() << "vertex " << v << " face list disagrees with the live faces";
-    }
+    for (unsigned int v = 0; v < vertexCount; ++v)
+        if (AttributeOf(mesh, v) != 255 &&
+            (Sorted(Entries(mesh.m_VertexConnectivity[v])) != V(neighbours[v].begin(), neighbours[v].end()) ||
+             Sorted(Entries(mesh.m_VertexFaceConnectivity[v])) != faces[v]))
+            return ::testing::AssertionFailure() << "vertex " << v << " lists differ from a rebuild";
     return ::testing::AssertionSuccess();
+}
+
+// V - E + F over the live faces and the vertices they use, read from the
+// faces alone; INT_MIN unless those faces form a closed, consistently wound
+// manifold. A sphere gives 2.
+template <typename Mesh>
+int ClosedEuler(const Mesh& mesh) {
+    std::set<std::pair<unsigned int, unsigned int>> directed;
+    std::set<unsigned int> used;
+    int faces = 0;
+    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f) {
+        const V c = FaceCorners(mesh, f);
+        for (int k = 0; c[0] != c[1] && k < 3; ++k) {
+            used.insert(c[k]);
+            if (c[k] >= mesh.m_Vertices.GetCount() || c[k] == c[(k + 1) % 3] || !directed.emplace(c[k], c[(k + 1) % 3]).second)
+                return INT_MIN;
+        }
+        faces += c[0] != c[1];
+    }
+    for (const auto& edge : directed)
+        if (!directed.count(std::make_pair(edge.second, edge.first))) return INT_MIN;
+    return int(used.size()) - int(directed.size() / 2) + faces;
 }
 
 }  // namespace QuorvelTest

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <climits>
 #include <cmath>
 #include <vector>
 
@@ -18,9 +17,6 @@ using namespace QuorvelTest;
 
 namespace {
 
-typedef std::vector<unsigned int> V;
-const unsigned int None = CFaceConnections::None;
-
 // Single and double precision (whose limits widen single-precision
 // constants), every attribute width and both index widths.
 typedef ::testing::Types<TMesh<float, TVertexPN<float>, CA8, unsigned short>,
@@ -32,39 +28,22 @@ template <typename Mesh>
 class EdgeEdits : public ::testing::Test {};
 TYPED_TEST_SUITE(EdgeEdits, MeshTypes);
 
-// The exact orders of the vertex lists from `first` on.
+// The exact orders of the first vertices' lists.
 template <typename Mesh>
-void ExpectLists(const Mesh& mesh, const std::vector<V>& neighbours, const std::vector<V>& faces, unsigned int first = 0) {
-    for (unsigned int i = 0; i < neighbours.size(); ++i) {
-        EXPECT_EQ(Entries(mesh.m_VertexConnectivity[first + i]), neighbours[i]) << "vertex " << first + i;
-        EXPECT_EQ(Entries(mesh.m_VertexFaceConnectivity[first + i]), faces[i]) << "vertex " << first + i;
+void ExpectLists(const Mesh& mesh, const std::vector<V>& neighbours, const std::vector<V>& faces) {
+    for (unsigned int v = 0; v < neighbours.size(); ++v) {
+        EXPECT_EQ(Entries(mesh.m_VertexConnectivity[v]), neighbours[v]) << "vertex " << v;
+        EXPECT_EQ(Entries(mesh.m_VertexFaceConnectivity[v]), faces[v]) << "vertex " << v;
     }
-}
-
-// V - E + F over the live vertices and faces, INT_MIN if a live face has an
-// open edge: 2 for a closed sphere.
-template <typename Mesh>
-int ClosedEuler(const Mesh& mesh) {
-    int vertices = 0, faces = 0;
-    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) vertices += AttributeOf(mesh, v) != 255;
-    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f) {
-        if (mesh.m_Faces[f].m_Corners[0] == mesh.m_Faces[f].m_Corners[1]) continue;
-        ++faces;
-        for (unsigned int n : Neighbours(mesh, f))
-            if (n == None) return INT_MIN;
-    }
-    return vertices - faces * 3 / 2 + faces;
 }
 
 // A refused edit leaves faces, positions and attributes as they were.
 template <typename Mesh>
 bool Unchanged(const Mesh& mesh, const Mesh& before) {
-    if (AllCorners(mesh) != AllCorners(before) || mesh.m_Vertices.GetCount() != before.m_Vertices.GetCount()) return false;
-    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
-        if (!(mesh.m_Vertices[v].m_Position == before.m_Vertices[v].m_Position) ||
-            AttributeOf(mesh, v) != AttributeOf(before, v))
-            return false;
-    return true;
+    bool same = AllCorners(mesh) == AllCorners(before) && mesh.m_Vertices.GetCount() == before.m_Vertices.GetCount();
+    for (unsigned int v = 0; same && v < mesh.m_Vertices.GetCount(); ++v)
+        same = mesh.m_Vertices[v].m_Position == before.m_Vertices[v].m_Position && AttributeOf(mesh, v) == AttributeOf(before, v);
+    return same;
 }
 
 }  // namespace
@@ -90,7 +69,6 @@ TYPED_TEST(EdgeEdits, SplitOfOpenAndSharedEdgesPinsFaceAndListOrders) {
     ExpectLists(open, {{3, 2}, {3, 2}, {0, 1, 3}, {0, 1, 2}}, {{0}, {1}, {0, 1}, {0, 1}});
     EXPECT_TRUE(MatchesRebuild(open));
     EXPECT_FALSE(open.SplitEdges(1));
-    EXPECT_EQ(open.m_Faces.GetCount(), 2u);
 
     // a b c d: both faces keep their index and slots, the halves beyond the
     // midpoint are appended (the split face's first); the midpoint lists its
@@ -106,7 +84,6 @@ TYPED_TEST(EdgeEdits, SplitOfOpenAndSharedEdgesPinsFaceAndListOrders) {
     ExpectLists(shared, {{4, 2, 3}, {4, 2, 3}, {0, 1, 4}, {1, 0, 4}, {0, 1, 2, 3}},
                 {{0, 3}, {1, 2}, {0, 2}, {1, 3}, {0, 1, 2, 3}});
     EXPECT_TRUE(MatchesRebuild(shared));
-
 }
 
 TYPED_TEST(EdgeEdits, SplitFinishesAFaceFirstBreaksTiesLowAndHasAStrictLimit) {
@@ -123,7 +100,6 @@ TYPED_TEST(EdgeEdits, SplitFinishesAFaceFirstBreaksTiesLowAndHasAStrictLimit) {
     EXPECT_EQ(mesh.m_Vertices[3].m_Position, Vector(2, 0, 0));
     EXPECT_EQ(mesh.m_Vertices[4].m_Position, Vector(1, 0.5, 0));
     EXPECT_EQ(mesh.m_Vertices[5].m_Position, Vector(3, 0.5, 0));
-    for (unsigned int v = 3; v < 6; ++v) EXPECT_EQ(AttributeOf(mesh, v), 1u) << "vertex " << v;
     EXPECT_EQ(AllCorners(mesh), (V{4, 3, 2, 3, 1, 5, 0, 3, 4, 3, 5, 2}));
     EXPECT_TRUE(MatchesRebuild(mesh));
 
@@ -146,7 +122,6 @@ TYPED_TEST(EdgeEdits, SplitFinishesAFaceFirstBreaksTiesLowAndHasAStrictLimit) {
     EXPECT_FALSE(edge.SplitEdges(target));
     edge.m_Vertices[1].m_Position.x = std::nextafter(limitLength, RealOf<Mesh>(10));
     EXPECT_TRUE(edge.SplitEdges(target));
-    EXPECT_EQ(edge.m_Faces.GetCount(), 2u);
     EXPECT_TRUE(MatchesRebuild(edge));
 }
 
@@ -168,7 +143,6 @@ TYPED_TEST(EdgeEdits, CollapseKeepsFirstCornerAtExactMidpointAndHasAStrictLimit)
     typedef RealOf<Mesh> Real;
     Mesh mesh;
     MakeGridWithShortEdge(mesh, Real(0.3));
-    ASSERT_EQ(FaceCorners(mesh, 13), (V{7, 13, 12}));
     ASSERT_TRUE(mesh.CollapseEdges(Real(0.625)));
 
     // Both faces score the same; face 13 comes first and its edge runs from
@@ -176,13 +150,12 @@ TYPED_TEST(EdgeEdits, CollapseKeepsFirstCornerAtExactMidpointAndHasAStrictLimit)
     EXPECT_EQ(mesh.m_Vertices[13].m_Position, TVector3<Real>((Real(0.3) + Real(0)) * Real(0.5), 0, 0));
     EXPECT_EQ(mesh.m_Vertices[12].m_Position, TVector3<Real>(0, 0, 0));  // left where it was
     EXPECT_EQ(AttributeOf(mesh, 12), 255u);
-    EXPECT_EQ(AttributeOf(mesh, 13), 0u);
     EXPECT_EQ(mesh.m_Vertices.GetCount(), 25u);
     V zeroed;
     for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
         if (FaceCorners(mesh, f) == V{0, 0, 0}) zeroed.push_back(f);
     EXPECT_EQ(zeroed, (V{13, 20}));
-    EXPECT_TRUE(LiveAdjacencyConsistent(mesh));
+    EXPECT_TRUE(MatchesRebuild(mesh));
 
     const Mesh before(mesh);
     EXPECT_FALSE(mesh.CollapseEdges(Real(0.625)));
@@ -196,7 +169,6 @@ TYPED_TEST(EdgeEdits, CollapseKeepsFirstCornerAtExactMidpointAndHasAStrictLimit)
     EXPECT_FALSE(exact.CollapseEdges(target));
     MakeGridWithShortEdge(shorter, std::nextafter(limitLength, Real(0)));
     EXPECT_TRUE(shorter.CollapseEdges(target));
-    EXPECT_TRUE(LiveAdjacencyConsistent(shorter));
 }
 
 TYPED_TEST(EdgeEdits, CollapseLinkConditionRejectsThirdSharedNeighbour) {
@@ -210,7 +182,7 @@ TYPED_TEST(EdgeEdits, CollapseLinkConditionRejectsThirdSharedNeighbour) {
     PrepareForEditing(tetrahedron);
     PrepareForEditing(capped);
     EXPECT_TRUE(tetrahedron.CollapseEdges(RealOf<Mesh>(1.25)));
-    EXPECT_TRUE(LiveAdjacencyConsistent(tetrahedron));
+    EXPECT_TRUE(MatchesRebuild(tetrahedron));
     const Mesh before(capped);
     EXPECT_FALSE(capped.CollapseEdges(RealOf<Mesh>(1.25)));
     EXPECT_TRUE(Unchanged(capped, before));
@@ -233,7 +205,6 @@ TYPED_TEST(EdgeEdits, FlipRestoresReversedDiagonalInRegularTorusOnly) {
     mesh.m_Faces[s] = typename Mesh::Face(a, b, c);
     mesh.m_Faces[s + 1] = typename Mesh::Face(b, d, c);
     PrepareForEditing(mesh);
-    ASSERT_EQ(mesh.m_VertexConnectivity[b].GetCount(), 7u);
     EXPECT_TRUE(mesh.FlipEdges());
     // Windings and slots come out exactly as the regular torus has them.
     EXPECT_EQ(AllCorners(mesh), fresh);
@@ -254,29 +225,16 @@ void MakePaddedPair(Mesh& mesh, const std::array<unsigned int, 4>& valences) {
             mesh.m_VertexConnectivity[v].Add(pad);
 }
 
-TYPED_TEST(EdgeEdits, FlipSevenSevenFiveFiveRewiresAllTables) {
-    TypeParam mesh;
-    // Valences 4, 10, 3, 3 with target 6: before 38, after 26.
-    MakePaddedPair(mesh, {4, 10, 3, 3});
-    ASSERT_TRUE(mesh.FlipEdges());
-    EXPECT_EQ(AllCorners(mesh), (V{0, 3, 2, 1, 2, 3}));
-    EXPECT_EQ(Neighbours(mesh, 0), (V{None, 1, None}));
-    EXPECT_EQ(Neighbours(mesh, 1), (V{None, 0, None}));
-    // A removed neighbour is replaced by the last entry, a removed face
-    // keeps the order; additions append.
-    ExpectLists(mesh, {{4, 2, 3}, {10, 2, 3, 4, 5, 6, 7, 8, 9}, {0, 1, 4, 3}, {1, 0, 4, 2}},
-                {{0}, {1}, {0, 1}, {1, 0}});
-}
-
-TYPED_TEST(EdgeEdits, FlipIsRefusedForValenceThreeEndsAndDecidedByOpenTargets) {
-    // 3, 10, 3, 3 would improve from 43 to 33 but leave an end with valence
-    // 2, with either end. 5, 5, 2, 2 with c and d open (target 4, chosen by
-    // bit 0 alone) stays at 10 and equality keeps the edge; inner it flips.
+TYPED_TEST(EdgeEdits, FlipLowersTheValenceDeviationAndRewiresAllTables) {
+    // Targets are 6 inside and 4 for open vertices (bit 0 alone decides).
+    // 4, 10, 3, 3 drops from 38 to 26 and flips. 3, 10, 3, 3 would drop from
+    // 43 to 33 but leave an end with valence 2, with either end. 5, 5, 2, 2
+    // with c and d open stays at 10 and equality keeps the edge; inner it flips.
     const struct {
         std::array<unsigned int, 4> valences;
         unsigned int attributeC, attributeD;
         bool flips;
-    } cases[] = {{{3, 10, 3, 3}, 0, 0, false}, {{10, 3, 3, 3}, 0, 0, false},
+    } cases[] = {{{4, 10, 3, 3}, 0, 0, true}, {{3, 10, 3, 3}, 0, 0, false}, {{10, 3, 3, 3}, 0, 0, false},
                  {{5, 5, 2, 2}, 1, 255, false}, {{5, 5, 2, 2}, 2, 254, true}};
     for (const auto& c : cases) {
         TypeParam mesh;
@@ -285,6 +243,12 @@ TYPED_TEST(EdgeEdits, FlipIsRefusedForValenceThreeEndsAndDecidedByOpenTargets) {
         mesh.m_VertexAttributes[3] = c.attributeD;
         EXPECT_EQ(mesh.FlipEdges(), c.flips);
         EXPECT_EQ(AllCorners(mesh), c.flips ? (V{0, 3, 2, 1, 2, 3}) : (V{0, 1, 2, 1, 0, 3}));
+        if (c.valences[0] != 4) continue;
+        EXPECT_EQ(Neighbours(mesh, 0), (V{None, 1, None}));
+        EXPECT_EQ(Neighbours(mesh, 1), (V{None, 0, None}));
+        // A removed neighbour is replaced by the last entry, a removed face
+        // keeps the order; additions append.
+        ExpectLists(mesh, {{4, 2, 3}, {10, 2, 3, 4, 5, 6, 7, 8, 9}, {0, 1, 4, 3}, {1, 0, 4, 2}}, {{0}, {1}, {0, 1}, {1, 0}});
     }
 }
 
@@ -295,25 +259,19 @@ TYPED_TEST(EdgeEdits, SplitFlipCollapseKeepAClosedSurfaceInStep) {
     MakeIcosphere(sphere, 1);
     sphere.m_Vertices[3].m_Position *= Real(1.4);  // break the symmetry
     PrepareForEditing(sphere);
-    const unsigned int faces = sphere.m_Faces.GetCount();
     ASSERT_TRUE(sphere.SplitEdges(Real(0.25)));
-    EXPECT_GT(sphere.m_Faces.GetCount(), 4 * faces);
     ASSERT_TRUE(MatchesRebuild(sphere));
     EXPECT_EQ(ClosedEuler(sphere), 2);
-    for (unsigned int v = 0; v < sphere.m_Vertices.GetCount(); ++v) EXPECT_EQ(AttributeOf(sphere, v), 0u);
     ASSERT_TRUE(sphere.FlipEdges());
     ASSERT_TRUE(MatchesRebuild(sphere));
     ASSERT_TRUE(sphere.CollapseEdges(Real(0.3)));
-    ASSERT_TRUE(LiveAdjacencyConsistent(sphere));
+    ASSERT_TRUE(MatchesRebuild(sphere));
     EXPECT_EQ(ClosedEuler(sphere), 2);
-    // Each collapse removes one vertex and closes two faces.
-    unsigned int removed = 0, zeroed = 0;
+    unsigned int removed = 0;
     for (unsigned int v = 0; v < sphere.m_Vertices.GetCount(); ++v) removed += AttributeOf(sphere, v) == 255;
-    for (unsigned int f = 0; f < sphere.m_Faces.GetCount(); ++f) zeroed += FaceCorners(sphere, f) == V{0, 0, 0};
     EXPECT_GT(removed, 10u);
-    EXPECT_EQ(zeroed, 2 * removed);
     EXPECT_TRUE(sphere.FlipEdges());
-    EXPECT_TRUE(LiveAdjacencyConsistent(sphere));
+    EXPECT_TRUE(MatchesRebuild(sphere));
     EXPECT_EQ(ClosedEuler(sphere), 2);
 
     // An open patch with its rim marked open, whose faces have open slots.

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "MeshFixtures.h"
+#include "AdjacencyChecks.h"
 
 namespace {
 
@@ -10,14 +10,6 @@ using namespace QuorvelTest;
 
 typedef TMesh<double, TVertexPN<double>, CA8, unsigned int> Mesh;
 typedef TPolygon<double, TVector3<double>> Polygon;
-typedef std::vector<unsigned int> V;
-
-// Connectivity and zeroed vertex attributes: what the walk expects.
-void Prepare(Mesh& mesh) {
-    BuildConnectivity(mesh);
-    mesh.AllocateVertexAttributeBuffer();
-    mesh.ResetAttributes();
-}
 
 // The walk's output from `first` on as vertex indices, recovered by position.
 V Visited(const Mesh& mesh, const Polygon& polygon, unsigned int first = 0) {
@@ -52,7 +44,7 @@ TEST(OpenContour, RimIsWalkedByFewestMarkedNeighboursAndClosedByABoundedScan) {
         Mesh mesh;
         if (c.n == 0) MakeTriangle(mesh);
         else MakeGrid(mesh, c.n, c.m);
-        Prepare(mesh);
+        PrepareForEditing(mesh);
         Polygon polygon, again;
         mesh.ExtractOpenContour(CA8(4), &polygon);
         EXPECT_EQ(Visited(mesh, polygon), c.visited) << c.n;
@@ -66,7 +58,7 @@ TEST(OpenContour, RimIsWalkedByFewestMarkedNeighboursAndClosedByABoundedScan) {
 TEST(OpenContour, ClosedMeshAddsNothingAndMarksCountByAnyBit) {
     Mesh mesh;
     MakeTetrahedron(mesh);
-    Prepare(mesh);
+    PrepareForEditing(mesh);
     Polygon polygon;
     polygon.Add(TVector3<double>(7, 7, 7));
     mesh.ExtractOpenContour(CA8(0x06), &polygon);
@@ -78,7 +70,6 @@ TEST(OpenContour, ClosedMeshAddsNothingAndMarksCountByAnyBit) {
     mesh.ExtractOpenContour(CA8(0x06), &polygon);
     EXPECT_EQ(Visited(mesh, polygon, 1), (V{2}));
     EXPECT_EQ(mesh.m_VertexAttributes[2].m_Value, 0x10);
-
 }
 
 }  // namespace

@@ -2,49 +2,34 @@
 
 #include <algorithm>
 #include <map>
-#include <set>
-#include <tuple>
 #include <vector>
 
-#include "MeshFixtures.h"
+#include "AdjacencyChecks.h"
 
 namespace {
 
 using namespace QuorvelTest;
 
 typedef TMesh<double, TVertexPN<double>, CA8, unsigned int> Mesh;
-typedef std::tuple<double, double, double> Point;
+typedef TVector3<double> D3;  // ordered lexicographically, so usable as a key
 
+// The positions of the given vertices in double, sorted on request.
 template <typename M>
-Point PointOf(const M& mesh, unsigned int v) {
-    const auto& p = mesh.m_Vertices[v].m_Position;
-    return Point(p.x, p.y, p.z);
+std::vector<D3> Positions(const M& mesh, const V& vertices, bool sorted = false) {
+    std::vector<D3> out;
+    for (unsigned int v : vertices) {
+        const auto& p = mesh.m_Vertices[v].m_Position;
+        out.push_back(D3(p.x, p.y, p.z));
+    }
+    if (sorted) std::sort(out.begin(), out.end());
+    return out;
 }
 
-// Corner k of face f in double, and (p1 - p0) x (p2 - p0): the face is
-// counter-clockwise seen from where that points.
+// (p1 - p0) x (p2 - p0): face f is counter-clockwise seen from where it points.
 template <typename M>
-TVector3<double> Corner(const M& mesh, unsigned int f, int k) {
-    const auto& p = mesh.m_Vertices[mesh.m_Faces[f].m_Corners[k]].m_Position;
-    return TVector3<double>(p.x, p.y, p.z);
-}
-template <typename M>
-TVector3<double> WindingNormal(const M& mesh, unsigned int f) {
-    return (Corner(mesh, f, 1) - Corner(mesh, f, 0)) * (Corner(mesh, f, 2) - Corner(mesh, f, 0));
-}
-
-template <typename M>
-std::vector<Point> SortedPoints(const M& mesh, std::vector<unsigned int> vertices) {
-    std::vector<Point> points;
-    for (unsigned int v : vertices) points.push_back(PointOf(mesh, v));
-    std::sort(points.begin(), points.end());
-    return points;
-}
-
-template <typename M>
-std::vector<Point> SortedCorners(const M& mesh, unsigned int f) {
-    const auto* c = mesh.m_Faces[f].m_Corners;
-    return SortedPoints(mesh, {c[0], c[1], c[2]});
+D3 WindingNormal(const M& mesh, unsigned int f) {
+    const std::vector<D3> p = Positions(mesh, FaceCorners(mesh, f));
+    return (p[1] - p[0]) * (p[2] - p[0]);
 }
 
 template <typename M>
@@ -57,21 +42,20 @@ TYPED_TEST(StitchTriangle, OffsetStitchAddsCopyAndThreeWalls) {
     MakeTriangle(mesh);
     mesh.AssignVertexNormals();
     mesh.OffsetStitch(0.5, true);
-    // Triangle, moved copy, and three walls of two triangles on fresh vertices.
+    // Triangle, copy moved against the normal, and three walls of two
+    // triangles on fresh vertices.
     ASSERT_EQ(mesh.m_Vertices.GetCount(), 24u);
     ASSERT_EQ(mesh.m_Faces.GetCount(), 8u);
-    for (unsigned int k = 0; k < 3; ++k) {
-        EXPECT_EQ(mesh.m_Faces[1].m_Corners[k], mesh.m_Faces[0].m_Corners[k] + 3);
-        EXPECT_EQ(mesh.m_Vertices[k + 3].m_Position.z, -0.5f);
-        EXPECT_EQ(mesh.m_Vertices[k + 3].m_Position.x, mesh.m_Vertices[k].m_Position.x);
-    }
+    EXPECT_EQ(FaceCorners(mesh, 1), (V{3, 4, 5}));
+    for (unsigned int k = 0; k < 3; ++k) EXPECT_EQ(Positions(mesh, {k + 3})[0], Positions(mesh, {k})[0] - D3(0, 0, 0.5));
     // Per open edge (0-1, 1-2, then 2-0 taken as 0-2): the quad p q q' p'
     // split along q-p', each half facing away from the triangle.
-    const std::vector<unsigned int> walls[6] = {{0, 1, 3}, {4, 3, 1}, {1, 2, 4}, {5, 4, 2}, {0, 2, 3}, {5, 3, 2}};
-    const TVector3<double> away[3] = {{0, -1, 0}, {1, 1, 0}, {-1, 0, 0}};
+    const V walls[6] = {{0, 1, 3}, {4, 3, 1}, {1, 2, 4}, {5, 4, 2}, {0, 2, 3}, {5, 3, 2}};
+    const D3 away[3] = {{0, -1, 0}, {1, 1, 0}, {-1, 0, 0}};
     for (unsigned int w = 0; w < 6; ++w) {
-        EXPECT_EQ(SortedCorners(mesh, 2 + w), SortedPoints(mesh, walls[w])) << "wall " << w;
-        for (int k = 0; k < 3; ++k) EXPECT_GE(mesh.m_Faces[2 + w].m_Corners[k], 6 + 3 * w) << "wall " << w;
+        const V corners = FaceCorners(mesh, 2 + w);
+        EXPECT_EQ(Positions(mesh, corners, true), Positions(mesh, walls[w], true)) << "wall " << w;
+        EXPECT_GE(*std::min_element(corners.begin(), corners.end()), 6 + 3 * w) << "wall " << w;
         EXPECT_GT(WindingNormal(mesh, 2 + w) % away[w / 2], 0) << "wall " << w;
     }
 }
@@ -88,31 +72,24 @@ TEST(Stitching, OffsetStitchClosesAnOpenPatchIntoAWeldedShell) {
     for (unsigned int f = 0; f < 12; ++f)
         for (int k = 0; k < 3; ++k) EXPECT_EQ(mesh.m_Faces[f + 12].m_Corners[k], mesh.m_Faces[f].m_Corners[k] + 12);
 
-    // Welded by position: every edge has two faces, the walls among
-    // themselves are wound consistently, and the shell is a sphere.
-    std::map<Point, unsigned int> ids;
-    std::map<std::pair<unsigned int, unsigned int>, int> undirected;
-    std::set<std::pair<unsigned int, unsigned int>> wallEdges;
+    // Welded by position, with the copy turned over, the faces close into a
+    // consistently wound sphere; the original faces +z above the copy, so
+    // every wall faces out.
+    Mesh welded;
+    std::map<D3, unsigned int> ids;
     for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f) {
+        const std::vector<D3> p = Positions(mesh, FaceCorners(mesh, f));
         unsigned int id[3];
-        for (int k = 0; k < 3; ++k)
-            id[k] = ids.emplace(PointOf(mesh, mesh.m_Faces[f].m_Corners[k]), unsigned(ids.size())).first->second;
         for (int k = 0; k < 3; ++k) {
-            ++undirected[std::minmax(id[k], id[(k + 1) % 3])];
-            EXPECT_TRUE(f < 24 || wallEdges.insert(std::make_pair(id[k], id[(k + 1) % 3])).second) << "face " << f;
+            const auto added = ids.emplace(p[k], unsigned(ids.size()));
+            if (added.second) AddVertex(welded, p[k].x, p[k].y, p[k].z);
+            id[k] = added.first->second;
         }
+        const bool copy = f >= 12 && f < 24;
+        AddFace(welded, id[0], id[copy ? 2 : 1], id[copy ? 1 : 2]);
     }
-    for (const auto& edge : undirected) EXPECT_EQ(edge.second, 2);
     EXPECT_EQ(ids.size(), 24u);
-    EXPECT_EQ(int(ids.size()) - int(undirected.size()) + int(mesh.m_Faces.GetCount()), 2);
-
-    // Every wall lies in one side of the box [0,3] x [0,2] and faces out of it.
-    for (unsigned int f = 24; f < 44; ++f) {
-        const TVector3<double> c = (Corner(mesh, f, 0) + Corner(mesh, f, 1) + Corner(mesh, f, 2)) / 3.0;
-        const TVector3<double> out = c.x == 0 ? TVector3<double>(-1, 0, 0) : c.x == 3 ? TVector3<double>(1, 0, 0)
-                                     : c.y == 0 ? TVector3<double>(0, -1, 0) : TVector3<double>(0, 1, 0);
-        EXPECT_GT(WindingNormal(mesh, f) % out, 0) << "face " << f;
-    }
+    EXPECT_EQ(ClosedEuler(welded), 2);
 
     // No open edge: only the moved copy is appended.
     Mesh closed;

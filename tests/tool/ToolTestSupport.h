@@ -1,60 +1,115 @@
 #pragma once
 
 // Helpers for testing the quorvel tool as a user runs it: a scratch
-// directory, files written byte for byte, and a runner that starts the built
-// executable and collects its exit status and output.
+// directory, files written byte for byte, the shared procedural meshes as the
+// tool's plain tables, and a runner that collects exit status and output.
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "io/MeshData.h"
+#include "MeshFixtures.h"
+#include "core/ToolMesh.h"
 
 namespace QuorvelToolTest {
 
-using Corvane::Pellix::Quorvel::Tool::CMeshData;
+using namespace Corvane::Pellix::Quorvel::Tool;
 
-// A fresh directory under the system's temporary directory, removed with
-// everything in it when the object goes.
+// A fresh directory, removed with everything in it when the object goes.
 class CScratchDirectory {
 public:
-    CScratchDirectory();
-    ~CScratchDirectory();
+    CScratchDirectory() : m_Path((std::filesystem::temp_directory_path() / "quorvel-tool-test-XXXXXX").string()) {
+        if (::mkdtemp(m_Path.data()) == nullptr) throw std::runtime_error("cannot create a scratch directory");
+    }
+    ~CScratchDirectory() { std::filesystem::remove_all(m_Path); }
     CScratchDirectory(const CScratchDirectory&) = delete;
     CScratchDirectory& operator=(const CScratchDirectory&) = delete;
 
     std::string Path(const std::string& name) const { return m_Path + "/" + name; }
-    // The names of the files in the directory, sorted.
-    std::vector<std::string> List() const;
+    std::vector<std::string> List() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(m_Path))
+            names.push_back(entry.path().filename().string());
+        std::sort(names.begin(), names.end());
+        return names;
+    }
 
 private:
     std::string m_Path;
 };
 
-void WriteFile(const std::string& path, const std::string& bytes);
-std::string ReadFile(const std::string& path);
-bool FileExists(const std::string& path);
+inline void WriteFile(const std::string& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+}
 
-class CRun {
-public:
-    // The exit status, or -1 when the process died of a signal or was
-    // stopped for running too long.
+inline std::string ReadFile(const std::string& path) {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+// The bytes of a number in either byte order (the tests run little-endian).
+template <typename T>
+void AppendBytes(std::string& bytes, T value, bool bigEndian = false) {
+    char raw[sizeof(T)];
+    std::memcpy(raw, &value, sizeof(T));
+    if (bigEndian) std::reverse(raw, raw + sizeof(T));
+    bytes.append(raw, sizeof(T));
+}
+
+struct CRun {
     int m_Status = -1;
-    std::string m_Out;
-    std::string m_Err;
-    bool m_TimedOut = false;
-
-    // Lines of stderr, without the final newline.
-    std::vector<std::string> ErrorLines() const;
+    std::string m_Out, m_Err;
 };
 
-// Runs the quorvel executable with the arguments; it is stopped after
-// `timeoutSeconds`, which the tests use to show that no input makes it hang.
-CRun RunQuorvel(const std::vector<std::string>& arguments, int timeoutSeconds = 120);
+// Runs the built tool with no standard input. A run still going after
+// `seconds` is stopped and fails with the status of timeout(1), so a hang
+// fails its test instead of stalling the suite.
+inline CRun RunQuorvel(const std::vector<std::string>& arguments, int seconds = 120) {
+    const auto quote = [](const std::string& text) {
+        std::string quoted = "'";
+        for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+        return quoted + "'";
+    };
+    CScratchDirectory capture;
+    std::string command = "timeout " + std::to_string(seconds) + " " + quote(QUORVEL_TOOL_PATH);
+    for (const std::string& argument : arguments) command += " " + quote(argument);
+    command += " </dev/null >" + capture.Path("out") + " 2>" + capture.Path("err");
+    const int status = std::system(command.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(capture.Path("out")), ReadFile(capture.Path("err"))};
+}
 
-// Small procedural meshes, independent of the tool's own code.
-CMeshData MakeCube(double size = 1);
-// An n x n grid of unit squares in z = 0 facing +z, two triangles each.
-CMeshData MakeGrid(unsigned int n, double spacing = 1);
-// Octahedron pushed onto the unit sphere and split `levels` times.
-CMeshData MakeSphere(unsigned int levels, double radius = 1);
+// The shared fixtures build library meshes; the tool's files hold tables.
+template <typename Build>
+CMeshData Tables(Build build) {
+    ToolMesh mesh;
+    build(mesh);
+    CMeshData data;
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
+        data.m_Positions.push_back(mesh.m_Vertices[v].m_Position);
+    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f) {
+        const auto& corners = mesh.m_Faces[f].m_Corners;
+        data.m_Triangles.push_back(Triangle{corners[0], corners[1], corners[2]});
+    }
+    return data;
+}
+
+inline CMeshData MakeCube(double size = 1) {
+    return Tables([=](ToolMesh& mesh) { QuorvelTest::MakeBox(mesh, size, size, size); });
+}
+// n x n squares of side `spacing` in z = 0, facing +z.
+inline CMeshData MakeGrid(unsigned int n, double spacing = 1) {
+    return Tables([=](ToolMesh& mesh) { QuorvelTest::MakeGrid(mesh, n, n, spacing); });
+}
+inline CMeshData MakeSphere(unsigned int levels, double radius = 1) {
+    return Tables([=](ToolMesh& mesh) { QuorvelTest::MakeIcosphere(mesh, levels, radius); });
+}
 
 }  // namespace QuorvelToolTest
