@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cmath>
+#include <initializer_list>
 #include <limits>
 
 #include "maths/TTriangle3.h"
@@ -203,20 +204,30 @@ bool TMesh<Real, Vertex, Attribute, Index>::DeterminePrincipalAxes(Vector* major
     return true;
 }
 
+namespace detail {
+
+// Calls visit(p0, p1, p2) with the corner positions of every face, in face
+// order; an interior edge is thus seen twice.
+template <typename Mesh, typename Visit>
+void ForEachFaceCorners(const Mesh& mesh, Visit&& visit) {
+    const unsigned int faceCount = mesh.m_Faces.GetCount();
+    for (unsigned int f = 0; f < faceCount; ++f) {
+        const auto* corners = mesh.m_Faces[f].m_Corners;
+        visit(mesh.m_Vertices[corners[0]].m_Position, mesh.m_Vertices[corners[1]].m_Position,
+              mesh.m_Vertices[corners[2]].m_Position);
+    }
+}
+
+}  // namespace detail
+
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 Real TMesh<Real, Vertex, Attribute, Index>::GetMinEdgeLength() const {
     // Interior edges are seen twice; that changes nothing for an extreme.
     Real m = std::numeric_limits<Real>::max();
-    const unsigned int faceCount = m_Faces.GetCount();
-    for (unsigned int f = 0; f < faceCount; ++f) {
-        const Index* corners = m_Faces[f].m_Corners;
-        const Vector& p0 = m_Vertices[corners[0]].m_Position;
-        const Vector& p1 = m_Vertices[corners[1]].m_Position;
-        const Vector& p2 = m_Vertices[corners[2]].m_Position;
-        const Real lengths[3] = {p0.DiffVectLenSquared(p1), p1.DiffVectLenSquared(p2), p2.DiffVectLenSquared(p0)};
-        for (const Real squared : lengths)
+    detail::ForEachFaceCorners(*this, [&](const Vector& p0, const Vector& p1, const Vector& p2) {
+        for (const Real squared : {p0.DiffVectLenSquared(p1), p1.DiffVectLenSquared(p2), p2.DiffVectLenSquared(p0)})
             if (m > squared) m = squared;
-    }
+    });
     return std::sqrt(m);
 }
 
@@ -224,16 +235,10 @@ template <typename Real, typename Vertex, typename Attribute, typename Index>
 Real TMesh<Real, Vertex, Attribute, Index>::GetMaxEdgeLength() const {
     // Without faces the sentinel stays negative and the result is NaN.
     Real m = std::numeric_limits<Real>::lowest();
-    const unsigned int faceCount = m_Faces.GetCount();
-    for (unsigned int f = 0; f < faceCount; ++f) {
-        const Index* corners = m_Faces[f].m_Corners;
-        const Vector& p0 = m_Vertices[corners[0]].m_Position;
-        const Vector& p1 = m_Vertices[corners[1]].m_Position;
-        const Vector& p2 = m_Vertices[corners[2]].m_Position;
-        const Real lengths[3] = {p0.DiffVectLenSquared(p1), p1.DiffVectLenSquared(p2), p2.DiffVectLenSquared(p0)};
-        for (const Real squared : lengths)
+    detail::ForEachFaceCorners(*this, [&](const Vector& p0, const Vector& p1, const Vector& p2) {
+        for (const Real squared : {p0.DiffVectLenSquared(p1), p1.DiffVectLenSquared(p2), p2.DiffVectLenSquared(p0)})
             if (squared > m) m = squared;
-    }
+    });
     return std::sqrt(m);
 }
 
@@ -244,17 +249,12 @@ Real TMesh<Real, Vertex, Attribute, Index>::GetMeanEdgeLength() const {
     // lengths derived from it depend on this value as it stands.
     const Real m = GetMinEdgeLength();
     Real s = 0;
-    const unsigned int faceCount = m_Faces.GetCount();
-    for (unsigned int f = 0; f < faceCount; ++f) {
-        const Index* corners = m_Faces[f].m_Corners;
-        const Vector& p0 = m_Vertices[corners[0]].m_Position;
-        const Vector& p1 = m_Vertices[corners[1]].m_Position;
-        const Vector& p2 = m_Vertices[corners[2]].m_Position;
+    detail::ForEachFaceCorners(*this, [&](const Vector& p0, const Vector& p1, const Vector& p2) {
         s += p0.DiffVectLen(p1) - m;
         s += p1.DiffVectLen(p2) - m;
         s += p2.DiffVectLen(p0) - m;
-    }
-    return s / static_cast<Real>(faceCount) + m;
+    });
+    return s / static_cast<Real>(m_Faces.GetCount()) + m;
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>

@@ -12,11 +12,40 @@ using Sarvetta::TMatrix4x4;
 using Sarvetta::TVector3;
 using Sarvetta::TVector4;
 
+// The arithmetic both vertex records share: offsets and scalings move the
+// position only, a 3x3 matrix maps position and normal alike. Each operator
+// returns the record type itself.
+template <typename Vertex, typename Real>
+class TVertexOperators {
+public:
+    Vertex operator+(const TVector3<Real>& v) const { Vertex r(Self()); r.m_Position += v; return r; }
+    Vertex operator-(const TVector3<Real>& v) const { Vertex r(Self()); r.m_Position -= v; return r; }
+    Vertex& operator+=(const TVector3<Real>& v) { Self().m_Position += v; return Self(); }
+    Vertex& operator-=(const TVector3<Real>& v) { Self().m_Position -= v; return Self(); }
+    Vertex operator*(const Real& s) const { Vertex r(Self()); r.m_Position *= s; return r; }
+    Vertex operator/(const Real& s) const { Vertex r(Self()); r.m_Position /= s; return r; }
+    Vertex& operator*=(const Real& s) { Self().m_Position *= s; return Self(); }
+    Vertex& operator/=(const Real& s) { Self().m_Position /= s; return Self(); }
+
+    Vertex operator*(const TMatrix3x3<Real>& m) const { Vertex r(Self()); r *= m; return r; }
+    Vertex& operator*=(const TMatrix3x3<Real>& m) {
+        Self().m_Position *= m;
+        Self().m_Normal *= m;
+        return Self();
+    }
+
+private:
+    Vertex& Self() { return static_cast<Vertex&>(*this); }
+    const Vertex& Self() const { return static_cast<const Vertex&>(*this); }
+};
+
 // A vertex with position and normal. The six components are contiguous, so the
 // record read through operator Real*() is an array of six values.
 template <typename Real>
-class TVertexPN {
+class TVertexPN : public TVertexOperators<TVertexPN<Real>, Real> {
 public:
+    using TVertexOperators<TVertexPN<Real>, Real>::operator*;
+    using TVertexOperators<TVertexPN<Real>, Real>::operator*=;
     TVector3<Real> m_Position;
     TVector3<Real> m_Normal;
 
@@ -34,21 +63,6 @@ public:
     bool operator<(const TVertexPN& other) const { return m_Position < other.m_Position; }
     bool operator>(const TVertexPN& other) const { return m_Position > other.m_Position; }
 
-    TVertexPN operator+(const TVector3<Real>& v) const { TVertexPN r(*this); r.m_Position += v; return r; }
-    TVertexPN operator-(const TVector3<Real>& v) const { TVertexPN r(*this); r.m_Position -= v; return r; }
-    TVertexPN& operator+=(const TVector3<Real>& v) { m_Position += v; return *this; }
-    TVertexPN& operator-=(const TVector3<Real>& v) { m_Position -= v; return *this; }
-    TVertexPN operator*(const Real& s) const { TVertexPN r(*this); r.m_Position *= s; return r; }
-    TVertexPN operator/(const Real& s) const { TVertexPN r(*this); r.m_Position /= s; return r; }
-    TVertexPN& operator*=(const Real& s) { m_Position *= s; return *this; }
-    TVertexPN& operator/=(const Real& s) { m_Position /= s; return *this; }
-
-    TVertexPN operator*(const TMatrix3x3<Real>& m) const { TVertexPN r(*this); r *= m; return r; }
-    TVertexPN& operator*=(const TMatrix3x3<Real>& m) {
-        m_Position *= m;
-        m_Normal *= m;
-        return *this;
-    }
     TVertexPN operator*(const TMatrix4x4<Real>& m) const { TVertexPN r(*this); r *= m; return r; }
     TVertexPN& operator*=(const TMatrix4x4<Real>& m) {
         // The position is a point (w = 1), the normal a direction (w = 0).
@@ -77,5 +91,8 @@ public:
 
 extern template class TVertexPN<float>;
 extern template class TVertexPN<double>;
+
+// The shared operators add no storage: the record is its components alone.
+static_assert(sizeof(TVertexPN<float>) == 6 * sizeof(float));
 
 }  // namespace Corvane::Pellix::Quorvel

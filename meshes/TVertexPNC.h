@@ -7,8 +7,10 @@ namespace Corvane::Pellix::Quorvel {
 // A vertex with position, normal and a packed 32-bit colour that no mesh
 // operation interprets.
 template <typename Real>
-class TVertexPNC {
+class TVertexPNC : public TVertexOperators<TVertexPNC<Real>, Real> {
 public:
+    using TVertexOperators<TVertexPNC<Real>, Real>::operator*;
+    using TVertexOperators<TVertexPNC<Real>, Real>::operator*=;
     TVector3<Real> m_Position;
     TVector3<Real> m_Normal;
     unsigned int m_Colour = 0;
@@ -27,21 +29,6 @@ public:
     bool operator<(const TVertexPNC& other) const { return m_Position < other.m_Position; }
     bool operator>(const TVertexPNC& other) const { return m_Position > other.m_Position; }
 
-    TVertexPNC operator+(const TVector3<Real>& v) const { TVertexPNC r(*this); r.m_Position += v; return r; }
-    TVertexPNC operator-(const TVector3<Real>& v) const { TVertexPNC r(*this); r.m_Position -= v; return r; }
-    TVertexPNC& operator+=(const TVector3<Real>& v) { m_Position += v; return *this; }
-    TVertexPNC& operator-=(const TVector3<Real>& v) { m_Position -= v; return *this; }
-    TVertexPNC operator*(const Real& s) const { TVertexPNC r(*this); r.m_Position *= s; return r; }
-    TVertexPNC operator/(const Real& s) const { TVertexPNC r(*this); r.m_Position /= s; return r; }
-    TVertexPNC& operator*=(const Real& s) { m_Position *= s; return *this; }
-    TVertexPNC& operator/=(const Real& s) { m_Position /= s; return *this; }
-
-    TVertexPNC operator*(const TMatrix3x3<Real>& m) const { TVertexPNC r(*this); r *= m; return r; }
-    TVertexPNC& operator*=(const TMatrix3x3<Real>& m) {
-        m_Position *= m;
-        m_Normal *= m;
-        return *this;
-    }
     TVertexPNC operator*(const TMatrix4x4<Real>& m) const { TVertexPNC r(*this); r *= m; return r; }
     // Unlike TVertexPN the normal is not re-normalised: callers that transform
     // coloured meshes re-derive their normals where they need unit length.
@@ -68,5 +55,8 @@ public:
 
 extern template class TVertexPNC<float>;
 extern template class TVertexPNC<double>;
+
+// The shared operators add no storage: the record is its components alone.
+static_assert(sizeof(TVertexPNC<float>) == 6 * sizeof(float) + sizeof(unsigned int));
 
 }  // namespace Corvane::Pellix::Quorvel
