@@ -63,42 +63,40 @@ TYPED_TEST(IntersectionTest, LinesHitWithParameterAndSideOrLeaveOutputsAlone) {
     const V& p0 = this->m_Triangle[0];
     const V& p1 = this->m_Triangle[1];
     const V& p2 = this->m_Triangle[2];
-    const Real h = Real(0.5);
-    // side: -1 hit on the front (d . n < 0), +1 on the back, 0 a miss.
+    const Real h = Real(0.5), w = Real(-0.1);
+    // side: -1 hit on the front (d . n < 0), +1 on the back, 0 a miss. At
+    // x = -0.1 the barycentric of p1 is -0.05: inside the triangle widened by
+    // 0.1, outside the one widened by 0.01.
     const struct {
         V origin, direction;
+        Real tolerance;
         int side;
         Real t;
     } cases[] = {
-        {V(h, h, 3), V(0, 0, -1), -1, 3},          // from above
-        {V(h, h, 3), V(0, 0, 2), +1, Real(-1.5)},  // from below, behind the origin
-        {V(0, 0, 1), V(1, 1, -2), -1, h},          // oblique
-        {V(h, h, 1), V(1, 0, 0), 0, 0},            // parallel above
-        {V(-1, h, 0), V(1, 0, 0), 0, 0},           // in the plane, across the triangle
-        {V(3, 3, 1), V(0, 0, -1), 0, 0},           // beside
+        {V(h, h, 3), V(0, 0, -1), 0, -1, 3},          // from above
+        {V(h, h, 3), V(0, 0, 2), 0, +1, Real(-1.5)},  // from below, behind the origin
+        {V(0, 0, 1), V(1, 1, -2), 0, -1, h},          // oblique
+        {V(w, 1, 1), V(0, 0, -1), Real(0.1), -1, 1},
+        {V(w, 1, 1), V(0, 0, -1), Real(0.01), 0, 0},
+        {V(h, h, 1), V(1, 0, 0), 0, 0, 0},   // parallel above
+        {V(-1, h, 0), V(1, 0, 0), 0, 0, 0},  // in the plane, across the triangle
+        {V(3, 3, 1), V(0, 0, -1), 0, 0, 0},  // beside
     };
     for (const auto& c : cases) {
         const TLine3<Real> line(c.origin, c.direction);
         V point(7, 7, 7);
         Real t = 42;
-        EXPECT_EQ(line.IntersectWithBFC(p0, p1, p2, &point, &t, 0), c.side < 0);
-        EXPECT_EQ(line.IntersectWithFFC(p0, p1, p2, &point, &t, 0), c.side > 0);
-        EXPECT_EQ(line.IntersectWith(p0, p1, p2, &point, &t, 0), c.side != 0);
+        EXPECT_EQ(line.IntersectWithBFC(p0, p1, p2, &point, &t, c.tolerance), c.side < 0);
+        EXPECT_EQ(line.IntersectWithFFC(p0, p1, p2, &point, &t, c.tolerance), c.side > 0);
+        EXPECT_EQ(line.IntersectWith(p0, p1, p2, &point, &t, c.tolerance), c.side != 0);
         if (c.side != 0) {
             EXPECT_NEAR(t, c.t, Tolerance<Real>());
-            ExpectNear(point, V(h, h, 0), Tolerance<Real>());
+            ExpectNear(point, c.origin + c.direction * c.t, Tolerance<Real>());
         } else {
             EXPECT_EQ(point, V(7, 7, 7));
             EXPECT_EQ(t, Real(42));
         }
     }
-    // At x = -0.1 the barycentric of p1 is -0.05: inside a triangle widened
-    // by 0.1, outside one widened by 0.01.
-    V point;
-    Real t;
-    const TLine3<Real> near(V(Real(-0.1), 1, 1), V(0, 0, -1));
-    EXPECT_TRUE(near.IntersectWith(p0, p1, p2, &point, &t, Real(0.1)));
-    EXPECT_FALSE(near.IntersectWith(p0, p1, p2, &point, &t, Real(0.01)));
 }
 
 TYPED_TEST(IntersectionTest, SegmentCodesClassifyEachKindOfContact) {

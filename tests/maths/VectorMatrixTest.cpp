@@ -126,13 +126,12 @@ TYPED_TEST(VectorMatrixTest, BoxTriangleAndPolygon) {
     const Real largest = Real(FLT_MAX);
     TBox<Real> box;
     EXPECT_EQ(box.m_Max, V(-largest, -largest, -largest));
-    EXPECT_FALSE(box.IsWithin(V(0, 0, 0), 0));
     box.Extend(V(1, 2, 3));
     box.Extend(V(-1, 5, 0));
     EXPECT_EQ(box.m_Min, V(-1, 2, 0));
     EXPECT_TRUE(box.IsWithin(V(1, 5, 3), 0));
-    EXPECT_FALSE(box.IsWithin(V(Real(1.5), 3, 1), 0));
-    EXPECT_TRUE(box.IsWithin(V(Real(1.5), 3, 1), Real(0.5)));
+    EXPECT_FALSE(box.IsWithin(V(Real(1.5), Real(5.5), Real(3.5)), 0));
+    EXPECT_TRUE(box.IsWithin(V(Real(1.5), Real(5.5), Real(3.5)), Real(0.5)));
     TBox<Real> other(Real(10));
     other.Extend(V(0, 0, 7));
     box.Extend(other);

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <initializer_list>
 #include <random>
 #include <string>
@@ -17,53 +18,51 @@ using Corvane::Pellix::Lintorra::TList;
 using Corvane::Pellix::Lintorra::TPair;
 typedef std::vector<int> Ints;
 
-// A value whose default state shows where a slot was never written.
+// Counts what is done to it, so bytewise relocation shows as no element work;
+// its default value marks a slot that was never written.
 struct Item {
+    static inline int made = 0, copied = 0, assigned = 0, destroyed = 0;
     int value = -1;
-    Item() = default;
-    explicit Item(int v) : value(v) {}
+    Item() { ++made; }
+    explicit Item(int v) : value(v) { ++made; }
+    Item(const Item& other) : value(other.value) { ++copied; }
+    Item& operator=(const Item& other) { value = other.value; ++assigned; return *this; }
+    ~Item() { ++destroyed; }
     explicit operator int() const { return value; }
     bool operator==(const Item& other) const { return value == other.value; }
-    bool operator<(const Item& other) const { return value < other.value; }
-    bool operator>(const Item& other) const { return value > other.value; }
 };
 
-// One notification: its kind ("add", "adds", "remove", "removes", "clear"),
-// where it pointed, the values it saw there and the list's own count then.
-struct Note {
-    std::string kind;
-    const Item* first;
-    Ints values;
-    unsigned int listCount;
-};
+Ints Counts() { return {Item::made, Item::copied, Item::assigned, Item::destroyed}; }
+void ResetCounts() { Item::made = Item::copied = Item::assigned = Item::destroyed = 0; }
+
+// Every notification of a watched list as "kind@slot[values seen there]",
+// the slot "out" for a pointer outside the array, with the list's count then.
+std::vector<std::pair<std::string, unsigned int>> notes;
+
+std::string Log() {
+    std::string log;
+    for (const auto& note : notes) log += (log.empty() ? "" : " ") + note.first;
+    return log;
+}
 
 class WatchedList : public TList<Item> {
 public:
     using TList<Item>::TList;
-    WatchedList(const WatchedList& other) : TList<Item>(other) {}
-    WatchedList& operator=(const WatchedList& other) {
-        TList<Item>::operator=(other);
-        return *this;
-    }
-    // The kinds of the notes so far, space-separated.
-    std::string Kinds() const {
-        std::string kinds;
-        for (const Note& note : notes) kinds += (kinds.empty() ? "" : " ") + note.kind;
-        return kinds;
-    }
-    std::vector<Note> notes;
 
 protected:
     void ElementAdded(Item& element) override { Record("add", &element, 1); }
     void ElementsAdded(Item* first, unsigned int count) override { Record("adds", first, count); }
     void ElementRemoved(Item& element) override { Record("remove", &element, 1); }
     void ElementsRemoved(Item* first, unsigned int count) override { Record("removes", first, count); }
-    void Cleared() override { Record("clear", nullptr, 0); }
+    void Cleared() override { notes.emplace_back("clear", GetCount()); }
 
 private:
     void Record(const char* kind, const Item* first, unsigned int count) {
-        notes.push_back(Note{kind, first, Ints(), GetCount()});
-        for (unsigned int i = 0; i < count; ++i) notes.back().values.push_back(first[i].value);
+        const std::less<const Item*> before;
+        const bool inside = !before(first, m_Data) && !before(m_Data + m_Capacity, first);
+        std::string note = kind + ("@" + (inside ? std::to_string(first - m_Data) : "out")) + "[";
+        for (unsigned int i = 0; i < count; ++i) note += (i ? "," : "") + std::to_string(first[i].value);
+        notes.emplace_back(note + "]", GetCount());
     }
 };
 
@@ -82,10 +81,13 @@ Ints Values(const TList<T>& list) {
 }
 
 TEST(List, GrowthFollowsGrowSizeAndDoubling) {
-    TList<unsigned int> fresh;
-    EXPECT_EQ(fresh.GetStream(), nullptr);
+    // Only the constructor can set a zero grow size.
+    TList<unsigned int> fresh, exact(0u, 0u);
     fresh.Add(7u);
+    exact.SetGrowSize(5);
+    exact.SetGrowSize(0);
     EXPECT_EQ(fresh.GetCapacity(), 1000u);
+    EXPECT_EQ(exact.GetGrowSize(), 5u);
     const struct {
         unsigned int capacity, growSize;
         bool doubling;
@@ -105,35 +107,37 @@ TEST(List, GrowthFollowsGrowSizeAndDoubling) {
         list.Grow(c.request);
         EXPECT_EQ(list.GetCapacity(), c.expected) << c.capacity << " " << c.growSize << " " << c.request;
     }
-    // Only the constructor can set a zero grow size.
-    TList<unsigned int> exact(0u, 0u);
-    exact.SetGrowSize(5);
-    exact.SetGrowSize(0);
-    EXPECT_EQ(exact.GetGrowSize(), 5u);
+
+    // Growth default-constructs whole arrays, moves the old contents bytewise,
+    // assigns only the added values and destroys the replaced array.
+    const Item items[3] = {Item(1), Item(2), Item(3)};
+    ResetCounts();
+    {
+        TList<Item> list(2u, 2u);
+        for (const Item& item : items) list.Add(item);
+        EXPECT_EQ(Counts(), (Ints{2 + 4, 0, 3, 2}));
+    }
+    EXPECT_EQ(Item::destroyed, 2 + 4);
 }
 
 TEST(List, CopyKeepsGrowthCapacityWhileAssignmentContracts) {
     WatchedList source = Make<Item, WatchedList>({1, 2, 3, 4, 5});
     source.SetUseExponentialGrowth(true);
-    WatchedList copy(source);
+    WatchedList copy(source), target = Make<Item, WatchedList>({7, 8}, 3), fresh;
     EXPECT_EQ(Values(copy), Values(source));
     EXPECT_EQ(copy.GetCapacity(), 1000u);
     EXPECT_FALSE(copy.GetUseExponentialGrowth());
-    EXPECT_EQ(TList<Item>(&source, 7u).GetCapacity(), 7u);
 
     // Assignment reports the old contents as removed, always reports a
     // clearing (even with nothing ever allocated), appends, and ends with
     // capacity equal to count.
-    WatchedList target = Make<Item, WatchedList>({7, 8}, 3), fresh;
-    target.notes.clear();
+    notes.clear();
     target = source;
     fresh = source;
     EXPECT_EQ(Values(target), Values(source));
     EXPECT_EQ(target.GetCapacity(), 5u);
     EXPECT_EQ(target.GetGrowSize(), 1000u);
-    EXPECT_EQ(target.Kinds(), "removes clear adds");
-    EXPECT_EQ(target.notes[0].values, (Ints{7, 8}));
-    EXPECT_EQ(fresh.Kinds(), "clear adds");
+    EXPECT_EQ(Log(), "removes@0[7,8] clear adds@0[1,2,3,4,5] clear adds@0[1,2,3,4,5]");
 
     // Self-assignment empties the list, leaving a zero-length array.
     WatchedList& alias = copy;
@@ -143,25 +147,20 @@ TEST(List, CopyKeepsGrowthCapacityWhileAssignmentContracts) {
 }
 
 TEST(List, AddingNotifiesWithTheNewSlotsExceptInsertRange) {
+    // An empty range is still reported; a value already held is not added;
+    // InsertRange reports the caller's source, not the slots it filled.
     WatchedList list(0u, 10u);
     Item three(3);
+    const Item range[2] = {Item(10), Item(11)};
+    notes.clear();
     list.Add(Item(1));
     list.Add(&three);
     list.Insert(Item(2), 1);
-    EXPECT_EQ(Values(list), (Ints{1, 2, 3}));
-    EXPECT_EQ(list.notes[2].first, &list[1]);
-    EXPECT_EQ(list.notes[2].values, (Ints{2}));
-
-    // An empty range is still reported; a value already held is not added.
-    list.notes.clear();
     list.AddRange(&three, 0);
     list.AddUnique(Item(2));
-    EXPECT_EQ(list.Kinds(), "adds");
-    // InsertRange reports the caller's source, not the slots it filled.
-    const Item range[2] = {Item(10), Item(11)};
     list.InsertRange(range, 2, 1);
     EXPECT_EQ(Values(list), (Ints{1, 10, 11, 2, 3}));
-    EXPECT_EQ(list.notes[1].first, range);
+    EXPECT_EQ(Log(), "add@0[1] add@1[3] add@1[2] adds@3[] adds@out[10,11]");
 
     // Values taken from the list itself survive the growth and the shift.
     TList<Item> self = Make<Item>({1, 2}, 2);
@@ -174,20 +173,18 @@ TEST(List, AddingNotifiesWithTheNewSlotsExceptInsertRange) {
 
 TEST(List, RemovalNotificationsFollowTheirBranch) {
     // Order-breaking removal moves the last element into the hole, silently;
-    // order-keeping removal reports the element while it still stands.
+    // order-keeping removal reports the element while it still stands, with
+    // the count already reduced.
     WatchedList list = Make<Item, WatchedList>({1, 2, 3, 4, 5});
-    list.notes.clear();
+    notes.clear();
     list.Remove(Item(1), false);
     list.RemoveAt(1, false);
     EXPECT_EQ(Values(list), (Ints{5, 4, 3}));
-    EXPECT_TRUE(list.notes.empty());
     list.Remove(Item(5), true);
     list.RemoveAt(1, true);
     EXPECT_EQ(Values(list), (Ints{4}));
-    EXPECT_EQ(list.Kinds(), "remove remove");
-    EXPECT_EQ(list.notes[0].values, (Ints{5}));
-    EXPECT_EQ(list.notes[0].first, list.GetStream());
-    EXPECT_EQ(list.notes[0].listCount, 2u);
+    EXPECT_EQ(Log(), "remove@0[5] remove@1[3]");
+    EXPECT_EQ(notes[0].second, 2u);
 
     // Removal by address picks that very slot, not the first equal value.
     WatchedList twins = Make<Item, WatchedList>({5, 6, 5});
@@ -198,36 +195,28 @@ TEST(List, RemovalNotificationsFollowTheirBranch) {
 
     // Runs at the ends: the front run is reported before the rest moves down
     // over it; removing everything reports a clearing instead of the run.
-    WatchedList ends = Make<Item, WatchedList>({1, 2, 3, 4, 5});
-    ends.notes.clear();
+    // Clear reports its run whenever there is an array, even an empty one.
+    WatchedList ends = Make<Item, WatchedList>({1, 2, 3, 4, 5}), cleared;
+    notes.clear();
     ends.RemoveFromEnd(2);
     ends.RemoveFromFront(1);
     ends.RemoveFromEnd(5);
-    EXPECT_EQ(ends.Kinds(), "removes removes clear");
-    EXPECT_EQ(ends.notes[0].first, ends.GetStream() + 3);
-    EXPECT_EQ(ends.notes[0].values, (Ints{4, 5}));
-    EXPECT_EQ(ends.notes[1].first, ends.GetStream());
-    EXPECT_EQ(ends.notes[1].values, (Ints{1}));
-    EXPECT_EQ(ends.notes[1].listCount, 2u);
+    EXPECT_EQ(notes[1].second, 2u);
     EXPECT_EQ(ends.GetCapacity(), 1000u);
-
-    // Clear reports its run whenever there is an array, even an empty one.
-    WatchedList cleared;
     cleared.Clear(false);
     cleared.Add(Item(1));
     cleared.Clear(false);
     cleared.Clear(true);
-    EXPECT_EQ(cleared.Kinds(), "clear add removes clear removes clear");
-    EXPECT_EQ(cleared.notes[2].values, (Ints{1}));
-    EXPECT_EQ(cleared.GetStream(), nullptr);
+    EXPECT_EQ(Log(), "removes@3[4,5] removes@0[1] clear clear add@0[1] removes@0[1] clear removes@0[] clear");
+    EXPECT_TRUE(cleared.GetStream() == nullptr && cleared.GetCapacity() == 0);
 }
 
 TEST(List, ExpandContractAndReverseWorkOnRawSlots) {
     // Slots behind the count keep their stale values and reappear as they
-    // are, unannounced.
+    // are, unannounced; reversal swaps bytes without element work.
     WatchedList list = Make<Item, WatchedList>({1, 2, 3, 4}, 10);
     list.RemoveFromEnd(2);
-    list.notes.clear();
+    notes.clear();
     list.Expand(6);
     EXPECT_EQ(Values(list), (Ints{1, 2, 3, 4, -1, -1}));
     list.Expand(25);
@@ -235,9 +224,11 @@ TEST(List, ExpandContractAndReverseWorkOnRawSlots) {
     list.RemoveFromEnd(20);
     list.Contract();
     EXPECT_EQ(list.GetCapacity(), 5u);
+    ResetCounts();
     list.Reverse();
+    EXPECT_EQ(Counts(), (Ints{0, 0, 0, 0}));
     EXPECT_EQ(Values(list), (Ints{-1, 4, 3, 2, 1}));
-    EXPECT_EQ(list.Kinds(), "removes");
+    EXPECT_EQ(notes.size(), 1u);
     list.RemoveFromEnd(5);
     list.Contract();
     EXPECT_EQ(list.GetCapacity(), 0u);
@@ -245,15 +236,15 @@ TEST(List, ExpandContractAndReverseWorkOnRawSlots) {
 
     // The swap count is half the count taken in single precision: 2^25 + 2
     // rounds to 2^25, so the two middle elements stay where they are.
-    const unsigned int count = (1u << 25) + 2u;
+    const unsigned int count = (1u << 25) + 2u, half = count / 2;
     TList<unsigned char> bytes(count, 1u);
     bytes.Expand(count);
     bytes[0] = 1;
     bytes[count - 1] = 2;
-    bytes[count / 2 - 1] = 3;
-    bytes[count / 2] = 4;
+    bytes[half - 1] = 3;
+    bytes[half] = 4;
     bytes.Reverse();
-    EXPECT_EQ(Ints({bytes[0], bytes[count / 2 - 1], bytes[count / 2], bytes[count - 1]}), Ints({2, 3, 4, 1}));
+    EXPECT_EQ(Ints({bytes[0], bytes[half - 1], bytes[half], bytes[count - 1]}), Ints({2, 3, 4, 1}));
 }
 
 TEST(List, SearchAndSortUseTheElementOrder) {
@@ -277,33 +268,26 @@ TEST(List, SearchAndSortUseTheElementOrder) {
 }
 
 TEST(ListValueForms, LiteralZeroIsAValueOrACapacityNotANullPointer) {
-    // On a list of unsigned values a literal 0 must pick the value forms; the
-    // pointer forms still take addresses.
-    TList<unsigned int> list;
+    // On a list of unsigned values a literal 0 must pick the value forms, and
+    // (0, 10) a capacity and a grow size; the pointer forms still take addresses.
+    TList<unsigned int> list(0, 10);
+    const unsigned int seven = 7;
     list.Add(0);
     list.AddUnique(0);
     list.Insert(0, 0);
-    list.Add(7);
+    list.Add(&seven);
     EXPECT_EQ(Values(list), (Ints{0, 0, 7}));
+    EXPECT_EQ(list.GetCapacity(), 10u);
     list.Remove(0, true);
-    const unsigned int seven = 7;
     list.AddUnique(&seven);
     list.Insert(&seven, 0);
     list.Remove(&list[1], false);
     EXPECT_EQ(Values(list), (Ints{7, 7}));
-
-    TList<int> sized(0, 10);
-    EXPECT_EQ(sized.GetCapacity(), 0u);
-    EXPECT_EQ(sized.GetGrowSize(), 10u);
-    const TList<unsigned int> copied(&list, 5);
-    EXPECT_EQ(copied.GetCount(), 2u);
-    EXPECT_EQ(copied.GetGrowSize(), 5u);
-
+    EXPECT_EQ(TList<unsigned int>(&list, 5).GetCapacity(), 5u);
     TList<TList<unsigned int>*> pointers;
     pointers.Add(nullptr);
     pointers.Add(&list);
-    EXPECT_EQ(pointers[0], nullptr);
-    EXPECT_EQ(pointers.Search(&list), 1);
+    EXPECT_TRUE(pointers[0] == nullptr && pointers.Search(&list) == 1);
 }
 
 // The bracket of `value` as (low, high), or (-1, -1) on failure, after
@@ -355,14 +339,11 @@ TEST(ListBinarySearch, BracketsAgreeWithStandardBoundsOnSortedRuns) {
     // The single-index forms succeed only on a hit, but name the lower
     // neighbour of a bracketed value.
     const TList<int> three = Make<int>({10, 20, 30});
-    unsigned int index = 99;
+    unsigned int index = 99, plain = 99;
     int* element = nullptr;
-    EXPECT_FALSE(three.BinarySearch(25, &element, &index));
-    EXPECT_EQ(element, &three[1]);
-    EXPECT_FALSE(three.BinarySearch(25, &index));
-    EXPECT_EQ(index, 1u);
-    EXPECT_TRUE(three.BinarySearch(30, &index));
-    EXPECT_EQ(index, 2u);
+    EXPECT_FALSE(three.BinarySearch(25, &element, &index) || three.BinarySearch(25, &plain));
+    EXPECT_TRUE(element == &three[1] && index == 1u && plain == 1u);
+    EXPECT_TRUE(three.BinarySearch(30, &index) && index == 2u);
     EXPECT_FALSE(three.BinarySearch(35, &element, &index));
     EXPECT_EQ(element, nullptr);
 }
