@@ -5,11 +5,7 @@
 #include <vector>
 
 // The face-adding helpers are private members.
-#define private public
-#define protected public
-#include "MeshFixtures.h"
-#undef private
-#undef protected
+#include "MeshInternals.h"
 
 #include "AdjacencyChecks.h"
 

@@ -5,11 +5,7 @@
 #include <vector>
 
 // SplitEdges, CollapseEdges and FlipEdges are private members.
-#define private public
-#define protected public
-#include "MeshFixtures.h"
-#undef private
-#undef protected
+#include "MeshInternals.h"
 
 #include "AdjacencyChecks.h"
 

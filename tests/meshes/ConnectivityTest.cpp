@@ -8,11 +8,7 @@
 #include <vector>
 
 // The valence helper is a private member.
-#define private public
-#define protected public
-#include "MeshFixtures.h"
-#undef private
-#undef protected
+#include "MeshInternals.h"
 
 namespace {
 
