@@ -6,4 +6,6 @@ here=$(cd "$(dirname "$0")" && pwd)
 build=$(mktemp -d)
 cmake -S "$here" -B "$build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE=Release
 cmake --build "$build"
-LD_LIBRARY_PATH="$prefix/lib:${LD_LIBRARY_PATH:-}" "$build/consumer"
+# No LD_LIBRARY_PATH: the installed libraries and the consumer must find each
+# other through their own runpaths.
+"$build/consumer"
