@@ -71,11 +71,10 @@ int TEdge3<Real>::IntersectWith(const TVector3<Real>& p0, const TVector3<Real>& 
         return CoplanarOverlap;
     }
 
-    if (!nearStart && !nearEnd) {
-        if ((hStart > 0.0) == (hEnd > 0.0))
-            return NoContact;
-        const double t = hStart / (hStart - hEnd);
-        const Wide crossing = start + segment * t;
+    // A crossing strictly between the ends, classified by the edge sides of
+    // the segment's line so that triangles sharing an edge agree on it.
+    auto crossing = [&]() {
+        const Wide at = start + segment * (hStart / (hStart - hEnd));
         const double w0 = Detail::EdgeSide(start, segment, b, c);
         const double w1 = Detail::EdgeSide(start, segment, c, a);
         const double w2 = Detail::EdgeSide(start, segment, a, b);
@@ -86,19 +85,25 @@ int TEdge3<Real>::IntersectWith(const TVector3<Real>& p0, const TVector3<Real>& 
             bary[2] = w2 / sum;
             if (bary[0] > tol && bary[1] > tol && bary[2] > tol) {
                 if (point)
-                    *point = Detail::Narrow<Real>(crossing);
-                return CleanCrossing;
+                    *point = Detail::Narrow<Real>(at);
+                return static_cast<int>(CleanCrossing);
             }
         } else {
             // The edge sides drown in rounding: never claim a clean crossing
             // on such evidence.
-            Detail::Barycentric(crossing, a, b, c, n, nn, bary);
+            Detail::Barycentric(at, a, b, c, n, nn, bary);
         }
         if (!Detail::AllAtLeast(bary, -tol))
-            return NoContact;
+            return static_cast<int>(NoContact);
         if (point)
-            *point = Detail::Narrow<Real>(crossing);
-        return GrazingContact;
+            *point = Detail::Narrow<Real>(at);
+        return static_cast<int>(GrazingContact);
+    };
+
+    if (!nearStart && !nearEnd) {
+        if ((hStart > 0.0) == (hEnd > 0.0))
+            return NoContact;
+        return crossing();
     }
 
     // One end touches the plane, the other is clearly off it.
@@ -111,16 +116,10 @@ int TEdge3<Real>::IntersectWith(const TVector3<Real>& p0, const TVector3<Real>& 
         return GrazingContact;
     }
     // A segment nearly parallel to the plane may still cross it far from the
-    // touching end.
-    if ((hStart < 0.0 && hEnd > 0.0) || (hStart > 0.0 && hEnd < 0.0)) {
-        const Wide crossing = start + segment * (hStart / (hStart - hEnd));
-        Detail::Barycentric(crossing, a, b, c, n, nn, bary);
-        if (Detail::AllAtLeast(bary, -tol)) {
-            if (point)
-                *point = Detail::Narrow<Real>(crossing);
-            return GrazingContact;
-        }
-    }
+    // touching end, and cleanly: the end is close to the plane, not to the
+    // triangle.
+    if ((hStart < 0.0 && hEnd > 0.0) || (hStart > 0.0 && hEnd < 0.0))
+        return crossing();
     return NoContact;
 }
 

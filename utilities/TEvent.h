@@ -25,9 +25,9 @@ public:
 
     TEvent() : m_Delegates(nullptr), m_Functions(nullptr), m_DelegateCount(0), m_FunctionCount(0) {}
 
-    // Copying would make two owners of the arrays; an owner that needs a copy
-    // assigns and takes care that only one of the two releases them.
-    TEvent(const TEvent&) = delete;
+    // A copy shares the arrays, as assignment does; only one of the two may
+    // release them.
+    TEvent(const TEvent&) = default;
 
     ~TEvent()
     {

@@ -28,8 +28,9 @@ public:
             m_First = m_Current = NewNode(initialBlockSize);
     }
 
-    // Copies would share the chain; assignment does so deliberately.
-    THeap(const THeap&) = delete;
+    // A copy shares the chain, as assignment does; only one of the two may
+    // clear or destroy it.
+    THeap(const THeap&) = default;
 
     ~THeap() { Clear(true); }
 

@@ -16,9 +16,9 @@ public:
 
     explicit THeapBlock(unsigned int capacity) : m_Capacity(capacity), m_Count(0), m_Data(new T[capacity]) {}
 
-    // A copy would be a second owner of the array; assignment is the one,
-    // deliberately shallow, way to share it.
-    THeapBlock(const THeapBlock&) = delete;
+    // A copy shares the array, as assignment does; only one of the two may
+    // release it.
+    THeapBlock(const THeapBlock&) = default;
 
     ~THeapBlock()
     {

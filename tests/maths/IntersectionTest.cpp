@@ -122,8 +122,11 @@ TYPED_TEST(IntersectionTest, SegmentCodesClassifyEachKindOfContact) {
         {V(1, 0, 1), V(3, 0, -1), eps, 2, V(2, 0, 0)},
         {grazing + V(0, 0, 1), grazing - V(0, 0, 1), Real(2e-3), 2, grazing},
         {grazing + V(0, 0, 1), grazing - V(0, 0, 1), Real(5e-4), 0, grazing},
-        // An end rests on the triangle.
+        // An end rests on the triangle. An end close to the plane far beside
+        // the triangle does not stop a clean crossing of a nearly parallel
+        // segment.
         {V(h, h, 0), V(h, h, 1), eps, 2, V(h, h, 0)},
+        {V(-9, Real(0.3), Real(1.9e-5)), V(11, Real(0.3), Real(-2.1e-5)), eps, 0, V(h, Real(0.3), 0)},
         // In the plane: the contact is where the segment enters the triangle
         // widened by the tolerance; beside the triangle there is none.
         {V(-1, h, 0), V(3, h, 0), eps, 3, V(0, h, 0)},

@@ -108,13 +108,15 @@ TEST_F(EventTest, HandlersAddedWhileFiringRunInTheSameFiringAndAssignmentShares)
     event.Fire(&item);
     EXPECT_EQ(calls, "r7 r7 a7 b7 ");
 
-    // Assignment shares the arrays instead of copying them, so the alias
-    // must let go of them before it is destroyed.
+    // Assignment and copying share the arrays instead of duplicating them,
+    // so the aliases must let go of them before they are destroyed.
     alias = event;
+    FriendEvent copy(event);
     EXPECT_TRUE(alias.m_Delegates == event.m_Delegates && alias.m_Functions == event.m_Functions);
+    EXPECT_TRUE(copy.m_Delegates == event.m_Delegates && copy.m_Functions == event.m_Functions);
     EXPECT_EQ(alias.m_FunctionCount, 2u);
-    alias.m_Delegates = nullptr;
-    alias.m_Functions = nullptr;
+    alias.m_Delegates = copy.m_Delegates = nullptr;
+    alias.m_Functions = copy.m_Functions = nullptr;
 }
 
 }  // namespace

@@ -68,11 +68,13 @@ TEST(BlockPool, ElementsKeepTheirAddressesAndClearedBlocksAreRefilled) {
     small.Add(faces[4]);
     EXPECT_EQ(Blocks(small), (Shape{{4, 4}, {5, 1}, {4, 0}}));
 
-    // Assignment shares the chain, so the alias must let go of it first.
-    FacePool alias;
+    // Assignment and copying share the chain, so the aliases must let go of
+    // it first.
+    FacePool alias, copy(small);
     alias = small;
     EXPECT_TRUE(alias.m_First == small.m_First && alias.m_Current == small.m_Current && alias.GetCount() == 5u);
-    alias.m_First = alias.m_Current = nullptr;
+    EXPECT_TRUE(copy.m_First == small.m_First && copy.m_Current == small.m_Current && copy.GetCount() == 5u);
+    alias.m_First = alias.m_Current = copy.m_First = copy.m_Current = nullptr;
 
     small.Clear(true);
     EXPECT_EQ(small.m_First, nullptr);
