@@ -110,11 +110,20 @@ CMeshData RunExact(const CMeshData& input, double target, CProgress& progress)
     return ExtractFromMesh(mesh);
 }
 
-CMeshData RunPreserve(const CMeshData& input, double target, CProgress& progress)
+CRemeshOptions GetPreserveOptions(const CCommandLine& line)
+{
+    CRemeshOptions options;
+    if (line.Has("--feature-angle"))
+        options.m_FeatureAngle = line.GetNumberIn("--feature-angle", 0, 180);
+    if (line.Has("--iterations"))
+        options.m_Iterations = line.GetCount("--iterations", 1, 100);
+    return options;
+}
+
+CMeshData RunPreserve(const CMeshData& input, double target, CRemeshOptions options, CProgress& progress)
 {
     ToolMesh mesh;
     LoadIntoMesh(input, mesh);
-    CRemeshOptions options;
     options.m_Progress = [&progress](unsigned int done, unsigned int total) {
         progress.Report(done, total);
         return true;
@@ -130,6 +139,9 @@ int Run(const CCommandLine& line)
     if (line.GetPositional().size() > 1)
         throw CToolError("unexpected argument '" + line.GetPositional()[1] + "' (see --help)");
     const EMethod method = GetMethod(line);
+    const CRemeshOptions options = GetPreserveOptions(line);
+    if (method == EMethod::Exact && (line.Has("--feature-angle") || line.Has("--iterations")))
+        throw CToolError("--feature-angle and --iterations belong to --method preserve; the exact method has neither");
     const bool builtIn = line.GetPositional().empty();
     const std::string name = builtIn ? std::string(DefaultMeshName) : line.GetPositional()[0];
     std::string output;
@@ -175,7 +187,7 @@ int Run(const CCommandLine& line)
     CProgress progress(line.IsQuiet());
     const auto start = std::chrono::steady_clock::now();
     CMeshData result = method == EMethod::Exact ? RunExact(input, scaledTarget, progress)
-                                                : RunPreserve(input, scaledTarget, progress);
+                                                : RunPreserve(input, scaledTarget, options, progress);
     CRemeshOutcome outcome;
     outcome.m_Seconds = SecondsSince(start);
     outcome.m_TargetLength = target;
@@ -218,7 +230,7 @@ CCommand DescribeRemesh()
     CCommand command;
     command.m_Name = "remesh";
     command.m_Usage = "remesh [INPUT] [-o OUTPUT] [--target L | --relative R] [--method preserve|exact] "
-                      "[--report FILE.svg] [--quiet]";
+                      "[--feature-angle DEG] [--iterations N] [--report FILE.svg] [--quiet]";
     command.m_Summary = "make all edges approach one length (isotropic remeshing)";
     command.m_Description =
         "Splits long edges, collapses short ones, flips edges towards valence 6 and relaxes the\n"
@@ -237,6 +249,8 @@ CCommand DescribeRemesh()
                          {"--target", "", "L", "target edge length"},
                          {"--relative", "", "R", "target = R x the input's mean edge length (default 1)"},
                          {"--method", "", "M", "preserve (default) or exact"},
+                         {"--feature-angle", "", "DEG", "preserve: edges bent over DEG degrees stay sharp (45; 0: none)"},
+                         {"--iterations", "", "N", "preserve: rounds of remeshing (default 5)"},
                          {"--report", "", "FILE.svg", "draw edge-length and valence histograms before and after"},
                          AsciiOption(),
                          QuietOption()};

@@ -70,6 +70,16 @@ double CCommandLine::GetNonZeroNumber(const std::string& name) const
     return value;
 }
 
+double CCommandLine::GetNumberIn(const std::string& name, double smallest, double largest) const
+{
+    const std::string& text = Get(name);
+    double value = 0;
+    if (!ParseReal(text, value) || !(value >= smallest && value <= largest))
+        throw CToolError(name + " needs a number from " + FormatQuantity(smallest, 4) + " to " +
+                         FormatQuantity(largest, 4) + ", not '" + text + "'");
+    return value;
+}
+
 unsigned int CCommandLine::GetCount(const std::string& name, unsigned int smallest, unsigned int largest) const
 {
     const std::string& text = Get(name);

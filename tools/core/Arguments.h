@@ -33,6 +33,8 @@ public:
     double GetPositiveNumber(const std::string& name) const;
     // Value of a signed option: a non-zero finite number, or CToolError.
     double GetNonZeroNumber(const std::string& name) const;
+    // Value of a bounded option: a number from smallest to largest, or CToolError.
+    double GetNumberIn(const std::string& name, double smallest, double largest) const;
     unsigned int GetCount(const std::string& name, unsigned int smallest, unsigned int largest) const;
 
 private:
