@@ -59,6 +59,12 @@ constexpr double AngleReachFactor = 1.6;
 // are one corner at the target resolution: they may merge.
 constexpr double CornerMergeFactor = 0.25;
 
+// Loops over fewer items than these stay on the calling thread: waking a team
+// costs more than the work saves, and far more when the cores are busy with
+// other programs. Results are the same either way.
+constexpr std::int64_t ParallelVertices = 4096;
+constexpr std::int64_t ParallelFaces = 8192;
+
 constexpr double Pi = 3.14159265358979323846;
 // Triangles with a smaller angle than this are worth a flip of their longest
 // edge.
@@ -1318,7 +1324,7 @@ bool CEngine::ImproveAngles() {
     // a flagged face is measured again when its turn comes.
     const std::int64_t faceCount = static_cast<std::int64_t>(m_Corner.size() / 3);
     m_FaceMarks.resize(m_Corner.size() / 3);
-#pragma omp parallel for schedule(dynamic, 2048)
+#pragma omp parallel for schedule(dynamic, 2048) if (faceCount >= ParallelFaces)
     for (std::int64_t f = 0; f < faceCount; ++f) {
         const std::uint32_t* corner = &m_Corner[3 * f];
         m_FaceMarks[f] = corner[0] != None && IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]);
@@ -1467,7 +1473,7 @@ Vec CEngine::Projected(std::uint32_t v, const Vec& p) {
 void CEngine::RelaxAndProject() {
     const std::int64_t vertexCount = static_cast<std::int64_t>(m_Position.size());
     m_Moved.resize(m_Position.size());
-#pragma omp parallel for schedule(dynamic, 512)
+#pragma omp parallel for schedule(dynamic, 512) if (vertexCount >= ParallelVertices)
     for (std::int64_t i = 0; i < vertexCount; ++i) {
         const std::uint32_t v = static_cast<std::uint32_t>(i);
         if (m_Flags[v] & (Deleted | Fixed)) {
@@ -1486,7 +1492,7 @@ void CEngine::RelaxAndProject() {
     // serial walk.
     const std::int64_t faceCount = static_cast<std::int64_t>(m_Corner.size() / 3);
     m_FaceMarks.resize(m_Corner.size() / 3);
-#pragma omp parallel for schedule(dynamic, 2048)
+#pragma omp parallel for schedule(dynamic, 2048) if (faceCount >= ParallelFaces)
     for (std::int64_t f = 0; f < faceCount; ++f)
         m_FaceMarks[f] = m_Corner[3 * f] != None && SpoiledByMove(static_cast<std::uint32_t>(f));
     m_Stack.clear();
