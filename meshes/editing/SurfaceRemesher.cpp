@@ -678,17 +678,21 @@ void CEngine::Load(const std::vector<double>& positions, const std::vector<std::
 
     BuildTwins(frozenFace);
     ClassifyConstraints(frozenFace);
-    // Four times the faces of equilateral triangles of the target size that
-    // cover the input, plus the input's own.
-    double area = 0;
+    // Four times what splitting alone may make: the faces of equilateral
+    // triangles of the target size that cover the input, plus two for every
+    // target length along the input's edges (long thin faces are cut along
+    // their sides whatever their area), plus the input's own.
+    double area = 0, sides = 0;
     for (std::size_t f = 0; f < faces; ++f)
         if (!frozenFace[f]) {
             const Vec &a = m_Position[m_Corner[3 * f]], &b = m_Position[m_Corner[3 * f + 1]],
                       &c = m_Position[m_Corner[3 * f + 2]];
             area += 0.5 * std::sqrt(Squared((b - a) * (c - a)));
+            sides += std::sqrt(Squared(b - a)) + std::sqrt(Squared(c - b)) + std::sqrt(Squared(a - c));
         }
     const double equilateral = std::sqrt(3.0) / 4.0 * m_TargetLength * m_TargetLength;
-    const double budget = 4.0 * (double(faces) + (equilateral > 0 ? area / equilateral : 0.0)) + 1000.0;
+    const double cuts = equilateral > 0 ? area / equilateral + sides / m_TargetLength : 0.0;
+    const double budget = 4.0 * (double(faces) + cuts) + 1000.0;
     // Half-edges are numbered in 32 bits, which also bounds the budget.
     m_FaceBudget = std::isfinite(budget) && budget < 4e8 ? static_cast<std::size_t>(budget) : std::size_t(400000000);
     m_Stamp.assign(m_Position.size(), 0);

@@ -68,6 +68,37 @@ TEST(RemeshPreservingShape, CoarseInputRefinesIntoWellShapedFaces) {
     EXPECT_GT(SmallestAngleInDegrees(mesh), 20.0);
 }
 
+// A cylinder tessellated as CAD programs export it: 200 rim vertices, caps
+// fanned from one rim vertex and sides of two faces 40 times longer than
+// wide. Cutting those slivers along their sides makes far more faces than
+// their area suggests; if the splits run out of room half-way, the left-over
+// long edges block every collapse and five iterations end in slivers.
+TEST(RemeshPreservingShape, SliverTessellationOfASolidReachesTheTarget) {
+    ShapeMesh mesh;
+    const unsigned int n = 200;
+    for (unsigned int z = 0; z < 2; ++z)
+        for (unsigned int i = 0; i < n; ++i) {
+            const double angle = 2 * 3.14159265358979323846 * i / n;
+            AddVertex(mesh, 0.5 * std::cos(angle), 0.5 * std::sin(angle), 2.0 * z);
+        }
+    for (unsigned int i = 0; i < n; ++i) {
+        const unsigned int j = (i + 1) % n;
+        AddFace(mesh, i, j, n + j);
+        AddFace(mesh, i, n + j, n + i);
+    }
+    for (unsigned int i = 1; i + 1 < n; ++i) {
+        AddFace(mesh, 0, i + 1, i);
+        AddFace(mesh, n, n + i, n + i + 1);
+    }
+    const ShapeMesh input(mesh);
+    ASSERT_TRUE(mesh.RemeshPreservingShape(0.05));
+    EXPECT_TRUE(IsCleanResult(mesh, true));
+    // The area holds about 7,300 equilateral faces of the target size.
+    EXPECT_LT(mesh.m_Faces.GetCount(), 11000u);
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 25.0);
+    EXPECT_LT(FarthestVertex(mesh, input), 1e-9);
+}
+
 TEST(RemeshPreservingShape, ResultDoesNotDependOnTheThreadCount) {
     ShapeMesh one;
     MakeBumpySphere(one, 5, 0.12, 0.01);
