@@ -1124,7 +1124,20 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
     };
     double reach[3] = {0, 0, 0};
     const std::uint32_t f0 = h / 3, f1 = t != None ? t / 3 : None;
+    // The walked vertex's neighbours become the survivor's; where both are on
+    // the boundary the new inner edge would cut off an ear, a face flat
+    // against the boundary.
+    const std::uint32_t c0 = c, d0 = t != None ? m_Corner[Prev(t)] : None;
     const auto measure = [&](const Vec& old, std::uint32_t e) {
+        const std::uint32_t walked = m_Corner[e], survivor = walked == a ? b : a;
+        if (IsOpen(survivor))
+            for (const std::uint32_t side : {e, Prev(e)}) {
+                const std::uint32_t x = side == e ? Target(e) : m_Corner[side];
+                if (m_Twin[side] != None && x != c0 && x != d0 && IsOpen(x)) {
+                    if (walked == a) open[0] = open[2] = false;
+                    else open[1] = false;
+                }
+            }
         const Vec& x = m_Position[Target(e)];
         const Vec& y = m_Position[m_Corner[Prev(e)]];
         const Vec before = (x - old) * (y - old);
@@ -1243,6 +1256,9 @@ bool CEngine::FlipIsAllowed(std::uint32_t h) const {
     if (m_Corner[h] == None || t == None || m_Kind[h] != None) return false;
     const std::uint32_t a = m_Corner[h], b = Target(h), c = m_Corner[Prev(h)], d = m_Corner[Prev(t)];
     if (c == d || ((m_Flags[a] | m_Flags[b] | m_Flags[c] | m_Flags[d]) & NonManifold)) return false;
+    // An inner edge between two boundary vertices would cut off an ear: a
+    // face flat against the boundary that no later flip can repair.
+    if (IsOpen(c) && IsOpen(d)) return false;
     return m_Valence[a] > (IsOpen(a) ? 2 : 3) && m_Valence[b] > (IsOpen(b) ? 2 : 3);
 }
 
