@@ -880,6 +880,23 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     for (std::uint32_t v = 0; v < vertexCount; ++v)
         if (m_Flags[v] & Sliding) m_Line[v] = m_Kind[first[v]];
 
+    // The tip of a cone has no sharp edge to find, only faces that close
+    // far short of a full turn around it; relaxation would cut it off. A tip
+    // counts when its faces lean more than the feature angle away from the
+    // plane across it: a cone of half-angle a closes after 2 pi sin(a).
+    if (features) {
+        const double limit = 2 * Pi * (1 - std::cos(m_Options.m_FeatureAngle * Pi / 180.0));
+        for (std::uint32_t v = 0; v < vertexCount; ++v) {
+            if ((m_Flags[v] & (Deleted | Fixed | Sliding | NonManifold)) || m_Out[v] == None || IsOpen(v)) continue;
+            double turn = 0;
+            ForEachOutgoing(v, [&](std::uint32_t e) {
+                const Vec u = m_Position[Target(e)] - m_Position[v], w = m_Position[m_Corner[Prev(e)]] - m_Position[v];
+                turn += std::atan2(std::sqrt(Squared(u * w)), u % w);
+            });
+            if (std::fabs(2 * Pi - turn) > limit) m_Flags[v] |= Fixed | Corner;
+        }
+    }
+
     BuildReference(frozenFace, first);
 }
 

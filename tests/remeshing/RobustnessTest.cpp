@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <omp.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <utility>
@@ -68,43 +69,50 @@ TEST(RemeshPreservingShape, CoarseInputRefinesIntoWellShapedFaces) {
     EXPECT_GT(SmallestAngleInDegrees(mesh), 20.0);
 }
 
-// A cylinder tessellated as CAD programs export it: 200 rim vertices, caps
-// fanned from one rim vertex and sides of two faces 40 times longer than
-// wide. Cutting those slivers along their sides makes far more faces than
-// their area suggests; if the splits run out of room half-way, the left-over
-// long edges block every collapse and five iterations end in slivers.
-// Without its caps the rims are kept boundaries three times finer than the
-// target: no collapse or flip may then join two rim vertices by an inner
-// edge, or faces flat against the rim (angles under 1 degree) appear.
-TEST(RemeshPreservingShape, SliverTessellationOfACylinderReachesTheTarget) {
-    for (const bool caps : {true, false}) {
-        SCOPED_TRACE(caps ? "closed" : "open");
+// Solids tessellated as CAD programs export them: 200 rim vertices, flat
+// caps fanned from one rim vertex, and sides of faces 40 times longer than
+// wide.
+// - Cylinder: cutting the slivers along their sides makes far more faces than
+//   their area suggests; if the splits run out of room half-way, the left-over
+//   long edges block every collapse and five iterations end in slivers.
+// - Open tube: the rims are kept boundaries three times finer than the
+//   target; no collapse or flip may join two rim vertices by an inner edge,
+//   or faces flat against the rim (angles under 1 degree) appear.
+// - Cone: its tip lies on no sharp edge, yet relaxation must not cut it off.
+TEST(RemeshPreservingShape, CadTessellationsReachTheTargetAndKeepTheirShape) {
+    enum EShape { Cylinder, Tube, Cone };
+    for (const EShape shape : {Cylinder, Tube, Cone}) {
+        SCOPED_TRACE(shape);
         ShapeMesh mesh;
         const unsigned int n = 200;
-        for (unsigned int z = 0; z < 2; ++z)
+        for (unsigned int z = 0; z < (shape == Cone ? 1u : 2u); ++z)
             for (unsigned int i = 0; i < n; ++i) {
                 const double angle = 2 * 3.14159265358979323846 * i / n;
                 AddVertex(mesh, 0.5 * std::cos(angle), 0.5 * std::sin(angle), 2.0 * z);
             }
+        if (shape == Cone) AddVertex(mesh, 0, 0, 1.5);
         for (unsigned int i = 0; i < n; ++i) {
             const unsigned int j = (i + 1) % n;
-            AddFace(mesh, i, j, n + j);
-            AddFace(mesh, i, n + j, n + i);
+            AddFace(mesh, i, j, n + (shape == Cone ? 0 : j));
+            if (shape != Cone) AddFace(mesh, i, n + j, n + i);
         }
-        for (unsigned int i = 1; caps && i + 1 < n; ++i) {
+        for (unsigned int i = 1; shape != Tube && i + 1 < n; ++i) {
             AddFace(mesh, 0, i + 1, i);
-            AddFace(mesh, n, n + i, n + i + 1);
+            if (shape == Cylinder) AddFace(mesh, n, n + i, n + i + 1);
         }
         const ShapeMesh input(mesh);
         ASSERT_TRUE(mesh.RemeshPreservingShape(0.05));
-        EXPECT_TRUE(IsCleanResult(mesh, caps));
+        EXPECT_TRUE(IsCleanResult(mesh, shape != Tube));
         EXPECT_LT(FarthestVertex(mesh, input), 1e-9);
-        if (caps) {
-            // The area holds about 7,300 equilateral faces of the target size.
-            EXPECT_LT(mesh.m_Faces.GetCount(), 11000u);
-            EXPECT_GT(SmallestAngleInDegrees(mesh), 25.0);
-        } else {
-            EXPECT_GT(SmallestAngleInDegrees(mesh), 10.0);
+        // Open rims three times finer than the target force narrow faces.
+        EXPECT_GT(SmallestAngleInDegrees(mesh), shape == Tube ? 10.0 : 25.0);
+        // The cylinder's area holds about 7,300 equilateral faces of the
+        // target size.
+        if (shape == Cylinder) EXPECT_LT(mesh.m_Faces.GetCount(), 11000u);
+        if (shape == Cone) {
+            double tip = 0;
+            for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) tip = std::max(tip, Position(mesh, v).z);
+            EXPECT_EQ(tip, 1.5) << "the tip was cut off";
         }
     }
 }
