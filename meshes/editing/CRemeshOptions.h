@@ -10,7 +10,8 @@ public:
     // Rounds of split, collapse, flip, relax and project.
     unsigned int m_Iterations = 5;
     // Edges whose dihedral angle exceeds this many degrees are kept as
-    // features; 0 turns feature detection off.
+    // features, and so are tips whose faces lean further than this from the
+    // plane across them (the apex of a cone); 0 turns feature detection off.
     double m_FeatureAngle = 45.0;
     // True: boundary vertices stay where they are, and so does the shape of
     // the boundary; an open edge longer than 4/3 of the target is still split,
