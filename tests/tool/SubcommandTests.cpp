@@ -53,8 +53,10 @@ TEST(Subcommands, RemeshJoinsATriangleSoupAndBothMethodsApproachTheTarget) {
         for (std::uint32_t v : t) soup.m_Positions.push_back(sphere.m_Positions[v]);
         soup.m_Triangles.push_back(Triangle{first, first + 1, first + 2});
     }
-    // One face written twice adds nothing to the surface.
+    // One face written twice adds nothing to the surface; one wound against
+    // its neighbours is turned to agree with them.
     soup.m_Triangles.push_back(soup.m_Triangles[5]);
+    std::swap(soup.m_Triangles[9][0], soup.m_Triangles[9][1]);
     WriteMeshFile(dir.Path("soup.obj"), soup, EEncoding::Text);
     const CMeshStatistics input = MeasureMesh(sphere);
     for (const std::string method : {"exact", "preserve"}) {

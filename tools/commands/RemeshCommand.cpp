@@ -130,12 +130,14 @@ int Run(const CCommandLine& line)
     // survive: copies of one position are joined first, and what that makes
     // degenerate is dropped with the rest. A face repeated on the same three
     // vertices adds no surface, but would pin a doubled, non-manifold sliver
-    // into the result of either method.
+    // into the result of either method, and faces wound against their
+    // neighbours would stay so in the result.
     CRepairSummary welding;
     WeldCoincidentVertices(input, welding);
     PrepareForLibrary(input, name, line);
     DropDuplicateFaces(input, welding);
-    if (welding.m_MergedVertices != 0 || welding.m_DuplicateFaces != 0)
+    OrientFaces(input, welding);
+    if (!welding.Describe().empty())
         Note(line, name + ": " + welding.Describe());
     CRepairSummary unused;
     DropUnusedVertices(input, unused);
@@ -164,6 +166,12 @@ int Run(const CCommandLine& line)
     ScaleByPowerOfTwo(input, -exponent);
 
     CheckResult(result, "remeshing", name);
+    // Collapses of the exact method can leave faces that name a vertex twice.
+    CRepairSummary collapsed;
+    DropRepeatedCornerFaces(result, collapsed);
+    if (collapsed.m_RepeatedCornerFaces != 0)
+        Note(line, name + ": " + std::to_string(collapsed.m_RepeatedCornerFaces) +
+                       " faces that remeshing reduced to lines dropped from the result");
     DropUnusedVertices(result, unused);
     if (result.m_Triangles.empty())
         throw CToolError(Located(name, "remeshing left no faces (the target " + FormatQuantity(target, 4) +
