@@ -109,6 +109,13 @@ TEST(BadInput, BadOptionsAndImpossibleRequestsAreRefusedBeforeAnyOutput) {
         ExpectRefused(dir, arguments, {options[0]});
     }
     ExpectRefused(dir, {"reshape", input}, {"'reshape'"});
+    // Results that the output cannot hold: beyond the range of the single
+    // precision STL stores, or beyond the range of double itself.
+    const std::string far = dir.Path("far.off");
+    WriteFile(far, "OFF\n3 1 0\n0 0 1.7e308\n1.7e308 0 1.7e308\n0 1.7e308 1.7e308\n3 0 1 2\n");
+    ExpectRefused(dir, {"offset", input, "-o", dir.Path("out.stl"), "--distance", "1e300"},
+                  {dir.Path("out.stl") + ": ", "single precision"});
+    ExpectRefused(dir, {"offset", far, "-o", dir.Path("out.ply"), "--distance", "1e308"}, {far + ": ", "non-finite"});
     ExpectRefused(dir, {"contour", input, "-o", dir.Path("out.obj")}, {input + ": ", "closed"});
     ExpectRefused(dir, {"infill", input, "-o", dir.Path("out.obj")}, {dir.Path("out.obj") + ": ", ".ply"});
 }

@@ -67,7 +67,8 @@ TEST(MeshFormats, HandWrittenFilesOfEveryFormatReadAsDescribed) {
     // around its first corner.
     WriteFile(dir.Path("p.obj"), "# comment\nv 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 2 0 0\nv 2 1 0\nv 1.5 2 0\n"
                                  "vt 0 0\nvn 0 0 1\ng polys\nf 1/1/1 2/1/1 3/1/1 4/1/1\nf -6//1 5 6 7 3\n");
-    WriteFile(dir.Path("p.off"), "OFF\n# comment\n7 2 0\n0 0 0\n1 0 0\n1 1 0\n0 1 0\n2 0 0\n2 1 0\n1.5 2 0\n"
+    // The OFF file starts with the byte order mark some editors write.
+    WriteFile(dir.Path("p.off"), "\xEF\xBB\xBFOFF\n# comment\n7 2 0\n0 0 0\n1 0 0\n1 1 0\n0 1 0\n2 0 0\n2 1 0\n1.5 2 0\n"
                                  "4 0 1 2 3\n5 1 4 5 6 2 255 0 0\n");
     WriteFile(dir.Path("p.ply"), "ply\nformat ascii 1.0\ncomment x\nelement vertex 7\nproperty float x\n"
                                  "property float y\nproperty float z\nproperty uchar red\nelement face 2\n"

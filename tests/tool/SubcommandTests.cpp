@@ -53,6 +53,10 @@ TEST(Subcommands, RemeshJoinsATriangleSoupAndBothMethodsApproachTheTarget) {
         for (std::uint32_t v : t) soup.m_Positions.push_back(sphere.m_Positions[v]);
         soup.m_Triangles.push_back(Triangle{first, first + 1, first + 2});
     }
+    // One face written twice adds nothing to the surface; one wound against
+    // its neighbours is turned to agree with them.
+    soup.m_Triangles.push_back(soup.m_Triangles[5]);
+    std::swap(soup.m_Triangles[9][0], soup.m_Triangles[9][1]);
     WriteMeshFile(dir.Path("soup.obj"), soup, EEncoding::Text);
     const CMeshStatistics input = MeasureMesh(sphere);
     for (const std::string method : {"exact", "preserve"}) {
@@ -85,7 +89,7 @@ TEST(Subcommands, RemeshWithoutInputRunsTheBuiltInExample) {
     EXPECT_TRUE(run.m_Err.empty()) << run.m_Err;
 }
 
-TEST(Subcommands, RemeshRepairsOrRefusesNonManifoldInputWithoutCrashing) {
+TEST(Subcommands, RemeshRepairsOrRefusesAwkwardInputWithoutCrashing) {
     // A closed box with a fin (a third face on one of its edges) and a
     // triangle hanging from one corner only.
     CScratchDirectory dir;
@@ -100,6 +104,13 @@ TEST(Subcommands, RemeshRepairsOrRefusesNonManifoldInputWithoutCrashing) {
         ASSERT_TRUE(run.m_Status == 0 || run.m_Status == 2) << method << ": " << run.m_Err;
         EXPECT_TRUE(run.m_Status == 2 || !ReadMeshFile(dir.Path("out.off")).m_Triangles.empty()) << method;
     }
+    // Coordinates near the top of the double range are remeshed at unit
+    // scale and scaled back.
+    CMeshData far = MakeCube();
+    for (Point& p : far.m_Positions) p *= 1.5e308;
+    WriteMeshFile(dir.Path("far.ply"), far, EEncoding::Binary);
+    for (const std::string method : {"exact", "preserve"})
+        ExpectSuccess(RunQuorvel({"remesh", dir.Path("far.ply"), "-o", dir.Path("far.off"), "--method", method}));
 }
 
 TEST(Subcommands, InfoReportsMeasuresAndDefects) {
@@ -169,10 +180,26 @@ TEST(Subcommands, SubdivideBoundsEdgesAndKeepsTheSurface) {
 TEST(Subcommands, ThickenMakesAClosedShellOfTheGivenThickness) {
     CScratchDirectory dir;
     WriteMeshFile(dir.Path("sheet.off"), MakeGrid(4, 0.5), EEncoding::Text);
+    // The same sheet with faces wound against their neighbours, written as
+    // separate triangles.
+    CMeshData jumbled;
+    const CMeshData grid = MakeGrid(4, 0.5);
+    for (std::size_t f = 0; f < grid.m_Triangles.size(); ++f) {
+        const std::uint32_t first = static_cast<std::uint32_t>(jumbled.m_Positions.size());
+        for (std::uint32_t v : grid.m_Triangles[f]) jumbled.m_Positions.push_back(grid.m_Positions[v]);
+        jumbled.m_Triangles.push_back(f % 3 == 1 ? Triangle{first, first + 2, first + 1}
+                                                 : Triangle{first, first + 1, first + 2});
+    }
+    WriteMeshFile(dir.Path("jumbled.obj"), jumbled, EEncoding::Text);
     for (const char* thickness : {"0.25", "-0.25"}) {
         SCOPED_TRACE(thickness);
         ExpectSuccess(
             RunQuorvel({"thicken", dir.Path("sheet.off"), "-o", dir.Path("shell.off"), "--thickness", thickness}));
+        ExpectSuccess(
+            RunQuorvel({"thicken", dir.Path("jumbled.obj"), "-o", dir.Path("jumbled.off"), "--thickness", thickness}));
+        const CMeshData repaired = ReadMeshFile(dir.Path("jumbled.off"));
+        EXPECT_TRUE(IsClosedManifold(repaired));
+        EXPECT_NEAR(std::fabs(MeasureMesh(repaired).m_Volume), 4 * 0.25, 1e-9);
         const CMeshData shell = ReadMeshFile(dir.Path("shell.off"));
         EXPECT_TRUE(IsClosedManifold(shell));
         const CMeshStatistics statistics = MeasureMesh(shell);

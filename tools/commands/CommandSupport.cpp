@@ -1,5 +1,6 @@
 #include "commands/CommandSupport.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <vector>
@@ -113,10 +114,40 @@ double ResolveLength(const CCommandLine& line, const std::string& absoluteOption
     const double factor = line.Has("--relative") ? line.GetPositiveNumber("--relative") : defaultRelative;
     const double mean = TrueMeanEdgeLength(mesh);
     const double length = factor * mean;
+    if (std::isinf(mean))
+        throw CToolError(Located(fileName, "edges of the mesh are longer than a double can hold, so --relative has "
+                                           "nothing to measure against; give " + absoluteOption));
     if (!std::isfinite(length) || !(length > 0))
         throw CToolError(Located(fileName, "the mesh has no edge of positive length to measure --relative "
                                            "against; give " + absoluteOption));
     return length;
+}
+
+int UnitScaleExponent(const CMeshData& mesh, bool onlyWhenExtreme)
+{
+    double largest = 0;
+    for (const Point& p : mesh.m_Positions)
+        largest = std::max({largest, std::fabs(p.x), std::fabs(p.y), std::fabs(p.z)});
+    if (!(largest > 0))
+        return 0;
+    if (onlyWhenExtreme && largest < 0x1p400 && largest > 0x1p-400)
+        return 0;
+    int exponent = 0;
+    std::frexp(largest, &exponent);
+    return -exponent;
+}
+
+void ScaleByPowerOfTwo(std::vector<Point>& points, int exponent)
+{
+    if (exponent == 0)
+        return;
+    for (Point& p : points)
+        p = Point(std::ldexp(p.x, exponent), std::ldexp(p.y, exponent), std::ldexp(p.z, exponent));
+}
+
+void ScaleByPowerOfTwo(CMeshData& mesh, int exponent)
+{
+    ScaleByPowerOfTwo(mesh.m_Positions, exponent);
 }
 
 void CheckEstimatedSize(double estimate, const char* what, const std::string& advice, const std::string& fileName)
@@ -127,15 +158,16 @@ void CheckEstimatedSize(double estimate, const char* what, const std::string& ad
                                                advice));
 }
 
-void CheckResult(const CMeshData& mesh, const std::string& operation)
+void CheckResult(const CMeshData& mesh, const std::string& operation, const std::string& fileName)
 {
     for (const Point& p : mesh.m_Positions)
         if (!IsFinitePoint(p))
-            throw CToolError(operation + " produced a non-finite coordinate; nothing was written");
+            throw CToolError(Located(fileName, operation + " produced a non-finite coordinate; nothing was written"));
     for (const Triangle& t : mesh.m_Triangles)
         for (std::uint32_t v : t)
             if (v >= mesh.m_Positions.size())
-                throw CToolError(operation + " produced a face with an invalid vertex index; nothing was written");
+                throw CToolError(
+                    Located(fileName, operation + " produced a face with an invalid vertex index; nothing was written"));
 }
 
 void WriteMesh(const std::string& fileName, const CMeshData& mesh, const CCommandLine& line)

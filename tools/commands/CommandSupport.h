@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <string>
+#include <vector>
 
 #include "core/Arguments.h"
 #include "io/MeshData.h"
@@ -40,14 +41,25 @@ void PrepareForLibrary(CMeshData& mesh, const std::string& fileName, const CComm
 double ResolveLength(const CCommandLine& line, const std::string& absoluteOption, double defaultRelative,
                      const CMeshData& mesh, const std::string& fileName);
 
+// The power of two, as its exponent, that brings the largest coordinate near
+// 1. Scaling by it is exact, and so is scaling back; in between, squared
+// lengths neither overflow nor underflow. Kept as an exponent because the
+// factor for coordinates near the top of the double range, 2^-1024, has no
+// finite reciprocal. With onlyWhenExtreme, 0 unless squares of the mesh's
+// lengths could leave the double range, so that ordinary meshes keep their
+// coordinates bit for bit.
+int UnitScaleExponent(const CMeshData& mesh, bool onlyWhenExtreme);
+void ScaleByPowerOfTwo(CMeshData& mesh, int exponent);
+void ScaleByPowerOfTwo(std::vector<Point>& points, int exponent);
+
 // Refuses work whose result would not fit in memory: `estimate` elements
 // against a fixed ceiling, with advice on the option to change.
 void CheckEstimatedSize(double estimate, const char* what, const std::string& advice, const std::string& fileName);
 
 // Guards the files the tool writes: every index in range and every
-// coordinate finite. CToolError naming the operation otherwise, so that a
-// broken result is never written.
-void CheckResult(const CMeshData& mesh, const std::string& operation);
+// coordinate finite. CToolError naming the input file and the operation
+// otherwise, so that a broken result is never written.
+void CheckResult(const CMeshData& mesh, const std::string& operation, const std::string& fileName);
 
 void WriteMesh(const std::string& fileName, const CMeshData& mesh, const CCommandLine& line);
 

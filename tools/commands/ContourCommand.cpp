@@ -46,7 +46,7 @@ int Run(const CCommandLine& line)
     std::vector<Point> points(polygon.GetStream(), polygon.GetStream() + polygon.GetCount());
     for (const Point& p : points)
         if (!IsFinitePoint(p))
-            throw CToolError("the contour has a non-finite point; nothing was written");
+            throw CToolError(Located(input, "the contour has a non-finite point; nothing was written"));
     WritePolylineFile(output, points);
     std::printf("wrote %s: open contour of %s points\n", output.c_str(), FormatCount(points.size()).c_str());
     return 0;

@@ -53,7 +53,12 @@ int Run(const CCommandLine& line)
     CMeshData data = LoadMesh(input, line);
     PrepareForLibrary(data, input, line);
     const double spacing = ResolveLength(line, "--spacing", 0.5, data, input);
-    CheckEstimatedSize(EstimatePoints(data, spacing), "points",
+    // Meshes at extreme scales are filled at unit scale, where edge lengths
+    // and their ratios to the spacing stay finite.
+    const int exponent = UnitScaleExponent(data, true);
+    ScaleByPowerOfTwo(data, exponent);
+    const double scaledSpacing = std::ldexp(spacing, exponent);
+    CheckEstimatedSize(EstimatePoints(data, scaledSpacing), "points",
                        "choose a larger --spacing or --relative (now " + FormatQuantity(spacing, 4) + ")", input);
 
     ToolMesh mesh;
@@ -61,13 +66,14 @@ int Run(const CCommandLine& line)
     TList<Point> list;
     list.SetUseExponentialGrowth(true);
     const auto start = std::chrono::steady_clock::now();
-    mesh.ExtractInfilledPointSet(spacing, &list);
+    mesh.ExtractInfilledPointSet(scaledSpacing, &list);
     const double seconds = SecondsSince(start);
 
     std::vector<Point> points(list.GetStream(), list.GetStream() + list.GetCount());
+    ScaleByPowerOfTwo(points, -exponent);
     for (const Point& p : points)
         if (!IsFinitePoint(p))
-            throw CToolError("the infill produced a non-finite point; nothing was written");
+            throw CToolError(Located(input, "the infill produced a non-finite point; nothing was written"));
     COutputFile out(output);
     WritePlyPoints(out, points, GetEncoding(line));
     out.Commit();

@@ -1,4 +1,5 @@
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 
 #include "commands/Command.h"
@@ -22,14 +23,19 @@ int Run(const CCommandLine& line)
     CMeshData data = LoadMesh(input, line);
     PrepareForLibrary(data, input, line);
     ToolMesh mesh;
+    // Face normals are cross products, which leave the double range for
+    // meshes at extreme scales; such meshes are processed at unit scale.
+    const int exponent = UnitScaleExponent(data, true);
+    ScaleByPowerOfTwo(data, exponent);
     LoadIntoMesh(data, mesh);
     const auto start = std::chrono::steady_clock::now();
     mesh.AssignVertexNormals();
-    mesh.Offset(distance);
+    mesh.Offset(std::ldexp(distance, exponent));
     const double seconds = SecondsSince(start);
 
-    const CMeshData result = ExtractFromMesh(mesh);
-    CheckResult(result, "the offset");
+    CMeshData result = ExtractFromMesh(mesh);
+    ScaleByPowerOfTwo(result, -exponent);
+    CheckResult(result, "the offset", input);
     WriteMesh(output, result, line);
     std::printf("wrote %s: %s vertices moved by %s along their normals in %.2f s\n", output.c_str(),
                 FormatCount(result.m_Positions.size()).c_str(), FormatQuantity(distance).c_str(), seconds);

@@ -51,21 +51,6 @@ double EstimateFaces(const CMeshData& mesh, double target)
     return faces;
 }
 
-// A power of two that brings the largest coordinate near 1. Scaling by it is
-// exact, and so is scaling back; in between, squared lengths of meshes with
-// extreme coordinates neither overflow nor underflow.
-double UnitScale(const CMeshData& mesh)
-{
-    double largest = 0;
-    for (const Point& p : mesh.m_Positions)
-        largest = std::max({largest, std::fabs(p.x), std::fabs(p.y), std::fabs(p.z)});
-    if (!(largest > 0))
-        return 1;
-    int exponent = 0;
-    std::frexp(largest, &exponent);
-    return std::ldexp(1.0, -exponent);
-}
-
 double DiagonalLength(const CMeshData& mesh)
 {
     Sarvetta::TBox<double> box(3.4028234663852886e38);
@@ -74,19 +59,12 @@ double DiagonalLength(const CMeshData& mesh)
     return mesh.m_Positions.empty() ? 0 : (box.m_Max - box.m_Min).GetLength();
 }
 
-void Scale(CMeshData& mesh, double factor)
-{
-    for (Point& p : mesh.m_Positions)
-        p *= factor;
-}
-
 // The library's edge operations assume an oriented manifold (every edge
 // shared by at most two faces running opposite ways); the exact method gets
 // one, repaired where needed.
 void PrepareForExact(CMeshData& mesh, const std::string& name, const CCommandLine& line)
 {
     CRepairSummary summary;
-    DropDuplicateFaces(mesh, summary);
     if (!MakeManifold(mesh, summary))
         throw CToolError(name + ": the mesh could not be made manifold for --method exact; try --method preserve");
     DropUnusedVertices(mesh, summary);
@@ -162,23 +140,28 @@ int Run(const CCommandLine& line)
     CMeshData input = original;
     // The output is a new mesh, so the input's vertex numbering need not
     // survive: copies of one position are joined first, and what that makes
-    // degenerate is dropped with the rest.
+    // degenerate is dropped with the rest. A face repeated on the same three
+    // vertices adds no surface, but would pin a doubled, non-manifold sliver
+    // into the result of either method, and faces wound against their
+    // neighbours would stay so in the result.
     CRepairSummary welding;
     WeldCoincidentVertices(input, welding);
-    if (welding.m_MergedVertices != 0)
-        Note(line, name + ": " + welding.Describe());
     PrepareForLibrary(input, name, line);
+    DropDuplicateFaces(input, welding);
+    OrientFaces(input, welding);
+    if (!welding.Describe().empty())
+        Note(line, name + ": " + welding.Describe());
     CRepairSummary unused;
     DropUnusedVertices(input, unused);
     if (method == EMethod::Exact)
         PrepareForExact(input, name, line);
 
-    const double scale = UnitScale(input);
-    Scale(input, scale);
+    const int exponent = UnitScaleExponent(input, false);
+    ScaleByPowerOfTwo(input, exponent);
     const double scaledTarget =
-        line.Has("--target") && !line.Has("--relative") ? line.GetPositiveNumber("--target") * scale
+        line.Has("--target") && !line.Has("--relative") ? std::ldexp(line.GetPositiveNumber("--target"), exponent)
                                                          : ResolveLength(line, "--target", 1.0, input, name);
-    const double target = scaledTarget / scale;
+    const double target = std::ldexp(scaledTarget, -exponent);
     if (!std::isfinite(scaledTarget) || !(scaledTarget > 0))
         throw CToolError(Located(name, "the target " + FormatQuantity(target, 4) + " is out of proportion to the mesh"));
     CheckEstimatedSize(EstimateFaces(input, scaledTarget), "faces",
@@ -191,10 +174,16 @@ int Run(const CCommandLine& line)
     CRemeshOutcome outcome;
     outcome.m_Seconds = SecondsSince(start);
     outcome.m_TargetLength = target;
-    Scale(result, 1 / scale);
-    Scale(input, 1 / scale);
+    ScaleByPowerOfTwo(result, -exponent);
+    ScaleByPowerOfTwo(input, -exponent);
 
-    CheckResult(result, "remeshing");
+    CheckResult(result, "remeshing", name);
+    // Collapses of the exact method can leave faces that name a vertex twice.
+    CRepairSummary collapsed;
+    DropRepeatedCornerFaces(result, collapsed);
+    if (collapsed.m_RepeatedCornerFaces != 0)
+        Note(line, name + ": " + std::to_string(collapsed.m_RepeatedCornerFaces) +
+                       " faces that remeshing reduced to lines dropped from the result");
     DropUnusedVertices(result, unused);
     if (result.m_Triangles.empty())
         throw CToolError(Located(name, "remeshing left no faces (the target " + FormatQuantity(target, 4) +

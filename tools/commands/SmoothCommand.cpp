@@ -23,6 +23,11 @@ int Run(const CCommandLine& line)
     CMeshData data = LoadMesh(input, line);
     PrepareForLibrary(data, input, line);
     ToolMesh mesh;
+    // Sums of positions and the cross products of the normals leave the
+    // double range for meshes at extreme scales; such meshes are smoothed at
+    // unit scale.
+    const int exponent = UnitScaleExponent(data, true);
+    ScaleByPowerOfTwo(data, exponent);
     LoadIntoMesh(data, mesh);
 
     CProgress progress(line.IsQuiet());
@@ -41,8 +46,9 @@ int Run(const CCommandLine& line)
     progress.End();
     const double seconds = SecondsSince(start);
 
-    const CMeshData result = ExtractFromMesh(mesh);
-    CheckResult(result, "smoothing");
+    CMeshData result = ExtractFromMesh(mesh);
+    ScaleByPowerOfTwo(result, -exponent);
+    CheckResult(result, "smoothing", input);
     WriteMesh(output, result, line);
     std::printf("wrote %s: %s vertices, %s faces, %u smoothing iterations in %.2f s\n", output.c_str(),
                 FormatCount(result.m_Positions.size()).c_str(), FormatCount(result.m_Triangles.size()).c_str(),

@@ -34,7 +34,12 @@ int Run(const CCommandLine& line)
     CMeshData data = LoadMesh(input, line);
     PrepareForLibrary(data, input, line);
     const double maxLength = ResolveLength(line, "--max-length", 0.5, data, input);
-    CheckEstimatedSize(EstimateFaces(data, maxLength), "faces",
+    // Bisection compares squared lengths, which leave the double range for
+    // meshes at extreme scales; such meshes are split at unit scale.
+    const int exponent = UnitScaleExponent(data, true);
+    ScaleByPowerOfTwo(data, exponent);
+    const double scaledLength = std::ldexp(maxLength, exponent);
+    CheckEstimatedSize(EstimateFaces(data, scaledLength), "faces",
                        "choose a larger --max-length or --relative (now " + FormatQuantity(maxLength, 4) + ")", input);
 
     ToolMesh mesh;
@@ -42,14 +47,16 @@ int Run(const CCommandLine& line)
     CProgress progress(line.IsQuiet());
     const auto start = std::chrono::steady_clock::now();
     progress.Begin("subdividing");
-    mesh.SubDivide(maxLength);
+    mesh.SubDivide(scaledLength);
     progress.End();
     const double seconds = SecondsSince(start);
 
     // The library splits every face on its own, into separate triangles; the
     // copies of each corner and midpoint are joined again here.
-    const CMeshData result = WeldByPosition(ExtractFromMesh(mesh));
-    CheckResult(result, "subdivision");
+    CMeshData pieces = ExtractFromMesh(mesh);
+    ScaleByPowerOfTwo(pieces, -exponent);
+    const CMeshData result = WeldByPosition(pieces);
+    CheckResult(result, "subdivision", input);
     WriteMesh(output, result, line);
     std::printf("wrote %s: %s vertices, %s faces (longest edge at most %s) in %.2f s\n", output.c_str(),
                 FormatCount(result.m_Positions.size()).c_str(), FormatCount(result.m_Triangles.size()).c_str(),

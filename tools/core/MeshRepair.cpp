@@ -287,6 +287,11 @@ void DropUnusedVertices(CMeshData& mesh, CRepairSummary& summary)
             v = map[v];
 }
 
+void OrientFaces(CMeshData& mesh, CRepairSummary& summary)
+{
+    summary.m_FlippedFaces += OrientConsistently(mesh);
+}
+
 bool MakeManifold(CMeshData& mesh, CRepairSummary& summary)
 {
     summary.m_FlippedFaces += OrientConsistently(mesh);

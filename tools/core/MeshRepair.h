@@ -39,6 +39,11 @@ void DropDuplicateFaces(CMeshData& mesh, CRepairSummary& summary);
 // Vertices that no face uses.
 void DropUnusedVertices(CMeshData& mesh, CRepairSummary& summary);
 
+// Flips faces, component by component, to agree with their neighbours
+// across two-sided edges. Flips change no shape; a surface that cannot be
+// oriented (a Moebius band) keeps one disagreeing seam.
+void OrientFaces(CMeshData& mesh, CRepairSummary& summary);
+
 // Turns the mesh into an oriented manifold with boundary, as the edge
 // operations of the exact remesh assume: faces are flipped to agree with
 // their neighbours, and vertices where sheets meet (at non-manifold edges,

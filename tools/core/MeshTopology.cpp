@@ -1,5 +1,7 @@
 #include "core/MeshTopology.h"
 
+#include <cmath>
+
 #include <algorithm>
 #include <numeric>
 
@@ -87,10 +89,28 @@ double TrueMeanEdgeLength(const CMeshData& mesh)
     const CEdgeCensus census(mesh);
     if (census.m_Edges.empty())
         return 0;
+    // Squared lengths overflow or underflow at extreme scales, where the
+    // lengths themselves are still representable; the sum can overflow too.
+    // Two-argument hypot: the three-argument form of some standard libraries
+    // gives NaN for an infinite difference.
+    const auto length = [&mesh](const CMeshEdge& edge) {
+        const Point& a = mesh.m_Positions[edge.m_A];
+        const Point& b = mesh.m_Positions[edge.m_B];
+        const double plain = a.DiffVectLen(b);
+        if (std::isfinite(plain) && plain > 1e-150)
+            return plain;
+        return std::hypot(std::hypot(b.x - a.x, b.y - a.y), b.z - a.z);
+    };
+    const double count = static_cast<double>(census.m_Edges.size());
     double sum = 0;
     for (const CMeshEdge& edge : census.m_Edges)
-        sum += mesh.m_Positions[edge.m_A].DiffVectLen(mesh.m_Positions[edge.m_B]);
-    return sum / static_cast<double>(census.m_Edges.size());
+        sum += length(edge);
+    if (std::isfinite(sum))
+        return sum / count;
+    double mean = 0;
+    for (const CMeshEdge& edge : census.m_Edges)
+        mean += length(edge) / count;
+    return mean;
 }
 
 }  // namespace Corvane::Pellix::Quorvel::Tool

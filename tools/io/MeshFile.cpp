@@ -42,7 +42,12 @@ CMeshData ReadMeshFile(const std::string& fileName)
 {
     const EMeshFormat format = FormatFromFileName(fileName);
     const std::vector<char> bytes = ReadWholeFile(fileName);
-    const std::string_view data(bytes.data(), bytes.size());
+    std::string_view data(bytes.data(), bytes.size());
+    // Editors on some systems start text files with a UTF-8 byte order mark;
+    // left in place it hides the first keyword. A binary STL header is free
+    // text and is left alone.
+    if (format != EMeshFormat::Stl && data.substr(0, 3) == "\xEF\xBB\xBF")
+        data.remove_prefix(3);
     if (data.empty())
         throw CToolError(Located(fileName, "the file is empty"));
     CMeshData mesh;

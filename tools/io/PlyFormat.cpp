@@ -466,17 +466,30 @@ void WritePly(COutputFile& out, const CMeshData& mesh, EEncoding encoding)
 
 void WritePlyPoints(COutputFile& out, const std::vector<Point>& points, EEncoding encoding)
 {
+    // Single precision keeps dense point sets small; points beyond its range
+    // are written in double precision rather than as infinities.
+    bool single = true;
+    for (const Point& p : points)
+        single = single && FitsInFloat(p);
+    const char* type = single ? "float" : "double";
     out.Write("ply\n" + FormatLine(encoding) + "comment quorvel point set\nelement vertex " +
-              std::to_string(points.size()) + "\nproperty float x\nproperty float y\nproperty float z\nend_header\n");
+              std::to_string(points.size()) + "\nproperty " + type + " x\nproperty " + type + " y\nproperty " + type +
+              " z\nend_header\n");
     std::string chunk;
     for (const Point& p : points) {
         chunk.clear();
-        if (encoding == EEncoding::Text) {
+        if (encoding == EEncoding::Text && single) {
             chunk = FormatFloat(float(p.x)) + " " + FormatFloat(float(p.y)) + " " + FormatFloat(float(p.z)) + "\n";
-        } else {
+        } else if (encoding == EEncoding::Text) {
+            chunk = FormatReal(p.x) + " " + FormatReal(p.y) + " " + FormatReal(p.z) + "\n";
+        } else if (single) {
             AppendLittleEndian(chunk, float(p.x));
             AppendLittleEndian(chunk, float(p.y));
             AppendLittleEndian(chunk, float(p.z));
+        } else {
+            AppendLittleEndian(chunk, p.x);
+            AppendLittleEndian(chunk, p.y);
+            AppendLittleEndian(chunk, p.z);
         }
         out.Write(chunk);
     }

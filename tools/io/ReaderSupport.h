@@ -17,6 +17,14 @@ inline bool IsFinitePoint(const Point& p)
     return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z);
 }
 
+// Whether every coordinate survives conversion to float without becoming
+// infinite: STL files and point sets are written in single precision.
+inline bool FitsInFloat(const Point& p)
+{
+    constexpr double largest = 3.4028234663852886e38;
+    return std::fabs(p.x) <= largest && std::fabs(p.y) <= largest && std::fabs(p.z) <= largest;
+}
+
 // Largest element count a reader accepts: the library counts in 32 bits.
 constexpr std::uint64_t MaximumElementCount = 0x7FFFFFFFu;
 

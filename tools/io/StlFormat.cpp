@@ -1,4 +1,5 @@
 #include <cctype>
+#include <cmath>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -162,6 +163,11 @@ CMeshData ReadStl(std::string_view data, const std::string& fileName)
 void WriteStl(COutputFile& out, const CMeshData& mesh, EEncoding encoding)
 {
     const auto& v = mesh.m_Positions;
+    for (const Point& p : v)
+        if (!FitsInFloat(p))
+            throw CToolError(Located(out.GetFileName(), "a coordinate (" + FormatReal(std::fmax(std::fabs(p.x),
+                                     std::fmax(std::fabs(p.y), std::fabs(p.z)))) + ") is beyond the single "
+                                     "precision of STL; write .ply, .obj or .off instead"));
     std::string chunk;
     if (encoding == EEncoding::Text) {
         out.Write("solid quorvel\n");
