@@ -108,7 +108,9 @@ TEST(RemeshPreservingShape, CadTessellationsReachTheTargetAndKeepTheirShape) {
         EXPECT_GT(SmallestAngleInDegrees(mesh), shape == Tube ? 10.0 : 25.0);
         // The cylinder's area holds about 7,300 equilateral faces of the
         // target size.
-        if (shape == Cylinder) EXPECT_LT(mesh.m_Faces.GetCount(), 11000u);
+        if (shape == Cylinder) {
+            EXPECT_LT(mesh.m_Faces.GetCount(), 11000u);
+        }
         if (shape == Cone) {
             double tip = 0;
             for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) tip = std::max(tip, Position(mesh, v).z);
