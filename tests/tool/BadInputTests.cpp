@@ -102,7 +102,8 @@ TEST(BadInput, BadOptionsAndImpossibleRequestsAreRefusedBeforeAnyOutput) {
              {"--target", "0"}, {"--target", "-1"}, {"--target", "nan"}, {"--target", "inf"}, {"--target", "abc"},
              {"--target", "1e999"}, {"--relative", "0"}, {"--relative", "-2"}, {"--target"},
              {"--target", "1", "--relative", "1"}, {"--method", "fast"}, {"--colour", "red"},
-             {"--feature-angle", "200"}, {"--iterations", "0"}, {"--method", "exact", "--iterations", "3"}}) {
+             {"--feature-angle", "200"}, {"--iterations", "0"}, {"--method", "exact", "--iterations", "3"},
+             {"--method", "exact", "--relative", "1e6"}}) {
         SCOPED_TRACE(options.back());
         std::vector<std::string> arguments = {"remesh", input, "-o", dir.Path("out.obj")};
         arguments.insert(arguments.end(), options.begin(), options.end());

@@ -164,6 +164,14 @@ int Run(const CCommandLine& line)
     const double target = std::ldexp(scaledTarget, -exponent);
     if (!std::isfinite(scaledTarget) || !(scaledTarget > 0))
         throw CToolError(Located(name, "the target " + FormatQuantity(target, 4) + " is out of proportion to the mesh"));
+    // The exact method collapses whatever is shorter than the target, with
+    // no limit on what a vertex gathers: at a target wider than the mesh the
+    // whole surface piles into a few vertices, slowly (minutes at a million
+    // faces), and the result means nothing.
+    if (method == EMethod::Exact && scaledTarget > DiagonalLength(input))
+        throw CToolError(Located(name, "the target " + FormatQuantity(target, 4) +
+                                           " is longer than the mesh is wide; --method exact would collapse it to "
+                                           "nothing (choose a smaller --target or --relative)"));
     CheckEstimatedSize(EstimateFaces(input, scaledTarget), "faces",
                        "choose a larger --target or --relative (now " + FormatQuantity(target, 4) + ")", name);
 
