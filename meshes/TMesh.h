@@ -31,6 +31,9 @@ using Sarvetta::TPolygon;
 using Sarvetta::TQuaternion;
 
 class CFlexMesh;
+// Declared for the test suites, which define it to reach the private edit
+// steps; the library itself never defines it.
+struct CMeshTestAccess;
 
 /// A triangle mesh: vertices and faces as primary data, plus derived lists
 /// that are built on demand and kept in step only where an operation says so.
@@ -459,6 +462,8 @@ protected:
     void InfillBetweenTwoPoints(const Vector& start, const Vector& end, const Real& spacing, TList<Vector>* points);
 
 private:
+    friend struct CMeshTestAccess;
+
     void FindMatchedEdge(CFaceConnections& connections, unsigned int face, unsigned int* firstCorner,
                          unsigned int* secondCorner);
     int CalculateValenceSum(int* const a, int* const b);
