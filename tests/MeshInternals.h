@@ -1,8 +1,9 @@
 #pragma once
 
-// The mesh fixtures plus the mesh's private edit steps (SplitEdges,
-// CollapseEdges, FlipEdges, RelaxVertices, the face-adding helpers), reached
-// through the access type that TMesh befriends for its tests.
+// The mesh fixtures plus the mesh's private and protected steps (SplitEdges,
+// CollapseEdges, FlipEdges, RelaxVertices, the face-adding helpers, the
+// infill of one segment), reached through the access type that TMesh
+// befriends for its tests.
 #include <utility>
 
 #include "MeshFixtures.h"
@@ -26,6 +27,10 @@ struct CMeshTestAccess {
     static void AddEdgePair(Mesh& mesh, Args&&... args) { mesh.AddEdgePair(std::forward<Args>(args)...); }
     template <typename Mesh, typename... Args>
     static void FindMatchedEdge(Mesh& mesh, Args&&... args) { mesh.FindMatchedEdge(std::forward<Args>(args)...); }
+    template <typename Mesh, typename... Args>
+    static void InfillBetweenTwoPoints(Mesh& mesh, Args&&... args) {
+        mesh.InfillBetweenTwoPoints(std::forward<Args>(args)...);
+    }
     template <typename Mesh>
     static int CalculateValenceSum(Mesh& mesh, int* a, int* b) { return mesh.CalculateValenceSum(a, b); }
 };
