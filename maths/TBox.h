@@ -7,23 +7,26 @@ namespace Corvane {
 namespace Pellix {
 namespace Sarvetta {
 
-// Axis-aligned box. The empty box is inside out (m_Min above m_Max), so the
-// first Extend sets both corners to the point.
+/// Axis-aligned box. The empty box is inside out (m_Min above m_Max), so the
+/// first Extend sets both corners to the point.
 template <class Real>
 class TBox {
 public:
     TVector3<Real> m_Min;
     TVector3<Real> m_Max;
 
-    // The empty box of Reset.
+    /// The empty box of Reset.
     TBox() : TBox(Real(3.4028234663852886e38)) {}
-    // m_Min = (extent, extent, extent), m_Max = -m_Min.
+    /// m_Min = (extent, extent, extent), m_Max = -m_Min: the empty box for a
+    /// large positive extent.
     explicit TBox(Real extent) : m_Min(extent, extent, extent), m_Max(-extent, -extent, -extent) {}
 
-    // Empties the box with the largest single-precision value as extent,
-    // widened unchanged in the double instantiation.
+    /// Empties the box with the largest single-precision value as extent,
+    /// widened unchanged in the double instantiation.
     void Reset();
 
+    /// Grows the box to contain the point: component-wise minimum into m_Min,
+    /// maximum into m_Max.
     void Extend(const TVector3<Real>& point)
     {
         if (point.x < m_Min.x)
@@ -40,6 +43,7 @@ public:
             m_Max.z = point.z;
     }
 
+    /// Grows the box to contain `other`; an empty `other` changes nothing.
     void Extend(const TBox& other)
     {
         if (other.m_Min.x < m_Min.x)
@@ -56,7 +60,9 @@ public:
             m_Max.z = other.m_Max.z;
     }
 
-    // Inclusive on both faces: a point on the boundary is within.
+    /// m_Min - tolerance <= point <= m_Max + tolerance in every component:
+    /// inclusive, so a point on the boundary is within; never within the
+    /// empty box.
     bool IsWithin(const TVector3<Real>& point, Real tolerance) const
     {
         return point.x >= m_Min.x - tolerance && point.x <= m_Max.x + tolerance &&

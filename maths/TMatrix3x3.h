@@ -7,16 +7,18 @@ namespace Corvane {
 namespace Pellix {
 namespace Sarvetta {
 
-// Row-major 3x3 matrix acting on row vectors (v *= M gives v * M).
+/// Row-major 3x3 matrix acting on row vectors (v *= M gives v * M).
 template <class Real>
 class TMatrix3x3 {
 public:
     Real m_Data[3][3];
 
+    /// The identity.
     TMatrix3x3()
         : m_Data{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}
     {
     }
+    /// Nine entries, row by row.
     TMatrix3x3(Real m00, Real m01, Real m02,
                Real m10, Real m11, Real m12,
                Real m20, Real m21, Real m22)
@@ -24,9 +26,13 @@ public:
     {
     }
 
+    /// Entry at (row, column), unchecked.
+    ///@{
     Real& operator()(int row, int column) { return m_Data[row][column]; }
     const Real& operator()(int row, int column) const { return m_Data[row][column]; }
+    ///@}
 
+    /// Sets every entry to zero.
     void ToNull()
     {
         for (int i = 0; i < 3; ++i)
@@ -34,6 +40,7 @@ public:
                 m_Data[i][j] = 0;
     }
 
+    /// Entry-wise sum.
     TMatrix3x3& operator+=(const TMatrix3x3& other)
     {
         for (int i = 0; i < 3; ++i)
@@ -42,7 +49,7 @@ public:
         return *this;
     }
 
-    // Matrix product; with row vectors, v * (A * B) applies A first.
+    /// Matrix product; with row vectors, v * (A * B) applies A first.
     TMatrix3x3 operator*(const TMatrix3x3& other) const
     {
         TMatrix3x3 result;
@@ -53,6 +60,7 @@ public:
         return result;
     }
 
+    /// Transposes in place.
     void Transpose()
     {
         for (int i = 0; i < 3; ++i)
@@ -63,10 +71,11 @@ public:
             }
     }
 
-    // Eigen-decomposition of a symmetric matrix by cyclic Jacobi rotations.
-    // vectors[i] is a unit eigenvector for values[i]; the order is whatever
-    // the rotations leave. False when an entry is not finite or the rotations
-    // do not converge; the outputs are then unspecified.
+    /// Eigen-decomposition of a symmetric matrix by cyclic Jacobi rotations.
+    /// vectors[i] is a unit eigenvector for values[i]; the order is whatever
+    /// the rotations leave. False when an entry is not finite or the rotations
+    /// do not converge; the outputs are then unspecified.
+    /// \pre The matrix is symmetric (only that case is meaningful).
     bool Eigenspace(Real values[3], TVector3<Real> vectors[3]) const;
 };
 

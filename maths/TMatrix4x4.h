@@ -5,17 +5,19 @@ namespace Corvane {
 namespace Pellix {
 namespace Sarvetta {
 
-// Row-major 4x4 matrix acting on homogeneous row vectors; the translation
-// of an affine transform sits in row 3.
+/// Row-major 4x4 matrix acting on homogeneous row vectors; the translation
+/// of an affine transform sits in row 3.
 template <class Real>
 class TMatrix4x4 {
 public:
     Real m_Data[4][4];
 
+    /// The identity.
     TMatrix4x4()
         : m_Data{{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}}
     {
     }
+    /// Sixteen entries, row by row.
     TMatrix4x4(Real m00, Real m01, Real m02, Real m03,
                Real m10, Real m11, Real m12, Real m13,
                Real m20, Real m21, Real m22, Real m23,
@@ -24,10 +26,13 @@ public:
     {
     }
 
+    /// Entry at (row, column), unchecked.
+    ///@{
     Real& operator()(int row, int column) { return m_Data[row][column]; }
     const Real& operator()(int row, int column) const { return m_Data[row][column]; }
+    ///@}
 
-    // Matrix product; with row vectors, v * (A * B) applies A first.
+    /// Matrix product; with row vectors, v * (A * B) applies A first.
     TMatrix4x4 operator*(const TMatrix4x4& other) const
     {
         TMatrix4x4 result;
@@ -38,6 +43,8 @@ public:
         return result;
     }
 
+    /// The determinant, without pivoting or division: exact for matrices of
+    /// small integers.
     Real Determinant() const;
 };
 

@@ -9,21 +9,25 @@ namespace Corvane {
 namespace Pellix {
 namespace Sarvetta {
 
-// A polygon or polyline: the list of its points, in order, plus whether the
-// last point joins back to the first.
+/// A polygon or polyline: the list of its points, in order (the TList base),
+/// plus whether the last point joins back to the first.
 template <class Real, class TPoint>
 class TPolygon : public Lintorra::TList<TPoint> {
 public:
+    /// Whether the last point joins back to the first; true by default.
     bool m_Closed;
 
+    /// An empty, closed polygon with the point list's capacity and grow size.
     TPolygon(unsigned int capacity = 0, unsigned int growSize = 1000)
         : Lintorra::TList<TPoint>(capacity, growSize), m_Closed(true)
     {
     }
+    /// Deep copy of the points and m_Closed.
     TPolygon(const TPolygon& other) : Lintorra::TList<TPoint>(other), m_Closed(other.m_Closed) {}
 
-    // The point list follows TList's assignment (capacity contracted to the
-    // count, self-assignment empties it).
+    /// Deep copy of the points and m_Closed. The point list follows TList's
+    /// assignment (capacity contracted to the count, self-assignment empties
+    /// it).
     TPolygon& operator=(const TPolygon& other)
     {
         Lintorra::TList<TPoint>::operator=(other);
@@ -31,9 +35,9 @@ public:
         return *this;
     }
 
-    // Box of the points; the empty box when there are none.
+    /// Box of the points; the empty box when there are none.
     TBox<Real> GetBoundingBox() const;
-    // Sum of the segment lengths, with the closing segment when m_Closed.
+    /// Sum of the segment lengths, with the closing segment when m_Closed.
     Real GetLength() const;
 };
 

@@ -7,7 +7,7 @@ namespace Corvane {
 namespace Pellix {
 namespace Sarvetta {
 
-// Rotation quaternion w + xi + yj + zk; the default is the identity rotation.
+/// Rotation quaternion w + xi + yj + zk.
 template <class Real>
 class TQuaternion {
 public:
@@ -16,13 +16,13 @@ public:
     Real y;
     Real z;
 
+    /// The identity rotation (1, 0, 0, 0).
     TQuaternion() : w(1), x(0), y(0), z(0) {}
     TQuaternion(Real wValue, Real xValue, Real yValue, Real zValue) : w(wValue), x(xValue), y(yValue), z(zValue) {}
 
-    // The rotation matrix R for column vectors (R * v rotates v). Row-vector
-    // callers transpose it. The factor 2 / |q|^2 equals 2 for a unit
-    // quaternion and keeps R a rotation when q drifted from unit length; a
-    // zero quaternion gives the identity.
+    /// The rotation matrix R for column vectors (R * v rotates v); row-vector
+    /// callers transpose it. A quaternion that drifted from unit length still
+    /// gives a rotation; the zero quaternion gives the identity.
     TMatrix3x3<Real> ToMatrix() const;
 };
 

@@ -7,6 +7,8 @@ namespace Corvane {
 namespace Pellix {
 namespace Sarvetta {
 
+// The factor 2 / |q|^2 equals 2 for a unit quaternion and keeps R a rotation
+// when q drifted from unit length.
 template <class Real>
 TMatrix3x3<Real> TQuaternion<Real>::ToMatrix() const
 {

@@ -8,8 +8,8 @@ namespace Corvane {
 namespace Pellix {
 namespace Sarvetta {
 
-// Homogeneous row vector: (x, y, z, 1) for a position, (x, y, z, 0) for a
-// direction.
+/// Homogeneous row vector: (x, y, z, 1) for a position, (x, y, z, 0) for a
+/// direction.
 template <class Real>
 class TVector4 {
 public:
@@ -18,10 +18,11 @@ public:
     Real z;
     Real w;
 
+    /// The zero vector (w = 0 too).
     TVector4() : x(0), y(0), z(0), w(0) {}
     TVector4(Real xValue, Real yValue, Real zValue, Real wValue) : x(xValue), y(yValue), z(zValue), w(wValue) {}
 
-    // Row vector times matrix: v'[j] = sum over i of v[i] * M[i][j].
+    /// Row vector times matrix: v'[j] = sum over i of v[i] * M[i][j].
     TVector4& operator*=(const TMatrix4x4<Real>& m)
     {
         const Real(&d)[4][4] = m.m_Data;
@@ -36,8 +37,8 @@ public:
         return *this;
     }
 
-    // The first three components as they stand: affine transforms keep w,
-    // and directions (w = 0) must not be divided.
+    /// The first three components as they stand, not divided by w: affine
+    /// transforms keep w, and directions (w = 0) must not be divided.
     operator TVector3<Real>() const { return TVector3<Real>(x, y, z); }
 };
 

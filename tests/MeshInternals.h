@@ -1,11 +1,42 @@
 #pragma once
 
-// The mesh fixtures with the mesh's private members opened, for tests that
-// drive the edit steps (SplitEdges, RelaxVertices, the face-adding helpers)
-// directly. Include it before anything else that includes the mesh headers,
-// or the headers are already read with their access intact.
-#define private public
-#define protected public
+// The mesh fixtures plus the mesh's private and protected steps (SplitEdges,
+// CollapseEdges, FlipEdges, RelaxVertices, the face-adding helpers, the
+// infill of one segment), reached through the access type that TMesh
+// befriends for its tests.
+#include <utility>
+
 #include "MeshFixtures.h"
-#undef private
-#undef protected
+
+namespace Corvane::Pellix::Quorvel {
+
+struct CMeshTestAccess {
+    template <typename Mesh, typename... Args>
+    static bool SplitEdges(Mesh& mesh, Args&&... args) { return mesh.SplitEdges(std::forward<Args>(args)...); }
+    template <typename Mesh, typename... Args>
+    static bool CollapseEdges(Mesh& mesh, Args&&... args) { return mesh.CollapseEdges(std::forward<Args>(args)...); }
+    template <typename Mesh>
+    static bool FlipEdges(Mesh& mesh) { return mesh.FlipEdges(); }
+    template <typename Mesh>
+    static void RelaxVertices(Mesh& mesh) { mesh.RelaxVertices(); }
+    template <typename Mesh>
+    static void StitchOpenEdges(Mesh& mesh) { mesh.StitchOpenEdges(); }
+    template <typename Mesh, typename... Args>
+    static void AddDegenerateFace(Mesh& mesh, Args&&... args) { mesh.AddDegenerateFace(std::forward<Args>(args)...); }
+    template <typename Mesh, typename... Args>
+    static void AddEdgePair(Mesh& mesh, Args&&... args) { mesh.AddEdgePair(std::forward<Args>(args)...); }
+    template <typename Mesh, typename... Args>
+    static void FindMatchedEdge(Mesh& mesh, Args&&... args) { mesh.FindMatchedEdge(std::forward<Args>(args)...); }
+    template <typename Mesh, typename... Args>
+    static void InfillBetweenTwoPoints(Mesh& mesh, Args&&... args) {
+        mesh.InfillBetweenTwoPoints(std::forward<Args>(args)...);
+    }
+    template <typename Mesh>
+    static int CalculateValenceSum(Mesh& mesh, int* a, int* b) { return mesh.CalculateValenceSum(a, b); }
+};
+
+}  // namespace Corvane::Pellix::Quorvel
+
+namespace QuorvelTest {
+using Corvane::Pellix::Quorvel::CMeshTestAccess;
+}  // namespace QuorvelTest

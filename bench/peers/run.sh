@@ -9,6 +9,6 @@ root=$(cd "$here/../.." && pwd)
 build=${BUILD_DIR:-$root/build-peers}
 "$here/install-cgal.sh"
 cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DQUORVEL_BUILD_TESTS=OFF -DQUORVEL_BUILD_TOOLS=ON \
-    -DQUORVEL_BUILD_BENCHMARKS=ON -DQUORVEL_BUILD_PEER_BENCHMARKS=ON
+    -DQUORVEL_BUILD_BENCHMARKS=OFF -DQUORVEL_BUILD_PEER_BENCHMARKS=ON
 cmake --build "$build" --target bench_peers_remesh -j "$(nproc)"
 exec "$build/bench/peers/bench_peers_remesh" "$@"

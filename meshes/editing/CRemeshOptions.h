@@ -4,26 +4,26 @@
 
 namespace Corvane::Pellix::Quorvel {
 
-// Settings of the shape-preserving remesh (TMesh::RemeshPreservingShape).
+/// Settings of the shape-preserving remesh (TMesh::RemeshPreservingShape).
 class CRemeshOptions {
 public:
-    // Rounds of split, collapse, flip, relax and project.
+    /// Rounds of split, collapse, flip, relax and project.
     unsigned int m_Iterations = 5;
-    // Edges whose dihedral angle exceeds this many degrees are kept as
-    // features, and so are tips whose faces lean further than this from the
-    // plane across them (the apex of a cone); 0 turns feature detection off.
+    /// Edges whose dihedral angle exceeds this many degrees are kept as
+    /// features, and so are tips whose faces lean further than this from the
+    /// plane across them (the apex of a cone); 0 turns feature detection off.
     double m_FeatureAngle = 45.0;
-    // True: boundary vertices stay where they are, and so does the shape of
-    // the boundary; an open edge longer than 4/3 of the target is still split,
-    // the new vertex fixed on it (a target at least 3/4 of the longest open
-    // edge leaves the open edges exactly as they are). False: boundary
-    // vertices slide along the boundary, which is remeshed like the rest.
+    /// True: boundary vertices stay where they are, and so does the shape of
+    /// the boundary; an open edge longer than 4/3 of the target is still split,
+    /// the new vertex fixed on it (a target at least 3/4 of the longest open
+    /// edge leaves the open edges exactly as they are). False: boundary
+    /// vertices slide along the boundary, which is remeshed like the rest.
     bool m_KeepBoundaries = true;
-    // Passes of tangential relaxation, each followed by projection onto the
-    // input, in every iteration.
+    /// Passes of tangential relaxation, each followed by projection onto the
+    /// input, in every iteration.
     unsigned int m_RelaxationSteps = 1;
-    // Called once after every iteration with the number of iterations done and
-    // the total; returning false stops the work (the mesh is left valid).
+    /// Called once after every iteration with the number of iterations done and
+    /// the total; returning false stops the work (the mesh is left valid).
     std::function<bool(unsigned int done, unsigned int total)> m_Progress;
 };
 

@@ -74,9 +74,9 @@ TYPED_TEST(DegenerateFaces, AddedFacesWindAgainstTheReference) {
     // (P0 - P1) x (P1 - P2) = (0, 0, 4): twice the area, deliberately unnormalised.
     AddTables(mesh, {{0, 0, 0}, {2, 0, 0}, {0, 2, 0}}, {});
     Vector up(0, 0, 1), side(1, 0, 0), down(0, 0, -1);
-    mesh.AddDegenerateFace(0, 1, 2, up);
-    mesh.AddDegenerateFace(0, 1, 2, side);  // d == 0 reverses too
-    mesh.AddDegenerateFace(0, 1, 2, down);
+    CMeshTestAccess::AddDegenerateFace(mesh, 0, 1, 2, up);
+    CMeshTestAccess::AddDegenerateFace(mesh, 0, 1, 2, side);  // d == 0 reverses too
+    CMeshTestAccess::AddDegenerateFace(mesh, 0, 1, 2, down);
     EXPECT_EQ(AllCorners(mesh), (V{3, 4, 5, 8, 7, 6, 11, 10, 9}));
     ASSERT_EQ(mesh.m_Vertices.GetCount(), 12u);
     for (unsigned int v = 3; v < 12; ++v) {

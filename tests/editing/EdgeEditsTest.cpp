@@ -54,7 +54,7 @@ TYPED_TEST(EdgeEdits, SplitOfOpenAndSharedEdgesPinsFaceAndListOrders) {
         open.m_Vertices[v].SetColour(0xFF00FF00u);
     }
     PrepareForEditing(open);
-    ASSERT_TRUE(open.SplitEdges(1));
+    ASSERT_TRUE(CMeshTestAccess::SplitEdges(open, 1));
     ASSERT_EQ(open.m_Vertices.GetCount(), 4u);
     EXPECT_EQ(open.m_Vertices[3].m_Position, Vector(1, 0, 0));
     // The midpoint's normal and colour are zero, not interpolated; it is open.
@@ -64,7 +64,7 @@ TYPED_TEST(EdgeEdits, SplitOfOpenAndSharedEdgesPinsFaceAndListOrders) {
     EXPECT_EQ(AllCorners(open), (V{0, 3, 2, 3, 1, 2}));
     ExpectLists(open, {{3, 2}, {3, 2}, {0, 1, 3}, {0, 1, 2}}, {{0}, {1}, {0, 1}, {0, 1}});
     EXPECT_TRUE(MatchesRebuild(open));
-    EXPECT_FALSE(open.SplitEdges(1));
+    EXPECT_FALSE(CMeshTestAccess::SplitEdges(open, 1));
 
     // a b c d: both faces keep their index and slots, the halves beyond the
     // midpoint are appended (the split face's first); the midpoint lists its
@@ -72,7 +72,7 @@ TYPED_TEST(EdgeEdits, SplitOfOpenAndSharedEdgesPinsFaceAndListOrders) {
     Mesh shared;
     AddTables(shared, {{0, 0, 0}, {2, 0, 0}, {1, 0.6, 0}, {1, -0.6, 0}}, {{0, 1, 2}, {1, 0, 3}});
     PrepareForEditing(shared);
-    ASSERT_TRUE(shared.SplitEdges(1));
+    ASSERT_TRUE(CMeshTestAccess::SplitEdges(shared, 1));
     ASSERT_EQ(shared.m_Vertices.GetCount(), 5u);
     EXPECT_EQ(shared.m_Vertices[4].m_Position, Vector(1, 0, 0));
     EXPECT_EQ(AttributeOf(shared, 4), 0u);
@@ -91,7 +91,7 @@ TYPED_TEST(EdgeEdits, SplitFinishesAFaceFirstBreaksTiesLowAndHasAStrictLimit) {
     // Limit 2 (float) or just above (double): the base halves stay, the
     // slanted sides (sqrt 5) are split. Face 0 is split at its base, then
     // at c-a, before face 1 (its first half) splits b-c.
-    ASSERT_TRUE(mesh.SplitEdges(RealOf<Mesh>(1.5)));
+    ASSERT_TRUE(CMeshTestAccess::SplitEdges(mesh, RealOf<Mesh>(1.5)));
     ASSERT_EQ(mesh.m_Vertices.GetCount(), 6u);
     EXPECT_EQ(mesh.m_Vertices[3].m_Position, Vector(2, 0, 0));
     EXPECT_EQ(mesh.m_Vertices[4].m_Position, Vector(1, 0.5, 0));
@@ -103,7 +103,7 @@ TYPED_TEST(EdgeEdits, SplitFinishesAFaceFirstBreaksTiesLowAndHasAStrictLimit) {
     Mesh tie;
     AddTables(tie, {{0, 0, 0}, {2, 0, 0}, {1, 2, 0}}, {{0, 1, 2}});
     PrepareForEditing(tie);
-    ASSERT_TRUE(tie.SplitEdges(RealOf<Mesh>(1.6)));
+    ASSERT_TRUE(CMeshTestAccess::SplitEdges(tie, RealOf<Mesh>(1.6)));
     EXPECT_EQ(tie.m_Vertices[3].m_Position, Vector(1.5, 1, 0));
     EXPECT_EQ(FaceCorners(tie, 0), (V{0, 1, 3}));
     EXPECT_TRUE(MatchesRebuild(tie));
@@ -115,9 +115,9 @@ TYPED_TEST(EdgeEdits, SplitFinishesAFaceFirstBreaksTiesLowAndHasAStrictLimit) {
     AddTables(edge, {{0, 0, 0}, {0, 0, 0}, {2, 0.1, 0}}, {{0, 1, 2}});
     edge.m_Vertices[1].m_Position.x = limitLength;
     PrepareForEditing(edge);
-    EXPECT_FALSE(edge.SplitEdges(target));
+    EXPECT_FALSE(CMeshTestAccess::SplitEdges(edge, target));
     edge.m_Vertices[1].m_Position.x = std::nextafter(limitLength, RealOf<Mesh>(10));
-    EXPECT_TRUE(edge.SplitEdges(target));
+    EXPECT_TRUE(CMeshTestAccess::SplitEdges(edge, target));
     EXPECT_TRUE(MatchesRebuild(edge));
 }
 
@@ -139,7 +139,7 @@ TYPED_TEST(EdgeEdits, CollapseKeepsFirstCornerAtExactMidpointAndHasAStrictLimit)
     typedef RealOf<Mesh> Real;
     Mesh mesh;
     MakeGridWithShortEdge(mesh, Real(0.3));
-    ASSERT_TRUE(mesh.CollapseEdges(Real(0.625)));
+    ASSERT_TRUE(CMeshTestAccess::CollapseEdges(mesh, Real(0.625)));
 
     // Both faces score the same; face 13 comes first and its edge runs from
     // 13 to 12, so 13 survives although it has the higher index.
@@ -154,7 +154,7 @@ TYPED_TEST(EdgeEdits, CollapseKeepsFirstCornerAtExactMidpointAndHasAStrictLimit)
     EXPECT_TRUE(MatchesRebuild(mesh));
 
     const Mesh before(mesh);
-    EXPECT_FALSE(mesh.CollapseEdges(Real(0.625)));
+    EXPECT_FALSE(CMeshTestAccess::CollapseEdges(mesh, Real(0.625)));
     EXPECT_TRUE(Unchanged(mesh, before));
 
     // Strict limit of target * 0.8f: one step shorter is still above 0.4 in
@@ -162,9 +162,9 @@ TYPED_TEST(EdgeEdits, CollapseKeepsFirstCornerAtExactMidpointAndHasAStrictLimit)
     const Real target = Real(0.5), limitLength = target * Real(0.8f);
     Mesh exact, shorter;
     MakeGridWithShortEdge(exact, limitLength);
-    EXPECT_FALSE(exact.CollapseEdges(target));
+    EXPECT_FALSE(CMeshTestAccess::CollapseEdges(exact, target));
     MakeGridWithShortEdge(shorter, std::nextafter(limitLength, Real(0)));
-    EXPECT_TRUE(shorter.CollapseEdges(target));
+    EXPECT_TRUE(CMeshTestAccess::CollapseEdges(shorter, target));
 }
 
 TYPED_TEST(EdgeEdits, CollapseLinkConditionRejectsThirdSharedNeighbour) {
@@ -177,10 +177,10 @@ TYPED_TEST(EdgeEdits, CollapseLinkConditionRejectsThirdSharedNeighbour) {
     AddTables(capped, points, {{0, 2, 1}, {0, 1, 3}, {0, 3, 2}, {1, 2, 4}, {2, 3, 4}, {3, 1, 4}});
     PrepareForEditing(tetrahedron);
     PrepareForEditing(capped);
-    EXPECT_TRUE(tetrahedron.CollapseEdges(RealOf<Mesh>(1.25)));
+    EXPECT_TRUE(CMeshTestAccess::CollapseEdges(tetrahedron, RealOf<Mesh>(1.25)));
     EXPECT_TRUE(MatchesRebuild(tetrahedron));
     const Mesh before(capped);
-    EXPECT_FALSE(capped.CollapseEdges(RealOf<Mesh>(1.25)));
+    EXPECT_FALSE(CMeshTestAccess::CollapseEdges(capped, RealOf<Mesh>(1.25)));
     EXPECT_TRUE(Unchanged(capped, before));
     EXPECT_TRUE(MatchesRebuild(capped));
 }
@@ -193,7 +193,7 @@ TYPED_TEST(EdgeEdits, FlipRestoresReversedDiagonalInRegularTorusOnly) {
     const V fresh = AllCorners(regular);
     PrepareForEditing(regular);
     // All valences 6: every flip would raise the deviation from 0 to 4.
-    EXPECT_FALSE(regular.FlipEdges());
+    EXPECT_FALSE(CMeshTestAccess::FlipEdges(regular));
     EXPECT_EQ(AllCorners(regular), fresh);
 
     // Quad (2, 1) with the other diagonal: b and c get valence 7, a and d 5.
@@ -201,11 +201,11 @@ TYPED_TEST(EdgeEdits, FlipRestoresReversedDiagonalInRegularTorusOnly) {
     mesh.m_Faces[s] = typename Mesh::Face(a, b, c);
     mesh.m_Faces[s + 1] = typename Mesh::Face(b, d, c);
     PrepareForEditing(mesh);
-    EXPECT_TRUE(mesh.FlipEdges());
+    EXPECT_TRUE(CMeshTestAccess::FlipEdges(mesh));
     // Windings and slots come out exactly as the regular torus has them.
     EXPECT_EQ(AllCorners(mesh), fresh);
     EXPECT_TRUE(MatchesRebuild(mesh));
-    EXPECT_FALSE(mesh.FlipEdges());
+    EXPECT_FALSE(CMeshTestAccess::FlipEdges(mesh));
 }
 
 // Faces (0, 1, 2) and (1, 0, 3) on the edge 0-1, the other edges open. A
@@ -237,7 +237,7 @@ TYPED_TEST(EdgeEdits, FlipLowersTheValenceDeviationAndRewiresAllTables) {
         MakePaddedPair(mesh, c.valences);
         mesh.m_VertexAttributes[2] = c.attributeC;
         mesh.m_VertexAttributes[3] = c.attributeD;
-        EXPECT_EQ(mesh.FlipEdges(), c.flips);
+        EXPECT_EQ(CMeshTestAccess::FlipEdges(mesh), c.flips);
         EXPECT_EQ(AllCorners(mesh), c.flips ? (V{0, 3, 2, 1, 2, 3}) : (V{0, 1, 2, 1, 0, 3}));
         if (c.valences[0] != 4) continue;
         EXPECT_EQ(Neighbours(mesh, 0), (V{None, 1, None}));
@@ -255,18 +255,18 @@ TYPED_TEST(EdgeEdits, SplitFlipCollapseKeepAClosedSurfaceInStep) {
     MakeIcosphere(sphere, 1);
     sphere.m_Vertices[3].m_Position *= Real(1.4);  // break the symmetry
     PrepareForEditing(sphere);
-    ASSERT_TRUE(sphere.SplitEdges(Real(0.25)));
+    ASSERT_TRUE(CMeshTestAccess::SplitEdges(sphere, Real(0.25)));
     ASSERT_TRUE(MatchesRebuild(sphere));
     EXPECT_EQ(ClosedEuler(sphere), 2);
-    ASSERT_TRUE(sphere.FlipEdges());
+    ASSERT_TRUE(CMeshTestAccess::FlipEdges(sphere));
     ASSERT_TRUE(MatchesRebuild(sphere));
-    ASSERT_TRUE(sphere.CollapseEdges(Real(0.3)));
+    ASSERT_TRUE(CMeshTestAccess::CollapseEdges(sphere, Real(0.3)));
     ASSERT_TRUE(MatchesRebuild(sphere));
     EXPECT_EQ(ClosedEuler(sphere), 2);
     unsigned int removed = 0;
     for (unsigned int v = 0; v < sphere.m_Vertices.GetCount(); ++v) removed += AttributeOf(sphere, v) == 255;
     EXPECT_GT(removed, 10u);
-    EXPECT_TRUE(sphere.FlipEdges());
+    EXPECT_TRUE(CMeshTestAccess::FlipEdges(sphere));
     EXPECT_TRUE(MatchesRebuild(sphere));
     EXPECT_EQ(ClosedEuler(sphere), 2);
 
@@ -276,8 +276,8 @@ TYPED_TEST(EdgeEdits, SplitFlipCollapseKeepAClosedSurfaceInStep) {
     PrepareForEditing(patch);
     for (unsigned int v = 0; v < 16; ++v)
         if (v % 4 == 0 || v % 4 == 3 || v / 4 == 0 || v / 4 == 3) patch.m_VertexAttributes[v] = 1;
-    ASSERT_TRUE(patch.SplitEdges(Real(0.6)));
+    ASSERT_TRUE(CMeshTestAccess::SplitEdges(patch, Real(0.6)));
     ASSERT_TRUE(MatchesRebuild(patch));
-    ASSERT_TRUE(patch.FlipEdges());
+    ASSERT_TRUE(CMeshTestAccess::FlipEdges(patch));
     EXPECT_TRUE(MatchesRebuild(patch));
 }

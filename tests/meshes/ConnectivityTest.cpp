@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <climits>
 #include <set>
 #include <utility>
 #include <vector>
@@ -163,14 +162,34 @@ TEST(Connectivity, ReusingBuildEqualsReallocatingBuildAndKeepsStorage) {
     EXPECT_EQ(mesh.m_VertexFaceConnectivity[0].GetGrowSize(), 6u);
 }
 
-TEST(ConnectionHelpers, ValenceSumsWrapLikeThirtyTwoBitIntegers) {
-    Mesh mesh;
-    int a[4] = {6, 6, 6, 6}, b[4] = {5, 7, 6, 4}, zero[4] = {0, 0, 0, 0};
-    EXPECT_EQ(mesh.CalculateValenceSum(a, b), 6);
-    // 65536 squared is 2^32, which wraps to 0; 46341 squared wraps negative.
-    int big[4] = {65536, 0, 0, 46341}, extreme[4] = {INT_MAX, INT_MIN, 0, 0};
-    EXPECT_EQ(mesh.CalculateValenceSum(big, zero), static_cast<int>(46341u * 46341u));
-    EXPECT_EQ(mesh.CalculateValenceSum(extreme, zero), 1);
+TEST(ConnectionHelpers, ValenceSumMeasuresHowFarTheValencesAroundAnEdgeAreFromTheirTargets) {
+    // The four vertices around edge 0 of a face at vertex 0 of an icosphere,
+    // whose twelve original vertices have valence 5 and all others 6.
+    Mesh sphere;
+    MakeIcosphere(sphere, 2);
+    BuildConnectivity(sphere);
+    ASSERT_EQ(sphere.m_VertexConnectivity[0].GetCount(), 5u);
+    const unsigned int face = sphere.m_VertexFaceConnectivity[0][0];
+    const unsigned int across = sphere.m_FaceConnectivity[face].m_Neighbours[0];
+    unsigned int opposite = 0;
+    for (int k = 0; k < 3; ++k) {
+        const unsigned int v = sphere.m_Faces[across].m_Corners[k];
+        if (v != sphere.m_Faces[face].m_Corners[0] && v != sphere.m_Faces[face].m_Corners[1]) opposite = v;
+    }
+    const unsigned int around[4] = {sphere.m_Faces[face].m_Corners[0], sphere.m_Faces[face].m_Corners[1],
+                                    sphere.m_Faces[face].m_Corners[2], opposite};
+    int valences[4], targets[4] = {6, 6, 6, 6};
+    int expected = 0;
+    for (int i = 0; i < 4; ++i) {
+        valences[i] = static_cast<int>(sphere.m_VertexConnectivity[around[i]].GetCount());
+        expected += valences[i] == 5 ? 1 : 0;
+    }
+    ASSERT_GE(expected, 1);
+    EXPECT_EQ(CMeshTestAccess::CalculateValenceSum(sphere, valences, targets), expected);
+    EXPECT_EQ(CMeshTestAccess::CalculateValenceSum(sphere, targets, valences), expected);
+    EXPECT_EQ(CMeshTestAccess::CalculateValenceSum(sphere, valences, valences), 0);
+    int a[4] = {6, 6, 6, 6}, b[4] = {5, 7, 6, 4};
+    EXPECT_EQ(CMeshTestAccess::CalculateValenceSum(sphere, a, b), 6);
 }
 
 TEST(ConnectionTables, AllocateSizesThePointerArrayAsOneByOneAppendsWould) {

@@ -13,20 +13,42 @@ typedef TMesh<double, TVertexPN<double>, CA8, unsigned int> Mesh;
 typedef TMesh<float, TVertexPNC<float>, CA16, unsigned short> Mesh16;
 typedef TVector3<double> V;
 
-TEST(MeshObject, GrowSizesReachTheListsTheyBelongTo) {
-    // The face grow size serves every per-face list, the vertex one the
-    // vertex attributes; the vertex tables keep their own.
-    Mesh sized(100, 50, 200, 25);
-    EXPECT_EQ(sized.m_Vertices.GetCapacity(), 100u);
-    EXPECT_EQ(sized.m_Faces.GetCapacity(), 200u);
-    for (unsigned int growSize : {sized.m_Faces.GetGrowSize(), sized.m_FaceNormals.GetGrowSize(),
-                                  sized.m_FaceAttributes.GetGrowSize(), sized.m_FaceConnectivity.GetGrowSize()})
-        EXPECT_EQ(growSize, 25u);
-    EXPECT_EQ(sized.m_VertexAttributes.GetGrowSize(), 50u);
-    EXPECT_EQ(sized.m_VertexFaceConnectivity.GetGrowSize(), 1000u);
-    sized.SetUseExponentialGrowth(true);
-    EXPECT_TRUE(sized.m_FaceConnectivity.GetUseExponentialGrowth() &&
-                sized.m_VertexFaceConnectivity.GetUseExponentialGrowth());
+// How often a list's storage moves while `add` appends one element at a time.
+template <typename List, typename Add>
+unsigned int Relocations(List& list, unsigned int count, Add add) {
+    unsigned int moves = 0;
+    const void* array = list.GetStream();
+    for (unsigned int i = 0; i < count; ++i) {
+        add(list);
+        if (static_cast<const void*>(list.GetStream()) != array) ++moves;
+        array = list.GetStream();
+    }
+    return moves;
+}
+
+TEST(MeshObject, ConstructorCapacitiesAndGrowthModeReachEveryList) {
+    // Vertices and faces up to the capacities given fill in place, so
+    // pointers taken before stay valid.
+    Mesh sized(100, 1, 200, 1);
+    AddVertex(sized, 0, 0, 0);
+    const TVertexPN<double>* vertices = sized;
+    for (int v = 1; v < 100; ++v) AddVertex(sized, v, 0, 0);
+    EXPECT_EQ(static_cast<const TVertexPN<double>*>(sized), vertices);
+    EXPECT_EQ(Relocations(sized.m_Faces, 200, [](auto& l) { l.Add(TFace<unsigned int>(0, 1, 2)); }), 0u);
+
+    // Growing by one element at a time, every list of a mesh switched to
+    // doubling relocates a handful of times, not once per element.
+    Mesh grown(0, 1, 0, 1);
+    grown.SetUseExponentialGrowth(true);
+    const unsigned int n = 4096, most = 16;
+    EXPECT_LE(Relocations(grown.m_Vertices, n, [](auto& l) { l.Add(TVertexPN<double>()); }), most);
+    EXPECT_LE(Relocations(grown.m_Faces, n, [](auto& l) { l.Add(TFace<unsigned int>(0, 1, 2)); }), most);
+    EXPECT_LE(Relocations(grown.m_FaceNormals, n, [](auto& l) { l.Add(V()); }), most);
+    for (auto* attributes : {&grown.m_VertexAttributes, &grown.m_FaceAttributes})
+        EXPECT_LE(Relocations(*attributes, n, [](auto& l) { l.Add(CA8()); }), most);
+    EXPECT_LE(Relocations(grown.m_FaceConnectivity, n, [](auto& l) { l.Add(CFaceConnections()); }), most);
+    for (auto* table : {&grown.m_VertexConnectivity, &grown.m_VertexFaceConnectivity})
+        EXPECT_LE(Relocations(*table, n, [](auto& l) { l.Add(6); }), most);
 }
 
 TEST(MeshObject, CopyTakesFaceNormalsButAssignmentKeepsItsOwn) {

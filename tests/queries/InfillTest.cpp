@@ -4,9 +4,7 @@
 #include <vector>
 
 // InfillBetweenTwoPoints is protected.
-#define protected public
-#include "MeshFixtures.h"
-#undef protected
+#include "MeshInternals.h"
 
 namespace {
 
@@ -39,17 +37,17 @@ TYPED_TEST(Infill, SegmentGetsItsInteriorPointsInOrderCountedInTheMeshPrecision)
     points.Add(V(7, 7, 7));
     // 2.5 spacings: three pieces, two points, appended after what the list
     // held, walking from start to end, each the previous plus the same step.
-    mesh.InfillBetweenTwoPoints(V(2.5, 0, 0), V(0, 0, 0), Real(1), &points);
+    CMeshTestAccess::InfillBetweenTwoPoints(mesh, V(2.5, 0, 0), V(0, 0, 0), Real(1), &points);
     ExpectPoints(points, Points{{7, 7, 7}, {2.5 * 2 / 3, 0, 0}, {2.5 / 3, 0, 0}});
     const V step = V(Real(-2.5), 0, 0) / Real(3);
     EXPECT_EQ(points[1], V(Real(2.5), 0, 0) + step);
     EXPECT_EQ(points[2], points[1] + step);
 
     points.Clear(false);
-    mesh.InfillBetweenTwoPoints(V(0, 0, 0), V(0, 1, 0), Real(1), &points);  // one piece
-    mesh.InfillBetweenTwoPoints(V(3, 3, 3), V(3, 3, 3), Real(1), &points);  // no length
+    CMeshTestAccess::InfillBetweenTwoPoints(mesh, V(0, 0, 0), V(0, 1, 0), Real(1), &points);  // one piece
+    CMeshTestAccess::InfillBetweenTwoPoints(mesh, V(3, 3, 3), V(3, 3, 3), Real(1), &points);  // no length
     EXPECT_EQ(points.GetCount(), 0u);
-    mesh.InfillBetweenTwoPoints(V(0, 0, 0), V(0, 0, 2), Real(1), &points);
+    CMeshTestAccess::InfillBetweenTwoPoints(mesh, V(0, 0, 0), V(0, 0, 2), Real(1), &points);
     ExpectPoints(points, Points{{0, 0, 1}});
 
     // The quotient of length and spacing is formed in the mesh precision:
@@ -60,7 +58,7 @@ TYPED_TEST(Infill, SegmentGetsItsInteriorPointsInOrderCountedInTheMeshPrecision)
     const double cases[][3] = {{2.1, 0.7, single ? 2.0 : 3.0}, {2.7, 0.9, single ? 3.0 : 2.0}, {0.3, 0.1, 2}};
     for (const auto& c : cases) {
         points.Clear(false);
-        mesh.InfillBetweenTwoPoints(V(0, 0, 0), V(Real(c[0]), 0, 0), Real(c[1]), &points);
+        CMeshTestAccess::InfillBetweenTwoPoints(mesh, V(0, 0, 0), V(Real(c[0]), 0, 0), Real(c[1]), &points);
         EXPECT_EQ(points.GetCount(), unsigned(c[2])) << c[0] << " / " << c[1];
     }
 }

@@ -2,7 +2,9 @@
 // result checked against what the operation means geometrically.
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cmath>
+#include <sstream>
 
 #include "ToolTestSupport.h"
 #include "core/MeshTopology.h"
@@ -30,15 +32,49 @@ bool IsClosedManifold(const CMeshData& mesh) {
 
 }  // namespace
 
-TEST(Subcommands, EveryCommandHasHelp) {
+TEST(Subcommands, HelpAndParserAgreeOnEveryOption) {
+    // Every option a command's help lists is accepted (with a value when the
+    // help names one), every option its usage line shows is listed, and an
+    // option it does not list is refused: the help cannot drift from the
+    // parser. The input is missing, so each run ends right after parsing.
     const CRun overview = RunQuorvel({"--help"});
     ExpectSuccess(overview);
+    const std::string missing = "/nonexistent/quorvel-test.obj";
     for (const std::string command :
          {"remesh", "info", "smooth", "offset", "subdivide", "thicken", "contour", "infill"}) {
-        EXPECT_NE(overview.m_Out.find("  " + command + " "), std::string::npos) << command;
+        SCOPED_TRACE(command);
+        EXPECT_NE(overview.m_Out.find("  " + command + " "), std::string::npos);
         const CRun help = RunQuorvel({command, "--help"});
         ExpectSuccess(help);
-        EXPECT_EQ(help.m_Out.rfind("usage: quorvel " + command, 0), 0u) << help.m_Out;
+        ASSERT_EQ(help.m_Out.rfind("usage: quorvel " + command, 0), 0u) << help.m_Out;
+        const std::size_t table = help.m_Out.find("\noptions:\n");
+        ASSERT_NE(table, std::string::npos);
+        std::istringstream rows(help.m_Out.substr(table + 10));
+        std::string row, listed;
+        while (std::getline(rows, row) && row.rfind("  -", 0) == 0) {
+            std::istringstream words(row);
+            std::vector<std::string> names;
+            std::string word;
+            while (words >> word && word[0] == '-') names.push_back(word.back() == ',' ? word.substr(0, word.size() - 1) : word);
+            const bool takesValue = !word.empty() && word[0] != '-' && std::isupper(static_cast<unsigned char>(word[0]));
+            for (const std::string& name : names) {
+                listed += name + " ";
+                std::vector<std::string> arguments = {command, missing, name};
+                if (takesValue) arguments.push_back("1");
+                const CRun run = RunQuorvel(arguments);
+                EXPECT_EQ(run.m_Status, 2) << name;
+                EXPECT_EQ(run.m_Err.find("unknown option"), std::string::npos) << run.m_Err;
+                EXPECT_EQ(run.m_Err.find("value"), std::string::npos) << run.m_Err;
+            }
+        }
+        const std::string usage = help.m_Out.substr(0, help.m_Out.find('\n'));
+        for (std::size_t at = usage.find("--"); at != std::string::npos; at = usage.find("--", at + 2)) {
+            const std::string name = usage.substr(at, usage.find_first_of(" ]|", at) - at);
+            EXPECT_NE(listed.find(name + " "), std::string::npos) << name << " is in the usage line only";
+        }
+        const CRun bogus = RunQuorvel({command, missing, "--bogus"});
+        EXPECT_EQ(bogus.m_Status, 2);
+        EXPECT_NE(bogus.m_Err.find("unknown option '--bogus'"), std::string::npos) << bogus.m_Err;
     }
 }
 

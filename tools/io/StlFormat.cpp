@@ -150,14 +150,17 @@ Point FacetNormal(const Point& a, const Point& b, const Point& c)
 
 CMeshData ReadStl(std::string_view data, const std::string& fileName)
 {
-    if (LooksLikeAscii(data)) {
-        // A binary file whose size matches its triangle count exactly is
-        // binary, whatever its header says.
-        if (data.size() >= 84 && 84 + 50 * std::uint64_t(ReadUInt32(data.data() + 80)) == data.size())
-            return ReadBinaryStl(data, fileName);
-        return ReadAsciiStl(data, fileName);
-    }
-    return ReadBinaryStl(data, fileName);
+    // A binary file whose size matches its triangle count exactly is binary,
+    // whatever its header says.
+    const bool sizedAsBinary =
+        data.size() >= 84 && 84 + 50 * std::uint64_t(ReadUInt32(data.data() + 80)) == data.size();
+    if (sizedAsBinary)
+        return ReadBinaryStl(data, fileName);
+    // The byte order mark some editors write is dropped only here: a binary
+    // header is free text and may start with anything.
+    if (data.substr(0, 3) == "\xEF\xBB\xBF" && LooksLikeAscii(data.substr(3)))
+        return ReadAsciiStl(data.substr(3), fileName);
+    return LooksLikeAscii(data) ? ReadAsciiStl(data, fileName) : ReadBinaryStl(data, fileName);
 }
 
 void WriteStl(COutputFile& out, const CMeshData& mesh, EEncoding encoding)

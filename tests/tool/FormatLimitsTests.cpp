@@ -1,0 +1,245 @@
+// The readers against malformed files of each format, against the line
+// endings and byte order marks that editors leave, and the writers at the
+// limits of what each format holds.
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <cstring>
+#include <limits>
+
+#include "ToolTestSupport.h"
+#include "core/ToolError.h"
+#include "io/MeshFormats.h"
+
+using namespace QuorvelToolTest;
+
+namespace {
+
+// The message a read of `bytes` as file `name` fails with, or a note that it
+// did not fail.
+std::string ReadError(const CScratchDirectory& dir, const std::string& name, const std::string& bytes) {
+    WriteFile(dir.Path(name), bytes);
+    try {
+        ReadMeshFile(dir.Path(name));
+    } catch (const CToolError& error) {
+        return error.what();
+    }
+    return "(read without error)";
+}
+
+std::string PlyHeader(const std::string& format, const std::string& vertexProperties, unsigned int vertices,
+                      const std::string& cornerList, unsigned int faces) {
+    return "ply\nformat " + format + " 1.0\nelement vertex " + std::to_string(vertices) + "\n" + vertexProperties +
+           "element face " + std::to_string(faces) + "\nproperty list " + cornerList + " vertex_indices\nend_header\n";
+}
+const std::string FloatXyz = "property float x\nproperty float y\nproperty float z\n";
+
+// Replaces every "\n" by `ending`, or, for "mixed", every other one by "\r\n".
+std::string WithEndings(const std::string& text, const std::string& ending) {
+    std::string out;
+    bool odd = false;
+    for (char c : text) {
+        if (c == '\n') out += ending == "mixed" ? ((odd = !odd) ? "\r\n" : "\n") : ending;
+        else out += c;
+    }
+    return out;
+}
+
+bool SameBits(const std::vector<Point>& a, const std::vector<Point>& b) {
+    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(Point)) == 0;
+}
+
+}  // namespace
+
+TEST(FormatLimits, MalformedFilesOfEachFormatAreRefusedAtTheirPlace) {
+    const std::string triangle = "0 0 0\n1 0 0\n0 1 0\n";
+    std::string negativeList = PlyHeader("binary_little_endian", FloatXyz, 3, "char int", 1);
+    for (int i = 0; i < 9; ++i) AppendBytes(negativeList, 0.f);
+    AppendBytes(negativeList, std::int8_t(-1));
+    const auto binaryFace = [](const std::string& cornerList, auto... corners) {
+        std::string bytes = PlyHeader("binary_little_endian", FloatXyz, 3, cornerList, 1);
+        for (int i = 0; i < 9; ++i) AppendBytes(bytes, float(i % 4 == 0));
+        AppendBytes(bytes, std::uint8_t(sizeof...(corners)));
+        (AppendBytes(bytes, corners), ...);
+        return bytes;
+    };
+    std::string nanVertex = PlyHeader("binary_big_endian", "property double x\nproperty double y\nproperty double z\n",
+                                      2, "uchar int", 0);
+    for (double c : {0.0, 0.0, 0.0, 1.0, -std::numeric_limits<double>::infinity(), 0.0}) AppendBytes(nanVertex, c, true);
+    std::string shortStl(80, ' ');
+    AppendBytes(shortStl, std::uint32_t(2));
+    shortStl += std::string(50, '\0');
+
+    const struct {
+        const char* m_Name;
+        std::string m_Bytes;
+        const char* m_Place;  // ":LINE: " for text, ": " where no line applies
+        const char* m_Fragment;
+    } cases[] = {
+        // PLY headers.
+        {"noformat.ply", "ply\nelement vertex 0\nend_header\n", ":3: ", "no format line"},
+        {"format.ply", "ply\nformat binary_middle_endian 1.0\nend_header\n", ":2: ", "unknown PLY format"},
+        {"early.ply", "ply\nformat ascii 1.0\nproperty float x\n", ":3: ", "before any element"},
+        {"type.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty float128 x\n", ":4: ", "'float128'"},
+        {"listcount.ply", PlyHeader("ascii", FloatXyz, 3, "float int", 1), ":8: ", "integer type"},
+        {"noz.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nproperty float y\nend_header\n0 0\n",
+         ":6: ", "lacks an x, y or z"},
+        {"nolist.ply", "ply\nformat ascii 1.0\nelement vertex 0\n" + FloatXyz + "element face 0\nproperty int n\n"
+                       "end_header\n", ":9: ", "vertex_indices"},
+        // PLY bodies, text and binary.
+        {"few.ply", PlyHeader("ascii", FloatXyz, 3, "uchar int", 1) + triangle + "3 0 1\n", ":13: ", "too few values"},
+        {"many.ply", PlyHeader("ascii", FloatXyz, 3, "uchar int", 1) + "0 0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n", ":10: ",
+         "more values"},
+        {"nan.ply", PlyHeader("ascii", FloatXyz, 3, "uchar int", 1) + "0 0 0\nnan 0 0\n0 1 0\n3 0 1 2\n", ":11: ",
+         "non-finite"},
+        {"count.ply", PlyHeader("ascii", FloatXyz, 1000000, "uchar int", 1) + triangle + "3 0 1 2\n", ":9: ",
+         "more elements than the rest of the file"},
+        {"inf.ply", nanVertex, ": ", "non-finite coordinate in vertex 1"},
+        {"negative.ply", negativeList, ": ", "negative list length"},
+        {"floatindex.ply", binaryFace("uchar float", 0.f, 1.f, 2.f), ": ", "integer type"},
+        {"range.ply", binaryFace("uchar uint", 0u, 1u, 3u), ": ", "index 3 out of range"},
+        {"ushort.ply", binaryFace("uchar ushort", std::uint16_t(0), std::uint16_t(1), std::uint16_t(65535)), ": ",
+         "index 65535 out of range"},
+        {"short.ply", binaryFace("uchar short", std::int16_t(0), std::int16_t(1), std::int16_t(-1)), ": ",
+         "index -1 out of range"},
+        // OBJ.
+        {"before.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf -4 -3 -2\n", ":4: ", "before the first vertex"},
+        {"corner.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 x 3\n", ":4: ", "malformed face corner 'x'"},
+        {"huge.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 99999999999999999999\n", ":4: ", "malformed face corner"},
+        // OFF.
+        {"counts.off", "OFF\n3\n" + triangle, ":2: ", "vertex and face counts"},
+        {"negative.off", "OFF\n-3 1 0\n" + triangle + "3 0 1 2\n", ":2: ", "malformed vertex count '-3'"},
+        {"binary.off", "OFF BINARY\n3 1 0\n", ":1: ", "binary OFF"},
+        {"corners.off", "OFF\n3 1 0\n" + triangle + "4 0 1 2\n", ":6: ", "lists 4 corners but gives 3"},
+        {"dimension.off", "4OFF\n3 1 0\n" + triangle + "3 0 1 2\n", ":1: ", "not an OFF file"},
+        // STL.
+        {"outside.stl", "solid s\nfacet normal 0 0 1\nvertex 0 0 0\n", ":3: ", "outside an 'outer loop'"},
+        {"nested.stl", "solid s\nfacet normal 0 0 1\nouter loop\nouter loop\n", ":4: ", "inside another loop"},
+        {"keyword.stl", "solid s\nfacet normal 0 0 1\nouter loop\nvertices 0 0 0\n", ":4: ", "unexpected 'vertices'"},
+        {"two.stl", "solid s\nfacet normal 0 0 1\nouter loop\nvertex 0 0\n", ":4: ", "three coordinates"},
+        {"float.stl", "solid s\nfacet normal 0 0 1\nouter loop\nvertex 1e39 0 0\n", ":4: ", "non-finite"},
+        {"short.stl", shortStl, ": ", "declares 2 triangles"},
+    };
+    CScratchDirectory dir;
+    for (const auto& bad : cases) {
+        SCOPED_TRACE(bad.m_Name);
+        const std::string message = ReadError(dir, bad.m_Name, bad.m_Bytes);
+        EXPECT_EQ(message.rfind(dir.Path(bad.m_Name) + bad.m_Place, 0), 0u) << message;
+        EXPECT_NE(message.find(bad.m_Fragment), std::string::npos) << message;
+    }
+}
+
+TEST(FormatLimits, LineEndingsAndByteOrderMarksChangeNothingThatIsRead) {
+    // A square of two triangles in each text format, plus a binary PLY whose
+    // header alone is text.
+    const std::string obj = "# square\nv 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nf 1 2 3\nf 1 3 4\n";
+    const std::string off = "OFF\n4 2 0\n0 0 0\n1 0 0\n1 1 0\n0 1 0\n3 0 1 2\n3 0 2 3\n";
+    const std::string ply = PlyHeader("ascii", FloatXyz, 4, "uchar int", 2) + "0 0 0\n1 0 0\n1 1 0\n0 1 0\n"
+                            "3 0 1 2\n3 0 2 3\n";
+    const std::string stl = "solid square\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 0 0\nvertex 1 1 0\n"
+                            "endloop\nendfacet\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 1 0\n"
+                            "vertex 0 1 0\nendloop\nendfacet\nendsolid square\n";
+    std::string body;
+    for (float c : {0.f, 0.f, 0.f, 1.f, 0.f, 0.f, 1.f, 1.f, 0.f, 0.f, 1.f, 0.f}) AppendBytes(body, c);
+    for (int corner : {0, 1, 2, 0, 2, 3}) {
+        if (corner == 0) AppendBytes(body, std::uint8_t(3));
+        AppendBytes(body, std::int32_t(corner));
+    }
+    const std::string binary = PlyHeader("binary_little_endian", FloatXyz, 4, "uchar int", 2);
+
+    const std::vector<Point> square = {Point(0, 0, 0), Point(1, 0, 0), Point(1, 1, 0), Point(0, 1, 0)};
+    const std::vector<Triangle> faces = {{0, 1, 2}, {0, 2, 3}};
+    CScratchDirectory dir;
+    for (const std::string ending : {"\n", "\r\n", "mixed"}) {
+        for (const std::string bom : {"", "\xEF\xBB\xBF"}) {
+            SCOPED_TRACE(std::string(ending == "\n" ? "LF" : ending == "mixed" ? "mixed" : "CRLF") + (bom.empty() ? "" : " BOM"));
+            for (const auto& [name, text] : std::vector<std::pair<std::string, std::string>>{
+                     {"s.obj", bom + WithEndings(obj, ending)}, {"s.off", bom + WithEndings(off, ending)},
+                     {"s.ply", bom + WithEndings(ply, ending)}, {"b.ply", bom + WithEndings(binary, ending) + body},
+                     {"s.stl", bom + WithEndings(stl, ending)}}) {
+                WriteFile(dir.Path(name), text);
+                try {
+                    const CMeshData mesh = ReadMeshFile(dir.Path(name));
+                    EXPECT_EQ(mesh.m_Positions, square) << name;
+                    EXPECT_EQ(mesh.m_Triangles, faces) << name;
+                } catch (const CToolError& error) {
+                    ADD_FAILURE() << error.what();
+                }
+            }
+            // Line numbers in messages still count lines.
+            const std::string bad = WithEndings("v 0 0 0\nv 1 0 0\nv 0 x 0\nf 1 2 3\n", ending);
+            EXPECT_EQ(ReadError(dir, "bad.obj", bom + bad).rfind(dir.Path("bad.obj") + ":3: ", 0), 0u);
+        }
+    }
+}
+
+TEST(FormatLimits, EveryFormatGivesBackEveryValueItCanHold) {
+    // Doubles at the ends of the range, subnormals, negative zero and values
+    // that need all seventeen digits survive OFF, OBJ and PLY bit for bit.
+    const double big = DBL_MAX, small = std::numeric_limits<double>::denorm_min();
+    CMeshData extremes;
+    extremes.m_Positions = {Point(big, -big, DBL_MIN), Point(small, -small, -0.0), Point(0.1, 1.0 / 3.0, 2.0 / 3.0),
+                            Point(123456789.12345679, -1e-300, 1e300)};
+    extremes.m_Triangles = {{0, 1, 2}, {1, 2, 3}};
+    // Single-precision counterparts for STL, which stores floats (and welds
+    // the two zeros into +0).
+    CMeshData floats;
+    floats.m_Positions = {Point(FLT_MAX, -FLT_MAX, FLT_MIN), Point(std::numeric_limits<float>::denorm_min(), 0.1f, -2.5f),
+                          Point(1.f / 3.f, 16777217.0f, -1e-30f), Point(1, 2, 3)};
+    floats.m_Triangles = {{0, 1, 2}, {1, 3, 2}};
+    // Indices beyond 16 bits, in a file large enough to need them.
+    CMeshData wide;
+    for (std::uint32_t v = 0; v < 70000; ++v) wide.m_Positions.emplace_back(v, v % 7, 0);
+    wide.m_Triangles = {{0, 65535, 65536}, {69999, 1, 32768}};
+
+    CScratchDirectory dir;
+    for (const auto& [name, encoding] : std::vector<std::pair<std::string, EEncoding>>{
+             {"a.off", EEncoding::Text}, {"a.obj", EEncoding::Text}, {"a.ply", EEncoding::Text},
+             {"b.ply", EEncoding::Binary}}) {
+        SCOPED_TRACE(name);
+        for (const CMeshData* mesh : {&extremes, &wide}) {
+            WriteMeshFile(dir.Path(name), *mesh, encoding);
+            const CMeshData back = ReadMeshFile(dir.Path(name));
+            EXPECT_TRUE(SameBits(back.m_Positions, mesh->m_Positions));
+            EXPECT_EQ(back.m_Triangles, mesh->m_Triangles);
+        }
+    }
+    for (const auto& [name, encoding] : std::vector<std::pair<std::string, EEncoding>>{
+             {"a.stl", EEncoding::Text}, {"b.stl", EEncoding::Binary}}) {
+        SCOPED_TRACE(name);
+        WriteMeshFile(dir.Path(name), floats, encoding);
+        const CMeshData back = ReadMeshFile(dir.Path(name));
+        EXPECT_TRUE(SameBits(back.m_Positions, floats.m_Positions));
+        EXPECT_EQ(back.m_Triangles, floats.m_Triangles);
+    }
+
+    // PLY of either byte order with coordinates and corners of every integer
+    // width reads the same values.
+    for (const bool bigEndian : {false, true}) {
+        SCOPED_TRACE(bigEndian ? "big-endian" : "little-endian");
+        std::string file = PlyHeader(bigEndian ? "binary_big_endian" : "binary_little_endian",
+                                     "property char x\nproperty ushort y\nproperty int skipped\nproperty double z\n", 3,
+                                     "ushort uint", 1);
+        file.insert(file.find("end_header"), "element extra 1\nproperty list int short values\n");
+        for (int v = 0; v < 3; ++v) {
+            AppendBytes(file, std::int8_t(v == 0 ? -128 : 127), bigEndian);
+            AppendBytes(file, std::uint16_t(v == 1 ? 65535 : 0), bigEndian);
+            AppendBytes(file, std::int32_t(-1), bigEndian);
+            AppendBytes(file, v == 2 ? -0.5e-310 : 1e308, bigEndian);
+        }
+        AppendBytes(file, std::uint16_t(3), bigEndian);
+        for (std::uint32_t corner : {2u, 0u, 1u}) AppendBytes(file, corner, bigEndian);
+        AppendBytes(file, std::int32_t(2), bigEndian);
+        AppendBytes(file, std::int16_t(-7), bigEndian);
+        AppendBytes(file, std::int16_t(7), bigEndian);
+        WriteFile(dir.Path("e.ply"), file);
+        const CMeshData mesh = ReadMeshFile(dir.Path("e.ply"));
+        EXPECT_EQ(mesh.m_Positions,
+                  (std::vector<Point>{Point(-128, 0, 1e308), Point(127, 65535, 1e308), Point(127, 0, -0.5e-310)}));
+        EXPECT_EQ(mesh.m_Triangles, (std::vector<Triangle>{{2, 0, 1}}));
+        // The same file cut anywhere in its data is refused, never misread.
+        const std::size_t header = file.find("end_header\n") + 11;
+        for (std::size_t cut = header; cut < file.size(); cut += 3)
+            EXPECT_NE(ReadError(dir, "cut.ply", file.substr(0, cut)).find("truncated"), std::string::npos) << cut;
+    }
+}
