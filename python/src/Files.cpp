@@ -28,8 +28,9 @@ std::string PathText(const py::object& path)
 
 [[noreturn]] void RaiseOs(PyObject* type, int code, const std::string& message, const std::string& path)
 {
+    // OSError(errno, ...) gives the subclass that fits the code.
     py::object error = py::reinterpret_borrow<py::object>(type)(code, message, path);
-    PyErr_SetObject(type, error.ptr());
+    PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(error.ptr())), error.ptr());
     throw py::error_already_set();
 }
 
@@ -42,6 +43,11 @@ CBoundMesh Load(const py::object& pathObject, const py::object& dtype)
         if (name != "float32" && name != "float64")
             ThrowValue("dtype must be float32 or float64, not " + name);
         precision = name == "float32" ? 32 : 64;
+    }
+    try {
+        Tool::FormatFromFileName(path);
+    } catch (const Tool::CToolError& error) {
+        RethrowToolError(error);
     }
     Tool::CMeshData data;
     std::string failure;
@@ -82,7 +88,10 @@ void Save(const CBoundMesh& self, const py::object& pathObject, bool ascii)
     try {
         Tool::CheckOutputWritable(path);
     } catch (const Tool::CToolError& error) {
-        RaiseOs(PyExc_OSError, EACCES, error.what(), path);
+        std::error_code code;
+        const std::filesystem::path parent = std::filesystem::path(path).parent_path();
+        const bool missing = !parent.empty() && !std::filesystem::is_directory(parent, code);
+        RaiseOs(PyExc_OSError, missing ? ENOENT : EACCES, error.what(), path);
     }
     std::string failure;
     {
