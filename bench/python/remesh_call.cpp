@@ -1,0 +1,135 @@
+// The C++ side of the Python overhead benchmark (bench/python/run.py): builds
+// the scan-like bumpy sphere of bench/peers at a given face count, writes it
+// to a file for the Python side, and times the same remesh from C++:
+//   library  the mesh filled from arrays, RemeshPreservingShape, the result
+//            copied out (what a C++ caller of the library writes);
+//   pipeline the preparation of `quorvel remesh` around the same call (weld,
+//            drop repeated and duplicate faces, orient, unit scale), which
+//            Mesh.remesh also runs.
+// Usage: bench_python_remesh OUTPUT.ply [FACES] [REPEAT]; prints the fastest
+// time of each in seconds.
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "../peers/ScanLikeMesh.h"
+#include "commands/CommandSupport.h"
+#include "core/MeshRepair.h"
+#include "core/MeshTopology.h"
+#include "core/ToolMesh.h"
+#include "io/MeshFormats.h"
+
+using namespace Corvane::Pellix::Quorvel;
+using namespace Corvane::Pellix::Quorvel::Tool;
+
+namespace {
+
+CMeshData Generate(int faces)
+{
+    const int trial = 40;
+    const CMeshData probe = PeerBench::MarchingTetrahedra(PeerBench::BumpySphere, trial, -1.3, 1.3);
+    const int cells = static_cast<int>(std::lround(trial * std::sqrt(double(faces) / probe.m_Triangles.size())));
+    return PeerBench::MarchingTetrahedra(PeerBench::BumpySphere, cells, -1.3, 1.3);
+}
+
+double Seconds(std::chrono::steady_clock::time_point start)
+{
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// Positions and faces as flat arrays, the form numpy hands over.
+struct CArrays {
+    std::vector<double> m_Positions;
+    std::vector<unsigned int> m_Faces;
+};
+
+CArrays ToArrays(const CMeshData& mesh)
+{
+    CArrays a;
+    for (const Point& p : mesh.m_Positions)
+        a.m_Positions.insert(a.m_Positions.end(), {p.x, p.y, p.z});
+    for (const Triangle& t : mesh.m_Triangles)
+        a.m_Faces.insert(a.m_Faces.end(), {t[0], t[1], t[2]});
+    return a;
+}
+
+CArrays Library(const CArrays& in, double target)
+{
+    ToolMesh mesh;
+    mesh.SetUseExponentialGrowth(true);
+    const unsigned int n = static_cast<unsigned int>(in.m_Positions.size() / 3);
+    const unsigned int m = static_cast<unsigned int>(in.m_Faces.size() / 3);
+    mesh.m_Vertices.Expand(n);
+    for (unsigned int i = 0; i < n; ++i)
+        mesh.m_Vertices[i] = TVertexPN<double>(
+            Point(in.m_Positions[3 * i], in.m_Positions[3 * i + 1], in.m_Positions[3 * i + 2]), Point());
+    mesh.m_Faces.Expand(m);
+    for (unsigned int i = 0; i < m; ++i)
+        mesh.m_Faces[i] = ToolMesh::Face(in.m_Faces[3 * i], in.m_Faces[3 * i + 1], in.m_Faces[3 * i + 2]);
+    mesh.DetermineBoundingBox(true);
+    mesh.RemeshPreservingShape(target);
+    CArrays out;
+    for (unsigned int i = 0; i < mesh.m_Vertices.GetCount(); ++i) {
+        const Point& p = mesh.m_Vertices[i].m_Position;
+        out.m_Positions.insert(out.m_Positions.end(), {p.x, p.y, p.z});
+    }
+    for (unsigned int i = 0; i < mesh.m_Faces.GetCount(); ++i)
+        for (int k = 0; k < 3; ++k)
+            out.m_Faces.push_back(mesh.m_Faces[i].m_Corners[k]);
+    return out;
+}
+
+CMeshData Pipeline(const CMeshData& original)
+{
+    CMeshData input = original;
+    CRepairSummary summary;
+    WeldCoincidentVertices(input, summary);
+    DropRepeatedCornerFaces(input, summary);
+    DropDuplicateFaces(input, summary);
+    OrientFaces(input, summary);
+    DropUnusedVertices(input, summary);
+    const int exponent = UnitScaleExponent(input, false);
+    ScaleByPowerOfTwo(input, exponent);
+    const double target = TrueMeanEdgeLength(input);
+    ToolMesh mesh;
+    LoadIntoMesh(input, mesh);
+    mesh.RemeshPreservingShape(target);
+    CMeshData result = ExtractFromMesh(mesh);
+    ScaleByPowerOfTwo(result, -exponent);
+    DropRepeatedCornerFaces(result, summary);
+    DropUnusedVertices(result, summary);
+    return result;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: %s OUTPUT.ply [FACES] [REPEAT]\n", argv[0]);
+        return 2;
+    }
+    const int faces = argc > 2 ? std::atoi(argv[2]) : 50000;
+    const int repeat = argc > 3 ? std::atoi(argv[3]) : 3;
+    const CMeshData mesh = Generate(faces);
+    WriteMeshFile(argv[1], mesh, EEncoding::Binary);
+    const CArrays arrays = ToArrays(mesh);
+    const double target = TrueMeanEdgeLength(mesh);
+
+    double library = HUGE_VAL, pipeline = HUGE_VAL;
+    std::size_t facesOut = 0;
+    for (int r = 0; r < repeat; ++r) {
+        auto start = std::chrono::steady_clock::now();
+        const CArrays out = Library(arrays, target);
+        library = std::min(library, Seconds(start));
+        start = std::chrono::steady_clock::now();
+        facesOut = Pipeline(mesh).m_Triangles.size();
+        pipeline = std::min(pipeline, Seconds(start));
+    }
+    std::printf("faces_in %zu\nfaces_out %zu\nlibrary %.4f\npipeline %.4f\n", mesh.m_Triangles.size(), facesOut,
+                library, pipeline);
+    return 0;
+}
