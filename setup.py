@@ -23,6 +23,9 @@ class CMakeBuild(build_ext):
         package_dir = os.path.dirname(os.path.abspath(self.get_ext_fullpath(ext.name)))
         build_dir = os.environ.get("QUORVEL_BUILD_DIR", os.path.join(ROOT, "build", "python-package"))
         jobs = os.environ.get("QUORVEL_BUILD_JOBS", str(os.cpu_count() or 1))
+        # Paths relative to the sources let a compiler cache serve this build
+        # from an earlier one in another directory.
+        os.environ.setdefault("CCACHE_BASEDIR", ROOT)
         subprocess.check_call([
             "cmake", "-S", ROOT, "-B", build_dir, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release",
             "-DQUORVEL_BUILD_TESTS=OFF", "-DQUORVEL_BUILD_BENCHMARKS=OFF", "-DQUORVEL_BUILD_TOOLS=ON",

@@ -60,6 +60,16 @@ class TestCallbackStops:
         np.testing.assert_array_equal(mesh.vertices, before)
 
 
+@pytest.fixture(autouse=False)
+def python_sigint_handler():
+    # Test runners may start Python with SIGINT ignored or left to the system
+    # (ctest does); Ctrl-C in an interactive interpreter meets this handler.
+    previous = signal.signal(signal.SIGINT, signal.default_int_handler)
+    yield
+    signal.signal(signal.SIGINT, previous)
+
+
+@pytest.mark.usefixtures("python_sigint_handler")
 class TestCtrlC:
     def interrupt_soon(self, delay=0.3):
         timer = threading.Timer(delay, os.kill, (os.getpid(), signal.SIGINT))
