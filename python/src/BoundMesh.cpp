@@ -26,6 +26,21 @@ void RethrowToolError(const std::exception& error)
     throw py::value_error(error.what());
 }
 
+CBoundMesh::CChangeLock::CChangeLock(CBoundMesh& mesh) : m_Mesh(mesh)
+{
+    if (mesh.m_ChangeOwner.load() == std::this_thread::get_id())
+        throw std::runtime_error("this mesh is being changed by the call whose progress callback is running; change "
+                                 "a copy instead");
+    mesh.m_ChangeMutex.lock();
+    mesh.m_ChangeOwner = std::this_thread::get_id();
+}
+
+CBoundMesh::CChangeLock::~CChangeLock()
+{
+    m_Mesh.m_ChangeOwner = std::thread::id();
+    m_Mesh.m_ChangeMutex.unlock();
+}
+
 void CheckSignals()
 {
     py::gil_scoped_acquire gil;
@@ -343,7 +358,7 @@ void SetVertices(CBoundMesh& self, const py::object& vertices)
     std::vector<Tool::Point> positions;
     ReadPositions(vertices, "vertices", positions, self.IsSingle() ? 32 : 64);
     py::gil_scoped_release release;
-    std::lock_guard<std::mutex> change(self.m_ChangeMutex);
+    CBoundMesh::CChangeLock change(self);
     Tool::CMeshData data = ExtractData(self.Get());
     if (positions.size() != data.m_Positions.size()) {
         py::gil_scoped_acquire gil;

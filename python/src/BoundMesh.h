@@ -11,9 +11,11 @@
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <variant>
 
 #include "core/ToolMesh.h"
@@ -52,11 +54,24 @@ public:
     }
     bool IsSingle() const { return std::holds_alternative<FloatSnapshot>(Get()); }
 
-    // Changes of one Python object run one at a time; taken with the GIL
-    // released, so that a progress callback of the running change can take it.
-    std::mutex m_ChangeMutex;
+    // Changes of one Python object run one at a time. The lock is taken with
+    // the GIL released, so that a progress callback of the running change can
+    // take the GIL; a change started from that callback, on the thread that
+    // holds the lock, would wait for itself and raises RuntimeError instead.
+    class CChangeLock {
+    public:
+        explicit CChangeLock(CBoundMesh& mesh);
+        ~CChangeLock();
+        CChangeLock(const CChangeLock&) = delete;
+        CChangeLock& operator=(const CChangeLock&) = delete;
+
+    private:
+        CBoundMesh& m_Mesh;
+    };
 
 private:
+    std::mutex m_ChangeMutex;
+    std::atomic<std::thread::id> m_ChangeOwner{};
     mutable std::mutex m_Guard;
     Snapshot m_Snapshot;
 };

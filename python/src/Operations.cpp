@@ -170,7 +170,7 @@ void Change(CBoundMesh& self, Work work)
     std::vector<std::string> notes;
     {
         py::gil_scoped_release release;
-        std::lock_guard<std::mutex> change(self.m_ChangeMutex);
+        CBoundMesh::CChangeLock change(self);
         Snapshot next;
         try {
             next = work(self.Get(), notes);

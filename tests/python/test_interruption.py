@@ -110,3 +110,19 @@ class TestCtrlC:
                 mesh.is_within(points)
         finally:
             timer.cancel()
+
+
+class TestReentrance:
+    def test_callback_may_read_the_mesh_but_not_change_it(self):
+        mesh = quorvel.Mesh(*icosphere(2))
+        areas = []
+
+        def progress(done, total):
+            areas.append(mesh.area)
+            if done == 1:
+                mesh.smooth()
+
+        with pytest.raises(RuntimeError, match="being changed by the call whose progress callback is running"):
+            mesh.remesh(progress=progress)
+        assert mesh.face_count == 320 and len(set(areas)) == 1
+        mesh.smooth()  # the lock was released
