@@ -1,19 +1,23 @@
-// The C++ side of the Python overhead benchmark (bench/python/run.py): builds
-// the scan-like bumpy sphere of bench/peers at a given face count, writes it
-// to a file for the Python side, and times the same remesh from C++:
-//   library  the mesh filled from arrays, RemeshPreservingShape, the result
-//            copied out (what a C++ caller of the library writes);
-//   pipeline the preparation of `quorvel remesh` around the same call (weld,
-//            drop repeated and duplicate faces, orient, unit scale), which
-//            Mesh.remesh also runs.
-// Usage: bench_python_remesh OUTPUT.ply [FACES] [REPEAT]; prints the fastest
-// time of each in seconds.
+// The C++ side of the Python overhead benchmark (bench/python/run.py).
+//   bench_python_remesh write OUTPUT.ply [FACES]
+//       writes the scan-like bumpy sphere of bench/peers at about FACES faces;
+//   bench_python_remesh time INPUT.ply
+//       times one run each of the same remesh from C++:
+//       library   the mesh filled from arrays, RemeshPreservingShape, the
+//                 result copied out (what a C++ caller of the library writes);
+//       pipeline  the preparation of `quorvel remesh` around the same call
+//                 (weld, drop repeated and duplicate faces, orient, unit
+//                 scale), which Mesh.remesh also runs;
+//       and prints wall and processor seconds of each. run.py alternates these
+//       runs with the Python ones so that both meet the same machine load.
 #include <algorithm>
 #include <chrono>
+#include <ctime>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "../peers/ScanLikeMesh.h"
 #include "commands/CommandSupport.h"
@@ -108,28 +112,31 @@ CMeshData Pipeline(const CMeshData& original)
 
 int main(int argc, char** argv)
 {
-    if (argc < 2) {
-        std::fprintf(stderr, "usage: %s OUTPUT.ply [FACES] [REPEAT]\n", argv[0]);
+    const std::string mode = argc > 2 ? argv[1] : "";
+    if (mode == "write") {
+        WriteMeshFile(argv[2], Generate(argc > 3 ? std::atoi(argv[3]) : 50000), EEncoding::Binary);
+        return 0;
+    }
+    if (mode != "time") {
+        std::fprintf(stderr, "usage: %s write OUTPUT.ply [FACES] | time INPUT.ply\n", argv[0]);
         return 2;
     }
-    const int faces = argc > 2 ? std::atoi(argv[2]) : 50000;
-    const int repeat = argc > 3 ? std::atoi(argv[3]) : 3;
-    const CMeshData mesh = Generate(faces);
-    WriteMeshFile(argv[1], mesh, EEncoding::Binary);
+    const CMeshData mesh = ReadMeshFile(argv[2]);
     const CArrays arrays = ToArrays(mesh);
     const double target = TrueMeanEdgeLength(mesh);
 
-    double library = HUGE_VAL, pipeline = HUGE_VAL;
-    std::size_t facesOut = 0;
-    for (int r = 0; r < repeat; ++r) {
-        auto start = std::chrono::steady_clock::now();
-        const CArrays out = Library(arrays, target);
-        library = std::min(library, Seconds(start));
-        start = std::chrono::steady_clock::now();
-        facesOut = Pipeline(mesh).m_Triangles.size();
-        pipeline = std::min(pipeline, Seconds(start));
-    }
-    std::printf("faces_in %zu\nfaces_out %zu\nlibrary %.4f\npipeline %.4f\n", mesh.m_Triangles.size(), facesOut,
-                library, pipeline);
-    return 0;
+    // One untimed run first: the timed ones then find the heap grown, as the
+    // Python runs (in one long-lived process) do.
+    Library(arrays, target);
+    auto start = std::chrono::steady_clock::now();
+    std::clock_t cpu = std::clock();
+    const CArrays out = Library(arrays, target);
+    const double libraryCpu = double(std::clock() - cpu) / CLOCKS_PER_SEC, library = Seconds(start);
+    start = std::chrono::steady_clock::now();
+    cpu = std::clock();
+    const std::size_t facesOut = Pipeline(mesh).m_Triangles.size();
+    const double pipelineCpu = double(std::clock() - cpu) / CLOCKS_PER_SEC, pipeline = Seconds(start);
+    std::printf("faces_in %zu\nfaces_out %zu\nlibrary %.4f\npipeline %.4f\nlibrary_cpu %.4f\npipeline_cpu %.4f\n",
+                mesh.m_Triangles.size(), facesOut, library, pipeline, libraryCpu, pipelineCpu);
+    return out.m_Faces.empty() ? 1 : 0;
 }

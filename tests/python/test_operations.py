@@ -17,6 +17,16 @@ def bumpy_sphere(subdivisions=3):
     return vertices * scale[:, None], faces
 
 
+def misoriented_soup():
+    """Every seventh face turned over, some faces given copies of their corners, one face repeated."""
+    vertices, faces = bumpy_sphere(2)
+    faces = faces.copy()
+    faces[::7] = faces[::7, ::-1]
+    loose = faces[::5].ravel()
+    faces[::5] = (len(vertices) + np.arange(len(loose))).reshape(-1, 3)
+    return np.vstack([vertices, vertices[loose]]), np.vstack([faces, faces[:1]])
+
+
 def neighbours(faces, count):
     edges = np.concatenate([faces[:, [0, 1]], faces[:, [1, 2]], faces[:, [2, 0]]])
     edges = np.unique(np.sort(edges, axis=1), axis=0)
@@ -45,7 +55,8 @@ class TestSameAsTheTool:
         (grid(12), ["--target", "0.05"], dict(target=0.05)),
         (bumpy_sphere(2), ["--method", "exact", "--relative", "1.5"], dict(method="exact", relative=1.5)),
         (grid(12, size=1e-200), ["--relative", "0.5"], dict(relative=0.5)),
-    ], ids=["preserve", "preserve-options", "open-target", "exact", "tiny-scale"])
+        (misoriented_soup(), [], {}),
+    ], ids=["preserve", "preserve-options", "open-target", "exact", "tiny-scale", "misoriented-soup"])
     def test_remesh(self, tmp_path, tool, pair, arguments, kwargs):
         mesh = quorvel.Mesh(*pair)
         mesh.save(tmp_path / "in.obj")
