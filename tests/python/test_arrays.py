@@ -1,0 +1,118 @@
+"""Meshes from numpy arrays and back: precision, memory order, copies."""
+
+import copy
+import pickle
+
+import numpy as np
+import pytest
+
+import quorvel
+from conftest import grid, icosphere, tetrahedron
+
+
+class TestRoundTrip:
+    def test_vertices_and_faces_come_back_unchanged(self):
+        vertices, faces = icosphere(1)
+        mesh = quorvel.Mesh(vertices, faces)
+        np.testing.assert_array_equal(mesh.vertices, vertices)
+        np.testing.assert_array_equal(mesh.faces, faces)
+        assert mesh.vertex_count == len(vertices) and mesh.face_count == len(faces)
+
+    def test_fortran_order_and_lists_give_the_same_mesh(self):
+        vertices, faces = icosphere(1)
+        reference = quorvel.Mesh(vertices, faces)
+        for v, f in [(np.asfortranarray(vertices), np.asfortranarray(faces)), (vertices.tolist(), faces.tolist()),
+                     (vertices[::1, ::1], faces.astype(np.uint16)), (vertices, faces.astype(np.int32))]:
+            mesh = quorvel.Mesh(v, f)
+            np.testing.assert_array_equal(mesh.vertices, reference.vertices)
+            np.testing.assert_array_equal(mesh.faces, reference.faces)
+
+    def test_strided_views_are_read_as_their_values(self):
+        vertices, faces = icosphere(1)
+        wide = np.zeros((len(vertices), 6))
+        wide[:, ::2] = vertices
+        mesh = quorvel.Mesh(wide[:, ::2], faces)
+        np.testing.assert_array_equal(mesh.vertices, vertices)
+
+    def test_float32_input_makes_a_single_precision_mesh(self):
+        vertices, faces = tetrahedron()
+        mesh = quorvel.Mesh(vertices.astype(np.float32), faces)
+        assert mesh.dtype == np.float32
+        assert mesh.vertices.dtype == np.float32 and mesh.vertex_normals.dtype == np.float32
+        np.testing.assert_array_equal(mesh.vertices, vertices.astype(np.float32))
+
+    def test_double_is_the_default_and_dtype_forces_a_precision(self):
+        vertices, faces = tetrahedron()
+        assert quorvel.Mesh(vertices.astype(int), faces).dtype == np.float64
+        assert quorvel.Mesh(vertices, faces, dtype=np.float32).dtype == np.float32
+        assert quorvel.Mesh(vertices.astype(np.float32), faces, dtype="float64").dtype == np.float64
+
+    def test_faces_are_int64(self):
+        assert quorvel.Mesh(*tetrahedron()).faces.dtype == np.int64
+
+
+class TestCopies:
+    def test_arrays_are_read_only_copies(self):
+        mesh = quorvel.Mesh(*tetrahedron())
+        vertices = mesh.vertices
+        with pytest.raises(ValueError):
+            vertices[0, 0] = 5
+        with pytest.raises(ValueError):
+            mesh.faces[0, 0] = 1
+        mesh.offset(0.5)
+        assert vertices[1, 0] == 1.0  # the earlier array does not follow the mesh
+
+    def test_assigning_vertices_moves_them(self):
+        mesh = quorvel.Mesh(*tetrahedron())
+        moved = mesh.vertices * 2
+        mesh.vertices = moved
+        np.testing.assert_array_equal(mesh.vertices, moved)
+        assert mesh.volume == pytest.approx(8 / 6)
+        np.testing.assert_array_equal(mesh.bounds, [[0, 0, 0], [2, 2, 2]])
+
+    def test_copies_are_independent(self):
+        mesh = quorvel.Mesh(*grid(4))
+        for duplicate in (mesh.copy(), copy.copy(mesh), copy.deepcopy(mesh)):
+            duplicate.offset(1.0)
+            assert not np.array_equal(duplicate.vertices, mesh.vertices)
+        np.testing.assert_array_equal(mesh.vertices, grid(4)[0])
+
+    def test_pickle_keeps_vertices_faces_and_precision(self):
+        for dtype in (np.float32, np.float64):
+            mesh = quorvel.Mesh(*icosphere(1), dtype=dtype)
+            back = pickle.loads(pickle.dumps(mesh))
+            assert back.dtype == dtype
+            np.testing.assert_array_equal(back.vertices, mesh.vertices)
+            np.testing.assert_array_equal(back.faces, mesh.faces)
+
+    def test_repr_names_counts_and_precision(self):
+        assert repr(quorvel.Mesh(*tetrahedron())) == "quorvel.Mesh(4 vertices, 4 faces, float64)"
+
+
+class TestNormals:
+    def test_face_normals_match_cross_products(self):
+        vertices, faces = icosphere(2)
+        mesh = quorvel.Mesh(vertices, faces)
+        a, b, c = (vertices[faces[:, k]] for k in range(3))
+        expected = np.cross(b - a, c - a)
+        expected /= np.linalg.norm(expected, axis=1)[:, None]
+        np.testing.assert_allclose(mesh.face_normals, expected, atol=1e-12)
+
+    def test_vertex_normals_are_the_normalised_sum_of_face_normals(self):
+        vertices, faces = grid(6)
+        mesh = quorvel.Mesh(vertices, faces)
+        summed = np.zeros_like(vertices)
+        for k in range(3):
+            np.add.at(summed, faces[:, k], mesh.face_normals)
+        expected = summed / np.linalg.norm(summed, axis=1)[:, None]
+        np.testing.assert_allclose(mesh.vertex_normals, expected, atol=1e-12)
+
+    def test_sphere_normals_point_outwards(self):
+        vertices, faces = icosphere(3)
+        mesh = quorvel.Mesh(vertices, faces)
+        assert np.all(np.einsum("ij,ij->i", mesh.vertex_normals, vertices) > 0.99)
+
+    def test_unused_vertex_has_a_zero_normal(self):
+        vertices, faces = tetrahedron()
+        mesh = quorvel.Mesh(np.vstack([vertices, [5, 5, 5]]), faces)
+        np.testing.assert_array_equal(mesh.vertex_normals[4], [0, 0, 0])

@@ -1,0 +1,128 @@
+"""Progress callbacks, exceptions from them, and Ctrl-C: the call stops and the
+mesh is left exactly as it was."""
+
+import os
+import signal
+import threading
+import time
+
+import numpy as np
+import pytest
+
+import quorvel
+from conftest import grid, icosphere
+
+
+def long_remesh_input():
+    # Far from the target, with many rounds: several seconds of work.
+    return quorvel.Mesh(*icosphere(4))
+
+
+class TestCallbackStops:
+    @pytest.mark.parametrize("error", [KeyboardInterrupt, RuntimeError])
+    def test_remesh(self, error):
+        mesh = long_remesh_input()
+        before = mesh.vertices
+        seen = []
+
+        def progress(done, total):
+            seen.append(done)
+            if done == 2:
+                raise error("stop")
+
+        with pytest.raises(error, match="stop"):
+            mesh.remesh(relative=0.5, iterations=50, progress=progress)
+        assert seen == [0, 1, 2]
+        np.testing.assert_array_equal(mesh.vertices, before)
+        assert mesh.face_count == 5120
+        mesh.remesh(iterations=1)  # still usable
+
+    def test_exact_remesh(self):
+        mesh = quorvel.Mesh(*icosphere(2))
+
+        def progress(done, total):
+            raise KeyboardInterrupt
+
+        with pytest.raises(KeyboardInterrupt):
+            mesh.remesh(method="exact", progress=progress)
+        assert mesh.face_count == 320
+
+    def test_smooth(self):
+        mesh = quorvel.Mesh(*grid(10))
+        before = mesh.vertices
+
+        def progress(done, total):
+            if done == 3:
+                raise ValueError("enough")
+
+        with pytest.raises(ValueError, match="enough"):
+            mesh.smooth(iterations=100, progress=progress)
+        np.testing.assert_array_equal(mesh.vertices, before)
+
+
+@pytest.fixture(autouse=False)
+def python_sigint_handler():
+    # Test runners may start Python with SIGINT ignored or left to the system
+    # (ctest does); Ctrl-C in an interactive interpreter meets this handler.
+    previous = signal.signal(signal.SIGINT, signal.default_int_handler)
+    yield
+    signal.signal(signal.SIGINT, previous)
+
+
+@pytest.mark.usefixtures("python_sigint_handler")
+class TestCtrlC:
+    def interrupt_soon(self, delay=0.3):
+        timer = threading.Timer(delay, os.kill, (os.getpid(), signal.SIGINT))
+        timer.start()
+        return timer
+
+    def test_sigint_during_a_long_remesh(self):
+        mesh = long_remesh_input()
+        before = mesh.vertices
+        start = time.monotonic()
+        timer = self.interrupt_soon()
+        try:
+            with pytest.raises(KeyboardInterrupt):
+                mesh.remesh(relative=0.4, iterations=100)
+        finally:
+            timer.cancel()
+        assert time.monotonic() - start < 20
+        np.testing.assert_array_equal(mesh.vertices, before)
+        assert mesh.face_count == 5120
+
+    def test_sigint_during_many_smoothing_iterations(self):
+        mesh = quorvel.Mesh(*icosphere(4))
+        before = mesh.vertices
+        timer = self.interrupt_soon()
+        try:
+            with pytest.raises(KeyboardInterrupt):
+                mesh.smooth(iterations=1_000_000)
+        finally:
+            timer.cancel()
+        np.testing.assert_array_equal(mesh.vertices, before)
+
+    def test_sigint_during_many_queries(self):
+        mesh = quorvel.Mesh(*icosphere(4))
+        points = np.random.default_rng(3).uniform(-0.5, 0.5, size=(200_000, 3))
+        timer = self.interrupt_soon()
+        try:
+            with pytest.raises(KeyboardInterrupt):
+                mesh.is_within(points)
+        finally:
+            timer.cancel()
+
+
+class TestReentrance:
+    def test_callback_may_read_the_mesh_but_not_change_it(self):
+        mesh = quorvel.Mesh(*icosphere(2))
+        areas = []
+
+        def progress(done, total):
+            areas.append(mesh.area)
+            if done == 1:
+                mesh.smooth()
+
+        with pytest.raises(RuntimeError, match="being changed by the call whose progress callback is running"):
+            mesh.remesh(progress=progress)
+        assert mesh.face_count == 320 and len(set(areas)) == 1
+        mesh.smooth()  # the lock was released

@@ -1,0 +1,222 @@
+"""Editing operations: the same results as the command-line tool on the same
+input, and independent checks of what each operation promises."""
+
+import logging
+
+import numpy as np
+import pytest
+
+import quorvel
+from conftest import grid, icosphere, same_mesh, tetrahedron
+
+
+def bumpy_sphere(subdivisions=3):
+    vertices, faces = icosphere(subdivisions)
+    x, y, z = vertices.T
+    scale = 1 + 0.1 * np.sin(5 * x) * np.sin(5 * y) * np.sin(5 * z)
+    return vertices * scale[:, None], faces
+
+
+def misoriented_soup():
+    """Every seventh face turned over, some faces given copies of their corners, one face repeated."""
+    vertices, faces = bumpy_sphere(2)
+    faces = faces.copy()
+    faces[::7] = faces[::7, ::-1]
+    loose = faces[::5].ravel()
+    faces[::5] = (len(vertices) + np.arange(len(loose))).reshape(-1, 3)
+    return np.vstack([vertices, vertices[loose]]), np.vstack([faces, faces[:1]])
+
+
+def neighbours(faces, count):
+    edges = np.concatenate([faces[:, [0, 1]], faces[:, [1, 2]], faces[:, [2, 0]]])
+    edges = np.unique(np.sort(edges, axis=1), axis=0)
+    lists = [set() for _ in range(count)]
+    for a, b in edges:
+        lists[a].add(b)
+        lists[b].add(a)
+    return lists
+
+
+def open_vertices(faces, count):
+    edges = np.sort(np.concatenate([faces[:, [0, 1]], faces[:, [1, 2]], faces[:, [2, 0]]]), axis=1)
+    unique, uses = np.unique(edges, axis=0, return_counts=True)
+    flags = np.zeros(count, dtype=bool)
+    flags[unique[uses == 1].ravel()] = True
+    return flags
+
+
+class TestSameAsTheTool:
+    """The tool reads the mesh from an OBJ file, which keeps every digit."""
+
+    @pytest.mark.parametrize("pair, arguments, kwargs", [
+        (bumpy_sphere(3), [], {}),
+        (bumpy_sphere(3), ["--relative", "0.7", "--feature-angle", "30", "--iterations", "3"],
+         dict(relative=0.7, feature_angle=30, iterations=3)),
+        (grid(12), ["--target", "0.05"], dict(target=0.05)),
+        (bumpy_sphere(2), ["--method", "exact", "--relative", "1.5"], dict(method="exact", relative=1.5)),
+        (grid(12, size=1e-200), ["--relative", "0.5"], dict(relative=0.5)),
+        (misoriented_soup(), [], {}),
+    ], ids=["preserve", "preserve-options", "open-target", "exact", "tiny-scale", "misoriented-soup"])
+    def test_remesh(self, tmp_path, tool, pair, arguments, kwargs):
+        mesh = quorvel.Mesh(*pair)
+        mesh.save(tmp_path / "in.obj")
+        tool("remesh", tmp_path / "in.obj", "-o", tmp_path / "out.obj", *arguments)
+        mesh.remesh(**kwargs)
+        same_mesh(mesh, quorvel.load(tmp_path / "out.obj"))
+
+    @pytest.mark.parametrize("command, arguments, call", [
+        ("smooth", ["--iterations", "7"], lambda m: m.smooth(iterations=7)),
+        ("smooth", ["--free-boundary"], lambda m: m.smooth(keep_boundaries=False)),
+        ("offset", ["--distance", "-0.05"], lambda m: m.offset(-0.05)),
+        ("subdivide", ["--max-length", "0.04"], lambda m: m.subdivide(max_length=0.04)),
+        ("subdivide", [], lambda m: m.subdivide()),
+        ("thicken", ["--thickness", "0.1"], lambda m: m.thicken(0.1)),
+        ("thicken", ["--thickness", "-0.1"], lambda m: m.thicken(-0.1)),
+    ])
+    def test_other_edits(self, tmp_path, tool, command, arguments, call):
+        mesh = quorvel.Mesh(*grid(10))
+        mesh.save(tmp_path / "in.obj")
+        tool(command, tmp_path / "in.obj", "-o", tmp_path / "out.obj", *arguments)
+        call(mesh)
+        same_mesh(mesh, quorvel.load(tmp_path / "out.obj"))
+
+    def test_contour(self, tmp_path, tool):
+        mesh = quorvel.Mesh(*grid(6))
+        mesh.save(tmp_path / "in.obj")
+        tool("contour", tmp_path / "in.obj", "-o", tmp_path / "rim.xyz")
+        np.testing.assert_array_equal(mesh.contour(), np.loadtxt(tmp_path / "rim.xyz"))
+
+    def test_infill(self, tmp_path, tool):
+        mesh = quorvel.Mesh(*grid(3))
+        mesh.save(tmp_path / "in.obj")
+        tool("infill", tmp_path / "in.obj", "-o", tmp_path / "points.ply", "--ascii", "--spacing", "0.1")
+        lines = (tmp_path / "points.ply").read_text().splitlines()
+        written = np.loadtxt(lines[lines.index("end_header") + 1:])
+        np.testing.assert_array_equal(mesh.infill(spacing=0.1).astype(np.float32), written.astype(np.float32))
+
+
+class TestRemesh:
+    def test_edges_approach_the_target_and_the_shape_stays(self):
+        mesh = quorvel.Mesh(*icosphere(3))
+        area = mesh.area
+        mesh.remesh(target=0.1)
+        stats = mesh.edge_length_stats()
+        # Edges end between the collapse (0.8 x) and split (4/3 x) limits.
+        assert 0.07 < stats["mean"] < 0.134 and stats["cv"] < 0.2
+        assert mesh.area == pytest.approx(area, rel=0.01)
+        radii = np.linalg.norm(mesh.vertices, axis=1)
+        assert np.all(np.abs(radii - 1) < 0.01)
+        assert mesh.info()["closed_manifold"]
+
+    def test_single_precision_remesh(self):
+        vertices, faces = icosphere(3)
+        mesh = quorvel.Mesh(vertices.astype(np.float32), faces)
+        mesh.remesh(target=0.1)
+        assert mesh.dtype == np.float32
+        assert 0.07 < mesh.edge_length_stats()["mean"] < 0.134
+
+    def test_boundary_stays_where_it_was(self):
+        vertices, faces = grid(8)
+        mesh = quorvel.Mesh(vertices, faces)
+        mesh.remesh(target=0.2)
+        rim = mesh.vertices[open_vertices(mesh.faces, mesh.vertex_count)]
+        on_edge = np.isclose(rim[:, 0], 0) | np.isclose(rim[:, 0], 1) | np.isclose(rim[:, 1], 0) | np.isclose(rim[:, 1], 1)
+        assert np.all(on_edge)
+
+    def test_preparation_welds_and_orients_and_logs(self, caplog):
+        # A triangle soup: every face with vertices of its own, one face turned over.
+        vertices, faces = icosphere(2)
+        soup = vertices[faces].reshape(-1, 3)
+        soup_faces = np.arange(len(soup)).reshape(-1, 3)
+        soup_faces[5] = soup_faces[5, ::-1]
+        mesh = quorvel.Mesh(soup, soup_faces)
+        with caplog.at_level(logging.INFO, logger="quorvel"):
+            mesh.remesh()
+        assert "merged" in caplog.text and "flipped" in caplog.text
+        assert mesh.info()["closed_manifold"] and mesh.volume > 0
+
+    def test_progress_reports_every_iteration(self, sphere):
+        calls = []
+        sphere.remesh(iterations=4, progress=lambda done, total: calls.append((done, total)))
+        assert calls == [(0, 4), (1, 4), (2, 4), (3, 4), (4, 4)]
+        exact = []
+        quorvel.Mesh(*icosphere(2)).remesh(method="exact", progress=lambda d, t: exact.append((d, t)))
+        assert exact == [(0, 1), (1, 1)]
+
+
+class TestOtherEdits:
+    def test_smooth_is_the_average_with_neighbours(self):
+        vertices, faces = grid(6)
+        rng = np.random.default_rng(2)
+        vertices = vertices + rng.normal(scale=0.01, size=vertices.shape)
+        mesh = quorvel.Mesh(vertices, faces)
+        mesh.smooth(iterations=1)
+        fixed = open_vertices(faces, len(vertices))
+        expected = vertices.copy()
+        for v, around in enumerate(neighbours(faces, len(vertices))):
+            if not fixed[v]:
+                expected[v] = (vertices[v] + vertices[list(around)].sum(axis=0)) / (len(around) + 1)
+        np.testing.assert_allclose(mesh.vertices, expected, atol=1e-14)
+
+    def test_smooth_iterations_add_up(self):
+        one, two = quorvel.Mesh(*bumpy_sphere(2)), quorvel.Mesh(*bumpy_sphere(2))
+        one.smooth(iterations=6)
+        for _ in range(3):
+            two.smooth(iterations=2)
+        same_mesh(one, two)
+
+    def test_offset_moves_along_vertex_normals(self):
+        mesh = quorvel.Mesh(*icosphere(3))
+        expected = mesh.vertices + 0.25 * mesh.vertex_normals
+        mesh.offset(0.25)
+        np.testing.assert_allclose(mesh.vertices, expected, atol=1e-14)
+
+    def test_subdivide_keeps_the_shape(self):
+        mesh = quorvel.Mesh(*tetrahedron())
+        mesh.subdivide(max_length=0.3)
+        assert mesh.edge_length_stats()["max"] <= 0.3
+        assert mesh.area == pytest.approx(quorvel.Mesh(*tetrahedron()).area)
+        assert mesh.volume == pytest.approx(1 / 6)
+
+    def test_thicken_makes_a_closed_shell_of_the_thickness(self):
+        mesh = quorvel.Mesh(*grid(8, bump=0.0))
+        mesh.thicken(0.1)
+        assert mesh.info()["closed_manifold"]
+        assert abs(mesh.volume) == pytest.approx(0.1, rel=1e-9)
+
+    def test_discard_degenerate(self):
+        vertices, faces = tetrahedron()
+        vertices = np.vstack([vertices, [0.5, 0.5, 1e-9], [7, 7, 7]])
+        faces = np.vstack([faces, [[0, 1, 1]]])
+        mesh = quorvel.Mesh(vertices, faces)
+        mesh.discard_degenerate()
+        assert mesh.face_count == 4 and mesh.vertex_count == 4
+        np.testing.assert_array_equal(mesh.faces, tetrahedron()[1])
+
+    def test_discard_short_edges(self):
+        vertices, faces = tetrahedron()
+        vertices = np.vstack([vertices, vertices[1] + 1e-6])
+        faces = np.array([[0, 2, 1], [0, 4, 3], [0, 3, 2], [1, 2, 3], [0, 1, 4], [1, 3, 4]])
+        mesh = quorvel.Mesh(vertices, faces)
+        mesh.discard_degenerate(tolerance=1e-3)
+        assert mesh.vertex_count == 4 and mesh.face_count == 4
+        assert mesh.volume == pytest.approx(1 / 6, rel=1e-4)
+
+    def test_contour_of_a_closed_mesh_is_empty(self, sphere):
+        assert sphere.contour().shape == (0, 3)
+
+    def test_contour_walks_the_rim(self):
+        contour = quorvel.Mesh(*grid(4)).contour()
+        # The walk's closing step scans only the lowest-numbered vertices, so
+        # the last rim vertex of this grid is left out, as designed.
+        assert len(contour) == 15 and len(np.unique(contour, axis=0)) == 15
+        steps = np.linalg.norm(np.diff(contour, axis=0), axis=1)
+        assert np.allclose(steps, 0.25)
+
+    def test_infill_spacing(self):
+        mesh = quorvel.Mesh(*tetrahedron())
+        points = mesh.infill(spacing=0.1)
+        np.testing.assert_array_equal(points[:4], mesh.vertices)
+        # Every point lies on one of the four faces.
+        on_face = (np.isclose(points, 0).any(axis=1)) | np.isclose(points.sum(axis=1), 1)
+        assert on_face.all() and len(points) > 100

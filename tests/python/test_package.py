@@ -1,0 +1,42 @@
+"""What an editor and help() see: docstrings and type stubs for every public name."""
+
+import ast
+import os
+
+import quorvel
+
+PACKAGE = os.path.dirname(quorvel.__file__)
+
+
+def public(names):
+    return {n for n in names if not n.startswith("_")}
+
+
+def stub_names():
+    tree = ast.parse(open(os.path.join(PACKAGE, "_quorvel.pyi")).read())
+    functions = {node.name for node in tree.body if isinstance(node, ast.FunctionDef)}
+    mesh = next(node for node in tree.body if isinstance(node, ast.ClassDef) and node.name == "Mesh")
+    methods = {node.name for node in mesh.body if isinstance(node, ast.FunctionDef)}
+    return public(functions), public(methods)
+
+
+def test_every_public_name_has_a_docstring():
+    for name in quorvel.__all__:
+        assert (getattr(quorvel, name).__doc__ or "").strip(), name
+    for name in public(dir(quorvel.Mesh)):
+        assert (getattr(quorvel.Mesh, name).__doc__ or "").strip(), f"Mesh.{name}"
+
+
+def test_stubs_describe_exactly_the_public_names():
+    functions, methods = stub_names()
+    assert functions == set(quorvel.__all__) - {"Mesh"}
+    assert methods == public(dir(quorvel.Mesh))
+
+
+def test_package_is_marked_typed():
+    assert os.path.exists(os.path.join(PACKAGE, "py.typed"))
+
+
+def test_help_explains_remesh():
+    doc = quorvel.Mesh.remesh.__doc__
+    assert "target" in doc and "progress" in doc and "KeyboardInterrupt" in doc

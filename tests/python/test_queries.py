@@ -1,0 +1,193 @@
+"""Ray casts, inside tests and closest vertices, against numpy brute force, and
+from several threads at once."""
+
+import threading
+
+import numpy as np
+import pytest
+
+import quorvel
+from conftest import icosphere, tetrahedron
+
+
+def numpy_ray_hits(vertices, faces, origin, direction):
+    """Line parameters t >= 0 of every face hit (Moeller-Trumbore), with the front/back side."""
+    a, b, c = (vertices[faces[:, k]] for k in range(3))
+    e1, e2 = b - a, c - a
+    p = np.cross(direction, e2)
+    det = np.einsum("ij,ij->i", e1, p)
+    with np.errstate(divide="ignore", invalid="ignore"):
+        inv = 1.0 / det
+        s = origin - a
+        u = np.einsum("ij,ij->i", s, p) * inv
+        q = np.cross(s, e1)
+        v = (q @ direction) * inv
+        t = np.einsum("ij,ij->i", e2, q) * inv
+    hit = (np.abs(det) > 1e-15) & (u >= 0) & (v >= 0) & (u + v <= 1) & (t >= 0)
+    normals = np.cross(e1, e2)
+    front = normals @ direction < 0
+    return t, hit, front
+
+
+@pytest.fixture(scope="module")
+def ball():
+    return icosphere(3)
+
+
+@pytest.fixture(scope="module")
+def rays():
+    rng = np.random.default_rng(7)
+    origins = rng.normal(size=(300, 3))
+    origins *= (3 / np.linalg.norm(origins, axis=1))[:, None]
+    targets = rng.uniform(-0.7, 0.7, size=(300, 3))
+    return origins, targets - origins
+
+
+class TestRayCast:
+    @pytest.mark.parametrize("cull", ["none", "back", "front"])
+    def test_nearest_hit_matches_brute_force(self, ball, rays, cull):
+        vertices, faces = ball
+        mesh = quorvel.Mesh(vertices, faces)
+        origins, directions = rays
+        hit, points = mesh.ray_cast(origins, directions, cull=cull)
+        for i in range(len(origins)):
+            t, hits, front = numpy_ray_hits(vertices, faces, origins[i], directions[i])
+            if cull == "back":
+                hits &= front
+            elif cull == "front":
+                hits &= ~front
+            assert hit[i] == hits.any()
+            if hits.any():
+                expected = origins[i] + t[hits].min() * directions[i]
+                np.testing.assert_allclose(points[i], expected, atol=1e-9)
+            else:
+                assert np.isnan(points[i]).all()
+
+    def test_single_ray_and_broadcasting(self, ball):
+        mesh = quorvel.Mesh(*ball)
+        hit, point = mesh.ray_cast([0, 0, -5], [0, 0, 1])
+        assert hit is True and point.shape == (3,)
+        assert point[2] == pytest.approx(-1, abs=0.02)
+        hit, points = mesh.ray_cast([0, 0, 0], np.eye(3))
+        assert hit.all() and np.allclose(np.linalg.norm(points, axis=1), 1, atol=0.02)
+        miss, nothing = mesh.ray_cast([0, 0, 5], [0, 0, 1])
+        assert miss is False and np.isnan(nothing).all()
+
+    def test_float32_mesh(self, ball, rays):
+        double = quorvel.Mesh(*ball)
+        single = quorvel.Mesh(*ball, dtype=np.float32)
+        hit_d, points_d = double.ray_cast(*rays)
+        hit_s, points_s = single.ray_cast(*rays)
+        assert (hit_d == hit_s).mean() > 0.99
+        both = hit_d & hit_s
+        np.testing.assert_allclose(points_s[both], points_d[both], atol=1e-5)
+
+
+class TestClosestVertex:
+    def test_matches_argmin(self, ball):
+        vertices, faces = ball
+        points = np.random.default_rng(5).normal(size=(500, 3))
+        expected = np.argmin(((points[:, None, :] - vertices[None]) ** 2).sum(axis=2), axis=1)
+        np.testing.assert_array_equal(quorvel.Mesh(vertices, faces).closest_vertex(points), expected)
+
+    def test_single_point(self):
+        assert quorvel.Mesh(*tetrahedron()).closest_vertex([0.9, 0.1, 0]) == 1
+
+
+class TestInsideTests:
+    def test_outside_the_box_is_never_within(self, ball):
+        mesh = quorvel.Mesh(*ball)
+        assert not mesh.is_within([2, 0, 0])
+
+    def test_parity_rule_as_designed(self):
+        # One closed shell: a point inside is crossed an odd number of times
+        # and is not within; inside two nested shells it is.
+        outer = icosphere(2, radius=2.0)
+        inner = icosphere(2, radius=1.0)
+        single = quorvel.Mesh(*outer)
+        nested = quorvel.Mesh(np.vstack([outer[0], inner[0]]), np.vstack([outer[1], inner[1] + len(outer[0])]))
+        centre = [0.01, 0.02, 0.03]
+        assert not single.is_within(centre)
+        assert nested.is_within(centre)
+
+    def test_answers_repeat(self, ball):
+        mesh = quorvel.Mesh(*ball)
+        points = np.random.default_rng(9).uniform(-1.2, 1.2, size=(50, 3))
+        first = mesh.is_within(points)
+        np.testing.assert_array_equal(mesh.is_within(points), first)
+        assert [mesh.is_within(p) for p in points] == list(first)
+
+    def test_mesh_against_mesh(self, ball):
+        mesh = quorvel.Mesh(*ball)
+        moved = quorvel.Mesh(ball[0] + [1.0, 0, 0], ball[1])
+        far = quorvel.Mesh(ball[0] + [5.0, 0, 0], ball[1])
+        assert mesh.intersects(moved) and moved.intersects(mesh)
+        assert not mesh.intersects(far)
+        assert not mesh.is_within_mesh(far)
+        assert mesh.intersects(quorvel.Mesh(ball[0] + [1.0, 0, 0], ball[1], dtype=np.float32))
+
+
+class TestThreads:
+    def test_concurrent_queries_give_the_serial_answers(self, ball, rays):
+        mesh = quorvel.Mesh(*ball)
+        points = np.random.default_rng(11).uniform(-1.2, 1.2, size=(40, 3))
+        expected = (mesh.ray_cast(*rays), mesh.is_within(points), mesh.closest_vertex(points), mesh.area)
+        failures = []
+
+        def work():
+            try:
+                for _ in range(3):
+                    hit, hits = mesh.ray_cast(*rays)
+                    assert np.array_equal(hit, expected[0][0])
+                    assert np.array_equal(hits, expected[0][1], equal_nan=True)
+                    assert np.array_equal(mesh.is_within(points), expected[1])
+                    assert np.array_equal(mesh.closest_vertex(points), expected[2])
+                    assert mesh.area == expected[3]
+            except Exception as error:  # collected for the main thread
+                failures.append(error)
+
+        threads = [threading.Thread(target=work) for _ in range(4)]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+        assert failures == []
+
+    def test_queries_during_a_remesh_see_a_whole_mesh(self):
+        mesh = quorvel.Mesh(*icosphere(4))
+        done = threading.Event()
+        areas, failures = [], []
+
+        def read():
+            try:
+                while not done.is_set():
+                    areas.append(mesh.area)
+                    hit, _ = mesh.ray_cast([0, 0, 0], [0, 0, 1])
+                    assert hit
+            except Exception as error:
+                failures.append(error)
+
+        reader = threading.Thread(target=read)
+        reader.start()
+        try:
+            mesh.remesh(relative=0.8)
+        finally:
+            done.set()
+            reader.join()
+        # Every area read is that of the input or of the result, never of a half-edited mesh.
+        assert failures == [] and areas
+        assert set(areas) <= {quorvel.Mesh(*icosphere(4)).area, mesh.area}
+
+    def test_remeshes_in_parallel_match_serial_ones(self):
+        pairs = [icosphere(3, radius=r) for r in (1.0, 2.0, 3.0)]
+        serial = [quorvel.Mesh(*p) for p in pairs]
+        for mesh in serial:
+            mesh.remesh()
+        parallel = [quorvel.Mesh(*p) for p in pairs]
+        threads = [threading.Thread(target=m.remesh) for m in parallel]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+        for a, b in zip(serial, parallel):
+            np.testing.assert_array_equal(a.vertices, b.vertices)
