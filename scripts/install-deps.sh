@@ -3,7 +3,8 @@
 # they are missing. Runs as root (or through sudo) on Debian 12.
 set -euo pipefail
 
-packages=(cmake ninja-build g++ ccache libgtest-dev libgmock-dev libbenchmark-dev libomp-dev)
+packages=(cmake ninja-build g++ ccache libgtest-dev libgmock-dev libbenchmark-dev libomp-dev
+          python3 python3-pytest python3-distributed)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
