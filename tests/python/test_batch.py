@@ -140,7 +140,8 @@ def dataset(tmp_path_factory):
 
 def make_tool_wrapper(folder, marker=None):
     """A stand-in for the tool that misbehaves for some inputs by name: *crash*
-    leaves a temporary output and kills itself, *slow* sleeps, *stall* (once:
+    leaves a temporary output and kills itself, *slow* sleeps, *pause* says
+    it started (INPUT.started) and sleeps, *stall* (once:
     while `marker` does not exist) records its parent, the worker, in `marker`
     and sleeps, *killer* kills its parent. Everything else goes to the real tool."""
     path = os.path.join(folder, "quorvel-wrapper")
@@ -149,6 +150,7 @@ def make_tool_wrapper(folder, marker=None):
 case "$(basename "$2")" in
   *crash*) : > "$(dirname "$4")/.$(basename "$4").partial-Xdead1"; kill -KILL $$ ;;
   *slow*) exec sleep 30 ;;
+  *pause*) : > "$2.started"; exec sleep 30 ;;
   *killer*) kill -KILL $PPID; exec sleep 30 ;;
   *stall*) if [ ! -e "{marker}" ]; then echo $PPID > "{marker}.tmp"; mv "{marker}.tmp" "{marker}"; exec sleep 60; fi ;;
 esac
@@ -336,6 +338,27 @@ class TestCommandLine:
         assert done.returncode == 0, done.stderr
         rows = read_table(table)
         assert [int(r["faces_in"]) for r in rows] == list(GOOD.values())
+
+    def test_ctrl_c_loses_only_the_file_in_flight(self, tmp_path):
+        folder = tmp_path / "in"
+        folder.mkdir()
+        for name in ("a.off", "b.off", "c-pause.off", "d.off"):
+            write_off(str(folder / name), icosphere(1))
+        out, table = tmp_path / "out", str(tmp_path / "r.csv")
+        wrapper = make_tool_wrapper(str(tmp_path))
+        child = subprocess.Popen([PYTHON, "-m", "quorvel.batch", "subdivide", str(folder), "-o", str(out), "--jobs",
+                                  "1", "--results", table], env=dict(os.environ, QUORVEL_TOOL=wrapper),
+                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, start_new_session=True)
+        deadline = time.monotonic() + 60
+        while not (folder / "c-pause.off.started").exists() and time.monotonic() < deadline:
+            time.sleep(0.05)
+        # What a terminal does on Ctrl-C: SIGINT to the whole foreground group.
+        os.killpg(child.pid, signal.SIGINT)
+        _, stderr = child.communicate(timeout=30)
+        assert child.returncode == 130, stderr
+        statuses = {os.path.basename(r["input"]): r["status"] for r in read_table(table)}
+        assert statuses == {"a.off": "ok", "b.off": "ok", "c-pause.off": "interrupted", "d.off": "not run"}
+        assert sorted(os.listdir(out)) == ["a.off", "b.off"]
 
     def test_missing_python_or_tool_is_a_clear_error(self, dataset, tmp_path):
         done = run_cli([TOOL, "batch", "info", dataset], QUORVEL_PYTHON="/nonexistent/python3")
