@@ -126,6 +126,7 @@ def find_tool(tool=None):
 
 
 _option_cache = {}
+_option_help = {}
 
 
 def tool_options(tool, command):
@@ -137,10 +138,11 @@ def tool_options(tool, command):
                                   stdin=subprocess.DEVNULL, text=True, timeout=60, check=True).stdout
         except (OSError, subprocess.SubprocessError) as error:
             raise BatchError(f"cannot ask {tool} for the options of {command}: {error}") from error
-        options = {}
+        options, descriptions = {}, {}
         listing = text.split("\noptions:\n", 1)[1] if "\noptions:\n" in text else ""
         for line in listing.splitlines():
-            names = line.strip().split("  ", 1)[0].split()
+            names, _, description = line.strip().partition("  ")
+            names = names.split()
             if not names or not names[0].startswith("-"):
                 continue
             takes_value = not names[-1].startswith("-")
@@ -148,7 +150,9 @@ def tool_options(tool, command):
                 name = name.rstrip(",")
                 if name.startswith("--"):
                     options[name] = takes_value
+                    descriptions[name] = (names[-1] if takes_value else None, description.strip())
         _option_cache[key] = options
+        _option_help[key] = descriptions
     return _option_cache[key]
 
 
@@ -206,8 +210,6 @@ def collect_inputs(paths, exclude=None):
 
     def visit(path, base):
         path = os.path.join(base, os.path.expanduser(str(path)))
-        if str(path).startswith("@"):
-            raise BatchError(f"lists cannot name lists: {path}")
         if os.path.isdir(path):
             folder = os.path.abspath(path)
             found = []
@@ -230,6 +232,8 @@ def collect_inputs(paths, exclude=None):
                 raise BatchError(f"cannot read the list {listing}: {error.strerror}") from error
             base = os.path.dirname(os.path.abspath(listing))
             for line in lines:
+                if line.startswith("@"):
+                    raise BatchError(f"{listing}: lists cannot name lists ({line})")
                 if line and not line.startswith("#"):
                     visit(line, base)
         else:
@@ -436,8 +440,9 @@ class _Children:
 class _Progress:
     """One line on stderr, redrawn in place: files done, failed, elapsed, rate."""
 
-    def __init__(self, command, total, enabled):
-        self.command, self.total, self.enabled = command, total, enabled
+    def __init__(self, command, total, enabled, already=0):
+        # Files already up to date count as done but not towards the rate.
+        self.command, self.total, self.enabled, self.already = command, total, enabled, already
         self.start = time.monotonic()
         self.last = 0.0
         self.shown = False
@@ -450,7 +455,7 @@ class _Progress:
         elapsed = now - self.start
         width = 24
         filled = int(width * finished / self.total) if self.total else width
-        rate = finished / elapsed * 60 if elapsed > 0 else 0.0
+        rate = (finished - self.already) / elapsed * 60 if elapsed > 0 else 0.0
         minutes, seconds = divmod(int(elapsed), 60)
         sys.stderr.write(f"\rquorvel batch {self.command}: [{'#' * filled}{'.' * (width - filled)}] "
                          f"{finished}/{self.total} done, {failed} failed, {minutes}:{seconds:02d} elapsed, "
@@ -726,9 +731,9 @@ def run(command, paths, out_dir=None, client=None, jobs=None, results=None, forc
 
     if progress is None:
         progress = sys.stderr.isatty()
-    bar = _Progress(command, len(files), progress)
-    counts = {"finished": sum(r is not None for r in rows), "failed": sum(r is not None and r["status"] == "failed"
-                                                                         for r in rows)}
+    counts = {"finished": sum(r is not None for r in rows),
+              "failed": sum(r is not None and r["status"] == "failed" for r in rows)}
+    bar = _Progress(command, len(files), progress, counts["finished"])
     written = [time.monotonic()]
 
     def save(force_write=False):
@@ -827,10 +832,15 @@ def _parser(prog, command, tool):
                 if option in _RESERVED_OPTIONS:
                     continue
                 dest = "tool_" + option[2:].replace("-", "_")
-                if takes_value:
-                    group.add_argument(option, dest=dest, metavar="VALUE")
-                else:
-                    group.add_argument(option, dest=dest, action="store_true")
+                metavar, description = _option_help[(tool, name)][option]
+                description = description.replace("%", "%%")
+                try:
+                    if takes_value:
+                        group.add_argument(option, dest=dest, metavar=metavar, help=description)
+                    else:
+                        group.add_argument(option, dest=dest, action="store_true", help=description)
+                except argparse.ArgumentError:
+                    pass  # the batch's own option of that name wins
     return parser
 
 

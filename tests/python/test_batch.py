@@ -373,6 +373,19 @@ class TestCommandLine:
         assert figures["faces_in"] == 320 and figures["faces"] == tool_info(str(tmp_path / "s.ply"))["faces_in"]
         assert f"{figures['smallest_angle']:.2f} deg" in done.stderr
 
+    def test_json_file_is_written_only_for_a_run_that_succeeds(self, dataset, tmp_path):
+        figures = str(tmp_path / "figures.json")
+        done = run_cli([TOOL, "smooth", os.path.join(dataset, "parts", "grid.PLY"), "-o", str(tmp_path / "g.obj"),
+                        "--json", figures])
+        assert done.returncode == 0, done.stderr
+        written = json.load(open(figures))
+        assert written["command"] == "smooth" and written["faces_in"] == written["faces"] == 200
+        assert written["open_edges"] == tool_info(str(tmp_path / "g.obj"))["open_edges_in"] == 40
+        os.unlink(figures)
+        done = run_cli([TOOL, "smooth", os.path.join(dataset, "broken", "malformed.off"), "-o",
+                        str(tmp_path / "m.obj"), "--json", figures])
+        assert done.returncode == 2 and not os.path.exists(figures)
+
 
 # ------------------------------------------------------------------ Dask
 
