@@ -13,7 +13,7 @@ height-field patches, as binary PLY), then remeshes all of them four ways:
 and prints a Markdown table: wall time, meshes per minute, input faces per
 second, with the load average around each run (the machine may be shared).
 
-    PYTHONPATH=python bench/batch/run.py --count 200 --faces 20000
+    bench/batch/run.py --count 200 --faces 20000 [--rounds 2]
 """
 
 import argparse
@@ -105,19 +105,20 @@ def load():
     return open("/proc/loadavg").read().split()[0]
 
 
-def measure(name, action, count, faces, rows):
+def measure(name, action, count, faces, results):
     before = load()
     start = time.monotonic()
     action()
     seconds = time.monotonic() - start
-    rows.append((name, seconds, count / seconds * 60, faces / seconds, before, load()))
-    print(f"{name}: {seconds:.1f} s", file=sys.stderr)
+    results.setdefault(name, []).append((seconds, before, load()))
+    print(f"{name}: {seconds:.1f} s (load {before})", file=sys.stderr)
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--count", type=int, default=200)
     parser.add_argument("--faces", type=int, default=20000)
+    parser.add_argument("--rounds", type=int, default=1, help="run every way this many times, interleaved")
     parser.add_argument("--work", help="scratch folder (default: a temporary one, removed)")
     parser.add_argument("--skip", default="", help="comma-separated runs to leave out: loop,local1,local2,dask2")
     args = parser.parse_args()
@@ -129,33 +130,40 @@ def main():
         os.makedirs(source, exist_ok=True)
         faces = generate(source, args.count, args.faces)
         print(f"{args.count} meshes, {faces} faces in all, tool {tool}", file=sys.stderr)
-        rows = []
-        if "loop" not in skip:
-            out = os.path.join(work, "loop")
-            os.makedirs(out)
-            script = f'for f in "{source}"/*.ply; do "{tool}" remesh "$f" -o "{out}/$(basename "$f")" ' \
-                     f'--quiet > /dev/null || echo "failed: $f"; done'
-            measure("shell loop, `quorvel remesh` per file", lambda: subprocess.run(["bash", "-c", script], check=True),
-                    args.count, faces, rows)
-        for jobs in (1, 2):
-            if f"local{jobs}" not in skip:
-                out = os.path.join(work, f"local{jobs}")
-                measure(f"`quorvel batch`, {jobs} local worker{'s' if jobs > 1 else ''}",
-                        lambda: check(batch.remesh([source], out, jobs=jobs, progress=False)), args.count, faces, rows)
-        if "dask2" not in skip:
-            from distributed import Client, LocalCluster
-            with LocalCluster(n_workers=2, threads_per_worker=1, processes=True, dashboard_address=None,
-                              silence_logs=50) as cluster, Client(cluster) as client:
-                out = os.path.join(work, "dask2")
-                measure("`quorvel batch`, Dask LocalCluster, 2 workers",
-                        lambda: check(batch.remesh([source], out, client=client, progress=False)),
-                        args.count, faces, rows)
-        print(f"\n{args.count} meshes of about {faces // args.count} faces ({faces} in all), "
-              f"{os.cpu_count()} cores; load average (1 min) before and after each run.\n")
+        results = {}
+        for round_number in range(args.rounds):
+            # Rounds interleave the four ways, so that a change in the load
+            # of a shared machine does not favour one of them.
+            out = os.path.join(work, f"out{round_number}")
+            if "loop" not in skip:
+                os.makedirs(os.path.join(out, "loop"))
+                script = f'for f in "{source}"/*.ply; do "{tool}" remesh "$f" -o "{out}/loop/$(basename "$f")" ' \
+                         f'--quiet > /dev/null || echo "failed: $f"; done'
+                measure("shell loop, `quorvel remesh` per file",
+                        lambda: subprocess.run(["bash", "-c", script], check=True), args.count, faces, results)
+            for jobs in (1, 2):
+                if f"local{jobs}" not in skip:
+                    target = os.path.join(out, f"local{jobs}")
+                    measure(f"`quorvel batch`, {jobs} local worker{'s' if jobs > 1 else ''}",
+                            lambda: check(batch.remesh([source], target, jobs=jobs, progress=False)),
+                            args.count, faces, results)
+            if "dask2" not in skip:
+                from distributed import Client, LocalCluster
+                with LocalCluster(n_workers=2, threads_per_worker=1, processes=True, dashboard_address=None,
+                                  silence_logs=50) as cluster, Client(cluster) as client:
+                    target = os.path.join(out, "dask2")
+                    measure("`quorvel batch`, Dask LocalCluster, 2 workers",
+                            lambda: check(batch.remesh([source], target, client=client, progress=False)),
+                            args.count, faces, results)
+            shutil.rmtree(out, ignore_errors=True)
+        print(f"\n{args.count} meshes of about {faces // args.count} faces ({faces} in all), {os.cpu_count()} cores; "
+              f"fastest of {args.rounds} interleaved round(s); load average (1 min) before and after that run.\n")
         print("| run | wall time | meshes / min | faces / s | load before / after |")
         print("|---|---:|---:|---:|---:|")
-        for name, seconds, per_minute, per_second, before, after in rows:
-            print(f"| {name} | {seconds:.1f} s | {per_minute:.1f} | {per_second:,.0f} | {before} / {after} |")
+        for name, runs in results.items():
+            seconds, before, after = min(runs)
+            print(f"| {name} | {seconds:.1f} s | {args.count / seconds * 60:.1f} | {faces / seconds:,.0f} "
+                  f"| {before} / {after} |")
     finally:
         if not args.work:
             shutil.rmtree(work, ignore_errors=True)
