@@ -13,10 +13,21 @@ its preparation steps and its error messages. See help(quorvel.Mesh).
 
 from typing import Any
 
-from ._quorvel import Mesh, load, quality_report
-
-__all__ = ["Mesh", "load", "quality_report"]
 __version__ = "0.1.0"
+
+try:
+    from ._quorvel import Mesh, load, quality_report
+except ImportError as error:  # the compiled module is missing or broken
+    # quorvel.batch is pure Python and drives the command-line tool, so it
+    # stays importable; any other name says why it is not there.
+    _import_error = error
+
+    def __getattr__(name: str) -> Any:
+        if name in ("Mesh", "load", "quality_report"):
+            raise ImportError(f"quorvel's compiled module could not be loaded: {_import_error}") from _import_error
+        raise AttributeError(f"module 'quorvel' has no attribute {name!r}")
+
+__all__ = ["Mesh", "load", "quality_report", "batch"]
 
 
 def _from_meshio(cls: type, mesh: Any, dtype: Any = None) -> Mesh:
@@ -53,7 +64,8 @@ def _to_trimesh(self: Mesh, process: bool = False) -> Any:
     return trimesh.Trimesh(vertices=self.vertices.copy(), faces=self.faces.copy(), process=process)
 
 
-Mesh.from_meshio = classmethod(_from_meshio)  # type: ignore[attr-defined]
-Mesh.to_meshio = _to_meshio  # type: ignore[attr-defined]
-Mesh.from_trimesh = classmethod(_from_trimesh)  # type: ignore[attr-defined]
-Mesh.to_trimesh = _to_trimesh  # type: ignore[attr-defined]
+if "Mesh" in globals():
+    Mesh.from_meshio = classmethod(_from_meshio)  # type: ignore[attr-defined]
+    Mesh.to_meshio = _to_meshio  # type: ignore[attr-defined]
+    Mesh.from_trimesh = classmethod(_from_trimesh)  # type: ignore[attr-defined]
+    Mesh.to_trimesh = _to_trimesh  # type: ignore[attr-defined]

@@ -4,6 +4,7 @@
 
 #include "commands/CommandSupport.h"
 #include "core/ToolError.h"
+#include "report/JsonSummary.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
 
@@ -23,6 +24,7 @@ void PrintOverview()
                 "usage: quorvel COMMAND [ARGUMENTS] (quorvel COMMAND --help for details)\n\ncommands:\n");
     for (const CCommand& command : GetCommands())
         std::printf("  %-10s %s\n", command.m_Name.c_str(), command.m_Summary.c_str());
+    std::printf("  %-10s %s\n", "batch", "run remesh, smooth, subdivide, thicken or info over many files (Python)");
     std::printf("\nMeshes are read and written as OFF, OBJ, PLY (text or binary) and STL (text or binary),\n"
                 "chosen by the file extension. Bad input ends the run with one error line and exit status 2.\n");
 }
@@ -52,9 +54,14 @@ int RunTool(const std::vector<std::string>& arguments)
                     PrintHelp(command);
                     return 0;
                 }
+        if (arguments.size() >= 2 && arguments[1] == "batch")
+            return RunBatch({"--help"});
         PrintOverview();
         return 0;
     }
+    // Its arguments are the Python side's to parse.
+    if (arguments[0] == "batch")
+        return RunBatch(std::vector<std::string>(arguments.begin() + 1, arguments.end()));
     for (const CCommand& command : GetCommands()) {
         if (command.m_Name != arguments[0])
             continue;
@@ -63,6 +70,7 @@ int RunTool(const std::vector<std::string>& arguments)
             PrintHelp(command);
             return 0;
         }
+        PrepareJsonSummary(line);
         const int status = command.m_Run(line);
         FlushNotes();
         return status;

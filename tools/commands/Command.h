@@ -30,6 +30,11 @@ CCommand DescribeThicken();
 CCommand DescribeContour();
 CCommand DescribeInfill();
 
+// quorvel batch ARGUMENTS: hands them to the Python package quorvel.batch,
+// which runs this program once per file. Replaces the process; returns only
+// by throwing CToolError.
+int RunBatch(const std::vector<std::string>& arguments);
+
 // The whole tool: picks the subcommand, parses its options, prints help and
 // runs it. Returns the exit status; CToolError escapes to the caller.
 int RunTool(const std::vector<std::string>& arguments);

@@ -6,6 +6,7 @@
 #include "core/MeshTopology.h"
 #include "core/Numbers.h"
 #include "core/ToolMesh.h"
+#include "report/JsonSummary.h"
 #include "report/MeshStatistics.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
@@ -85,6 +86,14 @@ int Run(const CCommandLine& line)
                                    census.m_MisorientedEdges == 0 && repeated == 0
                                ? "yes"
                                : "no");
+    if (line.Has("--json")) {
+        CJsonSummary summary("info");
+        summary.Add("input", input);
+        summary.AddMesh(statistics, "_in");
+        summary.AddCount("misoriented_edges_in", census.m_MisorientedEdges);
+        summary.AddCount("open_contours_in", census.m_OpenContours);
+        WriteJsonSummary(line, summary);
+    }
     return 0;
 }
 
@@ -94,14 +103,14 @@ CCommand DescribeInfo()
 {
     CCommand command;
     command.m_Name = "info";
-    command.m_Usage = "info INPUT";
+    command.m_Usage = "info INPUT [--json FILE]";
     command.m_Summary = "counts, measures and defects of a mesh";
     command.m_Description =
         "Prints the vertex and face counts, bounding box, area, volume, centre of mass, principal\n"
         "axes, edge-length statistics, open edges and open contours (boundary loops), and the\n"
         "edges where the mesh is not manifold (shared by more than two faces) or not consistently\n"
         "oriented. Edge figures count each edge once.";
-    command.m_Options = {QuietOption()};
+    command.m_Options = {JsonOption(), QuietOption()};
     command.m_Run = &Run;
     return command;
 }

@@ -12,6 +12,7 @@
 #include "core/Progress.h"
 #include "core/ToolError.h"
 #include "core/ToolMesh.h"
+#include "report/JsonSummary.h"
 #include "report/MeshStatistics.h"
 #include "report/QualityTable.h"
 #include "report/SurfaceDistance.h"
@@ -217,6 +218,12 @@ int Run(const CCommandLine& line)
                        "quorvel remesh: " + name + " (" + (method == EMethod::Exact ? "exact" : "preserve") + ")");
         std::printf("wrote %s\n", line.Get("--report").c_str());
     }
+    if (line.Has("--json")) {
+        CJsonSummary summary = SummariseEdit("remesh", name, output, before, after, outcome.m_Seconds);
+        summary.Add("target_length", target);
+        summary.Add("hausdorff", outcome.m_RelativeDistance);
+        WriteJsonSummary(line, summary);
+    }
     return 0;
 }
 
@@ -227,7 +234,7 @@ CCommand DescribeRemesh()
     CCommand command;
     command.m_Name = "remesh";
     command.m_Usage = "remesh [INPUT] [-o OUTPUT] [--target L | --relative R] [--method preserve|exact] "
-                      "[--feature-angle DEG] [--iterations N] [--report FILE.svg] [--quiet]";
+                      "[--feature-angle DEG] [--iterations N] [--report FILE.svg] [--json FILE] [--quiet]";
     command.m_Summary = "make all edges approach one length (isotropic remeshing)";
     command.m_Description =
         "Splits long edges, collapses short ones, flips edges towards valence 6 and relaxes the\n"
@@ -250,6 +257,7 @@ CCommand DescribeRemesh()
                          {"--iterations", "", "N", "preserve: rounds of remeshing (default 5)"},
                          {"--report", "", "FILE.svg", "draw edge-length and valence histograms before and after"},
                          AsciiOption(),
+                         JsonOption(),
                          QuietOption()};
     command.m_Run = &Run;
     return command;

@@ -6,6 +6,7 @@
 #include "core/Numbers.h"
 #include "core/Progress.h"
 #include "core/ToolMesh.h"
+#include "report/JsonSummary.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
 
@@ -21,6 +22,7 @@ int Run(const CCommandLine& line)
     const unsigned int iterations = line.Has("--iterations") ? line.GetCount("--iterations", 0, 10000) : 10;
 
     CMeshData data = LoadMesh(input, line);
+    const CMeshStatistics before = line.Has("--json") ? MeasureMesh(data) : CMeshStatistics();
     PrepareForLibrary(data, input, line);
     ToolMesh mesh;
     // Sums of positions and the cross products of the normals leave the
@@ -53,6 +55,8 @@ int Run(const CCommandLine& line)
     std::printf("wrote %s: %s vertices, %s faces, %u smoothing iterations in %.2f s\n", output.c_str(),
                 FormatCount(result.m_Positions.size()).c_str(), FormatCount(result.m_Triangles.size()).c_str(),
                 iterations, seconds);
+    if (line.Has("--json"))
+        WriteJsonSummary(line, SummariseEdit("smooth", input, output, before, MeasureMesh(result), seconds));
     return 0;
 }
 
@@ -62,7 +66,7 @@ CCommand DescribeSmooth()
 {
     CCommand command;
     command.m_Name = "smooth";
-    command.m_Usage = "smooth INPUT -o OUTPUT [--iterations N] [--free-boundary] [--quiet]";
+    command.m_Usage = "smooth INPUT -o OUTPUT [--iterations N] [--free-boundary] [--json FILE] [--quiet]";
     command.m_Summary = "Laplacian smoothing: move each vertex towards its neighbours";
     command.m_Description =
         "Each iteration moves every vertex to the average of itself and its neighbours, in\n"
@@ -73,6 +77,7 @@ CCommand DescribeSmooth()
                          {"--iterations", "", "N", "smoothing iterations, 0 to 10000 (default 10)"},
                          {"--free-boundary", "", "", "let boundary vertices move too"},
                          AsciiOption(),
+                         JsonOption(),
                          QuietOption()};
     command.m_Run = &Run;
     return command;

@@ -9,6 +9,7 @@
 #include "core/PositionWelder.h"
 #include "core/Progress.h"
 #include "core/ToolMesh.h"
+#include "report/JsonSummary.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
 
@@ -32,6 +33,7 @@ int Run(const CCommandLine& line)
     const std::string& input = RequireInput(line);
     const std::string& output = RequireMeshOutput(line);
     CMeshData data = LoadMesh(input, line);
+    const CMeshStatistics before = line.Has("--json") ? MeasureMesh(data) : CMeshStatistics();
     PrepareForLibrary(data, input, line);
     const double maxLength = ResolveLength(line, "--max-length", 0.5, data, input);
     // Bisection compares squared lengths, which leave the double range for
@@ -61,6 +63,8 @@ int Run(const CCommandLine& line)
     std::printf("wrote %s: %s vertices, %s faces (longest edge at most %s) in %.2f s\n", output.c_str(),
                 FormatCount(result.m_Positions.size()).c_str(), FormatCount(result.m_Triangles.size()).c_str(),
                 FormatQuantity(maxLength, 5).c_str(), seconds);
+    if (line.Has("--json"))
+        WriteJsonSummary(line, SummariseEdit("subdivide", input, output, before, MeasureMesh(result), seconds));
     return 0;
 }
 
@@ -70,7 +74,7 @@ CCommand DescribeSubdivide()
 {
     CCommand command;
     command.m_Name = "subdivide";
-    command.m_Usage = "subdivide INPUT -o OUTPUT [--max-length L | --relative R] [--quiet]";
+    command.m_Usage = "subdivide INPUT -o OUTPUT [--max-length L | --relative R] [--json FILE] [--quiet]";
     command.m_Summary = "split faces until no edge is longer than a limit";
     command.m_Description =
         "Bisects the longest edge of each face, recursively, until no edge is longer than L.\n"
@@ -81,6 +85,7 @@ CCommand DescribeSubdivide()
                          {"--max-length", "", "L", "longest edge allowed"},
                          {"--relative", "", "R", "L = R x the input's mean edge length (default 0.5)"},
                          AsciiOption(),
+                         JsonOption(),
                          QuietOption()};
     command.m_Run = &Run;
     return command;

@@ -11,6 +11,7 @@
 #include "core/PositionWelder.h"
 #include "core/ToolError.h"
 #include "core/ToolMesh.h"
+#include "report/JsonSummary.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
 
@@ -25,6 +26,7 @@ int Run(const CCommandLine& line)
     const double thickness = line.GetNonZeroNumber("--thickness");
 
     CMeshData data = LoadMesh(input, line);
+    const CMeshStatistics before = line.Has("--json") ? MeasureMesh(data) : CMeshStatistics();
     // Walls follow the open edges and the copy follows the vertex normals, so
     // the library needs one oriented sheet: a surface written face by face
     // has every edge open, repeated faces add walls inside the shell and
@@ -81,6 +83,8 @@ int Run(const CCommandLine& line)
     std::printf("wrote %s: %s vertices, %s faces, thickness %s in %.2f s\n", output.c_str(),
                 FormatCount(result.m_Positions.size()).c_str(), FormatCount(result.m_Triangles.size()).c_str(),
                 FormatQuantity(thickness).c_str(), seconds);
+    if (line.Has("--json"))
+        WriteJsonSummary(line, SummariseEdit("thicken", input, output, before, MeasureMesh(result), seconds));
     return 0;
 }
 
@@ -90,7 +94,7 @@ CCommand DescribeThicken()
 {
     CCommand command;
     command.m_Name = "thicken";
-    command.m_Usage = "thicken INPUT -o OUTPUT --thickness T [--quiet]";
+    command.m_Usage = "thicken INPUT -o OUTPUT --thickness T [--json FILE] [--quiet]";
     command.m_Summary = "turn an open surface into a closed shell of a given thickness";
     command.m_Description =
         "Adds a copy of the surface moved by T against its vertex normals and closes the gap\n"
@@ -100,7 +104,7 @@ CCommand DescribeThicken()
         "manifold input the result is a closed, consistently oriented surface; where sheets of the\n"
         "input meet at an edge it cannot be, and a note says so.";
     command.m_Options = {OutputOption(), {"--thickness", "", "T", "signed shell thickness"}, AsciiOption(),
-                         QuietOption()};
+                         JsonOption(), QuietOption()};
     command.m_Run = &Run;
     return command;
 }
