@@ -23,8 +23,8 @@ int main(int argc, char** argv)
         // A request too large for the machine, like any other the user can
         // change; the output, written only on success, is not there.
         std::fflush(stdout);
-        std::fprintf(stderr, "quorvel: out of memory: the system refused an allocation; nothing was written "
-                             "(remesh: choose a larger --target or --relative, or a lower --max-memory)\n");
+        std::fprintf(stderr, "quorvel: out of memory: the result asked for is larger than this machine can hold; "
+                             "nothing was written\n");
         return 2;
     } catch (const std::exception& error) {
         std::fflush(stdout);
