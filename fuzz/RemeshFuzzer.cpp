@@ -35,7 +35,7 @@ constexpr double MaximumResult = 20000;
 
 double Diagonal(const CMeshData& mesh)
 {
-    Sarvetta::TBox<double> box(3.4028234663852886e38);
+    Corvane::Pellix::Sarvetta::TBox<double> box(3.4028234663852886e38);
     for (const Point& p : mesh.m_Positions)
         box.Extend(p);
     return (box.m_Max - box.m_Min).GetLength();
@@ -94,7 +94,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         library.Remesh(target);
         library.DiscardVertices();
     } else {
-        library.RemeshPreservingShape(target, CRemeshOptions());
+        library.RemeshPreservingShape(target, Corvane::Pellix::Quorvel::CRemeshOptions());
     }
     const CMeshData result = ExtractFromMesh(library);
     CheckMesh(result);
