@@ -81,9 +81,7 @@ CResourceLimits GetLimits(const CCommandLine& line, double inputFaces, double re
     return limits;
 }
 
-// What the run would hold at its peak: what the process holds now (the
-// input, read and repaired, and the program itself) plus what the method
-// adds.
+// The limit in words, saying where a default came from.
 std::string DescribeMemoryLimit(const CResourceLimits& limits, const CCommandLine& line)
 {
     const std::string size = FormatMemorySize(limits.m_MaxMemory);
@@ -95,17 +93,22 @@ std::string DescribeMemoryLimit(const CResourceLimits& limits, const CCommandLin
            "; --max-memory moves it)";
 }
 
-void CheckEstimatedMemory(const CResourceLimits& limits, double inputFaces, double resultFaces, EMethod method,
-                          double target, const std::string& name, const CCommandLine& line)
+// What the run would hold at its peak: what the process holds now (the
+// input, read and repaired, and the program itself) plus what the method
+// adds. Refused up front when over the limit; otherwise the watchdog expects
+// it.
+double CheckEstimatedMemory(const CResourceLimits& limits, double inputFaces, double peakFaces, EMethod method,
+                            double target, const std::string& name, const CCommandLine& line)
 {
     const double needed = static_cast<double>(GetResidentMemory()) +
-                          EstimateRemeshMemory(inputFaces, resultFaces,
+                          EstimateRemeshMemory(inputFaces, peakFaces,
                                                method == EMethod::Exact ? ERemeshMethod::Exact : ERemeshMethod::Preserve);
     if (limits.m_MaxMemory != 0 && needed > static_cast<double>(limits.m_MaxMemory))
         throw CToolError(Located(name, "remeshing to " + FormatQuantity(target, 4) + " would need about " +
                                            FormatMemorySize(static_cast<std::uint64_t>(needed)) +
                                            " of memory, more than " + DescribeMemoryLimit(limits, line) +
                                            "; choose a larger --target or --relative"));
+    return needed;
 }
 
 CMeshData RunExact(const CMeshData& input, double target, CProgress& progress)
@@ -225,8 +228,9 @@ int Run(const CCommandLine& line)
     CheckEstimatedSize(estimatedFaces, "faces",
                        "choose a larger --target or --relative (now " + FormatQuantity(target, 4) + ")", name);
     const double peakFaces = EstimatePeakFaces(input, scaledTarget);
-    const CResourceLimits limits = GetLimits(line, inputFaces, peakFaces);
-    CheckEstimatedMemory(limits, inputFaces, peakFaces, method, target, name, line);
+    CResourceLimits limits = GetLimits(line, inputFaces, peakFaces);
+    limits.m_ExpectedMemory = static_cast<std::uint64_t>(
+        CheckEstimatedMemory(limits, inputFaces, peakFaces, method, target, name, line));
 
     // The designed Remesh cannot be interrupted, so its watchdog ends the
     // process; the shape-preserving remesh is asked to stop after its
@@ -307,9 +311,10 @@ CCommand DescribeRemesh()
         "The distance row is the sampled Hausdorff distance between input and output over the\n"
         "input's bounding-box diagonal. Progress is shown on stderr when it is a terminal.\n\n"
         "Limits: a run whose estimated result needs more memory than --max-memory is refused before\n"
-        "it starts, and one that grows past it or runs past --max-time is stopped, with one error\n"
-        "line, exit status 2 and no output. Under an address-space limit (ulimit -v) the default\n"
-        "memory limit is at most a third of it.";
+        "it starts; one that grows past it, or to four times its estimate, or runs past --max-time\n"
+        "(processor time of the remesh, so a busy machine does not cut it short) is stopped. Either\n"
+        "way: one error line, exit status 2, no output. Under an address-space limit (ulimit -v) the\n"
+        "default memory limit is at most a third of it.";
     command.m_Options = {OutputOption(),
                          {"--target", "", "L", "target edge length"},
                          {"--relative", "", "R", "target = R x the input's mean edge length (default 1)"},
@@ -318,7 +323,7 @@ CCommand DescribeRemesh()
                          {"--iterations", "", "N", "preserve: rounds of remeshing (default 5)"},
                          {"--report", "", "FILE.svg", "draw edge-length and valence histograms before and after"},
                          {"--max-memory", "", "SIZE", "stop beyond this much memory (4G, 512M, bytes; default: half of RAM)"},
-                         {"--max-time", "", "SECONDS", "stop after this long (default: 20 s + 0.1 ms per face in and out)"},
+                         {"--max-time", "", "SECONDS", "stop after this much processor time (default: 20 s + 0.1 ms a face)"},
                          AsciiOption(),
                          QuietOption()};
     command.m_Run = &Run;

@@ -1,6 +1,7 @@
 #include "core/Watchdog.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -76,6 +77,13 @@ std::uint64_t GetControlGroupLimit()
             return value;
     }
     return 0;
+}
+
+double ReadClock(clockid_t clock)
+{
+    timespec now{};
+    ::clock_gettime(clock, &now);
+    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
 
 }  // namespace
@@ -223,7 +231,9 @@ CWatchdog::~CWatchdog()
 void CWatchdog::Start()
 {
     Stop();
-    m_Start = std::chrono::steady_clock::now();
+    if (::pthread_getcpuclockid(::pthread_self(), &m_Clock) != 0)
+        m_Clock = CLOCK_MONOTONIC;
+    m_StartSeconds = ReadClock(m_Clock);
     m_Stopping = false;
     m_Thread = std::thread([this] { Run(); });
 }
@@ -273,8 +283,16 @@ void CWatchdog::Run()
                                      " of memory, the limit (" + m_Limits.m_MemoryName + ")";
     const std::string addressReason = "it came near the address-space limit of " +
                                       FormatMemorySize(m_AddressSpaceLimit) + " (ulimit -v)";
+    const std::uint64_t runaway =
+        m_Limits.m_ExpectedMemory == 0
+            ? 0
+            : static_cast<std::uint64_t>(RunawayFactor * static_cast<double>(m_Limits.m_ExpectedMemory)) + RunawaySlack;
+    const std::string runawayReason = "it needed more than " + FormatMemorySize(runaway) + " of memory, over " +
+                                      FormatQuantity(RunawayFactor, 2) + " times the " +
+                                      FormatMemorySize(m_Limits.m_ExpectedMemory) +
+                                      " estimated for its result, so its edits were feeding themselves";
     const std::string timeReason = "it ran past its time limit of " + FormatQuantity(m_Limits.m_MaxSeconds, 3) +
-                                   " s (" + m_Limits.m_TimeName + ")";
+                                   " s of processor time (" + m_Limits.m_TimeName + ")";
     // When the flag was first seen raised, by this thread or by Trip.
     std::chrono::steady_clock::time_point trippedAt;
     bool seen = false;
@@ -285,20 +303,25 @@ void CWatchdog::Run()
         ReadStatm(total, resident);
         m_Peak = std::max(m_Peak.load(), resident);
         const auto now = std::chrono::steady_clock::now();
-        const double seconds = std::chrono::duration<double>(now - m_Start).count();
+        const double seconds = ReadClock(m_Clock) - m_StartSeconds;
         const bool overMemory = m_Limits.m_MaxMemory != 0 && resident > m_Limits.m_MaxMemory;
         const bool overAddress =
             m_AddressSpaceLimit != 0 && total > AddressSpaceShare * static_cast<double>(m_AddressSpaceLimit);
         const bool overTime = m_Limits.m_MaxSeconds > 0 && seconds > m_Limits.m_MaxSeconds;
-        if (!m_Tripped && (overMemory || overAddress || overTime))
-            Record(overMemory ? memoryReason : overAddress ? addressReason : timeReason);
+        const bool runningAway = runaway != 0 && resident > runaway;
+        if (!m_Tripped && (overMemory || overAddress || runningAway || overTime))
+            Record(overMemory    ? memoryReason
+                   : overAddress ? addressReason
+                   : runningAway ? runawayReason
+                                 : timeReason);
         if (m_Tripped && !seen) {
             seen = true;
             trippedAt = now;
         }
         if (m_Tripped && m_Action != EWatchdogAction::Flag) {
-            const bool emergency =
-                overAddress || (m_Limits.m_MaxMemory != 0 && resident > MemoryOvershoot * m_Limits.m_MaxMemory);
+            const bool emergency = overAddress ||
+                                   (m_Limits.m_MaxMemory != 0 && resident > MemoryOvershoot * m_Limits.m_MaxMemory) ||
+                                   (runaway != 0 && resident > MemoryOvershoot * runaway);
             if (m_Action == EWatchdogAction::Exit || emergency || now - trippedAt > GracePeriod) {
                 lock.lock();
                 if (m_Stopping)

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <thread>
 
+#include <time.h>
+
 #include "io/MeshData.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
@@ -66,7 +68,7 @@ enum class ERemeshMethod { Preserve, Exact };
 // (GetResidentMemory).
 double EstimateRemeshMemory(double inputFaces, double peakFaces, ERemeshMethod method);
 
-// A time limit in proportion to the work: 20 s plus 0.1 ms per face of the
+// A time limit in proportion to the work: 20 s of processor time plus 0.1 ms per face of the
 // input and of EstimatePeakFaces. Healthy runs on a busy two-core machine
 // take 2 to 40 us per face (the designed method at a quarter of the mean
 // edge length is the slowest), so they end well within it.
@@ -74,12 +76,26 @@ double GetDefaultTimeLimit(double inputFaces, double peakFaces);
 
 // --- The watchdog -------------------------------------------------------------
 
+// Healthy remeshes peak at 0.7 to 1.0 times their estimate (EstimatePeakFaces
+// and EstimateRemeshMemory); four times it plus half a gigabyte is a runaway.
+constexpr double RunawayFactor = 4;
+constexpr std::uint64_t RunawaySlack = 512ull << 20;
+
 class CResourceLimits {
 public:
     // Resident memory of the whole process, in bytes; 0: no limit.
     std::uint64_t m_MaxMemory = 0;
-    // Seconds of wall time from Start; 0: no limit.
+    // Seconds of processor time of the thread that called Start, from
+    // Start; 0: no limit. Processor time, not wall time, so that a busy
+    // machine (a batch running many files at once) does not cut healthy runs
+    // short; the thread's own share of parallel regions counts too.
     double m_MaxSeconds = 0;
+    // Resident memory the work should need at its peak (the estimate it was
+    // admitted with, what the process held before included); 0: unknown.
+    // Growing past RunawayFactor times this plus RunawaySlack means the work
+    // is feeding itself (a pass whose edits make more edits), whatever the
+    // memory limit: it is stopped long before it could fill the machine.
+    std::uint64_t m_ExpectedMemory = 0;
     // How the user moves each limit, named in the error ("--max-memory" for
     // the tool, "max_memory=" for a Python keyword).
     std::string m_MemoryName = "--max-memory";
@@ -104,7 +120,8 @@ enum class EWatchdogAction {
 };
 
 // Watches this process on a background thread from Start to Stop (or
-// destruction), sampling memory every few milliseconds.
+// destruction), sampling memory and the working thread's processor time
+// every few milliseconds. Start on the thread that does the work.
 class CWatchdog {
 public:
     // `context` begins the error ("mesh.off: remeshing"); `advice` ends it
@@ -138,7 +155,8 @@ private:
     std::string m_Context;
     std::string m_Advice;
     std::uint64_t m_AddressSpaceLimit;
-    std::chrono::steady_clock::time_point m_Start;
+    clockid_t m_Clock = CLOCK_MONOTONIC;
+    double m_StartSeconds = 0;
     std::atomic<bool> m_Tripped{false};
     std::atomic<std::uint64_t> m_Peak{0};
     mutable std::mutex m_Mutex;
