@@ -199,14 +199,23 @@ double EstimateRemeshMemory(double inputFaces, double peakFaces, ERemeshMethod m
 {
     // Bytes per face, fitted to the peak resident size of `quorvel remesh` on
     // a 159k-face lat-long sphere at 0.25 to 2 times its mean edge length and
-    // on a 16k-face strip of long thin faces, rounded up. The input costs its
+    // on a 16k-face strip of long thin faces, rounded up; a noisy 20k-face
+    // sphere at 0.25 to 4 times peaks at 0.7 to 1.0 times the estimate. The input costs its
     // tables, the library mesh built from it and the distance measure; each
     // face at the peak costs the mesh being edited and its connectivity, and
     // the designed method's vertex neighbour lists hold several times more
     // than the shape-preserving method's.
     const double perInputFace = 250;
     const double perPeakFace = method == ERemeshMethod::Exact ? 900 : 260;
-    return perInputFace * inputFaces + perPeakFace * peakFaces;
+    // The distance measure's samples, whatever the size of the mesh.
+    const double samples = 16 << 20;
+    return samples + perInputFace * inputFaces + perPeakFace * peakFaces;
+}
+
+double EstimateRemeshPeakMemory(const CMeshData& input, double target, ERemeshMethod method)
+{
+    return static_cast<double>(GetResidentMemory()) +
+           EstimateRemeshMemory(static_cast<double>(input.m_Triangles.size()), EstimatePeakFaces(input, target), method);
 }
 
 double GetDefaultTimeLimit(double inputFaces, double resultFaces)

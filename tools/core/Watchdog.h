@@ -19,8 +19,26 @@ namespace Corvane::Pellix::Quorvel::Tool {
 // input. The library itself checks nothing and leaves allocation failure to
 // the allocator, so every bound lives here, in the caller: an estimate of
 // the result refused before the work starts, and a watchdog thread that
-// watches resident memory and elapsed time while it runs. The command-line
-// tool and the Python binding share them.
+// watches resident memory and processor time while it runs. The command-line
+// tool and the Python binding share them:
+//
+//   CResourceLimits limits;                        // before the library call
+//   limits.m_MaxMemory = userLimit ? userLimit : GetDefaultMemoryLimit();
+//   const double peak = EstimateRemeshPeakMemory(input, target, method);
+//   if (peak > limits.m_MaxMemory) -> refuse: nothing has started
+//   limits.m_ExpectedMemory = peak;
+//   limits.m_MaxSeconds = GetDefaultTimeLimit(input faces, EstimatePeakFaces(input, target));
+//   limits.m_MemoryName = "max_memory=";           // how the caller's user moves it
+//   CWatchdog watchdog(limits, EWatchdogAction::Flag, "remesh", "choose a larger target");
+//   watchdog.Start();                              // on the thread that runs the library
+//   options.m_Progress = [&](unsigned, unsigned) { return !watchdog.IsTripped(); };
+//   mesh.RemeshPreservingShape(target, options);
+//   watchdog.Stop();
+//   watchdog.ThrowIfTripped();                     // CToolError with the one-line message
+//
+// The designed Remesh has no progress callback, so only EWatchdogAction::Exit
+// can stop it (the tool's choice); an embedding process that must survive
+// runs it in a child process or accepts the estimate as its only guard.
 
 // --- Memory of the machine and of this process ------------------------------
 
@@ -67,6 +85,12 @@ enum class ERemeshMethod { Preserve, Exact };
 // EstimatePeakFaces. The caller adds what the process holds already
 // (GetResidentMemory).
 double EstimateRemeshMemory(double inputFaces, double peakFaces, ERemeshMethod method);
+
+// Resident bytes the process will hold at the peak of remeshing `input` to
+// `target`: what it holds now (GetResidentMemory) plus EstimateRemeshMemory.
+// The figure to compare with the memory limit before starting, and to pass
+// as CResourceLimits::m_ExpectedMemory.
+double EstimateRemeshPeakMemory(const CMeshData& input, double target, ERemeshMethod method);
 
 // A time limit in proportion to the work: 20 s of processor time plus 0.1 ms per face of the
 // input and of EstimatePeakFaces. Healthy runs on a busy two-core machine
