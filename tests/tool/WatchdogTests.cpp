@@ -75,7 +75,7 @@ class RemeshLimits : public ::testing::Test {
 protected:
     void SetUp() override {
         WriteMeshFile(m_Sphere, MakeSphere(4), EEncoding::Text);
-        WriteMeshFile(m_Strip, MakeTwistedStrip(2000), EEncoding::Text);
+        WriteMeshFile(m_Strip, MakeTwistedStrip(1000), EEncoding::Text);
         m_Before = m_Dir.List();
     }
     CRun Remesh(const std::string& input, std::vector<std::string> options, unsigned long addressSpace = 0) {
