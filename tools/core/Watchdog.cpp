@@ -79,6 +79,18 @@ std::uint64_t GetControlGroupLimit()
     return 0;
 }
 
+void WriteAll(const char* text)
+{
+    std::size_t left = std::strlen(text);
+    while (left > 0) {
+        const ssize_t written = ::write(STDERR_FILENO, text, left);
+        if (written <= 0)
+            return;
+        text += written;
+        left -= static_cast<std::size_t>(written);
+    }
+}
+
 double ReadClock(clockid_t clock)
 {
     timespec now{};
@@ -347,18 +359,14 @@ void CWatchdog::EndProcess()
 {
     // Called with the mutex held, so the guarded work cannot report itself
     // finished in between; the main thread is still inside the library and
-    // nothing of the process's state is needed any more.
-    std::string line = (::isatty(STDERR_FILENO) == 1 ? "\r\033[K" : "") + std::string("quorvel: ") + m_Message + "\n";
+    // nothing of the process's state is needed any more. Nothing here
+    // allocates: the working thread may hold the allocator's lock.
     RemovePendingOutput();
-    const char* text = line.c_str();
-    std::size_t left = line.size();
-    while (left > 0) {
-        const ssize_t written = ::write(STDERR_FILENO, text, left);
-        if (written <= 0)
-            break;
-        text += written;
-        left -= static_cast<std::size_t>(written);
-    }
+    if (::isatty(STDERR_FILENO) == 1)
+        WriteAll("\r\033[K");
+    WriteAll("quorvel: ");
+    WriteAll(m_Message.c_str());
+    WriteAll("\n");
     ::_exit(2);
 }
 
