@@ -20,9 +20,12 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "quorvel: %s\n", error.what());
         return 2;
     } catch (const std::bad_alloc&) {
+        // A request too large for the machine, like any other the user can
+        // change; the output, written only on success, is not there.
         std::fflush(stdout);
-        std::fprintf(stderr, "quorvel: out of memory\n");
-        return 1;
+        std::fprintf(stderr, "quorvel: out of memory: the result asked for is larger than this machine can hold; "
+                             "nothing was written\n");
+        return 2;
     } catch (const std::exception& error) {
         std::fflush(stdout);
         std::fprintf(stderr, "quorvel: internal error: %s\n", error.what());

@@ -71,15 +71,18 @@ struct CRun {
 
 // Runs the built tool with no standard input. A run still going after
 // `seconds` is stopped and fails with the status of timeout(1), so a hang
-// fails its test instead of stalling the suite.
-inline CRun RunQuorvel(const std::vector<std::string>& arguments, int seconds = 120) {
+// fails its test instead of stalling the suite. A non-zero
+// `addressSpaceKilobytes` runs it under that address-space limit (ulimit -v).
+inline CRun RunQuorvel(const std::vector<std::string>& arguments, int seconds = 120,
+                       unsigned long addressSpaceKilobytes = 0) {
     const auto quote = [](const std::string& text) {
         std::string quoted = "'";
         for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
         return quoted + "'";
     };
     CScratchDirectory capture;
-    std::string command = "timeout " + std::to_string(seconds) + " " + quote(QUORVEL_TOOL_PATH);
+    std::string command = addressSpaceKilobytes == 0 ? "" : "ulimit -v " + std::to_string(addressSpaceKilobytes) + "; ";
+    command += "timeout " + std::to_string(seconds) + " " + quote(QUORVEL_TOOL_PATH);
     for (const std::string& argument : arguments) command += " " + quote(argument);
     command += " </dev/null >" + capture.Path("out") + " 2>" + capture.Path("err");
     const int status = std::system(command.c_str());

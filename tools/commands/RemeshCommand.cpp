@@ -13,6 +13,7 @@
 #include "core/ToolError.h"
 #include "core/ToolMesh.h"
 #include "report/JsonSummary.h"
+#include "core/Watchdog.h"
 #include "report/MeshStatistics.h"
 #include "report/QualityTable.h"
 #include "report/SurfaceDistance.h"
@@ -37,19 +38,12 @@ EMethod GetMethod(const CCommandLine& line)
     throw CToolError("--method must be 'preserve' or 'exact', not '" + line.Get("--method") + "'");
 }
 
-// Faces of an ideal result: the area covered by equilateral triangles of the
-// target length, plus the splits that long, thin faces need along their
-// sides even when their area is small.
-double EstimateFaces(const CMeshData& mesh, double target)
+std::uint64_t GetMemorySize(const CCommandLine& line, const std::string& name)
 {
-    const double equilateral = std::sqrt(3.0) / 4 * target * target;
-    double faces = 0;
-    for (const Triangle& t : mesh.m_Triangles) {
-        const Point &a = mesh.m_Positions[t[0]], &b = mesh.m_Positions[t[1]], &c = mesh.m_Positions[t[2]];
-        faces += 0.5 * ((b - a) * (c - a)).GetLength() / equilateral;
-        faces += (a.DiffVectLen(b) + b.DiffVectLen(c) + c.DiffVectLen(a)) / target;
-    }
-    return faces;
+    std::uint64_t bytes = 0;
+    if (!ParseMemorySize(line.Get(name), bytes))
+        throw CToolError(name + " needs a size such as 4G, 512M or 1000000 (bytes), not '" + line.Get(name) + "'");
+    return bytes;
 }
 
 double DiagonalLength(const CMeshData& mesh)
@@ -76,6 +70,47 @@ void PrepareForExact(CMeshData& mesh, const std::string& name, const CCommandLin
         throw CToolError(name + ": no faces are left for --method exact");
 }
 
+// The limits a remesh runs under: --max-memory (default: half the machine's
+// memory) and --max-time (default: in proportion to the input and the
+// estimated result).
+CResourceLimits GetLimits(const CCommandLine& line, double inputFaces, double resultFaces)
+{
+    CResourceLimits limits;
+    limits.m_MaxMemory = line.Has("--max-memory") ? GetMemorySize(line, "--max-memory") : GetDefaultMemoryLimit();
+    limits.m_MaxSeconds =
+        line.Has("--max-time") ? line.GetPositiveNumber("--max-time") : GetDefaultTimeLimit(inputFaces, resultFaces);
+    return limits;
+}
+
+// The limit in words, saying where a default came from.
+std::string DescribeMemoryLimit(const CResourceLimits& limits, const CCommandLine& line)
+{
+    const std::string size = FormatMemorySize(limits.m_MaxMemory);
+    if (line.Has("--max-memory"))
+        return "the limit of " + size + " (--max-memory)";
+    const bool addressSpace = GetAddressSpaceLimit() != 0 && limits.m_MaxMemory < GetAvailableMemory() / 2;
+    return "the default limit of " + size + " (" +
+           (addressSpace ? "a third of the address-space limit, ulimit -v" : "half of the machine's memory") +
+           "; --max-memory moves it)";
+}
+
+// What the run would hold at its peak: what the process holds now (the
+// input, read and repaired, and the program itself) plus what the method
+// adds. Refused up front when over the limit; otherwise the watchdog expects
+// it.
+double CheckEstimatedMemory(const CResourceLimits& limits, const CMeshData& input, EMethod method, double scaledTarget,
+                            double target, const std::string& name, const CCommandLine& line)
+{
+    const double needed = EstimateRemeshPeakMemory(
+        input, scaledTarget, method == EMethod::Exact ? ERemeshMethod::Exact : ERemeshMethod::Preserve);
+    if (limits.m_MaxMemory != 0 && needed > static_cast<double>(limits.m_MaxMemory))
+        throw CToolError(Located(name, "remeshing to " + FormatQuantity(target, 4) + " would need about " +
+                                           FormatMemorySize(static_cast<std::uint64_t>(needed)) +
+                                           " of memory, more than " + DescribeMemoryLimit(limits, line) +
+                                           "; choose a larger --target or --relative"));
+    return needed;
+}
+
 CMeshData RunExact(const CMeshData& input, double target, CProgress& progress)
 {
     ToolMesh mesh;
@@ -99,17 +134,30 @@ CRemeshOptions GetPreserveOptions(const CCommandLine& line)
     return options;
 }
 
-CMeshData RunPreserve(const CMeshData& input, double target, CRemeshOptions options, CProgress& progress)
+CMeshData RunPreserve(const CMeshData& input, double target, CRemeshOptions options, double estimatedFaces,
+                      CProgress& progress, CWatchdog& watchdog)
 {
     ToolMesh mesh;
     LoadIntoMesh(input, mesh);
-    options.m_Progress = [&progress](unsigned int done, unsigned int total) {
+    // Every iteration splits towards the target and collapses back, so after
+    // each one the mesh is near its final size: within the estimate on
+    // ordinary meshes, a few times over it where kept boundaries and
+    // features of wild inputs cannot collapse. Far beyond it, the edits of a
+    // pass are feeding themselves and the run would not end.
+    const double faceCeiling = 8 * std::max(estimatedFaces, static_cast<double>(input.m_Triangles.size())) + 10000;
+    options.m_Progress = [&](unsigned int done, unsigned int total) {
         progress.Report(done, total);
-        return true;
+        const unsigned int faces = mesh.m_Faces.GetCount();
+        if (faces > faceCeiling)
+            watchdog.Trip("after iteration " + std::to_string(done) + " of " + std::to_string(total) + " it had " +
+                          FormatCount(faces) + " faces, more than eight times the " +
+                          FormatCount(static_cast<std::uint64_t>(estimatedFaces)) + " expected");
+        return !watchdog.IsTripped();
     };
     progress.Begin("remeshing (preserve)");
     mesh.RemeshPreservingShape(target, options);
     progress.End();
+    watchdog.ThrowIfTripped();
     return ExtractFromMesh(mesh);
 }
 
@@ -136,6 +184,10 @@ int Run(const CCommandLine& line)
         line.GetPositiveNumber("--target");
     if (line.Has("--relative"))
         line.GetPositiveNumber("--relative");
+    if (line.Has("--max-memory"))
+        GetMemorySize(line, "--max-memory");
+    if (line.Has("--max-time"))
+        line.GetPositiveNumber("--max-time");
 
     const CMeshData original = builtIn ? MakeDefaultMesh() : LoadMesh(name, line);
     CMeshData input = original;
@@ -173,13 +225,28 @@ int Run(const CCommandLine& line)
         throw CToolError(Located(name, "the target " + FormatQuantity(target, 4) +
                                            " is longer than the mesh is wide; --method exact would collapse it to "
                                            "nothing (choose a smaller --target or --relative)"));
-    CheckEstimatedSize(EstimateFaces(input, scaledTarget), "faces",
+    const double estimatedFaces = EstimateRemeshFaces(input, scaledTarget);
+    const double inputFaces = static_cast<double>(input.m_Triangles.size());
+    CheckEstimatedSize(estimatedFaces, "faces",
                        "choose a larger --target or --relative (now " + FormatQuantity(target, 4) + ")", name);
+    const double peakFaces = EstimatePeakFaces(input, scaledTarget);
+    CResourceLimits limits = GetLimits(line, inputFaces, peakFaces);
+    limits.m_ExpectedMemory = static_cast<std::uint64_t>(
+        CheckEstimatedMemory(limits, input, method, scaledTarget, target, name, line));
 
+    // The designed Remesh cannot be interrupted, so its watchdog ends the
+    // process; the shape-preserving remesh is asked to stop after its
+    // current iteration first, and ended only if it does not.
+    CWatchdog watchdog(limits, method == EMethod::Exact ? EWatchdogAction::Exit : EWatchdogAction::FlagThenExit,
+                       Located(name, "remeshing"),
+                       "choose a larger --target or --relative (now " + FormatQuantity(target, 4) +
+                           "); nothing was written");
     CProgress progress(line.IsQuiet());
     const auto start = std::chrono::steady_clock::now();
-    CMeshData result = method == EMethod::Exact ? RunExact(input, scaledTarget, progress)
-                                                : RunPreserve(input, scaledTarget, options, progress);
+    watchdog.Start();
+    CMeshData result = method == EMethod::Exact
+                           ? RunExact(input, scaledTarget, progress)
+                           : RunPreserve(input, scaledTarget, options, estimatedFaces, progress, watchdog);
     CRemeshOutcome outcome;
     outcome.m_Seconds = SecondsSince(start);
     outcome.m_TargetLength = target;
@@ -205,6 +272,8 @@ int Run(const CCommandLine& line)
     const double distance = SampledHausdorffDistance(original, result, DistanceSamples);
     outcome.m_RelativeDistance = diagonal > 0 ? distance / diagonal : 0;
     progress.End();
+    watchdog.Stop();
+    watchdog.ThrowIfTripped();
 
     std::printf("quorvel remesh: %s, method %s, target edge length %s\n", name.c_str(),
                 method == EMethod::Exact ? "exact" : "preserve", FormatQuantity(target, 5).c_str());
@@ -234,7 +303,8 @@ CCommand DescribeRemesh()
     CCommand command;
     command.m_Name = "remesh";
     command.m_Usage = "remesh [INPUT] [-o OUTPUT] [--target L | --relative R] [--method preserve|exact] "
-                      "[--feature-angle DEG] [--iterations N] [--report FILE.svg] [--json FILE] [--quiet]";
+                      "[--feature-angle DEG] [--iterations N] [--report FILE.svg] [--json FILE] [--max-memory SIZE] "
+                      "[--max-time SECONDS] [--quiet]";
     command.m_Summary = "make all edges approach one length (isotropic remeshing)";
     command.m_Description =
         "Splits long edges, collapses short ones, flips edges towards valence 6 and relaxes the\n"
@@ -248,7 +318,12 @@ CCommand DescribeRemesh()
         "            plain neighbour averaging. The mesh is first made an oriented manifold\n"
         "            (flipped faces, split non-manifold vertices), which that method assumes.\n\n"
         "The distance row is the sampled Hausdorff distance between input and output over the\n"
-        "input's bounding-box diagonal. Progress is shown on stderr when it is a terminal.";
+        "input's bounding-box diagonal. Progress is shown on stderr when it is a terminal.\n\n"
+        "Limits: a run whose estimated result needs more memory than --max-memory is refused before\n"
+        "it starts; one that grows past it, or to four times its estimate, or runs past --max-time\n"
+        "(processor time of the remesh, so a busy machine does not cut it short) is stopped. Either\n"
+        "way: one error line, exit status 2, no output. Under an address-space limit (ulimit -v) the\n"
+        "default memory limit is at most a third of it.";
     command.m_Options = {OutputOption(),
                          {"--target", "", "L", "target edge length"},
                          {"--relative", "", "R", "target = R x the input's mean edge length (default 1)"},
@@ -256,6 +331,8 @@ CCommand DescribeRemesh()
                          {"--feature-angle", "", "DEG", "preserve: edges bent over DEG degrees stay sharp (45; 0: none)"},
                          {"--iterations", "", "N", "preserve: rounds of remeshing (default 5)"},
                          {"--report", "", "FILE.svg", "draw edge-length and valence histograms before and after"},
+                         {"--max-memory", "", "SIZE", "stop beyond this much memory (4G, 512M, bytes; default: half of RAM)"},
+                         {"--max-time", "", "SECONDS", "stop after this much processor time (default: 20 s + 0.1 ms a face)"},
                          AsciiOption(),
                          JsonOption(),
                          QuietOption()};

@@ -42,7 +42,11 @@ CMeshData ReadMeshFile(const std::string& fileName)
 {
     const EMeshFormat format = FormatFromFileName(fileName);
     const std::vector<char> bytes = ReadWholeFile(fileName);
-    std::string_view data(bytes.data(), bytes.size());
+    return ReadMeshData(std::string_view(bytes.data(), bytes.size()), format, fileName);
+}
+
+CMeshData ReadMeshData(std::string_view data, EMeshFormat format, const std::string& fileName)
+{
     // Editors on some systems start text files with a UTF-8 byte order mark;
     // left in place it hides the first keyword. A binary STL header is free
     // text and is left alone.

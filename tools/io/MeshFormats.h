@@ -22,6 +22,9 @@ EMeshFormat FormatFromFileName(const std::string& fileName);
 // for text formats) for unreadable, truncated or malformed data, indices out
 // of range, non-finite coordinates and meshes without faces.
 CMeshData ReadMeshFile(const std::string& fileName);
+// The same from the bytes of a file already in memory; fileName only names
+// it in errors.
+CMeshData ReadMeshData(std::string_view data, EMeshFormat format, const std::string& fileName);
 // Writes through a temporary file that replaces fileName only when complete.
 void WriteMeshFile(const std::string& fileName, const CMeshData& mesh, EEncoding encoding);
 

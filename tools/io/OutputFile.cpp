@@ -22,8 +22,7 @@ char g_PendingTemporary[4096];
 
 extern "C" void RemovePendingTemporary(int signalNumber)
 {
-    if (g_PendingTemporary[0] != '\0')
-        ::unlink(g_PendingTemporary);
+    RemovePendingOutput();
     std::signal(signalNumber, SIG_DFL);
     std::raise(signalNumber);
 }
@@ -45,6 +44,12 @@ std::string BaseNameOf(const std::string& fileName)
 }
 
 }  // namespace
+
+void RemovePendingOutput()
+{
+    if (g_PendingTemporary[0] != '\0')
+        ::unlink(g_PendingTemporary);
+}
 
 void CheckOutputWritable(const std::string& fileName)
 {

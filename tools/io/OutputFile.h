@@ -32,6 +32,11 @@ private:
     std::string m_Buffer;
 };
 
+// Removes the temporary file of the output being written, if there is one.
+// Async-signal-safe: for signal handlers and for a watchdog that ends the
+// process while another thread may be writing.
+void RemovePendingOutput();
+
 // Refuses early, before any work, an output whose directory does not exist or
 // cannot be written.
 void CheckOutputWritable(const std::string& fileName);
