@@ -102,6 +102,7 @@ class Mesh:
         iterations: int = 5,
         keep_boundaries: bool = True,
         progress: _Progress = None,
+        max_memory: Union[None, int, str] = None,
     ) -> None:
         """Isotropic remeshing towards one edge length, as `quorvel remesh` (same preparation and result)."""
     def smooth(self, iterations: int = 10, keep_boundaries: bool = True, progress: _Progress = None) -> None:

@@ -20,6 +20,7 @@
 #include "core/Numbers.h"
 #include "core/PositionWelder.h"
 #include "core/ToolError.h"
+#include "core/Watchdog.h"
 #include "io/ReaderSupport.h"
 
 namespace Corvane::Pellix::Quorvel::Python {
@@ -281,19 +282,31 @@ auto WithPrecision(bool single, Function function)
 
 // ---- Remesh ---------------------------------------------------------------------
 
-// Faces of an ideal result: the area covered by equilateral triangles of the
-// target length, plus the splits that long, thin faces need along their
-// sides (the estimate of `quorvel remesh`).
-double EstimateRemeshFaces(const Tool::CMeshData& mesh, double target)
+// MemoryError and TimeoutError with the guard's one-line message.
+using py::builtin_exception;
+PYBIND11_RUNTIME_EXCEPTION(MemoryLimitError, PyExc_MemoryError)
+PYBIND11_RUNTIME_EXCEPTION(TimeLimitError, PyExc_TimeoutError)
+
+// max_memory: None (half the machine's memory, as the tool), a number of
+// bytes, or a size such as "4G" or "512M".
+std::uint64_t GetMemoryLimit(const py::object& given)
 {
-    const double equilateral = std::sqrt(3.0) / 4 * target * target;
-    double faces = 0;
-    for (const Tool::Triangle& t : mesh.m_Triangles) {
-        const Tool::Point &a = mesh.m_Positions[t[0]], &b = mesh.m_Positions[t[1]], &c = mesh.m_Positions[t[2]];
-        faces += 0.5 * ((b - a) * (c - a)).GetLength() / equilateral;
-        faces += (a.DiffVectLen(b) + b.DiffVectLen(c) + c.DiffVectLen(a)) / target;
+    if (given.is_none())
+        return Tool::GetDefaultMemoryLimit();
+    std::uint64_t bytes = 0;
+    if (py::isinstance<py::str>(given)) {
+        if (Tool::ParseMemorySize(given.cast<std::string>(), bytes))
+            return bytes;
+    } else if (py::isinstance<py::int_>(given) && !py::isinstance<py::bool_>(given)) {
+        const long long value = given.cast<long long>();
+        if (value > 0)
+            return static_cast<std::uint64_t>(value);
+    } else {
+        ThrowType("max_memory must be None, a number of bytes or a size such as '4G', not " +
+                  std::string(py::str(py::type::of(given).attr("__name__"))));
     }
-    return faces;
+    ThrowValue("max_memory must be a positive size such as 4294967296, '4G' or '512M', not " +
+               std::string(py::str(py::repr(given))));
 }
 
 double DiagonalLength(const Tool::CMeshData& mesh)
@@ -305,9 +318,11 @@ double DiagonalLength(const Tool::CMeshData& mesh)
 }
 
 void Remesh(CBoundMesh& self, const py::object& targetObject, double relative, const std::string& method,
-            double featureAngle, int iterations, bool keepBoundaries, const py::object& progress)
+            double featureAngle, int iterations, bool keepBoundaries, const py::object& progress,
+            const py::object& maxMemory)
 {
     const bool exact = method == "exact";
+    const std::uint64_t memoryLimit = GetMemoryLimit(maxMemory);
     if (!exact && method != "preserve")
         ThrowValue("method must be 'preserve' or 'exact', not '" + method + "'");
     if (!(featureAngle >= 0 && featureAngle <= 180))
@@ -362,9 +377,27 @@ void Remesh(CBoundMesh& self, const py::object& targetObject, double relative, c
             ThrowValue("the target " + Tool::FormatQuantity(target, 4) +
                        " is longer than the mesh is wide; method='exact' would collapse it to nothing (choose a "
                        "smaller target or relative)");
-        Tool::CheckEstimatedSize(EstimateRemeshFaces(input, scaledTarget), "faces",
-                                 "choose a larger target or relative (now " + Tool::FormatQuantity(target, 4) + ")",
-                                 "remesh");
+        const std::string advice = "choose a larger target or relative (now " + Tool::FormatQuantity(target, 4) + ")";
+        Tool::CheckEstimatedSize(Tool::EstimateRemeshFaces(input, scaledTarget), "faces", advice, "remesh");
+        // The guards of `quorvel remesh`: a run whose estimated peak exceeds
+        // the limit is refused before anything starts, and the shape-preserving
+        // method runs under a watchdog that stops it through its progress hook.
+        // The designed Remesh has no hook and could only be stopped by ending
+        // the interpreter, so for it the estimate is the guard.
+        Tool::CResourceLimits limits;
+        limits.m_MaxMemory = memoryLimit;
+        limits.m_MemoryName = "max_memory=";
+        limits.m_TimeName = "a time limit";
+        const double peak = Tool::EstimateRemeshPeakMemory(
+            input, scaledTarget, exact ? Tool::ERemeshMethod::Exact : Tool::ERemeshMethod::Preserve);
+        if (peak > double(memoryLimit))
+            throw MemoryLimitError("remeshing to " + Tool::FormatQuantity(target, 4) + " would need about " +
+                                   Tool::FormatMemorySize(std::uint64_t(peak)) + " of memory, more than the limit of " +
+                                   Tool::FormatMemorySize(memoryLimit) + " (max_memory=); " + advice +
+                                   "; the mesh is unchanged");
+        limits.m_ExpectedMemory = std::uint64_t(peak);
+        limits.m_MaxSeconds = Tool::GetDefaultTimeLimit(double(input.m_Triangles.size()),
+                                                        Tool::EstimatePeakFaces(input, scaledTarget));
 
         Tool::CMeshData result = WithPrecision(single, [&](auto* kind) {
             typedef std::remove_pointer_t<decltype(kind)> Mesh;
@@ -386,10 +419,21 @@ void Remesh(CBoundMesh& self, const py::object& targetObject, double relative, c
                 options.m_FeatureAngle = featureAngle;
                 options.m_Iterations = static_cast<unsigned int>(iterations);
                 options.m_KeepBoundaries = keepBoundaries;
-                options.m_Progress = [&relay](unsigned int done, unsigned int total) {
-                    return relay.Report(done, total);
+                Tool::CWatchdog watchdog(limits, Tool::EWatchdogAction::Flag, "remeshing", advice);
+                options.m_Progress = [&relay, &watchdog](unsigned int done, unsigned int total) {
+                    return relay.Report(done, total) && !watchdog.IsTripped();
                 };
-                if (!relay.Report(0, options.m_Iterations) || !mesh->RemeshPreservingShape(Real(scaledTarget), options))
+                watchdog.Start();
+                const bool finished =
+                    relay.Report(0, options.m_Iterations) && mesh->RemeshPreservingShape(Real(scaledTarget), options);
+                watchdog.Stop();
+                if (watchdog.IsTripped()) {
+                    const std::string message = watchdog.GetMessage() + "; the mesh is unchanged";
+                    if (message.find(limits.m_TimeName) != std::string::npos)
+                        throw TimeLimitError(message);
+                    throw MemoryLimitError(message);
+                }
+                if (!finished)
                     relay.Rethrow();
             }
             return ExtractData(*mesh);
@@ -698,7 +742,7 @@ void BindOperations(py::module_&, py::class_<CBoundMesh>& mesh)
 {
     mesh.def("remesh", &Remesh, py::arg("target") = py::none(), py::arg("relative") = 1.0,
              py::arg("method") = "preserve", py::arg("feature_angle") = 45.0, py::arg("iterations") = 5,
-             py::arg("keep_boundaries") = true, py::arg("progress") = py::none(),
+             py::arg("keep_boundaries") = true, py::arg("progress") = py::none(), py::arg("max_memory") = py::none(),
              R"doc(Isotropic remeshing towards one edge length, in place; returns None.
 
 Does what `quorvel remesh` does, with the same preparation: vertices at equal
@@ -720,6 +764,12 @@ method: "preserve" (default) keeps the shape: vertices are projected back onto
 progress: None or a callable progress(done, total), called after every
   iteration (for "exact" only before and after). An exception raised in it,
   or Ctrl-C (KeyboardInterrupt), stops the work and leaves the mesh unchanged.
+
+max_memory: None (half the machine's memory), a number of bytes, or a size
+  such as "4G" or "512M". A remesh whose estimated peak memory exceeds it
+  raises MemoryError before it starts; the "preserve" method is also watched
+  while it runs and stopped (MemoryError, or TimeoutError when it runs far
+  longer than its size warrants) with the mesh unchanged.
 
 Runs with the GIL released. Raises ValueError for a non-positive or
 non-finite target, a target wider than the mesh for "exact", a result beyond

@@ -147,6 +147,23 @@ class TestOperationArguments:
         mixed.smooth(iterations=1)
         assert mixed.face_count == 4
 
+    @pytest.mark.parametrize("method", ["preserve", "exact"])
+    def test_a_remesh_beyond_the_memory_limit_is_refused_before_it_starts(self, method):
+        vertices, faces = icosphere(2)
+        mesh = quorvel.Mesh(vertices, faces)
+        before = mesh.vertices
+        with pytest.raises(MemoryError, match=r"more than the limit of .*\(max_memory=\)"):
+            mesh.remesh(relative=0.05, method=method, max_memory="20M")
+        assert np.array_equal(mesh.vertices, before)
+        mesh.remesh(relative=0.5, method=method, max_memory=4 << 30)
+
+    @pytest.mark.parametrize("limit, error", [(0, ValueError), (-5, ValueError), ("lots", ValueError),
+                                              ("4X", ValueError), (1.5, TypeError), (True, TypeError)])
+    def test_max_memory_must_be_a_size(self, limit, error):
+        vertices, faces = icosphere(1)
+        with pytest.raises(error, match="max_memory must be"):
+            quorvel.Mesh(vertices, faces).remesh(max_memory=limit)
+
 
 class TestExactMethodOnNonManifoldInput:
     def test_three_sheets_on_one_edge_are_separated(self):
