@@ -11,6 +11,8 @@ Everything the command-line tool `quorvel` does is here, with its file readers,
 its preparation steps and its error messages. See help(quorvel.Mesh).
 """
 
+from __future__ import annotations
+
 from typing import Any
 
 __version__ = "0.1.0"
@@ -27,7 +29,7 @@ except ImportError as error:  # the compiled module is missing or broken
             raise ImportError(f"quorvel's compiled module could not be loaded: {_import_error}") from _import_error
         raise AttributeError(f"module 'quorvel' has no attribute {name!r}")
 
-__all__ = ["Mesh", "load", "quality_report", "batch"]
+__all__ = ["Mesh", "load", "quality_report"]
 
 
 def _from_meshio(cls: type, mesh: Any, dtype: Any = None) -> Mesh:
