@@ -337,9 +337,10 @@ void MakePiercedBlock(Mesh& mesh, unsigned int columns = 4, unsigned int rows = 
 // A closed, noisy organic surface like a scanned animal: an icosphere pushed
 // out along its radii into thin limbs (narrow bumps several times the body's
 // radius long), with tight folds (a high-frequency ripple) and per-vertex
-// noise of about a tenth of an edge.
+// noise of `noiseLevel` edges (a tenth by default; near one, as in raw scans,
+// most edges bend by more than a feature angle).
 template <typename Mesh>
-void MakeScannedCreature(Mesh& mesh, unsigned int levels = 4, unsigned int seed = 99) {
+void MakeScannedCreature(Mesh& mesh, unsigned int levels = 4, double noiseLevel = 0.1, unsigned int seed = 99) {
     MakeIcosphere(mesh, levels);
     CNoise noise(seed);
     const double limbs[6][3] = {{0.6, 0.6, -0.53}, {-0.6, 0.6, -0.53}, {0.6, -0.6, -0.53},
@@ -354,7 +355,7 @@ void MakeScannedCreature(Mesh& mesh, unsigned int levels = 4, unsigned int seed 
             const double angle = std::acos(std::max(-1.0, std::min(1.0, cosine)));
             r += 1.6 * std::exp(-(angle * angle) / (2 * 0.12 * 0.12));
         }
-        r += 0.1 * edge * noise.Next();
+        r += noiseLevel * edge * noise.Next();
         p.x = decltype(p.x)(x * r);
         p.y = decltype(p.y)(y * r);
         p.z = decltype(p.z)(z * r);

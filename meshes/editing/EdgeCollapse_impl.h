@@ -85,7 +85,7 @@ bool TMesh<Real, Vertex, Attribute, Index>::CollapseEdges(Real targetLength) {
         // Both endpoints are interior, so every neighbour named here exists.
         const unsigned int g = fc.m_Neighbours[k];
         unsigned int j = 3;
-        for (unsigned int s = 0; s < 3; ++s) {
+        for (unsigned int s = 0; g != CFaceConnections::None && s < 3; ++s) {
             if (m_FaceConnectivity[g].m_Neighbours[s] == f) {
                 j = s;
                 break;
@@ -98,7 +98,9 @@ bool TMesh<Real, Vertex, Attribute, Index>::CollapseEdges(Real targetLength) {
         // that name a vertex twice and neighbours across edges that no longer
         // exist, on which later splits feed themselves without end; such an
         // edge is left as it is.
-        if (j == 3 || m_Faces[g].m_Corners[j] != b || m_Faces[g].m_Corners[(j + 1) % 3] != a) continue;
+        if (g == CFaceConnections::None || j == 3 || m_Faces[g].m_Corners[j] != b ||
+            m_Faces[g].m_Corners[(j + 1) % 3] != a)
+            continue;
         const TList<unsigned int>& bFaces = m_VertexFaceConnectivity[b];
         bool doubled = false;
         for (unsigned int i = 0; i < bFaces.GetCount() && !doubled; ++i) {

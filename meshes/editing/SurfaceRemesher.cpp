@@ -54,6 +54,15 @@ constexpr double MidpointCollapseFactor = 0.5;
 // lengths: a few edges somewhat too long cost less than a sliver, and the
 // next iteration splits them.
 constexpr double AngleReachFactor = 1.6;
+// No collapse may leave a vertex with more neighbours than this. A vertex
+// that cannot be removed (a rim much finer than the target, a frozen patch)
+// would otherwise swallow its free neighbours one after another, and every
+// later attempt at its edges walks the whole grown fan: on a strip between two
+// dense rims one vertex took all 14,000 faces and the collapses grew
+// quadratic in the face count. With the bound a collapse costs at most a walk
+// of this many edges on each side, and it is far above what any collapse of
+// a regular input makes (under 64 in every test mesh).
+constexpr int MaxCollapseValence = 64;
 // Constrained vertices closer than this many target lengths (corners, or
 // vertices of two lines that run side by side, as noise in scans makes them)
 // are one corner at the target resolution: they may merge.
@@ -1091,6 +1100,9 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
     if (kind == Locked) return false;
     const std::uint32_t t = m_Twin[h], n = Next(h), p = Prev(h);
     const std::uint32_t a = m_Corner[h], b = m_Corner[n], c = m_Corner[p];
+    // Checked before any walk, so that an attempt costs O(MaxCollapseValence)
+    // whatever the valences around: the merged vertex would have this many.
+    if (m_Valence[a] + m_Valence[b] - (t != None ? 4 : 3) > MaxCollapseValence) return false;
     if ((m_Flags[a] | m_Flags[b] | m_Flags[c]) & NonManifold) return false;
     bool aGoes = CanRemove(a, kind), bGoes = CanRemove(b, kind);
     // Two constrained vertices nearly on top of each other (corners, or
