@@ -196,3 +196,191 @@ void AddTables(Mesh& mesh, const std::vector<std::array<double, 3>>& points,
 }
 
 }  // namespace QuorvelTest
+
+namespace QuorvelTest {
+
+// Deterministic noise in [-1, 1] (xorshift), the same on every platform.
+class CNoise {
+public:
+    explicit CNoise(unsigned int seed) : m_State(seed ? seed : 1u) {}
+    double Next() {
+        m_State ^= m_State << 13;
+        m_State ^= m_State >> 17;
+        m_State ^= m_State << 5;
+        return (m_State % 20001) / 10000.0 - 1;
+    }
+
+private:
+    unsigned int m_State;
+};
+
+// An open, twisted and curved strip like a turbine blade exported from CAD:
+// `bands` bands across its span, each tessellated with faces that run from one
+// rim to the next (about 4 / `chordPoints` as wide as they are long). The
+// rims hold different, unevenly spaced numbers of points, so the bands are
+// zig-zags of slivers and fans rather than regular quads.
+template <typename Mesh>
+void MakeBladeStrip(Mesh& mesh, unsigned int chordPoints = 200, unsigned int bands = 2, unsigned int seed = 7) {
+    const double pi = 3.14159265358979323846;
+    CNoise noise(seed);
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    std::vector<std::vector<double>> rims(bands + 1);
+    std::vector<unsigned int> first(bands + 1);
+    for (unsigned int r = 0; r <= bands; ++r) {
+        // Neighbouring rims differ in point count by up to a fifth.
+        const unsigned int count = chordPoints - (r % 2) * (chordPoints / 5) + r;
+        std::vector<double>& s = rims[r];
+        for (unsigned int i = 0; i < count; ++i) s.push_back((i + (i > 0 && i + 1 < count ? 0.3 * noise.Next() : 0)) / (count - 1));
+        first[r] = mesh.m_Vertices.GetCount() - base;
+        const double t = double(r) / bands;
+        const double twist = 1.1 * t, span = 4.0 * t;
+        for (const double u : s) {
+            // A cambered chord of length 1, twisted about the span and bent.
+            const double x = u - 0.5, y = 0.12 * std::sin(pi * u);
+            AddVertex(mesh, x * std::cos(twist) - y * std::sin(twist) + 0.3 * t * t,
+                      x * std::sin(twist) + y * std::cos(twist), span);
+        }
+    }
+    for (unsigned int r = 0; r < bands; ++r) {
+        const std::vector<double>&lower = rims[r], &upper = rims[r + 1];
+        unsigned int i = 0, j = 0;
+        const unsigned int a = base + first[r], b = base + first[r + 1];
+        while (i + 1 < lower.size() || j + 1 < upper.size()) {
+            const bool advanceLower = j + 1 >= upper.size() || (i + 1 < lower.size() && lower[i + 1] < upper[j + 1]);
+            if (advanceLower) {
+                AddFace(mesh, a + i, a + i + 1, b + j);
+                ++i;
+            } else {
+                AddFace(mesh, a + i, b + j + 1, b + j);
+                ++j;
+            }
+        }
+    }
+}
+
+// A closed block [0, columns] x [0, rows] x [0, depth] pierced by a grid of
+// columns x rows cylindrical through-holes of `sides` sides each (a solid of
+// genus columns x rows), tessellated as CAD programs do: each cell of the top
+// and bottom faces is fanned from its four corners to its hole's rim, the hole
+// walls are single quads from top to bottom, and the outer walls are quads
+// between the cell corners. Most faces are long and thin.
+template <typename Mesh>
+void MakePiercedBlock(Mesh& mesh, unsigned int columns = 4, unsigned int rows = 3, unsigned int sides = 32,
+                      double depth = 2, double radius = 0.3) {
+    const double pi = 3.14159265358979323846;
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    const unsigned int quarter = sides / 4;
+    sides = 4 * quarter;
+    // Cell corners, bottom layer then top layer.
+    auto corner = [&](unsigned int i, unsigned int j, unsigned int top) {
+        return base + top * (columns + 1) * (rows + 1) + j * (columns + 1) + i;
+    };
+    for (unsigned int top = 0; top < 2; ++top)
+        for (unsigned int j = 0; j <= rows; ++j)
+            for (unsigned int i = 0; i <= columns; ++i) AddVertex(mesh, i, j, top * depth);
+    const unsigned int rimBase = mesh.m_Vertices.GetCount();
+    auto rim = [&](unsigned int cell, unsigned int k, unsigned int top) { return rimBase + (2 * cell + top) * sides + k % sides; };
+    for (unsigned int j = 0; j < rows; ++j)
+        for (unsigned int i = 0; i < columns; ++i)
+            for (unsigned int top = 0; top < 2; ++top)
+                for (unsigned int k = 0; k < sides; ++k) {
+                    // Rim points start half a step past the diagonal, so none
+                    // lies on a line to a corner.
+                    const double angle = 2 * pi * (k + 0.5) / sides + pi / 4;
+                    AddVertex(mesh, i + 0.5 + radius * std::cos(angle), j + 0.5 + radius * std::sin(angle), top * depth);
+                }
+    auto face = [&](unsigned int p, unsigned int q, unsigned int r, bool flip) {
+        if (flip)
+            AddFace(mesh, p, r, q);
+        else
+            AddFace(mesh, p, q, r);
+    };
+    for (unsigned int j = 0; j < rows; ++j)
+        for (unsigned int i = 0; i < columns; ++i) {
+            const unsigned int cell = j * columns + i;
+            for (unsigned int top = 0; top < 2; ++top) {
+                // Counter-clockwise corners from the one at 225 degrees about
+                // the hole's axis; rim quarter q lies across the cell side from
+                // corner q + 2 to q + 3 and is fanned from corner q + 2.
+                const unsigned int corners[4] = {corner(i, j, top), corner(i + 1, j, top), corner(i + 1, j + 1, top),
+                                                 corner(i, j + 1, top)};
+                const bool flip = top == 0;  // the bottom faces -z
+                for (unsigned int q = 0; q < 4; ++q) {
+                    const unsigned int c = corners[(q + 2) % 4], next = corners[(q + 3) % 4];
+                    for (unsigned int k = q * quarter; k < (q + 1) * quarter; ++k)
+                        face(c, rim(cell, k + 1, top), rim(cell, k, top), flip);
+                    face(c, next, rim(cell, (q + 1) * quarter, top), flip);
+                }
+            }
+            // Hole walls face into the hole.
+            for (unsigned int k = 0; k < sides; ++k) {
+                const unsigned int b0 = rim(cell, k, 0), b1 = rim(cell, k + 1, 0), t0 = rim(cell, k, 1), t1 = rim(cell, k + 1, 1);
+                AddFace(mesh, b0, t0, t1);
+                AddFace(mesh, b0, t1, b1);
+            }
+        }
+    // Outer walls.
+    for (unsigned int i = 0; i < columns; ++i) {
+        AddFace(mesh, corner(i, 0, 0), corner(i + 1, 0, 0), corner(i + 1, 0, 1));
+        AddFace(mesh, corner(i, 0, 0), corner(i + 1, 0, 1), corner(i, 0, 1));
+        AddFace(mesh, corner(i + 1, rows, 0), corner(i, rows, 0), corner(i, rows, 1));
+        AddFace(mesh, corner(i + 1, rows, 0), corner(i, rows, 1), corner(i + 1, rows, 1));
+    }
+    for (unsigned int j = 0; j < rows; ++j) {
+        AddFace(mesh, corner(columns, j, 0), corner(columns, j + 1, 0), corner(columns, j + 1, 1));
+        AddFace(mesh, corner(columns, j, 0), corner(columns, j + 1, 1), corner(columns, j, 1));
+        AddFace(mesh, corner(0, j + 1, 0), corner(0, j, 0), corner(0, j, 1));
+        AddFace(mesh, corner(0, j + 1, 0), corner(0, j, 1), corner(0, j + 1, 1));
+    }
+}
+
+// A closed, noisy organic surface like a scanned animal: an icosphere pushed
+// out along its radii into thin limbs (narrow bumps several times the body's
+// radius long), with tight folds (a high-frequency ripple) and per-vertex
+// noise of `noiseLevel` edges (a tenth by default; near one, as in raw scans,
+// most edges bend by more than a feature angle).
+template <typename Mesh>
+void MakeScannedCreature(Mesh& mesh, unsigned int levels = 4, double noiseLevel = 0.1, unsigned int seed = 99) {
+    MakeIcosphere(mesh, levels);
+    CNoise noise(seed);
+    const double limbs[6][3] = {{0.6, 0.6, -0.53}, {-0.6, 0.6, -0.53}, {0.6, -0.6, -0.53},
+                                {-0.6, -0.6, -0.53}, {0.0, 0.9, 0.44}, {0.0, -0.95, 0.31}};
+    const double edge = 1.1 / (1u << levels);
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) {
+        auto& p = mesh.m_Vertices[v].m_Position;
+        const double x = p.x, y = p.y, z = p.z;
+        double r = 1 + 0.08 * std::sin(17 * x + 3) * std::sin(19 * y) * std::sin(13 * z + 1);
+        for (const auto& l : limbs) {
+            const double cosine = (x * l[0] + y * l[1] + z * l[2]) / std::sqrt(l[0] * l[0] + l[1] * l[1] + l[2] * l[2]);
+            const double angle = std::acos(std::max(-1.0, std::min(1.0, cosine)));
+            r += 1.6 * std::exp(-(angle * angle) / (2 * 0.12 * 0.12));
+        }
+        r += noiseLevel * edge * noise.Next();
+        p.x = decltype(p.x)(x * r);
+        p.y = decltype(p.y)(y * r);
+        p.z = decltype(p.z)(z * r);
+    }
+}
+
+// A closed, noisy bone like a scanned femur: an icosphere stretched into a
+// shaft `length` long whose ends swell into knobs, with an offset head on a
+// neck at one end and per-vertex noise of about a tenth of an edge.
+template <typename Mesh>
+void MakeScannedBone(Mesh& mesh, unsigned int levels = 4, double length = 8, unsigned int seed = 5) {
+    MakeIcosphere(mesh, levels);
+    CNoise noise(seed);
+    const double edge = 1.1 / (1u << levels);
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) {
+        auto& p = mesh.m_Vertices[v].m_Position;
+        const double x = p.x, y = p.y, z = p.z;
+        // z in [-1, 1] runs along the shaft; the knobs swell near both ends.
+        const double knob = 0.35 + 0.65 * std::pow(std::fabs(z), 6.0);
+        const double head = z > 0.8 && x > 0 ? 0.8 * (z - 0.8) / 0.2 * x : 0;
+        const double scale = 1 + 0.1 * edge * noise.Next();
+        p.x = decltype(p.x)((x * knob + head) * scale);
+        p.y = decltype(p.y)(y * knob * scale);
+        p.z = decltype(p.z)(z * length / 2 * scale);
+    }
+}
+
+}  // namespace QuorvelTest

@@ -84,13 +84,32 @@ bool TMesh<Real, Vertex, Attribute, Index>::CollapseEdges(Real targetLength) {
         const unsigned int w = fc.m_Neighbours[(k + 2) % 3];
         // Both endpoints are interior, so every neighbour named here exists.
         const unsigned int g = fc.m_Neighbours[k];
-        unsigned int j = 0;
-        for (unsigned int s = 0; s < 3; ++s) {
+        unsigned int j = 3;
+        for (unsigned int s = 0; g != CFaceConnections::None && s < 3; ++s) {
             if (m_FaceConnectivity[g].m_Neighbours[s] == f) {
                 j = s;
                 break;
             }
         }
+        // The edge must be one of a manifold: g names f back in the slot of
+        // its own run b-a, and no third face holds both ends. Valid tables
+        // always pass. A flip may double an edge (faces are then stacked on
+        // the same corners), and merging b into a there would leave faces
+        // that name a vertex twice and neighbours across edges that no longer
+        // exist, on which later splits feed themselves without end; such an
+        // edge is left as it is.
+        if (g == CFaceConnections::None || j == 3 || m_Faces[g].m_Corners[j] != b ||
+            m_Faces[g].m_Corners[(j + 1) % 3] != a)
+            continue;
+        const TList<unsigned int>& bFaces = m_VertexFaceConnectivity[b];
+        bool doubled = false;
+        for (unsigned int i = 0; i < bFaces.GetCount() && !doubled; ++i) {
+            const unsigned int h = bFaces[i];
+            const Face& other = m_Faces[h];
+            doubled = h != f && h != g && other.m_Corners[0] != other.m_Corners[1] &&
+                      (other.m_Corners[0] == a || other.m_Corners[1] == a || other.m_Corners[2] == a);
+        }
+        if (doubled) continue;
         const unsigned int g1 = m_FaceConnectivity[g].m_Neighbours[(j + 1) % 3];
         const unsigned int g2 = m_FaceConnectivity[g].m_Neighbours[(j + 2) % 3];
 
@@ -108,7 +127,6 @@ bool TMesh<Real, Vertex, Attribute, Index>::CollapseEdges(Real targetLength) {
         for (int i = 0; i < 3; ++i) m_VertexFaceConnectivity[other.m_Corners[i]].Remove(g, false);
 
         TList<unsigned int>& aFaces = m_VertexFaceConnectivity[a];
-        const TList<unsigned int>& bFaces = m_VertexFaceConnectivity[b];
         const unsigned int bFaceCount = bFaces.GetCount();
         for (unsigned int i = 0; i < bFaceCount; ++i) {
             const unsigned int h = bFaces[i];

@@ -19,10 +19,6 @@ bool TMesh<Real, Vertex, Attribute, Index>::SplitEdges(Real targetLength) {
     const unsigned int none = CFaceConnections::None;
 
     bool changed = false;
-    // The slot of the split face in its neighbour's triple survives from one
-    // interior split to the next; a neighbour that does not list the face back
-    // therefore reuses the previous slot (inconsistent input, left unchecked).
-    unsigned int j = 0;
 
     int fi = 0;
     while (fi < static_cast<int>(m_Faces.GetCount())) {
@@ -55,6 +51,27 @@ bool TMesh<Real, Vertex, Attribute, Index>::SplitEdges(Real targetLength) {
         const unsigned int b = face.m_Corners[e1];
         const unsigned int c = face.m_Corners[e2];
 
+        // The neighbour across a-b must list this face back, in the slot of
+        // its own run b-a. Tables that are not current give no such slot:
+        // collapses and flips on a doubled edge leave neighbours that name a
+        // face across another edge, or not at all. Splitting there would cut
+        // a face that does not hold the edge, whose new faces reach across the
+        // mesh and are cut again, without end, so such a face is left as it is.
+        const unsigned int g = m_FaceConnectivity[f].m_Neighbours[e];
+        unsigned int j = 3;
+        if (g != none) {
+            for (unsigned int k = 0; k < 3; ++k) {
+                if (m_FaceConnectivity[g].m_Neighbours[k] == f) {
+                    j = k;
+                    break;
+                }
+            }
+            if (j == 3 || m_Faces[g].m_Corners[j] != b || m_Faces[g].m_Corners[(j + 1) % 3] != a) {
+                ++fi;
+                continue;
+            }
+        }
+
         // Normal and colour stay zero: the driver recomputes normals at its end.
         Vertex vertex = Vertex();
         vertex.m_Position = (m_Vertices[a].m_Position + m_Vertices[b].m_Position) * Real(0.5);
@@ -72,14 +89,7 @@ bool TMesh<Real, Vertex, Attribute, Index>::SplitEdges(Real targetLength) {
         m_Faces.Add(half);
         const unsigned int t = m_Faces.GetCount() - 1;
 
-        const unsigned int g = m_FaceConnectivity[f].m_Neighbours[e];
         if (g != none) {
-            for (unsigned int k = 0; k < 3; ++k) {
-                if (m_FaceConnectivity[g].m_Neighbours[k] == f) {
-                    j = k;
-                    break;
-                }
-            }
             const unsigned int j1 = (j + 1) % 3;
             const unsigned int j2 = (j1 + 1) % 3;
             const unsigned int d = m_Faces[g].m_Corners[j2];

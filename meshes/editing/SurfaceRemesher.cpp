@@ -54,6 +54,16 @@ constexpr double MidpointCollapseFactor = 0.5;
 // lengths: a few edges somewhat too long cost less than a sliver, and the
 // next iteration splits them.
 constexpr double AngleReachFactor = 1.6;
+// No collapse may leave a vertex with more neighbours than this. A vertex
+// that cannot be removed (a rim much finer than the target, a frozen patch)
+// would otherwise swallow its free neighbours one after another, and every
+// later attempt at its edges walks the whole grown fan: on a strip between two
+// dense rims one vertex took all 14,000 faces and the collapses grew
+// quadratic in the face count. With the bound an attempt costs at most a walk
+// of this many edges on each side. It lies above what the collapses of every
+// test mesh make (at most 44 on smooth surfaces, 61 on the fans of a CAD
+// block), so their results do not change.
+constexpr int MaxCollapseValence = 64;
 // Constrained vertices closer than this many target lengths (corners, or
 // vertices of two lines that run side by side, as noise in scans makes them)
 // are one corner at the target resolution: they may merge.
@@ -423,6 +433,23 @@ public:
 // h % 3 of face h / 3, so only the twin of each half-edge is stored. Faces
 // are removed by setting their corners to None and vertices by the Deleted
 // flag; both are compacted away between iterations.
+//
+// Why every run ends, in time linear in the work asked for. Write F for the
+// live faces; F never exceeds the face budget B, a fixed multiple of the
+// input's faces plus its area and sides measured in target lengths (Load),
+// since only splits add faces and they stop at B. Each iteration of Run runs
+// a fixed sequence of passes, and each pass does a bounded number of edits,
+// none revisited without progress (the bound is proved at each loop):
+//   splits  at most B minus the faces on entry, queue pops at most the edges
+//           on entry plus 6 per split;
+//   collapses  at most one attempt per edge short on entry (about 1.5 F);
+//   flips  at most one per half-edge slot (3 F);
+//   angle passes  at most 4, each at most one flip or collapse per face;
+//   relaxation  m_RelaxationSteps steps, each one sweep over the vertices
+//           and at most 4 F face checks.
+// Every walk around a vertex follows twin links around one fan and so visits
+// each of its faces once; collapses walk only fans of at most
+// MaxCollapseValence edges. The number of iterations is the caller's.
 class CEngine {
 public:
     CEngine(const std::vector<double>& positions, const std::vector<std::uint32_t>& triangles,
@@ -445,6 +472,12 @@ private:
         if (a != None) m_Twin[a] = b;
         if (b != None) m_Twin[b] = a;
     }
+    // The fan walks below step from face to face of one fan through twin
+    // links. The edits keep every fan a cycle of twins (a closed vertex) or a
+    // chain ending at a half-edge without twin (an open one), so each walk
+    // stops at its start or at that end after visiting every face of the fan
+    // once.
+    //
     // Turns the stored outgoing half-edge of v clockwise until it is the
     // first one of the fan: on an open vertex the one with no twin, so that a
     // counter-clockwise walk from it meets every face.
@@ -835,6 +868,7 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
         return x;
     };
     const auto canonical = [&](std::uint32_t h) { return m_Twin[h] != None && m_Twin[h] < h ? m_Twin[h] : h; };
+    // Bounded: at most 64 rounds, each linear in the half-edges.
     for (int round = 0; round < 64; ++round) {
         std::fill(count.begin(), count.end(), 0);
         for (std::uint32_t h = 0; h < halfEdges; ++h) {
@@ -972,6 +1006,10 @@ bool CEngine::SplitLongEdges() {
     for (std::uint32_t h = 0; h < halfEdges; ++h)
         if (m_Corner[h] != None && (m_Twin[h] == None || m_Twin[h] > h)) push(h);
     bool changed = false;
+    // Bounded: each turn pops one entry. Entries are the edges on entry plus
+    // at most six per split, and each split adds at least one face, which
+    // the budget caps, so there are at most (B - faces on entry) splits and
+    // (edges on entry + 6 x splits) turns. A stale entry is dropped unsplit.
     while (!m_SplitQueue.empty() && m_Corner.size() / 3 < m_FaceBudget) {
         std::pop_heap(m_SplitQueue.begin(), m_SplitQueue.end());
         const CQueuedEdge top = m_SplitQueue.back();
@@ -1072,6 +1110,9 @@ bool CEngine::CollapseShortEdges() {
     m_Ordered.resize(m_Candidates.size());
     for (const auto& candidate : m_Candidates) m_Ordered[counts[candidate.first]++] = candidate.second;
     bool changed = false;
+    // Bounded: one attempt per edge that was short on entry, never repeated
+    // within the pass, and each attempt walks two fans of at most
+    // MaxCollapseValence edges.
     for (const std::uint32_t h : m_Ordered) {
         // Earlier collapses may have removed the face or lengthened the edge.
         if (m_Corner[h] == None || !(EdgeLength2(h) < m_CollapseLength2)) continue;
@@ -1091,6 +1132,9 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
     if (kind == Locked) return false;
     const std::uint32_t t = m_Twin[h], n = Next(h), p = Prev(h);
     const std::uint32_t a = m_Corner[h], b = m_Corner[n], c = m_Corner[p];
+    // Checked before any walk, so that an attempt costs O(MaxCollapseValence)
+    // whatever the valences around: the merged vertex would have this many.
+    if (m_Valence[a] + m_Valence[b] - (t != None ? 4 : 3) > MaxCollapseValence) return false;
     if ((m_Flags[a] | m_Flags[b] | m_Flags[c]) & NonManifold) return false;
     bool aGoes = CanRemove(a, kind), bGoes = CanRemove(b, kind);
     // Two constrained vertices nearly on top of each other (corners, or
@@ -1282,6 +1326,8 @@ bool CEngine::FlipIsAllowed(std::uint32_t h) const {
 bool CEngine::FlipEdges() {
     bool changed = false;
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
+    // Bounded: one forward sweep over the half-edge slots, at most one flip
+    // per slot (3 F), each flip rewriting two faces in place.
     for (std::uint32_t h = 0; h < halfEdges; ++h) {
         const std::uint32_t t = m_Twin[h];
         if (t == None || t < h || !FlipIsAllowed(h)) continue;
@@ -1367,6 +1413,8 @@ bool CEngine::ImproveAngles() {
         m_FaceMarks[f] = corner[0] != None && IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]);
     }
     bool changed = false;
+    // Bounded: one forward sweep over the faces present on entry, at most one
+    // flip or one collapse per face; Run calls at most four such passes.
     for (std::uint32_t f = 0; f < static_cast<std::uint32_t>(faceCount); ++f) {
         if (!m_FaceMarks[f] || m_Corner[3 * f] == None) continue;
         const std::uint32_t* corner = &m_Corner[3 * f];
@@ -1535,6 +1583,12 @@ void CEngine::RelaxAndProject() {
     m_Stack.clear();
     for (std::int64_t f = 0; f < faceCount; ++f)
         if (m_FaceMarks[f]) m_Stack.push_back(static_cast<std::uint32_t>(f));
+    // Bounded: a vertex is taken back at most once (afterwards its moved and
+    // old places are equal and it is skipped), and only a take-back pushes,
+    // one entry per face of its fan; the fans hold 3 F faces in all. So there
+    // are at most F + 3 F pops. A
+    // vertex with a non-finite coordinate never gets here: its faces have no
+    // finite area to spoil.
     while (!m_Stack.empty()) {
         const std::uint32_t f = m_Stack.back();
         m_Stack.pop_back();
@@ -1650,6 +1704,8 @@ void CEngine::Compact() {
 bool CEngine::Run() {
     const bool usable = m_TargetLength > 0 && std::isfinite(m_TargetLength) && std::isfinite(m_SplitLength2);
     const unsigned int total = usable ? m_Options.m_Iterations : 0;
+    // Bounded: the caller's number of iterations, each a fixed sequence of
+    // the bounded passes above.
     for (unsigned int iteration = 0; iteration < total; ++iteration) {
         SplitLongEdges();
         CollapseShortEdges();

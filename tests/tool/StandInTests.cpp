@@ -1,0 +1,93 @@
+// The procedural stand-ins for inputs on which `quorvel remesh` once never
+// ended, run through the tool as a user runs it: each run must end with exit
+// status 0 and write a valid mesh of a size in proportion to the input.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "ToolTestSupport.h"
+#include "core/MeshTopology.h"
+#include "io/MeshFormats.h"
+
+using namespace QuorvelToolTest;
+
+namespace {
+
+struct CStandIn {
+    std::string m_File;
+    CMeshData m_Mesh;
+    std::string m_Relative;
+    bool m_Closed;
+};
+
+std::vector<CStandIn> StandIns() {
+    return {
+        {"blade.off", Tables([](ToolMesh& m) { QuorvelTest::MakeBladeStrip(m, 300, 2); }), "1", false},
+        {"block.off", Tables([](ToolMesh& m) { QuorvelTest::MakePiercedBlock(m, 3, 3, 16); }), "0.25", true},
+        {"creature.off", Tables([](ToolMesh& m) { QuorvelTest::MakeScannedCreature(m, 4); }), "0.5", true},
+        {"bone.off", Tables([](ToolMesh& m) { QuorvelTest::MakeScannedBone(m, 3); }), "0.25", true},
+    };
+}
+
+double Area(const CMeshData& mesh) {
+    double area = 0;
+    for (const Triangle& t : mesh.m_Triangles) {
+        const Point &a = mesh.m_Positions[t[0]], &b = mesh.m_Positions[t[1]], &c = mesh.m_Positions[t[2]];
+        area += 0.5 * ((b - a) * (c - a)).GetLength();
+    }
+    return area;
+}
+
+// Every face names three distinct vertices that exist, at finite positions.
+::testing::AssertionResult IsValidMesh(const CMeshData& mesh) {
+    if (mesh.m_Triangles.empty()) return ::testing::AssertionFailure() << "no faces";
+    for (const Triangle& t : mesh.m_Triangles) {
+        for (const std::uint32_t v : t) {
+            if (v >= mesh.m_Positions.size()) return ::testing::AssertionFailure() << "a face indexes past the vertices";
+            const Point& p = mesh.m_Positions[v];
+            if (!std::isfinite(p.x) || !std::isfinite(p.y) || !std::isfinite(p.z))
+                return ::testing::AssertionFailure() << "a vertex is not finite";
+        }
+        if (t[0] == t[1] || t[1] == t[2] || t[2] == t[0]) return ::testing::AssertionFailure() << "a face names a vertex twice";
+    }
+    return ::testing::AssertionSuccess();
+}
+
+}  // namespace
+
+TEST(StandIns, BothMethodsEndAndWriteAValidMesh) {
+    CScratchDirectory dir;
+    for (const CStandIn& standIn : StandIns()) {
+        WriteMeshFile(dir.Path(standIn.m_File), standIn.m_Mesh, EEncoding::Text);
+        for (const std::string method : {"exact", "preserve"}) {
+            SCOPED_TRACE(standIn.m_File + ", " + method);
+            const CRun run = RunQuorvel({"remesh", dir.Path(standIn.m_File), "-o", dir.Path("out.off"), "--method", method,
+                                         "--relative", standIn.m_Relative, "--quiet"},
+                                        60);
+            ASSERT_EQ(run.m_Status, 0) << run.m_Err;
+            const CMeshData output = ReadMeshFile(dir.Path("out.off"));
+            EXPECT_TRUE(IsValidMesh(output));
+            // Twice the input plus the equilateral faces of the target size
+            // (the mean edge times the factor) that cover its area.
+            const CEdgeCensus input(standIn.m_Mesh);
+            double sum = 0;
+            for (const CMeshEdge& edge : input.m_Edges)
+                sum += standIn.m_Mesh.m_Positions[edge.m_A].DiffVectLen(standIn.m_Mesh.m_Positions[edge.m_B]);
+            const double target = std::stod(standIn.m_Relative) * sum / input.m_Edges.size();
+            const double bound =
+                2.0 * (standIn.m_Mesh.m_Triangles.size() + Area(standIn.m_Mesh) / (std::sqrt(3.0) / 4 * target * target));
+            EXPECT_LT(output.m_Triangles.size(), bound);
+            if (method == std::string("preserve")) {
+                const CEdgeCensus census(output);
+                EXPECT_EQ(census.m_NonManifoldEdges, 0u);
+                EXPECT_EQ(census.m_MisorientedEdges, 0u);
+                if (standIn.m_Closed) {
+                    EXPECT_EQ(census.m_OpenEdges, 0u);
+                }
+            }
+        }
+    }
+}
