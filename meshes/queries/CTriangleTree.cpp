@@ -1,0 +1,338 @@
+#include "meshes/queries/CTriangleTree.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "meshes/queries/TreeWalk_impl.h"
+
+namespace Corvane::Pellix::Quorvel {
+
+namespace {
+
+// Triangles per leaf at most: the leaf tests are cheap next to a cache miss
+// on a node.
+constexpr std::uint32_t LeafSize = 4;
+constexpr double FourPi = 12.566370614359172;
+
+inline void Sub(const double* a, const double* b, double* r) {
+    r[0] = a[0] - b[0];
+    r[1] = a[1] - b[1];
+    r[2] = a[2] - b[2];
+}
+inline double Dot(const double* a, const double* b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
+inline void Cross(const double* a, const double* b, double* r) {
+    r[0] = a[1] * b[2] - a[2] * b[1];
+    r[1] = a[2] * b[0] - a[0] * b[2];
+    r[2] = a[0] * b[1] - a[1] * b[0];
+}
+inline double Length(const double* a) { return std::sqrt(Dot(a, a)); }
+
+double ClosestOnSegment(const double p[3], const double s[3], const double e[3], double point[3], double& t) {
+    double d[3], sp[3];
+    Sub(e, s, d);
+    Sub(p, s, sp);
+    const double len2 = Dot(d, d);
+    t = len2 > 0 ? std::clamp(Dot(sp, d) / len2, 0.0, 1.0) : 0.0;
+    double diff[3];
+    for (int k = 0; k < 3; ++k) {
+        point[k] = s[k] + d[k] * t;
+        diff[k] = p[k] - point[k];
+    }
+    return Dot(diff, diff);
+}
+
+}  // namespace
+
+double ClosestPointOnTriangle(const double p[3], const double a[3], const double b[3], const double c[3],
+                              double point[3], double bary[3]) {
+    // Voronoi regions of the corners, edges and face, in the barycentric
+    // form that divides only at the end.
+    double ab[3], ac[3], ap[3], bp[3], cp[3];
+    Sub(b, a, ab);
+    Sub(c, a, ac);
+    Sub(p, a, ap);
+    auto finish = [&](double u, double v, double w) {
+        bary[0] = u;
+        bary[1] = v;
+        bary[2] = w;
+        double diff[3];
+        for (int k = 0; k < 3; ++k) {
+            point[k] = u * a[k] + v * b[k] + w * c[k];
+            diff[k] = p[k] - point[k];
+        }
+        return Dot(diff, diff);
+    };
+    auto corner = [&](const double* q, int which) {
+        bary[0] = bary[1] = bary[2] = 0;
+        bary[which] = 1;
+        double diff[3];
+        for (int k = 0; k < 3; ++k) {
+            point[k] = q[k];
+            diff[k] = p[k] - q[k];
+        }
+        return Dot(diff, diff);
+    };
+    const double d1 = Dot(ab, ap), d2 = Dot(ac, ap);
+    if (d1 <= 0 && d2 <= 0) return corner(a, 0);
+    Sub(p, b, bp);
+    const double d3 = Dot(ab, bp), d4 = Dot(ac, bp);
+    if (d3 >= 0 && d4 <= d3) return corner(b, 1);
+    const double vc = d1 * d4 - d3 * d2;
+    if (vc <= 0 && d1 >= 0 && d3 <= 0) {
+        const double v = d1 / (d1 - d3);
+        return finish(1 - v, v, 0);
+    }
+    Sub(p, c, cp);
+    const double d5 = Dot(ab, cp), d6 = Dot(ac, cp);
+    if (d6 >= 0 && d5 <= d6) return corner(c, 2);
+    const double vb = d5 * d2 - d1 * d6;
+    if (vb <= 0 && d2 >= 0 && d6 <= 0) {
+        const double w = d2 / (d2 - d6);
+        return finish(1 - w, 0, w);
+    }
+    const double va = d3 * d6 - d5 * d4;
+    if (va <= 0 && (d4 - d3) >= 0 && (d5 - d6) >= 0) {
+        const double w = (d4 - d3) / ((d4 - d3) + (d5 - d6));
+        return finish(0, 1 - w, w);
+    }
+    const double sum = va + vb + vc;
+    if (!(sum > 0) || !std::isfinite(sum)) {
+        // No area: the nearest point lies on one of the sides.
+        double best = HUGE_VAL;
+        const double* ends[3][2] = {{a, b}, {b, c}, {c, a}};
+        for (int side = 0; side < 3; ++side) {
+            double q[3], t;
+            const double d = ClosestOnSegment(p, ends[side][0], ends[side][1], q, t);
+            if (d < best) {
+                best = d;
+                for (int k = 0; k < 3; ++k) point[k] = q[k];
+                bary[0] = bary[1] = bary[2] = 0;
+                bary[side] = 1 - t;
+                bary[(side + 1) % 3] += t;
+            }
+        }
+        return best;
+    }
+    const double v = vb / sum, w = vc / sum;
+    return finish(1 - v - w, v, w);
+}
+
+double SolidAngle(const double p[3], const double a[3], const double b[3], const double c[3]) {
+    // Van Oosterom and Strackee: tan(omega / 2) = det / denominator.
+    double x[3], y[3], z[3], yz[3];
+    Sub(a, p, x);
+    Sub(b, p, y);
+    Sub(c, p, z);
+    const double lx = Length(x), ly = Length(y), lz = Length(z);
+    Cross(y, z, yz);
+    const double det = Dot(x, yz);
+    const double denominator = lx * ly * lz + Dot(x, y) * lz + Dot(x, z) * ly + Dot(y, z) * lx;
+    return 2.0 * std::atan2(det, denominator);
+}
+
+void CTriangleTree::Clear() {
+    m_Count = 0;
+    m_LargestExtent = 0;
+    m_Hierarchy.Clear();
+    m_Corners.clear();
+    m_Corners.shrink_to_fit();
+    m_Dipoles.clear();
+    m_Dipoles.shrink_to_fit();
+}
+
+std::size_t CTriangleTree::GetMemoryUsage() const {
+    return m_Hierarchy.GetMemoryUsage() + m_Corners.capacity() * sizeof(double) +
+           m_Dipoles.capacity() * sizeof(CDipole);
+}
+
+void CTriangleTree::Build(const double* corners, std::uint32_t count) {
+    m_Count = count;
+    m_LargestExtent = 0;
+    std::vector<double> boxes(6 * std::size_t(count));
+    for (std::uint32_t f = 0; f < count; ++f) {
+        const double* c = corners + 9 * std::size_t(f);
+        double* box = &boxes[6 * std::size_t(f)];
+        for (int k = 0; k < 3; ++k) {
+            box[k] = std::min({c[k], c[3 + k], c[6 + k]});
+            box[3 + k] = std::max({c[k], c[3 + k], c[6 + k]});
+            const double extent = box[3 + k] - box[k];
+            if (extent > m_LargestExtent) m_LargestExtent = extent;
+        }
+    }
+    m_Hierarchy.Build(boxes.data(), count, LeafSize);
+    m_Corners.resize(9 * std::size_t(count));
+    const std::vector<std::uint32_t>& order = m_Hierarchy.GetOrder();
+    for (std::uint32_t i = 0; i < count; ++i)
+        std::copy(corners + 9 * std::size_t(order[i]), corners + 9 * std::size_t(order[i]) + 9,
+                  &m_Corners[9 * std::size_t(i)]);
+    BuildDipoles();
+}
+
+void CTriangleTree::BuildDipoles() {
+    const std::vector<CBoxHierarchy::CNode>& nodes = m_Hierarchy.GetNodes();
+    m_Dipoles.assign(nodes.size(), CDipole());
+    std::vector<double> areas(nodes.size(), 0.0);
+    // Children follow their parents in the array: one backward pass sees
+    // every child before its parent.
+    for (std::size_t i = nodes.size(); i-- > 0;) {
+        const CBoxHierarchy::CNode& node = nodes[i];
+        CDipole& dipole = m_Dipoles[i];
+        double centre[3] = {0, 0, 0}, normal[3] = {0, 0, 0}, area = 0, plain[3] = {0, 0, 0};
+        unsigned int parts = 0;
+        auto add = [&](const double* c, const double* n, double a) {
+            for (int k = 0; k < 3; ++k) {
+                centre[k] += a * c[k];
+                normal[k] += n[k];
+                plain[k] += c[k];
+            }
+            area += a;
+            ++parts;
+        };
+        if (node.IsLeaf()) {
+            for (std::uint32_t j = node.m_First; j < node.m_First + node.m_Count; ++j) {
+                const double* t = GetCorners(j);
+                double e1[3], e2[3], n[3], c[3];
+                Sub(t + 3, t, e1);
+                Sub(t + 6, t, e2);
+                Cross(e1, e2, n);
+                for (int k = 0; k < 3; ++k) {
+                    n[k] *= 0.5;
+                    c[k] = (t[k] + t[3 + k] + t[6 + k]) / 3.0;
+                }
+                add(c, n, Length(n));
+            }
+        } else {
+            for (std::uint32_t child = node.m_First; child < node.m_First + 2; ++child)
+                add(m_Dipoles[child].m_Centre, m_Dipoles[child].m_Normal, areas[child]);
+        }
+        areas[i] = area;
+        for (int k = 0; k < 3; ++k) {
+            // Without area the plain mean stands in; its dipole is zero anyway.
+            dipole.m_Centre[k] = area > 0 ? centre[k] / area : plain[k] / parts;
+            dipole.m_Normal[k] = normal[k];
+        }
+        // The radius must cover every corner below, so take the farthest
+        // corner of the node's box.
+        double r2 = 0;
+        for (int k = 0; k < 3; ++k) {
+            const double d = std::max(std::fabs(double(node.m_Min[k]) - dipole.m_Centre[k]),
+                                      std::fabs(double(node.m_Max[k]) - dipole.m_Centre[k]));
+            r2 += d * d;
+        }
+        dipole.m_RadiusSquared = r2;
+    }
+}
+
+bool CTriangleTree::FindClosestPoint(const Point& p, double boundSquared, CSurfacePoint& result) const {
+    const double q[3] = {p.x, p.y, p.z};
+    double bound = boundSquared;
+    bool found = false;
+    TreeWalk::Nearest(m_Hierarchy, q, bound, [&](std::uint32_t first, std::uint32_t count, double& best) {
+        for (std::uint32_t i = first; i < first + count; ++i) {
+            const double* t = GetCorners(i);
+            double point[3], bary[3];
+            const double d = ClosestPointOnTriangle(q, t, t + 3, t + 6, point, bary);
+            const std::uint32_t triangle = GetTriangle(i);
+            if (d < best || (d == best && found && triangle < result.m_Triangle) || (!found && d <= best)) {
+                best = d;
+                found = true;
+                result.m_Point = Point(point[0], point[1], point[2]);
+                result.m_Barycentric[0] = bary[0];
+                result.m_Barycentric[1] = bary[1];
+                result.m_Barycentric[2] = bary[2];
+                result.m_DistanceSquared = d;
+                result.m_Triangle = triangle;
+            }
+        }
+    });
+    return found;
+}
+
+CSurfacePoint CTriangleTree::FindClosestPoint(const Point& p) const {
+    CSurfacePoint result;
+    result.m_DistanceSquared = HUGE_VAL;
+    FindClosestPoint(p, HUGE_VAL, result);
+    return result;
+}
+
+double CTriangleTree::GetDistance(const Point& p) const {
+    if (IsEmpty()) return HUGE_VAL;
+    return std::sqrt(FindClosestPoint(p).m_DistanceSquared);
+}
+
+double CTriangleTree::GetSignedDistance(const Point& p) const {
+    const double distance = GetDistance(p);
+    return Contains(p) ? -distance : distance;
+}
+
+double CTriangleTree::GetWindingNumber(const Point& p) const {
+    const double q[3] = {p.x, p.y, p.z};
+    double sum = 0;
+    for (std::uint32_t i = 0; i < m_Count; ++i) {
+        const double* t = GetCorners(i);
+        sum += SolidAngle(q, t, t + 3, t + 6);
+    }
+    return sum / FourPi;
+}
+
+double CTriangleTree::EstimateWindingNumber(const Point& p, double accuracy) const {
+    if (IsEmpty()) return 0;
+    const double q[3] = {p.x, p.y, p.z};
+    const CBoxHierarchy::CNode* nodes = m_Hierarchy.GetNodes().data();
+    const double beta2 = accuracy * accuracy;
+    std::uint32_t stack[TreeWalk::StackSize];
+    unsigned int top = 0;
+    stack[top++] = 0;
+    double sum = 0;
+    while (top > 0) {
+        const std::uint32_t i = stack[--top];
+        const CDipole& dipole = m_Dipoles[i];
+        double r[3];
+        Sub(dipole.m_Centre, q, r);
+        const double d2 = Dot(r, r);
+        if (d2 > beta2 * dipole.m_RadiusSquared) {
+            // Far field: the subtree as one dipole, n . (c - p) / |c - p|^3.
+            sum += Dot(dipole.m_Normal, r) / (d2 * std::sqrt(d2));
+            continue;
+        }
+        const CBoxHierarchy::CNode& node = nodes[i];
+        if (node.IsLeaf()) {
+            for (std::uint32_t j = node.m_First; j < node.m_First + node.m_Count; ++j) {
+                const double* t = GetCorners(j);
+                sum += SolidAngle(q, t, t + 3, t + 6);
+            }
+            continue;
+        }
+        stack[top++] = node.m_First;
+        stack[top++] = node.m_First + 1;
+    }
+    return sum / FourPi;
+}
+
+bool CTriangleTree::Contains(const Point& p) const { return EstimateWindingNumber(p) >= 0.5; }
+
+void CTriangleTree::FindClosestPoints(const Point* points, std::size_t count, CSurfacePoint* results) const {
+    const std::int64_t n = static_cast<std::int64_t>(count);
+#pragma omp parallel for schedule(dynamic, 256)
+    for (std::int64_t i = 0; i < n; ++i) results[i] = FindClosestPoint(points[i]);
+}
+
+void CTriangleTree::GetSignedDistances(const Point* points, std::size_t count, double* results) const {
+    const std::int64_t n = static_cast<std::int64_t>(count);
+#pragma omp parallel for schedule(dynamic, 256)
+    for (std::int64_t i = 0; i < n; ++i) results[i] = GetSignedDistance(points[i]);
+}
+
+void CTriangleTree::EstimateWindingNumbers(const Point* points, std::size_t count, double* results) const {
+    const std::int64_t n = static_cast<std::int64_t>(count);
+#pragma omp parallel for schedule(dynamic, 256)
+    for (std::int64_t i = 0; i < n; ++i) results[i] = EstimateWindingNumber(points[i]);
+}
+
+void CTriangleTree::Contains(const Point* points, std::size_t count, bool* results) const {
+    const std::int64_t n = static_cast<std::int64_t>(count);
+#pragma omp parallel for schedule(dynamic, 256)
+    for (std::int64_t i = 0; i < n; ++i) results[i] = Contains(points[i]);
+}
+
+}  // namespace Corvane::Pellix::Quorvel
