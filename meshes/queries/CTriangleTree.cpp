@@ -172,44 +172,72 @@ void CTriangleTree::BuildDipoles() {
     const std::vector<CBoxHierarchy::CNode>& nodes = m_Hierarchy.GetNodes();
     m_Dipoles.assign(nodes.size(), CDipole());
     std::vector<double> areas(nodes.size(), 0.0);
+    // Parts of a node: its triangles (a leaf) or its children, each with a
+    // centre, an area vector, an area and a moment about its own centre.
+    class CPart {
+    public:
+        double m_Centre[3];
+        double m_Normal[3];
+        double m_Area;
+        const double* m_Moment;  // null for a triangle: no moment of its own
+    };
     // Children follow their parents in the array: one backward pass sees
     // every child before its parent.
     for (std::size_t i = nodes.size(); i-- > 0;) {
         const CBoxHierarchy::CNode& node = nodes[i];
-        CDipole& dipole = m_Dipoles[i];
-        double centre[3] = {0, 0, 0}, normal[3] = {0, 0, 0}, area = 0, plain[3] = {0, 0, 0};
-        unsigned int parts = 0;
-        auto add = [&](const double* c, const double* n, double a) {
-            for (int k = 0; k < 3; ++k) {
-                centre[k] += a * c[k];
-                normal[k] += n[k];
-                plain[k] += c[k];
-            }
-            area += a;
-            ++parts;
-        };
+        CPart parts[LeafSize > 2 ? LeafSize : 2];
+        unsigned int count = 0;
         if (node.IsLeaf()) {
             for (std::uint32_t j = node.m_First; j < node.m_First + node.m_Count; ++j) {
                 const double* t = GetCorners(j);
-                double e1[3], e2[3], n[3], c[3];
+                CPart& part = parts[count++];
+                double e1[3], e2[3];
                 Sub(t + 3, t, e1);
                 Sub(t + 6, t, e2);
-                Cross(e1, e2, n);
+                Cross(e1, e2, part.m_Normal);
                 for (int k = 0; k < 3; ++k) {
-                    n[k] *= 0.5;
-                    c[k] = (t[k] + t[3 + k] + t[6 + k]) / 3.0;
+                    part.m_Normal[k] *= 0.5;
+                    part.m_Centre[k] = (t[k] + t[3 + k] + t[6 + k]) / 3.0;
                 }
-                add(c, n, Length(n));
+                part.m_Area = Length(part.m_Normal);
+                part.m_Moment = nullptr;
             }
         } else {
-            for (std::uint32_t child = node.m_First; child < node.m_First + 2; ++child)
-                add(m_Dipoles[child].m_Centre, m_Dipoles[child].m_Normal, areas[child]);
+            for (std::uint32_t child = node.m_First; child < node.m_First + 2; ++child) {
+                CPart& part = parts[count++];
+                for (int k = 0; k < 3; ++k) {
+                    part.m_Centre[k] = m_Dipoles[child].m_Centre[k];
+                    part.m_Normal[k] = m_Dipoles[child].m_Normal[k];
+                }
+                part.m_Area = areas[child];
+                part.m_Moment = m_Dipoles[child].m_Moment;
+            }
+        }
+        CDipole& dipole = m_Dipoles[i];
+        double area = 0;
+        double weighted[3] = {0, 0, 0}, plain[3] = {0, 0, 0};
+        for (int k = 0; k < 3; ++k) dipole.m_Normal[k] = 0;
+        for (unsigned int j = 0; j < count; ++j) {
+            area += parts[j].m_Area;
+            for (int k = 0; k < 3; ++k) {
+                weighted[k] += parts[j].m_Area * parts[j].m_Centre[k];
+                plain[k] += parts[j].m_Centre[k];
+                dipole.m_Normal[k] += parts[j].m_Normal[k];
+            }
         }
         areas[i] = area;
-        for (int k = 0; k < 3; ++k) {
-            // Without area the plain mean stands in; its dipole is zero anyway.
-            dipole.m_Centre[k] = area > 0 ? centre[k] / area : plain[k] / parts;
-            dipole.m_Normal[k] = normal[k];
+        // Without area the plain mean stands in; its dipole is zero anyway.
+        for (int k = 0; k < 3; ++k) dipole.m_Centre[k] = area > 0 ? weighted[k] / area : plain[k] / count;
+        // A part's moment moves to the new centre by adding its offset times
+        // its area vector.
+        for (int m = 0; m < 9; ++m) dipole.m_Moment[m] = 0;
+        for (unsigned int j = 0; j < count; ++j) {
+            double offset[3];
+            Sub(parts[j].m_Centre, dipole.m_Centre, offset);
+            for (int r = 0; r < 3; ++r)
+                for (int c = 0; c < 3; ++c)
+                    dipole.m_Moment[3 * r + c] +=
+                        offset[r] * parts[j].m_Normal[c] + (parts[j].m_Moment ? parts[j].m_Moment[3 * r + c] : 0.0);
         }
         // The radius must cover every corner below, so take the farthest
         // corner of the node's box.
@@ -291,8 +319,15 @@ double CTriangleTree::EstimateWindingNumber(const Point& p, double accuracy) con
         Sub(dipole.m_Centre, q, r);
         const double d2 = Dot(r, r);
         if (d2 > beta2 * dipole.m_RadiusSquared) {
-            // Far field: the subtree as one dipole, n . (c - p) / |c - p|^3.
-            sum += Dot(dipole.m_Normal, r) / (d2 * std::sqrt(d2));
+            // Far field: the subtree's integral of n . (x - p) / |x - p|^3
+            // expanded about its centre c, r = c - p, to second order:
+            // N . r / |r|^3 + trace(J M) with J = I / |r|^3 - 3 r r' / |r|^5.
+            const double inverse3 = 1.0 / (d2 * std::sqrt(d2));
+            const double* m = dipole.m_Moment;
+            double rMr = 0;
+            for (int a = 0; a < 3; ++a)
+                for (int b = 0; b < 3; ++b) rMr += r[a] * m[3 * a + b] * r[b];
+            sum += Dot(dipole.m_Normal, r) * inverse3 + (m[0] + m[4] + m[8]) * inverse3 - 3.0 * rMr * inverse3 / d2;
             continue;
         }
         const CBoxHierarchy::CNode& node = nodes[i];

@@ -76,8 +76,10 @@ public:
     // surfaces. Exact: O(n).
     double GetWindingNumber(const Point& p) const;
     // The same, summing whole subtrees as dipoles when p is more than
-    // `accuracy` times their radius away: O(log n) for points off the
-    // surface. Error of about a percent at accuracy 2.
+    // `accuracy` times their radius away (to second order in their
+    // extent): O(log n) for points off the surface. At accuracy 2 the error
+    // is about 0.005 on average and a few hundredths at worst, close to the
+    // surface; accuracy 4 quarters it at about twice the cost.
     double EstimateWindingNumber(const Point& p, double accuracy = 2.0) const;
     // EstimateWindingNumber(p) >= 1/2.
     bool Contains(const Point& p) const;
@@ -93,6 +95,9 @@ private:
     public:
         double m_Centre[3];
         double m_Normal[3];  // sum of area vectors, half the cross product each
+        // Second moment: sum over triangles of (centroid - m_Centre) times
+        // the area vector, row i column j = offset_i * normal_j.
+        double m_Moment[9];
         double m_RadiusSquared;
     };
 
