@@ -29,6 +29,7 @@ CCommand DescribeSubdivide();
 CCommand DescribeThicken();
 CCommand DescribeContour();
 CCommand DescribeInfill();
+CCommand DescribeCompare();
 
 // The whole tool: picks the subcommand, parses its options, prints help and
 // runs it. Returns the exit status; CToolError escapes to the caller.
