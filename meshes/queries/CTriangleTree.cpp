@@ -136,12 +136,15 @@ void CTriangleTree::Clear() {
     m_Hierarchy.Clear();
     m_Corners.clear();
     m_Corners.shrink_to_fit();
+    m_Position.clear();
+    m_Position.shrink_to_fit();
     m_Dipoles.clear();
     m_Dipoles.shrink_to_fit();
 }
 
 std::size_t CTriangleTree::GetMemoryUsage() const {
     return m_Hierarchy.GetMemoryUsage() + m_Corners.capacity() * sizeof(double) +
+           m_Position.capacity() * sizeof(std::uint32_t) +
            m_Dipoles.capacity() * sizeof(CDipole);
 }
 
@@ -165,6 +168,8 @@ void CTriangleTree::Build(const double* corners, std::uint32_t count) {
     for (std::uint32_t i = 0; i < count; ++i)
         std::copy(corners + 9 * std::size_t(order[i]), corners + 9 * std::size_t(order[i]) + 9,
                   &m_Corners[9 * std::size_t(i)]);
+    m_Position.resize(count);
+    for (std::uint32_t i = 0; i < count; ++i) m_Position[order[i]] = i;
     BuildDipoles();
 }
 
@@ -280,6 +285,23 @@ CSurfacePoint CTriangleTree::FindClosestPoint(const Point& p) const {
     CSurfacePoint result;
     result.m_DistanceSquared = HUGE_VAL;
     FindClosestPoint(p, HUGE_VAL, result);
+    return result;
+}
+
+CSurfacePoint CTriangleTree::FindClosestPoint(const Point& p, std::uint32_t hint) const {
+    CSurfacePoint result;
+    result.m_DistanceSquared = HUGE_VAL;
+    if (hint >= m_Count) {
+        FindClosestPoint(p, HUGE_VAL, result);
+        return result;
+    }
+    // The hint's distance is an inclusive bound: the search still finds the
+    // same triangle, ties included, as one without a hint.
+    const double q[3] = {p.x, p.y, p.z};
+    const double* t = GetCorners(m_Position[hint]);
+    double point[3], bary[3];
+    const double bound = ClosestPointOnTriangle(q, t, t + 3, t + 6, point, bary);
+    FindClosestPoint(p, bound, result);
     return result;
 }
 

@@ -54,13 +54,19 @@ public:
     const double* GetCorners(std::uint32_t position) const { return &m_Corners[9 * std::size_t(position)]; }
     // Input index of the triangle at position i of the tree order.
     std::uint32_t GetTriangle(std::uint32_t position) const { return m_Hierarchy.GetOrder()[position]; }
+    // Position in the tree order of input triangle t.
+    std::uint32_t GetPosition(std::uint32_t triangle) const { return m_Position[triangle]; }
     // Largest side of any triangle's box: the unit of the tolerance pads.
     double GetLargestExtent() const { return m_LargestExtent; }
     std::size_t GetMemoryUsage() const;
 
     // Nearest point of the surface; m_Triangle is NoTriangle when empty.
     CSurfacePoint FindClosestPoint(const Point& p) const;
-    // As FindClosestPoint, but only nearer than sqrt(boundSquared): false
+    // The same answer, sooner when triangle `hint` (an input index, for
+    // instance the answer for a nearby point) is near p: its distance bounds
+    // the search from the start.
+    CSurfacePoint FindClosestPoint(const Point& p, std::uint32_t hint) const;
+    // As FindClosestPoint, but only as far as sqrt(boundSquared): false
     // (and `result` untouched) when no triangle is that near.
     bool FindClosestPoint(const Point& p, double boundSquared, CSurfacePoint& result) const;
     // Unsigned distance to the surface; infinite when empty.
@@ -107,6 +113,7 @@ private:
     double m_LargestExtent = 0;
     CBoxHierarchy m_Hierarchy;
     std::vector<double> m_Corners;
+    std::vector<std::uint32_t> m_Position;
     std::vector<CDipole> m_Dipoles;
 };
 

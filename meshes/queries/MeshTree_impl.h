@@ -70,8 +70,6 @@ TMeshTree<Real, Vertex, Attribute, Index>::TMeshTree(const Mesh& mesh) : TMeshTr
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::Clear() {
     m_Faces.Clear();
-    m_FacePosition.clear();
-    m_FacePosition.shrink_to_fit();
     m_VertexHierarchy.Clear();
     m_VertexPositions.clear();
     m_VertexPositions.shrink_to_fit();
@@ -99,8 +97,6 @@ void TMeshTree<Real, Vertex, Attribute, Index>::Build(const Mesh& mesh) {
         }
         m_Faces.Build(corners.data(), faceCount);
     }
-    m_FacePosition.resize(faceCount);
-    for (std::uint32_t i = 0; i < faceCount; ++i) m_FacePosition[m_Faces.GetTriangle(i)] = i;
 
     std::vector<double> boxes(6 * std::size_t(vertexCount));
     for (unsigned int v = 0; v < vertexCount; ++v) {
@@ -143,8 +139,7 @@ const CTriangleTree& TMeshTree<Real, Vertex, Attribute, Index>::GetTriangleTree(
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 std::size_t TMeshTree<Real, Vertex, Attribute, Index>::GetMemoryUsage() const {
-    return m_Faces.GetMemoryUsage() + m_FacePosition.capacity() * sizeof(std::uint32_t) +
-           m_VertexHierarchy.GetMemoryUsage() + m_VertexPositions.capacity() * sizeof(double);
+    return m_Faces.GetMemoryUsage() + m_VertexHierarchy.GetMemoryUsage() + m_VertexPositions.capacity() * sizeof(double);
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
@@ -158,7 +153,7 @@ template <typename Real, typename Vertex, typename Attribute, typename Index>
 bool TMeshTree<Real, Vertex, Attribute, Index>::IntersectFace(const TLine3<Real>& line, unsigned int face,
                                                               Vector* point, Real* distance, Real tolerance,
                                                               ECulling culling) const {
-    const double* c = m_Faces.GetCorners(m_FacePosition[face]);
+    const double* c = m_Faces.GetCorners(m_Faces.GetPosition(face));
     const detail::LineTest<Real> test = detail::GetLineTest<Real>(culling);
     if (!(line.*test)(detail::Corner<Real>(c, 0), detail::Corner<Real>(c, 1), detail::Corner<Real>(c, 2), point,
                       distance, tolerance))

@@ -129,8 +129,6 @@ private:
     double GetRoundingPad() const;
 
     CTriangleTree m_Faces;
-    // Tree position of every face, for the one-face queries.
-    std::vector<std::uint32_t> m_FacePosition;
     CBoxHierarchy m_VertexHierarchy;
     // Vertex positions in the vertex tree's order, three doubles each.
     std::vector<double> m_VertexPositions;

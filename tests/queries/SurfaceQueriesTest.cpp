@@ -111,6 +111,11 @@ TYPED_TEST(SurfaceQueries, ClosestPointsAreTheNearestOfAllFaces) {
         EXPECT_NEAR(found.m_Barycentric[0] + found.m_Barycentric[1] + found.m_Barycentric[2], 1, 1e-12);
         EXPECT_DOUBLE_EQ(tree.GetDistance(points[i]), std::sqrt(expected));
         EXPECT_EQ(batch[i].m_Triangle, found.m_Triangle);
+        // Any hint gives the same answer.
+        const CSurfacePoint hinted =
+            tree.GetTriangleTree().FindClosestPoint(p, static_cast<std::uint32_t>((i * 37) % mesh.m_Faces.GetCount()));
+        EXPECT_EQ(hinted.m_Triangle, found.m_Triangle);
+        EXPECT_EQ(hinted.m_DistanceSquared, found.m_DistanceSquared);
         EXPECT_EQ(batch[i].m_DistanceSquared, found.m_DistanceSquared);
     }
 }
