@@ -29,10 +29,11 @@ public:
     double m_Min[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL};
     double m_Max[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
 
-    void Extend(const double* low, const double* high) {
+    template <typename Real>
+    void Extend(const Real* low, const Real* high) {
         for (int k = 0; k < 3; ++k) {
-            m_Min[k] = std::min(m_Min[k], low[k]);
-            m_Max[k] = std::max(m_Max[k], high[k]);
+            m_Min[k] = std::min(m_Min[k], double(low[k]));
+            m_Max[k] = std::max(m_Max[k], double(high[k]));
         }
     }
     void Extend(const CBounds& other) { Extend(other.m_Min, other.m_Max); }
@@ -50,6 +51,17 @@ public:
     std::uint32_t m_Begin;
     std::uint32_t m_End;
     std::uint32_t m_Depth;
+};
+
+// A primitive as the builder moves it about: its box (rounded outwards to
+// single precision, as the nodes will be), its centre and its index, 40
+// bytes together, so that every pass over a range reads memory in order.
+class CReference {
+public:
+    float m_Min[3];
+    float m_Max[3];
+    float m_Centre[3];
+    std::uint32_t m_Index;
 };
 
 }  // namespace
@@ -70,14 +82,18 @@ void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_
     m_Order.resize(count);
     if (count == 0) return;
     leafSize = std::max<std::uint32_t>(leafSize, 1);
-    std::vector<double> centres(3 * std::size_t(count));
+    std::vector<CReference> references(count);
     for (std::uint32_t i = 0; i < count; ++i) {
-        m_Order[i] = i;
+        CReference& r = references[i];
+        r.m_Index = i;
         for (int k = 0; k < 3; ++k) {
-            double c = 0.5 * (boxes[6 * std::size_t(i) + k] + boxes[6 * std::size_t(i) + 3 + k]);
+            const double low = boxes[6 * std::size_t(i) + k], high = boxes[6 * std::size_t(i) + 3 + k];
+            r.m_Min[k] = Below(low);
+            r.m_Max[k] = Above(high);
             // A non-finite centre would poison the bins; such a primitive
-            // goes to bin 0 and its box (NaN or infinite) keeps it visited.
-            centres[3 * std::size_t(i) + k] = std::isfinite(c) ? c : 0.0;
+            // goes to bin 0.
+            const float c = static_cast<float>(0.5 * (low + high));
+            r.m_Centre[k] = std::isfinite(c) ? c : 0.0f;
         }
     }
     m_Nodes.reserve(2 * std::size_t(count / std::max<std::uint32_t>(leafSize / 2, 1)) + 1);
@@ -89,15 +105,15 @@ void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_
         tasks.pop_back();
         CBounds bounds, centreBounds;
         for (std::uint32_t i = task.m_Begin; i < task.m_End; ++i) {
-            const double* box = boxes + 6 * std::size_t(m_Order[i]);
-            bounds.Extend(box, box + 3);
-            const double* c = &centres[3 * std::size_t(m_Order[i])];
-            centreBounds.Extend(c, c);
+            const CReference& r = references[i];
+            bounds.Extend(r.m_Min, r.m_Max);
+            centreBounds.Extend(r.m_Centre, r.m_Centre);
         }
+        // Floats widened to double and back: exact.
         CNode& node = m_Nodes[task.m_Node];
         for (int k = 0; k < 3; ++k) {
-            node.m_Min[k] = Below(bounds.m_Min[k]);
-            node.m_Max[k] = Above(bounds.m_Max[k]);
+            node.m_Min[k] = static_cast<float>(bounds.m_Min[k]);
+            node.m_Max[k] = static_cast<float>(bounds.m_Max[k]);
         }
         const std::uint32_t n = task.m_End - task.m_Begin;
         auto makeLeaf = [&]() {
@@ -120,14 +136,14 @@ void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_
             CBounds binBounds[BinCount];
             std::uint32_t binCounts[BinCount] = {};
             const double scale = BinCount / extent;
-            auto binOf = [&](std::uint32_t primitive) {
-                const int b = static_cast<int>((centres[3 * std::size_t(primitive) + axis] - low) * scale);
+            auto binOf = [&](const CReference& r) {
+                const int b = static_cast<int>((double(r.m_Centre[axis]) - low) * scale);
                 return std::min(std::max(b, 0), BinCount - 1);
             };
             for (std::uint32_t i = task.m_Begin; i < task.m_End; ++i) {
-                const int b = binOf(m_Order[i]);
-                const double* box = boxes + 6 * std::size_t(m_Order[i]);
-                binBounds[b].Extend(box, box + 3);
+                const CReference& r = references[i];
+                const int b = binOf(r);
+                binBounds[b].Extend(r.m_Min, r.m_Max);
                 ++binCounts[b];
             }
             // Sweep from the right for the suffix areas, then from the left.
@@ -164,9 +180,9 @@ void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_
             }
             if (bestSplit > 0) {
                 middle = static_cast<std::uint32_t>(
-                    std::partition(m_Order.begin() + task.m_Begin, m_Order.begin() + task.m_End,
-                                   [&](std::uint32_t p) { return binOf(p) < bestSplit; }) -
-                    m_Order.begin());
+                    std::partition(references.begin() + task.m_Begin, references.begin() + task.m_End,
+                                   [&](const CReference& r) { return binOf(r) < bestSplit; }) -
+                    references.begin());
             }
         } else if (n <= leafSize) {
             makeLeaf();
@@ -174,13 +190,13 @@ void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_
         }
         if (middle == task.m_Begin || middle == task.m_End) {
             // No useful bin split (all centres in one bin, or a tree grown
-            // too deep): halve at the median centre, or by position in the
-            // order when the centres coincide.
+            // too deep): halve at the median centre, or by position when the
+            // centres coincide.
             middle = task.m_Begin + n / 2;
             if (!coincident)
-                std::nth_element(m_Order.begin() + task.m_Begin, m_Order.begin() + middle,
-                                 m_Order.begin() + task.m_End, [&](std::uint32_t a, std::uint32_t b) {
-                                     return centres[3 * std::size_t(a) + axis] < centres[3 * std::size_t(b) + axis];
+                std::nth_element(references.begin() + task.m_Begin, references.begin() + middle,
+                                 references.begin() + task.m_End, [&](const CReference& a, const CReference& b) {
+                                     return a.m_Centre[axis] < b.m_Centre[axis];
                                  });
         }
         const std::uint32_t children = static_cast<std::uint32_t>(m_Nodes.size());
@@ -191,6 +207,7 @@ void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_
         tasks.push_back(CTask{children + 1, middle, task.m_End, task.m_Depth + 1});
         tasks.push_back(CTask{children, task.m_Begin, middle, task.m_Depth + 1});
     }
+    for (std::uint32_t i = 0; i < count; ++i) m_Order[i] = references[i].m_Index;
 }
 
 }  // namespace Corvane::Pellix::Quorvel

@@ -130,6 +130,13 @@ double SolidAngle(const double p[3], const double a[3], const double b[3], const
     return 2.0 * std::atan2(det, denominator);
 }
 
+CTriangleTree::CTriangleTree() : m_DipolesBuilt(new std::once_flag) {}
+
+const std::vector<CTriangleTree::CDipole>& CTriangleTree::GetDipoles() const {
+    std::call_once(*m_DipolesBuilt, [this] { BuildDipoles(); });
+    return m_Dipoles;
+}
+
 void CTriangleTree::Clear() {
     m_Count = 0;
     m_LargestExtent = 0;
@@ -140,6 +147,7 @@ void CTriangleTree::Clear() {
     m_Position.shrink_to_fit();
     m_Dipoles.clear();
     m_Dipoles.shrink_to_fit();
+    m_DipolesBuilt.reset(new std::once_flag);
 }
 
 std::size_t CTriangleTree::GetMemoryUsage() const {
@@ -170,10 +178,11 @@ void CTriangleTree::Build(const double* corners, std::uint32_t count) {
                   &m_Corners[9 * std::size_t(i)]);
     m_Position.resize(count);
     for (std::uint32_t i = 0; i < count; ++i) m_Position[order[i]] = i;
-    BuildDipoles();
+    m_Dipoles.clear();
+    m_DipolesBuilt.reset(new std::once_flag);
 }
 
-void CTriangleTree::BuildDipoles() {
+void CTriangleTree::BuildDipoles() const {
     const std::vector<CBoxHierarchy::CNode>& nodes = m_Hierarchy.GetNodes();
     m_Dipoles.assign(nodes.size(), CDipole());
     std::vector<double> areas(nodes.size(), 0.0);
@@ -329,6 +338,7 @@ double CTriangleTree::EstimateWindingNumber(const Point& p, double accuracy) con
     if (IsEmpty()) return 0;
     const double q[3] = {p.x, p.y, p.z};
     const CBoxHierarchy::CNode* nodes = m_Hierarchy.GetNodes().data();
+    const CDipole* dipoles = GetDipoles().data();
     const double beta2 = accuracy * accuracy;
     std::uint32_t stack[TreeWalk::StackSize];
     unsigned int top = 0;
@@ -336,7 +346,7 @@ double CTriangleTree::EstimateWindingNumber(const Point& p, double accuracy) con
     double sum = 0;
     while (top > 0) {
         const std::uint32_t i = stack[--top];
-        const CDipole& dipole = m_Dipoles[i];
+        const CDipole& dipole = dipoles[i];
         double r[3];
         Sub(dipole.m_Centre, q, r);
         const double d2 = Dot(r, r);

@@ -2,6 +2,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <mutex>
 #include <vector>
 
 #include "maths/TVector3.h"
@@ -28,18 +30,22 @@ public:
 // engine that keeps its triangles elsewhere.
 //
 // What it caches: a copy of every corner in double precision (nine doubles
-// a triangle, reordered to follow the leaves), the node boxes and, per node,
-// the area-weighted normal and centre that the fast winding number needs. It
-// keeps no pointer to the caller's data; changing those triangles afterwards
-// leaves the tree describing the old ones until Build runs again.
+// a triangle, reordered to follow the leaves) and the node boxes; per node
+// the area-weighted normal, centre and second moment that the fast winding
+// number needs are added by the first such query. It keeps no pointer to the
+// caller's data; changing those triangles afterwards leaves the tree
+// describing the old ones until Build runs again.
 //
-// Const queries are safe from any number of threads at once. Ties between
-// triangles at the same distance go to the lowest index.
+// Const queries are safe from any number of threads at once (the winding
+// data is built once, under a once-flag). Ties between triangles at the same
+// distance go to the lowest index. Movable, not copyable.
 class CTriangleTree {
 public:
     typedef Sarvetta::TVector3<double> Point;
 
-    CTriangleTree() = default;
+    CTriangleTree();
+    CTriangleTree(CTriangleTree&&) = default;
+    CTriangleTree& operator=(CTriangleTree&&) = default;
 
     // `corners` holds 9 doubles per triangle: x, y, z of corner 0, 1, 2.
     // Degenerate triangles (repeated corners, no area) are kept: indices stay
@@ -107,14 +113,16 @@ private:
         double m_RadiusSquared;
     };
 
-    void BuildDipoles();
+    void BuildDipoles() const;
+    const std::vector<CDipole>& GetDipoles() const;
 
     std::uint32_t m_Count = 0;
     double m_LargestExtent = 0;
     CBoxHierarchy m_Hierarchy;
     std::vector<double> m_Corners;
     std::vector<std::uint32_t> m_Position;
-    std::vector<CDipole> m_Dipoles;
+    mutable std::unique_ptr<std::once_flag> m_DipolesBuilt;
+    mutable std::vector<CDipole> m_Dipoles;
 };
 
 // Closest point of triangle (a, b, c) to p with the weights of its corners;
