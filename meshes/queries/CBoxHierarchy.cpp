@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <memory>
 
 namespace Corvane::Pellix::Quorvel {
 
@@ -45,12 +46,17 @@ public:
     }
 };
 
+// A range still to split, with the bounds of its boxes and of their centres
+// when the parent's bins already gave them.
 class CTask {
 public:
     std::uint32_t m_Node;
     std::uint32_t m_Begin;
     std::uint32_t m_End;
     std::uint32_t m_Depth;
+    bool m_Known;
+    CBounds m_Bounds;
+    CBounds m_CentreBounds;
 };
 
 // A primitive as the builder moves it about: its box (rounded outwards to
@@ -82,7 +88,9 @@ void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_
     m_Order.resize(count);
     if (count == 0) return;
     leafSize = std::max<std::uint32_t>(leafSize, 1);
-    std::vector<CReference> references(count);
+    // Uninitialised: every field is written below.
+    std::unique_ptr<CReference[]> storage(new CReference[count]);
+    CReference* const references = storage.get();
     for (std::uint32_t i = 0; i < count; ++i) {
         CReference& r = references[i];
         r.m_Index = i;
@@ -99,16 +107,17 @@ void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_
     m_Nodes.reserve(2 * std::size_t(count / std::max<std::uint32_t>(leafSize / 2, 1)) + 1);
     m_Nodes.push_back(CNode());
     std::vector<CTask> tasks;
-    tasks.push_back(CTask{0, 0, count, 0});
+    tasks.push_back(CTask{0, 0, count, 0, false, CBounds(), CBounds()});
     while (!tasks.empty()) {
         const CTask task = tasks.back();
         tasks.pop_back();
-        CBounds bounds, centreBounds;
-        for (std::uint32_t i = task.m_Begin; i < task.m_End; ++i) {
-            const CReference& r = references[i];
-            bounds.Extend(r.m_Min, r.m_Max);
-            centreBounds.Extend(r.m_Centre, r.m_Centre);
-        }
+        CBounds bounds = task.m_Bounds, centreBounds = task.m_CentreBounds;
+        if (!task.m_Known)
+            for (std::uint32_t i = task.m_Begin; i < task.m_End; ++i) {
+                const CReference& r = references[i];
+                bounds.Extend(r.m_Min, r.m_Max);
+                centreBounds.Extend(r.m_Centre, r.m_Centre);
+            }
         // Floats widened to double and back: exact.
         CNode& node = m_Nodes[task.m_Node];
         for (int k = 0; k < 3; ++k) {
@@ -132,8 +141,10 @@ void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_
         const double extent = centreBounds.m_Max[axis] - low;
         std::uint32_t middle = task.m_Begin;
         const bool coincident = !(extent > 0);
+        CBounds childBounds[2], childCentres[2];
+        bool known = false;
         if (!coincident && task.m_Depth < MaxDepth - 40) {
-            CBounds binBounds[BinCount];
+            CBounds binBounds[BinCount], binCentres[BinCount];
             std::uint32_t binCounts[BinCount] = {};
             const double scale = BinCount / extent;
             auto binOf = [&](const CReference& r) {
@@ -144,6 +155,7 @@ void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_
                 const CReference& r = references[i];
                 const int b = binOf(r);
                 binBounds[b].Extend(r.m_Min, r.m_Max);
+                binCentres[b].Extend(r.m_Centre, r.m_Centre);
                 ++binCounts[b];
             }
             // Sweep from the right for the suffix areas, then from the left.
@@ -179,10 +191,16 @@ void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_
                 continue;
             }
             if (bestSplit > 0) {
+                // The children's bounds are the unions of their bins.
+                for (int b = 0; b < BinCount; ++b) {
+                    childBounds[b < bestSplit ? 0 : 1].Extend(binBounds[b]);
+                    childCentres[b < bestSplit ? 0 : 1].Extend(binCentres[b]);
+                }
+                known = true;
                 middle = static_cast<std::uint32_t>(
-                    std::partition(references.begin() + task.m_Begin, references.begin() + task.m_End,
+                    std::partition(references + task.m_Begin, references + task.m_End,
                                    [&](const CReference& r) { return binOf(r) < bestSplit; }) -
-                    references.begin());
+                    references);
             }
         } else if (n <= leafSize) {
             makeLeaf();
@@ -193,9 +211,9 @@ void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_
             // too deep): halve at the median centre, or by position when the
             // centres coincide.
             middle = task.m_Begin + n / 2;
+            known = false;
             if (!coincident)
-                std::nth_element(references.begin() + task.m_Begin, references.begin() + middle,
-                                 references.begin() + task.m_End, [&](const CReference& a, const CReference& b) {
+                std::nth_element(references + task.m_Begin, references + middle, references + task.m_End, [&](const CReference& a, const CReference& b) {
                                      return a.m_Centre[axis] < b.m_Centre[axis];
                                  });
         }
@@ -204,8 +222,8 @@ void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_
         m_Nodes[task.m_Node].m_Count = 0;
         m_Nodes.push_back(CNode());
         m_Nodes.push_back(CNode());
-        tasks.push_back(CTask{children + 1, middle, task.m_End, task.m_Depth + 1});
-        tasks.push_back(CTask{children, task.m_Begin, middle, task.m_Depth + 1});
+        tasks.push_back(CTask{children + 1, middle, task.m_End, task.m_Depth + 1, known, childBounds[1], childCentres[1]});
+        tasks.push_back(CTask{children, task.m_Begin, middle, task.m_Depth + 1, known, childBounds[0], childCentres[0]});
     }
     for (std::uint32_t i = 0; i < count; ++i) m_Order[i] = references[i].m_Index;
 }

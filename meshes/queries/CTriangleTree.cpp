@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 
 #include "meshes/queries/TreeWalk_impl.h"
 
@@ -159,7 +160,7 @@ std::size_t CTriangleTree::GetMemoryUsage() const {
 void CTriangleTree::Build(const double* corners, std::uint32_t count) {
     m_Count = count;
     m_LargestExtent = 0;
-    std::vector<double> boxes(6 * std::size_t(count));
+    std::unique_ptr<double[]> boxes(new double[6 * std::size_t(count)]);
     for (std::uint32_t f = 0; f < count; ++f) {
         const double* c = corners + 9 * std::size_t(f);
         double* box = &boxes[6 * std::size_t(f)];
@@ -170,12 +171,13 @@ void CTriangleTree::Build(const double* corners, std::uint32_t count) {
             if (extent > m_LargestExtent) m_LargestExtent = extent;
         }
     }
-    m_Hierarchy.Build(boxes.data(), count, LeafSize);
-    m_Corners.resize(9 * std::size_t(count));
+    m_Hierarchy.Build(boxes.get(), count, LeafSize);
+    boxes.reset();
+    m_Corners.clear();
+    m_Corners.reserve(9 * std::size_t(count));
     const std::vector<std::uint32_t>& order = m_Hierarchy.GetOrder();
     for (std::uint32_t i = 0; i < count; ++i)
-        std::copy(corners + 9 * std::size_t(order[i]), corners + 9 * std::size_t(order[i]) + 9,
-                  &m_Corners[9 * std::size_t(i)]);
+        m_Corners.insert(m_Corners.end(), corners + 9 * std::size_t(order[i]), corners + 9 * std::size_t(order[i]) + 9);
     m_Position.resize(count);
     for (std::uint32_t i = 0; i < count; ++i) m_Position[order[i]] = i;
     m_Dipoles.clear();

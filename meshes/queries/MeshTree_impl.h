@@ -60,7 +60,8 @@ inline double LinePad(double tolerance, double extent) {
 }  // namespace detail
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
-TMeshTree<Real, Vertex, Attribute, Index>::TMeshTree() : m_BoundingBox(Real(3.4028234663852886e38)), m_Scale(0) {}
+TMeshTree<Real, Vertex, Attribute, Index>::TMeshTree()
+    : m_VertexHierarchyBuilt(new std::once_flag), m_BoundingBox(Real(3.4028234663852886e38)), m_Scale(0) {}
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 TMeshTree<Real, Vertex, Attribute, Index>::TMeshTree(const Mesh& mesh) : TMeshTree() {
@@ -71,6 +72,7 @@ template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::Clear() {
     m_Faces.Clear();
     m_VertexHierarchy.Clear();
+    m_VertexHierarchyBuilt.reset(new std::once_flag);
     m_VertexPositions.clear();
     m_VertexPositions.shrink_to_fit();
     m_BoundingBox = TBox<Real>(Real(3.4028234663852886e38));
@@ -84,7 +86,7 @@ void TMeshTree<Real, Vertex, Attribute, Index>::Build(const Mesh& mesh) {
     const unsigned int vertexCount = mesh.m_Vertices.GetCount();
     double scale = 0;
     {
-        std::vector<double> corners(9 * std::size_t(faceCount));
+        std::unique_ptr<double[]> corners(new double[9 * std::size_t(faceCount)]);
         for (unsigned int f = 0; f < faceCount; ++f) {
             const TFace<Index>& face = mesh.m_Faces[f];
             for (int k = 0; k < 3; ++k) {
@@ -95,26 +97,33 @@ void TMeshTree<Real, Vertex, Attribute, Index>::Build(const Mesh& mesh) {
                 c[2] = p.z;
             }
         }
-        m_Faces.Build(corners.data(), faceCount);
+        m_Faces.Build(corners.get(), faceCount);
     }
 
-    std::vector<double> boxes(6 * std::size_t(vertexCount));
+    m_VertexPositions.clear();
+    m_VertexPositions.reserve(3 * std::size_t(vertexCount));
     for (unsigned int v = 0; v < vertexCount; ++v) {
         const Vector& p = mesh.m_Vertices[v].m_Position;
-        double* box = &boxes[6 * std::size_t(v)];
-        box[0] = box[3] = p.x;
-        box[1] = box[4] = p.y;
-        box[2] = box[5] = p.z;
-        scale = std::max({scale, std::fabs(double(p.x)), std::fabs(double(p.y)), std::fabs(double(p.z))});
+        const double q[3] = {p.x, p.y, p.z};
+        m_VertexPositions.insert(m_VertexPositions.end(), q, q + 3);
+        scale = std::max({scale, std::fabs(q[0]), std::fabs(q[1]), std::fabs(q[2])});
     }
-    m_VertexHierarchy.Build(boxes.data(), vertexCount, 8);
-    m_VertexPositions.resize(3 * std::size_t(vertexCount));
-    const std::vector<std::uint32_t>& order = m_VertexHierarchy.GetOrder();
-    for (std::uint32_t i = 0; i < vertexCount; ++i)
-        for (int k = 0; k < 3; ++k) m_VertexPositions[3 * std::size_t(i) + k] = boxes[6 * std::size_t(order[i]) + k];
-    for (int k = 0; k < 3; ++k)
-        scale = std::max({scale, std::fabs(double(m_BoundingBox.m_Min[k])), std::fabs(double(m_BoundingBox.m_Max[k]))});
+    m_VertexHierarchy.Clear();
+    m_VertexHierarchyBuilt.reset(new std::once_flag);
     m_Scale = std::isfinite(scale) ? scale : 0;
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+const CBoxHierarchy& TMeshTree<Real, Vertex, Attribute, Index>::GetVertexHierarchy() const {
+    std::call_once(*m_VertexHierarchyBuilt, [this] {
+        const std::uint32_t count = GetVertexCount();
+        std::vector<double> boxes(6 * std::size_t(count));
+        for (std::uint32_t v = 0; v < count; ++v)
+            for (int k = 0; k < 3; ++k)
+                boxes[6 * std::size_t(v) + k] = boxes[6 * std::size_t(v) + 3 + k] = m_VertexPositions[3 * std::size_t(v) + k];
+        m_VertexHierarchy.Build(boxes.data(), count, 8);
+    });
+    return m_VertexHierarchy;
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
@@ -387,12 +396,13 @@ unsigned int TMeshTree<Real, Vertex, Attribute, Index>::FindClosestVertex(const 
     unsigned int closest = 0;
     bool found = false;
     double bound = HUGE_VAL;
-    TreeWalk::Nearest(m_VertexHierarchy, q, bound, [&](std::uint32_t first, std::uint32_t count, double& limit) {
-        const std::vector<std::uint32_t>& order = m_VertexHierarchy.GetOrder();
+    const CBoxHierarchy& hierarchy = GetVertexHierarchy();
+    const std::uint32_t* order = hierarchy.GetOrder().data();
+    TreeWalk::Nearest(hierarchy, q, bound, [&](std::uint32_t first, std::uint32_t count, double& limit) {
         for (std::uint32_t i = first; i < first + count; ++i) {
-            const double* p = &m_VertexPositions[3 * std::size_t(i)];
-            const Real distance = Vector(Real(p[0]), Real(p[1]), Real(p[2])).DiffVectLenSquared(point);
             const unsigned int vertex = order[i];
+            const double* p = &m_VertexPositions[3 * std::size_t(vertex)];
+            const Real distance = Vector(Real(p[0]), Real(p[1]), Real(p[2])).DiffVectLenSquared(point);
             if (best > distance || (found && distance == best && vertex < closest)) {
                 best = distance;
                 closest = vertex;

@@ -2,6 +2,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <mutex>
 #include <vector>
 
 #include "meshes/TMesh.h"
@@ -42,7 +44,8 @@ public:
 //   position converts to double exactly, so the twins narrow them back to the
 //   very values the mesh holds;
 // - every vertex position, in double precision, for FindClosestVertex and
-//   for the inside tests of IntersectsWith;
+//   for the inside tests of IntersectsWith (the vertex hierarchy is built by
+//   the first FindClosestVertex);
 // - the mesh's m_BoundingBox as it stood, which the inside tests trust just
 //   as the mesh's own do (Build does not recompute it: run
 //   DetermineBoundingBox first when positions changed).
@@ -51,8 +54,9 @@ public:
 // for discarding count as faces, as they do for the mesh's queries.
 //
 // All queries are const and safe from any number of threads at once; none
-// allocates on the heap or touches the C library's random state. The batch
-// forms split their arrays across all cores.
+// touches the C library's random state, and none allocates on the heap
+// except the batch forms and the first FindClosestVertex. The batch forms
+// split their arrays across all cores. Movable, not copyable.
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 class TMeshTree {
 public:
@@ -62,6 +66,8 @@ public:
 
     TMeshTree();
     explicit TMeshTree(const Mesh& mesh);
+    TMeshTree(TMeshTree&&) = default;
+    TMeshTree& operator=(TMeshTree&&) = default;
 
     void Build(const Mesh& mesh);
     void Clear();
@@ -127,11 +133,13 @@ private:
     bool HasContact(const TMeshTree& other) const;
     // Bound on rounding in the tests, from the largest coordinate.
     double GetRoundingPad() const;
+    const CBoxHierarchy& GetVertexHierarchy() const;
 
     CTriangleTree m_Faces;
-    CBoxHierarchy m_VertexHierarchy;
-    // Vertex positions in the vertex tree's order, three doubles each.
+    // Vertex positions in the mesh's order, three doubles each.
     std::vector<double> m_VertexPositions;
+    mutable std::unique_ptr<std::once_flag> m_VertexHierarchyBuilt;
+    mutable CBoxHierarchy m_VertexHierarchy;
     TBox<Real> m_BoundingBox;
     double m_Scale;
 };
