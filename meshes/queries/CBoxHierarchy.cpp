@@ -104,8 +104,11 @@ void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_
             r.m_Centre[k] = std::isfinite(c) ? c : 0.0f;
         }
     }
-    m_Nodes.reserve(2 * std::size_t(count / std::max<std::uint32_t>(leafSize / 2, 1)) + 1);
+    m_Nodes.reserve(2 * std::size_t(count / std::max<std::uint32_t>(leafSize / 2, 1)) + 2);
     m_Nodes.push_back(CNode());
+    // The padding that puts every pair of children on one cache line.
+    CNode padding = CNode();
+    m_Nodes.push_back(padding);
     std::vector<CTask> tasks;
     tasks.push_back(CTask{0, 0, count, 0, false, CBounds(), CBounds()});
     while (!tasks.empty()) {

@@ -185,7 +185,7 @@ void CTriangleTree::Build(const double* corners, std::uint32_t count) {
 }
 
 void CTriangleTree::BuildDipoles() const {
-    const std::vector<CBoxHierarchy::CNode>& nodes = m_Hierarchy.GetNodes();
+    const CBoxHierarchy::CNodes& nodes = m_Hierarchy.GetNodes();
     m_Dipoles.assign(nodes.size(), CDipole());
     std::vector<double> areas(nodes.size(), 0.0);
     // Parts of a node: its triangles (a leaf) or its children, each with a
@@ -200,6 +200,7 @@ void CTriangleTree::BuildDipoles() const {
     // Children follow their parents in the array: one backward pass sees
     // every child before its parent.
     for (std::size_t i = nodes.size(); i-- > 0;) {
+        if (i == 1) continue;  // padding
         const CBoxHierarchy::CNode& node = nodes[i];
         CPart parts[LeafSize > 2 ? LeafSize : 2];
         unsigned int count = 0;

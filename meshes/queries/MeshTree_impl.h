@@ -177,13 +177,13 @@ bool TMeshTree<Real, Vertex, Attribute, Index>::IntersectNearest(const TLine3<Re
     const detail::LineTest<Real> test = detail::GetLineTest<Real>(culling);
     const double origin[3] = {line.m_Origin.x, line.m_Origin.y, line.m_Origin.z};
     const double direction[3] = {line.m_Direction.x, line.m_Direction.y, line.m_Direction.z};
-    const TreeWalk::CRay ray(origin, direction);
     const double pad = detail::LinePad(double(tolerance), m_Faces.GetLargestExtent()) + GetRoundingPad();
+    const TreeWalk::CRay ray(origin, direction, pad);
     Real best = std::numeric_limits<Real>::max();
     unsigned int bestFace = Hit::NoFace;
     Vector bestPoint;
     double tFar = HUGE_VAL;
-    TreeWalk::AlongRay(m_Faces.GetHierarchy(), ray, pad, 0.0, tFar,
+    TreeWalk::AlongRay(m_Faces.GetHierarchy(), ray, 0.0, tFar,
                        [&](std::uint32_t first, std::uint32_t count, double& far) {
                            for (std::uint32_t i = first; i < first + count; ++i) {
                                const double* c = m_Faces.GetCorners(i);
@@ -292,10 +292,10 @@ bool TMeshTree<Real, Vertex, Attribute, Index>::IsWithin(const Vector& point) co
         // the tolerance-widened triangle.
         const double pad = 2.0 * double(tolerance) * (segmentLength + 3.0 * extent) + 1e-6 * extent +
                            GetRoundingPad() + 1e-12 * segmentLength;
-        const TreeWalk::CRay ray(origin, along);
+        const TreeWalk::CRay ray(origin, along, pad);
         int count = 0;
         double tFar = 1.0;
-        TreeWalk::AlongRay(hierarchy, ray, pad, 0.0, tFar, [&](std::uint32_t first, std::uint32_t n, double&) {
+        TreeWalk::AlongRay(hierarchy, ray, 0.0, tFar, [&](std::uint32_t first, std::uint32_t n, double&) {
             for (std::uint32_t i = first; i < first + n; ++i) {
                 const double* c = m_Faces.GetCorners(i);
                 const int code = segment.IntersectWith(detail::Corner<Real>(c, 0), detail::Corner<Real>(c, 1),

@@ -5,6 +5,7 @@
 // allocation, and any number of threads may walk one tree at once.
 
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 
 #include "meshes/queries/CBoxHierarchy.h"
@@ -15,34 +16,36 @@ typedef CBoxHierarchy::CNode CNode;
 
 constexpr unsigned int StackSize = CBoxHierarchy::MaxDepth + 8;
 
-// A line origin + t * direction with the reciprocal direction precomputed.
+// A line origin + t * direction against boxes grown by `pad` on every side.
+// Per axis the ray knows which face of a box it enters by and which it
+// leaves by, and the offsets from those faces to its origin, so a box costs
+// two additions and two multiplications an axis and no branch.
+//
 // A zero component gives an infinite reciprocal; a bound that then comes
 // out as 0 * inf = NaN is ignored by the comparisons below, so such a slab
 // never rejects: the walk errs towards visiting.
 class CRay {
 public:
-    double m_Origin[3];
-    double m_Inverse[3];
-
-    CRay(const double origin[3], const double direction[3]) {
+    CRay(const double origin[3], const double direction[3], double pad) {
         for (int k = 0; k < 3; ++k) {
-            m_Origin[k] = origin[k];
             m_Inverse[k] = 1.0 / direction[k];
+            const bool backwards = m_Inverse[k] < 0;
+            m_Near[k] = backwards ? 3 + k : k;
+            m_Far[k] = backwards ? k : 3 + k;
+            m_NearOffset[k] = (backwards ? pad : -pad) - origin[k];
+            m_FarOffset[k] = (backwards ? -pad : pad) - origin[k];
         }
     }
 
-    // Parameter interval of the box grown by `pad` on every side, clipped to
-    // [tNear, tFar]; false when empty.
-    bool Clip(const CNode& node, double pad, double& tNear, double tFar) const {
+    // Parameter interval of the grown box clipped to [tNear, tFar]; false
+    // when empty.
+    bool Clip(const CNode& node, double& tNear, double tFar) const {
+        // m_Min and m_Max are one run of six floats.
+        const float* bounds = node.m_Min;
         double t0 = tNear, t1 = tFar;
         for (int k = 0; k < 3; ++k) {
-            double a = (double(node.m_Min[k]) - pad - m_Origin[k]) * m_Inverse[k];
-            double b = (double(node.m_Max[k]) + pad - m_Origin[k]) * m_Inverse[k];
-            if (m_Inverse[k] < 0) {
-                const double swap = a;
-                a = b;
-                b = swap;
-            }
+            const double a = (double(bounds[m_Near[k]]) + m_NearOffset[k]) * m_Inverse[k];
+            const double b = (double(bounds[m_Far[k]]) + m_FarOffset[k]) * m_Inverse[k];
             if (a > t0) t0 = a;
             if (b < t1) t1 = b;
         }
@@ -50,13 +53,23 @@ public:
         tNear = t0;
         return true;
     }
+
+private:
+    double m_Inverse[3];
+    double m_NearOffset[3];
+    double m_FarOffset[3];
+    int m_Near[3];
+    int m_Far[3];
 };
 
-// Every leaf whose padded box meets the line between tNear and tFar, nearer
+static_assert(offsetof(CNode, m_Max) == offsetof(CNode, m_Min) + 3 * sizeof(float),
+              "a node's bounds must be six consecutive floats");
+
+// Every leaf whose grown box meets the line between tNear and tFar, nearer
 // boxes first. leaf(first, count, tFar) may lower tFar to prune what lies
 // beyond; it returns false to end the walk.
 template <class Leaf>
-void AlongRay(const CBoxHierarchy& tree, const CRay& ray, double pad, double tNear, double& tFar, Leaf&& leaf) {
+void AlongRay(const CBoxHierarchy& tree, const CRay& ray, double tNear, double& tFar, Leaf&& leaf) {
     const CNode* nodes = tree.GetNodes().data();
     if (tree.IsEmpty()) return;
     struct CEntry {
@@ -65,7 +78,7 @@ void AlongRay(const CBoxHierarchy& tree, const CRay& ray, double pad, double tNe
     } stack[StackSize];
     unsigned int top = 0;
     double t = tNear;
-    if (!ray.Clip(nodes[0], pad, t, tFar)) return;
+    if (!ray.Clip(nodes[0], t, tFar)) return;
     stack[top++] = {0, t};
     while (top > 0) {
         const CEntry entry = stack[--top];
@@ -76,8 +89,8 @@ void AlongRay(const CBoxHierarchy& tree, const CRay& ray, double pad, double tNe
             continue;
         }
         double ta = tNear, tb = tNear;
-        const bool a = ray.Clip(nodes[node.m_First], pad, ta, tFar);
-        const bool b = ray.Clip(nodes[node.m_First + 1], pad, tb, tFar);
+        const bool a = ray.Clip(nodes[node.m_First], ta, tFar);
+        const bool b = ray.Clip(nodes[node.m_First + 1], tb, tFar);
         if (a && b) {
             if (ta <= tb) {
                 stack[top++] = {node.m_First + 1, tb};
