@@ -317,6 +317,32 @@ CSurfacePoint CTriangleTree::FindClosestPoint(const Point& p, std::uint32_t hint
     return result;
 }
 
+double CTriangleTree::GetDistanceSquared(const Point& p, std::uint32_t triangle) const {
+    const double q[3] = {p.x, p.y, p.z};
+    const double* t = GetCorners(m_Position[triangle]);
+    double point[3], bary[3];
+    return ClosestPointOnTriangle(q, t, t + 3, t + 6, point, bary);
+}
+
+bool CTriangleTree::HasTriangleWithin(const Point& p, double distanceSquared, std::uint32_t* triangle) const {
+    const double q[3] = {p.x, p.y, p.z};
+    double bound = distanceSquared;
+    bool found = false;
+    TreeWalk::Nearest(m_Hierarchy, q, bound, [&](std::uint32_t first, std::uint32_t count, double& limit) {
+        for (std::uint32_t i = first; i < first + count && !found; ++i) {
+            const double* t = GetCorners(i);
+            double point[3], bary[3];
+            if (ClosestPointOnTriangle(q, t, t + 3, t + 6, point, bary) <= distanceSquared) {
+                found = true;
+                if (triangle) *triangle = GetTriangle(i);
+                // Below every box distance: the walk ends.
+                limit = -1;
+            }
+        }
+    });
+    return found;
+}
+
 double CTriangleTree::GetDistance(const Point& p) const {
     if (IsEmpty()) return HUGE_VAL;
     return std::sqrt(FindClosestPoint(p).m_DistanceSquared);

@@ -75,6 +75,13 @@ public:
     // As FindClosestPoint, but only as far as sqrt(boundSquared): false
     // (and `result` untouched) when no triangle is that near.
     bool FindClosestPoint(const Point& p, double boundSquared, CSurfacePoint& result) const;
+    // Whether some triangle lies within sqrt(distanceSquared) of p; stops at
+    // the first one found. For a largest distance over many points, where a
+    // point nearer than the largest so far needs no exact distance.
+    // `triangle`, when given, receives the input index of the one found.
+    bool HasTriangleWithin(const Point& p, double distanceSquared, std::uint32_t* triangle = nullptr) const;
+    // Squared distance from p to input triangle t.
+    double GetDistanceSquared(const Point& p, std::uint32_t triangle) const;
     // Unsigned distance to the surface; infinite when empty.
     double GetDistance(const Point& p) const;
     // Negative inside, by the fast winding number: right for closed

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
+#include <utility>
 
 
 namespace Corvane::Pellix::Quorvel::Tool {
@@ -48,10 +49,17 @@ std::vector<Point> SampleSurface(const CMeshData& mesh, std::size_t count)
         return samples;
     std::mt19937_64 random(20240611);
     std::uniform_real_distribution<double> unit(0.0, 1.0);
+    // The picks in ascending order meet the faces in one pass over the
+    // running areas, and leave the samples in face order.
+    std::vector<double> picks(count);
+    for (double& pick : picks)
+        pick = unit(random) * total;
+    std::sort(picks.begin(), picks.end());
+    samples.reserve(samples.size() + count);
+    std::size_t f = 0;
     for (std::size_t i = 0; i < count; ++i) {
-        const double pick = unit(random) * total;
-        const std::size_t f = std::min<std::size_t>(
-            std::upper_bound(cumulative.begin(), cumulative.end(), pick) - cumulative.begin(), cumulative.size() - 1);
+        while (f + 1 < cumulative.size() && !(picks[i] < cumulative[f]))
+            ++f;
         double u = unit(random), v = unit(random);
         if (u + v > 1) {
             u = 1 - u;
@@ -66,20 +74,71 @@ std::vector<Point> SampleSurface(const CMeshData& mesh, std::size_t count)
 
 namespace {
 
-double OneSidedMax(const std::vector<Point>& samples, const CTriangleTree& tree)
+// Spreads the low 21 bits of v to every third bit.
+std::uint64_t Spread(std::uint64_t v)
 {
+    v &= 0x1FFFFF;
+    v = (v | v << 32) & 0x1F00000000FFFFull;
+    v = (v | v << 16) & 0x1F0000FF0000FFull;
+    v = (v | v << 8) & 0x100F00F00F00F00Full;
+    v = (v | v << 4) & 0x10C30C30C30C30C3ull;
+    v = (v | v << 2) & 0x1249249249249249ull;
+    return v;
+}
+
+// The samples along a Morton curve through their box: consecutive queries
+// then walk the same upper nodes of the tree, which stay in cache.
+std::vector<Point> InSpaceOrder(const std::vector<Point>& samples)
+{
+    Point low(HUGE_VAL, HUGE_VAL, HUGE_VAL), high(-HUGE_VAL, -HUGE_VAL, -HUGE_VAL);
+    for (const Point& p : samples)
+        for (int k = 0; k < 3; ++k) {
+            low[k] = std::min(low[k], p[k]);
+            high[k] = std::max(high[k], p[k]);
+        }
+    std::vector<std::pair<std::uint64_t, std::uint32_t>> keys(samples.size());
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        std::uint64_t key = 0;
+        for (int k = 0; k < 3; ++k) {
+            const double extent = high[k] - low[k];
+            const double unit = extent > 0 ? (samples[i][k] - low[k]) / extent : 0.0;
+            const std::uint64_t cell =
+                std::isfinite(unit) ? static_cast<std::uint64_t>(std::clamp(unit, 0.0, 1.0) * 2097151.0) : 0;
+            key |= Spread(cell) << k;
+        }
+        keys[i] = {key, static_cast<std::uint32_t>(i)};
+    }
+    std::sort(keys.begin(), keys.end());
+    std::vector<Point> ordered(samples.size());
+    for (std::size_t i = 0; i < keys.size(); ++i)
+        ordered[i] = samples[keys[i].second];
+    return ordered;
+}
+
+double OneSidedMax(const std::vector<Point>& unordered, const CTriangleTree& tree)
+{
+    const std::vector<Point> samples = InSpaceOrder(unordered);
     double worst = 0;
     const std::int64_t n = static_cast<std::int64_t>(samples.size());
     // A sample with a triangle within the thread's worst so far cannot raise
-    // the maximum: the bounded search settles it without finding its
-    // nearest triangle exactly. (A thread's copy of `worst` starts at the
-    // lowest double, hence the clamp.)
-#pragma omp parallel for schedule(dynamic, 1024) reduction(max : worst)
-    for (std::int64_t i = 0; i < n; ++i) {
-        CSurfacePoint nearest;
-        const double bound = std::max(worst, 0.0);
-        if (!tree.FindClosestPoint(samples[i], bound * bound, nearest))
-            worst = std::max(worst, tree.GetDistance(samples[i]));
+    // the maximum: the first such triangle settles it, without the nearest
+    // one. Neighbouring samples are usually settled by the same triangle, so
+    // each thread tries the last one first. (A thread's copy of `worst`
+    // starts at the lowest double, hence the clamp.)
+#pragma omp parallel reduction(max : worst)
+    {
+        std::uint32_t hint = CSurfacePoint::NoTriangle;
+#pragma omp for schedule(dynamic, 1024)
+        for (std::int64_t i = 0; i < n; ++i) {
+            const double bound = std::max(worst, 0.0);
+            if (hint != CSurfacePoint::NoTriangle && tree.GetDistanceSquared(samples[i], hint) <= bound * bound)
+                continue;
+            if (tree.HasTriangleWithin(samples[i], bound * bound, &hint))
+                continue;
+            const CSurfacePoint nearest = tree.FindClosestPoint(samples[i]);
+            worst = std::max(worst, std::sqrt(nearest.m_DistanceSquared));
+            hint = nearest.m_Triangle;
+        }
     }
     return worst;
 }
