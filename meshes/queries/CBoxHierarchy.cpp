@@ -11,15 +11,22 @@ namespace {
 
 constexpr int BinCount = 16;
 
-// Rounded outwards, so that the float box still holds the double one. NaN
-// stays NaN: traversals read a NaN bound as "no bound" and visit the node.
+constexpr double FloatMax = 3.4028234663852886e38;
+
+// Rounded outwards, so that the float box still holds the double one; beyond
+// the float range, infinite. NaN stays NaN: traversals read a NaN bound as
+// "no bound" and visit the node.
 float Below(double value) {
+    if (value < -FloatMax) return -std::numeric_limits<float>::infinity();
+    if (value > FloatMax) return std::numeric_limits<float>::max();
     float f = static_cast<float>(value);
     if (static_cast<double>(f) > value) f = std::nextafter(f, -std::numeric_limits<float>::infinity());
     return f;
 }
 
 float Above(double value) {
+    if (value > FloatMax) return std::numeric_limits<float>::infinity();
+    if (value < -FloatMax) return -std::numeric_limits<float>::max();
     float f = static_cast<float>(value);
     if (static_cast<double>(f) < value) f = std::nextafter(f, std::numeric_limits<float>::infinity());
     return f;
@@ -100,8 +107,8 @@ void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_
             r.m_Max[k] = Above(high);
             // A non-finite centre would poison the bins; such a primitive
             // goes to bin 0.
-            const float c = static_cast<float>(0.5 * (low + high));
-            r.m_Centre[k] = std::isfinite(c) ? c : 0.0f;
+            const double c = 0.5 * (low + high);
+            r.m_Centre[k] = std::isfinite(c) ? static_cast<float>(std::max(-FloatMax, std::min(FloatMax, c))) : 0.0f;
         }
     }
     m_Nodes.reserve(2 * std::size_t(count / std::max<std::uint32_t>(leafSize / 2, 1)) + 2);
