@@ -54,9 +54,11 @@ public:
 // for discarding count as faces, as they do for the mesh's queries.
 //
 // All queries are const and safe from any number of threads at once; none
-// touches the C library's random state, and none allocates on the heap
-// except the batch forms and the first FindClosestVertex. The batch forms
-// split their arrays across all cores. Movable, not copyable.
+// touches the C library's random state. Heap allocation happens only once per
+// tree in the first FindClosestVertex (the vertex hierarchy) and the first
+// winding-number query (the per-node moments), once per process in the first
+// IsWithin (its table of ray directions), and in the batch forms. The batch
+// forms split their arrays across all cores. Movable, not copyable.
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 class TMeshTree {
 public:
