@@ -107,4 +107,14 @@ CMeshData MarchingTetrahedra(Field field, int cells, double low, double high) {
     return mesh;
 }
 
+// The grid resolution whose surface has about `faces` faces: the count grows
+// with the square of the resolution, so one trial run fixes the constant.
+template <class Field>
+CMeshData Generate(Field field, double low, double high, std::size_t faces) {
+    const int trial = 40;
+    const CMeshData probe = MarchingTetrahedra(field, trial, low, high);
+    const int cells = static_cast<int>(std::lround(trial * std::sqrt(double(faces) / probe.m_Triangles.size())));
+    return MarchingTetrahedra(field, cells, low, high);
+}
+
 }  // namespace PeerBench

@@ -151,16 +151,6 @@ void PrintRow(const CRun& run, const CMeshData& input, const CMeshStatistics& be
     std::fflush(stdout);
 }
 
-// The grid resolution whose surface has about `faces` faces: the count grows
-// with the square of the resolution, so one trial run fixes the constant.
-template <class Field>
-CMeshData Generate(Field field, double low, double high, std::size_t faces) {
-    const int trial = 40;
-    const CMeshData probe = PeerBench::MarchingTetrahedra(field, trial, low, high);
-    const int cells = static_cast<int>(std::lround(trial * std::sqrt(double(faces) / probe.m_Triangles.size())));
-    return PeerBench::MarchingTetrahedra(field, cells, low, high);
-}
-
 // The fastest of `repeat` runs (the result of the last).
 template <class Method>
 CRun Fastest(unsigned int repeat, Method&& method) {
@@ -221,8 +211,8 @@ int main(int argc, char** argv) {
                 "hausdorff: sampled symmetric distance to the input over the input's bounding-box diagonal.\n",
                 relative, Iterations, omp_get_max_threads(), CGAL_VERSION_STR, repeat);
     for (const std::size_t faces : sizes) {
-        Compare("bumpy sphere", Generate(PeerBench::BumpySphere, -1.3, 1.3, faces), relative, static_cast<unsigned int>(repeat));
-        Compare("bumpy torus", Generate(PeerBench::BumpyTorus, -1.1, 1.1, faces), relative, static_cast<unsigned int>(repeat));
+        Compare("bumpy sphere", PeerBench::Generate(PeerBench::BumpySphere, -1.3, 1.3, faces), relative, static_cast<unsigned int>(repeat));
+        Compare("bumpy torus", PeerBench::Generate(PeerBench::BumpyTorus, -1.1, 1.1, faces), relative, static_cast<unsigned int>(repeat));
     }
     return 0;
 }

@@ -12,40 +12,57 @@
 #include "report/SurfaceDistance.h"
 
 using namespace QuorvelToolTest;
+using Corvane::Pellix::Quorvel::ClosestPointOnTriangle;
+using Corvane::Pellix::Quorvel::CTriangleTree;
 
-TEST(SurfaceDistance, TriangleTreeAndHausdorffMatchClosedFormsAndBruteForce) {
-    const Point a(0, 0, 0), b(2, 0, 0), c(0, 2, 0);
-    EXPECT_DOUBLE_EQ(PointTriangleDistance(Point(0.5, 0.5, 3), a, b, c), 3);          // above the face
-    EXPECT_DOUBLE_EQ(PointTriangleDistance(Point(1, -2, 0), a, b, c), 2);             // beyond edge ab
-    EXPECT_DOUBLE_EQ(PointTriangleDistance(Point(2, 2, 0), a, b, c), std::sqrt(2.0)); // beyond edge bc
-    EXPECT_DOUBLE_EQ(PointTriangleDistance(Point(-3, -4, 0), a, b, c), 5);            // beyond corner a
-    EXPECT_DOUBLE_EQ(PointTriangleDistance(Point(4, -1, 2), a, b, c), 3);             // beyond corner b
-    // Degenerate triangles still measure to their sides.
-    EXPECT_DOUBLE_EQ(PointTriangleDistance(Point(1, 1, 0), a, b, Point(1, 0, 0)), 1);
-    EXPECT_DOUBLE_EQ(PointTriangleDistance(Point(0, 0, 2), a, a, a), 2);
+namespace {
 
+double BruteDistance(const CMeshData& mesh, const Point& p) {
+    double best = HUGE_VAL;
+    const double q[3] = {p.x, p.y, p.z};
+    for (const Triangle& t : mesh.m_Triangles) {
+        const Point &a = mesh.m_Positions[t[0]], &b = mesh.m_Positions[t[1]], &c = mesh.m_Positions[t[2]];
+        const double qa[3] = {a.x, a.y, a.z}, qb[3] = {b.x, b.y, b.z}, qc[3] = {c.x, c.y, c.z};
+        double point[3], bary[3];
+        best = std::min(best, ClosestPointOnTriangle(q, qa, qb, qc, point, bary));
+    }
+    return std::sqrt(best);
+}
+
+}  // namespace
+
+TEST(SurfaceDistance, TreeAndHausdorffMatchBruteForceAndClosedForms) {
     CMeshData mesh = MakeSphere(3);
     // A far-away triangle gives the tree one lopsided split.
     const std::uint32_t n = static_cast<std::uint32_t>(mesh.m_Positions.size());
     mesh.m_Positions.insert(mesh.m_Positions.end(), {Point(20, 0, 0), Point(21, 0, 0), Point(20, 1, 0)});
     mesh.m_Triangles.push_back(Triangle{n, n + 1, n + 2});
-    const CTriangleTree tree(mesh);
+    const CTriangleTree tree = BuildTriangleTree(mesh);
     std::mt19937 random(7);
     std::uniform_real_distribution<double> coordinate(-3, 25);
     for (int i = 0; i < 500; ++i) {
         const Point p(coordinate(random), coordinate(random) / 5, coordinate(random) / 5);
-        double brute = HUGE_VAL;
-        for (const Triangle& t : mesh.m_Triangles)
-            brute = std::min(brute, PointTriangleDistance(p, mesh.m_Positions[t[0]], mesh.m_Positions[t[1]],
-                                                          mesh.m_Positions[t[2]]));
-        ASSERT_DOUBLE_EQ(tree.Distance(p), brute) << p.x << " " << p.y << " " << p.z;
+        ASSERT_DOUBLE_EQ(tree.GetDistance(p), BruteDistance(mesh, p)) << p.x << " " << p.y << " " << p.z;
     }
     const CMeshData grid = MakeGrid(8, 0.5);
     CMeshData lifted = grid;
     for (Point& p : lifted.m_Positions) p.z += 0.3;
     EXPECT_NEAR(SampledHausdorffDistance(grid, lifted, 2000), 0.3, 1e-12);
+    const CSurfaceDistances apart = MeasureSurfaceDistances(grid, lifted, 2000);
+    EXPECT_NEAR(apart.GetHausdorff(), 0.3, 1e-12);
+    EXPECT_NEAR(apart.GetMean(), 0.3, 1e-12);
+    EXPECT_NEAR(apart.GetRms(), 0.3, 1e-12);
     // A finer copy of the same plane is at distance 0 whatever its samples.
     EXPECT_NEAR(SampledHausdorffDistance(grid, MakeGrid(16, 0.25), 2000), 0, 1e-12);
+    // A plane against a smaller one: the larger has samples up to the far
+    // corner away, the smaller none; the quick maximum and the exact one agree.
+    const CMeshData half = MakeGrid(4, 0.5);
+    const CSurfaceDistances lopsided = MeasureSurfaceDistances(grid, half, 5000);
+    EXPECT_NEAR(lopsided.m_FromFirst.m_Max, std::sqrt(2.0) * 2, 1e-12);
+    EXPECT_NEAR(lopsided.m_FromSecond.m_Max, 0, 1e-12);
+    EXPECT_NEAR(SampledHausdorffDistance(grid, half, 5000), lopsided.GetHausdorff(), 1e-12);
+    EXPECT_LT(lopsided.GetRms(), lopsided.GetHausdorff());
+    EXPECT_LT(lopsided.GetMean(), lopsided.GetRms());
 }
 
 TEST(MeshStatistics, CubeAndGridMatchTheirClosedForms) {

@@ -41,7 +41,7 @@ TEST(Subcommands, HelpAndParserAgreeOnEveryOption) {
     ExpectSuccess(overview);
     const std::string missing = "/nonexistent/quorvel-test.obj";
     for (const std::string command :
-         {"remesh", "info", "smooth", "offset", "subdivide", "thicken", "contour", "infill"}) {
+         {"remesh", "info", "smooth", "offset", "subdivide", "thicken", "contour", "infill", "compare"}) {
         SCOPED_TRACE(command);
         EXPECT_NE(overview.m_Out.find("  " + command + " "), std::string::npos);
         const CRun help = RunQuorvel({command, "--help"});
@@ -163,6 +163,46 @@ TEST(Subcommands, InfoReportsMeasuresAndDefects) {
     EXPECT_EQ(Field(grid.m_Out, "open edges"), "12");
     EXPECT_EQ(Field(grid.m_Out, "open contours"), "1");
     EXPECT_EQ(Field(grid.m_Out, "closed manifold"), "no");
+}
+
+TEST(Subcommands, CompareMeasuresDistancesBothWaysAndShowsBothMeshes) {
+    CScratchDirectory dir;
+    // A 2 x 2 plane and a 1 x 1 plane half a unit above its corner: from the
+    // small plane every point is 0.5 away; from the large one the far corner
+    // is sqrt(1 + 1 + 0.25) = 1.5 away.
+    const CMeshData large = MakeGrid(8, 0.25);
+    CMeshData small = MakeGrid(4, 0.25);
+    for (Point& p : small.m_Positions) p.z += 0.5;
+    WriteMeshFile(dir.Path("large.ply"), large, EEncoding::Binary);
+    WriteMeshFile(dir.Path("small.obj"), small, EEncoding::Text);
+    const CRun run = RunQuorvel({"compare", dir.Path("large.ply"), dir.Path("small.obj"), "--samples", "20000"});
+    ExpectSuccess(run);
+    // The two columns of a row, one space apart.
+    const auto columns = [](const std::string& report, const std::string& name) {
+        std::string text = Field(report, name), squeezed;
+        for (char c : text)
+            if (c != ' ' || squeezed.empty() || squeezed.back() != ' ') squeezed += c;
+        return squeezed;
+    };
+    EXPECT_EQ(columns(run.m_Out, "faces"), "128 32");
+    EXPECT_EQ(columns(run.m_Out, "open edges"), "32 16");
+    EXPECT_EQ(columns(run.m_Out, "max"), "1.5 0.5");
+    EXPECT_EQ(columns(run.m_Out, "Hausdorff (sampled)"), "1.5 53 %");
+    // The mean lies between the two one-sided extremes.
+    const double mean = std::stod(Field(run.m_Out, "mean"));
+    EXPECT_GT(mean, 0.5);
+    EXPECT_LT(mean, 1.5);
+    // Symmetric in what it reports: swapping the files swaps the columns.
+    const CRun swapped = RunQuorvel({"compare", dir.Path("small.obj"), dir.Path("large.ply"), "--samples", "20000"});
+    ExpectSuccess(swapped);
+    EXPECT_EQ(columns(swapped.m_Out, "max"), "0.5 1.5");
+    // Bad input: one file, a file without faces, a count that is no count.
+    EXPECT_EQ(RunQuorvel({"compare", dir.Path("large.ply")}).m_Status, 2);
+    WriteFile(dir.Path("points.off"), "OFF\n3 0 0\n0 0 0\n1 0 0\n0 1 0\n");
+    const CRun faceless = RunQuorvel({"compare", dir.Path("large.ply"), dir.Path("points.off")});
+    EXPECT_EQ(faceless.m_Status, 2);
+    EXPECT_NE(faceless.m_Err.find("points.off"), std::string::npos) << faceless.m_Err;
+    EXPECT_EQ(RunQuorvel({"compare", dir.Path("large.ply"), dir.Path("small.obj"), "--samples", "many"}).m_Status, 2);
 }
 
 TEST(Subcommands, SmoothFlattensBumpsAndKeepsTheBoundary) {

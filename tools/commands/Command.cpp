@@ -14,7 +14,7 @@ const std::vector<CCommand>& GetCommands()
 {
     static const std::vector<CCommand> commands = {DescribeRemesh(), DescribeInfo(),    DescribeSmooth(),
                                                    DescribeOffset(), DescribeSubdivide(), DescribeThicken(),
-                                                   DescribeContour(), DescribeInfill()};
+                                                   DescribeContour(), DescribeInfill(), DescribeCompare()};
     return commands;
 }
 

@@ -29,6 +29,7 @@ CCommand DescribeSubdivide();
 CCommand DescribeThicken();
 CCommand DescribeContour();
 CCommand DescribeInfill();
+CCommand DescribeCompare();
 
 // quorvel batch ARGUMENTS: hands them to the Python package quorvel.batch,
 // which runs this program once per file. Replaces the process; returns only

@@ -16,17 +16,6 @@ std::string Percent(double share)
     return text;
 }
 
-// Distances are often far below one percent; significant digits keep them
-// readable.
-std::string SmallPercent(double share)
-{
-    if (!std::isfinite(share))
-        return "n/a";
-    char text[32];
-    std::snprintf(text, sizeof text, "%.3g %%", 100 * share);
-    return text;
-}
-
 std::string Degrees(double angle)
 {
     char text[32];
@@ -45,15 +34,31 @@ std::string SignedPercent(double share)
 
 void Row(std::FILE* out, const char* name, const std::string& before, const std::string& after)
 {
-    std::fprintf(out, "  %-28s %16s %16s\n", name, before.c_str(), after.c_str());
+    PrintRow(out, name, before, after);
 }
 
 }  // namespace
 
-void PrintQualityTable(std::FILE* out, const CMeshStatistics& before, const CMeshStatistics& after,
-                       const CRemeshOutcome& outcome)
+void PrintRow(std::FILE* out, const char* name, const std::string& first, const std::string& second)
 {
-    std::fprintf(out, "  %-28s %16s %16s\n", "", "input", "output");
+    std::fprintf(out, "  %-28s %16s %16s\n", name, first.c_str(), second.c_str());
+}
+
+// Distances are often far below one percent; significant digits keep them
+// readable.
+std::string FormatSmallPercent(double share)
+{
+    if (!std::isfinite(share))
+        return "n/a";
+    char text[32];
+    std::snprintf(text, sizeof text, "%.3g %%", 100 * share);
+    return text;
+}
+
+void PrintMeshRows(std::FILE* out, const CMeshStatistics& before, const CMeshStatistics& after, const char* firstName,
+                   const char* secondName)
+{
+    std::fprintf(out, "  %-28s %16s %16s\n", "", firstName, secondName);
     Row(out, "vertices", FormatCount(before.m_Vertices), FormatCount(after.m_Vertices));
     Row(out, "faces", FormatCount(before.m_Faces), FormatCount(after.m_Faces));
     Row(out, "edge length min", FormatQuantity(before.m_MinEdge, 5), FormatQuantity(after.m_MinEdge, 5));
@@ -66,9 +71,15 @@ void PrintQualityTable(std::FILE* out, const CMeshStatistics& before, const CMes
     Row(out, "largest angle", Degrees(before.m_MaxAngle), Degrees(after.m_MaxAngle));
     Row(out, "area", FormatQuantity(before.m_Area), FormatQuantity(after.m_Area));
     Row(out, "volume", FormatQuantity(before.m_Volume), FormatQuantity(after.m_Volume));
+}
+
+void PrintQualityTable(std::FILE* out, const CMeshStatistics& before, const CMeshStatistics& after,
+                       const CRemeshOutcome& outcome)
+{
+    PrintMeshRows(out, before, after, "input", "output");
     const double change = before.m_Volume != 0 ? (after.m_Volume - before.m_Volume) / std::fabs(before.m_Volume) : NAN;
     Row(out, "volume change", "", SignedPercent(change));
-    Row(out, "distance from input / diag", "", SmallPercent(outcome.m_RelativeDistance));
+    Row(out, "distance from input / diag", "", FormatSmallPercent(outcome.m_RelativeDistance));
     Row(out, "open edges", FormatCount(before.m_OpenEdges), FormatCount(after.m_OpenEdges));
     char seconds[32];
     std::snprintf(seconds, sizeof seconds, "%.2f s", outcome.m_Seconds);

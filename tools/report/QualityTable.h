@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdio>
+#include <string>
 
 #include "report/MeshStatistics.h"
 
@@ -15,6 +16,17 @@ public:
     double m_RelativeDistance = 0;
     double m_Seconds = 0;
 };
+
+// The rows both tables share: counts, edge lengths, valence, angles, area
+// and volume of two meshes side by side, under the given column headings.
+void PrintMeshRows(std::FILE* out, const CMeshStatistics& first, const CMeshStatistics& second, const char* firstName,
+                   const char* secondName);
+
+// A row of the tables: a name and one value per mesh.
+void PrintRow(std::FILE* out, const char* name, const std::string& first, const std::string& second);
+
+// Shares in percent with three significant digits ("n/a" when not finite).
+std::string FormatSmallPercent(double share);
 
 // The before/after table of a remesh, one figure per row, aligned for a
 // terminal.

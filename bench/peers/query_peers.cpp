@@ -1,0 +1,186 @@
+// Spatial queries beside CGAL's AABB tree on the scan-like bumpy sphere (the
+// remeshing comparison's first input) at the face counts given on the
+// command line. Both sides get the same double-precision triangles, the same
+// rays and the same points, one thread unless a row says otherwise:
+//   build           TMeshTree::Build (faces, vertices, winding data) against
+//                   AABB_tree construction + build(), and
+//                   accelerate_distance_queries() on top for closest points
+//   first hit       TMeshTree::IntersectWith (the twin of the mesh's nearest
+//                   hit) against AABB_tree::first_intersection on a Ray_3
+//   inside          TMeshTree::IsWithin (the twin of the mesh's random-ray
+//                   test) and TMeshTree::Contains (winding number) against
+//                   Side_of_triangle_mesh
+//   closest point   TMeshTree::FindClosestPoint against AABB_tree::closest_point
+//   batch           the batch forms on 1 and 2 threads
+// Each figure is queries per second over one pass of all queries.
+//
+// Usage: bench_peers_queries [--queries N] [FACES ...]   (default 200000; 50000 500000)
+#include <CGAL/AABB_face_graph_triangle_primitive.h>
+#include <CGAL/AABB_traits.h>
+#include <CGAL/AABB_tree.h>
+#include <CGAL/Exact_predicates_inexact_constructions_kernel.h>
+#include <CGAL/Side_of_triangle_mesh.h>
+#include <CGAL/Surface_mesh.h>
+#include <omp.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "Quorvel.h"
+#include "ScanLikeMesh.h"
+
+namespace {
+
+using namespace Corvane::Pellix::Quorvel;
+using Tool::CMeshData;
+
+typedef TMesh<double, TVertexPN<double>, CA8, unsigned int> Mesh;
+typedef TMeshTree<double, TVertexPN<double>, CA8, unsigned int> Tree;
+typedef TVector3<double> V;
+typedef CGAL::Exact_predicates_inexact_constructions_kernel Kernel;
+typedef CGAL::Surface_mesh<Kernel::Point_3> CgalMesh;
+typedef CGAL::AABB_face_graph_triangle_primitive<CgalMesh> Primitive;
+typedef CGAL::AABB_tree<CGAL::AABB_traits<Kernel, Primitive>> CgalTree;
+
+template <class Work>
+double Seconds(Work&& work) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+void Row(const char* what, double quorvel, double cgal, const char* unit) {
+    if (cgal > 0)
+        std::printf("  %-34s %14.0f %14.0f %8.2fx  %s\n", what, quorvel, cgal, quorvel / cgal, unit);
+    else
+        std::printf("  %-34s %14.0f %14s %9s  %s\n", what, quorvel, "", "", unit);
+}
+
+void Compare(const CMeshData& data, std::size_t count) {
+    Mesh mesh;
+    for (const Tool::Point& p : data.m_Positions) mesh.m_Vertices.Add(TVertexPN<double>(p, V()));
+    for (const Tool::Triangle& t : data.m_Triangles) mesh.m_Faces.Add(TFace<unsigned int>(t[0], t[1], t[2]));
+    mesh.DetermineBoundingBox(true);
+    CgalMesh cgal;
+    for (const Tool::Point& p : data.m_Positions) cgal.add_vertex(Kernel::Point_3(p.x, p.y, p.z));
+    for (const Tool::Triangle& t : data.m_Triangles)
+        cgal.add_face(CgalMesh::Vertex_index(t[0]), CgalMesh::Vertex_index(t[1]), CgalMesh::Vertex_index(t[2]));
+
+    // Rays from a sphere of radius 3 towards points near the centre (nearly
+    // all hit); points spread over the bounding box (about half inside).
+    std::mt19937 random(11);
+    std::uniform_real_distribution<double> unit(-1, 1);
+    std::vector<TLine3<double>> lines;
+    std::vector<Kernel::Ray_3> rays;
+    std::vector<V> points;
+    std::vector<Kernel::Point_3> cgalPoints;
+    const V low = mesh.m_BoundingBox.m_Min, high = mesh.m_BoundingBox.m_Max;
+    for (std::size_t i = 0; i < count; ++i) {
+        V origin(unit(random), unit(random), unit(random));
+        origin.Normalise();
+        origin *= 3.0;
+        const V target(0.5 * unit(random), 0.5 * unit(random), 0.5 * unit(random));
+        lines.push_back(TLine3<double>(origin, target - origin));
+        rays.push_back(Kernel::Ray_3(Kernel::Point_3(origin.x, origin.y, origin.z),
+                                     Kernel::Vector_3(target.x - origin.x, target.y - origin.y, target.z - origin.z)));
+        const V p(low.x + (high.x - low.x) * 0.5 * (unit(random) + 1), low.y + (high.y - low.y) * 0.5 * (unit(random) + 1),
+                  low.z + (high.z - low.z) * 0.5 * (unit(random) + 1));
+        points.push_back(p);
+        cgalPoints.push_back(Kernel::Point_3(p.x, p.y, p.z));
+    }
+    const double n = double(count);
+
+    std::printf("bumpy sphere, %u faces, %zu queries each\n", mesh.m_Faces.GetCount(), count);
+    std::printf("  %-34s %14s %14s %9s\n", "", "quorvel", "CGAL", "ratio");
+    Tree tree;
+    const double ourBuild = Seconds([&] { tree.Build(mesh); });
+    std::unique_ptr<CgalTree> cgalTree;
+    const double cgalBuild = Seconds([&] {
+        cgalTree.reset(new CgalTree(faces(cgal).first, faces(cgal).second, cgal));
+        cgalTree->build();
+    });
+    const double cgalAccelerate = Seconds([&] { cgalTree->accelerate_distance_queries(); });
+    std::printf("  %-34s %12.1f ms %12.1f ms %8.2fx\n", "build (CGAL: tree)", 1e3 * ourBuild, 1e3 * cgalBuild,
+                cgalBuild / ourBuild);
+    std::printf("  %-34s %12.1f ms %12.1f ms %8.2fx\n", "build (CGAL: tree + distance)", 1e3 * ourBuild,
+                1e3 * (cgalBuild + cgalAccelerate), (cgalBuild + cgalAccelerate) / ourBuild);
+
+    std::size_t ourHits = 0, cgalHits = 0;
+    const double ourRays = Seconds([&] {
+        V hit;
+        for (const TLine3<double>& line : lines) ourHits += tree.IntersectWith(line, &hit, 0.0);
+    });
+    const double cgalRays = Seconds([&] {
+        for (const Kernel::Ray_3& ray : rays) cgalHits += bool(cgalTree->first_intersection(ray));
+    });
+    Row("first hit (rays/s)", n / ourRays, n / cgalRays, "");
+    if (ourHits != cgalHits) std::printf("  (hits differ: %zu against %zu)\n", ourHits, cgalHits);
+
+    CGAL::Side_of_triangle_mesh<CgalMesh, Kernel> side(cgal);
+    side(cgalPoints[0]);  // builds its own tree before the clock starts
+    std::size_t ourInside = 0, ourWithin = 0, cgalInside = 0;
+    const double within = Seconds([&] {
+        for (const V& p : points) ourWithin += tree.IsWithin(p);
+    });
+    const double contains = Seconds([&] {
+        for (const V& p : points) ourInside += tree.Contains(p);
+    });
+    const double sideOf = Seconds([&] {
+        for (const Kernel::Point_3& p : cgalPoints) cgalInside += side(p) == CGAL::ON_BOUNDED_SIDE;
+    });
+    Row("inside, IsWithin twin (points/s)", n / within, n / sideOf, "");
+    Row("inside, winding number (points/s)", n / contains, n / sideOf, "");
+    if (ourInside != cgalInside) std::printf("  (inside differs: %zu against %zu)\n", ourInside, cgalInside);
+    (void)ourWithin;  // by the parity rule a point inside one shell is not "within"
+
+    double ourSum = 0, cgalSum = 0;
+    const double closest = Seconds([&] {
+        for (const V& p : points) ourSum += tree.FindClosestPoint(p).m_DistanceSquared;
+    });
+    const double cgalClosest = Seconds([&] {
+        for (const Kernel::Point_3& p : cgalPoints) cgalSum += CGAL::squared_distance(p, cgalTree->closest_point(p));
+    });
+    Row("closest point (points/s)", n / closest, n / cgalClosest, "");
+    if (std::fabs(ourSum - cgalSum) > 1e-9 * cgalSum) std::printf("  (distances differ: %.17g against %.17g)\n", ourSum, cgalSum);
+
+    std::vector<TLineHit<double>> hits(count);
+    std::unique_ptr<bool[]> flags(new bool[count]);
+    std::vector<CSurfacePoint> nearest(count);
+    for (int threads = 1; threads <= 2; ++threads) {
+        omp_set_num_threads(threads);
+        const std::string suffix = threads == 1 ? ", 1 thread" : ", 2 threads";
+        const double b1 = Seconds([&] { tree.IntersectNearest(lines.data(), count, hits.data(), 0.0); });
+        const double b2 = Seconds([&] { tree.IsWithin(points.data(), count, flags.get()); });
+        const double b3 = Seconds([&] { tree.Contains(points.data(), count, flags.get()); });
+        const double b4 = Seconds([&] { tree.FindClosestPoints(points.data(), count, nearest.data()); });
+        Row(("batch first hit" + suffix).c_str(), n / b1, 0, "");
+        Row(("batch IsWithin" + suffix).c_str(), n / b2, 0, "");
+        Row(("batch Contains" + suffix).c_str(), n / b3, 0, "");
+        Row(("batch closest point" + suffix).c_str(), n / b4, 0, "");
+    }
+    std::printf("\n");
+    std::fflush(stdout);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::size_t queries = 200000;
+    std::vector<std::size_t> sizes;
+    for (int i = 1; i < argc; ++i) {
+        const std::string argument = argv[i];
+        if (argument == "--queries" && i + 1 < argc)
+            queries = std::strtoul(argv[++i], nullptr, 10);
+        else
+            sizes.push_back(std::strtoul(argv[i], nullptr, 10));
+    }
+    if (sizes.empty()) sizes = {50000, 500000};
+    for (std::size_t faces : sizes) Compare(PeerBench::Generate(PeerBench::BumpySphere, -1.3, 1.3, faces), queries);
+    return 0;
+}

@@ -1,0 +1,3 @@
+#include "instantiations/MeshTreeInstantiation.h"
+
+QUORVEL_INSTANTIATE_MESH_TREES(double, TVertexPNC)

@@ -1,0 +1,241 @@
+#include "meshes/queries/CBoxHierarchy.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <memory>
+
+namespace Corvane::Pellix::Quorvel {
+
+namespace {
+
+constexpr int BinCount = 16;
+
+constexpr double FloatMax = 3.4028234663852886e38;
+
+// Rounded outwards, so that the float box still holds the double one; beyond
+// the float range, infinite. NaN stays NaN: traversals read a NaN bound as
+// "no bound" and visit the node.
+float Below(double value) {
+    if (value < -FloatMax) return -std::numeric_limits<float>::infinity();
+    if (value > FloatMax) return std::numeric_limits<float>::max();
+    float f = static_cast<float>(value);
+    if (static_cast<double>(f) > value) f = std::nextafter(f, -std::numeric_limits<float>::infinity());
+    return f;
+}
+
+float Above(double value) {
+    if (value > FloatMax) return std::numeric_limits<float>::infinity();
+    if (value < -FloatMax) return -std::numeric_limits<float>::max();
+    float f = static_cast<float>(value);
+    if (static_cast<double>(f) < value) f = std::nextafter(f, std::numeric_limits<float>::infinity());
+    return f;
+}
+
+class CBounds {
+public:
+    double m_Min[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL};
+    double m_Max[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
+
+    template <typename Real>
+    void Extend(const Real* low, const Real* high) {
+        for (int k = 0; k < 3; ++k) {
+            m_Min[k] = std::min(m_Min[k], double(low[k]));
+            m_Max[k] = std::max(m_Max[k], double(high[k]));
+        }
+    }
+    void Extend(const CBounds& other) { Extend(other.m_Min, other.m_Max); }
+    // Half the surface area, which is all the heuristic compares.
+    double GetHalfArea() const {
+        const double dx = m_Max[0] - m_Min[0], dy = m_Max[1] - m_Min[1], dz = m_Max[2] - m_Min[2];
+        if (!(dx >= 0) || !(dy >= 0) || !(dz >= 0)) return 0;
+        return dx * dy + dy * dz + dz * dx;
+    }
+};
+
+// A range still to split, with the bounds of its boxes and of their centres
+// when the parent's bins already gave them.
+class CTask {
+public:
+    std::uint32_t m_Node;
+    std::uint32_t m_Begin;
+    std::uint32_t m_End;
+    std::uint32_t m_Depth;
+    bool m_Known;
+    CBounds m_Bounds;
+    CBounds m_CentreBounds;
+};
+
+// A primitive as the builder moves it about: its box (rounded outwards to
+// single precision, as the nodes will be), its centre and its index, 40
+// bytes together, so that every pass over a range reads memory in order.
+class CReference {
+public:
+    float m_Min[3];
+    float m_Max[3];
+    float m_Centre[3];
+    std::uint32_t m_Index;
+};
+
+}  // namespace
+
+void CBoxHierarchy::Clear() {
+    m_Nodes.clear();
+    m_Nodes.shrink_to_fit();
+    m_Order.clear();
+    m_Order.shrink_to_fit();
+}
+
+std::size_t CBoxHierarchy::GetMemoryUsage() const {
+    return m_Nodes.capacity() * sizeof(CNode) + m_Order.capacity() * sizeof(std::uint32_t);
+}
+
+void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_t leafSize) {
+    m_Nodes.clear();
+    m_Order.resize(count);
+    if (count == 0) return;
+    leafSize = std::max<std::uint32_t>(leafSize, 1);
+    // Uninitialised: every field is written below.
+    std::unique_ptr<CReference[]> storage(new CReference[count]);
+    CReference* const references = storage.get();
+    for (std::uint32_t i = 0; i < count; ++i) {
+        CReference& r = references[i];
+        r.m_Index = i;
+        for (int k = 0; k < 3; ++k) {
+            const double low = boxes[6 * std::size_t(i) + k], high = boxes[6 * std::size_t(i) + 3 + k];
+            r.m_Min[k] = Below(low);
+            r.m_Max[k] = Above(high);
+            // A non-finite centre would poison the bins; such a primitive
+            // goes to bin 0.
+            const double c = 0.5 * (low + high);
+            r.m_Centre[k] = std::isfinite(c) ? static_cast<float>(std::max(-FloatMax, std::min(FloatMax, c))) : 0.0f;
+        }
+    }
+    m_Nodes.reserve(2 * std::size_t(count / std::max<std::uint32_t>(leafSize / 2, 1)) + 2);
+    m_Nodes.push_back(CNode());
+    // The padding that puts every pair of children on one cache line.
+    CNode padding = CNode();
+    m_Nodes.push_back(padding);
+    std::vector<CTask> tasks;
+    tasks.push_back(CTask{0, 0, count, 0, false, CBounds(), CBounds()});
+    while (!tasks.empty()) {
+        const CTask task = tasks.back();
+        tasks.pop_back();
+        CBounds bounds = task.m_Bounds, centreBounds = task.m_CentreBounds;
+        if (!task.m_Known)
+            for (std::uint32_t i = task.m_Begin; i < task.m_End; ++i) {
+                const CReference& r = references[i];
+                bounds.Extend(r.m_Min, r.m_Max);
+                centreBounds.Extend(r.m_Centre, r.m_Centre);
+            }
+        // Floats widened to double and back: exact.
+        CNode& node = m_Nodes[task.m_Node];
+        for (int k = 0; k < 3; ++k) {
+            node.m_Min[k] = static_cast<float>(bounds.m_Min[k]);
+            node.m_Max[k] = static_cast<float>(bounds.m_Max[k]);
+        }
+        const std::uint32_t n = task.m_End - task.m_Begin;
+        auto makeLeaf = [&]() {
+            m_Nodes[task.m_Node].m_First = task.m_Begin;
+            m_Nodes[task.m_Node].m_Count = n;
+        };
+        if (n <= 1) {
+            makeLeaf();
+            continue;
+        }
+        int axis = 0;
+        for (int k = 1; k < 3; ++k)
+            if (centreBounds.m_Max[k] - centreBounds.m_Min[k] > centreBounds.m_Max[axis] - centreBounds.m_Min[axis])
+                axis = k;
+        const double low = centreBounds.m_Min[axis];
+        const double extent = centreBounds.m_Max[axis] - low;
+        std::uint32_t middle = task.m_Begin;
+        const bool coincident = !(extent > 0);
+        CBounds childBounds[2], childCentres[2];
+        bool known = false;
+        if (!coincident && task.m_Depth < MaxDepth - 40) {
+            CBounds binBounds[BinCount], binCentres[BinCount];
+            std::uint32_t binCounts[BinCount] = {};
+            const double scale = BinCount / extent;
+            auto binOf = [&](const CReference& r) {
+                const int b = static_cast<int>((double(r.m_Centre[axis]) - low) * scale);
+                return std::min(std::max(b, 0), BinCount - 1);
+            };
+            for (std::uint32_t i = task.m_Begin; i < task.m_End; ++i) {
+                const CReference& r = references[i];
+                const int b = binOf(r);
+                binBounds[b].Extend(r.m_Min, r.m_Max);
+                binCentres[b].Extend(r.m_Centre, r.m_Centre);
+                ++binCounts[b];
+            }
+            // Sweep from the right for the suffix areas, then from the left.
+            double rightArea[BinCount];
+            std::uint32_t rightCount[BinCount];
+            CBounds sweep;
+            std::uint32_t sum = 0;
+            for (int b = BinCount - 1; b > 0; --b) {
+                sweep.Extend(binBounds[b]);
+                sum += binCounts[b];
+                rightArea[b] = sweep.GetHalfArea();
+                rightCount[b] = sum;
+            }
+            CBounds left;
+            std::uint32_t leftCount = 0;
+            double bestCost = HUGE_VAL;
+            int bestSplit = -1;
+            for (int b = 1; b < BinCount; ++b) {
+                left.Extend(binBounds[b - 1]);
+                leftCount += binCounts[b - 1];
+                if (leftCount == 0 || rightCount[b] == 0) continue;
+                const double cost = left.GetHalfArea() * leftCount + rightArea[b] * rightCount[b];
+                if (cost < bestCost) {
+                    bestCost = cost;
+                    bestSplit = b;
+                }
+            }
+            // Traversing a node costs about as much as testing one
+            // primitive; a small set stays a leaf unless splitting pays.
+            const double area = bounds.GetHalfArea();
+            if (n <= leafSize && (bestSplit < 0 || !(bestCost < (double(n) - 1) * area))) {
+                makeLeaf();
+                continue;
+            }
+            if (bestSplit > 0) {
+                // The children's bounds are the unions of their bins.
+                for (int b = 0; b < BinCount; ++b) {
+                    childBounds[b < bestSplit ? 0 : 1].Extend(binBounds[b]);
+                    childCentres[b < bestSplit ? 0 : 1].Extend(binCentres[b]);
+                }
+                known = true;
+                middle = static_cast<std::uint32_t>(
+                    std::partition(references + task.m_Begin, references + task.m_End,
+                                   [&](const CReference& r) { return binOf(r) < bestSplit; }) -
+                    references);
+            }
+        } else if (n <= leafSize) {
+            makeLeaf();
+            continue;
+        }
+        if (middle == task.m_Begin || middle == task.m_End) {
+            // No useful bin split (all centres in one bin, or a tree grown
+            // too deep): halve at the median centre, or by position when the
+            // centres coincide.
+            middle = task.m_Begin + n / 2;
+            known = false;
+            if (!coincident)
+                std::nth_element(references + task.m_Begin, references + middle, references + task.m_End, [&](const CReference& a, const CReference& b) {
+                                     return a.m_Centre[axis] < b.m_Centre[axis];
+                                 });
+        }
+        const std::uint32_t children = static_cast<std::uint32_t>(m_Nodes.size());
+        m_Nodes[task.m_Node].m_First = children;
+        m_Nodes[task.m_Node].m_Count = 0;
+        m_Nodes.push_back(CNode());
+        m_Nodes.push_back(CNode());
+        tasks.push_back(CTask{children + 1, middle, task.m_End, task.m_Depth + 1, known, childBounds[1], childCentres[1]});
+        tasks.push_back(CTask{children, task.m_Begin, middle, task.m_Depth + 1, known, childBounds[0], childCentres[0]});
+    }
+    for (std::uint32_t i = 0; i < count; ++i) m_Order[i] = references[i].m_Index;
+}
+
+}  // namespace Corvane::Pellix::Quorvel

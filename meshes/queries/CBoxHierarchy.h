@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <vector>
+
+namespace Corvane::Pellix::Quorvel {
+
+// Storage aligned to a cache line.
+template <class T>
+class TCacheLineAllocator {
+public:
+    typedef T value_type;
+    TCacheLineAllocator() = default;
+    template <class U>
+    TCacheLineAllocator(const TCacheLineAllocator<U>&) {}
+    T* allocate(std::size_t n) { return static_cast<T*>(::operator new(n * sizeof(T), std::align_val_t(64))); }
+    void deallocate(T* p, std::size_t) { ::operator delete(p, std::align_val_t(64)); }
+    bool operator==(const TCacheLineAllocator&) const { return true; }
+    bool operator!=(const TCacheLineAllocator&) const { return false; }
+};
+
+// A bounding volume hierarchy over boxes, the skeleton shared by the triangle
+// tree of a mesh's faces and the point tree of its vertices.
+//
+// The nodes sit in one flat array, parents before their children, so a tree
+// costs two allocations however large it is. Node boxes are single precision,
+// rounded outwards from the double boxes they enclose: every box still
+// contains its primitives exactly, at half the memory. Siblings are
+// adjacent and each pair fills one 64-byte cache line: the root is node 0,
+// node 1 is unused padding, and every pair of children starts at an even
+// index of a cache-aligned array, so a step down the tree costs one miss.
+class CBoxHierarchy {
+public:
+    class CNode {
+    public:
+        float m_Min[3];
+        float m_Max[3];
+        // Leaves: m_Count primitives from position m_First of GetOrder().
+        // Inner nodes (m_Count == 0): children at m_First and m_First + 1.
+        std::uint32_t m_First;
+        std::uint32_t m_Count;
+
+        bool IsLeaf() const { return m_Count != 0; }
+    };
+
+    // Deepest tree the builder makes; traversals size their stacks by it.
+    static constexpr unsigned int MaxDepth = 96;
+
+    // Builds over `count` boxes given as six doubles each (minimum x, y, z,
+    // then maximum x, y, z), splitting by the surface-area heuristic on 16
+    // bins of the box centres along the widest axis, down to at most
+    // `leafSize` primitives a leaf. O(n log n). Replaces any previous tree.
+    void Build(const double* boxes, std::uint32_t count, std::uint32_t leafSize);
+    void Clear();
+
+    bool IsEmpty() const { return m_Nodes.empty(); }
+    typedef std::vector<CNode, TCacheLineAllocator<CNode>> CNodes;
+    const CNodes& GetNodes() const { return m_Nodes; }
+    // Primitive indices in tree order: leaf primitives are contiguous here.
+    const std::vector<std::uint32_t>& GetOrder() const { return m_Order; }
+    std::size_t GetMemoryUsage() const;
+
+private:
+    CNodes m_Nodes;
+    std::vector<std::uint32_t> m_Order;
+};
+
+static_assert(sizeof(CBoxHierarchy::CNode) == 32, "two nodes to a cache line");
+
+}  // namespace Corvane::Pellix::Quorvel

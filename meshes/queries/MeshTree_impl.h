@@ -1,0 +1,509 @@
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "meshes/SpatialQueries_impl.h"
+#include "meshes/queries/CRuntimeRandom.h"
+#include "meshes/queries/TMeshTree.h"
+#include "meshes/queries/TreeWalk_impl.h"
+
+namespace Corvane::Pellix::Quorvel {
+
+namespace detail {
+
+// Rays the mesh's inside test casts, before scaling by the box diagonal:
+// the same formula on the same numbers as TMesh::IsWithin, drawn once from a
+// private copy of the runtime's sequence after srand(0).
+template <typename Real>
+const TVector3<Real>* GetInsideRays() {
+    static const std::vector<TVector3<Real>> rays = [] {
+        typedef RayConstants<Real> Constants;
+        std::vector<TVector3<Real>> result;
+        result.reserve(1000);
+        CRuntimeRandom random(0);
+        for (int attempt = 0; attempt < 1000; ++attempt) {
+            const Real theta = Real(random.Next()) / Constants::RandomRange * Constants::TwoPi;
+            const Real phi = Real(random.Next()) / Constants::RandomRange * Constants::TwoPi - Constants::Pi;
+            const Real k = std::cos(phi);
+            result.push_back(TVector3<Real>(std::cos(theta) * k, std::sin(theta) * k, std::sqrt(Real(1) - k * k)));
+        }
+        return result;
+    }();
+    return rays.data();
+}
+
+template <typename Real>
+inline TVector3<Real> Corner(const double* corners, int k) {
+    return TVector3<Real>(Real(corners[3 * k]), Real(corners[3 * k + 1]), Real(corners[3 * k + 2]));
+}
+
+template <typename Real>
+inline LineTest<Real> GetLineTest(ECulling culling) {
+    switch (culling) {
+        case ECulling::BackFaces:
+            return &TLine3<Real>::IntersectWithBFC;
+        case ECulling::FrontFaces:
+            return &TLine3<Real>::IntersectWithFFC;
+        default:
+            return &TLine3<Real>::IntersectWith;
+    }
+}
+
+// A barycentric tolerance t lets a hit stray 2 t times a triangle's extent
+// outside it; the relative 1e-6 covers the rounding of the sides.
+inline double LinePad(double tolerance, double extent) {
+    return (2.0 * std::max(tolerance, 0.0) + 1e-6) * extent;
+}
+
+}  // namespace detail
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+TMeshTree<Real, Vertex, Attribute, Index>::TMeshTree()
+    : m_VertexHierarchyBuilt(new std::once_flag), m_BoundingBox(Real(3.4028234663852886e38)), m_Scale(0) {}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+TMeshTree<Real, Vertex, Attribute, Index>::TMeshTree(const Mesh& mesh) : TMeshTree() {
+    Build(mesh);
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+void TMeshTree<Real, Vertex, Attribute, Index>::Clear() {
+    m_Faces.Clear();
+    m_VertexHierarchy.Clear();
+    m_VertexHierarchyBuilt.reset(new std::once_flag);
+    m_VertexPositions.clear();
+    m_VertexPositions.shrink_to_fit();
+    m_BoundingBox = TBox<Real>(Real(3.4028234663852886e38));
+    m_Scale = 0;
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+void TMeshTree<Real, Vertex, Attribute, Index>::Build(const Mesh& mesh) {
+    m_BoundingBox = mesh.m_BoundingBox;
+    const unsigned int faceCount = mesh.m_Faces.GetCount();
+    const unsigned int vertexCount = mesh.m_Vertices.GetCount();
+    double scale = 0;
+    {
+        std::unique_ptr<double[]> corners(new double[9 * std::size_t(faceCount)]);
+        for (unsigned int f = 0; f < faceCount; ++f) {
+            const TFace<Index>& face = mesh.m_Faces[f];
+            for (int k = 0; k < 3; ++k) {
+                const Vector& p = mesh.m_Vertices[face.m_Corners[k]].m_Position;
+                double* c = &corners[9 * std::size_t(f) + 3 * k];
+                c[0] = p.x;
+                c[1] = p.y;
+                c[2] = p.z;
+            }
+        }
+        m_Faces.Build(corners.get(), faceCount);
+    }
+
+    m_VertexPositions.clear();
+    m_VertexPositions.reserve(3 * std::size_t(vertexCount));
+    for (unsigned int v = 0; v < vertexCount; ++v) {
+        const Vector& p = mesh.m_Vertices[v].m_Position;
+        const double q[3] = {p.x, p.y, p.z};
+        m_VertexPositions.insert(m_VertexPositions.end(), q, q + 3);
+        scale = std::max({scale, std::fabs(q[0]), std::fabs(q[1]), std::fabs(q[2])});
+    }
+    m_VertexHierarchy.Clear();
+    m_VertexHierarchyBuilt.reset(new std::once_flag);
+    m_Scale = std::isfinite(scale) ? scale : 0;
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+const CBoxHierarchy& TMeshTree<Real, Vertex, Attribute, Index>::GetVertexHierarchy() const {
+    std::call_once(*m_VertexHierarchyBuilt, [this] {
+        const std::uint32_t count = GetVertexCount();
+        std::vector<double> boxes(6 * std::size_t(count));
+        for (std::uint32_t v = 0; v < count; ++v)
+            for (int k = 0; k < 3; ++k)
+                boxes[6 * std::size_t(v) + k] = boxes[6 * std::size_t(v) + 3 + k] = m_VertexPositions[3 * std::size_t(v) + k];
+        m_VertexHierarchy.Build(boxes.data(), count, 8);
+    });
+    return m_VertexHierarchy;
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+unsigned int TMeshTree<Real, Vertex, Attribute, Index>::GetFaceCount() const {
+    return m_Faces.GetTriangleCount();
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+unsigned int TMeshTree<Real, Vertex, Attribute, Index>::GetVertexCount() const {
+    return static_cast<unsigned int>(m_VertexPositions.size() / 3);
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+const TBox<Real>& TMeshTree<Real, Vertex, Attribute, Index>::GetBoundingBox() const {
+    return m_BoundingBox;
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+const CTriangleTree& TMeshTree<Real, Vertex, Attribute, Index>::GetTriangleTree() const {
+    return m_Faces;
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+std::size_t TMeshTree<Real, Vertex, Attribute, Index>::GetMemoryUsage() const {
+    return m_Faces.GetMemoryUsage() + m_VertexHierarchy.GetMemoryUsage() + m_VertexPositions.capacity() * sizeof(double);
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+double TMeshTree<Real, Vertex, Attribute, Index>::GetRoundingPad() const {
+    return 1e-12 * m_Scale;
+}
+
+// ---- Lines ----------------------------------------------------------------
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+bool TMeshTree<Real, Vertex, Attribute, Index>::IntersectFace(const TLine3<Real>& line, unsigned int face,
+                                                              Vector* point, Real* distance, Real tolerance,
+                                                              ECulling culling) const {
+    const double* c = m_Faces.GetCorners(m_Faces.GetPosition(face));
+    const detail::LineTest<Real> test = detail::GetLineTest<Real>(culling);
+    if (!(line.*test)(detail::Corner<Real>(c, 0), detail::Corner<Real>(c, 1), detail::Corner<Real>(c, 2), point,
+                      distance, tolerance))
+        return false;
+    return *distance >= 0;
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+bool TMeshTree<Real, Vertex, Attribute, Index>::IntersectNearest(const TLine3<Real>& line, Hit& hit, Real tolerance,
+                                                                 ECulling culling) const {
+    if (m_Faces.IsEmpty()) return false;
+    const detail::LineTest<Real> test = detail::GetLineTest<Real>(culling);
+    const double origin[3] = {line.m_Origin.x, line.m_Origin.y, line.m_Origin.z};
+    const double direction[3] = {line.m_Direction.x, line.m_Direction.y, line.m_Direction.z};
+    const double pad = detail::LinePad(double(tolerance), m_Faces.GetLargestExtent()) + GetRoundingPad();
+    const TreeWalk::CRay ray(origin, direction, pad);
+    Real best = std::numeric_limits<Real>::max();
+    unsigned int bestFace = Hit::NoFace;
+    Vector bestPoint;
+    double tFar = HUGE_VAL;
+    TreeWalk::AlongRay(m_Faces.GetHierarchy(), ray, 0.0, tFar,
+                       [&](std::uint32_t first, std::uint32_t count, double& far) {
+                           for (std::uint32_t i = first; i < first + count; ++i) {
+                               const double* c = m_Faces.GetCorners(i);
+                               Vector point;
+                               Real t;
+                               if (!(line.*test)(detail::Corner<Real>(c, 0), detail::Corner<Real>(c, 1),
+                                                 detail::Corner<Real>(c, 2), &point, &t, tolerance))
+                                   continue;
+                               if (!(t >= 0)) continue;
+                               const unsigned int face = m_Faces.GetTriangle(i);
+                               // Of two faces hit at the same distance the lower
+                               // index wins, as in the mesh's loop over faces.
+                               if (t < best || (t == best && bestFace != Hit::NoFace && face < bestFace)) {
+                                   best = t;
+                                   bestFace = face;
+                                   bestPoint = point;
+                                   // A later face rounding to the same distance
+                                   // must still be seen for the tie.
+                                   far = double(best) * (1.0 + 1e-6) + 1e-300;
+                               }
+                           }
+                           return true;
+                       });
+    if (bestFace == Hit::NoFace) return false;
+    hit.m_Point = bestPoint;
+    hit.m_Distance = best;
+    hit.m_Face = bestFace;
+    hit.m_Hit = true;
+    return true;
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+bool TMeshTree<Real, Vertex, Attribute, Index>::IntersectWith(const TLine3<Real>& line, unsigned int face,
+                                                              Vector* point, Real* distance, Real tolerance) const {
+    return IntersectFace(line, face, point, distance, tolerance, ECulling::None);
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+bool TMeshTree<Real, Vertex, Attribute, Index>::IntersectWith(const TLine3<Real>& line, Vector* point,
+                                                              Real tolerance) const {
+    Hit hit;
+    if (!IntersectNearest(line, hit, tolerance, ECulling::None)) return false;
+    *point = hit.m_Point;
+    return true;
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+bool TMeshTree<Real, Vertex, Attribute, Index>::IntersectWithBFC(const TLine3<Real>& line, unsigned int face,
+                                                                 Vector* point, Real* distance,
+                                                                 Real tolerance) const {
+    return IntersectFace(line, face, point, distance, tolerance, ECulling::BackFaces);
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+bool TMeshTree<Real, Vertex, Attribute, Index>::IntersectWithBFC(const TLine3<Real>& line, Vector* point,
+                                                                 Real tolerance) const {
+    Hit hit;
+    if (!IntersectNearest(line, hit, tolerance, ECulling::BackFaces)) return false;
+    *point = hit.m_Point;
+    return true;
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+bool TMeshTree<Real, Vertex, Attribute, Index>::IntersectWithFFC(const TLine3<Real>& line, unsigned int face,
+                                                                 Vector* point, Real* distance,
+                                                                 Real tolerance) const {
+    return IntersectFace(line, face, point, distance, tolerance, ECulling::FrontFaces);
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+bool TMeshTree<Real, Vertex, Attribute, Index>::IntersectWithFFC(const TLine3<Real>& line, Vector* point,
+                                                                 Real tolerance) const {
+    Hit hit;
+    if (!IntersectNearest(line, hit, tolerance, ECulling::FrontFaces)) return false;
+    *point = hit.m_Point;
+    return true;
+}
+
+// ---- Inside tests ---------------------------------------------------------
+
+// The mesh's random-ray test: the same rays in the same order, each decided
+// by the same segment test on every face its segment can touch. A face whose
+// padded box the segment misses would answer "no contact", so skipping it
+// changes neither the count nor the verdict on ambiguity.
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+bool TMeshTree<Real, Vertex, Attribute, Index>::IsWithin(const Vector& point) const {
+    if (!m_BoundingBox.IsWithin(point, Real(0))) return false;
+    if (m_Faces.IsEmpty()) return false;
+    const Real length = (m_BoundingBox.m_Max - m_BoundingBox.m_Min).GetLength();
+    const Real tolerance = Real(detail::SegmentTolerance);
+    const TVector3<Real>* rays = detail::GetInsideRays<Real>();
+    const double extent = m_Faces.GetLargestExtent();
+    const CBoxHierarchy& hierarchy = m_Faces.GetHierarchy();
+    Vector scratch;
+    for (int attempt = 0; attempt < 1000; ++attempt) {
+        Vector direction = rays[attempt];
+        direction *= length;
+        const Vector end = point + direction;
+        const TEdge3<Real> segment(point, end);
+        const double origin[3] = {point.x, point.y, point.z};
+        const double along[3] = {double(end.x) - double(point.x), double(end.y) - double(point.y),
+                                 double(end.z) - double(point.z)};
+        const double segmentLength = std::sqrt(along[0] * along[0] + along[1] * along[1] + along[2] * along[2]);
+        // The segment test counts contacts within tolerance times the longer
+        // of the segment and the triangle's sides of the plane, and within
+        // the tolerance-widened triangle.
+        const double pad = 2.0 * double(tolerance) * (segmentLength + 3.0 * extent) + 1e-6 * extent +
+                           GetRoundingPad() + 1e-12 * segmentLength;
+        const TreeWalk::CRay ray(origin, along, pad);
+        int count = 0;
+        double tFar = 1.0;
+        TreeWalk::AlongRay(hierarchy, ray, 0.0, tFar, [&](std::uint32_t first, std::uint32_t n, double&) {
+            for (std::uint32_t i = first; i < first + n; ++i) {
+                const double* c = m_Faces.GetCorners(i);
+                const int code = segment.IntersectWith(detail::Corner<Real>(c, 0), detail::Corner<Real>(c, 1),
+                                                       detail::Corner<Real>(c, 2), &scratch, tolerance);
+                if (code == 0) {
+                    ++count;
+                } else if (code != 1) {
+                    count = -1;
+                    return false;
+                }
+            }
+            return true;
+        });
+        if (count == 0) return false;
+        if (count > 0) return count % 2 == 0;
+    }
+    return false;
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+bool TMeshTree<Real, Vertex, Attribute, Index>::IsWithinAny(const double* positions, std::uint32_t count) const {
+    for (std::uint32_t v = 0; v < count; ++v) {
+        const double* p = positions + 3 * std::size_t(v);
+        if (IsWithin(Vector(Real(p[0]), Real(p[1]), Real(p[2])))) return true;
+    }
+    return false;
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+bool TMeshTree<Real, Vertex, Attribute, Index>::IsWithin(const Mesh& other) const {
+    const unsigned int count = other.m_Vertices.GetCount();
+    for (unsigned int v = 0; v < count; ++v)
+        if (IsWithin(other.m_Vertices[v].m_Position)) return true;
+    return false;
+}
+
+// ---- Mesh against mesh ----------------------------------------------------
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+bool TMeshTree<Real, Vertex, Attribute, Index>::HasContact(const TMeshTree& other) const {
+    const Real tolerance = Real(detail::SegmentTolerance);
+    const double extent = m_Faces.GetLargestExtent() + other.m_Faces.GetLargestExtent();
+    const double pad = 8.0 * double(tolerance) * extent + 1e-6 * extent + GetRoundingPad() + other.GetRoundingPad();
+    bool contact = false;
+    Vector scratch;
+    TreeWalk::Overlapping(
+        m_Faces.GetHierarchy(), other.m_Faces.GetHierarchy(), pad,
+        [&](std::uint32_t firstA, std::uint32_t countA, std::uint32_t firstB, std::uint32_t countB) {
+            for (std::uint32_t i = firstA; i < firstA + countA; ++i) {
+                const double* c = m_Faces.GetCorners(i);
+                const Vector a = detail::Corner<Real>(c, 0), b = detail::Corner<Real>(c, 1),
+                             d = detail::Corner<Real>(c, 2);
+                const TEdge3<Real> edges[3] = {TEdge3<Real>(a, b), TEdge3<Real>(b, d), TEdge3<Real>(d, a)};
+                for (std::uint32_t j = firstB; j < firstB + countB; ++j) {
+                    const double* g = other.m_Faces.GetCorners(j);
+                    const Vector p0 = detail::Corner<Real>(g, 0), p1 = detail::Corner<Real>(g, 1),
+                                 p2 = detail::Corner<Real>(g, 2);
+                    for (int e = 0; e < 3; ++e)
+                        if (edges[e].IntersectWith(p0, p1, p2, &scratch, tolerance) != 1) {
+                            contact = true;
+                            return false;
+                        }
+                }
+            }
+            return true;
+        });
+    return contact;
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+bool TMeshTree<Real, Vertex, Attribute, Index>::IntersectsWith(const TMeshTree& other) const {
+    const TBox<Real>& mine = m_BoundingBox;
+    const TBox<Real>& theirs = other.m_BoundingBox;
+    if (theirs.m_Min.x > mine.m_Max.x) return false;
+    if (theirs.m_Min.y > mine.m_Max.y) return false;
+    if (theirs.m_Min.z > mine.m_Max.z) return false;
+    if (mine.m_Min.x > theirs.m_Max.x) return false;
+    if (mine.m_Min.y > theirs.m_Max.y) return false;
+    if (mine.m_Min.z > theirs.m_Max.z) return false;
+    // Either inside test finding one vertex within settles it, whatever the
+    // order the vertices are tried in.
+    if (IsWithinAny(other.m_VertexPositions.data(), other.GetVertexCount())) return true;
+    if (other.IsWithinAny(m_VertexPositions.data(), GetVertexCount())) return true;
+    return HasContact(other);
+}
+
+// ---- Closest vertex -------------------------------------------------------
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+unsigned int TMeshTree<Real, Vertex, Attribute, Index>::FindClosestVertex(const Vector& point) const {
+    // Distances are compared as the mesh computes them, in Real; the walk's
+    // double bound is loosened by more than their rounding so that no vertex
+    // at the same Real distance is pruned.
+    const double slack = std::numeric_limits<Real>::epsilon() * 16.0;
+    const double tiny = double(std::numeric_limits<Real>::min()) * 4.0;
+    const double q[3] = {point.x, point.y, point.z};
+    Real best = std::numeric_limits<Real>::max();
+    unsigned int closest = 0;
+    bool found = false;
+    double bound = HUGE_VAL;
+    const CBoxHierarchy& hierarchy = GetVertexHierarchy();
+    const std::uint32_t* order = hierarchy.GetOrder().data();
+    TreeWalk::Nearest(hierarchy, q, bound, [&](std::uint32_t first, std::uint32_t count, double& limit) {
+        for (std::uint32_t i = first; i < first + count; ++i) {
+            const unsigned int vertex = order[i];
+            const double* p = &m_VertexPositions[3 * std::size_t(vertex)];
+            const Real distance = Vector(Real(p[0]), Real(p[1]), Real(p[2])).DiffVectLenSquared(point);
+            if (best > distance || (found && distance == best && vertex < closest)) {
+                best = distance;
+                closest = vertex;
+                found = true;
+                limit = double(best) * (1.0 + slack) + tiny;
+            }
+        }
+    });
+    return closest;
+}
+
+// ---- Queries beyond the mesh's own ----------------------------------------
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+CSurfacePoint TMeshTree<Real, Vertex, Attribute, Index>::FindClosestPoint(const Vector& point) const {
+    return m_Faces.FindClosestPoint(CTriangleTree::Point(point.x, point.y, point.z));
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+double TMeshTree<Real, Vertex, Attribute, Index>::GetDistance(const Vector& point) const {
+    return m_Faces.GetDistance(CTriangleTree::Point(point.x, point.y, point.z));
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+double TMeshTree<Real, Vertex, Attribute, Index>::GetSignedDistance(const Vector& point) const {
+    return m_Faces.GetSignedDistance(CTriangleTree::Point(point.x, point.y, point.z));
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+double TMeshTree<Real, Vertex, Attribute, Index>::GetWindingNumber(const Vector& point) const {
+    return m_Faces.GetWindingNumber(CTriangleTree::Point(point.x, point.y, point.z));
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+double TMeshTree<Real, Vertex, Attribute, Index>::EstimateWindingNumber(const Vector& point, double accuracy) const {
+    return m_Faces.EstimateWindingNumber(CTriangleTree::Point(point.x, point.y, point.z), accuracy);
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+bool TMeshTree<Real, Vertex, Attribute, Index>::Contains(const Vector& point) const {
+    return m_Faces.Contains(CTriangleTree::Point(point.x, point.y, point.z));
+}
+
+// ---- Batch forms ----------------------------------------------------------
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+void TMeshTree<Real, Vertex, Attribute, Index>::IntersectNearest(const TLine3<Real>* lines, std::size_t count,
+                                                                 Hit* hits, Real tolerance, ECulling culling) const {
+    const std::int64_t n = static_cast<std::int64_t>(count);
+#pragma omp parallel for schedule(dynamic, 256)
+    for (std::int64_t i = 0; i < n; ++i) {
+        hits[i].m_Hit = false;
+        IntersectNearest(lines[i], hits[i], tolerance, culling);
+    }
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+void TMeshTree<Real, Vertex, Attribute, Index>::IsWithin(const Vector* points, std::size_t count,
+                                                         bool* results) const {
+    const std::int64_t n = static_cast<std::int64_t>(count);
+#pragma omp parallel for schedule(dynamic, 256)
+    for (std::int64_t i = 0; i < n; ++i) results[i] = IsWithin(points[i]);
+}
+
+namespace detail {
+
+template <typename Real>
+std::vector<CTriangleTree::Point> Widen(const TVector3<Real>* points, std::size_t count) {
+    std::vector<CTriangleTree::Point> wide(count);
+    for (std::size_t i = 0; i < count; ++i) wide[i] = CTriangleTree::Point(points[i].x, points[i].y, points[i].z);
+    return wide;
+}
+
+}  // namespace detail
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+void TMeshTree<Real, Vertex, Attribute, Index>::FindClosestPoints(const Vector* points, std::size_t count,
+                                                                  CSurfacePoint* results) const {
+    const std::vector<CTriangleTree::Point> wide = detail::Widen(points, count);
+    m_Faces.FindClosestPoints(wide.data(), count, results);
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+void TMeshTree<Real, Vertex, Attribute, Index>::GetSignedDistances(const Vector* points, std::size_t count,
+                                                                   double* results) const {
+    const std::vector<CTriangleTree::Point> wide = detail::Widen(points, count);
+    m_Faces.GetSignedDistances(wide.data(), count, results);
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+void TMeshTree<Real, Vertex, Attribute, Index>::EstimateWindingNumbers(const Vector* points, std::size_t count,
+                                                                       double* results) const {
+    const std::vector<CTriangleTree::Point> wide = detail::Widen(points, count);
+    m_Faces.EstimateWindingNumbers(wide.data(), count, results);
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+void TMeshTree<Real, Vertex, Attribute, Index>::Contains(const Vector* points, std::size_t count,
+                                                         bool* results) const {
+    const std::vector<CTriangleTree::Point> wide = detail::Widen(points, count);
+    m_Faces.Contains(wide.data(), count, results);
+}
+
+}  // namespace Corvane::Pellix::Quorvel

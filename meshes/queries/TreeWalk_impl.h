@@ -1,0 +1,201 @@
+#pragma once
+
+// Walks of a CBoxHierarchy shared by the triangle and point trees and by the
+// mesh tree's queries. Each walk keeps its stack on the C++ stack: no heap
+// allocation, and any number of threads may walk one tree at once.
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+
+#include "meshes/queries/CBoxHierarchy.h"
+
+namespace Corvane::Pellix::Quorvel::TreeWalk {
+
+typedef CBoxHierarchy::CNode CNode;
+
+constexpr unsigned int StackSize = CBoxHierarchy::MaxDepth + 8;
+
+// A line origin + t * direction against boxes grown by `pad` on every side.
+// Per axis the ray knows which face of a box it enters by and which it
+// leaves by, and the offsets from those faces to its origin, so a box costs
+// two additions and two multiplications an axis and no branch.
+//
+// A zero component gives an infinite reciprocal; a bound that then comes
+// out as 0 * inf = NaN is ignored by the comparisons below, so such a slab
+// never rejects: the walk errs towards visiting.
+class CRay {
+public:
+    CRay(const double origin[3], const double direction[3], double pad) {
+        for (int k = 0; k < 3; ++k) {
+            m_Inverse[k] = 1.0 / direction[k];
+            const bool backwards = m_Inverse[k] < 0;
+            m_Near[k] = backwards ? 3 + k : k;
+            m_Far[k] = backwards ? k : 3 + k;
+            m_NearOffset[k] = (backwards ? pad : -pad) - origin[k];
+            m_FarOffset[k] = (backwards ? -pad : pad) - origin[k];
+        }
+    }
+
+    // Parameter interval of the grown box clipped to [tNear, tFar]; false
+    // when empty.
+    bool Clip(const CNode& node, double& tNear, double tFar) const {
+        // m_Min and m_Max are one run of six floats.
+        const float* bounds = node.m_Min;
+        double t0 = tNear, t1 = tFar;
+        for (int k = 0; k < 3; ++k) {
+            const double a = (double(bounds[m_Near[k]]) + m_NearOffset[k]) * m_Inverse[k];
+            const double b = (double(bounds[m_Far[k]]) + m_FarOffset[k]) * m_Inverse[k];
+            if (a > t0) t0 = a;
+            if (b < t1) t1 = b;
+        }
+        if (!(t0 <= t1)) return false;
+        tNear = t0;
+        return true;
+    }
+
+private:
+    double m_Inverse[3];
+    double m_NearOffset[3];
+    double m_FarOffset[3];
+    int m_Near[3];
+    int m_Far[3];
+};
+
+static_assert(offsetof(CNode, m_Max) == offsetof(CNode, m_Min) + 3 * sizeof(float),
+              "a node's bounds must be six consecutive floats");
+
+// Every leaf whose grown box meets the line between tNear and tFar, nearer
+// boxes first. leaf(first, count, tFar) may lower tFar to prune what lies
+// beyond; it returns false to end the walk.
+template <class Leaf>
+void AlongRay(const CBoxHierarchy& tree, const CRay& ray, double tNear, double& tFar, Leaf&& leaf) {
+    const CNode* nodes = tree.GetNodes().data();
+    if (tree.IsEmpty()) return;
+    struct CEntry {
+        std::uint32_t m_Node;
+        double m_Near;
+    } stack[StackSize];
+    unsigned int top = 0;
+    double t = tNear;
+    if (!ray.Clip(nodes[0], t, tFar)) return;
+    stack[top++] = {0, t};
+    while (top > 0) {
+        const CEntry entry = stack[--top];
+        if (entry.m_Near > tFar) continue;
+        const CNode& node = nodes[entry.m_Node];
+        if (node.IsLeaf()) {
+            if (!leaf(node.m_First, node.m_Count, tFar)) return;
+            continue;
+        }
+        double ta = tNear, tb = tNear;
+        const bool a = ray.Clip(nodes[node.m_First], ta, tFar);
+        const bool b = ray.Clip(nodes[node.m_First + 1], tb, tFar);
+        if (a && b) {
+            if (ta <= tb) {
+                stack[top++] = {node.m_First + 1, tb};
+                stack[top++] = {node.m_First, ta};
+            } else {
+                stack[top++] = {node.m_First, ta};
+                stack[top++] = {node.m_First + 1, tb};
+            }
+        } else if (a) {
+            stack[top++] = {node.m_First, ta};
+        } else if (b) {
+            stack[top++] = {node.m_First + 1, tb};
+        }
+    }
+}
+
+inline double BoxDistanceSquared(const CNode& node, const double p[3]) {
+    double sum = 0;
+    for (int k = 0; k < 3; ++k) {
+        const double below = double(node.m_Min[k]) - p[k];
+        const double above = p[k] - double(node.m_Max[k]);
+        const double outside = below > above ? below : above;
+        if (outside > 0) sum += outside * outside;
+    }
+    return sum;
+}
+
+// Leaves in order of their boxes' distance from p, skipping those farther
+// than bound (squared). leaf(first, count, bound) lowers bound as it finds
+// nearer primitives. Boxes at exactly the bound are still visited, so a tie
+// in a later box can still be weighed by its index.
+template <class Leaf>
+void Nearest(const CBoxHierarchy& tree, const double p[3], double& bound, Leaf&& leaf) {
+    if (tree.IsEmpty()) return;
+    const CNode* nodes = tree.GetNodes().data();
+    struct CEntry {
+        std::uint32_t m_Node;
+        double m_Distance;
+    } stack[StackSize];
+    unsigned int top = 0;
+    stack[top++] = {0, BoxDistanceSquared(nodes[0], p)};
+    while (top > 0) {
+        const CEntry entry = stack[--top];
+        if (entry.m_Distance > bound) continue;
+        const CNode& node = nodes[entry.m_Node];
+        if (node.IsLeaf()) {
+            leaf(node.m_First, node.m_Count, bound);
+            continue;
+        }
+        const double da = BoxDistanceSquared(nodes[node.m_First], p);
+        const double db = BoxDistanceSquared(nodes[node.m_First + 1], p);
+        if (da <= db) {
+            if (db <= bound) stack[top++] = {node.m_First + 1, db};
+            if (da <= bound) stack[top++] = {node.m_First, da};
+        } else {
+            if (da <= bound) stack[top++] = {node.m_First, da};
+            if (db <= bound) stack[top++] = {node.m_First + 1, db};
+        }
+    }
+}
+
+inline bool Overlap(const CNode& a, const CNode& b, double pad) {
+    for (int k = 0; k < 3; ++k) {
+        // Negated so that a NaN bound never separates.
+        if (double(a.m_Min[k]) - pad > double(b.m_Max[k])) return false;
+        if (double(b.m_Min[k]) - pad > double(a.m_Max[k])) return false;
+    }
+    return true;
+}
+
+// Every pair of leaves, one from each tree, whose boxes come within pad of
+// each other. pair(firstA, countA, firstB, countB) returns false to stop.
+template <class Pair>
+void Overlapping(const CBoxHierarchy& a, const CBoxHierarchy& b, double pad, Pair&& pair) {
+    if (a.IsEmpty() || b.IsEmpty()) return;
+    const CNode* na = a.GetNodes().data();
+    const CNode* nb = b.GetNodes().data();
+    struct CEntry {
+        std::uint32_t m_A, m_B;
+    };
+    // Descending the larger of two boxes keeps the stack at most the sum of
+    // the depths times two.
+    CEntry stack[2 * StackSize + 4];
+    unsigned int top = 0;
+    stack[top++] = {0, 0};
+    while (top > 0) {
+        const CEntry e = stack[--top];
+        const CNode& x = na[e.m_A];
+        const CNode& y = nb[e.m_B];
+        if (!Overlap(x, y, pad)) continue;
+        if (x.IsLeaf() && y.IsLeaf()) {
+            if (!pair(x.m_First, x.m_Count, y.m_First, y.m_Count)) return;
+            continue;
+        }
+        auto size = [](const CNode& n) {
+            return double(n.m_Max[0]) - n.m_Min[0] + double(n.m_Max[1]) - n.m_Min[1] + double(n.m_Max[2]) - n.m_Min[2];
+        };
+        if (y.IsLeaf() || (!x.IsLeaf() && size(x) >= size(y))) {
+            stack[top++] = {x.m_First + 1, e.m_B};
+            stack[top++] = {x.m_First, e.m_B};
+        } else {
+            stack[top++] = {e.m_A, y.m_First + 1};
+            stack[top++] = {e.m_A, y.m_First};
+        }
+    }
+}
+
+}  // namespace Corvane::Pellix::Quorvel::TreeWalk

@@ -1,0 +1,373 @@
+// The tree's twins of the mesh's spatial queries against the mesh's own
+// brute-force loops: same answers, bit for bit, on every exported type.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "MeshFixtures.h"
+#include "meshes/queries/CRuntimeRandom.h"
+#include "meshes/queries/TMeshTree.h"
+
+namespace {
+
+using namespace QuorvelTest;
+using Corvane::Pellix::Sarvetta::TLine3;
+
+template <typename Mesh>
+struct TreeOf;
+template <typename R, typename V, typename A, typename I>
+struct TreeOf<TMesh<R, V, A, I>> {
+    typedef TMeshTree<R, V, A, I> Type;
+};
+
+template <typename Mesh>
+class MeshTreeTwins : public ::testing::Test {};
+
+#define EVERY_ATTRIBUTE(R, V, I) TMesh<R, V<R>, CA8, I>, TMesh<R, V<R>, CA16, I>, TMesh<R, V<R>, CA32, I>
+#define EVERY_INDEX(R, V) EVERY_ATTRIBUTE(R, V, unsigned short), EVERY_ATTRIBUTE(R, V, unsigned int)
+typedef ::testing::Types<EVERY_INDEX(float, TVertexPN), EVERY_INDEX(float, TVertexPNC), EVERY_INDEX(double, TVertexPN),
+                         EVERY_INDEX(double, TVertexPNC)>
+    AllMeshes;
+#undef EVERY_INDEX
+#undef EVERY_ATTRIBUTE
+TYPED_TEST_SUITE(MeshTreeTwins, AllMeshes);
+
+// A scene with the contacts that trip up an index: a closed bumpy sphere,
+// an open grid patch whose vertices and edges lie on round coordinates
+// (axis-parallel rays meet them exactly, six faces at one distance), a
+// duplicate of one sphere face (two faces at every distance) and a face
+// marked for discarding.
+template <typename Mesh>
+void MakeScene(Mesh& mesh, unsigned int levels = 3) {
+    MakeBumpySphere(mesh, levels, 0.15, 0.02);
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    Mesh grid;
+    MakeGrid(grid, 8, 8, 0.25);
+    for (unsigned int v = 0; v < grid.m_Vertices.GetCount(); ++v) {
+        const auto& p = grid.m_Vertices[v].m_Position;
+        AddVertex(mesh, double(p.x) - 1.0, double(p.y) - 1.0, 0.25);
+    }
+    for (unsigned int f = 0; f < grid.m_Faces.GetCount(); ++f) {
+        const auto* c = grid.m_Faces[f].m_Corners;
+        AddFace(mesh, base + c[0], base + c[1], base + c[2]);
+    }
+    const auto* c = mesh.m_Faces[17].m_Corners;
+    AddFace(mesh, c[0], c[1], c[2]);
+    AddFace(mesh, 5, 5, 5);
+    mesh.DetermineBoundingBox(true);
+}
+
+template <typename Real>
+class CQueries {
+public:
+    typedef TVector3<Real> V;
+    std::mt19937 m_Random{20261125};
+
+    double Uniform(double lo, double hi) { return std::uniform_real_distribution<double>(lo, hi)(m_Random); }
+    V Point(double r) { return V(Real(Uniform(-r, r)), Real(Uniform(-r, r)), Real(Uniform(-r, r))); }
+
+    // Random lines, lines aimed exactly at vertices and edge midpoints, and
+    // axis-parallel lines through the grid's vertices and edges.
+    template <typename Mesh>
+    std::vector<TLine3<Real>> Lines(const Mesh& mesh, unsigned int count) {
+        std::vector<TLine3<Real>> lines;
+        const unsigned int vertices = mesh.m_Vertices.GetCount();
+        for (unsigned int i = 0; i < count; ++i) {
+            const V origin = Point(2.0);
+            V target;
+            switch (i % 4) {
+                case 0:
+                    target = Point(1.2);
+                    break;
+                case 1:
+                    target = mesh.m_Vertices[m_Random() % vertices].m_Position;
+                    break;
+                case 2: {
+                    const auto& face = mesh.m_Faces[m_Random() % mesh.m_Faces.GetCount()];
+                    target = (mesh.m_Vertices[face.m_Corners[0]].m_Position +
+                              mesh.m_Vertices[face.m_Corners[1]].m_Position) *
+                             Real(0.5);
+                    break;
+                }
+                default: {
+                    const Real x = Real(-1.0 + 0.125 * double(m_Random() % 17));
+                    const Real y = Real(-1.0 + 0.25 * double(m_Random() % 9));
+                    const int axis = int(m_Random() % 3);
+                    const V start = axis == 0 ? V(Real(-3), x, Real(0.25))
+                                              : (axis == 1 ? V(x, Real(-3), Real(0.25)) : V(x, y, Real(-3)));
+                    const V towards = axis == 0 ? V(1, 0, 0) : (axis == 1 ? V(0, 1, 0) : V(0, 0, 1));
+                    lines.push_back(TLine3<Real>(start, i % 8 == 3 ? towards : towards * Real(-1)));
+                    continue;
+                }
+            }
+            lines.push_back(TLine3<Real>(origin, target - origin));
+        }
+        return lines;
+    }
+
+    // Points inside, outside, on vertices, edges and faces, and on the
+    // corners and sides of the cached box.
+    template <typename Mesh>
+    std::vector<V> Points(const Mesh& mesh, unsigned int count) {
+        std::vector<V> points;
+        const auto& box = mesh.m_BoundingBox;
+        for (unsigned int i = 0; i < count; ++i) {
+            const auto& face = mesh.m_Faces[m_Random() % mesh.m_Faces.GetCount()];
+            const V a = mesh.m_Vertices[face.m_Corners[0]].m_Position, b = mesh.m_Vertices[face.m_Corners[1]].m_Position,
+                    c = mesh.m_Vertices[face.m_Corners[2]].m_Position;
+            switch (i % 6) {
+                case 0:
+                    points.push_back(Point(1.3));
+                    break;
+                case 1:
+                    points.push_back(a);
+                    break;
+                case 2:
+                    points.push_back((a + b) * Real(0.5));
+                    break;
+                case 3:
+                    points.push_back((a + b + c) / Real(3));
+                    break;
+                case 4:
+                    points.push_back(V(m_Random() % 2 ? box.m_Min.x : box.m_Max.x, m_Random() % 2 ? box.m_Min.y : box.m_Max.y,
+                                       m_Random() % 2 ? box.m_Min.z : box.m_Max.z));
+                    break;
+                default: {
+                    V p = Point(1.0);
+                    p.z = m_Random() % 2 ? box.m_Min.z : box.m_Max.z;
+                    points.push_back(p);
+                }
+            }
+        }
+        return points;
+    }
+};
+
+}  // namespace
+
+TEST(RuntimeRandom, ReproducesTheRuntimeSequenceForEverySeed) {
+    for (unsigned int seed : {0u, 1u, 2u, 12345u, 4000000000u}) {
+        srand(seed);
+        Corvane::Pellix::Quorvel::CRuntimeRandom twin(seed);
+        for (int i = 0; i < 2000; ++i) ASSERT_EQ(twin.Next(), rand()) << "seed " << seed << ", draw " << i;
+    }
+}
+
+TYPED_TEST(MeshTreeTwins, NearestHitsMatchInEveryCullingMode) {
+    typedef RealOf<TypeParam> Real;
+    typedef TVector3<Real> V;
+    TypeParam mesh;
+    MakeScene(mesh);
+    const typename TreeOf<TypeParam>::Type tree(mesh);
+    CQueries<Real> queries;
+    const std::vector<TLine3<Real>> lines = queries.Lines(mesh, 600);
+    const Real tolerances[3] = {Real(0), Real(1e-6), Real(0.02)};
+    unsigned int hits = 0, ties = 0;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        const TLine3<Real>& line = lines[i];
+        const Real tolerance = tolerances[i % 3];
+        V expected(7, 7, 7), actual(7, 7, 7);
+        bool a = mesh.IntersectWith(line, &expected, tolerance), b = tree.IntersectWith(line, &actual, tolerance);
+        ASSERT_EQ(a, b) << "line " << i;
+        ASSERT_EQ(expected, actual) << "line " << i;
+        hits += a;
+        expected = actual = V(7, 7, 7);
+        a = mesh.IntersectWithBFC(line, &expected, tolerance);
+        b = tree.IntersectWithBFC(line, &actual, tolerance);
+        ASSERT_EQ(a, b) << "line " << i;
+        ASSERT_EQ(expected, actual) << "line " << i;
+        expected = actual = V(7, 7, 7);
+        a = mesh.IntersectWithFFC(line, &expected, tolerance);
+        b = tree.IntersectWithFFC(line, &actual, tolerance);
+        ASSERT_EQ(a, b) << "line " << i;
+        ASSERT_EQ(expected, actual) << "line " << i;
+
+        // The face reported is the first face, in index order, that the
+        // one-face query hits at that distance.
+        TLineHit<Real> hit;
+        if (tree.IntersectNearest(line, hit, tolerance)) {
+            unsigned int first = ~0u;
+            unsigned int same = 0;
+            for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f) {
+                V p;
+                Real d;
+                if (mesh.IntersectWith(line, f, &p, &d, tolerance) && d == hit.m_Distance) {
+                    if (first == ~0u) first = f;
+                    ++same;
+                }
+            }
+            ASSERT_EQ(hit.m_Face, first) << "line " << i;
+            ties += same > 1;
+        }
+    }
+    // The scene must really exercise hits and ties.
+    EXPECT_GT(hits, 200u);
+    EXPECT_GT(ties, 20u);
+}
+
+TYPED_TEST(MeshTreeTwins, OneFaceQueriesMatchIncludingHitsBehindTheOrigin) {
+    typedef RealOf<TypeParam> Real;
+    typedef TVector3<Real> V;
+    TypeParam mesh;
+    MakeScene(mesh);
+    const typename TreeOf<TypeParam>::Type tree(mesh);
+    CQueries<Real> queries;
+    for (const TLine3<Real>& line : queries.Lines(mesh, 200)) {
+        for (unsigned int k = 0; k < 10; ++k) {
+            const unsigned int f = queries.m_Random() % mesh.m_Faces.GetCount();
+            V p1(7, 7, 7), p2(7, 7, 7);
+            Real d1 = 7, d2 = 7;
+            ASSERT_EQ(mesh.IntersectWith(line, f, &p1, &d1, Real(1e-6)), tree.IntersectWith(line, f, &p2, &d2, Real(1e-6)));
+            ASSERT_EQ(p1, p2);
+            ASSERT_EQ(d1, d2);
+            ASSERT_EQ(mesh.IntersectWithBFC(line, f, &p1, &d1, Real(0)), tree.IntersectWithBFC(line, f, &p2, &d2, Real(0)));
+            ASSERT_EQ(mesh.IntersectWithFFC(line, f, &p1, &d1, Real(0)), tree.IntersectWithFFC(line, f, &p2, &d2, Real(0)));
+            ASSERT_EQ(p1, p2);
+            ASSERT_EQ(d1, d2);
+        }
+    }
+}
+
+TYPED_TEST(MeshTreeTwins, InsideTestsMatchAndLeaveTheRuntimeGeneratorAlone) {
+    typedef RealOf<TypeParam> Real;
+    typedef TVector3<Real> V;
+    // Points on the surface make every ray ambiguous, so the mesh's loop
+    // casts all 1000 of them: a coarser sphere keeps that affordable.
+    TypeParam mesh;
+    MakeScene(mesh, 2);
+    // A cavity: a box inside the sphere wound inwards, so points in it see
+    // two shells and are within by the parity rule.
+    {
+        TypeParam box;
+        MakeBox(box, 0.3, 0.3, 0.3);
+        const unsigned int base = mesh.m_Vertices.GetCount();
+        for (unsigned int v = 0; v < 8; ++v) {
+            const auto& p = box.m_Vertices[v].m_Position;
+            AddVertex(mesh, double(p.x) - 0.15, double(p.y) - 0.15, double(p.z) - 0.5);
+        }
+        for (unsigned int f = 0; f < 12; ++f) {
+            const auto* c = box.m_Faces[f].m_Corners;
+            AddFace(mesh, base + c[0], base + c[2], base + c[1]);
+        }
+        mesh.DetermineBoundingBox(true);
+    }
+    const typename TreeOf<TypeParam>::Type tree(mesh);
+    CQueries<Real> queries;
+    std::vector<V> points = queries.Points(mesh, 150);
+    for (int i = 0; i < 60; ++i)
+        points.push_back(V(Real(queries.Uniform(-0.15, 0.15)), Real(queries.Uniform(-0.15, 0.15)),
+                           Real(queries.Uniform(-0.5, -0.2))));
+    unsigned int within = 0;
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        srand(4242);
+        const bool twin = tree.IsWithin(points[i]);
+        const int next = rand();
+        srand(4242);
+        ASSERT_EQ(next, rand()) << "the twin moved the runtime's generator";
+        ASSERT_EQ(mesh.IsWithin(points[i]), twin) << "point " << i << " (" << points[i].x << ", " << points[i].y
+                                                  << ", " << points[i].z << ")";
+        within += twin;
+    }
+    EXPECT_GT(within, 20u);
+    std::unique_ptr<bool[]> results(new bool[points.size()]);
+    tree.IsWithin(points.data(), points.size(), results.get());
+    for (std::size_t i = 0; i < points.size(); ++i) ASSERT_EQ(results[i], tree.IsWithin(points[i]));
+
+    // A mesh is within when one of its vertices is.
+    TypeParam cloud;
+    AddTables(cloud, {{3, 3, 3}, {0.9, 0.9, 0.9}}, {});
+    EXPECT_EQ(mesh.IsWithin(cloud), tree.IsWithin(cloud));
+    AddVertex(cloud, 0, 0, -0.4);
+    EXPECT_EQ(mesh.IsWithin(cloud), tree.IsWithin(cloud));
+    EXPECT_TRUE(tree.IsWithin(cloud));
+}
+
+TYPED_TEST(MeshTreeTwins, MeshAgainstMeshMatches) {
+    typedef RealOf<TypeParam> Real;
+    typedef typename TreeOf<TypeParam>::Type Tree;
+    TypeParam sphere;
+    MakeBumpySphere(sphere, 1, 0.1, 0.02);
+    sphere.DetermineBoundingBox(true);
+    const Tree sphereTree(sphere);
+    CQueries<Real> queries;
+    unsigned int intersecting = 0;
+    for (int i = 0; i < 40; ++i) {
+        // Boxes of every size about the sphere: apart, touching, crossing,
+        // inside it, around it.
+        TypeParam box;
+        const double size = queries.Uniform(0.05, 3.0);
+        MakeBox(box, size, size * queries.Uniform(0.5, 1.5), size);
+        const double shift[3] = {queries.Uniform(-2.5, 1.5), queries.Uniform(-2.5, 1.5), queries.Uniform(-2.5, 1.5)};
+        for (unsigned int v = 0; v < box.m_Vertices.GetCount(); ++v) {
+            auto& p = box.m_Vertices[v].m_Position;
+            p = TVector3<Real>(Real(p.x + shift[0]), Real(p.y + shift[1]), Real(p.z + shift[2]));
+        }
+        box.DetermineBoundingBox(true);
+        const Tree boxTree(box);
+        const bool expected = sphere.IntersectsWith(box);
+        ASSERT_EQ(expected, sphereTree.IntersectsWith(boxTree)) << "box " << i;
+        ASSERT_EQ(box.IntersectsWith(sphere), boxTree.IntersectsWith(sphereTree)) << "box " << i;
+        ASSERT_EQ(sphere.IsWithin(box), sphereTree.IsWithin(box)) << "box " << i;
+        intersecting += expected;
+    }
+    EXPECT_GT(intersecting, 5u);
+    EXPECT_LT(intersecting, 35u);
+}
+
+TYPED_TEST(MeshTreeTwins, ClosestVertexMatchesIncludingTiesAndUnusedVertices) {
+    typedef RealOf<TypeParam> Real;
+    typedef TVector3<Real> V;
+    TypeParam mesh;
+    MakeScene(mesh);
+    // Unused vertices count, and a repeated position ties with its original.
+    AddVertex(mesh, 3, 3, 3);
+    const auto copy = mesh.m_Vertices[40].m_Position;
+    AddVertex(mesh, copy.x, copy.y, copy.z);
+    const typename TreeOf<TypeParam>::Type tree(mesh);
+    CQueries<Real> queries;
+    std::vector<V> points = queries.Points(mesh, 1500);
+    // Centres of grid squares: four vertices at the same distance.
+    for (int i = 0; i < 8; ++i)
+        for (int j = 0; j < 8; ++j) points.push_back(V(Real(-0.875 + 0.25 * i), Real(-0.875 + 0.25 * j), Real(0.25)));
+    points.push_back(V(4, 4, 4));
+    for (std::size_t i = 0; i < points.size(); ++i)
+        ASSERT_EQ(mesh.FindClosestVertex(points[i]), tree.FindClosestVertex(points[i])) << "point " << i;
+}
+
+TYPED_TEST(MeshTreeTwins, EmptyAndOneFaceMeshesAnswerAsTheMeshDoes) {
+    typedef RealOf<TypeParam> Real;
+    typedef TVector3<Real> V;
+    typedef typename TreeOf<TypeParam>::Type Tree;
+    TypeParam empty;
+    const Tree none(empty);
+    V p(7, 7, 7);
+    EXPECT_FALSE(none.IntersectWith(TLine3<Real>(V(0, 0, -1), V(0, 0, 1)), &p, Real(0)));
+    EXPECT_EQ(p, V(7, 7, 7));
+    EXPECT_FALSE(none.IsWithin(V(0, 0, 0)));
+    EXPECT_EQ(none.FindClosestVertex(V(1, 1, 1)), 0u);
+    EXPECT_EQ(none.FindClosestPoint(V(1, 1, 1)).m_Triangle, CSurfacePoint::NoTriangle);
+    EXPECT_EQ(none.GetWindingNumber(V(1, 1, 1)), 0.0);
+
+    TypeParam one;
+    MakeTriangle(one);
+    one.DetermineBoundingBox(true);
+    const Tree tree(one);
+    CQueries<Real> queries;
+    for (int i = 0; i < 500; ++i) {
+        const V origin = queries.Point(2);
+        const V target(Real(queries.Uniform(-0.2, 1.2)), Real(queries.Uniform(-0.2, 1.2)), 0);
+        const TLine3<Real> line(origin, target - origin);
+        V a(7, 7, 7), b(7, 7, 7);
+        ASSERT_EQ(one.IntersectWith(line, &a, Real(1e-6)), tree.IntersectWith(line, &b, Real(1e-6)));
+        ASSERT_EQ(a, b);
+        const V point(target.x, target.y, Real(queries.Uniform(-0.1, 0.1)));
+        ASSERT_EQ(one.IsWithin(point), tree.IsWithin(point));
+        ASSERT_EQ(one.IsWithin(target), tree.IsWithin(target));
+        ASSERT_EQ(one.FindClosestVertex(origin), tree.FindClosestVertex(origin));
+    }
+    EXPECT_EQ(one.IntersectsWith(one), tree.IntersectsWith(tree));
+    EXPECT_EQ(empty.IntersectsWith(one), none.IntersectsWith(tree));
+}
