@@ -134,6 +134,14 @@ class Mesh:
         """The library's IntersectsWith: boxes, vertices within, then edge against face."""
     def closest_vertex(self, points: _Points) -> Any:
         """Index of the nearest vertex for each point: a (k,) int64 array, or an int for one point."""
+    def closest_point(self, points: _Points) -> Tuple[Any, Any, Any, Any]:
+        """Nearest surface point of each point: (points, faces, barycentric, distances)."""
+    def signed_distance(self, points: _Points) -> Any:
+        """Distance to the surface, negative inside (winding number >= 1/2)."""
+    def winding_number(self, points: _Points, exact: bool = False) -> Any:
+        """Generalised winding number of the surface around each point."""
+    def contains(self, points: _Points) -> Any:
+        """Inside by the winding number: right for closed meshes, graceful on open ones."""
 
 def load(path: _Path, dtype: _DType = None) -> Mesh:
     """Reads OFF, OBJ, PLY or STL by extension with the command-line tool's readers and messages."""

@@ -1,11 +1,9 @@
 // The library's spatial queries on arrays of rays and points. They read an
 // immutable snapshot and may run from several Python threads at once.
 //
-// Place of the accelerated forms: each query below loops over its inputs and
-// calls the designed brute-force member once per ray or point. When the
-// library gains its spatial index with batch queries (same answers, all
-// cores), `RunQueries` hands the whole arrays to those instead; the Python
-// signatures and results stay as they are.
+// Each call indexes the snapshot's faces once (TMeshTree) and answers every
+// ray or point through the index's twins of the designed queries, which give
+// the designed answers (the same hit, face and inside verdict) on all cores.
 
 #include <cmath>
 #include <limits>
@@ -15,18 +13,20 @@
 
 #include "BoundMesh.h"
 #include "core/Numbers.h"
+#include "meshes/queries/TMeshTree.h"
 
 namespace Corvane::Pellix::Quorvel::Python {
 
 namespace {
 
-// The designed inside test reseeds and draws from the C runtime's one random
-// generator, which every thread shares: two tests at once would interleave
-// their draws and give different answers. They run one at a time.
+// The designed inside test of two meshes reseeds and draws from the C
+// runtime's one random generator, which every thread shares: two tests at
+// once would interleave their draws and give different answers. They run one
+// at a time. (The index's twins draw from a private copy of the generator.)
 std::mutex RandomGeneratorMutex;
 
 // Queries between two checks for Ctrl-C.
-constexpr std::size_t QueriesPerCheck = 256;
+constexpr std::size_t QueriesPerCheck = 4096;
 
 class CPoints {
 public:
@@ -60,19 +60,29 @@ CPoints ReadPoints(const py::object& object, const char* name)
     return points;
 }
 
-// Calls query(i) for i in [0, count) with the GIL released, looking for
-// Ctrl-C between blocks of queries.
+// Calls query(i) for i in [0, count) with the GIL released, on all cores,
+// looking for Ctrl-C between blocks of queries. query must be safe to call
+// from several threads at once (it writes only element i of its results).
 template <typename Query>
 void RunQueries(std::size_t count, Query query)
 {
     py::gil_scoped_release release;
     for (std::size_t begin = 0; begin < count; begin += QueriesPerCheck) {
-        const std::size_t end = std::min(count, begin + QueriesPerCheck);
-        for (std::size_t i = begin; i < end; ++i)
-            query(i);
-        if (end < count)
+        const long long end = static_cast<long long>(std::min(count, begin + QueriesPerCheck));
+#pragma omp parallel for schedule(dynamic, 16) if (end - static_cast<long long>(begin) > 64)
+        for (long long i = static_cast<long long>(begin); i < end; ++i)
+            query(static_cast<std::size_t>(i));
+        if (static_cast<std::size_t>(end) < count)
             CheckSignals();
     }
+}
+
+// The index of a snapshot's mesh, built with the GIL released.
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+TMeshTree<Real, Vertex, Attribute, Index> IndexOf(const TMesh<Real, Vertex, Attribute, Index>& mesh)
+{
+    py::gil_scoped_release release;
+    return TMeshTree<Real, Vertex, Attribute, Index>(mesh);
 }
 
 template <typename Mesh>
@@ -118,14 +128,15 @@ py::tuple RayCast(const CBoundMesh& self, const py::object& originsObject, const
         [&](const auto& mesh) {
             typedef std::remove_cv_t<std::remove_reference_t<decltype(*mesh)>> Mesh;
             typedef decltype(typename Mesh::Vector().x) Real;
+            const auto tree = IndexOf(*mesh);
             RunQueries(count, [&](std::size_t i) {
                 const TLine3<Real> line(ToVector<Mesh>(origins.m_Points[no == 1 ? 0 : i]),
                                         ToVector<Mesh>(directions.m_Points[nd == 1 ? 0 : i]));
                 typename Mesh::Vector hit;
                 const Real t = Real(tolerance);
-                const bool found = mode == 0   ? mesh->IntersectWith(line, &hit, t)
-                                   : mode == 1 ? mesh->IntersectWithBFC(line, &hit, t)
-                                               : mesh->IntersectWithFFC(line, &hit, t);
+                const bool found = mode == 0   ? tree.IntersectWith(line, &hit, t)
+                                   : mode == 1 ? tree.IntersectWithBFC(line, &hit, t)
+                                               : tree.IntersectWithFFC(line, &hit, t);
                 if (found) {
                     hits[i] = 1;
                     points[i] = Tool::Point(hit.x, hit.y, hit.z);
@@ -152,9 +163,9 @@ py::object IsWithin(const CBoundMesh& self, const py::object& pointsObject)
     std::visit(
         [&](const auto& mesh) {
             typedef std::remove_cv_t<std::remove_reference_t<decltype(*mesh)>> Mesh;
+            const auto tree = IndexOf(*mesh);
             RunQueries(points.m_Points.size(), [&](std::size_t i) {
-                std::lock_guard<std::mutex> lock(RandomGeneratorMutex);
-                inside[i] = mesh->IsWithin(ToVector<Mesh>(points.m_Points[i]));
+                inside[i] = tree.IsWithin(ToVector<Mesh>(points.m_Points[i]));
             });
         },
         snapshot);
@@ -203,10 +214,9 @@ py::object ClosestVertex(const CBoundMesh& self, const py::object& pointsObject)
     std::visit(
         [&](const auto& mesh) {
             typedef std::remove_cv_t<std::remove_reference_t<decltype(*mesh)>> Mesh;
-            // FindClosestVertex is not declared const but only reads.
-            Mesh& readable = const_cast<Mesh&>(*mesh);
+            const auto tree = IndexOf(*mesh);
             RunQueries(points.m_Points.size(), [&](std::size_t i) {
-                closest[i] = readable.FindClosestVertex(ToVector<Mesh>(points.m_Points[i]));
+                closest[i] = tree.FindClosestVertex(ToVector<Mesh>(points.m_Points[i]));
             });
         },
         snapshot);
@@ -215,6 +225,81 @@ py::object ClosestVertex(const CBoundMesh& self, const py::object& pointsObject)
     py::array_t<std::int64_t> out(static_cast<py::ssize_t>(closest.size()));
     std::copy(closest.begin(), closest.end(), out.mutable_data());
     return out;
+}
+
+py::object ClosestPoint(const CBoundMesh& self, const py::object& pointsObject)
+{
+    const CPoints points = ReadPoints(pointsObject, "points");
+    const std::size_t count = points.m_Points.size();
+    std::vector<CSurfacePoint> found(count);
+    const Snapshot snapshot = self.Get();
+    std::visit(
+        [&](const auto& mesh) {
+            typedef std::remove_cv_t<std::remove_reference_t<decltype(*mesh)>> Mesh;
+            const auto tree = IndexOf(*mesh);
+            RunQueries(count, [&](std::size_t i) { found[i] = tree.FindClosestPoint(ToVector<Mesh>(points.m_Points[i])); });
+        },
+        snapshot);
+    py::array_t<double> closest({static_cast<py::ssize_t>(count), py::ssize_t(3)});
+    py::array_t<double> weights({static_cast<py::ssize_t>(count), py::ssize_t(3)});
+    py::array_t<std::int64_t> faces(static_cast<py::ssize_t>(count));
+    py::array_t<double> distances(static_cast<py::ssize_t>(count));
+    for (std::size_t i = 0; i < count; ++i) {
+        const CSurfacePoint& p = found[i];
+        closest.mutable_at(i, 0) = p.m_Point.x;
+        closest.mutable_at(i, 1) = p.m_Point.y;
+        closest.mutable_at(i, 2) = p.m_Point.z;
+        for (int k = 0; k < 3; ++k)
+            weights.mutable_at(i, k) = p.m_Barycentric[k];
+        faces.mutable_at(i) = p.m_Triangle == CSurfacePoint::NoTriangle ? -1 : std::int64_t(p.m_Triangle);
+        distances.mutable_at(i) = std::sqrt(p.m_DistanceSquared);
+    }
+    if (points.m_Single)
+        return py::make_tuple(closest[py::int_(0)], faces[py::int_(0)], weights[py::int_(0)], distances[py::int_(0)]);
+    return py::make_tuple(closest, faces, weights, distances);
+}
+
+// One double per point from a const member of the index.
+template <typename Answer>
+py::object PerPoint(const CBoundMesh& self, const py::object& pointsObject, Answer answer)
+{
+    const CPoints points = ReadPoints(pointsObject, "points");
+    std::vector<double> values(points.m_Points.size(), 0);
+    const Snapshot snapshot = self.Get();
+    std::visit(
+        [&](const auto& mesh) {
+            typedef std::remove_cv_t<std::remove_reference_t<decltype(*mesh)>> Mesh;
+            const auto tree = IndexOf(*mesh);
+            RunQueries(points.m_Points.size(),
+                       [&](std::size_t i) { values[i] = answer(tree, ToVector<Mesh>(points.m_Points[i])); });
+        },
+        snapshot);
+    if (points.m_Single)
+        return py::float_(values[0]);
+    py::array_t<double> out(static_cast<py::ssize_t>(values.size()));
+    std::copy(values.begin(), values.end(), out.mutable_data());
+    return out;
+}
+
+py::object SignedDistance(const CBoundMesh& self, const py::object& points)
+{
+    return PerPoint(self, points, [](const auto& tree, const auto& p) { return tree.GetSignedDistance(p); });
+}
+
+py::object WindingNumber(const CBoundMesh& self, const py::object& points, bool exact)
+{
+    if (exact)
+        return PerPoint(self, points, [](const auto& tree, const auto& p) { return tree.GetWindingNumber(p); });
+    return PerPoint(self, points, [](const auto& tree, const auto& p) { return tree.EstimateWindingNumber(p); });
+}
+
+py::object Contains(const CBoundMesh& self, const py::object& pointsObject)
+{
+    const py::object numbers =
+        PerPoint(self, pointsObject, [](const auto& tree, const auto& p) { return tree.Contains(p) ? 1.0 : 0.0; });
+    if (py::isinstance<py::float_>(numbers))
+        return py::bool_(numbers.cast<double>() != 0);
+    return numbers.attr("astype")("bool");
 }
 
 }  // namespace
@@ -233,7 +318,8 @@ cull: "none" (every face), "back" (back faces ignored: only faces seen from
 tolerance: widens every triangle in barycentric terms (0: exact).
 Returns (hit, points): a (k,) bool array and a (k, 3) float64 array of hit
 points, NaN where nothing was hit; for one ray a bool and a (3,) array. Ties
-go to the lowest-numbered face. Brute force over all faces per ray.)doc");
+go to the lowest-numbered face, as in the library's designed query, answered through a bounding
+volume hierarchy on all cores.)doc");
     mesh.def("is_within", &IsWithin, py::arg("points"),
              R"doc(The library's designed inside test (IsWithin) for each point: a (k,) bool array, or a bool for (3,).
 
@@ -242,9 +328,11 @@ directions (the same sequence on every call, from seed 0) are cast up to the
 box's diagonal; a ray that grazes an edge or vertex is discarded, and the first
 clean ray decides: within when it crossed an even, non-zero number of faces.
 That rule is the library's as designed: for a single closed surface a point
-inside is crossed an odd number of times and is reported as not within. Tests
-run one at a time across threads (they share the C runtime's random
-generator); brute force over all faces per ray.)doc");
+inside is crossed an odd number of times and is reported as not within (use
+contains for an inside test that is right). Answered through a bounding volume
+hierarchy on all cores, with a private copy of the C runtime's generator, so
+the answers are the designed ones and calls from several threads do not
+disturb each other.)doc");
     mesh.def("is_within_mesh", &IsWithinMesh, py::arg("other"),
              R"doc(True when any vertex of other passes is_within for this mesh (the library's IsWithin(mesh)).)doc");
     mesh.def("intersects", &Intersects, py::arg("other"),
@@ -254,6 +342,30 @@ Quadratic in the face counts by design.)doc");
     mesh.def("closest_vertex", &ClosestVertex, py::arg("points"),
              R"doc(Index of the vertex nearest to each point (the library's FindClosestVertex): a (k,) int64
 array, or an int for one (3,) point. Ties go to the lowest index; unused vertices count too.)doc");
+    mesh.def("closest_point", &ClosestPoint, py::arg("points"),
+             R"doc(Nearest point of the surface to each point: (points, faces, barycentric, distances).
+
+points: (k, 3) float64; faces: (k,) int64, the face the point lies on (ties
+go to the lowest index; -1 for a mesh without faces); barycentric: (k, 3)
+weights of that face's corners 0, 1, 2; distances: (k,) float64. For one (3,)
+point, one of each. Uses a bounding volume hierarchy, on all cores.)doc");
+    mesh.def("signed_distance", &SignedDistance, py::arg("points"),
+             R"doc(Distance from each point to the surface, negative inside: a (k,) float64 array, or a float.
+
+Inside means a winding number of at least 1/2 (see winding_number), so the
+sign is right for closed meshes and sensible for open ones.)doc");
+    mesh.def("winding_number", &WindingNumber, py::arg("points"), py::arg("exact") = false,
+             R"doc(Generalised winding number of the surface around each point: a (k,) float64 array, or a float.
+
+1 inside a closed, outward-wound shell and 0 outside (2 inside two nested
+shells); on open meshes a fraction that says how far the point is enclosed.
+exact=False (default) uses a hierarchical approximation, accurate to a few
+thousandths away from the surface; exact=True sums every face.)doc");
+    mesh.def("contains", &Contains, py::arg("points"),
+             R"doc(Whether each point is inside, by the winding number (>= 1/2): a (k,) bool array, or a bool.
+
+Unlike is_within (the library's designed parity test) it is right for closed
+meshes of any number of shells and degrades gracefully on open ones.)doc");
 }
 
 }  // namespace Corvane::Pellix::Quorvel::Python

@@ -127,6 +127,42 @@ class TestInsideTests:
         assert mesh.intersects(quorvel.Mesh(ball[0] + [1.0, 0, 0], ball[1], dtype=np.float32))
 
 
+class TestSurfaceQueries:
+    """Closest points, distances and winding numbers through the spatial index."""
+
+    def test_closest_point_of_a_plane_is_the_projection(self):
+        from conftest import grid
+        vertices, faces = grid(6, bump=0.0)
+        mesh = quorvel.Mesh(vertices, faces)
+        rng = np.random.default_rng(3)
+        points = np.column_stack([rng.uniform(0.05, 0.95, 200), rng.uniform(0.05, 0.95, 200),
+                                  rng.uniform(-1, 1, 200)])
+        closest, face, weights, distance = mesh.closest_point(points)
+        assert np.allclose(closest, np.column_stack([points[:, :2], np.zeros(200)]))
+        assert np.allclose(distance, np.abs(points[:, 2]))
+        corners = mesh.vertices[mesh.faces[face]]
+        assert np.allclose(np.einsum("ij,ijk->ik", weights, corners), closest)
+        assert np.allclose(weights.sum(axis=1), 1)
+
+    def test_signed_distance_and_winding_number_of_a_ball(self, ball):
+        ball = quorvel.Mesh(*ball)
+        inside, outside = np.array([0.1, -0.2, 0.05]), np.array([2.0, 0.0, 0.0])
+        assert ball.signed_distance(inside) < 0 < ball.signed_distance(outside)
+        assert ball.signed_distance(outside) == pytest.approx(1.0, abs=0.02)
+        points = np.array([inside, outside])
+        assert np.allclose(ball.winding_number(points, exact=True), [1, 0], atol=1e-9)
+        assert np.allclose(ball.winding_number(points), [1, 0], atol=0.1)
+        # Inside one closed shell: contains says so, the designed parity test does not.
+        assert ball.contains(points).tolist() == [True, False]
+        assert ball.is_within(inside) is False
+
+    def test_open_surface_degrades_gracefully(self):
+        from conftest import grid
+        mesh = quorvel.Mesh(*grid(6, bump=0.0))
+        assert abs(mesh.winding_number([0.5, 0.5, 1e-3], exact=True)) == pytest.approx(0.5, abs=0.01)
+        assert mesh.winding_number([0.5, 0.5, 50.0], exact=True) == pytest.approx(0, abs=1e-3)
+
+
 class TestThreads:
     def test_concurrent_queries_give_the_serial_answers(self, ball, rays):
         mesh = quorvel.Mesh(*ball)
