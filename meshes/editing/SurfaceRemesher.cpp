@@ -74,10 +74,14 @@ constexpr double CornerMergeFactor = 0.25;
 // neighbour along the boundary may merge into that neighbour...
 constexpr double KeptCollapseFactor = 0.5;
 // ...while the straightened boundary stays within this many target lengths
-// of the input's boundary polyline (a bound carried along each open edge, so
-// that removals one after another cannot drift) and turns at the removed
-// vertex by less than the corner angle.
+// of the vertices of the input's boundary it replaces (each open edge carries
+// the ones removed along it, so that removals one after another cannot drift)
+// and turns at the removed vertex by less than the corner angle.
 constexpr double KeptDeviationFactor = 0.05;
+// An open edge carries at most this many removed vertices: a removal that
+// would give it more is refused, so that each check and merge of the lists
+// costs at most this much.
+constexpr std::size_t MaxCarriedVertices = 48;
 
 // Loops over fewer items than these stay on the calling thread: waking a team
 // costs more than the work saves, and far more when the cores are busy with
@@ -542,7 +546,7 @@ private:
         m_Source.push_back(None);
         m_FaceHint.push_back(None);
         m_SegmentHint.push_back(None);
-        m_Slack.push_back(0.0);
+        m_Carried.emplace_back();
         return static_cast<std::uint32_t>(m_Position.size() - 1);
     }
     std::uint32_t NewFace(std::uint32_t a, std::uint32_t b, std::uint32_t c) {
@@ -656,7 +660,7 @@ private:
     // Per vertex on a kept boundary: how far the open edge leaving it may lie
     // from the input's boundary polyline, grown by each vertex removed from
     // the boundary (0 while the edge is an input edge or a piece of one).
-    std::vector<double> m_Slack;
+    std::vector<std::vector<Vec>> m_Carried;
 
     // The input surface and its constraint lines, for projection.
     std::vector<CTriangle> m_Triangles;
@@ -715,7 +719,7 @@ void CEngine::Load(const std::vector<double>& positions, const std::vector<std::
     std::iota(m_Source.begin(), m_Source.end(), 0u);
     m_FaceHint.assign(vertexCount, None);
     m_SegmentHint.assign(vertexCount, None);
-    m_Slack.assign(vertexCount, 0.0);
+    m_Carried.assign(vertexCount, std::vector<Vec>());
 
     const std::size_t faceCount = triangles.size() / 3;
     m_Corner.clear();
@@ -1081,7 +1085,12 @@ void CEngine::Split(std::uint32_t h) {
     const std::uint32_t m = NewVertex((m_Position[a] + m_Position[b]) * 0.5);
     if (kind == Kept) {
         m_Flags[m] = Fixed;
-        m_Slack[m] = m_Slack[a];
+        // Each half carries the removed vertices that lie beside it.
+        std::vector<Vec> first, second;
+        const Vec along = m_Position[b] - m_Position[a];
+        for (const Vec& q : m_Carried[a]) ((q - m_Position[a]) % along < 0.5 * Squared(along) ? first : second).push_back(q);
+        m_Carried[a].swap(first);
+        m_Carried[m].swap(second);
     }
     if (IsLine(kind)) {
         m_Flags[m] = Sliding;
@@ -1172,10 +1181,17 @@ bool CEngine::CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::
     const Vec in = p - u, out = w - p;
     if (!(in % out > m_CosCorner * std::sqrt(Squared(in) * Squared(out)))) return false;
     // The straightened boundary must stay close to the input's: the new edge
-    // u-w lies within this of the old ones, and they within their slack of the
-    // input boundary (distance to a segment is convex along a segment).
-    const double off = std::sqrt(Squared(p - ClosestOnSegment(p, u, w)));
-    return off + std::max(m_Slack[before], m_Slack[v]) <= m_KeptDeviation;
+    // u-w near v and near every vertex removed along the two edges before
+    // (the distance to a segment is convex along each input edge, so the
+    // vertices bound the whole polyline).
+    if (m_Carried[before].size() + m_Carried[v].size() + 1 > MaxCarriedVertices) return false;
+    const double limit2 = m_KeptDeviation * m_KeptDeviation;
+    const auto near = [&](const Vec& q) { return Squared(q - ClosestOnSegment(q, u, w)) <= limit2; };
+    if (!near(p)) return false;
+    for (const std::uint32_t owner : {before, v})
+        for (const Vec& q : m_Carried[owner])
+            if (!near(q)) return false;
+    return true;
 }
 
 // One end merges into the other, which keeps its place: a free vertex into
@@ -1311,14 +1327,13 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         // The open edge that takes the removed vertex's place on a kept
         // boundary starts at a when b goes, at y when a goes.
         const std::uint32_t from = k == 1 ? a : y;
-        double slack = 0;
         if (kind == Kept) {
-            const std::uint32_t gone = k == 1 ? b : a, to = k == 1 ? x : b;
-            slack = std::max(m_Slack[from], m_Slack[gone]) +
-                    std::sqrt(Squared(m_Position[gone] - ClosestOnSegment(m_Position[gone], m_Position[from], m_Position[to])));
+            const std::uint32_t gone = k == 1 ? b : a;
+            m_Carried[from].push_back(m_Position[gone]);
+            m_Carried[from].insert(m_Carried[from].end(), m_Carried[gone].begin(), m_Carried[gone].end());
+            std::vector<Vec>().swap(m_Carried[gone]);
         }
         Collapse(h, k != 1, places[k]);
-        if (kind == Kept) m_Slack[from] = slack;
         if (merge) {
             const std::uint32_t survivor = k == 0 ? b : a;
             m_Flags[survivor] = static_cast<std::uint8_t>((m_Flags[survivor] & ~Sliding) | Fixed | Corner);
@@ -1755,7 +1770,7 @@ void CEngine::Compact() {
     permute(m_Source);
     permute(m_FaceHint);
     permute(m_SegmentHint);
-    permute(m_Slack);
+    permute(m_Carried);
     std::vector<std::uint32_t> out(vertices);
     for (std::uint32_t i = 0; i < vertices; ++i) out[i] = mapHalf(m_Out[order[i]]);
     m_Out.swap(out);
