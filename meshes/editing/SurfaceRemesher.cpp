@@ -456,7 +456,9 @@ public:
 // none revisited without progress (the bound is proved at each loop):
 //   splits  at most B minus the faces on entry, queue pops at most the edges
 //           on entry plus 6 per split;
-//   collapses  at most one attempt per edge short on entry (about 1.5 F);
+//   collapses  at most one attempt per edge short on entry (about 1.5 F),
+//           each checking at most MaxCarriedVertices removed boundary
+//           vertices;
 //   flips  at most one per half-edge slot (3 F);
 //   angle passes  at most 4, each at most one flip or collapse per face;
 //   relaxation  m_RelaxationSteps steps, each one sweep over the vertices
@@ -1152,7 +1154,8 @@ bool CEngine::CollapseShortEdges() {
     bool changed = false;
     // Bounded: one attempt per edge that was short on entry, never repeated
     // within the pass, and each attempt walks two fans of at most
-    // MaxCollapseValence edges.
+    // MaxCollapseValence edges and, on a kept boundary, checks and moves at
+    // most MaxCarriedVertices carried vertices.
     for (const std::uint32_t h : m_Ordered) {
         // Earlier collapses may have removed the face or lengthened the edge.
         if (m_Corner[h] == None || !(EdgeLength2(h) < m_CollapseLength2)) continue;
