@@ -548,7 +548,7 @@ private:
         m_Source.push_back(None);
         m_FaceHint.push_back(None);
         m_SegmentHint.push_back(None);
-        m_Carried.emplace_back();
+        m_CarriedSlot.push_back(None);
         return static_cast<std::uint32_t>(m_Position.size() - 1);
     }
     std::uint32_t NewFace(std::uint32_t a, std::uint32_t b, std::uint32_t c) {
@@ -662,7 +662,20 @@ private:
     // Per vertex on a kept boundary: how far the open edge leaving it may lie
     // from the input's boundary polyline, grown by each vertex removed from
     // the boundary (0 while the edge is an input edge or a piece of one).
-    std::vector<std::vector<Vec>> m_Carried;
+    // (Few vertices carry any: each holds a slot in a pool only once it does.)
+    std::vector<std::uint32_t> m_CarriedSlot;
+    std::vector<std::vector<Vec>> m_CarriedPool;
+    const std::vector<Vec>& Carried(std::uint32_t v) const {
+        static const std::vector<Vec> none;
+        return m_CarriedSlot[v] == None ? none : m_CarriedPool[m_CarriedSlot[v]];
+    }
+    std::vector<Vec>& CarriedToFill(std::uint32_t v) {
+        if (m_CarriedSlot[v] == None) {
+            m_CarriedSlot[v] = static_cast<std::uint32_t>(m_CarriedPool.size());
+            m_CarriedPool.emplace_back();
+        }
+        return m_CarriedPool[m_CarriedSlot[v]];
+    }
 
     // The input surface and its constraint lines, for projection.
     std::vector<CTriangle> m_Triangles;
@@ -721,7 +734,8 @@ void CEngine::Load(const std::vector<double>& positions, const std::vector<std::
     std::iota(m_Source.begin(), m_Source.end(), 0u);
     m_FaceHint.assign(vertexCount, None);
     m_SegmentHint.assign(vertexCount, None);
-    m_Carried.assign(vertexCount, std::vector<Vec>());
+    m_CarriedSlot.assign(vertexCount, None);
+    m_CarriedPool.clear();
 
     const std::size_t faceCount = triangles.size() / 3;
     m_Corner.clear();
@@ -1090,9 +1104,11 @@ void CEngine::Split(std::uint32_t h) {
         // Each half carries the removed vertices that lie beside it.
         std::vector<Vec> first, second;
         const Vec along = m_Position[b] - m_Position[a];
-        for (const Vec& q : m_Carried[a]) ((q - m_Position[a]) % along < 0.5 * Squared(along) ? first : second).push_back(q);
-        m_Carried[a].swap(first);
-        m_Carried[m].swap(second);
+        for (const Vec& q : Carried(a)) ((q - m_Position[a]) % along < 0.5 * Squared(along) ? first : second).push_back(q);
+        if (!second.empty()) {
+            CarriedToFill(a).swap(first);
+            CarriedToFill(m).swap(second);
+        }
     }
     if (IsLine(kind)) {
         m_Flags[m] = Sliding;
@@ -1187,12 +1203,12 @@ bool CEngine::CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::
     // u-w near v and near every vertex removed along the two edges before
     // (the distance to a segment is convex along each input edge, so the
     // vertices bound the whole polyline).
-    if (m_Carried[before].size() + m_Carried[v].size() + 1 > MaxCarriedVertices) return false;
+    if (Carried(before).size() + Carried(v).size() + 1 > MaxCarriedVertices) return false;
     const double limit2 = m_KeptDeviation * m_KeptDeviation;
     const auto near = [&](const Vec& q) { return Squared(q - ClosestOnSegment(q, u, w)) <= limit2; };
     if (!near(p)) return false;
     for (const std::uint32_t owner : {before, v})
-        for (const Vec& q : m_Carried[owner])
+        for (const Vec& q : Carried(owner))
             if (!near(q)) return false;
     return true;
 }
@@ -1332,9 +1348,13 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         const std::uint32_t from = k == 1 ? a : y;
         if (kind == Kept) {
             const std::uint32_t gone = k == 1 ? b : a;
-            m_Carried[from].push_back(m_Position[gone]);
-            m_Carried[from].insert(m_Carried[from].end(), m_Carried[gone].begin(), m_Carried[gone].end());
-            std::vector<Vec>().swap(m_Carried[gone]);
+            std::vector<Vec>& carried = CarriedToFill(from);
+            carried.push_back(m_Position[gone]);
+            if (m_CarriedSlot[gone] != None) {
+                std::vector<Vec>& more = m_CarriedPool[m_CarriedSlot[gone]];
+                carried.insert(carried.end(), more.begin(), more.end());
+                std::vector<Vec>().swap(more);
+            }
         }
         Collapse(h, k != 1, places[k]);
         if (merge) {
@@ -1773,7 +1793,7 @@ void CEngine::Compact() {
     permute(m_Source);
     permute(m_FaceHint);
     permute(m_SegmentHint);
-    permute(m_Carried);
+    permute(m_CarriedSlot);
     std::vector<std::uint32_t> out(vertices);
     for (std::uint32_t i = 0; i < vertices; ++i) out[i] = mapHalf(m_Out[order[i]]);
     m_Out.swap(out);
