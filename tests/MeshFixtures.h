@@ -2,6 +2,7 @@
 
 // Procedural meshes shared by the test suites. Every builder fills only
 // m_Vertices and m_Faces; tests build whatever derived data they need.
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <map>
@@ -381,6 +382,144 @@ void MakeScannedBone(Mesh& mesh, unsigned int levels = 4, double length = 8, uns
         p.y = decltype(p.y)(y * knob * scale);
         p.z = decltype(p.z)(z * length / 2 * scale);
     }
+}
+
+}  // namespace QuorvelTest
+
+namespace QuorvelTest {
+
+// Faces between two closed rings of vertices (indices, in the same turning
+// sense and starting at the same angle) whose counts differ: the ring that
+// is behind in its share of the turn advances, so the faces fan where one
+// ring is much denser than the other.
+template <typename Mesh>
+void AddRingStrip(Mesh& mesh, const std::vector<unsigned int>& inner, const std::vector<unsigned int>& outer) {
+    const std::size_t n0 = inner.size(), n1 = outer.size();
+    std::size_t i = 0, j = 0;
+    while (i < n0 || j < n1) {
+        const unsigned int a0 = inner[i % n0], a1 = inner[(i + 1) % n0], b0 = outer[j % n1], b1 = outer[(j + 1) % n1];
+        if (j >= n1 || (i < n0 && double(i + 1) / double(n0) < double(j + 1) / double(n1))) {
+            AddFace(mesh, a0, a1, b0);
+            ++i;
+        } else {
+            AddFace(mesh, a0, b1, b0);
+            ++j;
+        }
+    }
+}
+
+// Appends a ring of `count` vertices placed by point(angle) for angles
+// 2 pi i / count, and returns their indices.
+template <typename Mesh, typename Place>
+std::vector<unsigned int> AddRing(Mesh& mesh, unsigned int count, Place&& point) {
+    std::vector<unsigned int> ring(count);
+    for (unsigned int i = 0; i < count; ++i) {
+        ring[i] = mesh.m_Vertices.GetCount();
+        const std::array<double, 3> p = point(2 * 3.14159265358979323846 * i / count);
+        AddVertex(mesh, p[0], p[1], p[2]);
+    }
+    return ring;
+}
+
+// An open cylinder of radius 1 and height 2 refined near one rim, as meshes
+// refined for another purpose come: the rim at z = 0 holds `dense` vertices,
+// every other ring of the `rings` + 1 holds `coarse`.
+template <typename Mesh>
+void MakeDenseRimCylinder(Mesh& mesh, unsigned int dense = 400, unsigned int coarse = 40, unsigned int rings = 20) {
+    std::vector<unsigned int> previous;
+    for (unsigned int k = 0; k <= rings; ++k) {
+        const double z = 2.0 * k / rings;
+        std::vector<unsigned int> ring = AddRing(mesh, k == 0 ? dense : coarse, [&](double a) {
+            return std::array<double, 3>{std::cos(a), std::sin(a), z};
+        });
+        if (k > 0) AddRingStrip(mesh, previous, ring);
+        previous.swap(ring);
+    }
+}
+
+// A bumpy sphere cut by the plane z = -0.5 like a scan of an object standing
+// on a table: rings of latitude from the pole, as many vertices as their
+// length needs at about `coarse` around the equator, except the cut rim, which
+// holds `dense`.
+template <typename Mesh>
+void MakeCutSphere(Mesh& mesh, unsigned int dense = 400, unsigned int coarse = 48, unsigned int rings = 16,
+                   double bumps = 0.08) {
+    const double pi = 3.14159265358979323846;
+    const double cut = 2 * pi / 3;
+    const auto place = [&](double theta, double a) {
+        const double x = std::sin(theta) * std::cos(a), y = std::sin(theta) * std::sin(a), z = std::cos(theta);
+        // The bumps vanish at the cut, so that the rim stays a circle in its plane.
+        const double scale = 1 + bumps * std::sin(4 * x) * std::sin(5 * y) * std::sin(3 * z + 1) * (cut - theta) / cut;
+        return std::array<double, 3>{x * scale, y * scale, z * scale};
+    };
+    const unsigned int apex = mesh.m_Vertices.GetCount();
+    AddVertex(mesh, 0, 0, 1);
+    std::vector<unsigned int> previous;
+    for (unsigned int k = 1; k <= rings; ++k) {
+        const double theta = cut * k / rings;
+        const unsigned int count =
+            k == rings ? dense : std::max(6u, static_cast<unsigned int>(std::lround(coarse * std::sin(theta))));
+        std::vector<unsigned int> ring = AddRing(mesh, count, [&](double a) { return place(theta, a); });
+        if (k == 1)
+            for (unsigned int i = 0; i < count; ++i) AddFace(mesh, apex, ring[i], ring[(i + 1) % count]);
+        else
+            AddRingStrip(mesh, ring, previous);
+        previous.swap(ring);
+    }
+}
+
+// A plate of columns x rows square tiles of side 2 in the z = 0 plane, each
+// pierced by a round hole of radius 0.4 whose rim holds `dense` vertices
+// where the tiles' edges hold `side` each: rings blend from the hole to the
+// tile's square edge, and tiles share the vertices of their common edges.
+template <typename Mesh>
+void MakePlateWithDenseHoles(Mesh& mesh, unsigned int columns = 2, unsigned int rows = 2, unsigned int dense = 200,
+                             unsigned int side = 8, unsigned int rings = 5) {
+    const double radius = 0.4;
+    std::map<std::pair<long long, long long>, unsigned int> shared;
+    const auto key = [](double v) { return std::llround(v * 1e6); };
+    for (unsigned int row = 0; row < rows; ++row)
+        for (unsigned int column = 0; column < columns; ++column) {
+            const double cx = 2.0 * column, cy = 2.0 * row;
+            // A point on the square edge at a share of its perimeter, from (1, 0)
+            // counter-clockwise.
+            const auto onSquare = [](double share) {
+                double s = 8 * share + 1;  // perimeter length from (1, -1)
+                s = std::fmod(s, 8.0);
+                if (s < 2) return std::array<double, 2>{1, s - 1};
+                if (s < 4) return std::array<double, 2>{3 - s, 1};
+                if (s < 6) return std::array<double, 2>{-1, 5 - s};
+                return std::array<double, 2>{s - 7, -1};
+            };
+            std::vector<unsigned int> previous;
+            for (unsigned int k = 0; k <= rings; ++k) {
+                const double blend = double(k) / rings;
+                const unsigned int count = k == 0 ? dense
+                                                  : static_cast<unsigned int>(std::lround(
+                                                        (1 - blend) * 2 * 3.14159265358979323846 * radius * side / 2 +
+                                                        blend * 4 * side));
+                const unsigned int n = k == rings ? 4 * side : std::max(8u, count);
+                std::vector<unsigned int> ring(n);
+                for (unsigned int i = 0; i < n; ++i) {
+                    const double share = double(i) / n, a = 2 * 3.14159265358979323846 * share;
+                    const std::array<double, 2> square = onSquare(share);
+                    const double x = cx + (1 - blend) * radius * std::cos(a) + blend * square[0];
+                    const double y = cy + (1 - blend) * radius * std::sin(a) + blend * square[1];
+                    if (k == rings) {
+                        const auto found = shared.find(std::make_pair(key(x), key(y)));
+                        if (found != shared.end()) {
+                            ring[i] = found->second;
+                            continue;
+                        }
+                        shared[std::make_pair(key(x), key(y))] = mesh.m_Vertices.GetCount();
+                    }
+                    ring[i] = mesh.m_Vertices.GetCount();
+                    AddVertex(mesh, x, y, 0);
+                }
+                if (k > 0) AddRingStrip(mesh, previous, ring);
+                previous.swap(ring);
+            }
+        }
 }
 
 }  // namespace QuorvelTest

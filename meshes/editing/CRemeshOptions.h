@@ -15,9 +15,15 @@ public:
     double m_FeatureAngle = 45.0;
     /// True: boundary vertices stay where they are, and so does the shape of
     /// the boundary; an open edge longer than 4/3 of the target is still split,
-    /// the new vertex fixed on it (a target at least 3/4 of the longest open
-    /// edge leaves the open edges exactly as they are). False: boundary
-    /// vertices slide along the boundary, which is remeshed like the rest.
+    /// the new vertex fixed on it, and a boundary vertex closer than half the
+    /// target to a neighbour along the boundary may merge into that neighbour
+    /// where the boundary turns there by less than the corner angle and the
+    /// straightened boundary stays within a twentieth of the target of the
+    /// input's boundary vertices (a boundary finer than the target would
+    /// otherwise leave slivers). A target between 3/4 of the longest and twice
+    /// the shortest open edge leaves the open edges exactly as they are.
+    /// False: boundary vertices slide along the boundary, which is remeshed
+    /// like the rest.
     bool m_KeepBoundaries = true;
     /// Passes of tangential relaxation, each followed by projection onto the
     /// input, in every iteration.

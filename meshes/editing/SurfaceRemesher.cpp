@@ -68,6 +68,20 @@ constexpr int MaxCollapseValence = 64;
 // vertices of two lines that run side by side, as noise in scans makes them)
 // are one corner at the target resolution: they may merge.
 constexpr double CornerMergeFactor = 0.25;
+// A kept open boundary much finer than the target (a rim refined for another
+// purpose, a scan cut by a plane) would leave slivers beside every fixed
+// vertex. A vertex of it closer than this many target lengths to a
+// neighbour along the boundary may merge into that neighbour...
+constexpr double KeptCollapseFactor = 0.5;
+// ...while the straightened boundary stays within this many target lengths
+// of the vertices of the input's boundary it replaces (each open edge carries
+// the ones removed along it, so that removals one after another cannot drift)
+// and turns at the removed vertex by less than the corner angle.
+constexpr double KeptDeviationFactor = 0.05;
+// An open edge carries at most this many removed vertices: a removal that
+// would give it more is refused, so that each check and merge of the lists
+// costs at most this much.
+constexpr std::size_t MaxCarriedVertices = 48;
 
 // Loops over fewer items than these stay on the calling thread: waking a team
 // costs more than the work saves, and far more when the cores are busy with
@@ -442,7 +456,9 @@ public:
 // none revisited without progress (the bound is proved at each loop):
 //   splits  at most B minus the faces on entry, queue pops at most the edges
 //           on entry plus 6 per split;
-//   collapses  at most one attempt per edge short on entry (about 1.5 F);
+//   collapses  at most one attempt per edge short on entry (about 1.5 F),
+//           each checking at most MaxCarriedVertices removed boundary
+//           vertices;
 //   flips  at most one per half-edge slot (3 F);
 //   angle passes  at most 4, each at most one flip or collapse per face;
 //   relaxation  m_RelaxationSteps steps, each one sweep over the vertices
@@ -532,6 +548,7 @@ private:
         m_Source.push_back(None);
         m_FaceHint.push_back(None);
         m_SegmentHint.push_back(None);
+        m_CarriedSlot.push_back(None);
         return static_cast<std::uint32_t>(m_Position.size() - 1);
     }
     std::uint32_t NewFace(std::uint32_t a, std::uint32_t b, std::uint32_t c) {
@@ -569,6 +586,11 @@ private:
     }
     void Split(std::uint32_t h);
     bool CollapseShortEdges();
+    // Whether kept boundary vertex v may leave the boundary by merging along
+    // it into a neighbour (see KeptCollapseFactor): only a vertex whose sole
+    // constraints are its two open edges. On success before and after are
+    // its neighbours along the boundary.
+    bool CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::uint32_t& after) const;
     bool CanRemove(std::uint32_t v, std::uint32_t kind) const {
         const std::uint8_t flags = m_Flags[v];
         return !(flags & (Fixed | Deleted)) && (!(flags & Sliding) || kind == m_Line[v]);
@@ -613,6 +635,9 @@ private:
     double m_SplitLength2 = 0;
     double m_CollapseLength2 = 0;
     double m_MergeLength2 = 0;
+    double m_KeptCollapseLength2 = 0;
+    double m_KeptDeviation = 0;
+    double m_CosCorner = 0;
     double m_MidpointLength2 = 0;
     double m_AngleReachLength2 = 0;
     double m_MinCross2 = 0;
@@ -634,6 +659,23 @@ private:
     std::vector<std::uint32_t> m_Corner;
     std::vector<std::uint32_t> m_Twin;
     std::vector<std::uint32_t> m_Kind;
+    // Per vertex on a kept boundary: how far the open edge leaving it may lie
+    // from the input's boundary polyline, grown by each vertex removed from
+    // the boundary (0 while the edge is an input edge or a piece of one).
+    // (Few vertices carry any: each holds a slot in a pool only once it does.)
+    std::vector<std::uint32_t> m_CarriedSlot;
+    std::vector<std::vector<Vec>> m_CarriedPool;
+    const std::vector<Vec>& Carried(std::uint32_t v) const {
+        static const std::vector<Vec> none;
+        return m_CarriedSlot[v] == None ? none : m_CarriedPool[m_CarriedSlot[v]];
+    }
+    std::vector<Vec>& CarriedToFill(std::uint32_t v) {
+        if (m_CarriedSlot[v] == None) {
+            m_CarriedSlot[v] = static_cast<std::uint32_t>(m_CarriedPool.size());
+            m_CarriedPool.emplace_back();
+        }
+        return m_CarriedPool[m_CarriedSlot[v]];
+    }
 
     // The input surface and its constraint lines, for projection.
     std::vector<CTriangle> m_Triangles;
@@ -665,6 +707,10 @@ CEngine::CEngine(const std::vector<double>& positions, const std::vector<std::ui
     m_SplitLength2 = split * split;
     m_CollapseLength2 = collapse * collapse;
     m_MergeLength2 = merge * merge;
+    m_KeptCollapseLength2 = KeptCollapseFactor * KeptCollapseFactor * targetLength * targetLength;
+    m_KeptDeviation = KeptDeviationFactor * targetLength;
+    const bool features = options.m_FeatureAngle > 0 && options.m_FeatureAngle < 180;
+    m_CosCorner = std::cos((features ? options.m_FeatureAngle : DefaultCornerAngle) * Pi / 180.0);
     m_AngleReachLength2 = AngleReachFactor * AngleReachFactor * m_TargetLength * m_TargetLength;
     // Twice the area of a triangle this small counts as none at all.
     const double tiny = 1e-10 * targetLength * targetLength;
@@ -688,6 +734,8 @@ void CEngine::Load(const std::vector<double>& positions, const std::vector<std::
     std::iota(m_Source.begin(), m_Source.end(), 0u);
     m_FaceHint.assign(vertexCount, None);
     m_SegmentHint.assign(vertexCount, None);
+    m_CarriedSlot.assign(vertexCount, None);
+    m_CarriedPool.clear();
 
     const std::size_t faceCount = triangles.size() / 3;
     m_Corner.clear();
@@ -1051,7 +1099,17 @@ void CEngine::Split(std::uint32_t h) {
     const std::uint32_t outerN = m_Twin[n], kindN = m_Kind[n];
 
     const std::uint32_t m = NewVertex((m_Position[a] + m_Position[b]) * 0.5);
-    if (kind == Kept) m_Flags[m] = Fixed;
+    if (kind == Kept) {
+        m_Flags[m] = Fixed;
+        // Each half carries the removed vertices that lie beside it.
+        std::vector<Vec> first, second;
+        const Vec along = m_Position[b] - m_Position[a];
+        for (const Vec& q : Carried(a)) ((q - m_Position[a]) % along < 0.5 * Squared(along) ? first : second).push_back(q);
+        if (!second.empty()) {
+            CarriedToFill(a).swap(first);
+            CarriedToFill(m).swap(second);
+        }
+    }
     if (IsLine(kind)) {
         m_Flags[m] = Sliding;
         m_Line[m] = kind;
@@ -1112,13 +1170,47 @@ bool CEngine::CollapseShortEdges() {
     bool changed = false;
     // Bounded: one attempt per edge that was short on entry, never repeated
     // within the pass, and each attempt walks two fans of at most
-    // MaxCollapseValence edges.
+    // MaxCollapseValence edges and, on a kept boundary, checks and moves at
+    // most MaxCarriedVertices carried vertices.
     for (const std::uint32_t h : m_Ordered) {
         // Earlier collapses may have removed the face or lengthened the edge.
         if (m_Corner[h] == None || !(EdgeLength2(h) < m_CollapseLength2)) continue;
         changed |= TryCollapse(h, m_MidpointLength2, m_SplitLength2);
     }
     return changed;
+}
+
+bool CEngine::CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::uint32_t& after) const {
+    if ((m_Flags[v] & (Deleted | Sliding | NonManifold | Corner)) || !IsOpen(v)) return false;
+    // The fan runs from the open edge leaving v to the one arriving; every
+    // edge between is free, or v holds a lock or a feature line.
+    bool free = m_Kind[m_Out[v]] == Kept;
+    std::uint32_t last = None;
+    ForEachOutgoing(v, [&](std::uint32_t e) {
+        if (e != m_Out[v] && m_Kind[e] != None) free = false;
+        last = e;
+    });
+    const std::uint32_t incoming = Prev(last);
+    if (!free || m_Kind[incoming] != Kept) return false;
+    after = Target(m_Out[v]);
+    before = m_Corner[incoming];
+    if (before == after) return false;
+    const Vec &p = m_Position[v], &u = m_Position[before], &w = m_Position[after];
+    // A corner of the boundary stays.
+    const Vec in = p - u, out = w - p;
+    if (!(in % out > m_CosCorner * std::sqrt(Squared(in) * Squared(out)))) return false;
+    // The straightened boundary must stay close to the input's: the new edge
+    // u-w near v and near every vertex removed along the two edges before
+    // (the distance to a segment is convex along each input edge, so the
+    // vertices bound the whole polyline).
+    if (Carried(before).size() + Carried(v).size() + 1 > MaxCarriedVertices) return false;
+    const double limit2 = m_KeptDeviation * m_KeptDeviation;
+    const auto near = [&](const Vec& q) { return Squared(q - ClosestOnSegment(q, u, w)) <= limit2; };
+    if (!near(p)) return false;
+    for (const std::uint32_t owner : {before, v})
+        for (const Vec& q : Carried(owner))
+            if (!near(q)) return false;
+    return true;
 }
 
 // One end merges into the other, which keeps its place: a free vertex into
@@ -1137,6 +1229,16 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
     if (m_Valence[a] + m_Valence[b] - (t != None ? 4 : 3) > MaxCollapseValence) return false;
     if ((m_Flags[a] | m_Flags[b] | m_Flags[c]) & NonManifold) return false;
     bool aGoes = CanRemove(a, kind), bGoes = CanRemove(b, kind);
+    // On a kept boundary the open edge h runs a -> b; y -> a and b -> x are
+    // the open edges beside it.
+    std::uint32_t y = None, x = None;
+    if (kind == Kept) {
+        if (!(EdgeLength2(h) < m_KeptCollapseLength2)) return false;
+        std::uint32_t unused = None;
+        aGoes = CanLeaveKeptBoundary(a, y, unused);
+        bGoes = CanLeaveKeptBoundary(b, unused, x);
+        if (!aGoes && !bGoes) return false;
+    }
     // Two constrained vertices nearly on top of each other (corners, or
     // vertices of two lines that run side by side) merge into a corner.
     const auto constrained = [&](std::uint32_t v) {
@@ -1176,7 +1278,7 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
     const Vec places[3] = {pb, pa, (pa + pb) * 0.5};
     // A place stays open while no edge of the merged vertex is too long and
     // no surrounding face folds; a closed place is measured no further.
-    bool open[3] = {aGoes, bGoes, aGoes && bGoes && !merge && EdgeLength2(h) < midpointLength2};
+    bool open[3] = {aGoes, bGoes, aGoes && bGoes && !merge && kind != Kept && EdgeLength2(h) < midpointLength2};
     // Whether a face's normal turns by less than the collapse allows (the
     // square root only where the limit is not a right angle).
     const auto Keeps = [](const Vec& before, const Vec& after, double before2, double after2) {
@@ -1241,6 +1343,19 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
     const int first = reach[1] < reach[0] ? 1 : 0;
     for (const int k : {first, 1 - first, 2}) {
         if (!open[k]) continue;
+        // The open edge that takes the removed vertex's place on a kept
+        // boundary starts at a when b goes, at y when a goes.
+        const std::uint32_t from = k == 1 ? a : y;
+        if (kind == Kept) {
+            const std::uint32_t gone = k == 1 ? b : a;
+            std::vector<Vec>& carried = CarriedToFill(from);
+            carried.push_back(m_Position[gone]);
+            if (m_CarriedSlot[gone] != None) {
+                std::vector<Vec>& more = m_CarriedPool[m_CarriedSlot[gone]];
+                carried.insert(carried.end(), more.begin(), more.end());
+                std::vector<Vec>().swap(more);
+            }
+        }
         Collapse(h, k != 1, places[k]);
         if (merge) {
             const std::uint32_t survivor = k == 0 ? b : a;
@@ -1678,6 +1793,7 @@ void CEngine::Compact() {
     permute(m_Source);
     permute(m_FaceHint);
     permute(m_SegmentHint);
+    permute(m_CarriedSlot);
     std::vector<std::uint32_t> out(vertices);
     for (std::uint32_t i = 0; i < vertices; ++i) out[i] = mapHalf(m_Out[order[i]]);
     m_Out.swap(out);

@@ -84,8 +84,10 @@ void PrintQualityTable(std::FILE* out, const CMeshStatistics& before, const CMes
     char seconds[32];
     std::snprintf(seconds, sizeof seconds, "%.2f s", outcome.m_Seconds);
     Row(out, "wall time", "", seconds);
-    std::fprintf(out, "  (target edge length %s; distance: sampled Hausdorff over the input's bounding-box diagonal)\n",
-                 FormatQuantity(outcome.m_TargetLength, 5).c_str());
+    std::fprintf(out,
+                 "  (target edge length %s; distance: sampled Hausdorff, %s points a surface, over "
+                 "the input's bounding-box diagonal)\n",
+                 FormatQuantity(outcome.m_TargetLength, 5).c_str(), FormatCount(outcome.m_DistanceSamples).c_str());
 }
 
 }  // namespace Corvane::Pellix::Quorvel::Tool

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdio>
 #include <string>
 
@@ -14,6 +15,8 @@ public:
     // Sampled Hausdorff distance between input and output over the input's
     // bounding-box diagonal.
     double m_RelativeDistance = 0;
+    // Points sampled on each surface for that distance.
+    std::size_t m_DistanceSamples = 0;
     double m_Seconds = 0;
 };
 
