@@ -155,21 +155,31 @@ py::tuple RayCast(const CBoundMesh& self, const py::object& originsObject, const
     return py::make_tuple(Flags(hits), out);
 }
 
-py::object IsWithin(const CBoundMesh& self, const py::object& pointsObject)
+// answer(tree, point) for every point, through the snapshot's index: the
+// values, and whether a single (3,) point was given.
+template <typename Value, typename Answer>
+std::pair<std::vector<Value>, bool> AnswerPerPoint(const CBoundMesh& self, const py::object& pointsObject,
+                                                   Answer answer)
 {
     const CPoints points = ReadPoints(pointsObject, "points");
-    std::vector<char> inside(points.m_Points.size(), 0);
+    std::vector<Value> values(points.m_Points.size(), Value());
     const Snapshot snapshot = self.Get();
     std::visit(
         [&](const auto& mesh) {
             typedef std::remove_cv_t<std::remove_reference_t<decltype(*mesh)>> Mesh;
             const auto tree = IndexOf(*mesh);
-            RunQueries(points.m_Points.size(), [&](std::size_t i) {
-                inside[i] = tree.IsWithin(ToVector<Mesh>(points.m_Points[i]));
-            });
+            RunQueries(points.m_Points.size(),
+                       [&](std::size_t i) { values[i] = Value(answer(tree, ToVector<Mesh>(points.m_Points[i]))); });
         },
         snapshot);
-    if (points.m_Single)
+    return {std::move(values), points.m_Single};
+}
+
+py::object IsWithin(const CBoundMesh& self, const py::object& points)
+{
+    const auto [inside, single] =
+        AnswerPerPoint<char>(self, points, [](const auto& tree, const auto& p) { return tree.IsWithin(p); });
+    if (single)
         return py::bool_(inside[0] != 0);
     return Flags(inside);
 }
@@ -206,40 +216,22 @@ bool Intersects(const CBoundMesh& self, const CBoundMesh& other)
     return WithOther(self, other, [](const auto& a, const auto& b) { return a.IntersectsWith(b); });
 }
 
-py::object ClosestVertex(const CBoundMesh& self, const py::object& pointsObject)
+py::object ClosestVertex(const CBoundMesh& self, const py::object& points)
 {
-    const CPoints points = ReadPoints(pointsObject, "points");
-    std::vector<std::int64_t> closest(points.m_Points.size(), 0);
-    const Snapshot snapshot = self.Get();
-    std::visit(
-        [&](const auto& mesh) {
-            typedef std::remove_cv_t<std::remove_reference_t<decltype(*mesh)>> Mesh;
-            const auto tree = IndexOf(*mesh);
-            RunQueries(points.m_Points.size(), [&](std::size_t i) {
-                closest[i] = tree.FindClosestVertex(ToVector<Mesh>(points.m_Points[i]));
-            });
-        },
-        snapshot);
-    if (points.m_Single)
+    const auto [closest, single] = AnswerPerPoint<std::int64_t>(
+        self, points, [](const auto& tree, const auto& p) { return tree.FindClosestVertex(p); });
+    if (single)
         return py::int_(closest[0]);
     py::array_t<std::int64_t> out(static_cast<py::ssize_t>(closest.size()));
     std::copy(closest.begin(), closest.end(), out.mutable_data());
     return out;
 }
 
-py::object ClosestPoint(const CBoundMesh& self, const py::object& pointsObject)
+py::object ClosestPoint(const CBoundMesh& self, const py::object& points)
 {
-    const CPoints points = ReadPoints(pointsObject, "points");
-    const std::size_t count = points.m_Points.size();
-    std::vector<CSurfacePoint> found(count);
-    const Snapshot snapshot = self.Get();
-    std::visit(
-        [&](const auto& mesh) {
-            typedef std::remove_cv_t<std::remove_reference_t<decltype(*mesh)>> Mesh;
-            const auto tree = IndexOf(*mesh);
-            RunQueries(count, [&](std::size_t i) { found[i] = tree.FindClosestPoint(ToVector<Mesh>(points.m_Points[i])); });
-        },
-        snapshot);
+    const auto [found, single] = AnswerPerPoint<CSurfacePoint>(
+        self, points, [](const auto& tree, const auto& p) { return tree.FindClosestPoint(p); });
+    const std::size_t count = found.size();
     py::array_t<double> closest({static_cast<py::ssize_t>(count), py::ssize_t(3)});
     py::array_t<double> weights({static_cast<py::ssize_t>(count), py::ssize_t(3)});
     py::array_t<std::int64_t> faces(static_cast<py::ssize_t>(count));
@@ -254,27 +246,17 @@ py::object ClosestPoint(const CBoundMesh& self, const py::object& pointsObject)
         faces.mutable_at(i) = p.m_Triangle == CSurfacePoint::NoTriangle ? -1 : std::int64_t(p.m_Triangle);
         distances.mutable_at(i) = std::sqrt(p.m_DistanceSquared);
     }
-    if (points.m_Single)
+    if (single)
         return py::make_tuple(closest[py::int_(0)], faces[py::int_(0)], weights[py::int_(0)], distances[py::int_(0)]);
     return py::make_tuple(closest, faces, weights, distances);
 }
 
 // One double per point from a const member of the index.
 template <typename Answer>
-py::object PerPoint(const CBoundMesh& self, const py::object& pointsObject, Answer answer)
+py::object PerPoint(const CBoundMesh& self, const py::object& points, Answer answer)
 {
-    const CPoints points = ReadPoints(pointsObject, "points");
-    std::vector<double> values(points.m_Points.size(), 0);
-    const Snapshot snapshot = self.Get();
-    std::visit(
-        [&](const auto& mesh) {
-            typedef std::remove_cv_t<std::remove_reference_t<decltype(*mesh)>> Mesh;
-            const auto tree = IndexOf(*mesh);
-            RunQueries(points.m_Points.size(),
-                       [&](std::size_t i) { values[i] = answer(tree, ToVector<Mesh>(points.m_Points[i])); });
-        },
-        snapshot);
-    if (points.m_Single)
+    const auto [values, single] = AnswerPerPoint<double>(self, points, answer);
+    if (single)
         return py::float_(values[0]);
     py::array_t<double> out(static_cast<py::ssize_t>(values.size()));
     std::copy(values.begin(), values.end(), out.mutable_data());
@@ -293,13 +275,13 @@ py::object WindingNumber(const CBoundMesh& self, const py::object& points, bool 
     return PerPoint(self, points, [](const auto& tree, const auto& p) { return tree.EstimateWindingNumber(p); });
 }
 
-py::object Contains(const CBoundMesh& self, const py::object& pointsObject)
+py::object Contains(const CBoundMesh& self, const py::object& points)
 {
-    const py::object numbers =
-        PerPoint(self, pointsObject, [](const auto& tree, const auto& p) { return tree.Contains(p) ? 1.0 : 0.0; });
-    if (py::isinstance<py::float_>(numbers))
-        return py::bool_(numbers.cast<double>() != 0);
-    return numbers.attr("astype")("bool");
+    const auto [inside, single] =
+        AnswerPerPoint<char>(self, points, [](const auto& tree, const auto& p) { return tree.Contains(p); });
+    if (single)
+        return py::bool_(inside[0] != 0);
+    return Flags(inside);
 }
 
 }  // namespace
