@@ -34,14 +34,6 @@ constexpr std::size_t MaximumFaces = 300;
 constexpr double MaximumResult = 20000;
 constexpr double RunawayFaces = 16;
 
-double Diagonal(const CMeshData& mesh)
-{
-    Corvane::Pellix::Sarvetta::TBox<double> box(3.4028234663852886e38);
-    for (const Point& p : mesh.m_Positions)
-        box.Extend(p);
-    return (box.m_Max - box.m_Min).GetLength();
-}
-
 // The tool's preparation before either method; false where the tool would
 // refuse the mesh.
 bool Prepare(CMeshData& mesh, bool exact)
@@ -81,7 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     ScaleByPowerOfTwo(mesh, UnitScaleExponent(mesh, false));
     const double target = relative * TrueMeanEdgeLength(mesh);
-    if (!std::isfinite(target) || !(target > 0) || (exact && target > Diagonal(mesh)))
+    if (!std::isfinite(target) || !(target > 0) || (exact && target > DiagonalLength(mesh)))
         return 0;
     const double estimate = EstimateRemeshFaces(mesh, target);
     if (!(estimate <= MaximumResult))

@@ -126,19 +126,6 @@ py::dict Quality(const CBoundMesh& self)
     return StatisticsDict(s);
 }
 
-// The diagonal of the box of the vertices that faces use.
-double UsedDiagonal(const Tool::CMeshData& mesh)
-{
-    Tool::Point low(HUGE_VAL, HUGE_VAL, HUGE_VAL), high(-HUGE_VAL, -HUGE_VAL, -HUGE_VAL);
-    for (const Tool::Triangle& t : mesh.m_Triangles)
-        for (std::uint32_t v : t) {
-            const Tool::Point& p = mesh.m_Positions[v];
-            low = Tool::Point(std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z));
-            high = Tool::Point(std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z));
-        }
-    return mesh.m_Triangles.empty() ? 0 : (high - low).GetLength();
-}
-
 py::dict QualityReport(const CBoundMesh& before, const CBoundMesh& after, std::size_t samples)
 {
     if (samples == 0)
@@ -150,7 +137,7 @@ py::dict QualityReport(const CBoundMesh& before, const CBoundMesh& after, std::s
         const Tool::CMeshData a = ExtractData(before.Get()), b = ExtractData(after.Get());
         input = Tool::MeasureMesh(a);
         output = Tool::MeasureMesh(b);
-        const double diagonal = UsedDiagonal(a);
+        const double diagonal = Tool::UsedDiagonalLength(a);
         distance = diagonal > 0 ? Tool::SampledHausdorffDistance(a, b, samples) / diagonal : 0;
     }
     CheckSignals();

@@ -309,14 +309,6 @@ std::uint64_t GetMemoryLimit(const py::object& given)
                std::string(py::str(py::repr(given))));
 }
 
-double DiagonalLength(const Tool::CMeshData& mesh)
-{
-    Sarvetta::TBox<double> box(3.4028234663852886e38);
-    for (const Tool::Point& p : mesh.m_Positions)
-        box.Extend(p);
-    return mesh.m_Positions.empty() ? 0 : (box.m_Max - box.m_Min).GetLength();
-}
-
 void Remesh(CBoundMesh& self, const py::object& targetObject, double relative, const std::string& method,
             double featureAngle, int iterations, bool keepBoundaries, const py::object& progress,
             const py::object& maxMemory)
@@ -373,7 +365,7 @@ void Remesh(CBoundMesh& self, const py::object& targetObject, double relative, c
         // The exact method collapses whatever is shorter than the target with
         // no limit: at a target wider than the mesh the surface piles into a
         // few vertices, slowly, and the result means nothing.
-        if (exact && scaledTarget > DiagonalLength(input))
+        if (exact && scaledTarget > Tool::DiagonalLength(input))
             ThrowValue("the target " + Tool::FormatQuantity(target, 4) +
                        " is longer than the mesh is wide; method='exact' would collapse it to nothing (choose a "
                        "smaller target or relative)");

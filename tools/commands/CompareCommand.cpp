@@ -5,6 +5,7 @@
 
 #include "commands/Command.h"
 #include "commands/CommandSupport.h"
+#include "core/MeshTopology.h"
 #include "core/Numbers.h"
 #include "core/Progress.h"
 #include "core/ToolError.h"
@@ -15,18 +16,6 @@
 namespace Corvane::Pellix::Quorvel::Tool {
 
 namespace {
-
-double Diagonal(const CMeshData& mesh)
-{
-    Point low(HUGE_VAL, HUGE_VAL, HUGE_VAL), high(-HUGE_VAL, -HUGE_VAL, -HUGE_VAL);
-    for (const Triangle& t : mesh.m_Triangles)
-        for (std::uint32_t v : t)
-            for (int k = 0; k < 3; ++k) {
-                low[k] = std::min(low[k], mesh.m_Positions[v][k]);
-                high[k] = std::max(high[k], mesh.m_Positions[v][k]);
-            }
-    return mesh.m_Triangles.empty() ? 0 : (high - low).GetLength();
-}
 
 void DistanceRow(const char* name, double first, double second, double diagonal)
 {
@@ -58,7 +47,7 @@ int Run(const CCommandLine& line)
     const CMeshStatistics statisticsB = MeasureMesh(b);
     const CSurfaceDistances distances = MeasureSurfaceDistances(a, b, samples);
     progress.End();
-    const double diagonal = Diagonal(a);
+    const double diagonal = UsedDiagonalLength(a);
 
     std::printf("quorvel compare: A = %s, B = %s\n", nameA.c_str(), nameB.c_str());
     PrintMeshRows(stdout, statisticsA, statisticsB, "A", "B");

@@ -55,14 +55,6 @@ std::uint64_t GetMemorySize(const CCommandLine& line, const std::string& name)
     return bytes;
 }
 
-double DiagonalLength(const CMeshData& mesh)
-{
-    Sarvetta::TBox<double> box(3.4028234663852886e38);
-    for (const Point& p : mesh.m_Positions)
-        box.Extend(p);
-    return mesh.m_Positions.empty() ? 0 : (box.m_Max - box.m_Min).GetLength();
-}
-
 // The library's edge operations assume an oriented manifold (every edge
 // shared by at most two faces running opposite ways); the exact method gets
 // one, repaired where needed.

@@ -1,5 +1,7 @@
 #include "core/MeshTopology.h"
 
+#include "maths/TBox.h"
+
 #include <cmath>
 
 #include <algorithm>
@@ -111,6 +113,23 @@ double TrueMeanEdgeLength(const CMeshData& mesh)
     for (const CMeshEdge& edge : census.m_Edges)
         mean += length(edge) / count;
     return mean;
+}
+
+double DiagonalLength(const CMeshData& mesh)
+{
+    Sarvetta::TBox<double> box(3.4028234663852886e38);
+    for (const Point& p : mesh.m_Positions)
+        box.Extend(p);
+    return mesh.m_Positions.empty() ? 0 : (box.m_Max - box.m_Min).GetLength();
+}
+
+double UsedDiagonalLength(const CMeshData& mesh)
+{
+    Sarvetta::TBox<double> box(3.4028234663852886e38);
+    for (const Triangle& t : mesh.m_Triangles)
+        for (std::uint32_t v : t)
+            box.Extend(mesh.m_Positions[v]);
+    return mesh.m_Triangles.empty() ? 0 : (box.m_Max - box.m_Min).GetLength();
 }
 
 }  // namespace Corvane::Pellix::Quorvel::Tool

@@ -48,4 +48,11 @@ public:
 // The plain mean of the lengths of all edges, each counted once.
 double TrueMeanEdgeLength(const CMeshData& mesh);
 
+// Length of the bounding-box diagonal of all vertices (0 without vertices),
+// the scale of a mesh's size limits.
+double DiagonalLength(const CMeshData& mesh);
+// The same for the vertices that faces use (0 without faces), the scale the
+// distance figures are given in.
+double UsedDiagonalLength(const CMeshData& mesh);
+
 }  // namespace Corvane::Pellix::Quorvel::Tool
