@@ -23,7 +23,7 @@
 #include "core/ToolMesh.h"
 #include "core/Watchdog.h"
 #include "io/MeshFormats.h"
-#include "maths/TBox.h"
+#include "quorvel/maths/TBox.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "meshes/TMesh_impl.h"
+#include "quorvel/meshes/TMesh_impl.h"
 
 // One unit per (precision, vertex type, index type) keeps the units small
 // enough that both cores stay busy during a full build.

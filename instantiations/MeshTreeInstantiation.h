@@ -1,6 +1,6 @@
 #pragma once
 
-#include "meshes/queries/MeshTree_impl.h"
+#include "quorvel/meshes/queries/MeshTree_impl.h"
 
 // Split like the mesh units, by precision and vertex type, so that the
 // spatial index compiles on both cores beside them.

@@ -1,3 +1,3 @@
-#include "instantiations/MeshTreeInstantiation.h"
+#include "quorvel/instantiations/MeshTreeInstantiation.h"
 
 QUORVEL_INSTANTIATE_MESH_TREES(float, TVertexPNC)

@@ -1,3 +1,3 @@
-#include "instantiations/MeshInstantiation.h"
+#include "quorvel/instantiations/MeshInstantiation.h"
 
 QUORVEL_INSTANTIATE_MESHES(float, TVertexPNC, unsigned short)

@@ -1,14 +1,14 @@
 // The float and double instantiations of the maths library, together with
 // the point lists its polygons derive from.
-#include "maths/Sarvetta.h"
+#include "quorvel/maths/Sarvetta.h"
 
-#include "maths/TBox_impl.h"
-#include "maths/TEdge3_impl.h"
-#include "maths/TLine3_impl.h"
-#include "maths/TMatrix3x3_impl.h"
-#include "maths/TMatrix4x4_impl.h"
-#include "maths/TPolygon_impl.h"
-#include "maths/TQuaternion_impl.h"
+#include "quorvel/maths/TBox_impl.h"
+#include "quorvel/maths/TEdge3_impl.h"
+#include "quorvel/maths/TLine3_impl.h"
+#include "quorvel/maths/TMatrix3x3_impl.h"
+#include "quorvel/maths/TMatrix4x4_impl.h"
+#include "quorvel/maths/TPolygon_impl.h"
+#include "quorvel/maths/TQuaternion_impl.h"
 
 namespace Corvane {
 namespace Pellix {

@@ -3,15 +3,15 @@
 
 // Every type of the maths library. The float and double instantiations are
 // compiled into libsarvetta; the headers declare them extern.
-#include "maths/TBox.h"
-#include "maths/TEdge3.h"
-#include "maths/TLine3.h"
-#include "maths/TMatrix3x3.h"
-#include "maths/TMatrix4x4.h"
-#include "maths/TPolygon.h"
-#include "maths/TQuaternion.h"
-#include "maths/TTriangle3.h"
-#include "maths/TVector3.h"
-#include "maths/TVector4.h"
+#include "quorvel/maths/TBox.h"
+#include "quorvel/maths/TEdge3.h"
+#include "quorvel/maths/TLine3.h"
+#include "quorvel/maths/TMatrix3x3.h"
+#include "quorvel/maths/TMatrix4x4.h"
+#include "quorvel/maths/TPolygon.h"
+#include "quorvel/maths/TQuaternion.h"
+#include "quorvel/maths/TTriangle3.h"
+#include "quorvel/maths/TVector3.h"
+#include "quorvel/maths/TVector4.h"
 
 #endif

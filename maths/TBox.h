@@ -1,7 +1,7 @@
 #ifndef CORVANE_PELLIX_SARVETTA_TBOX_H
 #define CORVANE_PELLIX_SARVETTA_TBOX_H
 
-#include "maths/TVector3.h"
+#include "quorvel/maths/TVector3.h"
 
 namespace Corvane {
 namespace Pellix {

@@ -1,7 +1,7 @@
 #ifndef CORVANE_PELLIX_SARVETTA_TBOX_IMPL_H
 #define CORVANE_PELLIX_SARVETTA_TBOX_IMPL_H
 
-#include "maths/TBox.h"
+#include "quorvel/maths/TBox.h"
 
 namespace Corvane {
 namespace Pellix {

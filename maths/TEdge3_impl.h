@@ -1,8 +1,8 @@
 #ifndef CORVANE_PELLIX_SARVETTA_TEDGE3_IMPL_H
 #define CORVANE_PELLIX_SARVETTA_TEDGE3_IMPL_H
 
-#include "maths/TEdge3.h"
-#include "maths/TriangleSides_impl.h"
+#include "quorvel/maths/TEdge3.h"
+#include "quorvel/maths/TriangleSides_impl.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,8 +1,8 @@
 #ifndef CORVANE_PELLIX_SARVETTA_TLINE3_IMPL_H
 #define CORVANE_PELLIX_SARVETTA_TLINE3_IMPL_H
 
-#include "maths/TLine3.h"
-#include "maths/TriangleSides_impl.h"
+#include "quorvel/maths/TLine3.h"
+#include "quorvel/maths/TriangleSides_impl.h"
 
 #include <cmath>
 

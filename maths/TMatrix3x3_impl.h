@@ -1,7 +1,7 @@
 #ifndef CORVANE_PELLIX_SARVETTA_TMATRIX3X3_IMPL_H
 #define CORVANE_PELLIX_SARVETTA_TMATRIX3X3_IMPL_H
 
-#include "maths/TMatrix3x3.h"
+#include "quorvel/maths/TMatrix3x3.h"
 
 #include <cmath>
 

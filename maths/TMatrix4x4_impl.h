@@ -1,7 +1,7 @@
 #ifndef CORVANE_PELLIX_SARVETTA_TMATRIX4X4_IMPL_H
 #define CORVANE_PELLIX_SARVETTA_TMATRIX4X4_IMPL_H
 
-#include "maths/TMatrix4x4.h"
+#include "quorvel/maths/TMatrix4x4.h"
 
 namespace Corvane {
 namespace Pellix {

@@ -1,9 +1,9 @@
 #ifndef CORVANE_PELLIX_SARVETTA_TPOLYGON_H
 #define CORVANE_PELLIX_SARVETTA_TPOLYGON_H
 
-#include "maths/TBox.h"
-#include "maths/TVector3.h"
-#include "utilities/TList.h"
+#include "quorvel/maths/TBox.h"
+#include "quorvel/maths/TVector3.h"
+#include "quorvel/utilities/TList.h"
 
 namespace Corvane {
 namespace Pellix {

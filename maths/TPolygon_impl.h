@@ -1,7 +1,7 @@
 #ifndef CORVANE_PELLIX_SARVETTA_TPOLYGON_IMPL_H
 #define CORVANE_PELLIX_SARVETTA_TPOLYGON_IMPL_H
 
-#include "maths/TPolygon.h"
+#include "quorvel/maths/TPolygon.h"
 
 namespace Corvane {
 namespace Pellix {

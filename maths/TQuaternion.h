@@ -1,7 +1,7 @@
 #ifndef CORVANE_PELLIX_SARVETTA_TQUATERNION_H
 #define CORVANE_PELLIX_SARVETTA_TQUATERNION_H
 
-#include "maths/TMatrix3x3.h"
+#include "quorvel/maths/TMatrix3x3.h"
 
 namespace Corvane {
 namespace Pellix {

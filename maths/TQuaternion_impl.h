@@ -1,7 +1,7 @@
 #ifndef CORVANE_PELLIX_SARVETTA_TQUATERNION_IMPL_H
 #define CORVANE_PELLIX_SARVETTA_TQUATERNION_IMPL_H
 
-#include "maths/TQuaternion.h"
+#include "quorvel/maths/TQuaternion.h"
 
 namespace Corvane {
 namespace Pellix {

@@ -168,7 +168,7 @@ public:
 } // namespace Corvane
 
 // The outer product and the matrix product need the complete matrix type.
-#include "maths/TMatrix3x3.h"
+#include "quorvel/maths/TMatrix3x3.h"
 
 namespace Corvane {
 namespace Pellix {

@@ -1,8 +1,8 @@
 #ifndef CORVANE_PELLIX_SARVETTA_TVECTOR4_H
 #define CORVANE_PELLIX_SARVETTA_TVECTOR4_H
 
-#include "maths/TMatrix4x4.h"
-#include "maths/TVector3.h"
+#include "quorvel/maths/TMatrix4x4.h"
+#include "quorvel/maths/TVector3.h"
 
 namespace Corvane {
 namespace Pellix {

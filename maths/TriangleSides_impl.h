@@ -1,7 +1,7 @@
 #ifndef CORVANE_PELLIX_SARVETTA_TRIANGLESIDES_IMPL_H
 #define CORVANE_PELLIX_SARVETTA_TRIANGLESIDES_IMPL_H
 
-#include "maths/TVector3.h"
+#include "quorvel/maths/TVector3.h"
 
 #include <cmath>
 

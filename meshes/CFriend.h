@@ -1,8 +1,8 @@
 #ifndef CORVANE_PELLIX_QUORVEL_CFRIEND_H
 #define CORVANE_PELLIX_QUORVEL_CFRIEND_H
 
-#include "utilities/TDelegate.h"
-#include "utilities/TEvent.h"
+#include "quorvel/utilities/TDelegate.h"
+#include "quorvel/utilities/TEvent.h"
 
 namespace Corvane::Pellix::Quorvel {
 

@@ -1,4 +1,4 @@
-#include "meshes/CVertexConnections.h"
+#include "quorvel/meshes/CVertexConnections.h"
 
 #include <new>
 

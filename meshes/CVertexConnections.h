@@ -1,6 +1,6 @@
 #pragma once
 
-#include "utilities/TList.h"
+#include "quorvel/utilities/TList.h"
 
 namespace Corvane::Pellix::Quorvel {
 

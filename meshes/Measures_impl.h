@@ -4,8 +4,8 @@
 #include <initializer_list>
 #include <limits>
 
-#include "maths/TTriangle3.h"
-#include "meshes/TMesh.h"
+#include "quorvel/maths/TTriangle3.h"
+#include "quorvel/meshes/TMesh.h"
 
 namespace Corvane::Pellix::Quorvel {
 

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <limits>
 
-#include "meshes/TMesh.h"
+#include "quorvel/meshes/TMesh.h"
 
 namespace Corvane::Pellix::Quorvel {
 

@@ -4,11 +4,11 @@
 #include <cstdint>
 #include <limits>
 
-#include "maths/TVector3.h"
-#include "utilities/THeap.h"
-#include "utilities/THeapBlock.h"
-#include "utilities/TLinkUni.h"
-#include "utilities/TList.h"
+#include "quorvel/maths/TVector3.h"
+#include "quorvel/utilities/THeap.h"
+#include "quorvel/utilities/THeapBlock.h"
+#include "quorvel/utilities/TLinkUni.h"
+#include "quorvel/utilities/TList.h"
 
 namespace Corvane::Pellix::Quorvel {
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "maths/TMatrix3x3.h"
-#include "maths/TMatrix4x4.h"
-#include "maths/TVector3.h"
-#include "maths/TVector4.h"
+#include "quorvel/maths/TMatrix3x3.h"
+#include "quorvel/maths/TMatrix4x4.h"
+#include "quorvel/maths/TVector3.h"
+#include "quorvel/maths/TVector4.h"
 
 namespace Corvane::Pellix::Quorvel {
 

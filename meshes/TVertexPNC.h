@@ -1,6 +1,6 @@
 #pragma once
 
-#include "meshes/TVertexPN.h"
+#include "quorvel/meshes/TVertexPN.h"
 
 namespace Corvane::Pellix::Quorvel {
 

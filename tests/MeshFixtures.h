@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "meshes/TMesh.h"
+#include "quorvel/meshes/TMesh.h"
 
 namespace QuorvelTest {
 

@@ -1,7 +1,7 @@
 #ifndef CORVANE_PELLIX_LINTORRA_TDELEGATE_H
 #define CORVANE_PELLIX_LINTORRA_TDELEGATE_H
 
-#include "utilities/CDelObserver.h"
+#include "quorvel/utilities/CDelObserver.h"
 
 namespace Corvane::Pellix::Lintorra {
 

@@ -1,7 +1,7 @@
 #ifndef CORVANE_PELLIX_LINTORRA_TEVENT_H
 #define CORVANE_PELLIX_LINTORRA_TEVENT_H
 
-#include "utilities/TDelegate.h"
+#include "quorvel/utilities/TDelegate.h"
 
 namespace Corvane::Pellix::Lintorra {
 

@@ -1,8 +1,8 @@
 #ifndef CORVANE_PELLIX_LINTORRA_THEAP_H
 #define CORVANE_PELLIX_LINTORRA_THEAP_H
 
-#include "utilities/THeapBlock.h"
-#include "utilities/TLinkUni.h"
+#include "quorvel/utilities/THeapBlock.h"
+#include "quorvel/utilities/TLinkUni.h"
 
 namespace Corvane::Pellix::Lintorra {
 

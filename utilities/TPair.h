@@ -1,7 +1,7 @@
 #ifndef CORVANE_PELLIX_LINTORRA_TPAIR_H
 #define CORVANE_PELLIX_LINTORRA_TPAIR_H
 
-#include "utilities/TList.h"
+#include "quorvel/utilities/TList.h"
 
 namespace Corvane::Pellix::Lintorra {
 

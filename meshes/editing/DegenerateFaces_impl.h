@@ -3,7 +3,7 @@
 #include <cstring>
 #include <new>
 
-#include "meshes/TMesh.h"
+#include "quorvel/meshes/TMesh.h"
 
 namespace Corvane::Pellix::Quorvel {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "meshes/TMesh.h"
+#include "quorvel/meshes/TMesh.h"
 
 namespace Corvane::Pellix::Quorvel {
 

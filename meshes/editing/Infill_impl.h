@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "meshes/TMesh.h"
+#include "quorvel/meshes/TMesh.h"
 
 namespace Corvane::Pellix::Quorvel {
 

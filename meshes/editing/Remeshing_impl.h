@@ -1,7 +1,7 @@
 #pragma once
 
-#include "meshes/MeshObject_impl.h"
-#include "meshes/TMesh.h"
+#include "quorvel/meshes/MeshObject_impl.h"
+#include "quorvel/meshes/TMesh.h"
 
 namespace Corvane::Pellix::Quorvel {
 

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "meshes/TMesh.h"
-#include "meshes/editing/SurfaceRemesher.h"
+#include "quorvel/meshes/TMesh.h"
+#include "quorvel/meshes/editing/SurfaceRemesher.h"
 
 namespace Corvane::Pellix::Quorvel {
 

@@ -2,8 +2,8 @@
 
 #include <omp.h>
 
-#include "meshes/MeshObject_impl.h"
-#include "meshes/TMesh.h"
+#include "quorvel/meshes/MeshObject_impl.h"
+#include "quorvel/meshes/TMesh.h"
 
 namespace Corvane::Pellix::Quorvel {
 

@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "meshes/TMesh.h"
+#include "quorvel/meshes/TMesh.h"
 
 namespace Corvane::Pellix::Quorvel {
 

@@ -1,4 +1,4 @@
-#include "meshes/editing/SurfaceRemesher.h"
+#include "quorvel/meshes/editing/SurfaceRemesher.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,7 +6,7 @@
 #include <numeric>
 #include <utility>
 
-#include "maths/TVector3.h"
+#include "quorvel/maths/TVector3.h"
 
 namespace Corvane::Pellix::Quorvel::detail {
 

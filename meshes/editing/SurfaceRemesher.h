@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "meshes/editing/CRemeshOptions.h"
+#include "quorvel/meshes/editing/CRemeshOptions.h"
 
 namespace Corvane::Pellix::Quorvel::detail {
 

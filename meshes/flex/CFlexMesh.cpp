@@ -1,4 +1,4 @@
-#include "meshes/flex/CFlexMesh.h"
+#include "quorvel/meshes/flex/CFlexMesh.h"
 
 namespace Corvane::Pellix::Quorvel {
 

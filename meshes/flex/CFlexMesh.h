@@ -1,10 +1,10 @@
 #pragma once
 
-#include "maths/TPolygon.h"
-#include "maths/TVector3.h"
-#include "meshes/flex/CFlexIndices.h"
-#include "utilities/TLinkUni.h"
-#include "utilities/TList.h"
+#include "quorvel/maths/TPolygon.h"
+#include "quorvel/maths/TVector3.h"
+#include "quorvel/meshes/flex/CFlexIndices.h"
+#include "quorvel/utilities/TLinkUni.h"
+#include "quorvel/utilities/TList.h"
 
 namespace Corvane::Pellix::Quorvel {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "meshes/MeshObject_impl.h"
-#include "meshes/TMesh.h"
-#include "meshes/flex/CFlexMesh.h"
+#include "quorvel/meshes/MeshObject_impl.h"
+#include "quorvel/meshes/TMesh.h"
+#include "quorvel/meshes/flex/CFlexMesh.h"
 
 namespace Corvane::Pellix::Quorvel {
 

@@ -1,4 +1,4 @@
-#include "meshes/queries/CBoxHierarchy.h"
+#include "quorvel/meshes/queries/CBoxHierarchy.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,10 +1,10 @@
-#include "meshes/queries/CTriangleTree.h"
+#include "quorvel/meshes/queries/CTriangleTree.h"
 
 #include <algorithm>
 #include <cmath>
 #include <memory>
 
-#include "meshes/queries/TreeWalk_impl.h"
+#include "quorvel/meshes/queries/TreeWalk_impl.h"
 
 namespace Corvane::Pellix::Quorvel {
 

@@ -6,8 +6,8 @@
 #include <mutex>
 #include <vector>
 
-#include "maths/TVector3.h"
-#include "meshes/queries/CBoxHierarchy.h"
+#include "quorvel/maths/TVector3.h"
+#include "quorvel/meshes/queries/CBoxHierarchy.h"
 
 namespace Corvane::Pellix::Quorvel {
 

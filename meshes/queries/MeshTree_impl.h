@@ -4,10 +4,10 @@
 #include <cmath>
 #include <limits>
 
-#include "meshes/SpatialQueries_impl.h"
-#include "meshes/queries/CRuntimeRandom.h"
-#include "meshes/queries/TMeshTree.h"
-#include "meshes/queries/TreeWalk_impl.h"
+#include "quorvel/meshes/SpatialQueries_impl.h"
+#include "quorvel/meshes/queries/CRuntimeRandom.h"
+#include "quorvel/meshes/queries/TMeshTree.h"
+#include "quorvel/meshes/queries/TreeWalk_impl.h"
 
 namespace Corvane::Pellix::Quorvel {
 

@@ -6,9 +6,9 @@
 #include <mutex>
 #include <vector>
 
-#include "meshes/TMesh.h"
-#include "meshes/queries/CBoxHierarchy.h"
-#include "meshes/queries/CTriangleTree.h"
+#include "quorvel/meshes/TMesh.h"
+#include "quorvel/meshes/queries/CBoxHierarchy.h"
+#include "quorvel/meshes/queries/CTriangleTree.h"
 
 namespace Corvane::Pellix::Quorvel {
 

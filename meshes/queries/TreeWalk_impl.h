@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "meshes/queries/CBoxHierarchy.h"
+#include "quorvel/meshes/queries/CBoxHierarchy.h"
 
 namespace Corvane::Pellix::Quorvel::TreeWalk {
 

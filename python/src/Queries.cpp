@@ -13,7 +13,7 @@
 
 #include "BoundMesh.h"
 #include "core/Numbers.h"
-#include "meshes/queries/TMeshTree.h"
+#include "quorvel/meshes/queries/TMeshTree.h"
 
 namespace Corvane::Pellix::Quorvel::Python {
 

@@ -1,4 +1,8 @@
+// Both documented entry points: the umbrella header and a header named below
+// the project folder.
 #include <Quorvel.h>
+#include <quorvel/meshes/TMesh.h>
+#include <quorvel/meshes/queries/TMeshTree.h>
 
 #include <cmath>
 #include <cstdio>

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "MeshFixtures.h"
-#include "meshes/flex/CFlexMesh.h"
+#include "quorvel/meshes/flex/CFlexMesh.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 
 #include <random>
 
-#include "maths/Sarvetta.h"
+#include "quorvel/maths/Sarvetta.h"
 
 namespace SarvettaTest {
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "MeshFixtures.h"
-#include "meshes/queries/CRuntimeRandom.h"
-#include "meshes/queries/TMeshTree.h"
+#include "quorvel/meshes/queries/CRuntimeRandom.h"
+#include "quorvel/meshes/queries/TMeshTree.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "MeshFixtures.h"
-#include "meshes/queries/TMeshTree.h"
+#include "quorvel/meshes/queries/TMeshTree.h"
 
 namespace {
 

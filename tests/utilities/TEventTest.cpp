@@ -2,10 +2,10 @@
 
 #include <string>
 
-#include "meshes/CFriend.h"
-#include "utilities/CDelObserver.h"
-#include "utilities/TDelegate.h"
-#include "utilities/TEvent.h"
+#include "quorvel/meshes/CFriend.h"
+#include "quorvel/utilities/CDelObserver.h"
+#include "quorvel/utilities/TDelegate.h"
+#include "quorvel/utilities/TEvent.h"
 
 namespace QuorvelTest {
 namespace {

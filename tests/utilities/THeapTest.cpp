@@ -4,10 +4,10 @@
 #include <utility>
 #include <vector>
 
-#include "maths/TVector3.h"
-#include "meshes/TLinkRecords.h"
-#include "utilities/THeap.h"
-#include "utilities/TLinkUni.h"
+#include "quorvel/maths/TVector3.h"
+#include "quorvel/meshes/TLinkRecords.h"
+#include "quorvel/utilities/THeap.h"
+#include "quorvel/utilities/TLinkUni.h"
 
 namespace QuorvelTest {
 namespace {

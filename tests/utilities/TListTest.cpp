@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "utilities/TList.h"
-#include "utilities/TPair.h"
+#include "quorvel/utilities/TList.h"
+#include "quorvel/utilities/TPair.h"
 
 namespace QuorvelTest {
 namespace {

@@ -1,6 +1,6 @@
 #include "core/MeshTopology.h"
 
-#include "maths/TBox.h"
+#include "quorvel/maths/TBox.h"
 
 #include <cmath>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "io/MeshData.h"
-#include "meshes/TMesh.h"
+#include "quorvel/meshes/TMesh.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
 

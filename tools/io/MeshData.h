@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "maths/TVector3.h"
+#include "quorvel/maths/TVector3.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
 

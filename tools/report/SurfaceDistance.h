@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "io/MeshData.h"
-#include "meshes/queries/CTriangleTree.h"
+#include "quorvel/meshes/queries/CTriangleTree.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
 
