@@ -65,7 +65,8 @@ const std::vector<V>& Points() {
     static const std::vector<V> points = [] {
         std::mt19937 random(2);
         std::vector<V> result;
-        for (std::size_t i = 0; i < QueryCount; ++i) result.push_back(RandomPoint(random, 1));
+        for (std::size_t i = 0; i < QueryCount; ++i)
+            result.push_back(RandomPoint(random, 1));
         return result;
     }();
     return points;
@@ -100,7 +101,8 @@ void IsWithinTwin(benchmark::State& state) {
     const Tree& tree = SphereTree();
     const auto& points = Points();
     std::size_t i = 0;
-    for (auto _ : state) benchmark::DoNotOptimize(tree.IsWithin(points[i++ % points.size()]));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(tree.IsWithin(points[i++ % points.size()]));
     state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(IsWithinTwin)->Unit(benchmark::kMicrosecond);
@@ -109,7 +111,8 @@ void ContainsByWindingNumber(benchmark::State& state) {
     const Tree& tree = SphereTree();
     const auto& points = Points();
     std::size_t i = 0;
-    for (auto _ : state) benchmark::DoNotOptimize(tree.Contains(points[i++ % points.size()]));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(tree.Contains(points[i++ % points.size()]));
     state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(ContainsByWindingNumber)->Unit(benchmark::kMicrosecond);
@@ -118,7 +121,8 @@ void ClosestPoint(benchmark::State& state) {
     const Tree& tree = SphereTree();
     const auto& points = Points();
     std::size_t i = 0;
-    for (auto _ : state) benchmark::DoNotOptimize(tree.FindClosestPoint(points[i++ % points.size()]));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(tree.FindClosestPoint(points[i++ % points.size()]));
     state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(ClosestPoint)->Unit(benchmark::kMicrosecond);
@@ -127,7 +131,8 @@ void ClosestVertexTwin(benchmark::State& state) {
     const Tree& tree = SphereTree();
     const auto& points = Points();
     std::size_t i = 0;
-    for (auto _ : state) benchmark::DoNotOptimize(tree.FindClosestVertex(points[i++ % points.size()]));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(tree.FindClosestVertex(points[i++ % points.size()]));
     state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(ClosestVertexTwin)->Unit(benchmark::kMicrosecond);
@@ -138,7 +143,8 @@ void BatchNearestHit(benchmark::State& state) {
     const auto& lines = Lines();
     std::vector<TLineHit<double>> hits(lines.size());
     omp_set_num_threads(int(state.range(0)));
-    for (auto _ : state) tree.IntersectNearest(lines.data(), lines.size(), hits.data(), 0.0);
+    for (auto _ : state)
+        tree.IntersectNearest(lines.data(), lines.size(), hits.data(), 0.0);
     state.SetItemsProcessed(state.iterations() * lines.size());
 }
 BENCHMARK(BatchNearestHit)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime();
@@ -148,7 +154,8 @@ void BatchIsWithin(benchmark::State& state) {
     const auto& points = Points();
     std::unique_ptr<bool[]> results(new bool[points.size()]);
     omp_set_num_threads(int(state.range(0)));
-    for (auto _ : state) tree.IsWithin(points.data(), points.size(), results.get());
+    for (auto _ : state)
+        tree.IsWithin(points.data(), points.size(), results.get());
     state.SetItemsProcessed(state.iterations() * points.size());
 }
 BENCHMARK(BatchIsWithin)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime();
@@ -158,7 +165,8 @@ void BatchContains(benchmark::State& state) {
     const auto& points = Points();
     std::unique_ptr<bool[]> results(new bool[points.size()]);
     omp_set_num_threads(int(state.range(0)));
-    for (auto _ : state) tree.Contains(points.data(), points.size(), results.get());
+    for (auto _ : state)
+        tree.Contains(points.data(), points.size(), results.get());
     state.SetItemsProcessed(state.iterations() * points.size());
 }
 BENCHMARK(BatchContains)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime();
@@ -168,7 +176,8 @@ void BatchClosestPoint(benchmark::State& state) {
     const auto& points = Points();
     std::vector<CSurfacePoint> results(points.size());
     omp_set_num_threads(int(state.range(0)));
-    for (auto _ : state) tree.FindClosestPoints(points.data(), points.size(), results.data());
+    for (auto _ : state)
+        tree.FindClosestPoints(points.data(), points.size(), results.data());
     state.SetItemsProcessed(state.iterations() * points.size());
 }
 BENCHMARK(BatchClosestPoint)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime();

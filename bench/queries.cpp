@@ -65,7 +65,8 @@ void IsWithinPoint(benchmark::State& state) {
     const Mesh& mesh = Sphere();
     std::vector<int> sequence;
     srand(0);
-    for (int i = 0; i <= 2000; ++i) sequence.push_back(rand());
+    for (int i = 0; i <= 2000; ++i)
+        sequence.push_back(rand());
 
     std::mt19937 random(2);
     std::vector<V> points;

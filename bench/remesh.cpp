@@ -25,14 +25,16 @@ long StatusKiB(const char* field) {
     std::string line;
     const std::size_t length = std::strlen(field);
     while (std::getline(status, line))
-        if (line.compare(0, length, field) == 0) return std::stol(line.substr(length));
+        if (line.compare(0, length, field) == 0)
+            return std::stol(line.substr(length));
     return -1;
 }
 
 // Writing 5 to clear_refs resets the peak so each size reports its own.
 bool ResetPeakRss() {
     std::FILE* file = std::fopen("/proc/self/clear_refs", "w");
-    if (file == nullptr) return false;
+    if (file == nullptr)
+        return false;
     const bool ok = std::fputs("5", file) >= 0;
     return std::fclose(file) == 0 && ok;
 }
@@ -99,8 +101,8 @@ void BM_Remesh(benchmark::State& state) {
     }
     state.counters["faces"] = faces;
     state.counters["out_faces"] = outputFaces;
-    state.counters["time_per_face"] = benchmark::Counter(
-        faces, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    state.counters["time_per_face"] =
+        benchmark::Counter(faces, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
     state.counters["peak_rss_B_per_face"] = 1024.0 * peakKiB / faces;
     state.counters["peak_growth_B_per_face"] = 1024.0 * (peakKiB - baseKiB) / faces;
 }

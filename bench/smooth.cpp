@@ -50,7 +50,8 @@ void BM_Smooth(benchmark::State& state) {
     secondsPerCall[threads] = perCall;
     state.counters["vertices"] = mesh.m_Vertices.GetCount();
     state.counters["threads"] = threads;
-    if (threads != 1 && secondsPerCall.count(1) != 0) state.counters["speedup"] = secondsPerCall[1] / perCall;
+    if (threads != 1 && secondsPerCall.count(1) != 0)
+        state.counters["speedup"] = secondsPerCall[1] / perCall;
 }
 
 // The part of a call that no thread count shortens: the scratch list and

@@ -13,15 +13,13 @@ namespace QuorvelFuzz {
 
 using namespace Corvane::Pellix::Quorvel::Tool;
 
-[[noreturn]] inline void Fail(const char* what)
-{
+[[noreturn]] inline void Fail(const char* what) {
     std::fprintf(stderr, "quorvel fuzz: %s\n", what);
     std::abort();
 }
 
 // Every coordinate finite and every corner a vertex of the mesh.
-inline void CheckMesh(const CMeshData& mesh)
-{
+inline void CheckMesh(const CMeshData& mesh) {
     for (const Point& p : mesh.m_Positions)
         if (!IsFinitePoint(p))
             Fail("a non-finite coordinate");

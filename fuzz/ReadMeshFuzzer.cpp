@@ -11,8 +11,7 @@
 #include "core/ToolError.h"
 #include "io/MeshFormats.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
-{
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace QuorvelFuzz;
     const std::string_view bytes(reinterpret_cast<const char*>(data), size);
     try {
@@ -20,7 +19,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (mesh.m_Triangles.empty())
             Fail("a mesh without faces was accepted");
         CheckMesh(mesh);
-    } catch (const CToolError&) {
-    }
+    } catch (const CToolError&) { }
     return 0;
 }

@@ -36,8 +36,7 @@ constexpr double RunawayFaces = 16;
 
 // The tool's preparation before either method; false where the tool would
 // refuse the mesh.
-bool Prepare(CMeshData& mesh, bool exact)
-{
+bool Prepare(CMeshData& mesh, bool exact) {
     CRepairSummary summary;
     WeldCoincidentVertices(mesh, summary);
     DropRepeatedCornerFaces(mesh, summary);
@@ -56,8 +55,7 @@ bool Prepare(CMeshData& mesh, bool exact)
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
-{
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size < 3 || size > MaximumInput)
         return 0;
     const bool exact = (data[0] & 1) != 0;

@@ -10,14 +10,12 @@
 #include "quorvel/maths/TPolygon_impl.h"
 #include "quorvel/maths/TQuaternion_impl.h"
 
-namespace Corvane {
-namespace Pellix {
-namespace Lintorra {
+namespace Corvane::Pellix::Lintorra {
 template class TList<Sarvetta::TVector3<float>>;
 template class TList<Sarvetta::TVector3<double>>;
-} // namespace Lintorra
+}  // namespace Corvane::Pellix::Lintorra
 
-namespace Sarvetta {
+namespace Corvane::Pellix::Sarvetta {
 template class TVector3<float>;
 template class TVector3<double>;
 template class TVector4<float>;
@@ -38,6 +36,4 @@ template class TTriangle3<float>;
 template class TTriangle3<double>;
 template class TPolygon<float, TVector3<float>>;
 template class TPolygon<double, TVector3<double>>;
-} // namespace Sarvetta
-} // namespace Pellix
-} // namespace Corvane
+}  // namespace Corvane::Pellix::Sarvetta

@@ -3,28 +3,21 @@
 
 #include "quorvel/maths/TVector3.h"
 
-namespace Corvane {
-namespace Pellix {
-namespace Sarvetta {
+namespace Corvane::Pellix::Sarvetta {
 
 /// The segment from m_Start to m_End.
 template <class Real>
 class TEdge3 {
 public:
     /// Results of IntersectWith.
-    enum {
-        CleanCrossing = 0,
-        NoContact = 1,
-        GrazingContact = 2,
-        CoplanarOverlap = 3
-    };
+    enum { CleanCrossing = 0, NoContact = 1, GrazingContact = 2, CoplanarOverlap = 3 };
 
     TVector3<Real> m_Start;
     TVector3<Real> m_End;
 
     TEdge3() = default;
     /// The segment from `start` to `end`.
-    TEdge3(const TVector3<Real>& start, const TVector3<Real>& end) : m_Start(start), m_End(end) {}
+    TEdge3(const TVector3<Real>& start, const TVector3<Real>& end) : m_Start(start), m_End(end) { }
 
     /// Segment against the triangle (p0, p1, p2):
     ///   0  the segment crosses the plane strictly between its ends, at a point
@@ -51,8 +44,6 @@ public:
 extern template class TEdge3<float>;
 extern template class TEdge3<double>;
 
-} // namespace Sarvetta
-} // namespace Pellix
-} // namespace Corvane
+}  // namespace Corvane::Pellix::Sarvetta
 
 #endif

@@ -7,20 +7,17 @@
 #include <algorithm>
 #include <cmath>
 
-namespace Corvane {
-namespace Pellix {
-namespace Sarvetta {
+namespace Corvane::Pellix::Sarvetta {
 
 template <class Real>
 int TEdge3<Real>::IntersectWith(const TVector3<Real>& p0, const TVector3<Real>& p1, const TVector3<Real>& p2,
-                                TVector3<Real>* point, Real tolerance) const
-{
-    using Detail::Wide;
-    const Wide start = Detail::Widen(m_Start);
-    const Wide end = Detail::Widen(m_End);
-    const Wide a = Detail::Widen(p0);
-    const Wide b = Detail::Widen(p1);
-    const Wide c = Detail::Widen(p2);
+                                TVector3<Real>* point, Real tolerance) const {
+    using detail::Wide;
+    const Wide start = detail::Widen(m_Start);
+    const Wide end = detail::Widen(m_End);
+    const Wide a = detail::Widen(p0);
+    const Wide b = detail::Widen(p1);
+    const Wide c = detail::Widen(p2);
     const double tol = static_cast<double>(tolerance);
 
     const Wide segment = end - start;
@@ -48,8 +45,8 @@ int TEdge3<Real>::IntersectWith(const TVector3<Real>& p0, const TVector3<Real>& 
         // segment, so each corner's coordinate bounds t from one side.
         double bStart[3];
         double bEnd[3];
-        Detail::Barycentric(start, a, b, c, n, nn, bStart);
-        Detail::Barycentric(end, a, b, c, n, nn, bEnd);
+        detail::Barycentric(start, a, b, c, n, nn, bStart);
+        detail::Barycentric(end, a, b, c, n, nn, bEnd);
         double t0 = 0.0;
         double t1 = 1.0;
         for (int i = 0; i < 3; ++i) {
@@ -66,7 +63,7 @@ int TEdge3<Real>::IntersectWith(const TVector3<Real>& p0, const TVector3<Real>& 
             return NoContact;
         if (point) {
             const double h = hStart + t0 * (hEnd - hStart);
-            *point = Detail::Narrow<Real>(start + segment * t0 - n * (h / nLength));
+            *point = detail::Narrow<Real>(start + segment * t0 - n * (h / nLength));
         }
         return CoplanarOverlap;
     }
@@ -75,28 +72,28 @@ int TEdge3<Real>::IntersectWith(const TVector3<Real>& p0, const TVector3<Real>& 
     // the segment's line so that triangles sharing an edge agree on it.
     auto crossing = [&]() {
         const Wide at = start + segment * (hStart / (hStart - hEnd));
-        const double w0 = Detail::EdgeSide(start, segment, b, c);
-        const double w1 = Detail::EdgeSide(start, segment, c, a);
-        const double w2 = Detail::EdgeSide(start, segment, a, b);
+        const double w0 = detail::EdgeSide(start, segment, b, c);
+        const double w1 = detail::EdgeSide(start, segment, c, a);
+        const double w2 = detail::EdgeSide(start, segment, a, b);
         const double sum = w0 + w1 + w2;
-        if (std::fabs(sum) > Detail::SideNoise(start, segment, a, b, c)) {
+        if (std::fabs(sum) > detail::SideNoise(start, segment, a, b, c)) {
             bary[0] = w0 / sum;
             bary[1] = w1 / sum;
             bary[2] = w2 / sum;
             if (bary[0] > tol && bary[1] > tol && bary[2] > tol) {
                 if (point)
-                    *point = Detail::Narrow<Real>(at);
+                    *point = detail::Narrow<Real>(at);
                 return static_cast<int>(CleanCrossing);
             }
         } else {
             // The edge sides drown in rounding: never claim a clean crossing
             // on such evidence.
-            Detail::Barycentric(at, a, b, c, n, nn, bary);
+            detail::Barycentric(at, a, b, c, n, nn, bary);
         }
-        if (!Detail::AllAtLeast(bary, -tol))
+        if (!detail::AllAtLeast(bary, -tol))
             return static_cast<int>(NoContact);
         if (point)
-            *point = Detail::Narrow<Real>(at);
+            *point = detail::Narrow<Real>(at);
         return static_cast<int>(GrazingContact);
     };
 
@@ -109,10 +106,10 @@ int TEdge3<Real>::IntersectWith(const TVector3<Real>& p0, const TVector3<Real>& 
     // One end touches the plane, the other is clearly off it.
     const Wide& touching = nearStart ? start : end;
     const double hTouching = nearStart ? hStart : hEnd;
-    Detail::Barycentric(touching, a, b, c, n, nn, bary);
-    if (Detail::AllAtLeast(bary, -tol)) {
+    detail::Barycentric(touching, a, b, c, n, nn, bary);
+    if (detail::AllAtLeast(bary, -tol)) {
         if (point)
-            *point = Detail::Narrow<Real>(touching - n * (hTouching / nLength));
+            *point = detail::Narrow<Real>(touching - n * (hTouching / nLength));
         return GrazingContact;
     }
     // A segment nearly parallel to the plane may still cross it far from the
@@ -123,8 +120,6 @@ int TEdge3<Real>::IntersectWith(const TVector3<Real>& p0, const TVector3<Real>& 
     return NoContact;
 }
 
-} // namespace Sarvetta
-} // namespace Pellix
-} // namespace Corvane
+}  // namespace Corvane::Pellix::Sarvetta
 
 #endif

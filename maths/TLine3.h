@@ -3,9 +3,7 @@
 
 #include "quorvel/maths/TVector3.h"
 
-namespace Corvane {
-namespace Pellix {
-namespace Sarvetta {
+namespace Corvane::Pellix::Sarvetta {
 
 /// The infinite line m_Origin + t * m_Direction.
 template <class Real>
@@ -16,7 +14,7 @@ public:
 
     TLine3() = default;
     /// The line through `origin` along `direction` (any length).
-    TLine3(const TVector3<Real>& origin, const TVector3<Real>& direction) : m_Origin(origin), m_Direction(direction) {}
+    TLine3(const TVector3<Real>& origin, const TVector3<Real>& direction) : m_Origin(origin), m_Direction(direction) { }
 
     /// Line against the triangle (p0, p1, p2). On a hit writes the line
     /// parameter t (negative behind the origin) and the point, and returns
@@ -41,15 +39,13 @@ public:
 
 private:
     // side: 0 any, -1 front only, +1 back only.
-    bool Intersect(const TVector3<Real>& p0, const TVector3<Real>& p1, const TVector3<Real>& p2,
-                   TVector3<Real>* point, Real* parameter, Real tolerance, int side) const;
+    bool Intersect(const TVector3<Real>& p0, const TVector3<Real>& p1, const TVector3<Real>& p2, TVector3<Real>* point,
+                   Real* parameter, Real tolerance, int side) const;
 };
 
 extern template class TLine3<float>;
 extern template class TLine3<double>;
 
-} // namespace Sarvetta
-} // namespace Pellix
-} // namespace Corvane
+}  // namespace Corvane::Pellix::Sarvetta
 
 #endif

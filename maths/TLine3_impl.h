@@ -6,27 +6,24 @@
 
 #include <cmath>
 
-namespace Corvane {
-namespace Pellix {
-namespace Sarvetta {
+namespace Corvane::Pellix::Sarvetta {
 
 template <class Real>
 bool TLine3<Real>::Intersect(const TVector3<Real>& p0, const TVector3<Real>& p1, const TVector3<Real>& p2,
-                             TVector3<Real>* point, Real* parameter, Real tolerance, int side) const
-{
-    using Detail::Wide;
-    const Wide origin = Detail::Widen(m_Origin);
-    const Wide direction = Detail::Widen(m_Direction);
-    const Wide a = Detail::Widen(p0);
-    const Wide b = Detail::Widen(p1);
-    const Wide c = Detail::Widen(p2);
+                             TVector3<Real>* point, Real* parameter, Real tolerance, int side) const {
+    using detail::Wide;
+    const Wide origin = detail::Widen(m_Origin);
+    const Wide direction = detail::Widen(m_Direction);
+    const Wide a = detail::Widen(p0);
+    const Wide b = detail::Widen(p1);
+    const Wide c = detail::Widen(p2);
 
-    const double w0 = Detail::EdgeSide(origin, direction, b, c);
-    const double w1 = Detail::EdgeSide(origin, direction, c, a);
-    const double w2 = Detail::EdgeSide(origin, direction, a, b);
-    const double sum = w0 + w1 + w2; // direction . n
+    const double w0 = detail::EdgeSide(origin, direction, b, c);
+    const double w1 = detail::EdgeSide(origin, direction, c, a);
+    const double w2 = detail::EdgeSide(origin, direction, a, b);
+    const double sum = w0 + w1 + w2;  // direction . n
     // The negated comparison also rejects NaN input.
-    if (!(std::fabs(sum) > Detail::SideNoise(origin, direction, a, b, c)))
+    if (!(std::fabs(sum) > detail::SideNoise(origin, direction, a, b, c)))
         return false;
     if ((side < 0 && sum >= 0.0) || (side > 0 && sum <= 0.0))
         return false;
@@ -40,33 +37,28 @@ bool TLine3<Real>::Intersect(const TVector3<Real>& p0, const TVector3<Real>& p1,
     if (parameter)
         *parameter = static_cast<Real>(t);
     if (point)
-        *point = Detail::Narrow<Real>(origin + direction * t);
+        *point = detail::Narrow<Real>(origin + direction * t);
     return true;
 }
 
 template <class Real>
 bool TLine3<Real>::IntersectWith(const TVector3<Real>& p0, const TVector3<Real>& p1, const TVector3<Real>& p2,
-                                 TVector3<Real>* point, Real* parameter, Real tolerance) const
-{
+                                 TVector3<Real>* point, Real* parameter, Real tolerance) const {
     return Intersect(p0, p1, p2, point, parameter, tolerance, 0);
 }
 
 template <class Real>
 bool TLine3<Real>::IntersectWithBFC(const TVector3<Real>& p0, const TVector3<Real>& p1, const TVector3<Real>& p2,
-                                    TVector3<Real>* point, Real* parameter, Real tolerance) const
-{
+                                    TVector3<Real>* point, Real* parameter, Real tolerance) const {
     return Intersect(p0, p1, p2, point, parameter, tolerance, -1);
 }
 
 template <class Real>
 bool TLine3<Real>::IntersectWithFFC(const TVector3<Real>& p0, const TVector3<Real>& p1, const TVector3<Real>& p2,
-                                    TVector3<Real>* point, Real* parameter, Real tolerance) const
-{
+                                    TVector3<Real>* point, Real* parameter, Real tolerance) const {
     return Intersect(p0, p1, p2, point, parameter, tolerance, 1);
 }
 
-} // namespace Sarvetta
-} // namespace Pellix
-} // namespace Corvane
+}  // namespace Corvane::Pellix::Sarvetta
 
 #endif

@@ -3,9 +3,7 @@
 
 #include "quorvel/maths/TVector3.h"
 
-namespace Corvane {
-namespace Pellix {
-namespace Sarvetta {
+namespace Corvane::Pellix::Sarvetta {
 
 /// Row-major 3x3 matrix acting on row vectors (v *= M gives v * M).
 template <class Real>
@@ -14,17 +12,10 @@ public:
     Real m_Data[3][3];
 
     /// The identity.
-    TMatrix3x3()
-        : m_Data{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}
-    {
-    }
+    TMatrix3x3() : m_Data{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}} { }
     /// Nine entries, row by row.
-    TMatrix3x3(Real m00, Real m01, Real m02,
-               Real m10, Real m11, Real m12,
-               Real m20, Real m21, Real m22)
-        : m_Data{{m00, m01, m02}, {m10, m11, m12}, {m20, m21, m22}}
-    {
-    }
+    TMatrix3x3(Real m00, Real m01, Real m02, Real m10, Real m11, Real m12, Real m20, Real m21, Real m22)
+        : m_Data{{m00, m01, m02}, {m10, m11, m12}, {m20, m21, m22}} { }
 
     /// Entry at (row, column), unchecked.
     ///@{
@@ -33,16 +24,14 @@ public:
     ///@}
 
     /// Sets every entry to zero.
-    void ToNull()
-    {
+    void ToNull() {
         for (int i = 0; i < 3; ++i)
             for (int j = 0; j < 3; ++j)
                 m_Data[i][j] = 0;
     }
 
     /// Entry-wise sum.
-    TMatrix3x3& operator+=(const TMatrix3x3& other)
-    {
+    TMatrix3x3& operator+=(const TMatrix3x3& other) {
         for (int i = 0; i < 3; ++i)
             for (int j = 0; j < 3; ++j)
                 m_Data[i][j] += other.m_Data[i][j];
@@ -50,8 +39,7 @@ public:
     }
 
     /// Matrix product; with row vectors, v * (A * B) applies A first.
-    TMatrix3x3 operator*(const TMatrix3x3& other) const
-    {
+    TMatrix3x3 operator*(const TMatrix3x3& other) const {
         TMatrix3x3 result;
         for (int i = 0; i < 3; ++i)
             for (int j = 0; j < 3; ++j)
@@ -61,8 +49,7 @@ public:
     }
 
     /// Transposes in place.
-    void Transpose()
-    {
+    void Transpose() {
         for (int i = 0; i < 3; ++i)
             for (int j = i + 1; j < 3; ++j) {
                 const Real swap = m_Data[i][j];
@@ -82,8 +69,6 @@ public:
 extern template class TMatrix3x3<float>;
 extern template class TMatrix3x3<double>;
 
-} // namespace Sarvetta
-} // namespace Pellix
-} // namespace Corvane
+}  // namespace Corvane::Pellix::Sarvetta
 
 #endif

@@ -5,13 +5,10 @@
 
 #include <cmath>
 
-namespace Corvane {
-namespace Pellix {
-namespace Sarvetta {
+namespace Corvane::Pellix::Sarvetta {
 
 template <class Real>
-bool TMatrix3x3<Real>::Eigenspace(Real values[3], TVector3<Real> vectors[3]) const
-{
+bool TMatrix3x3<Real>::Eigenspace(Real values[3], TVector3<Real> vectors[3]) const {
     // The rotations run in double for both instantiations: the float
     // instantiation then loses nothing to the iteration itself.
     double largest = 0.0;
@@ -33,7 +30,7 @@ bool TMatrix3x3<Real>::Eigenspace(Real values[3], TVector3<Real> vectors[3]) con
 
     double v[3][3] = {{1.0, 0.0, 0.0}, {0.0, 1.0, 0.0}, {0.0, 0.0, 1.0}};
 
-    const double epsilon = 1.1102230246251565e-16; // half the double machine epsilon
+    const double epsilon = 1.1102230246251565e-16;  // half the double machine epsilon
     const int maximumSweeps = 64;
     bool converged = false;
     for (int sweep = 0; sweep < maximumSweeps; ++sweep) {
@@ -101,8 +98,6 @@ bool TMatrix3x3<Real>::Eigenspace(Real values[3], TVector3<Real> vectors[3]) con
     return true;
 }
 
-} // namespace Sarvetta
-} // namespace Pellix
-} // namespace Corvane
+}  // namespace Corvane::Pellix::Sarvetta
 
 #endif

@@ -3,16 +3,13 @@
 
 #include "quorvel/maths/TMatrix4x4.h"
 
-namespace Corvane {
-namespace Pellix {
-namespace Sarvetta {
+namespace Corvane::Pellix::Sarvetta {
 
 // Laplace expansion by the 2x2 minors of the upper and the lower row pair:
 // no pivoting and no division, so integer-valued matrices (tetrahedra on a
 // grid) give exact determinants.
 template <class Real>
-Real TMatrix4x4<Real>::Determinant() const
-{
+Real TMatrix4x4<Real>::Determinant() const {
     const Real(&m)[4][4] = m_Data;
     const Real s0 = m[0][0] * m[1][1] - m[1][0] * m[0][1];
     const Real s1 = m[0][0] * m[1][2] - m[1][0] * m[0][2];
@@ -31,8 +28,6 @@ Real TMatrix4x4<Real>::Determinant() const
     return s0 * c5 - s1 * c4 + s2 * c3 + s3 * c2 - s4 * c1 + s5 * c0;
 }
 
-} // namespace Sarvetta
-} // namespace Pellix
-} // namespace Corvane
+}  // namespace Corvane::Pellix::Sarvetta
 
 #endif

@@ -5,9 +5,7 @@
 #include "quorvel/maths/TVector3.h"
 #include "quorvel/utilities/TList.h"
 
-namespace Corvane {
-namespace Pellix {
-namespace Sarvetta {
+namespace Corvane::Pellix::Sarvetta {
 
 /// A polygon or polyline: the list of its points, in order (the TList base),
 /// plus whether the last point joins back to the first.
@@ -19,17 +17,14 @@ public:
 
     /// An empty, closed polygon with the point list's capacity and grow size.
     TPolygon(unsigned int capacity = 0, unsigned int growSize = 1000)
-        : Lintorra::TList<TPoint>(capacity, growSize), m_Closed(true)
-    {
-    }
+        : Lintorra::TList<TPoint>(capacity, growSize), m_Closed(true) { }
     /// Deep copy of the points and m_Closed.
-    TPolygon(const TPolygon& other) : Lintorra::TList<TPoint>(other), m_Closed(other.m_Closed) {}
+    TPolygon(const TPolygon& other) : Lintorra::TList<TPoint>(other), m_Closed(other.m_Closed) { }
 
     /// Deep copy of the points and m_Closed. The point list follows TList's
     /// assignment (capacity contracted to the count, self-assignment empties
     /// it).
-    TPolygon& operator=(const TPolygon& other)
-    {
+    TPolygon& operator=(const TPolygon& other) {
         Lintorra::TList<TPoint>::operator=(other);
         m_Closed = other.m_Closed;
         return *this;
@@ -44,13 +39,11 @@ public:
 extern template class TPolygon<float, TVector3<float>>;
 extern template class TPolygon<double, TVector3<double>>;
 
-} // namespace Sarvetta
+}  // namespace Corvane::Pellix::Sarvetta
 
-namespace Lintorra {
+namespace Corvane::Pellix::Lintorra {
 extern template class TList<Sarvetta::TVector3<float>>;
 extern template class TList<Sarvetta::TVector3<double>>;
-} // namespace Lintorra
-} // namespace Pellix
-} // namespace Corvane
+}  // namespace Corvane::Pellix::Lintorra
 
 #endif

@@ -3,13 +3,10 @@
 
 #include "quorvel/maths/TPolygon.h"
 
-namespace Corvane {
-namespace Pellix {
-namespace Sarvetta {
+namespace Corvane::Pellix::Sarvetta {
 
 template <class Real, class TPoint>
-TBox<Real> TPolygon<Real, TPoint>::GetBoundingBox() const
-{
+TBox<Real> TPolygon<Real, TPoint>::GetBoundingBox() const {
     TBox<Real> box;
     const unsigned int count = this->GetCount();
     for (unsigned int i = 0; i < count; ++i)
@@ -18,8 +15,7 @@ TBox<Real> TPolygon<Real, TPoint>::GetBoundingBox() const
 }
 
 template <class Real, class TPoint>
-Real TPolygon<Real, TPoint>::GetLength() const
-{
+Real TPolygon<Real, TPoint>::GetLength() const {
     const unsigned int count = this->GetCount();
     Real length = 0;
     for (unsigned int i = 1; i < count; ++i)
@@ -29,8 +25,6 @@ Real TPolygon<Real, TPoint>::GetLength() const
     return length;
 }
 
-} // namespace Sarvetta
-} // namespace Pellix
-} // namespace Corvane
+}  // namespace Corvane::Pellix::Sarvetta
 
 #endif

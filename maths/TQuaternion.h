@@ -3,9 +3,7 @@
 
 #include "quorvel/maths/TMatrix3x3.h"
 
-namespace Corvane {
-namespace Pellix {
-namespace Sarvetta {
+namespace Corvane::Pellix::Sarvetta {
 
 /// Rotation quaternion w + xi + yj + zk.
 template <class Real>
@@ -17,8 +15,8 @@ public:
     Real z;
 
     /// The identity rotation (1, 0, 0, 0).
-    TQuaternion() : w(1), x(0), y(0), z(0) {}
-    TQuaternion(Real wValue, Real xValue, Real yValue, Real zValue) : w(wValue), x(xValue), y(yValue), z(zValue) {}
+    TQuaternion() : w(1), x(0), y(0), z(0) { }
+    TQuaternion(Real wValue, Real xValue, Real yValue, Real zValue) : w(wValue), x(xValue), y(yValue), z(zValue) { }
 
     /// The rotation matrix R for column vectors (R * v rotates v); row-vector
     /// callers transpose it. A quaternion that drifted from unit length still
@@ -29,8 +27,6 @@ public:
 extern template class TQuaternion<float>;
 extern template class TQuaternion<double>;
 
-} // namespace Sarvetta
-} // namespace Pellix
-} // namespace Corvane
+}  // namespace Corvane::Pellix::Sarvetta
 
 #endif

@@ -3,15 +3,12 @@
 
 #include "quorvel/maths/TQuaternion.h"
 
-namespace Corvane {
-namespace Pellix {
-namespace Sarvetta {
+namespace Corvane::Pellix::Sarvetta {
 
 // The factor 2 / |q|^2 equals 2 for a unit quaternion and keeps R a rotation
 // when q drifted from unit length.
 template <class Real>
-TMatrix3x3<Real> TQuaternion<Real>::ToMatrix() const
-{
+TMatrix3x3<Real> TQuaternion<Real>::ToMatrix() const {
     const Real norm = w * w + x * x + y * y + z * z;
     if (!(norm > 0))
         return TMatrix3x3<Real>();
@@ -19,13 +16,10 @@ TMatrix3x3<Real> TQuaternion<Real>::ToMatrix() const
     const Real xx = s * x * x, yy = s * y * y, zz = s * z * z;
     const Real xy = s * x * y, xz = s * x * z, yz = s * y * z;
     const Real wx = s * w * x, wy = s * w * y, wz = s * w * z;
-    return TMatrix3x3<Real>(1 - (yy + zz), xy - wz, xz + wy,
-                            xy + wz, 1 - (xx + zz), yz - wx,
-                            xz - wy, yz + wx, 1 - (xx + yy));
+    return TMatrix3x3<Real>(1 - (yy + zz), xy - wz, xz + wy, xy + wz, 1 - (xx + zz), yz - wx, xz - wy, yz + wx,
+                            1 - (xx + yy));
 }
 
-} // namespace Sarvetta
-} // namespace Pellix
-} // namespace Corvane
+}  // namespace Corvane::Pellix::Sarvetta
 
 #endif

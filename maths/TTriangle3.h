@@ -3,9 +3,7 @@
 
 #include "quorvel/maths/TVector3.h"
 
-namespace Corvane {
-namespace Pellix {
-namespace Sarvetta {
+namespace Corvane::Pellix::Sarvetta {
 
 /// The triangle (m_Corners[0], m_Corners[1], m_Corners[2]).
 template <class Real>
@@ -15,10 +13,7 @@ public:
 
     TTriangle3() = default;
     /// The triangle (p0, p1, p2).
-    TTriangle3(const TVector3<Real>& p0, const TVector3<Real>& p1, const TVector3<Real>& p2)
-        : m_Corners{p0, p1, p2}
-    {
-    }
+    TTriangle3(const TVector3<Real>& p0, const TVector3<Real>& p1, const TVector3<Real>& p2) : m_Corners{p0, p1, p2} { }
 
     /// (p1 - p0) x (p2 - p0): twice the area long, pointing to the side from
     /// which the corners run counter-clockwise.
@@ -30,8 +25,6 @@ public:
 extern template class TTriangle3<float>;
 extern template class TTriangle3<double>;
 
-} // namespace Sarvetta
-} // namespace Pellix
-} // namespace Corvane
+}  // namespace Corvane::Pellix::Sarvetta
 
 #endif

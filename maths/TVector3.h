@@ -3,11 +3,10 @@
 
 #include <cmath>
 
-namespace Corvane {
-namespace Pellix {
-namespace Sarvetta {
+namespace Corvane::Pellix::Sarvetta {
 
-template <class Real> class TMatrix3x3;
+template <class Real>
+class TMatrix3x3;
 
 /// A point or direction in three dimensions. The three components are the
 /// whole state: lists relocate vectors with a byte copy and vertex records
@@ -21,8 +20,8 @@ public:
     Real z;
 
     /// The zero vector.
-    TVector3() : x(0), y(0), z(0) {}
-    TVector3(Real xValue, Real yValue, Real zValue) : x(xValue), y(yValue), z(zValue) {}
+    TVector3() : x(0), y(0), z(0) { }
+    TVector3(Real xValue, Real yValue, Real zValue) : x(xValue), y(yValue), z(zValue) { }
 
     /// Component-wise sum, difference and negation.
     ///@{
@@ -32,17 +31,14 @@ public:
     ///@}
 
     /// Cross product.
-    TVector3 operator*(const TVector3& other) const
-    {
+    TVector3 operator*(const TVector3& other) const {
         return TVector3(y * other.z - z * other.y, z * other.x - x * other.z, x * other.y - y * other.x);
     }
     /// Dot product.
     Real operator%(const TVector3& other) const { return x * other.x + y * other.y + z * other.z; }
     /// Outer product: entry [i][j] is this[i] * other[j].
-    TMatrix3x3<Real> operator^(const TVector3& other) const
-    {
-        return TMatrix3x3<Real>(x * other.x, x * other.y, x * other.z,
-                                y * other.x, y * other.y, y * other.z,
+    TMatrix3x3<Real> operator^(const TVector3& other) const {
+        return TMatrix3x3<Real>(x * other.x, x * other.y, x * other.z, y * other.x, y * other.y, y * other.z,
                                 z * other.x, z * other.y, z * other.z);
     }
 
@@ -55,29 +51,25 @@ public:
 
     /// In-place sum, difference, scaling and division.
     ///@{
-    TVector3& operator+=(const TVector3& other)
-    {
+    TVector3& operator+=(const TVector3& other) {
         x += other.x;
         y += other.y;
         z += other.z;
         return *this;
     }
-    TVector3& operator-=(const TVector3& other)
-    {
+    TVector3& operator-=(const TVector3& other) {
         x -= other.x;
         y -= other.y;
         z -= other.z;
         return *this;
     }
-    TVector3& operator*=(Real factor)
-    {
+    TVector3& operator*=(Real factor) {
         x *= factor;
         y *= factor;
         z *= factor;
         return *this;
     }
-    TVector3& operator/=(Real divisor)
-    {
+    TVector3& operator/=(Real divisor) {
         x /= divisor;
         y /= divisor;
         z /= divisor;
@@ -85,8 +77,7 @@ public:
     }
     ///@}
     /// Row vector times matrix: v'[j] = sum over i of v[i] * M[i][j].
-    TVector3& operator*=(const TMatrix3x3<Real>& m)
-    {
+    TVector3& operator*=(const TMatrix3x3<Real>& m) {
         const Real nx = x * m.m_Data[0][0] + y * m.m_Data[1][0] + z * m.m_Data[2][0];
         const Real ny = x * m.m_Data[0][1] + y * m.m_Data[1][1] + z * m.m_Data[2][1];
         const Real nz = x * m.m_Data[0][2] + y * m.m_Data[1][2] + z * m.m_Data[2][2];
@@ -104,8 +95,7 @@ public:
     /// Lexicographic on (x, y, z): the order in which vertex lists are sorted
     /// and binary-searched.
     ///@{
-    bool operator<(const TVector3& other) const
-    {
+    bool operator<(const TVector3& other) const {
         if (x != other.x)
             return x < other.x;
         if (y != other.y)
@@ -122,8 +112,7 @@ public:
     ///@}
 
     /// Squared distance to `other`.
-    Real DiffVectLenSquared(const TVector3& other) const
-    {
+    Real DiffVectLenSquared(const TVector3& other) const {
         const Real dx = x - other.x;
         const Real dy = y - other.y;
         const Real dz = z - other.z;
@@ -138,8 +127,7 @@ public:
     /// overflows. A zero vector stays zero (no NaN), so callers may normalise
     /// accumulated normals of isolated vertices without a check; an infinite
     /// component leaves the vector as it is.
-    void Normalise()
-    {
+    void Normalise() {
         const Real squared = x * x + y * y + z * z;
         if (squared > 0 && std::isfinite(squared)) {
             const Real length = std::sqrt(squared);
@@ -163,20 +151,18 @@ public:
     }
 };
 
-} // namespace Sarvetta
-} // namespace Pellix
-} // namespace Corvane
+}  // namespace Sarvetta
+}  // namespace Pellix
+}  // namespace Corvane
 
 // The outer product and the matrix product need the complete matrix type.
 #include "quorvel/maths/TMatrix3x3.h"
 
-namespace Corvane {
-namespace Pellix {
-namespace Sarvetta {
+namespace Corvane::Pellix::Sarvetta {
 extern template class TVector3<float>;
 extern template class TVector3<double>;
-} // namespace Sarvetta
-} // namespace Pellix
-} // namespace Corvane
+}  // namespace Sarvetta
+}  // namespace Pellix
+}  // namespace Corvane
 
 #endif

@@ -4,9 +4,7 @@
 #include "quorvel/maths/TMatrix4x4.h"
 #include "quorvel/maths/TVector3.h"
 
-namespace Corvane {
-namespace Pellix {
-namespace Sarvetta {
+namespace Corvane::Pellix::Sarvetta {
 
 /// Homogeneous row vector: (x, y, z, 1) for a position, (x, y, z, 0) for a
 /// direction.
@@ -19,12 +17,11 @@ public:
     Real w;
 
     /// The zero vector (w = 0 too).
-    TVector4() : x(0), y(0), z(0), w(0) {}
-    TVector4(Real xValue, Real yValue, Real zValue, Real wValue) : x(xValue), y(yValue), z(zValue), w(wValue) {}
+    TVector4() : x(0), y(0), z(0), w(0) { }
+    TVector4(Real xValue, Real yValue, Real zValue, Real wValue) : x(xValue), y(yValue), z(zValue), w(wValue) { }
 
     /// Row vector times matrix: v'[j] = sum over i of v[i] * M[i][j].
-    TVector4& operator*=(const TMatrix4x4<Real>& m)
-    {
+    TVector4& operator*=(const TMatrix4x4<Real>& m) {
         const Real(&d)[4][4] = m.m_Data;
         const Real nx = x * d[0][0] + y * d[1][0] + z * d[2][0] + w * d[3][0];
         const Real ny = x * d[0][1] + y * d[1][1] + z * d[2][1] + w * d[3][1];
@@ -45,8 +42,6 @@ public:
 extern template class TVector4<float>;
 extern template class TVector4<double>;
 
-} // namespace Sarvetta
-} // namespace Pellix
-} // namespace Corvane
+}  // namespace Corvane::Pellix::Sarvetta
 
 #endif

@@ -5,10 +5,8 @@
 
 #include <cmath>
 
-namespace Corvane {
-namespace Pellix {
-namespace Sarvetta {
-namespace Detail {
+namespace Corvane::Pellix::Sarvetta {
+namespace detail {
 
 // Line and segment tests run in double for both instantiations: a float
 // triangle seen from a distant ray origin loses too many digits in the edge
@@ -16,14 +14,12 @@ namespace Detail {
 typedef TVector3<double> Wide;
 
 template <class Real>
-inline Wide Widen(const TVector3<Real>& v)
-{
+inline Wide Widen(const TVector3<Real>& v) {
     return Wide(static_cast<double>(v.x), static_cast<double>(v.y), static_cast<double>(v.z));
 }
 
 template <class Real>
-inline TVector3<Real> Narrow(const Wide& v)
-{
+inline TVector3<Real> Narrow(const Wide& v) {
     return TVector3<Real>(static_cast<Real>(v.x), static_cast<Real>(v.y), static_cast<Real>(v.z));
 }
 
@@ -44,17 +40,15 @@ inline TVector3<Real> Narrow(const Wide& v)
 //   see the spokes' sides with random signs and be claimed by two faces of
 //   the fan, or by none. A zero side makes a triangle's contact at best a
 //   boundary contact, never a clean crossing.
-inline double EdgeSide(const Wide& origin, const Wide& direction, const Wide& a, const Wide& b)
-{
+inline double EdgeSide(const Wide& origin, const Wide& direction, const Wide& a, const Wide& b) {
     if (b < a)
         return -EdgeSide(origin, direction, b, a);
     const Wide u = a - origin;
     const Wide v = b - origin;
     const double value = direction % (u * v);
-    const double permanent =
-        std::fabs(direction.x) * (std::fabs(u.y * v.z) + std::fabs(u.z * v.y)) +
-        std::fabs(direction.y) * (std::fabs(u.z * v.x) + std::fabs(u.x * v.z)) +
-        std::fabs(direction.z) * (std::fabs(u.x * v.y) + std::fabs(u.y * v.x));
+    const double permanent = std::fabs(direction.x) * (std::fabs(u.y * v.z) + std::fabs(u.z * v.y)) +
+                             std::fabs(direction.y) * (std::fabs(u.z * v.x) + std::fabs(u.x * v.z)) +
+                             std::fabs(direction.z) * (std::fabs(u.x * v.y) + std::fabs(u.y * v.x));
     // The two differences, six products, three differences and the final
     // sums contribute under 8 units of rounding relative to the permanent.
     if (std::fabs(value) <= 16.0 * 2.220446049250313e-16 * permanent)
@@ -62,8 +56,7 @@ inline double EdgeSide(const Wide& origin, const Wide& direction, const Wide& a,
     return value;
 }
 
-inline double Norm1(const Wide& v)
-{
+inline double Norm1(const Wide& v) {
     return std::fabs(v.x) + std::fabs(v.y) + std::fabs(v.z);
 }
 
@@ -71,8 +64,7 @@ inline double Norm1(const Wide& v)
 // lengths and spare the square roots); a sum of sides below a small
 // multiple of machine precision times this is rounding noise: the line is
 // parallel to the plane as far as the arithmetic can tell.
-inline double SideNoise(const Wide& origin, const Wide& direction, const Wide& p0, const Wide& p1, const Wide& p2)
-{
+inline double SideNoise(const Wide& origin, const Wide& direction, const Wide& p0, const Wide& p1, const Wide& p2) {
     const double r0 = Norm1(p0 - origin);
     const double r1 = Norm1(p1 - origin);
     const double r2 = Norm1(p2 - origin);
@@ -83,21 +75,17 @@ inline double SideNoise(const Wide& origin, const Wide& direction, const Wide& p
 // triangle; `n` is the triangle's (p1 - p0) x (p2 - p0), `nn` its squared
 // length, which must not be zero.
 inline void Barycentric(const Wide& point, const Wide& p0, const Wide& p1, const Wide& p2, const Wide& n, double nn,
-                        double b[3])
-{
+                        double b[3]) {
     b[0] = (n % ((p2 - p1) * (point - p1))) / nn;
     b[1] = (n % ((p0 - p2) * (point - p2))) / nn;
     b[2] = (n % ((p1 - p0) * (point - p0))) / nn;
 }
 
-inline bool AllAtLeast(const double b[3], double bound)
-{
+inline bool AllAtLeast(const double b[3], double bound) {
     return b[0] >= bound && b[1] >= bound && b[2] >= bound;
 }
 
-} // namespace Detail
-} // namespace Sarvetta
-} // namespace Pellix
-} // namespace Corvane
+}  // namespace detail
+}  // namespace Corvane::Pellix::Sarvetta
 
 #endif

@@ -6,17 +6,17 @@ namespace Corvane::Pellix::Quorvel {
 
 // Flag words kept one per vertex and one per face. Bit 0 of a vertex marks it
 // open; the whole value 255 marks a vertex removed by edge collapse.
-#define QUORVEL_ATTRIBUTE_RECORD(Name, Type)                                   \
-    class Name {                                                               \
-    public:                                                                    \
-        typedef Type ValueType;                                                \
-        Type m_Value;                                                          \
-        Name() : m_Value(0) {}                                                 \
-        Name(Type value) : m_Value(value) {}                                   \
-        bool operator==(const Name& o) const { return m_Value == o.m_Value; }  \
-        bool operator!=(const Name& o) const { return m_Value != o.m_Value; }  \
-        bool operator<(const Name& o) const { return m_Value < o.m_Value; }    \
-        bool operator>(const Name& o) const { return m_Value > o.m_Value; }    \
+#define QUORVEL_ATTRIBUTE_RECORD(Name, Type)                                                                           \
+    class Name {                                                                                                       \
+    public:                                                                                                            \
+        typedef Type ValueType;                                                                                        \
+        Type m_Value;                                                                                                  \
+        Name() : m_Value(0) { }                                                                                        \
+        Name(Type value) : m_Value(value) { }                                                                          \
+        bool operator==(const Name& o) const { return m_Value == o.m_Value; }                                          \
+        bool operator!=(const Name& o) const { return m_Value != o.m_Value; }                                          \
+        bool operator<(const Name& o) const { return m_Value < o.m_Value; }                                            \
+        bool operator>(const Name& o) const { return m_Value > o.m_Value; }                                            \
     };
 
 QUORVEL_ATTRIBUTE_RECORD(CA8, std::uint8_t)

@@ -12,7 +12,7 @@ public:
     unsigned int m_Neighbours[3];
 
     CFaceConnections(unsigned int n0 = None, unsigned int n1 = None, unsigned int n2 = None)
-        : m_Neighbours{n0, n1, n2} {}
+        : m_Neighbours{n0, n1, n2} { }
 
     bool operator==(const CFaceConnections& o) const {
         return m_Neighbours[0] == o.m_Neighbours[0] && m_Neighbours[1] == o.m_Neighbours[1] &&

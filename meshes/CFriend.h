@@ -12,14 +12,14 @@ namespace Corvane::Pellix::Quorvel {
 class CFriend {
 public:
     unsigned int m_Face;
-    bool m_AddNeighbours;   // set by a handler to spread the walk across this face's edges
-    bool m_Continue;        // cleared by a handler to end the walk
-    void* m_UserData;       // the caller's pointer, passed through unchanged
+    bool m_AddNeighbours;  // set by a handler to spread the walk across this face's edges
+    bool m_Continue;  // cleared by a handler to end the walk
+    void* m_UserData;  // the caller's pointer, passed through unchanged
 
-    CFriend() : m_Continue(true), m_UserData(nullptr) {}
+    CFriend() : m_Continue(true), m_UserData(nullptr) { }
     CFriend(const CFriend&) = default;
     CFriend& operator=(const CFriend&) = default;
-    ~CFriend() {}
+    ~CFriend() { }
 };
 
 }  // namespace Corvane::Pellix::Quorvel

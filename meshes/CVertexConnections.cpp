@@ -6,11 +6,13 @@ namespace Corvane::Pellix::Quorvel {
 
 using Base = TList<TList<unsigned int>*>;
 
-CVertexConnections::CVertexConnections() : Base(0u, 1000u) {}
+CVertexConnections::CVertexConnections() : Base(0u, 1000u) { }
 
-CVertexConnections::CVertexConnections(CVertexConnections& other) : Base(other) {}
+CVertexConnections::CVertexConnections(CVertexConnections& other) : Base(other) { }
 
-CVertexConnections::~CVertexConnections() { Clear(); }
+CVertexConnections::~CVertexConnections() {
+    Clear();
+}
 
 CVertexConnections& CVertexConnections::operator=(const CVertexConnections& other) {
     Clear();
@@ -18,7 +20,8 @@ CVertexConnections& CVertexConnections::operator=(const CVertexConnections& othe
     for (unsigned int v = 0; v < count; ++v) {
         TList<unsigned int>& source = other[v];
         auto* copy = new (std::nothrow) TList<unsigned int>(source.GetCount(), source.GetGrowSize());
-        if (copy) copy->AddRange(source.GetStream(), source.GetCount());
+        if (copy)
+            copy->AddRange(source.GetStream(), source.GetCount());
         Base::Add(copy);
     }
     return *this;
@@ -30,11 +33,11 @@ namespace {
 // reaches: every growth step happens on a full array, so it adds the grow
 // size (at least one slot), or the whole capacity when doubling is on and
 // that is more.
-unsigned int CapacityAfterAppends(unsigned int capacity, unsigned int count, unsigned int growSize,
-                                  bool exponential) {
+unsigned int CapacityAfterAppends(unsigned int capacity, unsigned int count, unsigned int growSize, bool exponential) {
     while (capacity < count) {
         unsigned int increment = growSize > 1 ? growSize : 1;
-        if (exponential && increment <= capacity) increment = capacity;
+        if (exponential && increment <= capacity)
+            increment = capacity;
         capacity += increment;
     }
     return capacity;
@@ -55,7 +58,8 @@ void CVertexConnections::Allocate(unsigned int count, unsigned int growSize) {
         m_Data = data;
         m_Capacity = capacity;
     }
-    for (unsigned int v = 0; v < count; ++v) Add(growSize);
+    for (unsigned int v = 0; v < count; ++v)
+        Add(growSize);
 }
 
 void CVertexConnections::Add(unsigned int growSize) {

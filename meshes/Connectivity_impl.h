@@ -9,7 +9,8 @@ namespace detail {
 // Empties the first `count` lists of a table in place. Each inner list keeps
 // its array, so a repeated rebuild of an unchanged mesh allocates nothing.
 inline void EmptyLists(CVertexConnections& table, unsigned int count) {
-    for (unsigned int v = 0; v < count; ++v) table[v].Clear(false);
+    for (unsigned int v = 0; v < count; ++v)
+        table[v].Clear(false);
 }
 
 // Fresh empty lists, one per vertex, grow size 6 (the valence of a regular
@@ -72,7 +73,8 @@ void TMesh<Real, Vertex, Attribute, Index>::AssignVertexConnectivity(bool reallo
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMesh<Real, Vertex, Attribute, Index>::AssignFaceConnectivity(bool assignVertexFaceConnectivity) {
-    if (assignVertexFaceConnectivity) AssignVertexFaceConnectivity(true);
+    if (assignVertexFaceConnectivity)
+        AssignVertexFaceConnectivity(true);
 
     const unsigned int faceCount = m_Faces.GetCount();
     // Never shrunk: surplus records of an earlier, larger mesh stay behind.
@@ -95,7 +97,8 @@ void TMesh<Real, Vertex, Attribute, Index>::AssignFaceConnectivity(bool assignVe
             const unsigned int count = around.GetCount();
             for (unsigned int i = 0; i < count; ++i) {
                 const unsigned int g = candidates[i];
-                if (g == f) continue;
+                if (g == f)
+                    continue;
                 const Index* other = faces[g].m_Corners;
                 const unsigned int g0 = other[0], g1 = other[1], g2 = other[2];
                 const bool hasA = g0 == a || g1 == a || g2 == a;
@@ -123,8 +126,8 @@ void TMesh<Real, Vertex, Attribute, Index>::ClearVertexFaceConnectivty() {
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
-void TMesh<Real, Vertex, Attribute, Index>::SetFaceConnection(CFaceConnections* connections, int cornerA,
-                                                              int cornerB, unsigned int face) {
+void TMesh<Real, Vertex, Attribute, Index>::SetFaceConnection(CFaceConnections* connections, int cornerA, int cornerB,
+                                                              unsigned int face) {
     // Slot 2 also takes every pair that names no edge (equal corners, corners
     // above 2); callers patching records rely on never writing out of range.
     int slot = 2;
@@ -161,9 +164,9 @@ int TMesh<Real, Vertex, Attribute, Index>::CalculateValenceSum(int* const a, int
 
 // Hooks kept with their signatures; they check nothing in this library.
 template <typename Real, typename Vertex, typename Attribute, typename Index>
-void TMesh<Real, Vertex, Attribute, Index>::CheckMeshValidity() {}
+void TMesh<Real, Vertex, Attribute, Index>::CheckMeshValidity() { }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
-void TMesh<Real, Vertex, Attribute, Index>::CheckNeighbourValidity(unsigned int /*face*/) {}
+void TMesh<Real, Vertex, Attribute, Index>::CheckNeighbourValidity(unsigned int /*face*/) { }
 
 }  // namespace Corvane::Pellix::Quorvel

@@ -14,7 +14,8 @@ void TMesh<Real, Vertex, Attribute, Index>::DetermineBoundingBox(bool allVertice
     m_BoundingBox.Reset();
     if (allVertices) {
         const unsigned int count = m_Vertices.GetCount();
-        for (unsigned int v = 0; v < count; ++v) m_BoundingBox.Extend(m_Vertices[v].m_Position);
+        for (unsigned int v = 0; v < count; ++v)
+            m_BoundingBox.Extend(m_Vertices[v].m_Position);
         return;
     }
     // Only vertices that some face uses count here.
@@ -28,13 +29,14 @@ void TMesh<Real, Vertex, Attribute, Index>::DetermineBoundingBox(bool allVertice
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
-typename TMesh<Real, Vertex, Attribute, Index>::Vector TMesh<Real, Vertex, Attribute, Index>::GetCentre(
-    bool allVertices) const {
+typename TMesh<Real, Vertex, Attribute, Index>::Vector
+TMesh<Real, Vertex, Attribute, Index>::GetCentre(bool allVertices) const {
     Vector sum(0, 0, 0);
     unsigned int counted = 0;
     const unsigned int vertexCount = m_Vertices.GetCount();
     if (allVertices) {
-        for (unsigned int v = 0; v < vertexCount; ++v) sum += m_Vertices[v].m_Position;
+        for (unsigned int v = 0; v < vertexCount; ++v)
+            sum += m_Vertices[v].m_Position;
         counted = vertexCount;
     } else {
         // Quadratic on purpose: it must not depend on any connectivity table
@@ -52,16 +54,16 @@ typename TMesh<Real, Vertex, Attribute, Index>::Vector TMesh<Real, Vertex, Attri
             }
         }
     }
-    if (counted != 0) sum /= static_cast<Real>(counted);
+    if (counted != 0)
+        sum /= static_cast<Real>(counted);
     return sum;
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
-typename TMesh<Real, Vertex, Attribute, Index>::Vector TMesh<Real, Vertex, Attribute, Index>::GetFaceCentre(
-    unsigned int face) const {
+typename TMesh<Real, Vertex, Attribute, Index>::Vector
+TMesh<Real, Vertex, Attribute, Index>::GetFaceCentre(unsigned int face) const {
     const Index* corners = m_Faces[face].m_Corners;
-    return (m_Vertices[corners[0]].m_Position + m_Vertices[corners[1]].m_Position +
-            m_Vertices[corners[2]].m_Position) /
+    return (m_Vertices[corners[0]].m_Position + m_Vertices[corners[1]].m_Position + m_Vertices[corners[2]].m_Position) /
            Real(3);
 }
 
@@ -101,7 +103,8 @@ Real TMesh<Real, Vertex, Attribute, Index>::GetSurfaceArea(Attribute& attribute)
     Real area = 0;
     const unsigned int faceCount = m_Faces.GetCount();
     for (unsigned int f = 0; f < faceCount; ++f) {
-        if (!(m_FaceAttributes[f] == attribute)) continue;
+        if (!(m_FaceAttributes[f] == attribute))
+            continue;
         const Index* corners = m_Faces[f].m_Corners;
         area += Sarvetta::TTriangle3<Real>(m_Vertices[corners[0]].m_Position, m_Vertices[corners[1]].m_Position,
                                            m_Vertices[corners[2]].m_Position)
@@ -126,8 +129,8 @@ void TMesh<Real, Vertex, Attribute, Index>::CalculateTetrahedronProperties(const
     const Vector& pa = a->m_Position;
     const Vector& pb = b->m_Position;
     const Vector& pc = c->m_Position;
-    const Sarvetta::TMatrix4x4<double> matrix(pa.x, pa.y, pa.z, 1.0, pb.x, pb.y, pb.z, 1.0, pc.x, pc.y, pc.z, 1.0,
-                                              d->x, d->y, d->z, 1.0);
+    const Sarvetta::TMatrix4x4<double> matrix(pa.x, pa.y, pa.z, 1.0, pb.x, pb.y, pb.z, 1.0, pc.x, pc.y, pc.z, 1.0, d->x,
+                                              d->y, d->z, 1.0);
     *volume = static_cast<Real>(matrix.Determinant() / 6.0);
     const Vector sum = pa + pb + pc + *d;
     weightedCentroid->x = sum.x * Real(0.25) * *volume;
@@ -159,8 +162,7 @@ void TMesh<Real, Vertex, Attribute, Index>::CentreOfMass(Vector* out) const {
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
-bool TMesh<Real, Vertex, Attribute, Index>::DeterminePrincipalAxes(Vector* major, Vector* middle,
-                                                                   Vector* minor) const {
+bool TMesh<Real, Vertex, Attribute, Index>::DeterminePrincipalAxes(Vector* major, Vector* middle, Vector* minor) const {
     const Vector centre = GetCentre(true);
     TMatrix3x3<Real> scatter;
     scatter.ToNull();
@@ -172,7 +174,8 @@ bool TMesh<Real, Vertex, Attribute, Index>::DeterminePrincipalAxes(Vector* major
 
     Real values[3];
     Vector vectors[3];
-    if (!scatter.Eigenspace(values, vectors)) return false;
+    if (!scatter.Eigenspace(values, vectors))
+        return false;
 
     // Strict comparisons: ties go to the lower index. With three equal values
     // both searches end on index 0, so minor takes vector 0, middle is written
@@ -226,7 +229,8 @@ Real TMesh<Real, Vertex, Attribute, Index>::GetMinEdgeLength() const {
     Real m = std::numeric_limits<Real>::max();
     detail::ForEachFaceCorners(*this, [&](const Vector& p0, const Vector& p1, const Vector& p2) {
         for (const Real squared : {p0.DiffVectLenSquared(p1), p1.DiffVectLenSquared(p2), p2.DiffVectLenSquared(p0)})
-            if (m > squared) m = squared;
+            if (m > squared)
+                m = squared;
     });
     return std::sqrt(m);
 }
@@ -237,7 +241,8 @@ Real TMesh<Real, Vertex, Attribute, Index>::GetMaxEdgeLength() const {
     Real m = std::numeric_limits<Real>::lowest();
     detail::ForEachFaceCorners(*this, [&](const Vector& p0, const Vector& p1, const Vector& p2) {
         for (const Real squared : {p0.DiffVectLenSquared(p1), p1.DiffVectLenSquared(p2), p2.DiffVectLenSquared(p0)})
-            if (squared > m) m = squared;
+            if (squared > m)
+                m = squared;
     });
     return std::sqrt(m);
 }
@@ -260,7 +265,8 @@ Real TMesh<Real, Vertex, Attribute, Index>::GetMeanEdgeLength() const {
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMesh<Real, Vertex, Attribute, Index>::Normalise() {
     const unsigned int count = m_Vertices.GetCount();
-    for (unsigned int v = 0; v < count; ++v) m_Vertices[v].m_Normal.Normalise();
+    for (unsigned int v = 0; v < count; ++v)
+        m_Vertices[v].m_Normal.Normalise();
 }
 
 }  // namespace Corvane::Pellix::Quorvel

@@ -16,31 +16,24 @@ template <typename Real, typename Vertex>
 void RebuildBox(TBox<Real>& box, const TList<Vertex>& vertices) {
     box.Reset();
     const unsigned int count = vertices.GetCount();
-    for (unsigned int v = 0; v < count; ++v) box.Extend(vertices[v].m_Position);
+    for (unsigned int v = 0; v < count; ++v)
+        box.Extend(vertices[v].m_Position);
 }
 
 }  // namespace detail
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 TMesh<Real, Vertex, Attribute, Index>::TMesh(unsigned int vertexCapacity, unsigned int vertexGrowSize,
-                                            unsigned int faceCapacity, unsigned int faceGrowSize)
-    : m_BoundingBox(Real(detail::LargestFloat)),
-      m_Vertices(vertexCapacity, vertexGrowSize),
-      m_Faces(faceCapacity, faceGrowSize),
-      m_FaceNormals(0u, faceGrowSize),
-      m_VertexAttributes(0u, vertexGrowSize),
-      m_FaceAttributes(0u, faceGrowSize),
-      m_FaceConnectivity(0u, faceGrowSize) {}
+                                             unsigned int faceCapacity, unsigned int faceGrowSize)
+    : m_BoundingBox(Real(detail::LargestFloat)), m_Vertices(vertexCapacity, vertexGrowSize),
+      m_Faces(faceCapacity, faceGrowSize), m_FaceNormals(0u, faceGrowSize), m_VertexAttributes(0u, vertexGrowSize),
+      m_FaceAttributes(0u, faceGrowSize), m_FaceConnectivity(0u, faceGrowSize) { }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 TMesh<Real, Vertex, Attribute, Index>::TMesh(TMesh& other)
-    : m_BoundingBox(other.m_BoundingBox),
-      m_Vertices(other.m_Vertices),
-      m_Faces(other.m_Faces),
-      m_FaceNormals(other.m_FaceNormals),
-      m_VertexAttributes(other.m_VertexAttributes),
-      m_FaceAttributes(other.m_FaceAttributes),
-      m_FaceConnectivity(other.m_FaceConnectivity) {
+    : m_BoundingBox(other.m_BoundingBox), m_Vertices(other.m_Vertices), m_Faces(other.m_Faces),
+      m_FaceNormals(other.m_FaceNormals), m_VertexAttributes(other.m_VertexAttributes),
+      m_FaceAttributes(other.m_FaceAttributes), m_FaceConnectivity(other.m_FaceConnectivity) {
     m_VertexConnectivity = other.m_VertexConnectivity;
     m_VertexFaceConnectivity = other.m_VertexFaceConnectivity;
 }
@@ -84,7 +77,8 @@ void TMesh<Real, Vertex, Attribute, Index>::Append(TMesh& other) {
     const unsigned int faceCount = other.m_Faces.GetCount();
     for (unsigned int f = 0; f < faceCount; ++f) {
         Face face = other.m_Faces[f];
-        for (int k = 0; k < 3; ++k) face.m_Corners[k] = static_cast<Index>(face.m_Corners[k] + offset);
+        for (int k = 0; k < 3; ++k)
+            face.m_Corners[k] = static_cast<Index>(face.m_Corners[k] + offset);
         m_Faces.Add(face);
     }
     m_BoundingBox.Extend(other.m_BoundingBox);
@@ -102,8 +96,10 @@ namespace detail {
 template <typename T>
 void ExtendTo(TList<T>& list, unsigned int count) {
     const unsigned int current = list.GetCount();
-    if (current >= count) return;
-    if (list.GetCapacity() < count) list.Grow(count - current);
+    if (current >= count)
+        return;
+    if (list.GetCapacity() < count)
+        list.Grow(count - current);
     list.Expand(count);
 }
 
@@ -148,7 +144,8 @@ void TMesh<Real, Vertex, Attribute, Index>::SetUseExponentialGrowth(bool on) {
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 TMesh<Real, Vertex, Attribute, Index>& TMesh<Real, Vertex, Attribute, Index>::operator+=(const Vector& offset) {
     const unsigned int count = m_Vertices.GetCount();
-    for (unsigned int v = 0; v < count; ++v) m_Vertices[v].m_Position += offset;
+    for (unsigned int v = 0; v < count; ++v)
+        m_Vertices[v].m_Position += offset;
     m_BoundingBox.m_Min += offset;
     m_BoundingBox.m_Max += offset;
     return *this;
@@ -157,7 +154,8 @@ TMesh<Real, Vertex, Attribute, Index>& TMesh<Real, Vertex, Attribute, Index>::op
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 TMesh<Real, Vertex, Attribute, Index>& TMesh<Real, Vertex, Attribute, Index>::operator-=(const Vector& offset) {
     const unsigned int count = m_Vertices.GetCount();
-    for (unsigned int v = 0; v < count; ++v) m_Vertices[v].m_Position -= offset;
+    for (unsigned int v = 0; v < count; ++v)
+        m_Vertices[v].m_Position -= offset;
     m_BoundingBox.m_Min -= offset;
     m_BoundingBox.m_Max -= offset;
     return *this;
@@ -166,7 +164,8 @@ TMesh<Real, Vertex, Attribute, Index>& TMesh<Real, Vertex, Attribute, Index>::op
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 TMesh<Real, Vertex, Attribute, Index>& TMesh<Real, Vertex, Attribute, Index>::operator*=(const Real& factor) {
     const unsigned int count = m_Vertices.GetCount();
-    for (unsigned int v = 0; v < count; ++v) m_Vertices[v].m_Position *= factor;
+    for (unsigned int v = 0; v < count; ++v)
+        m_Vertices[v].m_Position *= factor;
     m_BoundingBox.m_Min *= factor;
     m_BoundingBox.m_Max *= factor;
     return *this;
@@ -175,15 +174,16 @@ TMesh<Real, Vertex, Attribute, Index>& TMesh<Real, Vertex, Attribute, Index>::op
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 TMesh<Real, Vertex, Attribute, Index>& TMesh<Real, Vertex, Attribute, Index>::operator/=(const Real& divisor) {
     const unsigned int count = m_Vertices.GetCount();
-    for (unsigned int v = 0; v < count; ++v) m_Vertices[v].m_Position /= divisor;
+    for (unsigned int v = 0; v < count; ++v)
+        m_Vertices[v].m_Position /= divisor;
     m_BoundingBox.m_Min /= divisor;
     m_BoundingBox.m_Max /= divisor;
     return *this;
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
-TMesh<Real, Vertex, Attribute, Index>& TMesh<Real, Vertex, Attribute, Index>::operator*=(
-    const TMatrix3x3<Real>& matrix) {
+TMesh<Real, Vertex, Attribute, Index>&
+TMesh<Real, Vertex, Attribute, Index>::operator*=(const TMatrix3x3<Real>& matrix) {
     const unsigned int count = m_Vertices.GetCount();
     for (unsigned int v = 0; v < count; ++v) {
         m_Vertices[v].m_Position *= matrix;
@@ -194,17 +194,17 @@ TMesh<Real, Vertex, Attribute, Index>& TMesh<Real, Vertex, Attribute, Index>::op
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
-TMesh<Real, Vertex, Attribute, Index>& TMesh<Real, Vertex, Attribute, Index>::operator*=(
-    const TMatrix4x4<Real>& matrix) {
+TMesh<Real, Vertex, Attribute, Index>&
+TMesh<Real, Vertex, Attribute, Index>::operator*=(const TMatrix4x4<Real>& matrix) {
     const unsigned int count = m_Vertices.GetCount();
-    for (unsigned int v = 0; v < count; ++v) m_Vertices[v] *= matrix;
+    for (unsigned int v = 0; v < count; ++v)
+        m_Vertices[v] *= matrix;
     detail::RebuildBox(m_BoundingBox, m_Vertices);
     return *this;
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
-TMesh<Real, Vertex, Attribute, Index>& TMesh<Real, Vertex, Attribute, Index>::operator*=(
-    TQuaternion<Real>& rotation) {
+TMesh<Real, Vertex, Attribute, Index>& TMesh<Real, Vertex, Attribute, Index>::operator*=(TQuaternion<Real>& rotation) {
     // ToMatrix is the rotation for column vectors; our vectors are rows, so
     // the transpose rotates them by the same quaternion.
     TMatrix3x3<Real> matrix = rotation.ToMatrix();

@@ -5,8 +5,8 @@
 namespace Corvane::Pellix::Quorvel {
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
-typename TMesh<Real, Vertex, Attribute, Index>::Vector TMesh<Real, Vertex, Attribute, Index>::GetFaceNormal(
-    unsigned int face) const {
+typename TMesh<Real, Vertex, Attribute, Index>::Vector
+TMesh<Real, Vertex, Attribute, Index>::GetFaceNormal(unsigned int face) const {
     // Always in double: thin float triangles would otherwise lose their
     // normals to cancellation in the cross product.
     const Index* corners = m_Faces[face].m_Corners;
@@ -26,13 +26,15 @@ void TMesh<Real, Vertex, Attribute, Index>::AssignFaceNormals() {
     const unsigned int faceCount = m_Faces.GetCount();
     // Only ever grows: normals of faces beyond the current count stay.
     m_FaceNormals.Expand(faceCount);
-    for (unsigned int f = 0; f < faceCount; ++f) m_FaceNormals[f] = GetFaceNormal(f);
+    for (unsigned int f = 0; f < faceCount; ++f)
+        m_FaceNormals[f] = GetFaceNormal(f);
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMesh<Real, Vertex, Attribute, Index>::AssignVertexNormals() {
     const unsigned int vertexCount = m_Vertices.GetCount();
-    for (unsigned int v = 0; v < vertexCount; ++v) m_Vertices[v].m_Normal = Vector(0, 0, 0);
+    for (unsigned int v = 0; v < vertexCount; ++v)
+        m_Vertices[v].m_Normal = Vector(0, 0, 0);
 
     // Uniform weights: each face adds its unit normal once per corner, so a
     // face naming a vertex twice counts twice there.
@@ -44,7 +46,8 @@ void TMesh<Real, Vertex, Attribute, Index>::AssignVertexNormals() {
         m_Vertices[corners[1]].m_Normal += normal;
         m_Vertices[corners[2]].m_Normal += normal;
     }
-    for (unsigned int v = 0; v < vertexCount; ++v) m_Vertices[v].m_Normal.Normalise();
+    for (unsigned int v = 0; v < vertexCount; ++v)
+        m_Vertices[v].m_Normal.Normalise();
 }
 
 namespace detail {
@@ -52,7 +55,8 @@ namespace detail {
 template <typename Attribute>
 void ZeroAttributes(TList<Attribute>& attributes) {
     const unsigned int count = attributes.GetCount();
-    for (unsigned int i = 0; i < count; ++i) attributes[i] = Attribute(0);
+    for (unsigned int i = 0; i < count; ++i)
+        attributes[i] = Attribute(0);
 }
 
 }  // namespace detail
@@ -80,12 +84,14 @@ Attribute TMesh<Real, Vertex, Attribute, Index>::GetNextFaceAttributeFlag(Attrib
     typedef typename Attribute::ValueType Bits;
     Bits used = seed.m_Value;
     const unsigned int faceCount = m_FaceAttributes.GetCount();
-    for (unsigned int f = 0; f < faceCount; ++f) used = static_cast<Bits>(used | m_FaceAttributes[f].m_Value);
+    for (unsigned int f = 0; f < faceCount; ++f)
+        used = static_cast<Bits>(used | m_FaceAttributes[f].m_Value);
 
     const unsigned int width = sizeof(Bits) * 8;
     for (unsigned int k = 0; k < width; ++k) {
         const Bits bit = static_cast<Bits>(Bits(1) << k);
-        if ((used & bit) == 0) return Attribute(bit);
+        if ((used & bit) == 0)
+            return Attribute(bit);
     }
     return Attribute(0);
 }
@@ -96,7 +102,8 @@ void TMesh<Real, Vertex, Attribute, Index>::SwapFaceFlag(const Attribute& from, 
     // its value.
     const unsigned int count = m_FaceAttributes.GetCount();
     for (unsigned int f = 0; f < count; ++f)
-        if (m_FaceAttributes[f] == from) m_FaceAttributes[f] = to;
+        if (m_FaceAttributes[f] == from)
+            m_FaceAttributes[f] = to;
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
@@ -131,11 +138,13 @@ void TMesh<Real, Vertex, Attribute, Index>::MarkFaceFriends(const Attribute& fla
     // marked earlier in the pass spreads further when its own turn comes.
     const unsigned int faceCount = m_Faces.GetCount();
     for (unsigned int f = 0; f < faceCount; ++f) {
-        if (!(m_FaceAttributes[f] == flag)) continue;
+        if (!(m_FaceAttributes[f] == flag))
+            continue;
         const unsigned int* neighbours = m_FaceConnectivity[f].m_Neighbours;
         for (int k = 0; k < 3; ++k) {
             const unsigned int n = neighbours[k];
-            if (n != CFaceConnections::None && !(m_FaceAttributes[n] == flag)) m_FaceAttributes[n] = mark;
+            if (n != CFaceConnections::None && !(m_FaceAttributes[n] == flag))
+                m_FaceAttributes[n] = mark;
         }
     }
 }
@@ -154,11 +163,13 @@ void TMesh<Real, Vertex, Attribute, Index>::IterateOverFriends(int startFace, vo
     walker.m_UserData = userData;
     // The count is reread every step: the queue grows while it is walked.
     for (unsigned int i = 0; i < queue.GetCount(); ++i) {
-        if (!walker.m_Continue) break;
+        if (!walker.m_Continue)
+            break;
         walker.m_Face = queue[i];
         walker.m_AddNeighbours = false;
         m_FriendEvent.Fire(&walker);
-        if (!walker.m_AddNeighbours) continue;
+        if (!walker.m_AddNeighbours)
+            continue;
         // The face as the handlers left it decides whose neighbours spread.
         const unsigned int* neighbours = m_FaceConnectivity[walker.m_Face].m_Neighbours;
         for (int k = 0; k < 3; ++k) {
@@ -176,7 +187,8 @@ template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMesh<Real, Vertex, Attribute, Index>::SetVertexColours(unsigned int colour) {
     // A TVertexPN has no colour; its SetColour does nothing.
     const unsigned int count = m_Vertices.GetCount();
-    for (unsigned int v = 0; v < count; ++v) m_Vertices[v].SetColour(colour);
+    for (unsigned int v = 0; v < count; ++v)
+        m_Vertices[v].SetColour(colour);
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
@@ -201,7 +213,8 @@ void TMesh<Real, Vertex, Attribute, Index>::InvertFaces(bool updateNormals) {
     }
     // Face normals are deliberately not touched; they stay as they were
     // until AssignFaceNormals runs.
-    if (updateNormals) AssignVertexNormals();
+    if (updateNormals)
+        AssignVertexNormals();
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>

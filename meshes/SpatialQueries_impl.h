@@ -87,8 +87,8 @@ bool TMesh<Real, Vertex, Attribute, Index>::IntersectWith(const TLine3<Real>& li
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
-bool TMesh<Real, Vertex, Attribute, Index>::IntersectWithBFC(const TLine3<Real>& line, unsigned int face,
-                                                             Vector* point, Real* distance, Real tolerance) const {
+bool TMesh<Real, Vertex, Attribute, Index>::IntersectWithBFC(const TLine3<Real>& line, unsigned int face, Vector* point,
+                                                             Real* distance, Real tolerance) const {
     return detail::IntersectFace(line, &TLine3<Real>::IntersectWithBFC, m_Vertices, m_Faces[face], point, distance,
                                  tolerance);
 }
@@ -100,8 +100,8 @@ bool TMesh<Real, Vertex, Attribute, Index>::IntersectWithBFC(const TLine3<Real>&
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
-bool TMesh<Real, Vertex, Attribute, Index>::IntersectWithFFC(const TLine3<Real>& line, unsigned int face,
-                                                             Vector* point, Real* distance, Real tolerance) const {
+bool TMesh<Real, Vertex, Attribute, Index>::IntersectWithFFC(const TLine3<Real>& line, unsigned int face, Vector* point,
+                                                             Real* distance, Real tolerance) const {
     return detail::IntersectFace(line, &TLine3<Real>::IntersectWithFFC, m_Vertices, m_Faces[face], point, distance,
                                  tolerance);
 }
@@ -124,7 +124,8 @@ bool TMesh<Real, Vertex, Attribute, Index>::IntersectWithFFC(const TLine3<Real>&
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 bool TMesh<Real, Vertex, Attribute, Index>::IsWithin(const Vector& point) const {
     typedef detail::RayConstants<Real> Constants;
-    if (!m_BoundingBox.IsWithin(point, Real(0))) return false;
+    if (!m_BoundingBox.IsWithin(point, Real(0)))
+        return false;
     const Real length = (m_BoundingBox.m_Max - m_BoundingBox.m_Min).GetLength();
     const Real tolerance = Real(detail::SegmentTolerance);
     srand(0);
@@ -150,7 +151,8 @@ bool TMesh<Real, Vertex, Attribute, Index>::IsWithin(const Vector& point) const 
 
         // Checked after the first ray is drawn, so a faceless mesh still
         // advances the generator by one pair.
-        if (faceCount == 0) return false;
+        if (faceCount == 0)
+            return false;
 
         int count = 0;
         for (unsigned int f = 0; f < faceCount && count >= 0; ++f) {
@@ -163,8 +165,10 @@ bool TMesh<Real, Vertex, Attribute, Index>::IsWithin(const Vector& point) const 
             else if (code != 1)
                 count = -1;
         }
-        if (count == 0) return false;
-        if (count > 0) return count % 2 == 0;
+        if (count == 0)
+            return false;
+        if (count > 0)
+            return count % 2 == 0;
     }
     return false;
 }
@@ -173,7 +177,8 @@ template <typename Real, typename Vertex, typename Attribute, typename Index>
 bool TMesh<Real, Vertex, Attribute, Index>::IsWithin(const TMesh& other) const {
     const unsigned int count = other.m_Vertices.GetCount();
     for (unsigned int v = 0; v < count; ++v)
-        if (IsWithin(other.m_Vertices[v].m_Position)) return true;
+        if (IsWithin(other.m_Vertices[v].m_Position))
+            return true;
     return false;
 }
 
@@ -182,14 +187,21 @@ bool TMesh<Real, Vertex, Attribute, Index>::IntersectsWith(const TMesh& other) c
     const TBox<Real>& mine = m_BoundingBox;
     const TBox<Real>& theirs = other.m_BoundingBox;
     // Boxes that only touch are not rejected.
-    if (theirs.m_Min.x > mine.m_Max.x) return false;
-    if (theirs.m_Min.y > mine.m_Max.y) return false;
-    if (theirs.m_Min.z > mine.m_Max.z) return false;
-    if (mine.m_Min.x > theirs.m_Max.x) return false;
-    if (mine.m_Min.y > theirs.m_Max.y) return false;
-    if (mine.m_Min.z > theirs.m_Max.z) return false;
+    if (theirs.m_Min.x > mine.m_Max.x)
+        return false;
+    if (theirs.m_Min.y > mine.m_Max.y)
+        return false;
+    if (theirs.m_Min.z > mine.m_Max.z)
+        return false;
+    if (mine.m_Min.x > theirs.m_Max.x)
+        return false;
+    if (mine.m_Min.y > theirs.m_Max.y)
+        return false;
+    if (mine.m_Min.z > theirs.m_Max.z)
+        return false;
 
-    if (IsWithin(other) || other.IsWithin(*this)) return true;
+    if (IsWithin(other) || other.IsWithin(*this))
+        return true;
 
     const Real tolerance = Real(detail::SegmentTolerance);
     const unsigned int faceCount = m_Faces.GetCount();
@@ -207,7 +219,8 @@ bool TMesh<Real, Vertex, Attribute, Index>::IntersectsWith(const TMesh& other) c
             const Vector& p1 = other.m_Vertices[target.m_Corners[1]].m_Position;
             const Vector& p2 = other.m_Vertices[target.m_Corners[2]].m_Position;
             for (int e = 0; e < 3; ++e)
-                if (edges[e].IntersectWith(p0, p1, p2, &scratch, tolerance) != 1) return true;
+                if (edges[e].IntersectWith(p0, p1, p2, &scratch, tolerance) != 1)
+                    return true;
         }
     }
     return false;

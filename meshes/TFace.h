@@ -9,15 +9,16 @@ class TFace {
 public:
     Index m_Corners[3];
 
-    TFace() : m_Corners{0, 0, 0} {}
-    TFace(Index i, Index j, Index k) : m_Corners{i, j, k} {}
+    TFace() : m_Corners{0, 0, 0} { }
+    TFace(Index i, Index j, Index k) : m_Corners{i, j, k} { }
 
     bool operator==(const TFace& o) const {
         return m_Corners[0] == o.m_Corners[0] && m_Corners[1] == o.m_Corners[1] && m_Corners[2] == o.m_Corners[2];
     }
     bool operator<(const TFace& o) const {
         for (int i = 0; i < 3; ++i)
-            if (m_Corners[i] != o.m_Corners[i]) return m_Corners[i] < o.m_Corners[i];
+            if (m_Corners[i] != o.m_Corners[i])
+                return m_Corners[i] < o.m_Corners[i];
         return false;
     }
     bool operator>(const TFace& o) const { return o < *this; }

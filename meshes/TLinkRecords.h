@@ -28,20 +28,16 @@ public:
     bool m_CompareByKey;
 
     TLinkVertex()
-        : m_Position(nullptr), m_Index(0), m_Key(static_cast<Real>(std::numeric_limits<float>::max())),
-          m_Marked(false), m_CompareByKey(false)
-    {
-    }
+        : m_Position(nullptr), m_Index(0), m_Key(static_cast<Real>(std::numeric_limits<float>::max())), m_Marked(false),
+          m_CompareByKey(false) { }
 
     // Only the left operand's flag decides whether keys or positions compare.
-    bool operator<(const TLinkVertex& other) const
-    {
+    bool operator<(const TLinkVertex& other) const {
         if (m_CompareByKey)
             return m_Key < other.m_Key;
         return *m_Position < *other.m_Position;
     }
-    bool operator>(const TLinkVertex& other) const
-    {
+    bool operator>(const TLinkVertex& other) const {
         if (m_CompareByKey)
             return m_Key > other.m_Key;
         return *m_Position > *other.m_Position;
@@ -59,23 +55,20 @@ public:
     TLinkVertex<Real>* m_End;
     unsigned int m_Data[2];
 
-    TLinkEdge() : m_Start(nullptr), m_End(nullptr), m_Data{0, 0} {}
+    TLinkEdge() : m_Start(nullptr), m_End(nullptr), m_Data{0, 0} { }
 
     // Ends are identified by the position they refer to, in order: an edge
     // and its reverse are unequal.
-    bool operator==(const TLinkEdge& other) const
-    {
+    bool operator==(const TLinkEdge& other) const {
         return m_Start->m_Position == other.m_Start->m_Position && m_End->m_Position == other.m_End->m_Position;
     }
 
     // Address order of the start records, which sorts edges by their start
     // vertex as laid out in the pool.
-    bool operator<(const TLinkEdge& other) const
-    {
+    bool operator<(const TLinkEdge& other) const {
         return reinterpret_cast<std::uintptr_t>(m_Start) < reinterpret_cast<std::uintptr_t>(other.m_Start);
     }
-    bool operator>(const TLinkEdge& other) const
-    {
+    bool operator>(const TLinkEdge& other) const {
         return reinterpret_cast<std::uintptr_t>(m_Start) > reinterpret_cast<std::uintptr_t>(other.m_Start);
     }
 };
@@ -90,11 +83,10 @@ public:
     unsigned int m_Flags;
     int m_Index;
 
-    TLinkFace() : m_Links{0, 0, 0}, m_Corners{nullptr, nullptr, nullptr}, m_AreaNormal(), m_Flags(0), m_Index(-1) {}
+    TLinkFace() : m_Links{0, 0, 0}, m_Corners{nullptr, nullptr, nullptr}, m_AreaNormal(), m_Flags(0), m_Index(-1) { }
 
     // Unnormalised, so its length is twice the face area.
-    void CalculateAreaNormal()
-    {
+    void CalculateAreaNormal() {
         const Sarvetta::TVector3<Real>& p0 = *m_Corners[0]->m_Position;
         const Sarvetta::TVector3<Real>& p1 = *m_Corners[1]->m_Position;
         const Sarvetta::TVector3<Real>& p2 = *m_Corners[2]->m_Position;

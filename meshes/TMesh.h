@@ -99,8 +99,8 @@ public:
     /// An empty mesh. The four values are the initial capacity and grow size
     /// of the vertex list and of the face list; the per-vertex and per-face
     /// lists take the matching grow size. The box starts empty.
-    TMesh(unsigned int vertexCapacity = 0, unsigned int vertexGrowSize = 1000,
-          unsigned int faceCapacity = 0, unsigned int faceGrowSize = 1000);
+    TMesh(unsigned int vertexCapacity = 0, unsigned int vertexGrowSize = 1000, unsigned int faceCapacity = 0,
+          unsigned int faceGrowSize = 1000);
     /// Deep copy of every list and the box, face normals included; whatever
     /// was current in `other` is current in the copy. Observers of
     /// m_FriendEvent are not copied.
@@ -304,20 +304,23 @@ public:
     /// Hit of the line with one face: true only at a non-negative line
     /// parameter. `point` and `distance` receive the hit even when it lies
     /// behind the origin and false is returned.
-    bool IntersectWith(const TLine3<Real>& line, unsigned int face, Vector* point, Real* distance, Real tolerance) const;
+    bool IntersectWith(const TLine3<Real>& line, unsigned int face, Vector* point, Real* distance,
+                       Real tolerance) const;
     /// Nearest hit in front of the line's origin over all faces (ties: the
     /// lower face); `point` is written only on a hit.
     bool IntersectWith(const TLine3<Real>& line, Vector* point, Real tolerance) const;
     /// As IntersectWith, counting only faces seen from the front (back faces
     /// culled).
     ///@{
-    bool IntersectWithBFC(const TLine3<Real>& line, unsigned int face, Vector* point, Real* distance, Real tolerance) const;
+    bool IntersectWithBFC(const TLine3<Real>& line, unsigned int face, Vector* point, Real* distance,
+                          Real tolerance) const;
     bool IntersectWithBFC(const TLine3<Real>& line, Vector* point, Real tolerance) const;
     ///@}
     /// As IntersectWith, counting only faces seen from the back (front faces
     /// culled).
     ///@{
-    bool IntersectWithFFC(const TLine3<Real>& line, unsigned int face, Vector* point, Real* distance, Real tolerance) const;
+    bool IntersectWithFFC(const TLine3<Real>& line, unsigned int face, Vector* point, Real* distance,
+                          Real tolerance) const;
     bool IntersectWithFFC(const TLine3<Real>& line, Vector* point, Real tolerance) const;
     ///@}
     /// Inside test by random rays: true when a ray cleanly crosses the faces
@@ -484,19 +487,23 @@ private:
 };
 
 // Calls X(Real, vertex template, attribute, index) for each exported mesh type.
-#define QUORVEL_FOR_EACH_MESH(X)                                                                  \
-    X(float, TVertexPN, CA8, unsigned short) X(float, TVertexPN, CA16, unsigned short)            \
-    X(float, TVertexPN, CA32, unsigned short) X(float, TVertexPN, CA8, unsigned int)              \
-    X(float, TVertexPN, CA16, unsigned int) X(float, TVertexPN, CA32, unsigned int)               \
-    X(float, TVertexPNC, CA8, unsigned short) X(float, TVertexPNC, CA16, unsigned short)          \
-    X(float, TVertexPNC, CA32, unsigned short) X(float, TVertexPNC, CA8, unsigned int)            \
-    X(float, TVertexPNC, CA16, unsigned int) X(float, TVertexPNC, CA32, unsigned int)             \
-    X(double, TVertexPN, CA8, unsigned short) X(double, TVertexPN, CA16, unsigned short)          \
-    X(double, TVertexPN, CA32, unsigned short) X(double, TVertexPN, CA8, unsigned int)            \
-    X(double, TVertexPN, CA16, unsigned int) X(double, TVertexPN, CA32, unsigned int)             \
-    X(double, TVertexPNC, CA8, unsigned short) X(double, TVertexPNC, CA16, unsigned short)        \
-    X(double, TVertexPNC, CA32, unsigned short) X(double, TVertexPNC, CA8, unsigned int)          \
-    X(double, TVertexPNC, CA16, unsigned int) X(double, TVertexPNC, CA32, unsigned int)
+#define QUORVEL_FOR_EACH_MESH(X)                                                                                       \
+    X(float, TVertexPN, CA8, unsigned short)                                                                           \
+    X(float, TVertexPN, CA16, unsigned short)                                                                          \
+    X(float, TVertexPN, CA32, unsigned short)                                                                          \
+    X(float, TVertexPN, CA8, unsigned int) X(float, TVertexPN, CA16, unsigned int)                                     \
+        X(float, TVertexPN, CA32, unsigned int) X(float, TVertexPNC, CA8, unsigned short)                              \
+            X(float, TVertexPNC, CA16, unsigned short) X(float, TVertexPNC, CA32, unsigned short)                      \
+                X(float, TVertexPNC, CA8, unsigned int) X(float, TVertexPNC, CA16, unsigned int)                       \
+                    X(float, TVertexPNC, CA32, unsigned int) X(double, TVertexPN, CA8, unsigned short)                 \
+                        X(double, TVertexPN, CA16, unsigned short) X(double, TVertexPN, CA32, unsigned short)          \
+                            X(double, TVertexPN, CA8, unsigned int) X(double, TVertexPN, CA16, unsigned int)           \
+                                X(double, TVertexPN, CA32, unsigned int) X(double, TVertexPNC, CA8, unsigned short)    \
+                                    X(double, TVertexPNC, CA16, unsigned short)                                        \
+                                        X(double, TVertexPNC, CA32, unsigned short)                                    \
+                                            X(double, TVertexPNC, CA8, unsigned int)                                   \
+                                                X(double, TVertexPNC, CA16, unsigned int)                              \
+                                                    X(double, TVertexPNC, CA32, unsigned int)
 
 #define QUORVEL_EXTERN_MESH(R, V, A, I) extern template class TMesh<R, V<R>, A, I>;
 QUORVEL_FOR_EACH_MESH(QUORVEL_EXTERN_MESH)
@@ -518,7 +525,7 @@ extern template class Lintorra::TList<Quorvel::CA16>;
 extern template class Lintorra::TList<Quorvel::CA32>;
 extern template class Lintorra::TList<Quorvel::CFaceConnections>;
 
-#define QUORVEL_EXTERN_MESH_LIST(R, V, A, I) \
+#define QUORVEL_EXTERN_MESH_LIST(R, V, A, I)                                                                           \
     extern template class Lintorra::TList<Quorvel::TMesh<R, Quorvel::V<R>, Quorvel::A, I>*>;
 QUORVEL_FOR_EACH_MESH(QUORVEL_EXTERN_MESH_LIST)
 #undef QUORVEL_EXTERN_MESH_LIST

@@ -18,16 +18,48 @@ using Sarvetta::TVector4;
 template <typename Vertex, typename Real>
 class TVertexOperators {
 public:
-    Vertex operator+(const TVector3<Real>& v) const { Vertex r(Self()); r.m_Position += v; return r; }
-    Vertex operator-(const TVector3<Real>& v) const { Vertex r(Self()); r.m_Position -= v; return r; }
-    Vertex& operator+=(const TVector3<Real>& v) { Self().m_Position += v; return Self(); }
-    Vertex& operator-=(const TVector3<Real>& v) { Self().m_Position -= v; return Self(); }
-    Vertex operator*(const Real& s) const { Vertex r(Self()); r.m_Position *= s; return r; }
-    Vertex operator/(const Real& s) const { Vertex r(Self()); r.m_Position /= s; return r; }
-    Vertex& operator*=(const Real& s) { Self().m_Position *= s; return Self(); }
-    Vertex& operator/=(const Real& s) { Self().m_Position /= s; return Self(); }
+    Vertex operator+(const TVector3<Real>& v) const {
+        Vertex r(Self());
+        r.m_Position += v;
+        return r;
+    }
+    Vertex operator-(const TVector3<Real>& v) const {
+        Vertex r(Self());
+        r.m_Position -= v;
+        return r;
+    }
+    Vertex& operator+=(const TVector3<Real>& v) {
+        Self().m_Position += v;
+        return Self();
+    }
+    Vertex& operator-=(const TVector3<Real>& v) {
+        Self().m_Position -= v;
+        return Self();
+    }
+    Vertex operator*(const Real& s) const {
+        Vertex r(Self());
+        r.m_Position *= s;
+        return r;
+    }
+    Vertex operator/(const Real& s) const {
+        Vertex r(Self());
+        r.m_Position /= s;
+        return r;
+    }
+    Vertex& operator*=(const Real& s) {
+        Self().m_Position *= s;
+        return Self();
+    }
+    Vertex& operator/=(const Real& s) {
+        Self().m_Position /= s;
+        return Self();
+    }
 
-    Vertex operator*(const TMatrix3x3<Real>& m) const { Vertex r(Self()); r *= m; return r; }
+    Vertex operator*(const TMatrix3x3<Real>& m) const {
+        Vertex r(Self());
+        r *= m;
+        return r;
+    }
     Vertex& operator*=(const TMatrix3x3<Real>& m) {
         Self().m_Position *= m;
         Self().m_Normal *= m;
@@ -50,10 +82,8 @@ public:
     TVector3<Real> m_Normal;
 
     TVertexPN() = default;
-    TVertexPN(const TVector3<Real>& position, const TVector3<Real>& normal)
-        : m_Position(position), m_Normal(normal) {}
-    TVertexPN(Real x, Real y, Real z, Real nx, Real ny, Real nz)
-        : m_Position(x, y, z), m_Normal(nx, ny, nz) {}
+    TVertexPN(const TVector3<Real>& position, const TVector3<Real>& normal) : m_Position(position), m_Normal(normal) { }
+    TVertexPN(Real x, Real y, Real z, Real nx, Real ny, Real nz) : m_Position(x, y, z), m_Normal(nx, ny, nz) { }
 
     bool operator==(const TVertexPN& other) const {
         return m_Position == other.m_Position && m_Normal == other.m_Normal;
@@ -63,7 +93,11 @@ public:
     bool operator<(const TVertexPN& other) const { return m_Position < other.m_Position; }
     bool operator>(const TVertexPN& other) const { return m_Position > other.m_Position; }
 
-    TVertexPN operator*(const TMatrix4x4<Real>& m) const { TVertexPN r(*this); r *= m; return r; }
+    TVertexPN operator*(const TMatrix4x4<Real>& m) const {
+        TVertexPN r(*this);
+        r *= m;
+        return r;
+    }
     TVertexPN& operator*=(const TMatrix4x4<Real>& m) {
         // The position is a point (w = 1), the normal a direction (w = 0).
         TVector4<Real> p(m_Position.x, m_Position.y, m_Position.z, Real(1));
@@ -82,11 +116,15 @@ public:
     // The fixed export format is single precision whatever Real is, and a
     // vertex without colour reports colour 0.
     void GetData(float& x, float& y, float& z, float& nx, float& ny, float& nz, unsigned int& colour) const {
-        x = float(m_Position.x); y = float(m_Position.y); z = float(m_Position.z);
-        nx = float(m_Normal.x); ny = float(m_Normal.y); nz = float(m_Normal.z);
+        x = float(m_Position.x);
+        y = float(m_Position.y);
+        z = float(m_Position.z);
+        nx = float(m_Normal.x);
+        ny = float(m_Normal.y);
+        nz = float(m_Normal.z);
         colour = 0;
     }
-    void SetColour(unsigned int) {}
+    void SetColour(unsigned int) { }
 };
 
 extern template class TVertexPN<float>;

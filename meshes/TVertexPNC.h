@@ -19,9 +19,9 @@ public:
     // The colour may be left out, so code written for TVertexPN builds these
     // vertices too; such a vertex is black, as a default-constructed one is.
     TVertexPNC(const TVector3<Real>& position, const TVector3<Real>& normal, unsigned int colour = 0)
-        : m_Position(position), m_Normal(normal), m_Colour(colour) {}
+        : m_Position(position), m_Normal(normal), m_Colour(colour) { }
     TVertexPNC(Real x, Real y, Real z, Real nx, Real ny, Real nz, unsigned int colour = 0)
-        : m_Position(x, y, z), m_Normal(nx, ny, nz), m_Colour(colour) {}
+        : m_Position(x, y, z), m_Normal(nx, ny, nz), m_Colour(colour) { }
 
     bool operator==(const TVertexPNC& other) const {
         return m_Position == other.m_Position && m_Normal == other.m_Normal && m_Colour == other.m_Colour;
@@ -29,7 +29,11 @@ public:
     bool operator<(const TVertexPNC& other) const { return m_Position < other.m_Position; }
     bool operator>(const TVertexPNC& other) const { return m_Position > other.m_Position; }
 
-    TVertexPNC operator*(const TMatrix4x4<Real>& m) const { TVertexPNC r(*this); r *= m; return r; }
+    TVertexPNC operator*(const TMatrix4x4<Real>& m) const {
+        TVertexPNC r(*this);
+        r *= m;
+        return r;
+    }
     // Unlike TVertexPN the normal is not re-normalised: callers that transform
     // coloured meshes re-derive their normals where they need unit length.
     TVertexPNC& operator*=(const TMatrix4x4<Real>& m) {
@@ -46,8 +50,12 @@ public:
     operator const Real*() const { return &m_Position.x; }
 
     void GetData(float& x, float& y, float& z, float& nx, float& ny, float& nz, unsigned int& colour) const {
-        x = float(m_Position.x); y = float(m_Position.y); z = float(m_Position.z);
-        nx = float(m_Normal.x); ny = float(m_Normal.y); nz = float(m_Normal.z);
+        x = float(m_Position.x);
+        y = float(m_Position.y);
+        z = float(m_Position.z);
+        nx = float(m_Normal.x);
+        ny = float(m_Normal.y);
+        nz = float(m_Normal.z);
         colour = m_Colour;
     }
     void SetColour(unsigned int colour) { m_Colour = colour; }

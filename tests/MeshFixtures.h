@@ -61,7 +61,8 @@ void MakeTetrahedron(Mesh& mesh) {
 // Axis-aligned box [0,sx]x[0,sy]x[0,sz] of 8 vertices and 12 outward faces.
 template <typename Mesh>
 void MakeBox(Mesh& mesh, double sx = 1, double sy = 1, double sz = 1) {
-    for (int i = 0; i < 8; ++i) AddVertex(mesh, (i & 1) ? sx : 0, (i & 2) ? sy : 0, (i & 4) ? sz : 0);
+    for (int i = 0; i < 8; ++i)
+        AddVertex(mesh, (i & 1) ? sx : 0, (i & 2) ? sy : 0, (i & 4) ? sz : 0);
     const unsigned int quads[6][4] = {{0, 2, 3, 1}, {4, 5, 7, 6}, {0, 1, 5, 4},
                                       {2, 6, 7, 3}, {0, 4, 6, 2}, {1, 3, 7, 5}};
     for (auto& q : quads) {
@@ -75,7 +76,8 @@ void MakeBox(Mesh& mesh, double sx = 1, double sy = 1, double sz = 1) {
 template <typename Mesh>
 void MakeGrid(Mesh& mesh, unsigned int n, unsigned int m, double h = 1) {
     for (unsigned int j = 0; j <= m; ++j)
-        for (unsigned int i = 0; i <= n; ++i) AddVertex(mesh, i * h, j * h, 0);
+        for (unsigned int i = 0; i <= n; ++i)
+            AddVertex(mesh, i * h, j * h, 0);
     for (unsigned int j = 0; j < m; ++j)
         for (unsigned int i = 0; i < n; ++i) {
             const unsigned int a = j * (n + 1) + i, b = a + 1, c = a + n + 1, d = c + 1;
@@ -89,19 +91,19 @@ void MakeGrid(Mesh& mesh, unsigned int n, unsigned int m, double h = 1) {
 template <typename Mesh>
 void MakeIcosphere(Mesh& mesh, unsigned int levels, double radius = 1) {
     const double t = (1 + std::sqrt(5.0)) / 2;
-    std::vector<std::array<double, 3>> p = {{-1, t, 0}, {1, t, 0}, {-1, -t, 0}, {1, -t, 0},
-                                            {0, -1, t}, {0, 1, t}, {0, -1, -t}, {0, 1, -t},
-                                            {t, 0, -1}, {t, 0, 1}, {-t, 0, -1}, {-t, 0, 1}};
-    std::vector<std::array<unsigned int, 3>> f = {
-        {0, 11, 5}, {0, 5, 1}, {0, 1, 7}, {0, 7, 10}, {0, 10, 11}, {1, 5, 9}, {5, 11, 4},
-        {11, 10, 2}, {10, 7, 6}, {7, 1, 8}, {3, 9, 4}, {3, 4, 2}, {3, 2, 6}, {3, 6, 8},
-        {3, 8, 9}, {4, 9, 5}, {2, 4, 11}, {6, 2, 10}, {8, 6, 7}, {9, 8, 1}};
+    std::vector<std::array<double, 3>> p = {{-1, t, 0},  {1, t, 0},  {-1, -t, 0}, {1, -t, 0}, {0, -1, t},  {0, 1, t},
+                                            {0, -1, -t}, {0, 1, -t}, {t, 0, -1},  {t, 0, 1},  {-t, 0, -1}, {-t, 0, 1}};
+    std::vector<std::array<unsigned int, 3>> f = {{0, 11, 5}, {0, 5, 1},  {0, 1, 7},   {0, 7, 10}, {0, 10, 11},
+                                                  {1, 5, 9},  {5, 11, 4}, {11, 10, 2}, {10, 7, 6}, {7, 1, 8},
+                                                  {3, 9, 4},  {3, 4, 2},  {3, 2, 6},   {3, 6, 8},  {3, 8, 9},
+                                                  {4, 9, 5},  {2, 4, 11}, {6, 2, 10},  {8, 6, 7},  {9, 8, 1}};
     for (unsigned int l = 0; l < levels; ++l) {
         std::map<std::pair<unsigned int, unsigned int>, unsigned int> mid;
         auto midpoint = [&](unsigned int a, unsigned int b) {
             auto key = std::make_pair(std::min(a, b), std::max(a, b));
             auto it = mid.find(key);
-            if (it != mid.end()) return it->second;
+            if (it != mid.end())
+                return it->second;
             p.push_back({(p[a][0] + p[b][0]) / 2, (p[a][1] + p[b][1]) / 2, (p[a][2] + p[b][2]) / 2});
             return mid[key] = unsigned(p.size() - 1);
         };
@@ -119,7 +121,8 @@ void MakeIcosphere(Mesh& mesh, unsigned int levels, double radius = 1) {
         const double len = std::sqrt(q[0] * q[0] + q[1] * q[1] + q[2] * q[2]);
         AddVertex(mesh, q[0] / len * radius, q[1] / len * radius, q[2] / len * radius);
     }
-    for (auto& tri : f) AddFace(mesh, tri[0], tri[1], tri[2]);
+    for (auto& tri : f)
+        AddFace(mesh, tri[0], tri[1], tri[2]);
 }
 
 // Builds all three adjacency tables from scratch.
@@ -192,8 +195,10 @@ template <typename Mesh>
 void AddTables(Mesh& mesh, const std::vector<std::array<double, 3>>& points,
                const std::vector<std::array<unsigned int, 3>>& faces) {
     const unsigned int base = mesh.m_Vertices.GetCount();
-    for (const auto& p : points) AddVertex(mesh, p[0], p[1], p[2]);
-    for (const auto& f : faces) AddFace(mesh, base + f[0], base + f[1], base + f[2]);
+    for (const auto& p : points)
+        AddVertex(mesh, p[0], p[1], p[2]);
+    for (const auto& f : faces)
+        AddFace(mesh, base + f[0], base + f[1], base + f[2]);
 }
 
 }  // namespace QuorvelTest
@@ -203,7 +208,7 @@ namespace QuorvelTest {
 // Deterministic noise in [-1, 1] (xorshift), the same on every platform.
 class CNoise {
 public:
-    explicit CNoise(unsigned int seed) : m_State(seed ? seed : 1u) {}
+    explicit CNoise(unsigned int seed) : m_State(seed ? seed : 1u) { }
     double Next() {
         m_State ^= m_State << 13;
         m_State ^= m_State >> 17;
@@ -231,7 +236,8 @@ void MakeBladeStrip(Mesh& mesh, unsigned int chordPoints = 200, unsigned int ban
         // Neighbouring rims differ in point count by up to a fifth.
         const unsigned int count = chordPoints - (r % 2) * (chordPoints / 5) + r;
         std::vector<double>& s = rims[r];
-        for (unsigned int i = 0; i < count; ++i) s.push_back((i + (i > 0 && i + 1 < count ? 0.3 * noise.Next() : 0)) / (count - 1));
+        for (unsigned int i = 0; i < count; ++i)
+            s.push_back((i + (i > 0 && i + 1 < count ? 0.3 * noise.Next() : 0)) / (count - 1));
         first[r] = mesh.m_Vertices.GetCount() - base;
         const double t = double(r) / bands;
         const double twist = 1.1 * t, span = 4.0 * t;
@@ -278,9 +284,12 @@ void MakePiercedBlock(Mesh& mesh, unsigned int columns = 4, unsigned int rows = 
     };
     for (unsigned int top = 0; top < 2; ++top)
         for (unsigned int j = 0; j <= rows; ++j)
-            for (unsigned int i = 0; i <= columns; ++i) AddVertex(mesh, i, j, top * depth);
+            for (unsigned int i = 0; i <= columns; ++i)
+                AddVertex(mesh, i, j, top * depth);
     const unsigned int rimBase = mesh.m_Vertices.GetCount();
-    auto rim = [&](unsigned int cell, unsigned int k, unsigned int top) { return rimBase + (2 * cell + top) * sides + k % sides; };
+    auto rim = [&](unsigned int cell, unsigned int k, unsigned int top) {
+        return rimBase + (2 * cell + top) * sides + k % sides;
+    };
     for (unsigned int j = 0; j < rows; ++j)
         for (unsigned int i = 0; i < columns; ++i)
             for (unsigned int top = 0; top < 2; ++top)
@@ -288,7 +297,8 @@ void MakePiercedBlock(Mesh& mesh, unsigned int columns = 4, unsigned int rows = 
                     // Rim points start half a step past the diagonal, so none
                     // lies on a line to a corner.
                     const double angle = 2 * pi * (k + 0.5) / sides + pi / 4;
-                    AddVertex(mesh, i + 0.5 + radius * std::cos(angle), j + 0.5 + radius * std::sin(angle), top * depth);
+                    AddVertex(mesh, i + 0.5 + radius * std::cos(angle), j + 0.5 + radius * std::sin(angle),
+                              top * depth);
                 }
     auto face = [&](unsigned int p, unsigned int q, unsigned int r, bool flip) {
         if (flip)
@@ -315,7 +325,8 @@ void MakePiercedBlock(Mesh& mesh, unsigned int columns = 4, unsigned int rows = 
             }
             // Hole walls face into the hole.
             for (unsigned int k = 0; k < sides; ++k) {
-                const unsigned int b0 = rim(cell, k, 0), b1 = rim(cell, k + 1, 0), t0 = rim(cell, k, 1), t1 = rim(cell, k + 1, 1);
+                const unsigned int b0 = rim(cell, k, 0), b1 = rim(cell, k + 1, 0), t0 = rim(cell, k, 1),
+                                   t1 = rim(cell, k + 1, 1);
                 AddFace(mesh, b0, t0, t1);
                 AddFace(mesh, b0, t1, b1);
             }
@@ -344,8 +355,8 @@ template <typename Mesh>
 void MakeScannedCreature(Mesh& mesh, unsigned int levels = 4, double noiseLevel = 0.1, unsigned int seed = 99) {
     MakeIcosphere(mesh, levels);
     CNoise noise(seed);
-    const double limbs[6][3] = {{0.6, 0.6, -0.53}, {-0.6, 0.6, -0.53}, {0.6, -0.6, -0.53},
-                                {-0.6, -0.6, -0.53}, {0.0, 0.9, 0.44}, {0.0, -0.95, 0.31}};
+    const double limbs[6][3] = {{0.6, 0.6, -0.53},   {-0.6, 0.6, -0.53}, {0.6, -0.6, -0.53},
+                                {-0.6, -0.6, -0.53}, {0.0, 0.9, 0.44},   {0.0, -0.95, 0.31}};
     const double edge = 1.1 / (1u << levels);
     for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) {
         auto& p = mesh.m_Vertices[v].m_Position;
@@ -432,7 +443,8 @@ void MakeDenseRimCylinder(Mesh& mesh, unsigned int dense = 400, unsigned int coa
         std::vector<unsigned int> ring = AddRing(mesh, k == 0 ? dense : coarse, [&](double a) {
             return std::array<double, 3>{std::cos(a), std::sin(a), z};
         });
-        if (k > 0) AddRingStrip(mesh, previous, ring);
+        if (k > 0)
+            AddRingStrip(mesh, previous, ring);
         previous.swap(ring);
     }
 }
@@ -461,7 +473,8 @@ void MakeCutSphere(Mesh& mesh, unsigned int dense = 400, unsigned int coarse = 4
             k == rings ? dense : std::max(6u, static_cast<unsigned int>(std::lround(coarse * std::sin(theta))));
         std::vector<unsigned int> ring = AddRing(mesh, count, [&](double a) { return place(theta, a); });
         if (k == 1)
-            for (unsigned int i = 0; i < count; ++i) AddFace(mesh, apex, ring[i], ring[(i + 1) % count]);
+            for (unsigned int i = 0; i < count; ++i)
+                AddFace(mesh, apex, ring[i], ring[(i + 1) % count]);
         else
             AddRingStrip(mesh, ring, previous);
         previous.swap(ring);
@@ -486,18 +499,21 @@ void MakePlateWithDenseHoles(Mesh& mesh, unsigned int columns = 2, unsigned int 
             const auto onSquare = [](double share) {
                 double s = 8 * share + 1;  // perimeter length from (1, -1)
                 s = std::fmod(s, 8.0);
-                if (s < 2) return std::array<double, 2>{1, s - 1};
-                if (s < 4) return std::array<double, 2>{3 - s, 1};
-                if (s < 6) return std::array<double, 2>{-1, 5 - s};
+                if (s < 2)
+                    return std::array<double, 2>{1, s - 1};
+                if (s < 4)
+                    return std::array<double, 2>{3 - s, 1};
+                if (s < 6)
+                    return std::array<double, 2>{-1, 5 - s};
                 return std::array<double, 2>{s - 7, -1};
             };
             std::vector<unsigned int> previous;
             for (unsigned int k = 0; k <= rings; ++k) {
                 const double blend = double(k) / rings;
-                const unsigned int count = k == 0 ? dense
-                                                  : static_cast<unsigned int>(std::lround(
-                                                        (1 - blend) * 2 * 3.14159265358979323846 * radius * side / 2 +
-                                                        blend * 4 * side));
+                const unsigned int count =
+                    k == 0 ? dense
+                           : static_cast<unsigned int>(std::lround(
+                                 (1 - blend) * 2 * 3.14159265358979323846 * radius * side / 2 + blend * 4 * side));
                 const unsigned int n = k == rings ? 4 * side : std::max(8u, count);
                 std::vector<unsigned int> ring(n);
                 for (unsigned int i = 0; i < n; ++i) {
@@ -516,7 +532,8 @@ void MakePlateWithDenseHoles(Mesh& mesh, unsigned int columns = 2, unsigned int 
                     ring[i] = mesh.m_Vertices.GetCount();
                     AddVertex(mesh, x, y, 0);
                 }
-                if (k > 0) AddRingStrip(mesh, previous, ring);
+                if (k > 0)
+                    AddRingStrip(mesh, previous, ring);
                 previous.swap(ring);
             }
         }

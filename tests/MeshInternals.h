@@ -12,27 +12,45 @@ namespace Corvane::Pellix::Quorvel {
 
 struct CMeshTestAccess {
     template <typename Mesh, typename... Args>
-    static bool SplitEdges(Mesh& mesh, Args&&... args) { return mesh.SplitEdges(std::forward<Args>(args)...); }
+    static bool SplitEdges(Mesh& mesh, Args&&... args) {
+        return mesh.SplitEdges(std::forward<Args>(args)...);
+    }
     template <typename Mesh, typename... Args>
-    static bool CollapseEdges(Mesh& mesh, Args&&... args) { return mesh.CollapseEdges(std::forward<Args>(args)...); }
+    static bool CollapseEdges(Mesh& mesh, Args&&... args) {
+        return mesh.CollapseEdges(std::forward<Args>(args)...);
+    }
     template <typename Mesh>
-    static bool FlipEdges(Mesh& mesh) { return mesh.FlipEdges(); }
+    static bool FlipEdges(Mesh& mesh) {
+        return mesh.FlipEdges();
+    }
     template <typename Mesh>
-    static void RelaxVertices(Mesh& mesh) { mesh.RelaxVertices(); }
+    static void RelaxVertices(Mesh& mesh) {
+        mesh.RelaxVertices();
+    }
     template <typename Mesh>
-    static void StitchOpenEdges(Mesh& mesh) { mesh.StitchOpenEdges(); }
+    static void StitchOpenEdges(Mesh& mesh) {
+        mesh.StitchOpenEdges();
+    }
     template <typename Mesh, typename... Args>
-    static void AddDegenerateFace(Mesh& mesh, Args&&... args) { mesh.AddDegenerateFace(std::forward<Args>(args)...); }
+    static void AddDegenerateFace(Mesh& mesh, Args&&... args) {
+        mesh.AddDegenerateFace(std::forward<Args>(args)...);
+    }
     template <typename Mesh, typename... Args>
-    static void AddEdgePair(Mesh& mesh, Args&&... args) { mesh.AddEdgePair(std::forward<Args>(args)...); }
+    static void AddEdgePair(Mesh& mesh, Args&&... args) {
+        mesh.AddEdgePair(std::forward<Args>(args)...);
+    }
     template <typename Mesh, typename... Args>
-    static void FindMatchedEdge(Mesh& mesh, Args&&... args) { mesh.FindMatchedEdge(std::forward<Args>(args)...); }
+    static void FindMatchedEdge(Mesh& mesh, Args&&... args) {
+        mesh.FindMatchedEdge(std::forward<Args>(args)...);
+    }
     template <typename Mesh, typename... Args>
     static void InfillBetweenTwoPoints(Mesh& mesh, Args&&... args) {
         mesh.InfillBetweenTwoPoints(std::forward<Args>(args)...);
     }
     template <typename Mesh>
-    static int CalculateValenceSum(Mesh& mesh, int* a, int* b) { return mesh.CalculateValenceSum(a, b); }
+    static int CalculateValenceSum(Mesh& mesh, int* a, int* b) {
+        return mesh.CalculateValenceSum(a, b);
+    }
 };
 
 }  // namespace Corvane::Pellix::Quorvel

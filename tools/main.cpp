@@ -9,8 +9,7 @@
 #include "commands/Command.h"
 #include "core/ToolError.h"
 
-int main(int argc, char** argv)
-{
+int main(int argc, char** argv) {
     using namespace Corvane::Pellix::Quorvel::Tool;
     const std::vector<std::string> arguments(argv + 1, argv + argc);
     try {

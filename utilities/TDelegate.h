@@ -14,27 +14,26 @@ public:
     CDelObserver* m_Observer;
     Method m_Method;
 
-    TDelegate() : m_Observer(nullptr), m_Method(nullptr) {}
-    TDelegate(CDelObserver* observer, Method method) : m_Observer(observer), m_Method(method) {}
+    TDelegate() : m_Observer(nullptr), m_Method(nullptr) { }
+    TDelegate(CDelObserver* observer, Method method) : m_Observer(observer), m_Method(method) { }
 
     // Binds a member of a class derived from CDelObserver without a cast at
     // the call site.
     template <class Observer>
     TDelegate(Observer* observer, void (Observer::*method)(Arg))
-        : m_Observer(observer), m_Method(static_cast<Method>(method))
-    {
-    }
+        : m_Observer(observer), m_Method(static_cast<Method>(method)) { }
 
-    TDelegate(const TDelegate& other) : m_Observer(other.m_Observer), m_Method(other.m_Method) {}
+    TDelegate(const TDelegate& other) : m_Observer(other.m_Observer), m_Method(other.m_Method) { }
 
-    TDelegate& operator=(const TDelegate& other)
-    {
+    TDelegate& operator=(const TDelegate& other) {
         m_Observer = other.m_Observer;
         m_Method = other.m_Method;
         return *this;
     }
 
-    bool operator==(const TDelegate& other) const { return m_Method == other.m_Method && m_Observer == other.m_Observer; }
+    bool operator==(const TDelegate& other) const {
+        return m_Method == other.m_Method && m_Observer == other.m_Observer;
+    }
     bool operator!=(const TDelegate& other) const { return !(*this == other); }
 
     void Invoke(Arg argument) const { (m_Observer->*m_Method)(argument); }

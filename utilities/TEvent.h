@@ -23,21 +23,19 @@ public:
     unsigned int m_DelegateCount;
     unsigned int m_FunctionCount;
 
-    TEvent() : m_Delegates(nullptr), m_Functions(nullptr), m_DelegateCount(0), m_FunctionCount(0) {}
+    TEvent() : m_Delegates(nullptr), m_Functions(nullptr), m_DelegateCount(0), m_FunctionCount(0) { }
 
     // A copy shares the arrays, as assignment does; only one of the two may
     // release them.
     TEvent(const TEvent&) = default;
 
-    ~TEvent()
-    {
+    ~TEvent() {
         delete[] m_Delegates;
         delete[] m_Functions;
     }
 
     // Deliberately shallow: both events share the arrays afterwards.
-    TEvent& operator=(const TEvent& other)
-    {
+    TEvent& operator=(const TEvent& other) {
         m_Delegates = other.m_Delegates;
         m_Functions = other.m_Functions;
         m_DelegateCount = other.m_DelegateCount;
@@ -46,8 +44,7 @@ public:
     }
 
     // No duplicate check: a handler registered twice runs twice.
-    TEvent& operator+=(Function function)
-    {
+    TEvent& operator+=(Function function) {
         Function* functions = new Function[m_FunctionCount + 1];
         for (unsigned int i = 0; i < m_FunctionCount; ++i)
             functions[i] = m_Functions[i];
@@ -58,8 +55,7 @@ public:
         return *this;
     }
 
-    TEvent& operator+=(const TDelegate<Arg>& delegate)
-    {
+    TEvent& operator+=(const TDelegate<Arg>& delegate) {
         TDelegate<Arg>* delegates = new TDelegate<Arg>[m_DelegateCount + 1];
         for (unsigned int i = 0; i < m_DelegateCount; ++i)
             delegates[i] = m_Delegates[i];
@@ -72,8 +68,7 @@ public:
 
     // Removes every equal entry and rebuilds the array even when none matched;
     // with no functions registered it does nothing at all.
-    TEvent& operator-=(Function function)
-    {
+    TEvent& operator-=(Function function) {
         if (m_FunctionCount == 0)
             return *this;
         unsigned int kept = 0;
@@ -93,8 +88,7 @@ public:
 
     // Unlike the function form, this rebuilds (to a zero-length array) even
     // when no delegate is registered.
-    TEvent& operator-=(const TDelegate<Arg>& delegate)
-    {
+    TEvent& operator-=(const TDelegate<Arg>& delegate) {
         unsigned int kept = 0;
         for (unsigned int i = 0; i < m_DelegateCount; ++i)
             if (m_Delegates[i] != delegate)
@@ -110,8 +104,7 @@ public:
         return *this;
     }
 
-    void Fire(Arg argument)
-    {
+    void Fire(Arg argument) {
         for (unsigned int i = 0; i < m_DelegateCount; ++i) {
             CDelObserver* observer = m_Delegates[i].m_Observer;
             typename TDelegate<Arg>::Method method = m_Delegates[i].m_Method;

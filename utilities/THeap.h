@@ -22,8 +22,7 @@ public:
     Node* m_Current;
 
     THeap(unsigned int initialBlockSize = 0, unsigned int growSize = 1000)
-        : m_Count(0), m_GrowSize(growSize), m_First(nullptr), m_Current(nullptr)
-    {
+        : m_Count(0), m_GrowSize(growSize), m_First(nullptr), m_Current(nullptr) {
         if (initialBlockSize != 0)
             m_First = m_Current = NewNode(initialBlockSize);
     }
@@ -35,8 +34,7 @@ public:
     ~THeap() { Clear(true); }
 
     // Deliberately shallow: both pools then share one chain.
-    THeap& operator=(const THeap& other)
-    {
+    THeap& operator=(const THeap& other) {
         m_Count = other.m_Count;
         m_GrowSize = other.m_GrowSize;
         m_First = other.m_First;
@@ -44,21 +42,22 @@ public:
         return *this;
     }
 
-    void Add(const T& value) { NextBlock()->Add(value); ++m_Count; }
+    void Add(const T& value) {
+        NextBlock()->Add(value);
+        ++m_Count;
+    }
     void Add(const T* value) { Add(*value); }
 
     // Appends an element as T's constructor leaves it (a reused slot would
     // otherwise keep the value from before a Clear(false)).
-    T* Add()
-    {
+    T* Add() {
         THeapBlock<T>* block = NextBlock();
         block->Add(T());
         ++m_Count;
         return block->m_Data + (block->m_Count - 1);
     }
 
-    void AddRange(const T* source, unsigned int n)
-    {
+    void AddRange(const T* source, unsigned int n) {
         if (m_First == nullptr)
             m_First = m_Current = NewNode(m_GrowSize > n ? m_GrowSize : n);
         if (n == 0)
@@ -86,8 +85,7 @@ public:
         }
     }
 
-    T& operator[](unsigned int index) const
-    {
+    T& operator[](unsigned int index) const {
         Node* node = m_First;
         while (index >= node->m_Value->m_Count) {
             index -= node->m_Value->m_Count;
@@ -105,8 +103,7 @@ public:
 
     // Without freeMemory the blocks stay in the chain, each with its own
     // capacity, and later additions refill them in order.
-    void Clear(const bool& freeMemory)
-    {
+    void Clear(const bool& freeMemory) {
         if (!freeMemory) {
             for (Node* node = m_First; node != nullptr; node = node->m_Next)
                 node->m_Value->Clear(false);
@@ -129,8 +126,7 @@ private:
 
     // The block that takes the next single element: the current one while it
     // has room, then a block kept by Clear(false), then a new one.
-    THeapBlock<T>* NextBlock()
-    {
+    THeapBlock<T>* NextBlock() {
         if (m_First == nullptr)
             m_First = m_Current = NewNode(m_GrowSize);
         if (m_Current->m_Value->m_Count == m_Current->m_Value->m_Capacity) {

@@ -14,22 +14,20 @@ public:
     unsigned int m_Count;
     T* m_Data;
 
-    explicit THeapBlock(unsigned int capacity) : m_Capacity(capacity), m_Count(0), m_Data(new T[capacity]) {}
+    explicit THeapBlock(unsigned int capacity) : m_Capacity(capacity), m_Count(0), m_Data(new T[capacity]) { }
 
     // A copy shares the array, as assignment does; only one of the two may
     // release it.
     THeapBlock(const THeapBlock&) = default;
 
-    ~THeapBlock()
-    {
+    ~THeapBlock() {
         m_Count = 0;
         delete[] m_Data;
         m_Capacity = 0;
         m_Data = nullptr;
     }
 
-    THeapBlock& operator=(const THeapBlock& other)
-    {
+    THeapBlock& operator=(const THeapBlock& other) {
         m_Capacity = other.m_Capacity;
         m_Count = other.m_Count;
         m_Data = other.m_Data;
@@ -38,21 +36,18 @@ public:
 
     operator T*() { return m_Data; }
 
-    void Add(const T& value)
-    {
+    void Add(const T& value) {
         m_Data[m_Count] = value;
         ++m_Count;
     }
 
-    void AddRange(const T* source, unsigned int n)
-    {
+    void AddRange(const T* source, unsigned int n) {
         if (n != 0)
             std::memcpy(static_cast<void*>(m_Data + m_Count), static_cast<const void*>(source), n * sizeof(T));
         m_Count += n;
     }
 
-    void Clear(const bool& freeMemory)
-    {
+    void Clear(const bool& freeMemory) {
         m_Count = 0;
         if (freeMemory) {
             delete[] m_Data;

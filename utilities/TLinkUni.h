@@ -12,13 +12,12 @@ public:
     V m_Value;
     TLinkUni* m_Next;
 
-    TLinkUni() : m_Next(nullptr) {}
-    explicit TLinkUni(const V& value) : m_Value(value), m_Next(nullptr) {}
-    TLinkUni(const TLinkUni& other) : m_Value(other.m_Value), m_Next(other.m_Next) {}
-    virtual ~TLinkUni() {}
+    TLinkUni() : m_Next(nullptr) { }
+    explicit TLinkUni(const V& value) : m_Value(value), m_Next(nullptr) { }
+    TLinkUni(const TLinkUni& other) : m_Value(other.m_Value), m_Next(other.m_Next) { }
+    virtual ~TLinkUni() { }
 
-    TLinkUni& operator=(const TLinkUni& other)
-    {
+    TLinkUni& operator=(const TLinkUni& other) {
         m_Value = other.m_Value;
         m_Next = other.m_Next;
         return *this;
@@ -26,16 +25,14 @@ public:
 
     void SetNext(TLinkUni* node) { m_Next = node; }
 
-    virtual void InsertAfter(TLinkUni* node)
-    {
+    virtual void InsertAfter(TLinkUni* node) {
         node->m_Next = m_Next;
         m_Next = node;
     }
 
     void Add(TLinkUni* node) { GetLast()->m_Next = node; }
 
-    TLinkUni* GetLast()
-    {
+    TLinkUni* GetLast() {
         TLinkUni* node = this;
         while (node->m_Next != nullptr)
             node = node->m_Next;
@@ -43,8 +40,7 @@ public:
     }
 
     // Stops on returning to this node, so a ring counts each node once.
-    unsigned int GetCount() const
-    {
+    unsigned int GetCount() const {
         unsigned int count = 1;
         for (const TLinkUni* node = m_Next; node != nullptr && node != this; node = node->m_Next)
             ++count;
@@ -53,8 +49,7 @@ public:
 
     virtual void MakeCircular() { GetLast()->m_Next = this; }
 
-    static void ReleaseMemory(TLinkUni* head)
-    {
+    static void ReleaseMemory(TLinkUni* head) {
         while (head != nullptr) {
             TLinkUni* next = head->m_Next;
             delete head;
@@ -62,8 +57,7 @@ public:
         }
     }
 
-    static void ReleaseMemoryCircular(TLinkUni* head)
-    {
+    static void ReleaseMemoryCircular(TLinkUni* head) {
         if (head == nullptr)
             return;
         TLinkUni* last = head;

@@ -23,17 +23,14 @@ class TList {
 public:
     TList(unsigned int initialCapacity = 0, unsigned int growSize = 1000)
         : m_Data(nullptr), m_Count(0), m_GrowSize(growSize), m_Capacity(initialCapacity),
-          m_UseExponentialGrowth(false)
-    {
+          m_UseExponentialGrowth(false) {
         if (initialCapacity != 0)
             m_Data = new T[initialCapacity];
     }
 
     // Unlike assignment, a copy keeps the capacity the growth rule gave it.
     TList(const TList& other)
-        : m_Data(nullptr), m_Count(0), m_GrowSize(other.m_GrowSize), m_Capacity(0),
-          m_UseExponentialGrowth(false)
-    {
+        : m_Data(nullptr), m_Count(0), m_GrowSize(other.m_GrowSize), m_Capacity(0), m_UseExponentialGrowth(false) {
         AddRangeInternal(other.m_Data, other.m_Count);
     }
 
@@ -41,14 +38,12 @@ public:
     // that TList(0, 1000) means a capacity and a grow size, not a null list.
     template <class L, class = std::enable_if_t<std::is_base_of<TList, L>::value>>
     TList(const L* other, unsigned int growSize)
-        : m_Data(nullptr), m_Count(0), m_GrowSize(growSize), m_Capacity(0), m_UseExponentialGrowth(false)
-    {
+        : m_Data(nullptr), m_Count(0), m_GrowSize(growSize), m_Capacity(0), m_UseExponentialGrowth(false) {
         AddRangeInternal(other->m_Data, other->m_Count);
     }
 
     TList(const T* source, unsigned int count, unsigned int growSize)
-        : m_Data(nullptr), m_Count(0), m_GrowSize(growSize), m_Capacity(0), m_UseExponentialGrowth(false)
-    {
+        : m_Data(nullptr), m_Count(0), m_GrowSize(growSize), m_Capacity(0), m_UseExponentialGrowth(false) {
         AddRangeInternal(source, count);
     }
 
@@ -56,8 +51,7 @@ public:
 
     // There is deliberately no self check: the source count is read only after
     // this list was emptied, so assigning a list to itself leaves it empty.
-    TList& operator=(const TList& other)
-    {
+    TList& operator=(const TList& other) {
         m_GrowSize = other.m_GrowSize;
         if (m_Data != nullptr) {
             ElementsRemoved(m_Data, m_Count);
@@ -79,8 +73,7 @@ public:
     bool GetUseExponentialGrowth() const { return m_UseExponentialGrowth; }
 
     // A zero grow size can only be given at construction.
-    void SetGrowSize(unsigned int size)
-    {
+    void SetGrowSize(unsigned int size) {
         if (size != 0)
             m_GrowSize = size;
     }
@@ -93,15 +86,13 @@ public:
     // call means the value.
     void Add(const T& value) { AddFrom(&value); }
     template <class P, class = std::enable_if_t<std::is_convertible<P*, const T*>::value>>
-    void Add(P* value)
-    {
+    void Add(P* value) {
         AddFrom(value);
     }
 
     void AddUnique(const T& value) { AddUniqueFrom(&value); }
     template <class P, class = std::enable_if_t<std::is_convertible<P*, const T*>::value>>
-    void AddUnique(P* value)
-    {
+    void AddUnique(P* value) {
         AddUniqueFrom(value);
     }
 
@@ -110,14 +101,12 @@ public:
 
     void Insert(const T& value, unsigned int index) { InsertFrom(&value, index); }
     template <class P, class = std::enable_if_t<std::is_convertible<P*, const T*>::value>>
-    void Insert(P* value, unsigned int index)
-    {
+    void Insert(P* value, unsigned int index) {
         InsertFrom(value, index);
     }
 
     // The notification receives the caller's source pointer, not the new slots.
-    void InsertRange(const T* source, unsigned int n, unsigned int index)
-    {
+    void InsertRange(const T* source, unsigned int n, unsigned int index) {
         T* released = GrowKeepingOld(n);
         std::memmove(static_cast<void*>(m_Data + index + n), static_cast<const void*>(m_Data + index),
                      (m_Count - index) * sizeof(T));
@@ -130,8 +119,7 @@ public:
     void InsertRange(const TList& other, unsigned int index) { InsertRange(other.m_Data, other.m_Count, index); }
 
     // New slots keep whatever the array holds there; no notification.
-    void Expand(unsigned int newCount)
-    {
+    void Expand(unsigned int newCount) {
         if (newCount > m_Count) {
             if (newCount > m_Capacity)
                 Grow(newCount - m_Count);
@@ -141,12 +129,10 @@ public:
 
     // Matches by address, not by value.
     template <class P, class = std::enable_if_t<std::is_convertible<P*, const T*>::value>>
-    void Remove(P* element, bool preserveOrder)
-    {
+    void Remove(P* element, bool preserveOrder) {
         RemoveAddress(element, preserveOrder);
     }
-    void Remove(const T& value, bool preserveOrder)
-    {
+    void Remove(const T& value, bool preserveOrder) {
         for (unsigned int i = 0; i < m_Count; ++i) {
             if (m_Data[i] == value) {
                 RemoveAt(i, preserveOrder);
@@ -159,11 +145,9 @@ public:
     // tracks its elements sees removals only through the order-keeping form,
     // which reports the element while it still stands at its index (with the
     // count already reduced).
-    void RemoveAt(unsigned int index, bool preserveOrder)
-    {
+    void RemoveAt(unsigned int index, bool preserveOrder) {
         if (!preserveOrder) {
-            std::memmove(static_cast<void*>(m_Data + index), static_cast<const void*>(m_Data + m_Count - 1),
-                         sizeof(T));
+            std::memmove(static_cast<void*>(m_Data + index), static_cast<const void*>(m_Data + m_Count - 1), sizeof(T));
             --m_Count;
         } else {
             --m_Count;
@@ -174,8 +158,7 @@ public:
     }
 
     // Removing everything reports Cleared() and not the removed run.
-    void RemoveFromEnd(unsigned int n)
-    {
+    void RemoveFromEnd(unsigned int n) {
         if (n < m_Count) {
             m_Count -= n;
             ElementsRemoved(m_Data + m_Count, n);
@@ -185,8 +168,7 @@ public:
         }
     }
 
-    void RemoveFromFront(unsigned int n)
-    {
+    void RemoveFromFront(unsigned int n) {
         if (n < m_Count) {
             m_Count -= n;
             ElementsRemoved(m_Data, n);
@@ -197,8 +179,7 @@ public:
         }
     }
 
-    void Clear(bool freeMemory)
-    {
+    void Clear(bool freeMemory) {
         if (m_Data != nullptr) {
             ElementsRemoved(m_Data, m_Count);
             if (freeMemory) {
@@ -214,8 +195,7 @@ public:
     void Grow(unsigned int n) { delete[] GrowKeepingOld(n); }
 
     // An empty list contracts to a zero-length array, not to null.
-    void Contract()
-    {
+    void Contract() {
         if (m_Capacity > m_Count) {
             T* data = new T[m_Count];
             if (m_Count != 0)
@@ -228,8 +208,7 @@ public:
 
     // The swap count is half the count taken in single precision, so above
     // 2^24 elements it follows the float rounding of the count.
-    void Reverse()
-    {
+    void Reverse() {
         const unsigned int swaps = static_cast<unsigned int>(static_cast<float>(m_Count) * 0.5f);
         for (unsigned int i = 0; i < swaps; ++i) {
             alignas(T) unsigned char held[sizeof(T)];
@@ -241,8 +220,7 @@ public:
         }
     }
 
-    int Search(const T& value) const
-    {
+    int Search(const T& value) const {
         for (unsigned int i = 0; i < m_Count; ++i)
             if (m_Data[i] == value)
                 return static_cast<int>(i);
@@ -251,8 +229,7 @@ public:
 
     void Sort() { Sort(&CompareElements); }
     void SortDescending() { Sort(&CompareElementsDesc); }
-    void Sort(int (*compare)(const void*, const void*))
-    {
+    void Sort(int (*compare)(const void*, const void*)) {
         if (m_Count > 1)
             std::qsort(static_cast<void*>(m_Data), m_Count, sizeof(T), compare);
     }
@@ -262,9 +239,8 @@ public:
     // false: absent and outside the list's range (or the list holds fewer than
     // two elements and the value is not its element). With expandToEqualRun
     // the result widens to the whole run of equal elements.
-    bool BinarySearch(const T& value, T** lowElement, T** highElement, unsigned int* lowIndex,
-                      unsigned int* highIndex, bool expandToEqualRun) const
-    {
+    bool BinarySearch(const T& value, T** lowElement, T** highElement, unsigned int* lowIndex, unsigned int* highIndex,
+                      bool expandToEqualRun) const {
         *lowElement = nullptr;
         *highElement = nullptr;
         auto result = [&](unsigned int low, unsigned int high) {
@@ -347,8 +323,7 @@ public:
         return true;
     }
 
-    bool BinarySearch(const T& value, unsigned int* lowIndex, unsigned int* highIndex, bool expandToEqualRun) const
-    {
+    bool BinarySearch(const T& value, unsigned int* lowIndex, unsigned int* highIndex, bool expandToEqualRun) const {
         T* lowElement;
         T* highElement;
         return BinarySearch(value, &lowElement, &highElement, lowIndex, highIndex, expandToEqualRun);
@@ -356,25 +331,23 @@ public:
 
     // true only when the value is present; when it is merely bracketed the
     // result is false but element and index already name the lower neighbour.
-    bool BinarySearch(const T& value, T** element, unsigned int* index) const
-    {
+    bool BinarySearch(const T& value, T** element, unsigned int* index) const {
         T* highElement;
         unsigned int highIndex;
         return BinarySearch(value, element, &highElement, index, &highIndex, false) && *index == highIndex;
     }
 
-    bool BinarySearch(const T& value, unsigned int* index) const
-    {
+    bool BinarySearch(const T& value, unsigned int* index) const {
         T* element;
         return BinarySearch(value, &element, index);
     }
 
 protected:
-    virtual void ElementAdded(T& /*element*/) {}
-    virtual void ElementsAdded(T* /*first*/, unsigned int /*count*/) {}
-    virtual void ElementRemoved(T& /*element*/) {}
-    virtual void ElementsRemoved(T* /*first*/, unsigned int /*count*/) {}
-    virtual void Cleared() {}
+    virtual void ElementAdded(T& /*element*/) { }
+    virtual void ElementsAdded(T* /*first*/, unsigned int /*count*/) { }
+    virtual void ElementRemoved(T& /*element*/) { }
+    virtual void ElementsRemoved(T* /*first*/, unsigned int /*count*/) { }
+    virtual void Cleared() { }
 
     T* m_Data;
     unsigned int m_Count;
@@ -383,8 +356,7 @@ protected:
     bool m_UseExponentialGrowth;
 
 private:
-    void AddFrom(const T* value)
-    {
+    void AddFrom(const T* value) {
         // The old array outlives the assignment, so a value taken from this
         // very list stays readable when the list has to grow for it.
         T* released = GrowKeepingOld(1);
@@ -394,16 +366,14 @@ private:
         ElementAdded(m_Data[m_Count - 1]);
     }
 
-    void AddUniqueFrom(const T* value)
-    {
+    void AddUniqueFrom(const T* value) {
         for (unsigned int i = 0; i < m_Count; ++i)
             if (m_Data[i] == *value)
                 return;
         AddFrom(value);
     }
 
-    void InsertFrom(const T* value, unsigned int index)
-    {
+    void InsertFrom(const T* value, unsigned int index) {
         // A value that is an element of this list moves with the shift below.
         const bool aliased = Holds(value);
         const std::size_t offset = aliased ? static_cast<std::size_t>(value - m_Data) : 0;
@@ -418,8 +388,7 @@ private:
         ElementAdded(m_Data[index]);
     }
 
-    void RemoveAddress(const T* element, bool preserveOrder)
-    {
+    void RemoveAddress(const T* element, bool preserveOrder) {
         for (unsigned int i = 0; i < m_Count; ++i) {
             if (m_Data + i == element) {
                 RemoveAt(i, preserveOrder);
@@ -429,8 +398,7 @@ private:
     }
 
     // The run is reported even when it is empty.
-    void AddRangeInternal(const T* source, unsigned int n)
-    {
+    void AddRangeInternal(const T* source, unsigned int n) {
         T* released = GrowKeepingOld(n);
         if (n != 0)
             std::memcpy(static_cast<void*>(m_Data + m_Count), static_cast<const void*>(source), n * sizeof(T));
@@ -442,8 +410,7 @@ private:
     // The growth step, except that the replaced array is handed back instead of
     // released, so that callers copying from this very list can finish first.
     // On allocation failure the list is left as it was.
-    T* GrowKeepingOld(unsigned int n)
-    {
+    T* GrowKeepingOld(unsigned int n) {
         if (m_Capacity >= m_Count + n)
             return nullptr;
         unsigned int increment = m_Count + n - m_Capacity;
@@ -460,16 +427,14 @@ private:
         return old;
     }
 
-    bool Holds(const T* element) const
-    {
+    bool Holds(const T* element) const {
         std::less<const T*> before;
         return m_Data != nullptr && !before(element, m_Data) && before(element, m_Data + m_Count);
     }
 
     static bool Equal(const T& a, const T& b) { return !(a < b) && !(a > b); }
 
-    static int CompareElements(const void* a, const void* b)
-    {
+    static int CompareElements(const void* a, const void* b) {
         const T& x = *static_cast<const T*>(a);
         const T& y = *static_cast<const T*>(b);
         if (x < y)
@@ -479,8 +444,7 @@ private:
         return 0;
     }
 
-    static int CompareElementsDesc(const void* a, const void* b)
-    {
+    static int CompareElementsDesc(const void* a, const void* b) {
         const T& x = *static_cast<const T*>(a);
         const T& y = *static_cast<const T*>(b);
         if (x > y)

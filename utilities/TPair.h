@@ -14,11 +14,10 @@ public:
     A m_Value;
     B m_Payload;
 
-    TPair() : m_Value(), m_Payload() {}
-    TPair(const A& value, const B& payload) : m_Value(value), m_Payload(payload) {}
+    TPair() : m_Value(), m_Payload() { }
+    TPair(const A& value, const B& payload) : m_Value(value), m_Payload(payload) { }
 
-    bool operator<(const TPair& other) const
-    {
+    bool operator<(const TPair& other) const {
         if (m_Value < other.m_Value)
             return true;
         if (m_Value > other.m_Value)
@@ -26,8 +25,7 @@ public:
         return m_Payload < other.m_Payload;
     }
 
-    bool operator>(const TPair& other) const
-    {
+    bool operator>(const TPair& other) const {
         if (m_Value > other.m_Value)
             return true;
         if (m_Value < other.m_Value)

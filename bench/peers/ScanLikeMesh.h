@@ -26,7 +26,8 @@ inline double BumpySphere(double x, double y, double z) {
 // A torus (radii 0.7 and 0.3) with seven ridges around its axis.
 inline double BumpyTorus(double x, double y, double z) {
     const double ring = std::sqrt(x * x + y * y) - 0.7;
-    return std::sqrt(ring * ring + z * z) - 0.3 - 0.04 * std::sin(7 * std::atan2(y, x)) * std::cos(3 * std::atan2(z, ring));
+    return std::sqrt(ring * ring + z * z) - 0.3 -
+           0.04 * std::sin(7 * std::atan2(y, x)) * std::cos(3 * std::atan2(z, ring));
 }
 
 // The surface field(p) = 0 in the cube [low, high]^3 of `cells`^3 cubes, each
@@ -48,16 +49,19 @@ CMeshData MarchingTetrahedra(Field field, int cells, double low, double high) {
     for (std::int64_t g = 0; g < side * side * side; ++g) {
         const Point p = position(g);
         value[static_cast<std::size_t>(g)] = field(p.x, p.y, p.z);
-        if (value[static_cast<std::size_t>(g)] == 0) value[static_cast<std::size_t>(g)] = 1e-12;
+        if (value[static_cast<std::size_t>(g)] == 0)
+            value[static_cast<std::size_t>(g)] = 1e-12;
     }
 
     std::unordered_map<std::uint64_t, std::uint32_t> onEdge;
     auto crossing = [&](std::int64_t a, std::int64_t b) {
-        if (a > b) std::swap(a, b);
+        if (a > b)
+            std::swap(a, b);
         const std::uint64_t key = static_cast<std::uint64_t>(a) * static_cast<std::uint64_t>(side * side * side) +
                                   static_cast<std::uint64_t>(b);
         const auto found = onEdge.find(key);
-        if (found != onEdge.end()) return found->second;
+        if (found != onEdge.end())
+            return found->second;
         const double va = value[static_cast<std::size_t>(a)], vb = value[static_cast<std::size_t>(b)];
         const Point pa = position(a), pb = position(b);
         const std::uint32_t index = static_cast<std::uint32_t>(mesh.m_Positions.size());

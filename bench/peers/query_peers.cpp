@@ -64,11 +64,14 @@ void Row(const char* what, double quorvel, double cgal, const char* unit) {
 
 void Compare(const CMeshData& data, std::size_t count) {
     Mesh mesh;
-    for (const Tool::Point& p : data.m_Positions) mesh.m_Vertices.Add(TVertexPN<double>(p, V()));
-    for (const Tool::Triangle& t : data.m_Triangles) mesh.m_Faces.Add(TFace<unsigned int>(t[0], t[1], t[2]));
+    for (const Tool::Point& p : data.m_Positions)
+        mesh.m_Vertices.Add(TVertexPN<double>(p, V()));
+    for (const Tool::Triangle& t : data.m_Triangles)
+        mesh.m_Faces.Add(TFace<unsigned int>(t[0], t[1], t[2]));
     mesh.DetermineBoundingBox(true);
     CgalMesh cgal;
-    for (const Tool::Point& p : data.m_Positions) cgal.add_vertex(Kernel::Point_3(p.x, p.y, p.z));
+    for (const Tool::Point& p : data.m_Positions)
+        cgal.add_vertex(Kernel::Point_3(p.x, p.y, p.z));
     for (const Tool::Triangle& t : data.m_Triangles)
         cgal.add_face(CgalMesh::Vertex_index(t[0]), CgalMesh::Vertex_index(t[1]), CgalMesh::Vertex_index(t[2]));
 
@@ -89,7 +92,8 @@ void Compare(const CMeshData& data, std::size_t count) {
         lines.push_back(TLine3<double>(origin, target - origin));
         rays.push_back(Kernel::Ray_3(Kernel::Point_3(origin.x, origin.y, origin.z),
                                      Kernel::Vector_3(target.x - origin.x, target.y - origin.y, target.z - origin.z)));
-        const V p(low.x + (high.x - low.x) * 0.5 * (unit(random) + 1), low.y + (high.y - low.y) * 0.5 * (unit(random) + 1),
+        const V p(low.x + (high.x - low.x) * 0.5 * (unit(random) + 1),
+                  low.y + (high.y - low.y) * 0.5 * (unit(random) + 1),
                   low.z + (high.z - low.z) * 0.5 * (unit(random) + 1));
         points.push_back(p);
         cgalPoints.push_back(Kernel::Point_3(p.x, p.y, p.z));
@@ -114,40 +118,50 @@ void Compare(const CMeshData& data, std::size_t count) {
     std::size_t ourHits = 0, cgalHits = 0;
     const double ourRays = Seconds([&] {
         V hit;
-        for (const TLine3<double>& line : lines) ourHits += tree.IntersectWith(line, &hit, 0.0);
+        for (const TLine3<double>& line : lines)
+            ourHits += tree.IntersectWith(line, &hit, 0.0);
     });
     const double cgalRays = Seconds([&] {
-        for (const Kernel::Ray_3& ray : rays) cgalHits += bool(cgalTree->first_intersection(ray));
+        for (const Kernel::Ray_3& ray : rays)
+            cgalHits += bool(cgalTree->first_intersection(ray));
     });
     Row("first hit (rays/s)", n / ourRays, n / cgalRays, "");
-    if (ourHits != cgalHits) std::printf("  (hits differ: %zu against %zu)\n", ourHits, cgalHits);
+    if (ourHits != cgalHits)
+        std::printf("  (hits differ: %zu against %zu)\n", ourHits, cgalHits);
 
     CGAL::Side_of_triangle_mesh<CgalMesh, Kernel> side(cgal);
     side(cgalPoints[0]);  // builds its own tree before the clock starts
     std::size_t ourInside = 0, ourWithin = 0, cgalInside = 0;
     const double within = Seconds([&] {
-        for (const V& p : points) ourWithin += tree.IsWithin(p);
+        for (const V& p : points)
+            ourWithin += tree.IsWithin(p);
     });
     const double contains = Seconds([&] {
-        for (const V& p : points) ourInside += tree.Contains(p);
+        for (const V& p : points)
+            ourInside += tree.Contains(p);
     });
     const double sideOf = Seconds([&] {
-        for (const Kernel::Point_3& p : cgalPoints) cgalInside += side(p) == CGAL::ON_BOUNDED_SIDE;
+        for (const Kernel::Point_3& p : cgalPoints)
+            cgalInside += side(p) == CGAL::ON_BOUNDED_SIDE;
     });
     Row("inside, IsWithin twin (points/s)", n / within, n / sideOf, "");
     Row("inside, winding number (points/s)", n / contains, n / sideOf, "");
-    if (ourInside != cgalInside) std::printf("  (inside differs: %zu against %zu)\n", ourInside, cgalInside);
+    if (ourInside != cgalInside)
+        std::printf("  (inside differs: %zu against %zu)\n", ourInside, cgalInside);
     (void)ourWithin;  // by the parity rule a point inside one shell is not "within"
 
     double ourSum = 0, cgalSum = 0;
     const double closest = Seconds([&] {
-        for (const V& p : points) ourSum += tree.FindClosestPoint(p).m_DistanceSquared;
+        for (const V& p : points)
+            ourSum += tree.FindClosestPoint(p).m_DistanceSquared;
     });
     const double cgalClosest = Seconds([&] {
-        for (const Kernel::Point_3& p : cgalPoints) cgalSum += CGAL::squared_distance(p, cgalTree->closest_point(p));
+        for (const Kernel::Point_3& p : cgalPoints)
+            cgalSum += CGAL::squared_distance(p, cgalTree->closest_point(p));
     });
     Row("closest point (points/s)", n / closest, n / cgalClosest, "");
-    if (std::fabs(ourSum - cgalSum) > 1e-9 * cgalSum) std::printf("  (distances differ: %.17g against %.17g)\n", ourSum, cgalSum);
+    if (std::fabs(ourSum - cgalSum) > 1e-9 * cgalSum)
+        std::printf("  (distances differ: %.17g against %.17g)\n", ourSum, cgalSum);
 
     std::vector<TLineHit<double>> hits(count);
     std::unique_ptr<bool[]> flags(new bool[count]);
@@ -180,7 +194,9 @@ int main(int argc, char** argv) {
         else
             sizes.push_back(std::strtoul(argv[i], nullptr, 10));
     }
-    if (sizes.empty()) sizes = {50000, 500000};
-    for (std::size_t faces : sizes) Compare(PeerBench::Generate(PeerBench::BumpySphere, -1.3, 1.3, faces), queries);
+    if (sizes.empty())
+        sizes = {50000, 500000};
+    for (std::size_t faces : sizes)
+        Compare(PeerBench::Generate(PeerBench::BumpySphere, -1.3, 1.3, faces), queries);
     return 0;
 }

@@ -18,11 +18,11 @@
 #include <CGAL/Surface_mesh.h>
 #include <omp.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <algorithm>
 #include <functional>
 #include <string>
 #include <utility>
@@ -65,16 +65,19 @@ double Seconds(const std::function<void()>& work) {
 // whole list every thousand elements.
 void Load(const CMeshData& data, Mesh& mesh) {
     mesh.SetUseExponentialGrowth(true);
-    for (const Tool::Point& p : data.m_Positions) mesh.m_Vertices.Add(TVertexPN<double>(p, TVector3<double>()));
-    for (const Tool::Triangle& t : data.m_Triangles) mesh.m_Faces.Add(TFace<unsigned int>(t[0], t[1], t[2]));
+    for (const Tool::Point& p : data.m_Positions)
+        mesh.m_Vertices.Add(TVertexPN<double>(p, TVector3<double>()));
+    for (const Tool::Triangle& t : data.m_Triangles)
+        mesh.m_Faces.Add(TFace<unsigned int>(t[0], t[1], t[2]));
 }
 
 CMeshData Extract(const Mesh& mesh) {
     CMeshData data;
-    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) data.m_Positions.push_back(mesh.m_Vertices[v].m_Position);
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
+        data.m_Positions.push_back(mesh.m_Vertices[v].m_Position);
     for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
-        data.m_Triangles.push_back(Tool::Triangle{mesh.m_Faces[f].m_Corners[0], mesh.m_Faces[f].m_Corners[1],
-                                                  mesh.m_Faces[f].m_Corners[2]});
+        data.m_Triangles.push_back(
+            Tool::Triangle{mesh.m_Faces[f].m_Corners[0], mesh.m_Faces[f].m_Corners[1], mesh.m_Faces[f].m_Corners[2]});
     return data;
 }
 
@@ -107,14 +110,15 @@ CRun RunCgal(const CMeshData& input, double target, bool project) {
     CgalMesh mesh;
     std::vector<CgalMesh::Vertex_index> vertices;
     vertices.reserve(input.m_Positions.size());
-    for (const Tool::Point& p : input.m_Positions) vertices.push_back(mesh.add_vertex(Kernel::Point_3(p.x, p.y, p.z)));
-    for (const Tool::Triangle& t : input.m_Triangles) mesh.add_face(vertices[t[0]], vertices[t[1]], vertices[t[2]]);
+    for (const Tool::Point& p : input.m_Positions)
+        vertices.push_back(mesh.add_vertex(Kernel::Point_3(p.x, p.y, p.z)));
+    for (const Tool::Triangle& t : input.m_Triangles)
+        mesh.add_face(vertices[t[0]], vertices[t[1]], vertices[t[2]]);
     CRun run;
     run.m_Method = project ? "cgal-proj" : "cgal";
     run.m_Seconds = Seconds([&] {
         CGAL::Polygon_mesh_processing::isotropic_remeshing(
-            faces(mesh), target, mesh,
-            CGAL::parameters::number_of_iterations(Iterations).do_project(project));
+            faces(mesh), target, mesh, CGAL::parameters::number_of_iterations(Iterations).do_project(project));
     });
     mesh.collect_garbage();
     for (const CgalMesh::Vertex_index v : mesh.vertices()) {
@@ -124,7 +128,8 @@ CRun RunCgal(const CMeshData& input, double target, bool project) {
     for (const CgalMesh::Face_index f : mesh.faces()) {
         Tool::Triangle t;
         int k = 0;
-        for (const CgalMesh::Vertex_index v : vertices_around_face(mesh.halfedge(f), mesh)) t[k++] = v.idx();
+        for (const CgalMesh::Vertex_index v : vertices_around_face(mesh.halfedge(f), mesh))
+            t[k++] = v.idx();
         run.m_Result.m_Triangles.push_back(t);
     }
     return run;
@@ -132,13 +137,14 @@ CRun RunCgal(const CMeshData& input, double target, bool project) {
 
 double Diagonal(const CMeshData& mesh) {
     Corvane::Pellix::Sarvetta::TBox<double> box(3.4028234663852886e38);
-    for (const Tool::Point& p : mesh.m_Positions) box.Extend(p);
+    for (const Tool::Point& p : mesh.m_Positions)
+        box.Extend(p);
     return (box.m_Max - box.m_Min).GetLength();
 }
 
 void PrintHeader() {
-    std::printf("%-10s %9s %9s %8s %7s %7s %8s %7s %9s %10s\n", "method", "faces in", "faces out", "seconds",
-                "speed", "edge cv", "min ang", "val-6", "volume", "hausdorff");
+    std::printf("%-10s %9s %9s %8s %7s %7s %8s %7s %9s %10s\n", "method", "faces in", "faces out", "seconds", "speed",
+                "edge cv", "min ang", "val-6", "volume", "hausdorff");
 }
 
 void PrintRow(const CRun& run, const CMeshData& input, const CMeshStatistics& before, double reference) {
@@ -166,15 +172,17 @@ CRun Fastest(unsigned int repeat, Method&& method) {
 void Compare(const std::string& name, const CMeshData& input, double relative, unsigned int repeat) {
     const double target = relative * Tool::TrueMeanEdgeLength(input);
     const CMeshStatistics before = Tool::MeasureMesh(input);
-    std::printf("\n%s: %zu vertices, %zu faces, edge cv %.3f, min angle %.2f, target %.6g (%g x its mean edge length)\n",
-                name.c_str(), input.m_Positions.size(), input.m_Triangles.size(), before.m_EdgeVariation,
-                before.m_MinAngle, target, relative);
+    std::printf(
+        "\n%s: %zu vertices, %zu faces, edge cv %.3f, min angle %.2f, target %.6g (%g x its mean edge length)\n",
+        name.c_str(), input.m_Positions.size(), input.m_Triangles.size(), before.m_EdgeVariation, before.m_MinAngle,
+        target, relative);
     const CRun reference = Fastest(repeat, [&] { return RunCgal(input, target, true); });
     const CRun runs[] = {Fastest(repeat, [&] { return RunPreserve(input, target); }),
                          Fastest(repeat, [&] { return RunDesigned(input, target); }),
                          Fastest(repeat, [&] { return RunCgal(input, target, false); })};
     PrintHeader();
-    for (const CRun& run : runs) PrintRow(run, input, before, reference.m_Seconds);
+    for (const CRun& run : runs)
+        PrintRow(run, input, before, reference.m_Seconds);
     PrintRow(reference, input, before, reference.m_Seconds);
 }
 
@@ -194,25 +202,31 @@ int main(int argc, char** argv) {
         char* end = nullptr;
         if (argument == "--relative" && i + 1 < argc) {
             relative = std::strtod(argv[++i], &end);
-            if (*end != '\0' || !(relative > 0)) return Usage(argv[0]);
+            if (*end != '\0' || !(relative > 0))
+                return Usage(argv[0]);
         } else if (argument == "--repeat" && i + 1 < argc) {
             repeat = std::strtoul(argv[++i], &end, 10);
-            if (*end != '\0' || repeat < 1) return Usage(argv[0]);
+            if (*end != '\0' || repeat < 1)
+                return Usage(argv[0]);
         } else {
             const unsigned long long faces = std::strtoull(argv[i], &end, 10);
-            if (end == argv[i] || *end != '\0' || faces < 1000) return Usage(argv[0]);
+            if (end == argv[i] || *end != '\0' || faces < 1000)
+                return Usage(argv[0]);
             sizes.push_back(faces);
         }
     }
-    if (sizes.empty()) sizes = {50000, 500000};
+    if (sizes.empty())
+        sizes = {50000, 500000};
 
     std::printf("Remeshing to %g x the input's mean edge length, %u iterations; %d OpenMP threads; CGAL %s;\n"
                 "seconds: fastest of %lu. speed: cgal-proj seconds / seconds. volume: change from the input.\n"
                 "hausdorff: sampled symmetric distance to the input over the input's bounding-box diagonal.\n",
                 relative, Iterations, omp_get_max_threads(), CGAL_VERSION_STR, repeat);
     for (const std::size_t faces : sizes) {
-        Compare("bumpy sphere", PeerBench::Generate(PeerBench::BumpySphere, -1.3, 1.3, faces), relative, static_cast<unsigned int>(repeat));
-        Compare("bumpy torus", PeerBench::Generate(PeerBench::BumpyTorus, -1.1, 1.1, faces), relative, static_cast<unsigned int>(repeat));
+        Compare("bumpy sphere", PeerBench::Generate(PeerBench::BumpySphere, -1.3, 1.3, faces), relative,
+                static_cast<unsigned int>(repeat));
+        Compare("bumpy torus", PeerBench::Generate(PeerBench::BumpyTorus, -1.1, 1.1, faces), relative,
+                static_cast<unsigned int>(repeat));
     }
     return 0;
 }

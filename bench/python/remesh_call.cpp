@@ -12,10 +12,10 @@
 //       runs with the Python ones so that both meet the same machine load.
 #include <algorithm>
 #include <chrono>
-#include <ctime>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -31,16 +31,14 @@ using namespace Corvane::Pellix::Quorvel::Tool;
 
 namespace {
 
-CMeshData Generate(int faces)
-{
+CMeshData Generate(int faces) {
     const int trial = 40;
     const CMeshData probe = PeerBench::MarchingTetrahedra(PeerBench::BumpySphere, trial, -1.3, 1.3);
     const int cells = static_cast<int>(std::lround(trial * std::sqrt(double(faces) / probe.m_Triangles.size())));
     return PeerBench::MarchingTetrahedra(PeerBench::BumpySphere, cells, -1.3, 1.3);
 }
 
-double Seconds(std::chrono::steady_clock::time_point start)
-{
+double Seconds(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
@@ -50,8 +48,7 @@ struct CArrays {
     std::vector<unsigned int> m_Faces;
 };
 
-CArrays ToArrays(const CMeshData& mesh)
-{
+CArrays ToArrays(const CMeshData& mesh) {
     CArrays a;
     for (const Point& p : mesh.m_Positions)
         a.m_Positions.insert(a.m_Positions.end(), {p.x, p.y, p.z});
@@ -60,8 +57,7 @@ CArrays ToArrays(const CMeshData& mesh)
     return a;
 }
 
-CArrays Library(const CArrays& in, double target)
-{
+CArrays Library(const CArrays& in, double target) {
     ToolMesh mesh;
     mesh.SetUseExponentialGrowth(true);
     const unsigned int n = static_cast<unsigned int>(in.m_Positions.size() / 3);
@@ -86,8 +82,7 @@ CArrays Library(const CArrays& in, double target)
     return out;
 }
 
-CMeshData Pipeline(const CMeshData& original)
-{
+CMeshData Pipeline(const CMeshData& original) {
     CMeshData input = original;
     CRepairSummary summary;
     WeldCoincidentVertices(input, summary);
@@ -110,8 +105,7 @@ CMeshData Pipeline(const CMeshData& original)
 
 }  // namespace
 
-int main(int argc, char** argv)
-{
+int main(int argc, char** argv) {
     const std::string mode = argc > 2 ? argv[1] : "";
     if (mode == "write") {
         WriteMeshFile(argv[2], Generate(argc > 3 ? std::atoi(argv[3]) : 50000), EEncoding::Binary);

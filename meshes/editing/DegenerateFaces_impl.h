@@ -14,7 +14,8 @@ TMesh<Real, Vertex, Attribute, Index>* TMesh<Real, Vertex, Attribute, Index>::Cr
     const unsigned int faceCount = m_Faces.GetCount();
     const unsigned int vertexCount = 3 * faceCount;
     TMesh* mesh = new (std::nothrow) TMesh(vertexCount, m_Vertices.GetGrowSize(), faceCount, m_Faces.GetGrowSize());
-    if (mesh == nullptr) return nullptr;
+    if (mesh == nullptr)
+        return nullptr;
 
     // The records are written below, so the new slots need no notification.
     mesh->m_Vertices.Expand(vertexCount);
@@ -22,9 +23,10 @@ TMesh<Real, Vertex, Attribute, Index>* TMesh<Real, Vertex, Attribute, Index>::Cr
     for (unsigned int f = 0; f < faceCount; ++f) {
         const Face& face = m_Faces[f];
         const unsigned int first = 3 * f;
-        for (int k = 0; k < 3; ++k) mesh->m_Vertices[first + k] = m_Vertices[face.m_Corners[k]];
-        mesh->m_Faces[f] = Face(static_cast<Index>(first), static_cast<Index>(first + 1),
-                                static_cast<Index>(first + 2));
+        for (int k = 0; k < 3; ++k)
+            mesh->m_Vertices[first + k] = m_Vertices[face.m_Corners[k]];
+        mesh->m_Faces[f] =
+            Face(static_cast<Index>(first), static_cast<Index>(first + 1), static_cast<Index>(first + 2));
     }
     mesh->m_BoundingBox = m_BoundingBox;
     mesh->AssignVertexNormals();
@@ -39,12 +41,14 @@ void TMesh<Real, Vertex, Attribute, Index>::MakeDegenerate() {
     const TList<Vertex> original(m_Vertices);
     const unsigned int faceCount = m_Faces.GetCount();
     const unsigned int vertexCount = 3 * faceCount;
-    if (vertexCount > m_Vertices.GetCount()) m_Vertices.Expand(vertexCount);
+    if (vertexCount > m_Vertices.GetCount())
+        m_Vertices.Expand(vertexCount);
 
     for (unsigned int f = 0; f < faceCount; ++f) {
         Face& face = m_Faces[f];
         const unsigned int first = 3 * f;
-        for (int k = 0; k < 3; ++k) m_Vertices[first + k] = original[face.m_Corners[k]];
+        for (int k = 0; k < 3; ++k)
+            m_Vertices[first + k] = original[face.m_Corners[k]];
         face = Face(static_cast<Index>(first), static_cast<Index>(first + 1), static_cast<Index>(first + 2));
     }
     AssignVertexNormals();
@@ -75,7 +79,8 @@ void TMesh<Real, Vertex, Attribute, Index>::AddDegenerateFace(Index i, Index j, 
         face = Face(static_cast<Index>(n + 2), static_cast<Index>(n + 1), static_cast<Index>(n));
         normal *= Real(-1);
     }
-    for (unsigned int v = n; v < n + 3; ++v) m_Vertices[v].m_Normal = normal;
+    for (unsigned int v = n; v < n + 3; ++v)
+        m_Vertices[v].m_Normal = normal;
     m_Faces.Add(face);
 }
 
@@ -83,10 +88,9 @@ void TMesh<Real, Vertex, Attribute, Index>::AddDegenerateFace(Index i, Index j, 
 // two triangles close the quadrilateral a, b, b + offset, a + offset.
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMesh<Real, Vertex, Attribute, Index>::AddEdgePair(unsigned int a, unsigned int b, unsigned int offset,
-                                                         Vector& reference) {
+                                                        Vector& reference) {
     AddDegenerateFace(static_cast<Index>(a), static_cast<Index>(b), static_cast<Index>(a + offset), reference);
-    AddDegenerateFace(static_cast<Index>(b + offset), static_cast<Index>(a + offset), static_cast<Index>(b),
-                      reference);
+    AddDegenerateFace(static_cast<Index>(b + offset), static_cast<Index>(a + offset), static_cast<Index>(b), reference);
 }
 
 namespace detail {
@@ -99,7 +103,8 @@ void ReplaceCorner(TList<TFace<Index>>& faces, Index from, Index to) {
     for (unsigned int f = 0; f < count; ++f) {
         Index* corners = faces[f].m_Corners;
         for (int k = 0; k < 3; ++k)
-            if (corners[k] == from) corners[k] = to;
+            if (corners[k] == from)
+                corners[k] = to;
     }
 }
 
@@ -133,7 +138,8 @@ void TMesh<Real, Vertex, Attribute, Index>::RemoveDegenerateFaces(Real tolerance
                 detail::ReplaceCorner(m_Faces, c, a);
             }
         }
-        if (m_Faces.GetCount() == before) break;
+        if (m_Faces.GetCount() == before)
+            break;
     }
 }
 
@@ -146,7 +152,8 @@ void TMesh<Real, Vertex, Attribute, Index>::DiscardFaces() {
     for (unsigned int f = m_Faces.GetCount(); f-- > 0;) {
         const Face& face = m_Faces[f];
         // The silent unordered removal: the last face fills the hole.
-        if (face.m_Corners[0] == face.m_Corners[1]) m_Faces.RemoveAt(f, false);
+        if (face.m_Corners[0] == face.m_Corners[1])
+            m_Faces.RemoveAt(f, false);
     }
     m_FaceConnectivity.Clear(true);
     m_VertexConnectivity.Clear();
@@ -162,32 +169,39 @@ void TMesh<Real, Vertex, Attribute, Index>::DiscardVertices() {
 
     TList<unsigned int> map(vertexCount, 1000u);
     map.Expand(vertexCount);
-    if (vertexCount != 0) std::memset(static_cast<void*>(map.GetStream()), 0xFF, vertexCount * sizeof(unsigned int));
+    if (vertexCount != 0)
+        std::memset(static_cast<void*>(map.GetStream()), 0xFF, vertexCount * sizeof(unsigned int));
 
     const unsigned int faceCount = m_Faces.GetCount();
     for (unsigned int f = 0; f < faceCount; ++f)
-        for (int k = 0; k < 3; ++k) map[m_Faces[f].m_Corners[k]] = 0;
+        for (int k = 0; k < 3; ++k)
+            map[m_Faces[f].m_Corners[k]] = 0;
 
     // An attribute list of any other length is not per-vertex data any more
     // and is left alone.
     const bool attributesInStep = m_VertexAttributes.GetCount() == vertexCount;
     m_Vertices.Grow(vertexCount);
-    if (attributesInStep) m_VertexAttributes.Grow(vertexCount);
+    if (attributesInStep)
+        m_VertexAttributes.Grow(vertexCount);
 
     unsigned int next = 0;
     for (unsigned int v = 0; v < vertexCount; ++v) {
-        if (map[v] == unused) continue;
+        if (map[v] == unused)
+            continue;
         m_Vertices.Add(m_Vertices[v]);
-        if (attributesInStep) m_VertexAttributes.Add(m_VertexAttributes[v]);
+        if (attributesInStep)
+            m_VertexAttributes.Add(m_VertexAttributes[v]);
         map[v] = next++;
     }
 
     m_Vertices.RemoveFromFront(vertexCount);
-    if (attributesInStep) m_VertexAttributes.RemoveFromFront(vertexCount);
+    if (attributesInStep)
+        m_VertexAttributes.RemoveFromFront(vertexCount);
 
     for (unsigned int f = 0; f < faceCount; ++f) {
         Index* corners = m_Faces[f].m_Corners;
-        for (int k = 0; k < 3; ++k) corners[k] = static_cast<Index>(map[corners[k]]);
+        for (int k = 0; k < 3; ++k)
+            corners[k] = static_cast<Index>(map[corners[k]]);
     }
 }
 

@@ -31,7 +31,8 @@ bool TMesh<Real, Vertex, Attribute, Index>::CollapseEdges(Real targetLength) {
         if (face.m_Corners[0] != face.m_Corners[1]) {
             for (int k = 0; k < 3; ++k) {
                 const Real d = squaredLength(face.m_Corners[k], face.m_Corners[(k + 1) % 3]);
-                if (d < limit && d < score) score = d;
+                if (d < limit && d < score)
+                    score = d;
             }
         }
         work.Add(Lintorra::TPair<Real, unsigned int>(score, f));
@@ -47,7 +48,8 @@ bool TMesh<Real, Vertex, Attribute, Index>::CollapseEdges(Real targetLength) {
         // and its edge lengths are measured anew rather than taken from the
         // score.
         const Face face = m_Faces[f];
-        if (face.m_Corners[0] == face.m_Corners[1]) continue;
+        if (face.m_Corners[0] == face.m_Corners[1])
+            continue;
 
         int chosen = -1;
         Real best = largest;
@@ -55,18 +57,22 @@ bool TMesh<Real, Vertex, Attribute, Index>::CollapseEdges(Real targetLength) {
             const unsigned int a = face.m_Corners[k];
             const unsigned int b = face.m_Corners[(k + 1) % 3];
             // Open and removed vertices (255 has bit 0 set) never move.
-            if ((m_VertexAttributes[a].m_Value & 1) || (m_VertexAttributes[b].m_Value & 1)) continue;
+            if ((m_VertexAttributes[a].m_Value & 1) || (m_VertexAttributes[b].m_Value & 1))
+                continue;
             const TList<unsigned int>& aNeighbours = m_VertexConnectivity[a];
             const unsigned int aCount = aNeighbours.GetCount();
-            if (aCount == 0) continue;
+            if (aCount == 0)
+                continue;
 
             // Link condition: an edge inside a closed manifold shares exactly
             // two neighbours; a third shared one rules the edge out at once.
             const TList<unsigned int>& bNeighbours = m_VertexConnectivity[b];
             int common = 0;
             for (unsigned int i = 0; i < aCount && common < 3; ++i)
-                if (bNeighbours.Search(aNeighbours[i]) >= 0) ++common;
-            if (common != 2) continue;
+                if (bNeighbours.Search(aNeighbours[i]) >= 0)
+                    ++common;
+            if (common != 2)
+                continue;
 
             const Real d = squaredLength(a, b);
             if (d < limit && d < best) {
@@ -74,7 +80,8 @@ bool TMesh<Real, Vertex, Attribute, Index>::CollapseEdges(Real targetLength) {
                 chosen = k;
             }
         }
-        if (chosen < 0) continue;
+        if (chosen < 0)
+            continue;
 
         const unsigned int k = static_cast<unsigned int>(chosen);
         const unsigned int a = face.m_Corners[k];
@@ -109,7 +116,8 @@ bool TMesh<Real, Vertex, Attribute, Index>::CollapseEdges(Real targetLength) {
             doubled = h != f && h != g && other.m_Corners[0] != other.m_Corners[1] &&
                       (other.m_Corners[0] == a || other.m_Corners[1] == a || other.m_Corners[2] == a);
         }
-        if (doubled) continue;
+        if (doubled)
+            continue;
         const unsigned int g1 = m_FaceConnectivity[g].m_Neighbours[(j + 1) % 3];
         const unsigned int g2 = m_FaceConnectivity[g].m_Neighbours[(j + 2) % 3];
 
@@ -122,9 +130,11 @@ bool TMesh<Real, Vertex, Attribute, Index>::CollapseEdges(Real targetLength) {
         m_FaceConnectivity[g2].Update(g, g1);
         m_FaceConnectivity[g1].Update(g, g2);
 
-        for (int i = 0; i < 3; ++i) m_VertexFaceConnectivity[face.m_Corners[i]].Remove(f, false);
+        for (int i = 0; i < 3; ++i)
+            m_VertexFaceConnectivity[face.m_Corners[i]].Remove(f, false);
         const Face other = m_Faces[g];
-        for (int i = 0; i < 3; ++i) m_VertexFaceConnectivity[other.m_Corners[i]].Remove(g, false);
+        for (int i = 0; i < 3; ++i)
+            m_VertexFaceConnectivity[other.m_Corners[i]].Remove(g, false);
 
         TList<unsigned int>& aFaces = m_VertexFaceConnectivity[a];
         const unsigned int bFaceCount = bFaces.GetCount();
@@ -140,7 +150,8 @@ bool TMesh<Real, Vertex, Attribute, Index>::CollapseEdges(Real targetLength) {
         const unsigned int bNeighbourCount = bNeighbours.GetCount();
         for (unsigned int i = 0; i < bNeighbourCount; ++i) {
             const unsigned int n = bNeighbours[i];
-            if (n == a) continue;
+            if (n == a)
+                continue;
             aNeighbours.AddUnique(n);
             m_VertexConnectivity[n].Remove(b, false);
             m_VertexConnectivity[n].AddUnique(a);

@@ -20,20 +20,23 @@ bool TMesh<Real, Vertex, Attribute, Index>::FlipEdges() {
     const unsigned int faceCount = m_Faces.GetCount();
     for (unsigned int f = 0; f < faceCount; ++f) {
         Face& face = m_Faces[f];
-        if (face.m_Corners[0] == face.m_Corners[1]) continue;
+        if (face.m_Corners[0] == face.m_Corners[1])
+            continue;
 
         // At most one flip per visited face; a flipped neighbour with a higher
         // index is visited later with its new corners.
         for (unsigned int k = 0; k < 3; ++k) {
             const unsigned int g = m_FaceConnectivity[f].m_Neighbours[k];
-            if (g == none) continue;
+            if (g == none)
+                continue;
             const unsigned int k1 = (k + 1) % 3;
             const unsigned int k2 = (k + 2) % 3;
             const unsigned int a = face.m_Corners[k];
             const unsigned int b = face.m_Corners[k1];
             const unsigned int c = face.m_Corners[k2];
             // A flip would leave a valence-3 endpoint with valence 2.
-            if (valence(a) == 3 || valence(b) == 3) continue;
+            if (valence(a) == 3 || valence(b) == 3)
+                continue;
 
             unsigned int j = 0;
             for (unsigned int s = 0; s < 3; ++s) {
@@ -50,7 +53,8 @@ bool TMesh<Real, Vertex, Attribute, Index>::FlipEdges() {
             int targets[4] = {target(a), target(b), target(c), target(d)};
             int before[4] = {valence(a), valence(b), valence(c), valence(d)};
             int after[4] = {before[0] - 1, before[1] - 1, before[2] + 1, before[3] + 1};
-            if (!(CalculateValenceSum(after, targets) < CalculateValenceSum(before, targets))) continue;
+            if (!(CalculateValenceSum(after, targets) < CalculateValenceSum(before, targets)))
+                continue;
 
             const unsigned int fb = m_FaceConnectivity[f].m_Neighbours[k1];
             const unsigned int ga = m_FaceConnectivity[g].m_Neighbours[j1];
@@ -77,8 +81,10 @@ bool TMesh<Real, Vertex, Attribute, Index>::FlipEdges() {
             m_FaceConnectivity[f].m_Neighbours[k1] = g;
             m_FaceConnectivity[g].m_Neighbours[j] = fb;
             m_FaceConnectivity[g].m_Neighbours[j1] = f;
-            if (ga != none) m_FaceConnectivity[ga].Update(g, f);
-            if (fb != none) m_FaceConnectivity[fb].Update(f, g);
+            if (ga != none)
+                m_FaceConnectivity[ga].Update(g, f);
+            if (fb != none)
+                m_FaceConnectivity[fb].Update(f, g);
 
             changed = true;
             break;

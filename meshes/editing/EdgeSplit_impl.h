@@ -115,8 +115,10 @@ bool TMesh<Real, Vertex, Attribute, Index>::SplitEdges(Real targetLength) {
             m_FaceConnectivity[g].m_Neighbours[j1] = u;
             m_FaceConnectivity[u].m_Neighbours[j] = f;
             m_FaceConnectivity[u].m_Neighbours[j2] = g;
-            if (x.m_Neighbours[e1] != none) m_FaceConnectivity[x.m_Neighbours[e1]].Update(f, t);
-            if (y.m_Neighbours[j1] != none) m_FaceConnectivity[y.m_Neighbours[j1]].Update(g, u);
+            if (x.m_Neighbours[e1] != none)
+                m_FaceConnectivity[x.m_Neighbours[e1]].Update(f, t);
+            if (y.m_Neighbours[j1] != none)
+                m_FaceConnectivity[y.m_Neighbours[j1]].Update(g, u);
 
             m_VertexConnectivity.Update(a, b, m);
             m_VertexConnectivity.Update(b, a, m);
@@ -147,7 +149,8 @@ bool TMesh<Real, Vertex, Attribute, Index>::SplitEdges(Real targetLength) {
             m_FaceConnectivity.Add(x);
             m_FaceConnectivity[f].m_Neighbours[e1] = t;
             m_FaceConnectivity[t].m_Neighbours[e2] = f;
-            if (x.m_Neighbours[e1] != none) m_FaceConnectivity[x.m_Neighbours[e1]].Update(f, t);
+            if (x.m_Neighbours[e1] != none)
+                m_FaceConnectivity[x.m_Neighbours[e1]].Update(f, t);
 
             m_VertexConnectivity.Update(a, b, m);
             m_VertexConnectivity.Update(b, a, m);

@@ -25,7 +25,8 @@ void TMesh<Real, Vertex, Attribute, Index>::InfillBetweenTwoPoints(const Vector&
                                                                    const Real& spacing, TList<Vector>* points) {
     const Vector delta = end - start;
     const unsigned int pieces = detail::InfillPieces(delta.GetLength(), spacing);
-    if (pieces < 2) return;
+    if (pieces < 2)
+        return;
     const Vector step = delta / static_cast<Real>(pieces);
     Vector p = start;
     // Interior points only: the ends belong to whoever owns them.
@@ -42,7 +43,8 @@ void TMesh<Real, Vertex, Attribute, Index>::InfillBetweenTwoPoints(const Vector&
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 bool TMesh<Real, Vertex, Attribute, Index>::ExtractInfilledPointSet(const Real& spacing, TList<Vector>* points) {
     const unsigned int vertexCount = m_Vertices.GetCount();
-    for (unsigned int v = 0; v < vertexCount; ++v) points->Add(m_Vertices[v].m_Position);
+    for (unsigned int v = 0; v < vertexCount; ++v)
+        points->Add(m_Vertices[v].m_Position);
 
     const unsigned int faceCount = m_Faces.GetCount();
     for (unsigned int f = 0; f < faceCount; ++f) {
@@ -53,7 +55,8 @@ bool TMesh<Real, Vertex, Attribute, Index>::ExtractInfilledPointSet(const Real& 
         const Real dAB = a.DiffVectLen(b);
         const Real dBC = b.DiffVectLen(c);
         const Real dAC = a.DiffVectLen(c);
-        if (spacing > dAB && spacing > dBC && spacing > dAC) continue;
+        if (spacing > dAB && spacing > dBC && spacing > dAC)
+            continue;
 
         InfillBetweenTwoPoints(a, b, spacing, points);
         InfillBetweenTwoPoints(b, c, spacing, points);

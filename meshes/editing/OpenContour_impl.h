@@ -25,8 +25,7 @@ void ClearContourMark(Attribute& attribute, const Attribute& mark) {
 // The last vertex of a loop has no marked neighbour left once the walk stands
 // beside it, so the choice rule never takes it; only the closing scan can.
 template <typename Real, typename Vertex, typename Attribute, typename Index>
-void TMesh<Real, Vertex, Attribute, Index>::ExtractOpenContour(const Attribute& mark,
-                                                               TPolygon<Real, Vector>* polygon) {
+void TMesh<Real, Vertex, Attribute, Index>::ExtractOpenContour(const Attribute& mark, TPolygon<Real, Vector>* polygon) {
     MarkOpenVertices(mark);
 
     // The closing scan runs below whatever this holds when the walk ends: the
@@ -35,7 +34,8 @@ void TMesh<Real, Vertex, Attribute, Index>::ExtractOpenContour(const Attribute& 
     // lowest-numbered vertices; contours of high-numbered rims stay one point
     // short. Callers depend on this bound as it is.
     unsigned int limit = m_VertexAttributes.GetCount();
-    if (limit == 0) return;
+    if (limit == 0)
+        return;
 
     const unsigned int none = 0xFFFFFFFFu;
     unsigned int v = none;
@@ -52,20 +52,24 @@ void TMesh<Real, Vertex, Attribute, Index>::ExtractOpenContour(const Attribute& 
 
         const TList<unsigned int>& neighbours = m_VertexConnectivity[v];
         limit = neighbours.GetCount();
-        if (limit == 0) return;
+        if (limit == 0)
+            return;
 
         unsigned int next = none;
         unsigned int fewest = 0xFFFFFFFFu;
         for (unsigned int n = 0; n < limit; ++n) {
             const unsigned int w = neighbours[n];
-            if (!detail::IsContourMarked(m_VertexAttributes[w], mark)) continue;
+            if (!detail::IsContourMarked(m_VertexAttributes[w], mark))
+                continue;
             const TList<unsigned int>& around = m_VertexConnectivity[w];
             const unsigned int aroundCount = around.GetCount();
             unsigned int marked = 0;
             for (unsigned int k = 0; k < aroundCount; ++k)
-                if (detail::IsContourMarked(m_VertexAttributes[around[k]], mark)) ++marked;
+                if (detail::IsContourMarked(m_VertexAttributes[around[k]], mark))
+                    ++marked;
             // A marked neighbour with no marked neighbour left is a dead end.
-            if (marked == 0) continue;
+            if (marked == 0)
+                continue;
             if (marked < fewest) {
                 fewest = marked;
                 next = w;

@@ -17,7 +17,8 @@ void TMesh<Real, Vertex, Attribute, Index>::Remesh(Real targetLength) {
         detail::ExtendTo(m_VertexAttributes, vertexCount);
         // Nothing below clears attributes (the open mark is ORed in), so the
         // added slots would otherwise keep whatever the storage held.
-        for (unsigned int v = attributeCount; v < vertexCount; ++v) m_VertexAttributes[v] = Attribute();
+        for (unsigned int v = attributeCount; v < vertexCount; ++v)
+            m_VertexAttributes[v] = Attribute();
     }
     // Set once: splits mark the open midpoints they insert themselves.
     MarkOpenVertices(Attribute(1));
@@ -28,7 +29,8 @@ void TMesh<Real, Vertex, Attribute, Index>::Remesh(Real targetLength) {
         changed = SplitEdges(targetLength);
         changed = CollapseEdges(targetLength) || changed;
         changed = FlipEdges() || changed;
-        if (changed) RelaxVertices();
+        if (changed)
+            RelaxVertices();
     }
 
     DiscardFaces();

@@ -24,7 +24,8 @@ bool TMesh<Real, Vertex, Attribute, Index>::RemeshPreservingShape(Real targetLen
     }
     std::vector<std::uint32_t> triangles(3 * std::size_t(faceCount));
     for (unsigned int f = 0; f < faceCount; ++f)
-        for (int k = 0; k < 3; ++k) triangles[3 * std::size_t(f) + k] = m_Faces[f].m_Corners[k];
+        for (int k = 0; k < 3; ++k)
+            triangles[3 * std::size_t(f) + k] = m_Faces[f].m_Corners[k];
 
     detail::CSurfaceRemesher remesher;
     const bool finished = remesher.Run(positions, triangles, double(targetLength), options);
@@ -36,31 +37,36 @@ bool TMesh<Real, Vertex, Attribute, Index>::RemeshPreservingShape(Real targetLen
     // lie below their output index, so the records can move down in place.
     const unsigned int newVertexCount = static_cast<unsigned int>(remesher.m_Sources.size());
     const unsigned int newFaceCount = static_cast<unsigned int>(remesher.m_Triangles.size() / 3);
-    if (newVertexCount > vertexCount) m_Vertices.Expand(newVertexCount);
+    if (newVertexCount > vertexCount)
+        m_Vertices.Expand(newVertexCount);
     for (unsigned int v = 0; v < newVertexCount; ++v) {
         const std::uint32_t source = remesher.m_Sources[v];
         if (source == detail::CSurfaceRemesher::NoSource)
             m_Vertices[v] = Vertex();
         else if (source != v)
             m_Vertices[v] = m_Vertices[source];
-        m_Vertices[v].m_Position = Vector(Real(remesher.m_Positions[3 * std::size_t(v)]),
-                                          Real(remesher.m_Positions[3 * std::size_t(v) + 1]),
-                                          Real(remesher.m_Positions[3 * std::size_t(v) + 2]));
+        m_Vertices[v].m_Position =
+            Vector(Real(remesher.m_Positions[3 * std::size_t(v)]), Real(remesher.m_Positions[3 * std::size_t(v) + 1]),
+                   Real(remesher.m_Positions[3 * std::size_t(v) + 2]));
     }
-    if (newVertexCount < m_Vertices.GetCount()) m_Vertices.RemoveFromEnd(m_Vertices.GetCount() - newVertexCount);
+    if (newVertexCount < m_Vertices.GetCount())
+        m_Vertices.RemoveFromEnd(m_Vertices.GetCount() - newVertexCount);
 
     m_Faces.Clear(false);
     m_Faces.Expand(newFaceCount);
     for (unsigned int f = 0; f < newFaceCount; ++f)
-        for (int k = 0; k < 3; ++k) m_Faces[f].m_Corners[k] = static_cast<Index>(remesher.m_Triangles[3 * std::size_t(f) + k]);
+        for (int k = 0; k < 3; ++k)
+            m_Faces[f].m_Corners[k] = static_cast<Index>(remesher.m_Triangles[3 * std::size_t(f) + k]);
 
     // Everything derived is made current; attributes start from zero.
     m_VertexAttributes.Clear(false);
     m_VertexAttributes.Expand(newVertexCount);
-    for (unsigned int v = 0; v < newVertexCount; ++v) m_VertexAttributes[v] = Attribute(0);
+    for (unsigned int v = 0; v < newVertexCount; ++v)
+        m_VertexAttributes[v] = Attribute(0);
     m_FaceAttributes.Clear(false);
     m_FaceAttributes.Expand(newFaceCount);
-    for (unsigned int f = 0; f < newFaceCount; ++f) m_FaceAttributes[f] = Attribute(0);
+    for (unsigned int f = 0; f < newFaceCount; ++f)
+        m_FaceAttributes[f] = Attribute(0);
     if (m_FaceNormals.GetCount() != 0) {
         m_FaceNormals.Clear(false);
         AssignFaceNormals();

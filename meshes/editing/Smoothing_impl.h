@@ -31,9 +31,11 @@ void AssignVertexNormalsInParallel(Mesh& mesh) {
     auto* const vertices = mesh.m_Vertices.GetStream();
 
 #pragma omp parallel for schedule(static)
-    for (int f = 0; f < faceCount; ++f) normals[f] = mesh.GetFaceNormal(static_cast<unsigned int>(f));
+    for (int f = 0; f < faceCount; ++f)
+        normals[f] = mesh.GetFaceNormal(static_cast<unsigned int>(f));
 
-    for (int v = 0; v < vertexCount; ++v) vertices[v].m_Normal = Vector(0, 0, 0);
+    for (int v = 0; v < vertexCount; ++v)
+        vertices[v].m_Normal = Vector(0, 0, 0);
     for (int f = 0; f < faceCount; ++f) {
         const auto* corners = mesh.m_Faces[static_cast<unsigned int>(f)].m_Corners;
         vertices[corners[0]].m_Normal += normals[f];
@@ -42,7 +44,8 @@ void AssignVertexNormalsInParallel(Mesh& mesh) {
     }
 
 #pragma omp parallel for schedule(static)
-    for (int v = 0; v < vertexCount; ++v) vertices[v].m_Normal.Normalise();
+    for (int v = 0; v < vertexCount; ++v)
+        vertices[v].m_Normal.Normalise();
 }
 
 }  // namespace detail
@@ -51,7 +54,7 @@ void AssignVertexNormalsInParallel(Mesh& mesh) {
 // previous iteration only, so the result is the same for any thread count.
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMesh<Real, Vertex, Attribute, Index>::Smooth(unsigned int iterations, char fixedMask, char regionMask,
-                                                    char outwardMask) {
+                                                   char outwardMask) {
     typedef typename Attribute::ValueType Flags;
     const unsigned int count = m_Vertices.GetCount();
 
@@ -90,8 +93,10 @@ void TMesh<Real, Vertex, Attribute, Index>::Smooth(unsigned int iterations, char
                 Vertex& target = work[i];
                 const Vertex& source = vertices[i];
                 target.m_Position = source.m_Position;
-                if (fixedFlags != 0 && (attributes[i].m_Value & fixedFlags) != 0) continue;
-                if (regionFlags != 0 && (attributes[i].m_Value & regionFlags) == 0) continue;
+                if (fixedFlags != 0 && (attributes[i].m_Value & fixedFlags) != 0)
+                    continue;
+                if (regionFlags != 0 && (attributes[i].m_Value & regionFlags) == 0)
+                    continue;
 
                 const TList<unsigned int>& around = neighbours[i];
                 const unsigned int neighbourCount = around.GetCount();
@@ -118,7 +123,8 @@ void TMesh<Real, Vertex, Attribute, Index>::Smooth(unsigned int iterations, char
             // the second.
 #pragma omp barrier
 
-            for (unsigned int i = begin; i < end; ++i) vertices[i] = work[i];
+            for (unsigned int i = begin; i < end; ++i)
+                vertices[i] = work[i];
         }  // the region's closing barrier ends the iteration
     }
 
@@ -136,7 +142,8 @@ void TMesh<Real, Vertex, Attribute, Index>::RelaxVertices() {
     for (int pass = 0; pass < 5; ++pass) {
         for (unsigned int v = 0; v < count; ++v) {
             const Flags flags = m_VertexAttributes[v].m_Value;
-            if (flags == removed) continue;
+            if (flags == removed)
+                continue;
             Vertex& vertex = m_Vertices[v];
             if ((flags & 1) != 0) {
                 vertex.m_Normal = vertex.m_Position;
@@ -145,13 +152,15 @@ void TMesh<Real, Vertex, Attribute, Index>::RelaxVertices() {
             const TList<unsigned int>& around = m_VertexConnectivity[v];
             const unsigned int neighbourCount = around.GetCount();
             Vector sum;
-            for (unsigned int n = 0; n < neighbourCount; ++n) sum += m_Vertices[around[n]].m_Position;
+            for (unsigned int n = 0; n < neighbourCount; ++n)
+                sum += m_Vertices[around[n]].m_Position;
             // A vertex without neighbours divides by zero; that is not guarded.
             vertex.m_Normal = sum / static_cast<Real>(neighbourCount);
         }
         // Removed vertices take their stale normal as position too; nothing
         // may rely on where they end up.
-        for (unsigned int v = 0; v < count; ++v) m_Vertices[v].m_Position = m_Vertices[v].m_Normal;
+        for (unsigned int v = 0; v < count; ++v)
+            m_Vertices[v].m_Position = m_Vertices[v].m_Normal;
     }
 }
 

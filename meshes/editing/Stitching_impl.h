@@ -16,7 +16,8 @@ void TMesh<Real, Vertex, Attribute, Index>::OffsetStitch(Real offset, bool assig
         vertex.m_Position -= Vector(offset * n.x, offset * n.y, offset * n.z);
     }
     // The walls are read from this mesh's connectivity, never the copy's.
-    if (assignConnectivity) AssignFaceConnectivity(true);
+    if (assignConnectivity)
+        AssignFaceConnectivity(true);
     if (copy.m_Vertices.GetCount() == m_Vertices.GetCount()) {
         Append(copy);
         StitchOpenEdges();
@@ -27,7 +28,8 @@ void TMesh<Real, Vertex, Attribute, Index>::OffsetStitch(Real offset, bool assig
 // agree for vertex i of `other` to be the partner of vertex i of this mesh.
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMesh<Real, Vertex, Attribute, Index>::Stitch(TMesh& other, bool assignConnectivity) {
-    if (assignConnectivity) AssignFaceConnectivity(true);
+    if (assignConnectivity)
+        AssignFaceConnectivity(true);
     if (other.m_Vertices.GetCount() == m_Vertices.GetCount()) {
         Append(other);
         StitchOpenEdges();
@@ -47,7 +49,8 @@ template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMesh<Real, Vertex, Attribute, Index>::StitchOpenEdges() {
     const unsigned int halfFaces = m_Faces.GetCount() / 2;
     const unsigned int halfVertices = m_Vertices.GetCount() / 2;
-    if (halfFaces == 0) return;
+    if (halfFaces == 0)
+        return;
 
     const unsigned int open = 0xFFFFFFFFu;
     for (unsigned int fi = 0; fi < halfFaces; ++fi) {

@@ -16,7 +16,8 @@ void TMesh<Real, Vertex, Attribute, Index>::SubDivide(Real maxLength) {
     // Faces appended by the splits are finished by the recursion that made
     // them, so only the faces present now are started here.
     const unsigned int count = m_Faces.GetCount();
-    for (unsigned int face = 0; face < count; ++face) SubDivide(face, maxLengthSquared);
+    for (unsigned int face = 0; face < count; ++face)
+        SubDivide(face, maxLengthSquared);
     AssignVertexNormals();
 }
 
@@ -37,7 +38,8 @@ void TMesh<Real, Vertex, Attribute, Index>::SubDivide(unsigned int face, Real ma
             kBest = k;
         }
     }
-    if (!(best > maxLengthSquared)) return;
+    if (!(best > maxLengthSquared))
+        return;
 
     const int kNext = (kBest + 1) % 3;
     Vertex midpoint;

@@ -103,26 +103,41 @@ constexpr double MinFeatureLength = 3.0;
 // degrees).
 constexpr double SliverShape = 0.03;
 
-inline bool IsLine(std::uint32_t kind) { return kind < Pending; }
+inline bool IsLine(std::uint32_t kind) {
+    return kind < Pending;
+}
 
 // Edits take their candidates in a few classes of length, in memory order
 // within a class: nearly as good as strict length order, and the edits then
 // walk the arrays instead of jumping about them, which matters more.
-inline double LengthClass(double squaredRatio) { return std::floor(4.0 * std::sqrt(squaredRatio)); }
+inline double LengthClass(double squaredRatio) {
+    return std::floor(4.0 * std::sqrt(squaredRatio));
+}
 
 // Half-edge h is corner h % 3 of face h / 3 and runs to the next corner.
-inline std::uint32_t Next(std::uint32_t h) { return h % 3 == 2 ? h - 2 : h + 1; }
-inline std::uint32_t Prev(std::uint32_t h) { return h % 3 == 0 ? h + 2 : h - 1; }
+inline std::uint32_t Next(std::uint32_t h) {
+    return h % 3 == 2 ? h - 2 : h + 1;
+}
+inline std::uint32_t Prev(std::uint32_t h) {
+    return h % 3 == 0 ? h + 2 : h - 1;
+}
 
-inline bool IsFinite(const Vec& v) { return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z); }
-inline double Squared(const Vec& v) { return v % v; }
+inline bool IsFinite(const Vec& v) {
+    return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
+}
+inline double Squared(const Vec& v) {
+    return v % v;
+}
 
 // The kind an edge gets when a collapse merges two: a lock wins over a kept
 // edge, that over a line, a line over a free edge.
 inline std::uint32_t MergeKinds(std::uint32_t a, std::uint32_t b) {
-    if (a == Locked || b == Locked) return Locked;
-    if (a == Kept || b == Kept) return Kept;
-    if (IsLine(a)) return a;
+    if (a == Locked || b == Locked)
+        return Locked;
+    if (a == Kept || b == Kept)
+        return Kept;
+    if (IsLine(a))
+        return a;
     return b;
 }
 
@@ -131,8 +146,10 @@ inline std::uint32_t MergeKinds(std::uint32_t a, std::uint32_t b) {
 // triangles without any trigonometry.
 bool IsThin(const Vec& p0, const Vec& p1, const Vec& p2) {
     double a = Squared(p1 - p0), b = Squared(p2 - p1), c = Squared(p0 - p2);
-    if (b < a) std::swap(a, b);
-    if (c < a) std::swap(a, c);
+    if (b < a)
+        std::swap(a, b);
+    if (c < a)
+        std::swap(a, c);
     return b + c - a > 2 * CosThinAngle * std::sqrt(b * c);
 }
 
@@ -148,7 +165,8 @@ double SmallestAngle(const Vec& a, const Vec& b, const Vec& c) {
 Vec ClosestOnSegment(const Vec& p, const Vec& a, const Vec& b) {
     const Vec d = b - a;
     const double length2 = Squared(d);
-    if (!(length2 > 0)) return a;
+    if (!(length2 > 0))
+        return a;
     const double t = std::clamp(((p - a) % d) / length2, 0.0, 1.0);
     return a + d * t;
 }
@@ -159,10 +177,12 @@ Vec ClosestOnSegment(const Vec& p, const Vec& a, const Vec& b) {
 Vec ClosestOnTriangle(const Vec& p, const Vec& a, const Vec& b, const Vec& c) {
     const Vec ab = b - a, ac = c - a, ap = p - a;
     const double d1 = ab % ap, d2 = ac % ap;
-    if (d1 <= 0 && d2 <= 0) return a;
+    if (d1 <= 0 && d2 <= 0)
+        return a;
     const Vec bp = p - b;
     const double d3 = ab % bp, d4 = ac % bp;
-    if (d3 >= 0 && d4 <= d3) return b;
+    if (d3 >= 0 && d4 <= d3)
+        return b;
     const double vc = d1 * d4 - d3 * d2;
     if (vc <= 0 && d1 >= 0 && d3 <= 0) {
         const double den = d1 - d3;
@@ -170,7 +190,8 @@ Vec ClosestOnTriangle(const Vec& p, const Vec& a, const Vec& b, const Vec& c) {
     }
     const Vec cp = p - c;
     const double d5 = ab % cp, d6 = ac % cp;
-    if (d6 >= 0 && d5 <= d6) return c;
+    if (d6 >= 0 && d5 <= d6)
+        return c;
     const double vb = d5 * d2 - d1 * d6;
     if (vb <= 0 && d2 >= 0 && d6 <= 0) {
         const double den = d2 - d6;
@@ -185,7 +206,8 @@ Vec ClosestOnTriangle(const Vec& p, const Vec& a, const Vec& b, const Vec& c) {
     if (!(sum > 0)) {
         const Vec s0 = ClosestOnSegment(p, a, b), s1 = ClosestOnSegment(p, b, c), s2 = ClosestOnSegment(p, c, a);
         const double e0 = Squared(p - s0), e1 = Squared(p - s1), e2 = Squared(p - s2);
-        if (e0 <= e1 && e0 <= e2) return s0;
+        if (e0 <= e1 && e0 <= e2)
+            return s0;
         return e1 <= e2 ? s1 : s2;
     }
     return a + ab * (vb / sum) + ac * (vc / sum);
@@ -220,7 +242,8 @@ public:
         m_Nodes.clear();
         m_LeafOf.assign(count, None);
         m_Order.resize(count);
-        if (count == 0) return;
+        if (count == 0)
+            return;
 
         // Topology top-down: a task fills child slot m_Slot of node m_Node
         // with positions m_Begin .. m_End - 1 (the root is slot 0 of a node
@@ -256,7 +279,8 @@ public:
             if (task.m_End - task.m_Begin <= LeafSize) {
                 m_Nodes[task.m_Node].m_Child[task.m_Slot] = task.m_Begin;
                 m_Nodes[task.m_Node].m_Count[task.m_Slot] = static_cast<std::uint8_t>(task.m_End - task.m_Begin);
-                for (std::uint32_t i = task.m_Begin; i < task.m_End; ++i) m_LeafOf[i] = 2 * task.m_Node + task.m_Slot;
+                for (std::uint32_t i = task.m_Begin; i < task.m_End; ++i)
+                    m_LeafOf[i] = 2 * task.m_Node + task.m_Slot;
                 continue;
             }
             const Vec extent = task.m_High - task.m_Low;
@@ -284,7 +308,8 @@ public:
         for (std::uint32_t n = static_cast<std::uint32_t>(m_Nodes.size()); n-- > 0;) {
             CNode& node = m_Nodes[n];
             for (int slot = 0; slot < 2; ++slot) {
-                if (node.m_Child[slot] == None) continue;
+                if (node.m_Child[slot] == None)
+                    continue;
                 if (node.m_Count[slot] > 0) {
                     Vec boxLow = low[m_Order[node.m_Child[slot]]], boxHigh = high[m_Order[node.m_Child[slot]]];
                     for (std::uint32_t i = node.m_Child[slot]; i < node.m_Child[slot] + node.m_Count[slot]; ++i)
@@ -318,7 +343,8 @@ public:
     std::uint32_t Nearest(const Vec& p, std::uint32_t hint, Distance&& distance) const {
         double best = std::numeric_limits<double>::infinity();
         std::uint32_t found = None;
-        if (m_Nodes.empty()) return found;
+        if (m_Nodes.empty())
+            return found;
         if (hint == None) {
             Descend(0, 0, p, best, found, distance);
             return found;
@@ -329,9 +355,11 @@ public:
         Descend(node, slot, p, best, found, distance);
         for (;;) {
             const CNode& current = m_Nodes[node];
-            if (BoxDistance(current, 1 - slot, p) < best) Descend(node, 1 - slot, p, best, found, distance);
+            if (BoxDistance(current, 1 - slot, p) < best)
+                Descend(node, 1 - slot, p, best, found, distance);
             const std::uint32_t parent = current.m_Parent;
-            if (parent == None) break;
+            if (parent == None)
+                break;
             slot = m_Nodes[parent].m_Child[0] == node && m_Nodes[parent].m_Count[0] == 0 ? 0 : 1;
             node = parent;
         }
@@ -358,12 +386,14 @@ private:
     }
     static float Down(double value) {
         float rounded = static_cast<float>(value);
-        if (static_cast<double>(rounded) > value) rounded = std::nextafter(rounded, -std::numeric_limits<float>::infinity());
+        if (static_cast<double>(rounded) > value)
+            rounded = std::nextafter(rounded, -std::numeric_limits<float>::infinity());
         return rounded;
     }
     static float Up(double value) {
         float rounded = static_cast<float>(value);
-        if (static_cast<double>(rounded) < value) rounded = std::nextafter(rounded, std::numeric_limits<float>::infinity());
+        if (static_cast<double>(rounded) < value)
+            rounded = std::nextafter(rounded, std::numeric_limits<float>::infinity());
         return rounded;
     }
     static double BoxDistance(const CNode& node, std::uint32_t slot, const Vec& p) {
@@ -390,7 +420,8 @@ private:
         stack[size++] = CEntry{BoxDistance(m_Nodes[node], slot, p), 2 * node + slot};
         while (size > 0) {
             const CEntry top = stack[--size];
-            if (!(top.m_Distance < best)) continue;
+            if (!(top.m_Distance < best))
+                continue;
             const CNode& holder = m_Nodes[top.m_Slot / 2];
             const std::uint32_t at = top.m_Slot % 2;
             if (holder.m_Count[at] > 0) {
@@ -403,17 +434,22 @@ private:
                 }
                 continue;
             }
-            if (holder.m_Child[at] == None) continue;
+            if (holder.m_Child[at] == None)
+                continue;
             const std::uint32_t child = holder.m_Child[at];
             const CNode& inner = m_Nodes[child];
             const double d0 = BoxDistance(inner, 0, p), d1 = BoxDistance(inner, 1, p);
             // The nearer child is pushed last and so searched first.
             if (d0 <= d1) {
-                if (d1 < best) stack[size++] = CEntry{d1, 2 * child + 1};
-                if (d0 < best) stack[size++] = CEntry{d0, 2 * child};
+                if (d1 < best)
+                    stack[size++] = CEntry{d1, 2 * child + 1};
+                if (d0 < best)
+                    stack[size++] = CEntry{d0, 2 * child};
             } else {
-                if (d0 < best) stack[size++] = CEntry{d0, 2 * child};
-                if (d1 < best) stack[size++] = CEntry{d1, 2 * child + 1};
+                if (d0 < best)
+                    stack[size++] = CEntry{d0, 2 * child};
+                if (d1 < best)
+                    stack[size++] = CEntry{d1, 2 * child + 1};
             }
         }
     }
@@ -485,8 +521,10 @@ private:
     std::uint32_t Target(std::uint32_t h) const { return m_Corner[Next(h)]; }
     bool IsOpen(std::uint32_t v) const { return m_Twin[m_Out[v]] == None; }
     void Link(std::uint32_t a, std::uint32_t b) {
-        if (a != None) m_Twin[a] = b;
-        if (b != None) m_Twin[b] = a;
+        if (a != None)
+            m_Twin[a] = b;
+        if (b != None)
+            m_Twin[b] = a;
     }
     // The fan walks below step from face to face of one fan through twin
     // links. The edits keep every fan a cycle of twins (a closed vertex) or a
@@ -502,7 +540,8 @@ private:
         std::uint32_t h = start;
         while (m_Twin[h] != None) {
             h = Next(m_Twin[h]);
-            if (h == start) break;
+            if (h == start)
+                break;
         }
         m_Out[v] = h;
     }
@@ -529,7 +568,8 @@ private:
                 visit(m_Corner[p], p);
                 return;
             }
-            if (t == start) return;
+            if (t == start)
+                return;
             h = t;
         }
     }
@@ -576,7 +616,8 @@ private:
     // every iteration.
     bool HasLongLockedEdge(std::uint32_t f) const {
         for (std::uint32_t h = 3 * f; h < 3 * f + 3; ++h)
-            if (m_Kind[h] == Locked && EdgeLength2(h) > m_SplitLength2) return true;
+            if (m_Kind[h] == Locked && EdgeLength2(h) > m_SplitLength2)
+                return true;
         return false;
     }
     // Whether the face of h has a side longer than length2 (with a margin
@@ -616,8 +657,10 @@ private:
         const Vec &ma = m_Moved[corner[0]], &mb = m_Moved[corner[1]], &mc = m_Moved[corner[2]];
         const Vec before = (b - a) * (c - a), after = (mb - ma) * (mc - ma);
         const double before2 = Squared(before);
-        if (!(before2 > m_MinCross2)) return false;
-        if (!(before % after > 0)) return true;
+        if (!(before2 > m_MinCross2))
+            return false;
+        if (!(before % after > 0))
+            return true;
         // Twice the area over the sum of the squared sides: 0.29 for an
         // equilateral triangle, 0 for a flat one.
         const double sides = Squared(b - a) + Squared(c - b) + Squared(a - c);
@@ -742,20 +785,23 @@ void CEngine::Load(const std::vector<double>& positions, const std::vector<std::
     m_Corner.reserve(3 * faceCount);
     for (std::size_t f = 0; f < faceCount; ++f) {
         const std::uint32_t a = triangles[3 * f], b = triangles[3 * f + 1], c = triangles[3 * f + 2];
-        if (a >= vertexCount || b >= vertexCount || c >= vertexCount || a == b || b == c || c == a) continue;
+        if (a >= vertexCount || b >= vertexCount || c >= vertexCount || a == b || b == c || c == a)
+            continue;
         m_Corner.push_back(a);
         m_Corner.push_back(b);
         m_Corner.push_back(c);
     }
     m_Twin.assign(m_Corner.size(), None);
     m_Kind.assign(m_Corner.size(), None);
-    for (const std::uint32_t v : m_Corner) m_Flags[v] = 0;
+    for (const std::uint32_t v : m_Corner)
+        m_Flags[v] = 0;
 
     const std::size_t faces = m_Corner.size() / 3;
     std::vector<char> frozenFace(faces, 0);
     for (std::size_t f = 0; f < faces; ++f)
         for (int k = 0; k < 3; ++k)
-            if (!IsFinite(m_Position[m_Corner[3 * f + k]])) frozenFace[f] = 1;
+            if (!IsFinite(m_Position[m_Corner[3 * f + k]]))
+                frozenFace[f] = 1;
 
     BuildTwins(frozenFace);
     ClassifyConstraints(frozenFace);
@@ -779,7 +825,8 @@ void CEngine::Load(const std::vector<double>& positions, const std::vector<std::
     m_Stamp.assign(m_Position.size(), 0);
     m_Valence.assign(m_Position.size(), 0);
     for (std::uint32_t v = 0; v < m_Position.size(); ++v)
-        if (!(m_Flags[v] & Deleted)) m_Valence[v] = Valence(v);
+        if (!(m_Flags[v] & Deleted))
+            m_Valence[v] = Valence(v);
 }
 
 void CEngine::BuildTwins(const std::vector<char>& frozenFace) {
@@ -787,22 +834,27 @@ void CEngine::BuildTwins(const std::vector<char>& frozenFace) {
     const std::size_t vertexCount = m_Position.size();
     // Outgoing half-edges of every vertex, in compressed rows.
     std::vector<std::uint32_t> start(vertexCount + 1, 0);
-    for (std::uint32_t h = 0; h < halfEdges; ++h) ++start[m_Corner[h] + 1];
-    for (std::size_t v = 0; v < vertexCount; ++v) start[v + 1] += start[v];
+    for (std::uint32_t h = 0; h < halfEdges; ++h)
+        ++start[m_Corner[h] + 1];
+    for (std::size_t v = 0; v < vertexCount; ++v)
+        start[v + 1] += start[v];
     std::vector<std::uint32_t> outgoing(halfEdges);
     {
         std::vector<std::uint32_t> fill(start.begin(), start.end() - 1);
-        for (std::uint32_t h = 0; h < halfEdges; ++h) outgoing[fill[m_Corner[h]]++] = h;
+        for (std::uint32_t h = 0; h < halfEdges; ++h)
+            outgoing[fill[m_Corner[h]]++] = h;
     }
 
     // An edge is paired only when it has exactly one half-edge each way; any
     // other edge (more than two faces, or two faces wound alike) is locked
     // and its ends are fixed.
     for (std::uint32_t h = 0; h < halfEdges; ++h) {
-        if (m_Twin[h] != None || m_Kind[h] == Locked) continue;
+        if (m_Twin[h] != None || m_Kind[h] == Locked)
+            continue;
         const std::uint32_t a = m_Corner[h], b = Target(h);
         std::uint32_t same = 0, opposite = 0, match = None;
-        for (std::uint32_t i = start[a]; i < start[a + 1]; ++i) same += Target(outgoing[i]) == b;
+        for (std::uint32_t i = start[a]; i < start[a + 1]; ++i)
+            same += Target(outgoing[i]) == b;
         for (std::uint32_t i = start[b]; i < start[b + 1]; ++i)
             if (Target(outgoing[i]) == a) {
                 ++opposite;
@@ -812,9 +864,11 @@ void CEngine::BuildTwins(const std::vector<char>& frozenFace) {
             Link(h, match);
         } else if (same != 1 || opposite != 0) {
             for (std::uint32_t i = start[a]; i < start[a + 1]; ++i)
-                if (Target(outgoing[i]) == b) m_Kind[outgoing[i]] = Locked;
+                if (Target(outgoing[i]) == b)
+                    m_Kind[outgoing[i]] = Locked;
             for (std::uint32_t i = start[b]; i < start[b + 1]; ++i)
-                if (Target(outgoing[i]) == a) m_Kind[outgoing[i]] = Locked;
+                if (Target(outgoing[i]) == a)
+                    m_Kind[outgoing[i]] = Locked;
             m_Flags[a] |= Fixed | NonManifold;
             m_Flags[b] |= Fixed | NonManifold;
         }
@@ -827,10 +881,12 @@ void CEngine::BuildTwins(const std::vector<char>& frozenFace) {
     for (std::uint32_t f = 0; f < faceCount; ++f) {
         const std::uint32_t* corner = &m_Corner[3 * f];
         const std::uint32_t t = m_Twin[3 * f];
-        if (t == None) continue;
+        if (t == None)
+            continue;
         const std::uint32_t* other = &m_Corner[3 * (t / 3)];
         const auto holds = [&](std::uint32_t v) { return other[0] == v || other[1] == v || other[2] == v; };
-        if (!holds(corner[0]) || !holds(corner[1]) || !holds(corner[2])) continue;
+        if (!holds(corner[0]) || !holds(corner[1]) || !holds(corner[2]))
+            continue;
         for (const std::uint32_t g : {f, t / 3})
             for (std::uint32_t h = 3 * g; h < 3 * g + 3; ++h) {
                 m_Kind[h] = Locked;
@@ -839,22 +895,27 @@ void CEngine::BuildTwins(const std::vector<char>& frozenFace) {
     }
 
     for (std::uint32_t h = 0; h < halfEdges; ++h)
-        if (m_Out[m_Corner[h]] == None) m_Out[m_Corner[h]] = h;
+        if (m_Out[m_Corner[h]] == None)
+            m_Out[m_Corner[h]] = h;
     // A vertex whose fan does not reach all of its faces joins separate fans.
     for (std::uint32_t v = 0; v < vertexCount; ++v) {
-        if (m_Flags[v] & Deleted) continue;
+        if (m_Flags[v] & Deleted)
+            continue;
         NormaliseOut(v);
         std::uint32_t fan = 0;
         ForEachOutgoing(v, [&](std::uint32_t) { ++fan; });
-        if (fan != start[v + 1] - start[v]) m_Flags[v] |= Fixed | NonManifold;
+        if (fan != start[v + 1] - start[v])
+            m_Flags[v] |= Fixed | NonManifold;
     }
 
     // Faces at a non-finite vertex cannot be measured: they stay as they are.
     for (std::uint32_t f = 0; f < faceCount; ++f) {
-        if (!frozenFace[f]) continue;
+        if (!frozenFace[f])
+            continue;
         for (std::uint32_t h = 3 * f; h < 3 * f + 3; ++h) {
             m_Kind[h] = Locked;
-            if (m_Twin[h] != None) m_Kind[m_Twin[h]] = Locked;
+            if (m_Twin[h] != None)
+                m_Kind[m_Twin[h]] = Locked;
             m_Flags[m_Corner[h]] |= Fixed;
         }
     }
@@ -867,7 +928,8 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
 
     std::vector<Vec> normal(faces);
     for (std::uint32_t f = 0; f < faces; ++f) {
-        if (frozenFace[f]) continue;
+        if (frozenFace[f])
+            continue;
         const Vec &a = m_Position[m_Corner[3 * f]], &b = m_Position[m_Corner[3 * f + 1]],
                   &c = m_Position[m_Corner[3 * f + 2]];
         normal[f] = (b - a) * (c - a);
@@ -876,7 +938,8 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     const bool features = m_Options.m_FeatureAngle > 0 && m_Options.m_FeatureAngle < 180;
     const double cosFeature = std::cos(m_Options.m_FeatureAngle * Pi / 180.0);
     for (std::uint32_t h = 0; h < halfEdges; ++h) {
-        if (m_Kind[h] != None) continue;
+        if (m_Kind[h] != None)
+            continue;
         const std::uint32_t t = m_Twin[h];
         if (t == None) {
             if (m_Options.m_KeepBoundaries) {
@@ -889,7 +952,8 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
         } else if (features && h < t) {
             const Vec &n1 = normal[h / 3], &n2 = normal[t / 3];
             // A face without a normal (zero area) makes no feature.
-            if (Squared(n1) > 0 && Squared(n2) > 0 && n1 % n2 < cosFeature) m_Kind[h] = m_Kind[t] = Pending;
+            if (Squared(n1) > 0 && Squared(n2) > 0 && n1 % n2 < cosFeature)
+                m_Kind[h] = m_Kind[t] = Pending;
         }
     }
 
@@ -920,31 +984,40 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     for (int round = 0; round < 64; ++round) {
         std::fill(count.begin(), count.end(), 0);
         for (std::uint32_t h = 0; h < halfEdges; ++h) {
-            if (m_Kind[h] != Pending || canonical(h) != h) continue;
+            if (m_Kind[h] != Pending || canonical(h) != h)
+                continue;
             for (const std::uint32_t v : {m_Corner[h], Target(h)}) {
-                if (count[v] == 0) first[v] = h;
-                else if (count[v] == 1) second[v] = h;
-                if (count[v] < 3) ++count[v];
+                if (count[v] == 0)
+                    first[v] = h;
+                else if (count[v] == 1)
+                    second[v] = h;
+                if (count[v] < 3)
+                    ++count[v];
             }
         }
         std::iota(parent.begin(), parent.end(), 0u);
         for (std::uint32_t v = 0; v < vertexCount; ++v) {
             slides[v] = 0;
-            if (count[v] != 2 || (m_Flags[v] & (Deleted | Fixed))) continue;
+            if (count[v] != 2 || (m_Flags[v] & (Deleted | Fixed)))
+                continue;
             const std::uint32_t x = m_Corner[first[v]] == v ? Target(first[v]) : m_Corner[first[v]];
             const std::uint32_t y = m_Corner[second[v]] == v ? Target(second[v]) : m_Corner[second[v]];
             const Vec in = m_Position[v] - m_Position[x], out = m_Position[y] - m_Position[v];
             const double lengths = std::sqrt(Squared(in) * Squared(out));
-            if (!(lengths > 0 && in % out >= cosCorner * lengths)) continue;
+            if (!(lengths > 0 && in % out >= cosCorner * lengths))
+                continue;
             slides[v] = 1;
             const std::uint32_t a = find(first[v]), b = find(second[v]);
-            if (a != b) parent[std::max(a, b)] = std::min(a, b);
+            if (a != b)
+                parent[std::max(a, b)] = std::min(a, b);
         }
-        if (!features) break;
+        if (!features)
+            break;
         // Open lines count as infinitely long: boundaries are never dropped.
         std::fill(length.begin(), length.end(), 0.0);
         for (std::uint32_t h = 0; h < halfEdges; ++h) {
-            if (m_Kind[h] != Pending || canonical(h) != h) continue;
+            if (m_Kind[h] != Pending || canonical(h) != h)
+                continue;
             length[find(h)] += m_Twin[h] == None ? std::numeric_limits<double>::infinity() : std::sqrt(EdgeLength2(h));
         }
         bool dropped = false;
@@ -953,14 +1026,18 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
                 m_Kind[h] = None;
                 dropped = true;
             }
-        if (!dropped) break;
+        if (!dropped)
+            break;
     }
     for (std::uint32_t v = 0; v < vertexCount; ++v)
-        if (count[v] != 0 && !(m_Flags[v] & (Deleted | Fixed))) m_Flags[v] |= slides[v] ? Sliding : Fixed | Corner;
+        if (count[v] != 0 && !(m_Flags[v] & (Deleted | Fixed)))
+            m_Flags[v] |= slides[v] ? Sliding : Fixed | Corner;
     for (std::uint32_t h = 0; h < halfEdges; ++h)
-        if (m_Kind[h] == Pending) m_Kind[h] = find(canonical(h));
+        if (m_Kind[h] == Pending)
+            m_Kind[h] = find(canonical(h));
     for (std::uint32_t v = 0; v < vertexCount; ++v)
-        if (m_Flags[v] & Sliding) m_Line[v] = m_Kind[first[v]];
+        if (m_Flags[v] & Sliding)
+            m_Line[v] = m_Kind[first[v]];
 
     // The tip of a cone has no sharp edge to find, only faces that close
     // far short of a full turn around it; relaxation would cut it off. A tip
@@ -969,13 +1046,15 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     if (features) {
         const double limit = 2 * Pi * (1 - std::cos(m_Options.m_FeatureAngle * Pi / 180.0));
         for (std::uint32_t v = 0; v < vertexCount; ++v) {
-            if ((m_Flags[v] & (Deleted | Fixed | Sliding | NonManifold)) || m_Out[v] == None || IsOpen(v)) continue;
+            if ((m_Flags[v] & (Deleted | Fixed | Sliding | NonManifold)) || m_Out[v] == None || IsOpen(v))
+                continue;
             double turn = 0;
             ForEachOutgoing(v, [&](std::uint32_t e) {
                 const Vec u = m_Position[Target(e)] - m_Position[v], w = m_Position[m_Corner[Prev(e)]] - m_Position[v];
                 turn += std::atan2(std::sqrt(Squared(u * w)), u % w);
             });
-            if (std::fabs(2 * Pi - turn) > limit) m_Flags[v] |= Fixed | Corner;
+            if (std::fabs(2 * Pi - turn) > limit)
+                m_Flags[v] |= Fixed | Corner;
         }
     }
 
@@ -989,7 +1068,8 @@ void CEngine::BuildReference(const std::vector<char>& frozenFace, const std::vec
     std::vector<std::uint32_t> items;
     std::vector<Vec> low, high;
     for (std::uint32_t f = 0; f < faces; ++f) {
-        if (frozenFace[f]) continue;
+        if (frozenFace[f])
+            continue;
         items.push_back(f);
         Vec lo = m_Position[m_Corner[3 * f]], hi = lo;
         for (std::uint32_t k = 1; k < 3; ++k)
@@ -1006,15 +1086,16 @@ void CEngine::BuildReference(const std::vector<char>& frozenFace, const std::vec
     for (std::uint32_t i = 0; i < items.size(); ++i) {
         const std::uint32_t f = items[m_TriangleTree.m_Order[i]];
         slotOfFace[f] = i;
-        m_Triangles[i] = CTriangle{m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]],
-                                   m_Position[m_Corner[3 * f + 2]]};
+        m_Triangles[i] =
+            CTriangle{m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]], m_Position[m_Corner[3 * f + 2]]};
     }
 
     items.clear();
     low.clear();
     high.clear();
     for (std::uint32_t h = 0; h < halfEdges; ++h) {
-        if (!IsLine(m_Kind[h]) || (m_Twin[h] != None && m_Twin[h] < h)) continue;
+        if (!IsLine(m_Kind[h]) || (m_Twin[h] != None && m_Twin[h] < h))
+            continue;
         items.push_back(h);
         const Vec &a = m_Position[m_Corner[h]], &b = m_Position[Target(h)];
         low.push_back(Vec(std::min(a.x, b.x), std::min(a.y, b.y), std::min(a.z, b.z)));
@@ -1030,9 +1111,11 @@ void CEngine::BuildReference(const std::vector<char>& frozenFace, const std::vec
     }
 
     for (std::uint32_t v = 0; v < m_Position.size(); ++v) {
-        if (m_Flags[v] & Deleted) continue;
+        if (m_Flags[v] & Deleted)
+            continue;
         m_FaceHint[v] = slotOfFace[m_Out[v] / 3];
-        if (m_Flags[v] & Sliding) m_SegmentHint[v] = slotOfEdge[firstConstraint[v]];
+        if (m_Flags[v] & Sliding)
+            m_SegmentHint[v] = slotOfEdge[firstConstraint[v]];
     }
 }
 
@@ -1046,13 +1129,15 @@ bool CEngine::SplitLongEdges() {
     m_SplitQueue.clear();
     const auto push = [&](std::uint32_t h) {
         const double length2 = EdgeLength2(h);
-        if (m_Kind[h] == Locked || !(length2 > m_SplitLength2)) return;
+        if (m_Kind[h] == Locked || !(length2 > m_SplitLength2))
+            return;
         m_SplitQueue.push_back(CQueuedEdge{LengthClass(length2 / m_SplitLength2), length2, h});
         std::push_heap(m_SplitQueue.begin(), m_SplitQueue.end());
     };
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
     for (std::uint32_t h = 0; h < halfEdges; ++h)
-        if (m_Corner[h] != None && (m_Twin[h] == None || m_Twin[h] > h)) push(h);
+        if (m_Corner[h] != None && (m_Twin[h] == None || m_Twin[h] > h))
+            push(h);
     bool changed = false;
     // Bounded: each turn pops one entry. Entries are the edges on entry plus
     // at most six per split, and each split adds at least one face, which
@@ -1066,8 +1151,10 @@ bool CEngine::SplitLongEdges() {
         // A split gives some half-edges new ends and moves others to new
         // numbers; every edge it touches is entered afresh, and an entry
         // whose half-edge no longer has its length is stale.
-        if (m_Corner[h] == None || m_Kind[h] == Locked || EdgeLength2(h) != top.m_Length2) continue;
-        if (HasLongLockedEdge(h / 3) || (m_Twin[h] != None && HasLongLockedEdge(m_Twin[h] / 3))) continue;
+        if (m_Corner[h] == None || m_Kind[h] == Locked || EdgeLength2(h) != top.m_Length2)
+            continue;
+        if (HasLongLockedEdge(h / 3) || (m_Twin[h] != None && HasLongLockedEdge(m_Twin[h] / 3)))
+            continue;
         const std::uint32_t t = m_Twin[h];
         // Only across a face whose longest side this is does the new edge to
         // the opposite corner come next in line: a face that keeps a longer
@@ -1080,10 +1167,11 @@ bool CEngine::SplitLongEdges() {
         changed = true;
         // Both halves, the outer sides that moved into the new faces and,
         // where allowed, the new edges to the opposite corners.
-        const std::uint32_t touched[6] = {h, second, second + 1, across ? Next(h) : None,
-                                          t != None ? second + 4 : None, acrossTwin ? Next(t) : None};
+        const std::uint32_t touched[6] = {
+            h, second, second + 1, across ? Next(h) : None, t != None ? second + 4 : None, acrossTwin ? Next(t) : None};
         for (const std::uint32_t e : touched)
-            if (e != None) push(e);
+            if (e != None)
+                push(e);
     }
     return changed;
 }
@@ -1104,7 +1192,8 @@ void CEngine::Split(std::uint32_t h) {
         // Each half carries the removed vertices that lie beside it.
         std::vector<Vec> first, second;
         const Vec along = m_Position[b] - m_Position[a];
-        for (const Vec& q : Carried(a)) ((q - m_Position[a]) % along < 0.5 * Squared(along) ? first : second).push_back(q);
+        for (const Vec& q : Carried(a))
+            ((q - m_Position[a]) % along < 0.5 * Squared(along) ? first : second).push_back(q);
         if (!second.empty()) {
             CarriedToFill(a).swap(first);
             CarriedToFill(m).swap(second);
@@ -1124,12 +1213,14 @@ void CEngine::Split(std::uint32_t h) {
     Link(second + 1, outerN);
     m_Kind[second + 1] = kindN;
     m_Kind[second] = kind;
-    if (m_Out[b] == n) m_Out[b] = second + 1;
+    if (m_Out[b] == n)
+        m_Out[b] = second + 1;
     m_Out[m] = second;
     m_Valence[m] = t == None ? 3 : 4;
     ++m_Valence[c];
 
-    if (t == None) return;
+    if (t == None)
+        return;
     const std::uint32_t tn = Next(t), tp = Prev(t);
     const std::uint32_t d = m_Corner[tp];
     const std::uint32_t outerTn = m_Twin[tn], kindTn = m_Kind[tn];
@@ -1142,7 +1233,8 @@ void CEngine::Split(std::uint32_t h) {
     Link(h, fourth);
     m_Kind[fourth] = kind;
     Link(t, second);
-    if (m_Out[a] == tn) m_Out[a] = fourth + 1;
+    if (m_Out[a] == tn)
+        m_Out[a] = fourth + 1;
     ++m_Valence[d];
 }
 
@@ -1157,16 +1249,20 @@ bool CEngine::CollapseShortEdges() {
     m_Candidates.clear();
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
     for (std::uint32_t h = 0; h < halfEdges; ++h) {
-        if (m_Corner[h] == None || m_Kind[h] == Locked || (m_Twin[h] != None && m_Twin[h] < h)) continue;
+        if (m_Corner[h] == None || m_Kind[h] == Locked || (m_Twin[h] != None && m_Twin[h] < h))
+            continue;
         const double length2 = EdgeLength2(h);
-        if (!(length2 < m_CollapseLength2)) continue;
+        if (!(length2 < m_CollapseLength2))
+            continue;
         const int lengthClass = std::min(Classes - 1, static_cast<int>(LengthClass(length2 / m_CollapseLength2)));
         m_Candidates.push_back(std::make_pair(lengthClass, h));
         ++counts[lengthClass + 1];
     }
-    for (int k = 1; k <= Classes; ++k) counts[k] += counts[k - 1];
+    for (int k = 1; k <= Classes; ++k)
+        counts[k] += counts[k - 1];
     m_Ordered.resize(m_Candidates.size());
-    for (const auto& candidate : m_Candidates) m_Ordered[counts[candidate.first]++] = candidate.second;
+    for (const auto& candidate : m_Candidates)
+        m_Ordered[counts[candidate.first]++] = candidate.second;
     bool changed = false;
     // Bounded: one attempt per edge that was short on entry, never repeated
     // within the pass, and each attempt walks two fans of at most
@@ -1174,42 +1270,51 @@ bool CEngine::CollapseShortEdges() {
     // most MaxCarriedVertices carried vertices.
     for (const std::uint32_t h : m_Ordered) {
         // Earlier collapses may have removed the face or lengthened the edge.
-        if (m_Corner[h] == None || !(EdgeLength2(h) < m_CollapseLength2)) continue;
+        if (m_Corner[h] == None || !(EdgeLength2(h) < m_CollapseLength2))
+            continue;
         changed |= TryCollapse(h, m_MidpointLength2, m_SplitLength2);
     }
     return changed;
 }
 
 bool CEngine::CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::uint32_t& after) const {
-    if ((m_Flags[v] & (Deleted | Sliding | NonManifold | Corner)) || !IsOpen(v)) return false;
+    if ((m_Flags[v] & (Deleted | Sliding | NonManifold | Corner)) || !IsOpen(v))
+        return false;
     // The fan runs from the open edge leaving v to the one arriving; every
     // edge between is free, or v holds a lock or a feature line.
     bool free = m_Kind[m_Out[v]] == Kept;
     std::uint32_t last = None;
     ForEachOutgoing(v, [&](std::uint32_t e) {
-        if (e != m_Out[v] && m_Kind[e] != None) free = false;
+        if (e != m_Out[v] && m_Kind[e] != None)
+            free = false;
         last = e;
     });
     const std::uint32_t incoming = Prev(last);
-    if (!free || m_Kind[incoming] != Kept) return false;
+    if (!free || m_Kind[incoming] != Kept)
+        return false;
     after = Target(m_Out[v]);
     before = m_Corner[incoming];
-    if (before == after) return false;
+    if (before == after)
+        return false;
     const Vec &p = m_Position[v], &u = m_Position[before], &w = m_Position[after];
     // A corner of the boundary stays.
     const Vec in = p - u, out = w - p;
-    if (!(in % out > m_CosCorner * std::sqrt(Squared(in) * Squared(out)))) return false;
+    if (!(in % out > m_CosCorner * std::sqrt(Squared(in) * Squared(out))))
+        return false;
     // The straightened boundary must stay close to the input's: the new edge
     // u-w near v and near every vertex removed along the two edges before
     // (the distance to a segment is convex along each input edge, so the
     // vertices bound the whole polyline).
-    if (Carried(before).size() + Carried(v).size() + 1 > MaxCarriedVertices) return false;
+    if (Carried(before).size() + Carried(v).size() + 1 > MaxCarriedVertices)
+        return false;
     const double limit2 = m_KeptDeviation * m_KeptDeviation;
     const auto near = [&](const Vec& q) { return Squared(q - ClosestOnSegment(q, u, w)) <= limit2; };
-    if (!near(p)) return false;
+    if (!near(p))
+        return false;
     for (const std::uint32_t owner : {before, v})
         for (const Vec& q : Carried(owner))
-            if (!near(q)) return false;
+            if (!near(q))
+                return false;
     return true;
 }
 
@@ -1221,23 +1326,28 @@ bool CEngine::CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::
 // of the two ends, the one whose longest new edge is shorter is preferred.
 bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachLength2) {
     const std::uint32_t kind = m_Kind[h];
-    if (kind == Locked) return false;
+    if (kind == Locked)
+        return false;
     const std::uint32_t t = m_Twin[h], n = Next(h), p = Prev(h);
     const std::uint32_t a = m_Corner[h], b = m_Corner[n], c = m_Corner[p];
     // Checked before any walk, so that an attempt costs O(MaxCollapseValence)
     // whatever the valences around: the merged vertex would have this many.
-    if (m_Valence[a] + m_Valence[b] - (t != None ? 4 : 3) > MaxCollapseValence) return false;
-    if ((m_Flags[a] | m_Flags[b] | m_Flags[c]) & NonManifold) return false;
+    if (m_Valence[a] + m_Valence[b] - (t != None ? 4 : 3) > MaxCollapseValence)
+        return false;
+    if ((m_Flags[a] | m_Flags[b] | m_Flags[c]) & NonManifold)
+        return false;
     bool aGoes = CanRemove(a, kind), bGoes = CanRemove(b, kind);
     // On a kept boundary the open edge h runs a -> b; y -> a and b -> x are
     // the open edges beside it.
     std::uint32_t y = None, x = None;
     if (kind == Kept) {
-        if (!(EdgeLength2(h) < m_KeptCollapseLength2)) return false;
+        if (!(EdgeLength2(h) < m_KeptCollapseLength2))
+            return false;
         std::uint32_t unused = None;
         aGoes = CanLeaveKeptBoundary(a, y, unused);
         bGoes = CanLeaveKeptBoundary(b, unused, x);
-        if (!aGoes && !bGoes) return false;
+        if (!aGoes && !bGoes)
+            return false;
     }
     // Two constrained vertices nearly on top of each other (corners, or
     // vertices of two lines that run side by side) merge into a corner.
@@ -1246,19 +1356,24 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
     };
     bool merge = false;
     if (!aGoes && !bGoes) {
-        if (!constrained(a) || !constrained(b) || !(EdgeLength2(h) < m_MergeLength2)) return false;
+        if (!constrained(a) || !constrained(b) || !(EdgeLength2(h) < m_MergeLength2))
+            return false;
         merge = aGoes = bGoes = true;
     }
 
     // Topology. An inner edge between two open vertices would pinch the
     // surface; a triangle with two open sides would vanish into an edge; the
     // vertices opposite the edge each lose an edge and must keep a fan.
-    if (t != None && IsOpen(a) && IsOpen(b)) return false;
-    if (t == None && m_Twin[n] == None && m_Twin[p] == None) return false;
-    if (m_Valence[c] <= (IsOpen(c) ? 2 : 3)) return false;
+    if (t != None && IsOpen(a) && IsOpen(b))
+        return false;
+    if (t == None && m_Twin[n] == None && m_Twin[p] == None)
+        return false;
+    if (m_Valence[c] <= (IsOpen(c) ? 2 : 3))
+        return false;
     if (t != None) {
         const std::uint32_t d = m_Corner[Prev(t)];
-        if (d == c || (m_Flags[d] & NonManifold) || m_Valence[d] <= (IsOpen(d) ? 2 : 3)) return false;
+        if (d == c || (m_Flags[d] & NonManifold) || m_Valence[d] <= (IsOpen(d) ? 2 : 3))
+            return false;
     }
 
     const Vec& pa = m_Position[a];
@@ -1267,10 +1382,12 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
     // its place: a cheap first look at the length test.
     if (!merge && EdgeLength2(h) >= midpointLength2) {
         const Vec& pc = m_Position[c];
-        if (Squared(pc - pa) > reachLength2 && Squared(pc - pb) > reachLength2) return false;
+        if (Squared(pc - pa) > reachLength2 && Squared(pc - pb) > reachLength2)
+            return false;
         if (t != None) {
             const Vec& pd = m_Position[m_Corner[Prev(t)]];
-            if (Squared(pd - pa) > reachLength2 && Squared(pd - pb) > reachLength2) return false;
+            if (Squared(pd - pa) > reachLength2 && Squared(pd - pb) > reachLength2)
+                return false;
         }
     }
     // Places: 0 b's place (a removed), 1 a's place (b removed), 2 the
@@ -1282,8 +1399,10 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
     // Whether a face's normal turns by less than the collapse allows (the
     // square root only where the limit is not a right angle).
     const auto Keeps = [](const Vec& before, const Vec& after, double before2, double after2) {
-        if constexpr (CollapseMinCos == 0.0) return before % after > 0;
-        else return before % after > CollapseMinCos * std::sqrt(before2 * after2);
+        if constexpr (CollapseMinCos == 0.0)
+            return before % after > 0;
+        else
+            return before % after > CollapseMinCos * std::sqrt(before2 * after2);
     };
     double reach[3] = {0, 0, 0};
     const std::uint32_t f0 = h / 3, f1 = t != None ? t / 3 : None;
@@ -1297,8 +1416,10 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
             for (const std::uint32_t side : {e, Prev(e)}) {
                 const std::uint32_t x = side == e ? Target(e) : m_Corner[side];
                 if (m_Twin[side] != None && x != c0 && x != d0 && IsOpen(x)) {
-                    if (walked == a) open[0] = open[2] = false;
-                    else open[1] = false;
+                    if (walked == a)
+                        open[0] = open[2] = false;
+                    else
+                        open[1] = false;
                 }
             }
         const Vec& x = m_Position[Target(e)];
@@ -1306,13 +1427,15 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         const Vec before = (x - old) * (y - old);
         const double before2 = Squared(before);
         for (int k = 0; k < 3; ++k) {
-            if (!open[k]) continue;
+            if (!open[k])
+                continue;
             const Vec& q = places[k];
             reach[k] = std::max(reach[k], std::max(Squared(q - x), Squared(q - y)));
             // No surviving face may turn over or shrink to nothing.
             const Vec after = (x - q) * (y - q);
             const double after2 = Squared(after);
-            if (reach[k] > reachLength2 || !(after2 > m_MinCross2) || (before2 > m_MinCross2 && !Keeps(before, after, before2, after2)))
+            if (reach[k] > reachLength2 || !(after2 > m_MinCross2) ||
+                (before2 > m_MinCross2 && !Keeps(before, after, before2, after2)))
                 open[k] = false;
         }
     };
@@ -1322,27 +1445,34 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         std::fill(m_Stamp.begin(), m_Stamp.end(), 0u);
         m_StampValue = 1;
     }
-    if (m_Stamp.size() < m_Position.size()) m_Stamp.resize(m_Position.size(), 0u);
+    if (m_Stamp.size() < m_Position.size())
+        m_Stamp.resize(m_Position.size(), 0u);
     ForEachOutgoing(a, [&](std::uint32_t e) {
         m_Stamp[Target(e)] = m_Stamp[m_Corner[Prev(e)]] = m_StampValue;
         const std::uint32_t face = e / 3;
-        if (face != f0 && face != f1) measure(pa, e);
+        if (face != f0 && face != f1)
+            measure(pa, e);
     });
-    if (!open[0] && !open[1] && !open[2]) return false;
+    if (!open[0] && !open[1] && !open[2])
+        return false;
     int shared = 0;
     std::uint32_t last = None;
     ForEachOutgoing(b, [&](std::uint32_t e) {
         shared += m_Stamp[Target(e)] == m_StampValue;
         last = e;
         const std::uint32_t face = e / 3;
-        if (face != f0 && face != f1) measure(pb, e);
+        if (face != f0 && face != f1)
+            measure(pb, e);
     });
-    if (IsOpen(b)) shared += m_Stamp[m_Corner[Prev(last)]] == m_StampValue;
-    if (shared != (t != None ? 2 : 1)) return false;
+    if (IsOpen(b))
+        shared += m_Stamp[m_Corner[Prev(last)]] == m_StampValue;
+    if (shared != (t != None ? 2 : 1))
+        return false;
 
     const int first = reach[1] < reach[0] ? 1 : 0;
     for (const int k : {first, 1 - first, 2}) {
-        if (!open[k]) continue;
+        if (!open[k])
+            continue;
         // The open edge that takes the removed vertex's place on a kept
         // boundary starts at a when b goes, at y when a goes.
         const std::uint32_t from = k == 1 ? a : y;
@@ -1389,30 +1519,40 @@ void CEngine::Collapse(std::uint32_t h, bool removeOrigin, const Vec& target) {
     // Outgoing half-edges that survive, for the three vertices whose stored
     // one may be about to go.
     std::uint32_t outS = outerP;
-    if (outS == None) outS = outerTp;
-    if (outS == None && outerN != None) outS = Next(outerN);
-    if (outS == None && outerTn != None) outS = Next(outerTn);
+    if (outS == None)
+        outS = outerTp;
+    if (outS == None && outerN != None)
+        outS = Next(outerN);
+    if (outS == None && outerTn != None)
+        outS = Next(outerTn);
     const std::uint32_t outC = outerN != None ? outerN : Next(outerP);
     const std::uint32_t outD = t == None ? None : (outerTn != None ? outerTn : Next(outerTp));
 
-    for (const std::uint32_t e : m_Ring) m_Corner[e] = s;
+    for (const std::uint32_t e : m_Ring)
+        m_Corner[e] = s;
     Link(outerN, outerP);
-    if (outerN != None) m_Kind[outerN] = kindC;
-    if (outerP != None) m_Kind[outerP] = kindC;
+    if (outerN != None)
+        m_Kind[outerN] = kindC;
+    if (outerP != None)
+        m_Kind[outerP] = kindC;
     if (t != None) {
         Link(outerTn, outerTp);
-        if (outerTn != None) m_Kind[outerTn] = kindD;
-        if (outerTp != None) m_Kind[outerTp] = kindD;
+        if (outerTn != None)
+            m_Kind[outerTn] = kindD;
+        if (outerTp != None)
+            m_Kind[outerTp] = kindD;
         DeleteFace(t / 3);
     }
     DeleteFace(h / 3);
 
     m_Valence[s] = m_Valence[r] + m_Valence[s] - (t != None ? 4 : 3);
     --m_Valence[c];
-    if (t != None) --m_Valence[d];
+    if (t != None)
+        --m_Valence[d];
     m_Position[s] = target;
     m_Flags[r] = Deleted;
-    if (m_FaceHint[s] == None) m_FaceHint[s] = m_FaceHint[r];
+    if (m_FaceHint[s] == None)
+        m_FaceHint[s] = m_FaceHint[r];
     m_Out[s] = outS;
     NormaliseOut(s);
     m_Out[c] = outC;
@@ -1429,12 +1569,15 @@ void CEngine::Collapse(std::uint32_t h, bool removeOrigin, const Vec& target) {
 // fan afterwards, away from non-manifold vertices.
 bool CEngine::FlipIsAllowed(std::uint32_t h) const {
     const std::uint32_t t = m_Twin[h];
-    if (m_Corner[h] == None || t == None || m_Kind[h] != None) return false;
+    if (m_Corner[h] == None || t == None || m_Kind[h] != None)
+        return false;
     const std::uint32_t a = m_Corner[h], b = Target(h), c = m_Corner[Prev(h)], d = m_Corner[Prev(t)];
-    if (c == d || ((m_Flags[a] | m_Flags[b] | m_Flags[c] | m_Flags[d]) & NonManifold)) return false;
+    if (c == d || ((m_Flags[a] | m_Flags[b] | m_Flags[c] | m_Flags[d]) & NonManifold))
+        return false;
     // An inner edge between two boundary vertices would cut off an ear: a
     // face flat against the boundary that no later flip can repair.
-    if (IsOpen(c) && IsOpen(d)) return false;
+    if (IsOpen(c) && IsOpen(d))
+        return false;
     return m_Valence[a] > (IsOpen(a) ? 2 : 3) && m_Valence[b] > (IsOpen(b) ? 2 : 3);
 }
 
@@ -1445,14 +1588,16 @@ bool CEngine::FlipEdges() {
     // per slot (3 F), each flip rewriting two faces in place.
     for (std::uint32_t h = 0; h < halfEdges; ++h) {
         const std::uint32_t t = m_Twin[h];
-        if (t == None || t < h || !FlipIsAllowed(h)) continue;
+        if (t == None || t < h || !FlipIsAllowed(h))
+            continue;
         const std::uint32_t a = m_Corner[h], b = Target(h), c = m_Corner[Prev(h)], d = m_Corner[Prev(t)];
         const int ta = IsOpen(a) ? 4 : 6, tb = IsOpen(b) ? 4 : 6, tc = IsOpen(c) ? 4 : 6, td = IsOpen(d) ? 4 : 6;
         const int va = m_Valence[a], vb = m_Valence[b], vc = m_Valence[c], vd = m_Valence[d];
         const auto square = [](int x) { return x * x; };
         const int before = square(va - ta) + square(vb - tb) + square(vc - tc) + square(vd - td);
         const int after = square(va - 1 - ta) + square(vb - 1 - tb) + square(vc + 1 - tc) + square(vd + 1 - td);
-        if (after >= before || !FlipIsValid(h)) continue;
+        if (after >= before || !FlipIsValid(h))
+            continue;
         Flip(h);
         changed = true;
     }
@@ -1464,13 +1609,15 @@ bool CEngine::FlipIsValid(std::uint32_t h) const {
     const std::uint32_t a = m_Corner[h], b = Target(h), c = m_Corner[Prev(h)], d = m_Corner[Prev(t)];
     bool joined = false;
     ForEachNeighbour(c, [&](std::uint32_t x, std::uint32_t) { joined |= x == d; });
-    if (joined) return false;
+    if (joined)
+        return false;
     // The quadrilateral must be convex enough that both new faces keep the
     // orientation of both old ones.
     const Vec &pa = m_Position[a], &pb = m_Position[b], &pc = m_Position[c], &pd = m_Position[d];
     const Vec old0 = (pb - pa) * (pc - pa), old1 = (pa - pb) * (pd - pb);
     const Vec new0 = (pa - pc) * (pd - pc), new1 = (pb - pd) * (pc - pd);
-    if (!(Squared(new0) > m_MinCross2) || !(Squared(new1) > m_MinCross2)) return false;
+    if (!(Squared(new0) > m_MinCross2) || !(Squared(new1) > m_MinCross2))
+        return false;
     return new0 % old0 > 0 && new0 % old1 > 0 && new1 % old0 > 0 && new1 % old1 > 0;
 }
 
@@ -1525,21 +1672,26 @@ bool CEngine::ImproveAngles() {
 #pragma omp parallel for schedule(dynamic, 2048) if (faceCount >= ParallelFaces)
     for (std::int64_t f = 0; f < faceCount; ++f) {
         const std::uint32_t* corner = &m_Corner[3 * f];
-        m_FaceMarks[f] = corner[0] != None && IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]);
+        m_FaceMarks[f] =
+            corner[0] != None && IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]);
     }
     bool changed = false;
     // Bounded: one forward sweep over the faces present on entry, at most one
     // flip or one collapse per face; Run calls at most four such passes.
     for (std::uint32_t f = 0; f < static_cast<std::uint32_t>(faceCount); ++f) {
-        if (!m_FaceMarks[f] || m_Corner[3 * f] == None) continue;
+        if (!m_FaceMarks[f] || m_Corner[3 * f] == None)
+            continue;
         const std::uint32_t* corner = &m_Corner[3 * f];
         const Vec &p0 = m_Position[corner[0]], &p1 = m_Position[corner[1]], &p2 = m_Position[corner[2]];
-        if (!IsThin(p0, p1, p2)) continue;
+        if (!IsThin(p0, p1, p2))
+            continue;
         const double smallest = SmallestAngle(p0, p1, p2);
         std::uint32_t h = 3 * f, shortest = 3 * f;
         for (std::uint32_t k = 1; k < 3; ++k) {
-            if (EdgeLength2(3 * f + k) > EdgeLength2(h)) h = 3 * f + k;
-            if (EdgeLength2(3 * f + k) < EdgeLength2(shortest)) shortest = 3 * f + k;
+            if (EdgeLength2(3 * f + k) > EdgeLength2(h))
+                h = 3 * f + k;
+            if (EdgeLength2(3 * f + k) < EdgeLength2(shortest))
+                shortest = 3 * f + k;
         }
         // Either longer side may be flipped: the longest cuts a cap, the
         // middle one often frees a needle whose short side cannot collapse.
@@ -1547,7 +1699,8 @@ bool CEngine::ImproveAngles() {
         std::uint32_t best = None;
         double bestAngle = 0;
         for (const std::uint32_t e : {h, middle}) {
-            if (e == shortest || !FlipIsAllowed(e)) continue;
+            if (e == shortest || !FlipIsAllowed(e))
+                continue;
             const std::uint32_t t = m_Twin[e];
             const Vec &pa = m_Position[m_Corner[e]], &pb = m_Position[Target(e)];
             const Vec &pc = m_Position[m_Corner[Prev(e)]], &pd = m_Position[m_Corner[Prev(t)]];
@@ -1566,22 +1719,27 @@ bool CEngine::ImproveAngles() {
         // Otherwise one of the two shorter sides, if the collapses left it
         // short, may go now; a survivor moved to a midpoint goes back onto
         // the input at once.
-        if (h == shortest) continue;
+        if (h == shortest)
+            continue;
         bool collapsed = false;
         for (const std::uint32_t e : {shortest, middle}) {
-            if (collapsed || e == h || !(EdgeLength2(e) < m_CollapseLength2)) continue;
+            if (collapsed || e == h || !(EdgeLength2(e) < m_CollapseLength2))
+                continue;
             const std::uint32_t a = m_Corner[e], b = Target(e);
             // A cap whose corner sits on the opposite side cannot always lose
             // it to an end of a side; the midpoint is allowed here.
-            if (!TryCollapse(e, m_CollapseLength2, m_AngleReachLength2)) continue;
+            if (!TryCollapse(e, m_CollapseLength2, m_AngleReachLength2))
+                continue;
             collapsed = true;
             const std::uint32_t survivor = (m_Flags[a] & Deleted) ? b : a;
             if (!(m_Flags[survivor] & Fixed)) {
                 const Vec projected = Projected(survivor, m_Position[survivor]);
-                if (IsFinite(projected)) m_Position[survivor] = projected;
+                if (IsFinite(projected))
+                    m_Position[survivor] = projected;
             }
         }
-        if (!collapsed) continue;
+        if (!collapsed)
+            continue;
         changed = true;
     }
     return changed;
@@ -1595,22 +1753,26 @@ bool CEngine::ImproveAngles() {
 Vec CEngine::Relaxed(std::uint32_t v) const {
     const Vec& p = m_Position[v];
     const std::uint8_t flags = m_Flags[v];
-    if (flags & (Deleted | Fixed)) return p;
+    if (flags & (Deleted | Fixed))
+        return p;
     if (flags & Sliding) {
         const std::uint32_t line = m_Line[v];
         std::uint32_t ends[2] = {None, None};
         int found = 0;
         ForEachNeighbour(v, [&](std::uint32_t x, std::uint32_t e) {
             if (m_Kind[e] == line) {
-                if (found < 2) ends[found] = x;
+                if (found < 2)
+                    ends[found] = x;
                 ++found;
             }
         });
-        if (found != 2) return p;
+        if (found != 2)
+            return p;
         const Vec &x = m_Position[ends[0]], &y = m_Position[ends[1]];
         const Vec direction = y - x;
         const double length2 = Squared(direction);
-        if (!(length2 > 0)) return p;
+        if (!(length2 > 0))
+            return p;
         return p + direction * ((((x + y) * 0.5 - p) % direction) / length2);
     }
     Vec weighted, normal;
@@ -1624,7 +1786,8 @@ Vec CEngine::Relaxed(std::uint32_t v) const {
         normal += cross;
         area += twice;
     });
-    if (!(area > 0)) return p;
+    if (!(area > 0))
+        return p;
     normal.Normalise();
     Vec move = weighted / area - p;
     move -= normal * (move % normal);
@@ -1634,15 +1797,16 @@ Vec CEngine::Relaxed(std::uint32_t v) const {
 Vec CEngine::Projected(std::uint32_t v, const Vec& p) {
     if (m_Flags[v] & Sliding) {
         const std::uint32_t line = m_Line[v];
-        const std::uint32_t hint = m_SegmentHint[v] != None && m_Segments[m_SegmentHint[v]].m_Line == line
-                                       ? m_SegmentHint[v]
-                                       : None;
+        const std::uint32_t hint =
+            m_SegmentHint[v] != None && m_Segments[m_SegmentHint[v]].m_Line == line ? m_SegmentHint[v] : None;
         const std::uint32_t best = m_SegmentTree.Nearest(p, hint, [&](std::uint32_t i, double) {
             const CSegment& s = m_Segments[i];
-            if (s.m_Line != line) return std::numeric_limits<double>::infinity();
+            if (s.m_Line != line)
+                return std::numeric_limits<double>::infinity();
             return Squared(ClosestOnSegment(p, s.m_A, s.m_B) - p);
         });
-        if (best == None) return p;
+        if (best == None)
+            return p;
         m_SegmentHint[v] = best;
         return ClosestOnSegment(p, m_Segments[best].m_A, m_Segments[best].m_B);
     }
@@ -1657,11 +1821,13 @@ Vec CEngine::Projected(std::uint32_t v, const Vec& p) {
             const double d = std::max(0.0, std::max(low - p[k], p[k] - high));
             outside += d * d;
         }
-        if (!(outside < bound)) return bound;
+        if (!(outside < bound))
+            return bound;
         return Squared(ClosestOnTriangle(p, t.m_A, t.m_B, t.m_C) - p);
     };
     const std::uint32_t best = m_TriangleTree.Nearest(p, m_FaceHint[v], distance);
-    if (best == None) return p;
+    if (best == None)
+        return p;
     m_FaceHint[v] = best;
     const CTriangle& t = m_Triangles[best];
     return ClosestOnTriangle(p, t.m_A, t.m_B, t.m_C);
@@ -1697,7 +1863,8 @@ void CEngine::RelaxAndProject() {
         m_FaceMarks[f] = m_Corner[3 * f] != None && SpoiledByMove(static_cast<std::uint32_t>(f));
     m_Stack.clear();
     for (std::int64_t f = 0; f < faceCount; ++f)
-        if (m_FaceMarks[f]) m_Stack.push_back(static_cast<std::uint32_t>(f));
+        if (m_FaceMarks[f])
+            m_Stack.push_back(static_cast<std::uint32_t>(f));
     // Bounded: a vertex is taken back at most once (afterwards its moved and
     // old places are equal and it is skipped), and only a take-back pushes,
     // one entry per face of its fan; the fans hold 3 F faces in all. So there
@@ -1707,10 +1874,12 @@ void CEngine::RelaxAndProject() {
     while (!m_Stack.empty()) {
         const std::uint32_t f = m_Stack.back();
         m_Stack.pop_back();
-        if (!SpoiledByMove(f)) continue;
+        if (!SpoiledByMove(f))
+            continue;
         for (std::uint32_t k = 0; k < 3; ++k) {
             const std::uint32_t v = m_Corner[3 * f + k];
-            if (m_Moved[v] == m_Position[v]) continue;
+            if (m_Moved[v] == m_Position[v])
+                continue;
             m_Moved[v] = m_Position[v];
             ForEachOutgoing(v, [&](std::uint32_t e) { m_Stack.push_back(e / 3); });
         }
@@ -1744,11 +1913,13 @@ void CEngine::SpatialOrder(std::vector<std::uint32_t>& order) const {
             cell[k] = std::isfinite(unit) ? static_cast<std::uint32_t>(std::clamp(unit, 0.0, 1.0) * 1023.0) : 0u;
         }
         for (int bit = 9; bit >= 0; --bit)
-            for (int k = 0; k < 3; ++k) key = (key << 1) | ((cell[k] >> bit) & 1u);
+            for (int k = 0; k < 3; ++k)
+                key = (key << 1) | ((cell[k] >> bit) & 1u);
         keyed[i] = std::make_pair(key, v);
     }
     std::sort(keyed.begin(), keyed.end());
-    for (std::size_t i = 0; i < order.size(); ++i) order[i] = keyed[i].second;
+    for (std::size_t i = 0; i < order.size(); ++i)
+        order[i] = keyed[i].second;
 }
 
 // Drops removed vertices and faces. After many new vertices the vertices are
@@ -1759,31 +1930,38 @@ void CEngine::Compact() {
     std::vector<std::uint32_t> order;
     order.reserve(vertexCount);
     for (std::uint32_t v = 0; v < vertexCount; ++v)
-        if (!(m_Flags[v] & Deleted)) order.push_back(v);
+        if (!(m_Flags[v] & Deleted))
+            order.push_back(v);
     if (m_NewSinceOrdering * 10 > order.size()) {
         SpatialOrder(order);
         m_NewSinceOrdering = 0;
     }
     const std::uint32_t vertices = static_cast<std::uint32_t>(order.size());
     std::vector<std::uint32_t> vertexMap(vertexCount, None);
-    for (std::uint32_t i = 0; i < vertices; ++i) vertexMap[order[i]] = i;
+    for (std::uint32_t i = 0; i < vertices; ++i)
+        vertexMap[order[i]] = i;
 
     // Faces by the new number of their smallest corner, a counting sort.
     std::vector<std::uint32_t> first(vertices + 1, 0), faceMap(faceCount, None);
     const auto key = [&](std::uint32_t f) {
-        return std::min(vertexMap[m_Corner[3 * f]], std::min(vertexMap[m_Corner[3 * f + 1]], vertexMap[m_Corner[3 * f + 2]]));
+        return std::min(vertexMap[m_Corner[3 * f]],
+                        std::min(vertexMap[m_Corner[3 * f + 1]], vertexMap[m_Corner[3 * f + 2]]));
     };
     for (std::uint32_t f = 0; f < faceCount; ++f)
-        if (m_Corner[3 * f] != None) ++first[key(f) + 1];
-    for (std::uint32_t v = 0; v < vertices; ++v) first[v + 1] += first[v];
+        if (m_Corner[3 * f] != None)
+            ++first[key(f) + 1];
+    for (std::uint32_t v = 0; v < vertices; ++v)
+        first[v + 1] += first[v];
     const std::uint32_t faces = first[vertices];
     for (std::uint32_t f = 0; f < faceCount; ++f)
-        if (m_Corner[3 * f] != None) faceMap[f] = first[key(f)]++;
+        if (m_Corner[3 * f] != None)
+            faceMap[f] = first[key(f)]++;
     const auto mapHalf = [&](std::uint32_t h) { return h == None ? None : 3 * faceMap[h / 3] + h % 3; };
 
     const auto permute = [&](auto& values) {
         std::remove_reference_t<decltype(values)> moved(vertices);
-        for (std::uint32_t i = 0; i < vertices; ++i) moved[i] = values[order[i]];
+        for (std::uint32_t i = 0; i < vertices; ++i)
+            moved[i] = values[order[i]];
         values.swap(moved);
     };
     permute(m_Position);
@@ -1795,13 +1973,16 @@ void CEngine::Compact() {
     permute(m_SegmentHint);
     permute(m_CarriedSlot);
     std::vector<std::uint32_t> out(vertices);
-    for (std::uint32_t i = 0; i < vertices; ++i) out[i] = mapHalf(m_Out[order[i]]);
+    for (std::uint32_t i = 0; i < vertices; ++i)
+        out[i] = mapHalf(m_Out[order[i]]);
     m_Out.swap(out);
 
-    std::vector<std::uint32_t> corner(3 * std::size_t(faces)), twin(3 * std::size_t(faces)), kind(3 * std::size_t(faces));
+    std::vector<std::uint32_t> corner(3 * std::size_t(faces)), twin(3 * std::size_t(faces)),
+        kind(3 * std::size_t(faces));
     for (std::uint32_t f = 0; f < faceCount; ++f) {
         const std::uint32_t to = faceMap[f];
-        if (to == None) continue;
+        if (to == None)
+            continue;
         for (std::uint32_t k = 0; k < 3; ++k) {
             corner[3 * to + k] = vertexMap[m_Corner[3 * f + k]];
             twin[3 * to + k] = mapHalf(m_Twin[3 * f + k]);
@@ -1826,13 +2007,14 @@ bool CEngine::Run() {
         SplitLongEdges();
         CollapseShortEdges();
         FlipEdges();
-        for (unsigned int step = 0; step < m_Options.m_RelaxationSteps; ++step) RelaxAndProject();
+        for (unsigned int step = 0; step < m_Options.m_RelaxationSteps; ++step)
+            RelaxAndProject();
         // A collapse that removes a thin face may leave another beside it;
         // a few passes settle them.
-        for (int pass = 0; pass < 4 && ImproveAngles(); ++pass) {
-        }
+        for (int pass = 0; pass < 4 && ImproveAngles(); ++pass) { }
         Compact();
-        if (m_Options.m_Progress && !m_Options.m_Progress(iteration + 1, total)) return false;
+        if (m_Options.m_Progress && !m_Options.m_Progress(iteration + 1, total))
+            return false;
     }
     return true;
 }
@@ -1845,10 +2027,12 @@ void CEngine::Extract(CSurfaceRemesher& out) {
     std::vector<std::uint32_t> order;
     order.reserve(vertices);
     for (std::uint32_t v = 0; v < vertices; ++v)
-        if (m_Source[v] != None) order.push_back(v);
+        if (m_Source[v] != None)
+            order.push_back(v);
     std::sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) { return m_Source[a] < m_Source[b]; });
     for (std::uint32_t v = 0; v < vertices; ++v)
-        if (m_Source[v] == None) order.push_back(v);
+        if (m_Source[v] == None)
+            order.push_back(v);
     std::vector<std::uint32_t> map(vertices);
     out.m_Positions.resize(3 * std::size_t(vertices));
     out.m_Sources.resize(vertices);
@@ -1861,7 +2045,8 @@ void CEngine::Extract(CSurfaceRemesher& out) {
         out.m_Sources[i] = m_Source[v] == None ? CSurfaceRemesher::NoSource : m_Source[v];
     }
     out.m_Triangles.resize(m_Corner.size());
-    for (std::size_t h = 0; h < m_Corner.size(); ++h) out.m_Triangles[h] = map[m_Corner[h]];
+    for (std::size_t h = 0; h < m_Corner.size(); ++h)
+        out.m_Triangles[h] = map[m_Corner[h]];
 }
 
 }  // namespace

@@ -22,8 +22,8 @@ public:
     // positions: x, y, z per vertex; triangles: three corners per face.
     // Returns false when the progress callback stopped the work early; the
     // output is a valid mesh either way.
-    bool Run(const std::vector<double>& positions, const std::vector<std::uint32_t>& triangles,
-             double targetLength, const CRemeshOptions& options);
+    bool Run(const std::vector<double>& positions, const std::vector<std::uint32_t>& triangles, double targetLength,
+             const CRemeshOptions& options);
 
     // The result: every vertex is used by a face and no face repeats a corner.
     std::vector<double> m_Positions;

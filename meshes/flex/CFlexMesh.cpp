@@ -9,12 +9,11 @@ using Sarvetta::TVector3;
 // ---- CFlexIndices -----------------------------------------------------------
 
 CFlexIndices::CFlexIndices(unsigned int initialCapacity, unsigned int growSize)
-    : TList<unsigned int>(initialCapacity, growSize) {}
+    : TList<unsigned int>(initialCapacity, growSize) { }
 
-CFlexIndices::CFlexIndices(CFlexIndices& other)
-    : TList<unsigned int>(other), m_PrimitiveType(other.m_PrimitiveType) {}
+CFlexIndices::CFlexIndices(CFlexIndices& other) : TList<unsigned int>(other), m_PrimitiveType(other.m_PrimitiveType) { }
 
-CFlexIndices::~CFlexIndices() {}
+CFlexIndices::~CFlexIndices() { }
 
 CFlexIndices& CFlexIndices::operator=(const CFlexIndices& other) {
     TList<unsigned int>::operator=(other);
@@ -25,17 +24,11 @@ CFlexIndices& CFlexIndices::operator=(const CFlexIndices& other) {
 // ---- CFlexMesh --------------------------------------------------------------
 
 CFlexMesh::CFlexMesh(unsigned int polygonSize, unsigned int indicesCapacity)
-    : m_Polygon(polygonSize, 1000u),
-      m_PointIndices(10u, 10u),
-      m_Indices(indicesCapacity, 10u),
-      m_NewVertices(nullptr),
-      m_ConvexPartitionIndices(0u, 10u) {}
+    : m_Polygon(polygonSize, 1000u), m_PointIndices(10u, 10u), m_Indices(indicesCapacity, 10u), m_NewVertices(nullptr),
+      m_ConvexPartitionIndices(0u, 10u) { }
 
 CFlexMesh::CFlexMesh(CFlexMesh& other)
-    : m_Polygon(0u, 1000u),
-      m_PointIndices(0u, 1000u),
-      m_Indices(0u, 1000u),
-      m_NewVertices(nullptr),
+    : m_Polygon(0u, 1000u), m_PointIndices(0u, 1000u), m_Indices(0u, 1000u), m_NewVertices(nullptr),
       m_ConvexPartitionIndices(0u, 1000u) {
     Copy(other);
     // Copy's list assignment hands m_PointIndices the source's grow size (10
@@ -45,7 +38,9 @@ CFlexMesh::CFlexMesh(CFlexMesh& other)
     m_PointIndices.SetGrowSize(1000u);
 }
 
-CFlexMesh::~CFlexMesh() { Clear(); }
+CFlexMesh::~CFlexMesh() {
+    Clear();
+}
 
 CFlexMesh& CFlexMesh::operator=(const CFlexMesh& other) {
     m_Polygon = other.m_Polygon;

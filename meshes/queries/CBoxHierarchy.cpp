@@ -17,18 +17,24 @@ constexpr double FloatMax = 3.4028234663852886e38;
 // the float range, infinite. NaN stays NaN: traversals read a NaN bound as
 // "no bound" and visit the node.
 float Below(double value) {
-    if (value < -FloatMax) return -std::numeric_limits<float>::infinity();
-    if (value > FloatMax) return std::numeric_limits<float>::max();
+    if (value < -FloatMax)
+        return -std::numeric_limits<float>::infinity();
+    if (value > FloatMax)
+        return std::numeric_limits<float>::max();
     float f = static_cast<float>(value);
-    if (static_cast<double>(f) > value) f = std::nextafter(f, -std::numeric_limits<float>::infinity());
+    if (static_cast<double>(f) > value)
+        f = std::nextafter(f, -std::numeric_limits<float>::infinity());
     return f;
 }
 
 float Above(double value) {
-    if (value > FloatMax) return std::numeric_limits<float>::infinity();
-    if (value < -FloatMax) return -std::numeric_limits<float>::max();
+    if (value > FloatMax)
+        return std::numeric_limits<float>::infinity();
+    if (value < -FloatMax)
+        return -std::numeric_limits<float>::max();
     float f = static_cast<float>(value);
-    if (static_cast<double>(f) < value) f = std::nextafter(f, std::numeric_limits<float>::infinity());
+    if (static_cast<double>(f) < value)
+        f = std::nextafter(f, std::numeric_limits<float>::infinity());
     return f;
 }
 
@@ -48,7 +54,8 @@ public:
     // Half the surface area, which is all the heuristic compares.
     double GetHalfArea() const {
         const double dx = m_Max[0] - m_Min[0], dy = m_Max[1] - m_Min[1], dz = m_Max[2] - m_Min[2];
-        if (!(dx >= 0) || !(dy >= 0) || !(dz >= 0)) return 0;
+        if (!(dx >= 0) || !(dy >= 0) || !(dz >= 0))
+            return 0;
         return dx * dy + dy * dz + dz * dx;
     }
 };
@@ -93,7 +100,8 @@ std::size_t CBoxHierarchy::GetMemoryUsage() const {
 void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_t leafSize) {
     m_Nodes.clear();
     m_Order.resize(count);
-    if (count == 0) return;
+    if (count == 0)
+        return;
     leafSize = std::max<std::uint32_t>(leafSize, 1);
     // Uninitialised: every field is written below.
     std::unique_ptr<CReference[]> storage(new CReference[count]);
@@ -186,7 +194,8 @@ void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_
             for (int b = 1; b < BinCount; ++b) {
                 left.Extend(binBounds[b - 1]);
                 leftCount += binCounts[b - 1];
-                if (leftCount == 0 || rightCount[b] == 0) continue;
+                if (leftCount == 0 || rightCount[b] == 0)
+                    continue;
                 const double cost = left.GetHalfArea() * leftCount + rightArea[b] * rightCount[b];
                 if (cost < bestCost) {
                     bestCost = cost;
@@ -223,19 +232,22 @@ void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_
             middle = task.m_Begin + n / 2;
             known = false;
             if (!coincident)
-                std::nth_element(references + task.m_Begin, references + middle, references + task.m_End, [&](const CReference& a, const CReference& b) {
-                                     return a.m_Centre[axis] < b.m_Centre[axis];
-                                 });
+                std::nth_element(
+                    references + task.m_Begin, references + middle, references + task.m_End,
+                    [&](const CReference& a, const CReference& b) { return a.m_Centre[axis] < b.m_Centre[axis]; });
         }
         const std::uint32_t children = static_cast<std::uint32_t>(m_Nodes.size());
         m_Nodes[task.m_Node].m_First = children;
         m_Nodes[task.m_Node].m_Count = 0;
         m_Nodes.push_back(CNode());
         m_Nodes.push_back(CNode());
-        tasks.push_back(CTask{children + 1, middle, task.m_End, task.m_Depth + 1, known, childBounds[1], childCentres[1]});
-        tasks.push_back(CTask{children, task.m_Begin, middle, task.m_Depth + 1, known, childBounds[0], childCentres[0]});
+        tasks.push_back(
+            CTask{children + 1, middle, task.m_End, task.m_Depth + 1, known, childBounds[1], childCentres[1]});
+        tasks.push_back(
+            CTask{children, task.m_Begin, middle, task.m_Depth + 1, known, childBounds[0], childCentres[0]});
     }
-    for (std::uint32_t i = 0; i < count; ++i) m_Order[i] = references[i].m_Index;
+    for (std::uint32_t i = 0; i < count; ++i)
+        m_Order[i] = references[i].m_Index;
 }
 
 }  // namespace Corvane::Pellix::Quorvel

@@ -14,7 +14,7 @@ public:
     typedef T value_type;
     TCacheLineAllocator() = default;
     template <class U>
-    TCacheLineAllocator(const TCacheLineAllocator<U>&) {}
+    TCacheLineAllocator(const TCacheLineAllocator<U>&) { }
     T* allocate(std::size_t n) { return static_cast<T*>(::operator new(n * sizeof(T), std::align_val_t(64))); }
     void deallocate(T* p, std::size_t) { ::operator delete(p, std::align_val_t(64)); }
     bool operator==(const TCacheLineAllocator&) const { return true; }

@@ -20,20 +20,24 @@ public:
             const std::int32_t high = word / 127773;
             const std::int32_t low = word % 127773;
             word = 16807 * low - 2836 * high;
-            if (word < 0) word += 2147483647;
+            if (word < 0)
+                word += 2147483647;
             m_State[i] = static_cast<std::uint32_t>(word);
         }
         m_Front = 3;
         m_Rear = 0;
-        for (int i = 0; i < 310; ++i) Next();
+        for (int i = 0; i < 310; ++i)
+            Next();
     }
 
     // As rand(): 0 .. 2^31 - 1.
     int Next() {
         m_State[m_Front] += m_State[m_Rear];
         const int result = static_cast<int>(m_State[m_Front] >> 1);
-        if (++m_Front == 31) m_Front = 0;
-        if (++m_Rear == 31) m_Rear = 0;
+        if (++m_Front == 31)
+            m_Front = 0;
+        if (++m_Rear == 31)
+            m_Rear = 0;
         return result;
     }
 

@@ -20,13 +20,17 @@ inline void Sub(const double* a, const double* b, double* r) {
     r[1] = a[1] - b[1];
     r[2] = a[2] - b[2];
 }
-inline double Dot(const double* a, const double* b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
+inline double Dot(const double* a, const double* b) {
+    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+}
 inline void Cross(const double* a, const double* b, double* r) {
     r[0] = a[1] * b[2] - a[2] * b[1];
     r[1] = a[2] * b[0] - a[0] * b[2];
     r[2] = a[0] * b[1] - a[1] * b[0];
 }
-inline double Length(const double* a) { return std::sqrt(Dot(a, a)); }
+inline double Length(const double* a) {
+    return std::sqrt(Dot(a, a));
+}
 
 double ClosestOnSegment(const double p[3], const double s[3], const double e[3], double point[3], double& t) {
     double d[3], sp[3];
@@ -74,10 +78,12 @@ double ClosestPointOnTriangle(const double p[3], const double a[3], const double
         return Dot(diff, diff);
     };
     const double d1 = Dot(ab, ap), d2 = Dot(ac, ap);
-    if (d1 <= 0 && d2 <= 0) return corner(a, 0);
+    if (d1 <= 0 && d2 <= 0)
+        return corner(a, 0);
     Sub(p, b, bp);
     const double d3 = Dot(ab, bp), d4 = Dot(ac, bp);
-    if (d3 >= 0 && d4 <= d3) return corner(b, 1);
+    if (d3 >= 0 && d4 <= d3)
+        return corner(b, 1);
     const double vc = d1 * d4 - d3 * d2;
     if (vc <= 0 && d1 >= 0 && d3 <= 0) {
         const double v = d1 / (d1 - d3);
@@ -85,7 +91,8 @@ double ClosestPointOnTriangle(const double p[3], const double a[3], const double
     }
     Sub(p, c, cp);
     const double d5 = Dot(ab, cp), d6 = Dot(ac, cp);
-    if (d6 >= 0 && d5 <= d6) return corner(c, 2);
+    if (d6 >= 0 && d5 <= d6)
+        return corner(c, 2);
     const double vb = d5 * d2 - d1 * d6;
     if (vb <= 0 && d2 >= 0 && d6 <= 0) {
         const double w = d2 / (d2 - d6);
@@ -106,7 +113,8 @@ double ClosestPointOnTriangle(const double p[3], const double a[3], const double
             const double d = ClosestOnSegment(p, ends[side][0], ends[side][1], q, t);
             if (d < best) {
                 best = d;
-                for (int k = 0; k < 3; ++k) point[k] = q[k];
+                for (int k = 0; k < 3; ++k)
+                    point[k] = q[k];
                 bary[0] = bary[1] = bary[2] = 0;
                 bary[side] = 1 - t;
                 bary[(side + 1) % 3] += t;
@@ -131,7 +139,7 @@ double SolidAngle(const double p[3], const double a[3], const double b[3], const
     return 2.0 * std::atan2(det, denominator);
 }
 
-CTriangleTree::CTriangleTree() : m_DipolesBuilt(new std::once_flag) {}
+CTriangleTree::CTriangleTree() : m_DipolesBuilt(new std::once_flag) { }
 
 const std::vector<CTriangleTree::CDipole>& CTriangleTree::GetDipoles() const {
     std::call_once(*m_DipolesBuilt, [this] { BuildDipoles(); });
@@ -153,8 +161,7 @@ void CTriangleTree::Clear() {
 
 std::size_t CTriangleTree::GetMemoryUsage() const {
     return m_Hierarchy.GetMemoryUsage() + m_Corners.capacity() * sizeof(double) +
-           m_Position.capacity() * sizeof(std::uint32_t) +
-           m_Dipoles.capacity() * sizeof(CDipole);
+           m_Position.capacity() * sizeof(std::uint32_t) + m_Dipoles.capacity() * sizeof(CDipole);
 }
 
 void CTriangleTree::Build(const double* corners, std::uint32_t count) {
@@ -168,7 +175,8 @@ void CTriangleTree::Build(const double* corners, std::uint32_t count) {
             box[k] = std::min({c[k], c[3 + k], c[6 + k]});
             box[3 + k] = std::max({c[k], c[3 + k], c[6 + k]});
             const double extent = box[3 + k] - box[k];
-            if (extent > m_LargestExtent) m_LargestExtent = extent;
+            if (extent > m_LargestExtent)
+                m_LargestExtent = extent;
         }
     }
     m_Hierarchy.Build(boxes.get(), count, LeafSize);
@@ -179,7 +187,8 @@ void CTriangleTree::Build(const double* corners, std::uint32_t count) {
     for (std::uint32_t i = 0; i < count; ++i)
         m_Corners.insert(m_Corners.end(), corners + 9 * std::size_t(order[i]), corners + 9 * std::size_t(order[i]) + 9);
     m_Position.resize(count);
-    for (std::uint32_t i = 0; i < count; ++i) m_Position[order[i]] = i;
+    for (std::uint32_t i = 0; i < count; ++i)
+        m_Position[order[i]] = i;
     m_Dipoles.clear();
     m_DipolesBuilt.reset(new std::once_flag);
 }
@@ -200,7 +209,8 @@ void CTriangleTree::BuildDipoles() const {
     // Children follow their parents in the array: one backward pass sees
     // every child before its parent.
     for (std::size_t i = nodes.size(); i-- > 0;) {
-        if (i == 1) continue;  // padding
+        if (i == 1)
+            continue;  // padding
         const CBoxHierarchy::CNode& node = nodes[i];
         CPart parts[LeafSize > 2 ? LeafSize : 2];
         unsigned int count = 0;
@@ -233,7 +243,8 @@ void CTriangleTree::BuildDipoles() const {
         CDipole& dipole = m_Dipoles[i];
         double area = 0;
         double weighted[3] = {0, 0, 0}, plain[3] = {0, 0, 0};
-        for (int k = 0; k < 3; ++k) dipole.m_Normal[k] = 0;
+        for (int k = 0; k < 3; ++k)
+            dipole.m_Normal[k] = 0;
         for (unsigned int j = 0; j < count; ++j) {
             area += parts[j].m_Area;
             for (int k = 0; k < 3; ++k) {
@@ -244,10 +255,12 @@ void CTriangleTree::BuildDipoles() const {
         }
         areas[i] = area;
         // Without area the plain mean stands in; its dipole is zero anyway.
-        for (int k = 0; k < 3; ++k) dipole.m_Centre[k] = area > 0 ? weighted[k] / area : plain[k] / count;
+        for (int k = 0; k < 3; ++k)
+            dipole.m_Centre[k] = area > 0 ? weighted[k] / area : plain[k] / count;
         // A part's moment moves to the new centre by adding its offset times
         // its area vector.
-        for (int m = 0; m < 9; ++m) dipole.m_Moment[m] = 0;
+        for (int m = 0; m < 9; ++m)
+            dipole.m_Moment[m] = 0;
         for (unsigned int j = 0; j < count; ++j) {
             double offset[3];
             Sub(parts[j].m_Centre, dipole.m_Centre, offset);
@@ -334,7 +347,8 @@ bool CTriangleTree::HasTriangleWithin(const Point& p, double distanceSquared, st
             double point[3], bary[3];
             if (ClosestPointOnTriangle(q, t, t + 3, t + 6, point, bary) <= distanceSquared) {
                 found = true;
-                if (triangle) *triangle = GetTriangle(i);
+                if (triangle)
+                    *triangle = GetTriangle(i);
                 // Below every box distance: the walk ends.
                 limit = -1;
             }
@@ -344,7 +358,8 @@ bool CTriangleTree::HasTriangleWithin(const Point& p, double distanceSquared, st
 }
 
 double CTriangleTree::GetDistance(const Point& p) const {
-    if (IsEmpty()) return HUGE_VAL;
+    if (IsEmpty())
+        return HUGE_VAL;
     return std::sqrt(FindClosestPoint(p).m_DistanceSquared);
 }
 
@@ -364,7 +379,8 @@ double CTriangleTree::GetWindingNumber(const Point& p) const {
 }
 
 double CTriangleTree::EstimateWindingNumber(const Point& p, double accuracy) const {
-    if (IsEmpty()) return 0;
+    if (IsEmpty())
+        return 0;
     const double q[3] = {p.x, p.y, p.z};
     const CBoxHierarchy::CNode* nodes = m_Hierarchy.GetNodes().data();
     const CDipole* dipoles = GetDipoles().data();
@@ -387,7 +403,8 @@ double CTriangleTree::EstimateWindingNumber(const Point& p, double accuracy) con
             const double* m = dipole.m_Moment;
             double rMr = 0;
             for (int a = 0; a < 3; ++a)
-                for (int b = 0; b < 3; ++b) rMr += r[a] * m[3 * a + b] * r[b];
+                for (int b = 0; b < 3; ++b)
+                    rMr += r[a] * m[3 * a + b] * r[b];
             sum += Dot(dipole.m_Normal, r) * inverse3 + (m[0] + m[4] + m[8]) * inverse3 - 3.0 * rMr * inverse3 / d2;
             continue;
         }
@@ -405,30 +422,36 @@ double CTriangleTree::EstimateWindingNumber(const Point& p, double accuracy) con
     return sum / FourPi;
 }
 
-bool CTriangleTree::Contains(const Point& p) const { return EstimateWindingNumber(p) >= 0.5; }
+bool CTriangleTree::Contains(const Point& p) const {
+    return EstimateWindingNumber(p) >= 0.5;
+}
 
 void CTriangleTree::FindClosestPoints(const Point* points, std::size_t count, CSurfacePoint* results) const {
     const std::int64_t n = static_cast<std::int64_t>(count);
 #pragma omp parallel for schedule(dynamic, 256)
-    for (std::int64_t i = 0; i < n; ++i) results[i] = FindClosestPoint(points[i]);
+    for (std::int64_t i = 0; i < n; ++i)
+        results[i] = FindClosestPoint(points[i]);
 }
 
 void CTriangleTree::GetSignedDistances(const Point* points, std::size_t count, double* results) const {
     const std::int64_t n = static_cast<std::int64_t>(count);
 #pragma omp parallel for schedule(dynamic, 256)
-    for (std::int64_t i = 0; i < n; ++i) results[i] = GetSignedDistance(points[i]);
+    for (std::int64_t i = 0; i < n; ++i)
+        results[i] = GetSignedDistance(points[i]);
 }
 
 void CTriangleTree::EstimateWindingNumbers(const Point* points, std::size_t count, double* results) const {
     const std::int64_t n = static_cast<std::int64_t>(count);
 #pragma omp parallel for schedule(dynamic, 256)
-    for (std::int64_t i = 0; i < n; ++i) results[i] = EstimateWindingNumber(points[i]);
+    for (std::int64_t i = 0; i < n; ++i)
+        results[i] = EstimateWindingNumber(points[i]);
 }
 
 void CTriangleTree::Contains(const Point* points, std::size_t count, bool* results) const {
     const std::int64_t n = static_cast<std::int64_t>(count);
 #pragma omp parallel for schedule(dynamic, 256)
-    for (std::int64_t i = 0; i < n; ++i) results[i] = Contains(points[i]);
+    for (std::int64_t i = 0; i < n; ++i)
+        results[i] = Contains(points[i]);
 }
 
 }  // namespace Corvane::Pellix::Quorvel

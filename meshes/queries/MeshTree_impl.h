@@ -42,12 +42,12 @@ inline TVector3<Real> Corner(const double* corners, int k) {
 template <typename Real>
 inline LineTest<Real> GetLineTest(ECulling culling) {
     switch (culling) {
-        case ECulling::BackFaces:
-            return &TLine3<Real>::IntersectWithBFC;
-        case ECulling::FrontFaces:
-            return &TLine3<Real>::IntersectWithFFC;
-        default:
-            return &TLine3<Real>::IntersectWith;
+    case ECulling::BackFaces:
+        return &TLine3<Real>::IntersectWithBFC;
+    case ECulling::FrontFaces:
+        return &TLine3<Real>::IntersectWithFFC;
+    default:
+        return &TLine3<Real>::IntersectWith;
     }
 }
 
@@ -61,7 +61,7 @@ inline double LinePad(double tolerance, double extent) {
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 TMeshTree<Real, Vertex, Attribute, Index>::TMeshTree()
-    : m_VertexHierarchyBuilt(new std::once_flag), m_BoundingBox(Real(3.4028234663852886e38)), m_Scale(0) {}
+    : m_VertexHierarchyBuilt(new std::once_flag), m_BoundingBox(Real(3.4028234663852886e38)), m_Scale(0) { }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 TMeshTree<Real, Vertex, Attribute, Index>::TMeshTree(const Mesh& mesh) : TMeshTree() {
@@ -120,7 +120,8 @@ const CBoxHierarchy& TMeshTree<Real, Vertex, Attribute, Index>::GetVertexHierarc
         std::vector<double> boxes(6 * std::size_t(count));
         for (std::uint32_t v = 0; v < count; ++v)
             for (int k = 0; k < 3; ++k)
-                boxes[6 * std::size_t(v) + k] = boxes[6 * std::size_t(v) + 3 + k] = m_VertexPositions[3 * std::size_t(v) + k];
+                boxes[6 * std::size_t(v) + k] = boxes[6 * std::size_t(v) + 3 + k] =
+                    m_VertexPositions[3 * std::size_t(v) + k];
         m_VertexHierarchy.Build(boxes.data(), count, 8);
     });
     return m_VertexHierarchy;
@@ -148,7 +149,8 @@ const CTriangleTree& TMeshTree<Real, Vertex, Attribute, Index>::GetTriangleTree(
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 std::size_t TMeshTree<Real, Vertex, Attribute, Index>::GetMemoryUsage() const {
-    return m_Faces.GetMemoryUsage() + m_VertexHierarchy.GetMemoryUsage() + m_VertexPositions.capacity() * sizeof(double);
+    return m_Faces.GetMemoryUsage() + m_VertexHierarchy.GetMemoryUsage() +
+           m_VertexPositions.capacity() * sizeof(double);
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
@@ -173,7 +175,8 @@ bool TMeshTree<Real, Vertex, Attribute, Index>::IntersectFace(const TLine3<Real>
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 bool TMeshTree<Real, Vertex, Attribute, Index>::IntersectNearest(const TLine3<Real>& line, Hit& hit, Real tolerance,
                                                                  ECulling culling) const {
-    if (m_Faces.IsEmpty()) return false;
+    if (m_Faces.IsEmpty())
+        return false;
     const detail::LineTest<Real> test = detail::GetLineTest<Real>(culling);
     const double origin[3] = {line.m_Origin.x, line.m_Origin.y, line.m_Origin.z};
     const double direction[3] = {line.m_Direction.x, line.m_Direction.y, line.m_Direction.z};
@@ -192,7 +195,8 @@ bool TMeshTree<Real, Vertex, Attribute, Index>::IntersectNearest(const TLine3<Re
                                if (!(line.*test)(detail::Corner<Real>(c, 0), detail::Corner<Real>(c, 1),
                                                  detail::Corner<Real>(c, 2), &point, &t, tolerance))
                                    continue;
-                               if (!(t >= 0)) continue;
+                               if (!(t >= 0))
+                                   continue;
                                const unsigned int face = m_Faces.GetTriangle(i);
                                // Of two faces hit at the same distance the lower
                                // index wins, as in the mesh's loop over faces.
@@ -207,7 +211,8 @@ bool TMeshTree<Real, Vertex, Attribute, Index>::IntersectNearest(const TLine3<Re
                            }
                            return true;
                        });
-    if (bestFace == Hit::NoFace) return false;
+    if (bestFace == Hit::NoFace)
+        return false;
     hit.m_Point = bestPoint;
     hit.m_Distance = best;
     hit.m_Face = bestFace;
@@ -225,15 +230,15 @@ template <typename Real, typename Vertex, typename Attribute, typename Index>
 bool TMeshTree<Real, Vertex, Attribute, Index>::IntersectWith(const TLine3<Real>& line, Vector* point,
                                                               Real tolerance) const {
     Hit hit;
-    if (!IntersectNearest(line, hit, tolerance, ECulling::None)) return false;
+    if (!IntersectNearest(line, hit, tolerance, ECulling::None))
+        return false;
     *point = hit.m_Point;
     return true;
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 bool TMeshTree<Real, Vertex, Attribute, Index>::IntersectWithBFC(const TLine3<Real>& line, unsigned int face,
-                                                                 Vector* point, Real* distance,
-                                                                 Real tolerance) const {
+                                                                 Vector* point, Real* distance, Real tolerance) const {
     return IntersectFace(line, face, point, distance, tolerance, ECulling::BackFaces);
 }
 
@@ -241,15 +246,15 @@ template <typename Real, typename Vertex, typename Attribute, typename Index>
 bool TMeshTree<Real, Vertex, Attribute, Index>::IntersectWithBFC(const TLine3<Real>& line, Vector* point,
                                                                  Real tolerance) const {
     Hit hit;
-    if (!IntersectNearest(line, hit, tolerance, ECulling::BackFaces)) return false;
+    if (!IntersectNearest(line, hit, tolerance, ECulling::BackFaces))
+        return false;
     *point = hit.m_Point;
     return true;
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 bool TMeshTree<Real, Vertex, Attribute, Index>::IntersectWithFFC(const TLine3<Real>& line, unsigned int face,
-                                                                 Vector* point, Real* distance,
-                                                                 Real tolerance) const {
+                                                                 Vector* point, Real* distance, Real tolerance) const {
     return IntersectFace(line, face, point, distance, tolerance, ECulling::FrontFaces);
 }
 
@@ -257,7 +262,8 @@ template <typename Real, typename Vertex, typename Attribute, typename Index>
 bool TMeshTree<Real, Vertex, Attribute, Index>::IntersectWithFFC(const TLine3<Real>& line, Vector* point,
                                                                  Real tolerance) const {
     Hit hit;
-    if (!IntersectNearest(line, hit, tolerance, ECulling::FrontFaces)) return false;
+    if (!IntersectNearest(line, hit, tolerance, ECulling::FrontFaces))
+        return false;
     *point = hit.m_Point;
     return true;
 }
@@ -270,8 +276,10 @@ bool TMeshTree<Real, Vertex, Attribute, Index>::IntersectWithFFC(const TLine3<Re
 // changes neither the count nor the verdict on ambiguity.
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 bool TMeshTree<Real, Vertex, Attribute, Index>::IsWithin(const Vector& point) const {
-    if (!m_BoundingBox.IsWithin(point, Real(0))) return false;
-    if (m_Faces.IsEmpty()) return false;
+    if (!m_BoundingBox.IsWithin(point, Real(0)))
+        return false;
+    if (m_Faces.IsEmpty())
+        return false;
     const Real length = (m_BoundingBox.m_Max - m_BoundingBox.m_Min).GetLength();
     const Real tolerance = Real(detail::SegmentTolerance);
     const TVector3<Real>* rays = detail::GetInsideRays<Real>();
@@ -290,8 +298,8 @@ bool TMeshTree<Real, Vertex, Attribute, Index>::IsWithin(const Vector& point) co
         // The segment test counts contacts within tolerance times the longer
         // of the segment and the triangle's sides of the plane, and within
         // the tolerance-widened triangle.
-        const double pad = 2.0 * double(tolerance) * (segmentLength + 3.0 * extent) + 1e-6 * extent +
-                           GetRoundingPad() + 1e-12 * segmentLength;
+        const double pad = 2.0 * double(tolerance) * (segmentLength + 3.0 * extent) + 1e-6 * extent + GetRoundingPad() +
+                           1e-12 * segmentLength;
         const TreeWalk::CRay ray(origin, along, pad);
         int count = 0;
         double tFar = 1.0;
@@ -309,8 +317,10 @@ bool TMeshTree<Real, Vertex, Attribute, Index>::IsWithin(const Vector& point) co
             }
             return true;
         });
-        if (count == 0) return false;
-        if (count > 0) return count % 2 == 0;
+        if (count == 0)
+            return false;
+        if (count > 0)
+            return count % 2 == 0;
     }
     return false;
 }
@@ -319,7 +329,8 @@ template <typename Real, typename Vertex, typename Attribute, typename Index>
 bool TMeshTree<Real, Vertex, Attribute, Index>::IsWithinAny(const double* positions, std::uint32_t count) const {
     for (std::uint32_t v = 0; v < count; ++v) {
         const double* p = positions + 3 * std::size_t(v);
-        if (IsWithin(Vector(Real(p[0]), Real(p[1]), Real(p[2])))) return true;
+        if (IsWithin(Vector(Real(p[0]), Real(p[1]), Real(p[2]))))
+            return true;
     }
     return false;
 }
@@ -328,7 +339,8 @@ template <typename Real, typename Vertex, typename Attribute, typename Index>
 bool TMeshTree<Real, Vertex, Attribute, Index>::IsWithin(const Mesh& other) const {
     const unsigned int count = other.m_Vertices.GetCount();
     for (unsigned int v = 0; v < count; ++v)
-        if (IsWithin(other.m_Vertices[v].m_Position)) return true;
+        if (IsWithin(other.m_Vertices[v].m_Position))
+            return true;
     return false;
 }
 
@@ -369,16 +381,24 @@ template <typename Real, typename Vertex, typename Attribute, typename Index>
 bool TMeshTree<Real, Vertex, Attribute, Index>::IntersectsWith(const TMeshTree& other) const {
     const TBox<Real>& mine = m_BoundingBox;
     const TBox<Real>& theirs = other.m_BoundingBox;
-    if (theirs.m_Min.x > mine.m_Max.x) return false;
-    if (theirs.m_Min.y > mine.m_Max.y) return false;
-    if (theirs.m_Min.z > mine.m_Max.z) return false;
-    if (mine.m_Min.x > theirs.m_Max.x) return false;
-    if (mine.m_Min.y > theirs.m_Max.y) return false;
-    if (mine.m_Min.z > theirs.m_Max.z) return false;
+    if (theirs.m_Min.x > mine.m_Max.x)
+        return false;
+    if (theirs.m_Min.y > mine.m_Max.y)
+        return false;
+    if (theirs.m_Min.z > mine.m_Max.z)
+        return false;
+    if (mine.m_Min.x > theirs.m_Max.x)
+        return false;
+    if (mine.m_Min.y > theirs.m_Max.y)
+        return false;
+    if (mine.m_Min.z > theirs.m_Max.z)
+        return false;
     // Either inside test finding one vertex within settles it, whatever the
     // order the vertices are tried in.
-    if (IsWithinAny(other.m_VertexPositions.data(), other.GetVertexCount())) return true;
-    if (other.IsWithinAny(m_VertexPositions.data(), GetVertexCount())) return true;
+    if (IsWithinAny(other.m_VertexPositions.data(), other.GetVertexCount()))
+        return true;
+    if (other.IsWithinAny(m_VertexPositions.data(), GetVertexCount()))
+        return true;
     return HasContact(other);
 }
 
@@ -460,11 +480,11 @@ void TMeshTree<Real, Vertex, Attribute, Index>::IntersectNearest(const TLine3<Re
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
-void TMeshTree<Real, Vertex, Attribute, Index>::IsWithin(const Vector* points, std::size_t count,
-                                                         bool* results) const {
+void TMeshTree<Real, Vertex, Attribute, Index>::IsWithin(const Vector* points, std::size_t count, bool* results) const {
     const std::int64_t n = static_cast<std::int64_t>(count);
 #pragma omp parallel for schedule(dynamic, 256)
-    for (std::int64_t i = 0; i < n; ++i) results[i] = IsWithin(points[i]);
+    for (std::int64_t i = 0; i < n; ++i)
+        results[i] = IsWithin(points[i]);
 }
 
 namespace detail {
@@ -472,7 +492,8 @@ namespace detail {
 template <typename Real>
 std::vector<CTriangleTree::Point> Widen(const TVector3<Real>* points, std::size_t count) {
     std::vector<CTriangleTree::Point> wide(count);
-    for (std::size_t i = 0; i < count; ++i) wide[i] = CTriangleTree::Point(points[i].x, points[i].y, points[i].z);
+    for (std::size_t i = 0; i < count; ++i)
+        wide[i] = CTriangleTree::Point(points[i].x, points[i].y, points[i].z);
     return wide;
 }
 
@@ -500,8 +521,7 @@ void TMeshTree<Real, Vertex, Attribute, Index>::EstimateWindingNumbers(const Vec
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
-void TMeshTree<Real, Vertex, Attribute, Index>::Contains(const Vector* points, std::size_t count,
-                                                         bool* results) const {
+void TMeshTree<Real, Vertex, Attribute, Index>::Contains(const Vector* points, std::size_t count, bool* results) const {
     const std::vector<CTriangleTree::Point> wide = detail::Widen(points, count);
     m_Faces.Contains(wide.data(), count, results);
 }

@@ -100,8 +100,7 @@ public:
     // The nearest hit ahead of the line's origin, as IntersectWith(line,
     // point, tolerance) finds it, with its face and line parameter. With no
     // hit it returns false and leaves `hit` untouched.
-    bool IntersectNearest(const TLine3<Real>& line, Hit& hit, Real tolerance,
-                          ECulling culling = ECulling::None) const;
+    bool IntersectNearest(const TLine3<Real>& line, Hit& hit, Real tolerance, ECulling culling = ECulling::None) const;
 
     // Nearest point of the surface, with its face (m_Triangle is the face
     // index) and the weights of the face's corners; computed in double.

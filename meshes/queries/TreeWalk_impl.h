@@ -46,10 +46,13 @@ public:
         for (int k = 0; k < 3; ++k) {
             const double a = (double(bounds[m_Near[k]]) + m_NearOffset[k]) * m_Inverse[k];
             const double b = (double(bounds[m_Far[k]]) + m_FarOffset[k]) * m_Inverse[k];
-            if (a > t0) t0 = a;
-            if (b < t1) t1 = b;
+            if (a > t0)
+                t0 = a;
+            if (b < t1)
+                t1 = b;
         }
-        if (!(t0 <= t1)) return false;
+        if (!(t0 <= t1))
+            return false;
         tNear = t0;
         return true;
     }
@@ -71,21 +74,25 @@ static_assert(offsetof(CNode, m_Max) == offsetof(CNode, m_Min) + 3 * sizeof(floa
 template <class Leaf>
 void AlongRay(const CBoxHierarchy& tree, const CRay& ray, double tNear, double& tFar, Leaf&& leaf) {
     const CNode* nodes = tree.GetNodes().data();
-    if (tree.IsEmpty()) return;
+    if (tree.IsEmpty())
+        return;
     struct CEntry {
         std::uint32_t m_Node;
         double m_Near;
     } stack[StackSize];
     unsigned int top = 0;
     double t = tNear;
-    if (!ray.Clip(nodes[0], t, tFar)) return;
+    if (!ray.Clip(nodes[0], t, tFar))
+        return;
     stack[top++] = {0, t};
     while (top > 0) {
         const CEntry entry = stack[--top];
-        if (entry.m_Near > tFar) continue;
+        if (entry.m_Near > tFar)
+            continue;
         const CNode& node = nodes[entry.m_Node];
         if (node.IsLeaf()) {
-            if (!leaf(node.m_First, node.m_Count, tFar)) return;
+            if (!leaf(node.m_First, node.m_Count, tFar))
+                return;
             continue;
         }
         double ta = tNear, tb = tNear;
@@ -113,7 +120,8 @@ inline double BoxDistanceSquared(const CNode& node, const double p[3]) {
         const double below = double(node.m_Min[k]) - p[k];
         const double above = p[k] - double(node.m_Max[k]);
         const double outside = below > above ? below : above;
-        if (outside > 0) sum += outside * outside;
+        if (outside > 0)
+            sum += outside * outside;
     }
     return sum;
 }
@@ -124,7 +132,8 @@ inline double BoxDistanceSquared(const CNode& node, const double p[3]) {
 // in a later box can still be weighed by its index.
 template <class Leaf>
 void Nearest(const CBoxHierarchy& tree, const double p[3], double& bound, Leaf&& leaf) {
-    if (tree.IsEmpty()) return;
+    if (tree.IsEmpty())
+        return;
     const CNode* nodes = tree.GetNodes().data();
     struct CEntry {
         std::uint32_t m_Node;
@@ -134,7 +143,8 @@ void Nearest(const CBoxHierarchy& tree, const double p[3], double& bound, Leaf&&
     stack[top++] = {0, BoxDistanceSquared(nodes[0], p)};
     while (top > 0) {
         const CEntry entry = stack[--top];
-        if (entry.m_Distance > bound) continue;
+        if (entry.m_Distance > bound)
+            continue;
         const CNode& node = nodes[entry.m_Node];
         if (node.IsLeaf()) {
             leaf(node.m_First, node.m_Count, bound);
@@ -143,11 +153,15 @@ void Nearest(const CBoxHierarchy& tree, const double p[3], double& bound, Leaf&&
         const double da = BoxDistanceSquared(nodes[node.m_First], p);
         const double db = BoxDistanceSquared(nodes[node.m_First + 1], p);
         if (da <= db) {
-            if (db <= bound) stack[top++] = {node.m_First + 1, db};
-            if (da <= bound) stack[top++] = {node.m_First, da};
+            if (db <= bound)
+                stack[top++] = {node.m_First + 1, db};
+            if (da <= bound)
+                stack[top++] = {node.m_First, da};
         } else {
-            if (da <= bound) stack[top++] = {node.m_First, da};
-            if (db <= bound) stack[top++] = {node.m_First + 1, db};
+            if (da <= bound)
+                stack[top++] = {node.m_First, da};
+            if (db <= bound)
+                stack[top++] = {node.m_First + 1, db};
         }
     }
 }
@@ -155,8 +169,10 @@ void Nearest(const CBoxHierarchy& tree, const double p[3], double& bound, Leaf&&
 inline bool Overlap(const CNode& a, const CNode& b, double pad) {
     for (int k = 0; k < 3; ++k) {
         // Negated so that a NaN bound never separates.
-        if (double(a.m_Min[k]) - pad > double(b.m_Max[k])) return false;
-        if (double(b.m_Min[k]) - pad > double(a.m_Max[k])) return false;
+        if (double(a.m_Min[k]) - pad > double(b.m_Max[k]))
+            return false;
+        if (double(b.m_Min[k]) - pad > double(a.m_Max[k]))
+            return false;
     }
     return true;
 }
@@ -165,7 +181,8 @@ inline bool Overlap(const CNode& a, const CNode& b, double pad) {
 // each other. pair(firstA, countA, firstB, countB) returns false to stop.
 template <class Pair>
 void Overlapping(const CBoxHierarchy& a, const CBoxHierarchy& b, double pad, Pair&& pair) {
-    if (a.IsEmpty() || b.IsEmpty()) return;
+    if (a.IsEmpty() || b.IsEmpty())
+        return;
     const CNode* na = a.GetNodes().data();
     const CNode* nb = b.GetNodes().data();
     struct CEntry {
@@ -180,9 +197,11 @@ void Overlapping(const CBoxHierarchy& a, const CBoxHierarchy& b, double pad, Pai
         const CEntry e = stack[--top];
         const CNode& x = na[e.m_A];
         const CNode& y = nb[e.m_B];
-        if (!Overlap(x, y, pad)) continue;
+        if (!Overlap(x, y, pad))
+            continue;
         if (x.IsLeaf() && y.IsLeaf()) {
-            if (!pair(x.m_First, x.m_Count, y.m_First, y.m_Count)) return;
+            if (!pair(x.m_First, x.m_Count, y.m_First, y.m_Count))
+                return;
             continue;
         }
         auto size = [](const CNode& n) {

@@ -11,23 +11,19 @@
 
 namespace Corvane::Pellix::Quorvel::Python {
 
-void ThrowValue(const std::string& message)
-{
+void ThrowValue(const std::string& message) {
     throw py::value_error(message);
 }
 
-void ThrowType(const std::string& message)
-{
+void ThrowType(const std::string& message) {
     throw py::type_error(message);
 }
 
-void RethrowToolError(const std::exception& error)
-{
+void RethrowToolError(const std::exception& error) {
     throw py::value_error(error.what());
 }
 
-CBoundMesh::CChangeLock::CChangeLock(CBoundMesh& mesh) : m_Mesh(mesh)
-{
+CBoundMesh::CChangeLock::CChangeLock(CBoundMesh& mesh) : m_Mesh(mesh) {
     if (mesh.m_ChangeOwner.load() == std::this_thread::get_id())
         throw std::runtime_error("this mesh is being changed by the call whose progress callback is running; change "
                                  "a copy instead");
@@ -35,22 +31,19 @@ CBoundMesh::CChangeLock::CChangeLock(CBoundMesh& mesh) : m_Mesh(mesh)
     mesh.m_ChangeOwner = std::this_thread::get_id();
 }
 
-CBoundMesh::CChangeLock::~CChangeLock()
-{
+CBoundMesh::CChangeLock::~CChangeLock() {
     m_Mesh.m_ChangeOwner = std::thread::id();
     m_Mesh.m_ChangeMutex.unlock();
 }
 
-void CheckSignals()
-{
+void CheckSignals() {
     py::gil_scoped_acquire gil;
     if (PyErr_CheckSignals() != 0)
         throw py::error_already_set();
 }
 
 template <typename Mesh>
-std::unique_ptr<Mesh> BuildMesh(const Tool::CMeshData& data)
-{
+std::unique_ptr<Mesh> BuildMesh(const Tool::CMeshData& data) {
     typedef typename Mesh::Vector Vector;
     typedef decltype(Vector().x) Real;
     auto mesh = std::make_unique<Mesh>();
@@ -73,8 +66,7 @@ std::unique_ptr<Mesh> BuildMesh(const Tool::CMeshData& data)
 }
 
 template <typename Mesh>
-Tool::CMeshData ExtractData(const Mesh& mesh)
-{
+Tool::CMeshData ExtractData(const Mesh& mesh) {
     Tool::CMeshData data;
     const unsigned int vertexCount = mesh.m_Vertices.GetCount();
     const unsigned int faceCount = mesh.m_Faces.GetCount();
@@ -96,13 +88,11 @@ template std::unique_ptr<FloatMesh> BuildMesh<FloatMesh>(const Tool::CMeshData&)
 template Tool::CMeshData ExtractData<DoubleMesh>(const DoubleMesh&);
 template Tool::CMeshData ExtractData<FloatMesh>(const FloatMesh&);
 
-Tool::CMeshData ExtractData(const Snapshot& snapshot)
-{
+Tool::CMeshData ExtractData(const Snapshot& snapshot) {
     return std::visit([](const auto& mesh) { return ExtractData(*mesh); }, snapshot);
 }
 
-Snapshot MakeSnapshot(const Tool::CMeshData& data, bool single)
-{
+Snapshot MakeSnapshot(const Tool::CMeshData& data, bool single) {
     if (single)
         return Finish(BuildMesh<FloatMesh>(data));
     return Finish(BuildMesh<DoubleMesh>(data));
@@ -110,22 +100,19 @@ Snapshot MakeSnapshot(const Tool::CMeshData& data, bool single)
 
 namespace {
 
-std::string ShapeText(const py::array& a)
-{
+std::string ShapeText(const py::array& a) {
     std::string text = "(";
     for (py::ssize_t i = 0; i < a.ndim(); ++i)
         text += (i ? ", " : "") + std::to_string(a.shape(i));
     return text + (a.ndim() == 1 ? ",)" : ")");
 }
 
-std::string DtypeText(const py::array& a)
-{
+std::string DtypeText(const py::array& a) {
     return py::str(a.dtype()).cast<std::string>();
 }
 
 // np.asarray(obj) with the shape checked: (n, 3).
-py::array AsTable(const py::object& object, const char* name)
-{
+py::array AsTable(const py::object& object, const char* name) {
     py::array a;
     try {
         a = py::module_::import("numpy").attr("asarray")(object);
@@ -137,8 +124,7 @@ py::array AsTable(const py::object& object, const char* name)
     return a;
 }
 
-char Kind(const py::array& a)
-{
+char Kind(const py::array& a) {
     return a.dtype().kind();
 }
 
@@ -146,8 +132,7 @@ char Kind(const py::array& a)
 
 // Reads an (n, 3) array of coordinates; any order of memory and any real or
 // integer dtype. Returns whether the array asks for single precision.
-bool ReadPositions(const py::object& object, const char* name, std::vector<Tool::Point>& positions, int precision)
-{
+bool ReadPositions(const py::object& object, const char* name, std::vector<Tool::Point>& positions, int precision) {
     const py::array a = AsTable(object, name);
     const char kind = Kind(a);
     if (kind != 'f' && kind != 'i' && kind != 'u')
@@ -171,8 +156,8 @@ bool ReadPositions(const py::object& object, const char* name, std::vector<Tool:
                 ThrowValue(std::string(name) + "[" + std::to_string(i) + ", " + std::to_string(k) + "] is " +
                            (std::isnan(v) ? "nan" : "infinite") + ": coordinates must be finite");
             if (single && std::fabs(v) > largestFloat)
-                ThrowValue(std::string(name) + "[" + std::to_string(i) + ", " + std::to_string(k) + "] = " +
-                           Tool::FormatReal(v) + " does not fit in float32");
+                ThrowValue(std::string(name) + "[" + std::to_string(i) + ", " + std::to_string(k) +
+                           "] = " + Tool::FormatReal(v) + " does not fit in float32");
         }
         positions[static_cast<std::size_t>(i)] = Tool::Point(data[3 * i], data[3 * i + 1], data[3 * i + 2]);
     }
@@ -181,8 +166,7 @@ bool ReadPositions(const py::object& object, const char* name, std::vector<Tool:
 
 namespace {
 
-void ReadFaces(const py::object& object, std::size_t vertexCount, std::vector<Tool::Triangle>& triangles)
-{
+void ReadFaces(const py::object& object, std::size_t vertexCount, std::vector<Tool::Triangle>& triangles) {
     const py::array a = AsTable(object, "faces");
     const char kind = Kind(a);
     if (kind != 'i' && kind != 'u')
@@ -198,7 +182,7 @@ void ReadFaces(const py::object& object, std::size_t vertexCount, std::vector<To
         if constexpr (std::is_signed_v<decltype(value)>)
             if (value < 0)
                 ThrowValue("faces[" + std::to_string(row) + ", " + std::to_string(k) + "] = " + std::to_string(value) +
-                       " is negative: indices count vertices from 0");
+                           " is negative: indices count vertices from 0");
         if (static_cast<std::uint64_t>(value) >= vertexCount)
             ThrowValue("faces[" + std::to_string(row) + ", " + std::to_string(k) + "] = " + std::to_string(value) +
                        " is out of range for " + std::to_string(vertexCount) + " vertices");
@@ -220,8 +204,7 @@ void ReadFaces(const py::object& object, std::size_t vertexCount, std::vector<To
 }
 
 // 0: as the vertices' dtype; 32 or 64: forced.
-int ReadPrecision(const py::object& dtype)
-{
+int ReadPrecision(const py::object& dtype) {
     if (dtype.is_none())
         return 0;
     py::dtype chosen;
@@ -239,22 +222,19 @@ int ReadPrecision(const py::object& dtype)
 }
 
 template <typename Real>
-py::array_t<Real> NewTable(std::size_t rows)
-{
+py::array_t<Real> NewTable(std::size_t rows) {
     return py::array_t<Real>({static_cast<py::ssize_t>(rows), py::ssize_t(3)});
 }
 
 // Arrays handed out are copies, marked read-only so that an assignment into
 // one fails loudly instead of changing nothing.
 template <typename Array>
-Array ReadOnly(Array a)
-{
+Array ReadOnly(Array a) {
     py::detail::array_proxy(a.ptr())->flags &= ~py::detail::npy_api::NPY_ARRAY_WRITEABLE_;
     return a;
 }
 
-py::object Vertices(const CBoundMesh& self)
-{
+py::object Vertices(const CBoundMesh& self) {
     return std::visit(
         [](const auto& mesh) -> py::object {
             typedef decltype(mesh->m_Vertices[0].m_Position.x) Real;
@@ -273,8 +253,7 @@ py::object Vertices(const CBoundMesh& self)
         self.Get());
 }
 
-py::object VertexNormals(const CBoundMesh& self)
-{
+py::object VertexNormals(const CBoundMesh& self) {
     return std::visit(
         [](const auto& mesh) -> py::object {
             typedef std::remove_cv_t<std::remove_reference_t<decltype(mesh->m_Vertices[0].m_Normal.x)>> R;
@@ -292,8 +271,7 @@ py::object VertexNormals(const CBoundMesh& self)
         self.Get());
 }
 
-py::object FaceNormals(const CBoundMesh& self)
-{
+py::object FaceNormals(const CBoundMesh& self) {
     return std::visit(
         [](const auto& mesh) -> py::object {
             typedef std::remove_cv_t<std::remove_reference_t<decltype(mesh->m_Vertices[0].m_Normal.x)>> R;
@@ -311,8 +289,7 @@ py::object FaceNormals(const CBoundMesh& self)
         self.Get());
 }
 
-py::object Faces(const CBoundMesh& self)
-{
+py::object Faces(const CBoundMesh& self) {
     return std::visit(
         [](const auto& mesh) -> py::object {
             const unsigned int m = mesh->m_Faces.GetCount();
@@ -326,23 +303,19 @@ py::object Faces(const CBoundMesh& self)
         self.Get());
 }
 
-unsigned int VertexCount(const CBoundMesh& self)
-{
+unsigned int VertexCount(const CBoundMesh& self) {
     return std::visit([](const auto& mesh) { return mesh->m_Vertices.GetCount(); }, self.Get());
 }
 
-unsigned int FaceCount(const CBoundMesh& self)
-{
+unsigned int FaceCount(const CBoundMesh& self) {
     return std::visit([](const auto& mesh) { return mesh->m_Faces.GetCount(); }, self.Get());
 }
 
-py::dtype Dtype(const CBoundMesh& self)
-{
+py::dtype Dtype(const CBoundMesh& self) {
     return self.IsSingle() ? py::dtype::of<float>() : py::dtype::of<double>();
 }
 
-CBoundMesh Construct(const py::object& vertices, const py::object& faces, const py::object& dtype)
-{
+CBoundMesh Construct(const py::object& vertices, const py::object& faces, const py::object& dtype) {
     Tool::CMeshData data;
     const int precision = ReadPrecision(dtype);
     const bool single = ReadPositions(vertices, "vertices", data.m_Positions, precision);
@@ -353,8 +326,7 @@ CBoundMesh Construct(const py::object& vertices, const py::object& faces, const 
     return CBoundMesh(MakeSnapshot(data, single));
 }
 
-void SetVertices(CBoundMesh& self, const py::object& vertices)
-{
+void SetVertices(CBoundMesh& self, const py::object& vertices) {
     std::vector<Tool::Point> positions;
     ReadPositions(vertices, "vertices", positions, self.IsSingle() ? 32 : 64);
     py::gil_scoped_release release;
@@ -369,16 +341,14 @@ void SetVertices(CBoundMesh& self, const py::object& vertices)
     self.Publish(MakeSnapshot(data, self.IsSingle()));
 }
 
-std::string Repr(const CBoundMesh& self)
-{
-    return "quorvel.Mesh(" + Tool::FormatCount(VertexCount(self)) + " vertices, " +
-           Tool::FormatCount(FaceCount(self)) + " faces, " + (self.IsSingle() ? "float32" : "float64") + ")";
+std::string Repr(const CBoundMesh& self) {
+    return "quorvel.Mesh(" + Tool::FormatCount(VertexCount(self)) + " vertices, " + Tool::FormatCount(FaceCount(self)) +
+           " faces, " + (self.IsSingle() ? "float32" : "float64") + ")";
 }
 
 }  // namespace
 
-void BindMesh(py::module_&, py::class_<CBoundMesh>& mesh)
-{
+void BindMesh(py::module_&, py::class_<CBoundMesh>& mesh) {
     mesh.def(py::init(&Construct), py::arg("vertices"), py::arg("faces"), py::arg("dtype") = py::none(),
              R"doc(A triangle mesh from numpy arrays.
 
@@ -411,18 +381,19 @@ normalised.)doc")
         .def_property_readonly("vertex_count", &VertexCount, "Number of vertices.")
         .def_property_readonly("face_count", &FaceCount, "Number of faces.")
         .def_property_readonly("dtype", &Dtype, "numpy.float32 or numpy.float64: the precision of the mesh.")
-        .def("copy", [](const CBoundMesh& self) { return CBoundMesh(self); },
-             "An independent copy (cheap: the two share storage until one of them changes).")
+        .def(
+            "copy", [](const CBoundMesh& self) { return CBoundMesh(self); },
+            "An independent copy (cheap: the two share storage until one of them changes).")
         .def("__copy__", [](const CBoundMesh& self) { return CBoundMesh(self); })
-        .def("__deepcopy__", [](const CBoundMesh& self, py::object) { return CBoundMesh(self); }, py::arg("memo"))
+        .def(
+            "__deepcopy__", [](const CBoundMesh& self, py::object) { return CBoundMesh(self); }, py::arg("memo"))
         .def("__repr__", &Repr)
-        .def(py::pickle(
-            [](const CBoundMesh& self) { return py::make_tuple(Vertices(self), Faces(self)); },
-            [](const py::tuple& state) {
-                if (state.size() != 2)
-                    ThrowValue("cannot unpickle quorvel.Mesh: unexpected state");
-                return Construct(state[0], state[1], py::none());
-            }));
+        .def(py::pickle([](const CBoundMesh& self) { return py::make_tuple(Vertices(self), Faces(self)); },
+                        [](const py::tuple& state) {
+                            if (state.size() != 2)
+                                ThrowValue("cannot unpickle quorvel.Mesh: unexpected state");
+                            return Construct(state[0], state[1], py::none());
+                        }));
 }
 
 }  // namespace Corvane::Pellix::Quorvel::Python

@@ -39,16 +39,14 @@ constexpr std::uint64_t MaximumElementCount = 0x7FFFFFFFu;
 class CBoundMesh {
 public:
     CBoundMesh() = default;
-    explicit CBoundMesh(Snapshot snapshot) : m_Snapshot(std::move(snapshot)) {}
-    CBoundMesh(const CBoundMesh& other) : m_Snapshot(other.Get()) {}
+    explicit CBoundMesh(Snapshot snapshot) : m_Snapshot(std::move(snapshot)) { }
+    CBoundMesh(const CBoundMesh& other) : m_Snapshot(other.Get()) { }
 
-    Snapshot Get() const
-    {
+    Snapshot Get() const {
         std::lock_guard<std::mutex> lock(m_Guard);
         return m_Snapshot;
     }
-    void Publish(Snapshot snapshot)
-    {
+    void Publish(Snapshot snapshot) {
         std::lock_guard<std::mutex> lock(m_Guard);
         m_Snapshot = std::move(snapshot);
     }
@@ -79,8 +77,7 @@ private:
 // Finishes a freshly built mesh for publishing: vertex normals and the
 // bounding box of all vertices are made current, so that readers never write.
 template <typename Mesh>
-std::shared_ptr<const Mesh> Finish(std::unique_ptr<Mesh> mesh)
-{
+std::shared_ptr<const Mesh> Finish(std::unique_ptr<Mesh> mesh) {
     mesh->AssignVertexNormals();
     mesh->DetermineBoundingBox(true);
     return std::shared_ptr<const Mesh>(std::move(mesh));
@@ -100,8 +97,7 @@ Snapshot MakeSnapshot(const Tool::CMeshData& data, bool single);
 // Copies of library meshes; the library's copy constructor takes a non-const
 // reference but reads only.
 template <typename Mesh>
-std::unique_ptr<Mesh> CopyMesh(const Mesh& mesh)
-{
+std::unique_ptr<Mesh> CopyMesh(const Mesh& mesh) {
     return std::make_unique<Mesh>(const_cast<Mesh&>(mesh));
 }
 

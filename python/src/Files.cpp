@@ -15,8 +15,7 @@ namespace Corvane::Pellix::Quorvel::Python {
 
 namespace {
 
-std::string PathText(const py::object& path)
-{
+std::string PathText(const py::object& path) {
     try {
         return py::module_::import("os").attr("fspath")(path).cast<std::string>();
     } catch (py::error_already_set&) {
@@ -26,16 +25,14 @@ std::string PathText(const py::object& path)
     }
 }
 
-[[noreturn]] void RaiseOs(PyObject* type, int code, const std::string& message, const std::string& path)
-{
+[[noreturn]] void RaiseOs(PyObject* type, int code, const std::string& message, const std::string& path) {
     // OSError(errno, ...) gives the subclass that fits the code.
     py::object error = py::reinterpret_borrow<py::object>(type)(code, message, path);
     PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(error.ptr())), error.ptr());
     throw py::error_already_set();
 }
 
-CBoundMesh Load(const py::object& pathObject, const py::object& dtype)
-{
+CBoundMesh Load(const py::object& pathObject, const py::object& dtype) {
     const std::string path = PathText(pathObject);
     int precision = 0;
     if (!dtype.is_none()) {
@@ -76,8 +73,7 @@ CBoundMesh Load(const py::object& pathObject, const py::object& dtype)
     return CBoundMesh(MakeSnapshot(data, precision == 32));
 }
 
-void Save(const CBoundMesh& self, const py::object& pathObject, bool ascii)
-{
+void Save(const CBoundMesh& self, const py::object& pathObject, bool ascii) {
     const std::string path = PathText(pathObject);
     Tool::EMeshFormat format;
     try {
@@ -121,8 +117,7 @@ void Save(const CBoundMesh& self, const py::object& pathObject, bool ascii)
 
 }  // namespace
 
-void BindFiles(py::module_& module, py::class_<CBoundMesh>& mesh)
-{
+void BindFiles(py::module_& module, py::class_<CBoundMesh>& mesh) {
     module.def("load", &Load, py::arg("path"), py::arg("dtype") = py::none(),
                R"doc(Reads a mesh file: OFF, OBJ, PLY (text or binary) or STL (text or binary), by extension.
 

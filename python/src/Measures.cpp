@@ -20,31 +20,26 @@ constexpr std::size_t DistanceSamples = 200000;
 
 typedef std::array<double, 3> Triple;
 
-py::array_t<double> ToArray(const Triple& t)
-{
+py::array_t<double> ToArray(const Triple& t) {
     py::array_t<double> out(3);
     std::copy(t.begin(), t.end(), out.mutable_data());
     return out;
 }
 
 template <typename V>
-Triple ToTriple(const V& v)
-{
+Triple ToTriple(const V& v) {
     return Triple{double(v.x), double(v.y), double(v.z)};
 }
 
-double Area(const CBoundMesh& self)
-{
+double Area(const CBoundMesh& self) {
     return std::visit([](const auto& mesh) { return double(mesh->GetSurfaceArea()); }, self.Get());
 }
 
-double Volume(const CBoundMesh& self)
-{
+double Volume(const CBoundMesh& self) {
     return std::visit([](const auto& mesh) { return double(mesh->GetVolume()); }, self.Get());
 }
 
-py::array_t<double> CentreOfMass(const CBoundMesh& self)
-{
+py::array_t<double> CentreOfMass(const CBoundMesh& self) {
     Triple centre;
     {
         py::gil_scoped_release release;
@@ -59,8 +54,7 @@ py::array_t<double> CentreOfMass(const CBoundMesh& self)
     return ToArray(centre);
 }
 
-py::array_t<double> Bounds(const CBoundMesh& self)
-{
+py::array_t<double> Bounds(const CBoundMesh& self) {
     const std::array<Triple, 2> box = std::visit(
         [](const auto& mesh) {
             return std::array<Triple, 2>{ToTriple(mesh->m_BoundingBox.m_Min), ToTriple(mesh->m_BoundingBox.m_Max)};
@@ -73,8 +67,7 @@ py::array_t<double> Bounds(const CBoundMesh& self)
     return out;
 }
 
-py::array_t<double> PrincipalAxes(const CBoundMesh& self)
-{
+py::array_t<double> PrincipalAxes(const CBoundMesh& self) {
     // Rows major, middle, minor; NaN rows for what the library leaves unset.
     constexpr double nan = std::numeric_limits<double>::quiet_NaN();
     std::array<Triple, 3> axes;
@@ -97,8 +90,7 @@ py::array_t<double> PrincipalAxes(const CBoundMesh& self)
     return out;
 }
 
-py::dict StatisticsDict(const Tool::CMeshStatistics& s)
-{
+py::dict StatisticsDict(const Tool::CMeshStatistics& s) {
     py::dict d;
     d["vertices"] = s.m_Vertices;
     d["faces"] = s.m_Faces;
@@ -116,8 +108,7 @@ py::dict StatisticsDict(const Tool::CMeshStatistics& s)
     return d;
 }
 
-py::dict Quality(const CBoundMesh& self)
-{
+py::dict Quality(const CBoundMesh& self) {
     Tool::CMeshStatistics s;
     {
         py::gil_scoped_release release;
@@ -126,8 +117,7 @@ py::dict Quality(const CBoundMesh& self)
     return StatisticsDict(s);
 }
 
-py::dict QualityReport(const CBoundMesh& before, const CBoundMesh& after, std::size_t samples)
-{
+py::dict QualityReport(const CBoundMesh& before, const CBoundMesh& after, std::size_t samples) {
     if (samples == 0)
         ThrowValue("samples must be positive");
     Tool::CMeshStatistics input, output;
@@ -150,8 +140,7 @@ py::dict QualityReport(const CBoundMesh& before, const CBoundMesh& after, std::s
     return d;
 }
 
-py::dict EdgeLengthStats(const CBoundMesh& self)
-{
+py::dict EdgeLengthStats(const CBoundMesh& self) {
     Tool::CMeshStatistics s;
     double shortest = 0, longest = 0, byFaces = 0;
     std::size_t edges = 0;
@@ -178,8 +167,7 @@ py::dict EdgeLengthStats(const CBoundMesh& self)
     return d;
 }
 
-py::dict Info(const CBoundMesh& self)
-{
+py::dict Info(const CBoundMesh& self) {
     Tool::CMeshData data;
     std::uint64_t repeated = 0, unused = 0, edges = 0, open = 0, contours = 0, nonManifold = 0, misoriented = 0;
     {
@@ -215,8 +203,7 @@ py::dict Info(const CBoundMesh& self)
 
 }  // namespace
 
-void BindMeasures(py::module_& module, py::class_<CBoundMesh>& mesh)
-{
+void BindMeasures(py::module_& module, py::class_<CBoundMesh>& mesh) {
     mesh.def_property_readonly("area", &Area, "Total area of the faces (the library's GetSurfaceArea).")
         .def_property_readonly("volume", &Volume,
                                R"doc(Signed enclosed volume: the sum over faces of the tetrahedra to the origin.
@@ -233,7 +220,8 @@ NaN or infinite components when the mesh encloses no volume.)doc")
 The axes are the eigenvectors of the scatter matrix of the vertex positions
 about their mean. When all three spreads are equal any direction is a major
 axis and that row is NaN; all rows are NaN when the decomposition fails.)doc")
-        .def_property_readonly("bounds", &Bounds, "(2, 3) float64 array: minimum and maximum corner of the vertices' box.")
+        .def_property_readonly("bounds", &Bounds,
+                               "(2, 3) float64 array: minimum and maximum corner of the vertices' box.")
         .def("edge_length_stats", &EdgeLengthStats,
              R"doc(Edge lengths, every edge counted once: a dict with keys
 count, min, max, mean (the plain mean), cv (standard deviation over mean) and

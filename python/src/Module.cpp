@@ -7,8 +7,7 @@
 namespace py = pybind11;
 using namespace Corvane::Pellix::Quorvel::Python;
 
-PYBIND11_MODULE(_quorvel, module)
-{
+PYBIND11_MODULE(_quorvel, module) {
     module.doc() = "quorvel's compiled core: the Mesh type and the functions that make and compare meshes.";
     py::class_<CBoundMesh> mesh(module, "Mesh",
                                 R"doc(A triangle mesh in double or single precision.

@@ -35,11 +35,10 @@ namespace {
 // either stops the work and is raised again once the work has unwound.
 class CProgressRelay {
 public:
-    explicit CProgressRelay(py::object callback) : m_Callback(std::move(callback)) {}
+    explicit CProgressRelay(py::object callback) : m_Callback(std::move(callback)) { }
 
     // Called with the GIL released. False: stop.
-    bool Report(unsigned int done, unsigned int total)
-    {
+    bool Report(unsigned int done, unsigned int total) {
         py::gil_scoped_acquire gil;
         if (m_Error)
             return false;
@@ -55,8 +54,7 @@ public:
         }
     }
     // Raises what stopped the work, if anything did.
-    void Rethrow()
-    {
+    void Rethrow() {
         if (m_Error)
             std::rethrow_exception(m_Error);
     }
@@ -66,15 +64,13 @@ private:
     std::exception_ptr m_Error;
 };
 
-py::object CheckCallback(const py::object& progress)
-{
+py::object CheckCallback(const py::object& progress) {
     if (!progress.is_none() && !PyCallable_Check(progress.ptr()))
         ThrowType("progress must be a callable taking (done, total), or None");
     return progress;
 }
 
-double CheckLength(const py::object& value, const char* name)
-{
+double CheckLength(const py::object& value, const char* name) {
     double v = 0;
     try {
         v = value.cast<double>();
@@ -86,8 +82,7 @@ double CheckLength(const py::object& value, const char* name)
     return v;
 }
 
-double CheckFinite(double v, const char* name)
-{
+double CheckFinite(double v, const char* name) {
     if (!std::isfinite(v))
         ThrowValue(std::string(name) + " must be a finite number, not " + Tool::FormatReal(v));
     return v;
@@ -97,8 +92,7 @@ double CheckFinite(double v, const char* name)
 // order: ascending (low end, high end)), from one sort of the face sides
 // instead of a whole edge census: on a 50k-face mesh the census cost a tenth
 // of the remesh itself.
-double MeanEdgeLength(const Tool::CMeshData& mesh)
-{
+double MeanEdgeLength(const Tool::CMeshData& mesh) {
     std::vector<std::uint64_t> keys;
     keys.reserve(mesh.m_Triangles.size() * 3);
     for (const Tool::Triangle& t : mesh.m_Triangles)
@@ -135,8 +129,7 @@ double MeanEdgeLength(const Tool::CMeshData& mesh)
 // Tool::OrientFaces flip anything (it flips where neighbours agree in
 // direction), so without such sides the call, and its edge census, can be
 // skipped.
-bool HasRepeatedFaceSide(const Tool::CMeshData& mesh)
-{
+bool HasRepeatedFaceSide(const Tool::CMeshData& mesh) {
     std::vector<std::uint64_t> sides;
     sides.reserve(mesh.m_Triangles.size() * 3);
     for (const Tool::Triangle& t : mesh.m_Triangles)
@@ -148,8 +141,7 @@ bool HasRepeatedFaceSide(const Tool::CMeshData& mesh)
 
 // A length relative to the mean edge length (every edge counted once) of
 // the mesh as it is passed.
-double RelativeLength(double relative, const char* absoluteName, const Tool::CMeshData& mesh)
-{
+double RelativeLength(double relative, const char* absoluteName, const Tool::CMeshData& mesh) {
     const double mean = MeanEdgeLength(mesh);
     const double length = relative * mean;
     if (std::isinf(mean))
@@ -164,8 +156,7 @@ double RelativeLength(double relative, const char* absoluteName, const Tool::CMe
 
 // An absolute length, or 0 when the relative one applies; both checked.
 double CheckLengthChoice(const py::object& absolute, const char* absoluteName, double relative,
-                         double defaultRelative)
-{
+                         double defaultRelative) {
     if (!absolute.is_none()) {
         if (relative != defaultRelative)
             ThrowValue(std::string("give either ") + absoluteName + " or relative, not both");
@@ -177,8 +168,7 @@ double CheckLengthChoice(const py::object& absolute, const char* absoluteName, d
 
 // Notes on what the preparation changed go to the "quorvel" logger at level
 // INFO, where the tool prints them on stderr.
-void Log(const std::vector<std::string>& notes)
-{
+void Log(const std::vector<std::string>& notes) {
     if (notes.empty())
         return;
     py::object logger = py::module_::import("logging").attr("getLogger")("quorvel");
@@ -186,16 +176,14 @@ void Log(const std::vector<std::string>& notes)
         logger.attr("info")(note);
 }
 
-void NoteChanges(std::vector<std::string>& notes, const Tool::CRepairSummary& summary, const std::string& prefix = "")
-{
+void NoteChanges(std::vector<std::string>& notes, const Tool::CRepairSummary& summary, const std::string& prefix = "") {
     const std::string text = summary.Describe();
     if (!text.empty())
         notes.push_back(prefix + text);
 }
 
 // The faces the library steps cannot take (a vertex named twice) dropped.
-void PrepareForLibrary(Tool::CMeshData& mesh, std::vector<std::string>& notes)
-{
+void PrepareForLibrary(Tool::CMeshData& mesh, std::vector<std::string>& notes) {
     Tool::CRepairSummary summary;
     Tool::DropRepeatedCornerFaces(mesh, summary);
     if (mesh.m_Triangles.empty())
@@ -203,8 +191,7 @@ void PrepareForLibrary(Tool::CMeshData& mesh, std::vector<std::string>& notes)
     NoteChanges(notes, summary);
 }
 
-void CheckResult(const Tool::CMeshData& mesh, const std::string& operation)
-{
+void CheckResult(const Tool::CMeshData& mesh, const std::string& operation) {
     for (const Tool::Point& p : mesh.m_Positions)
         if (!Tool::IsFinitePoint(p))
             ThrowValue(operation + " produced a non-finite coordinate; the mesh is unchanged");
@@ -220,8 +207,7 @@ using RealOf = std::remove_cv_t<std::remove_reference_t<decltype(std::declval<Me
 // Runs `work` on the mesh data with the GIL released, one change at a time,
 // and publishes the mesh it returns. Tool errors become ValueError.
 template <typename Work>
-void Change(CBoundMesh& self, Work work)
-{
+void Change(CBoundMesh& self, Work work) {
     std::vector<std::string> notes;
     {
         py::gil_scoped_release release;
@@ -240,8 +226,7 @@ void Change(CBoundMesh& self, Work work)
 
 // The same for work that returns points and leaves the mesh alone.
 template <typename Work>
-py::array_t<double> Extract(const CBoundMesh& self, Work work)
-{
+py::array_t<double> Extract(const CBoundMesh& self, Work work) {
     std::vector<std::string> notes;
     std::vector<Tool::Point> points;
     {
@@ -265,16 +250,14 @@ py::array_t<double> Extract(const CBoundMesh& self, Work work)
 }
 
 template <typename Mesh>
-std::unique_ptr<Mesh> Load(const Tool::CMeshData& data)
-{
+std::unique_ptr<Mesh> Load(const Tool::CMeshData& data) {
     auto mesh = BuildMesh<Mesh>(data);
     mesh->DetermineBoundingBox(true);
     return mesh;
 }
 
 template <typename Function>
-auto WithPrecision(bool single, Function function)
-{
+auto WithPrecision(bool single, Function function) {
     if (single)
         return function(static_cast<FloatMesh*>(nullptr));
     return function(static_cast<DoubleMesh*>(nullptr));
@@ -289,8 +272,7 @@ PYBIND11_RUNTIME_EXCEPTION(TimeLimitError, PyExc_TimeoutError)
 
 // max_memory: None (half the machine's memory, as the tool), a number of
 // bytes, or a size such as "4G" or "512M".
-std::uint64_t GetMemoryLimit(const py::object& given)
-{
+std::uint64_t GetMemoryLimit(const py::object& given) {
     if (given.is_none())
         return Tool::GetDefaultMemoryLimit();
     std::uint64_t bytes = 0;
@@ -311,8 +293,7 @@ std::uint64_t GetMemoryLimit(const py::object& given)
 
 void Remesh(CBoundMesh& self, const py::object& targetObject, double relative, const std::string& method,
             double featureAngle, int iterations, bool keepBoundaries, const py::object& progress,
-            const py::object& maxMemory)
-{
+            const py::object& maxMemory) {
     const bool exact = method == "exact";
     const std::uint64_t memoryLimit = GetMemoryLimit(maxMemory);
     if (!exact && method != "preserve")
@@ -388,8 +369,8 @@ void Remesh(CBoundMesh& self, const py::object& targetObject, double relative, c
                                    Tool::FormatMemorySize(memoryLimit) + " (max_memory=); " + advice +
                                    "; the mesh is unchanged");
         limits.m_ExpectedMemory = std::uint64_t(peak);
-        limits.m_MaxSeconds = Tool::GetDefaultTimeLimit(double(input.m_Triangles.size()),
-                                                        Tool::EstimatePeakFaces(input, scaledTarget));
+        limits.m_MaxSeconds =
+            Tool::GetDefaultTimeLimit(double(input.m_Triangles.size()), Tool::EstimatePeakFaces(input, scaledTarget));
 
         Tool::CMeshData result = WithPrecision(single, [&](auto* kind) {
             typedef std::remove_pointer_t<decltype(kind)> Mesh;
@@ -450,8 +431,7 @@ void Remesh(CBoundMesh& self, const py::object& targetObject, double relative, c
 
 // ---- Smooth, offset, subdivide, thicken -----------------------------------------
 
-void Smooth(CBoundMesh& self, long long iterationsGiven, bool keepBoundaries, const py::object& progress)
-{
+void Smooth(CBoundMesh& self, long long iterationsGiven, bool keepBoundaries, const py::object& progress) {
     if (iterationsGiven < 0 || iterationsGiven > 0xFFFFFFFFll)
         ThrowValue("iterations must be from 0 to 4294967295, not " + std::to_string(iterationsGiven));
     const unsigned int iterations = static_cast<unsigned int>(iterationsGiven);
@@ -496,8 +476,7 @@ void Smooth(CBoundMesh& self, long long iterationsGiven, bool keepBoundaries, co
     });
 }
 
-void Offset(CBoundMesh& self, double distance)
-{
+void Offset(CBoundMesh& self, double distance) {
     CheckFinite(distance, "distance");
     const bool single = self.IsSingle();
     Change(self, [&](const Snapshot& snapshot, std::vector<std::string>& notes) -> Snapshot {
@@ -520,8 +499,7 @@ void Offset(CBoundMesh& self, double distance)
 
 // Longest-edge bisection of a face until no edge exceeds the limit ends with
 // about twice (longest / limit) squared pieces.
-double EstimateSubdivisionFaces(const Tool::CMeshData& mesh, double maxLength)
-{
+double EstimateSubdivisionFaces(const Tool::CMeshData& mesh, double maxLength) {
     double faces = 0;
     for (const Tool::Triangle& t : mesh.m_Triangles) {
         const Tool::Point &a = mesh.m_Positions[t[0]], &b = mesh.m_Positions[t[1]], &c = mesh.m_Positions[t[2]];
@@ -531,8 +509,7 @@ double EstimateSubdivisionFaces(const Tool::CMeshData& mesh, double maxLength)
     return faces;
 }
 
-void Subdivide(CBoundMesh& self, const py::object& maxLength, double relative)
-{
+void Subdivide(CBoundMesh& self, const py::object& maxLength, double relative) {
     const double given = CheckLengthChoice(maxLength, "max_length", relative, 0.5);
     const bool single = self.IsSingle();
     Change(self, [&](const Snapshot& snapshot, std::vector<std::string>& notes) -> Snapshot {
@@ -560,8 +537,7 @@ void Subdivide(CBoundMesh& self, const py::object& maxLength, double relative)
     });
 }
 
-void Thicken(CBoundMesh& self, double thickness)
-{
+void Thicken(CBoundMesh& self, double thickness) {
     CheckFinite(thickness, "thickness");
     if (thickness == 0)
         ThrowValue("thickness must not be 0");
@@ -614,8 +590,7 @@ void Thicken(CBoundMesh& self, double thickness)
     });
 }
 
-void DiscardDegenerate(CBoundMesh& self, double tolerance)
-{
+void DiscardDegenerate(CBoundMesh& self, double tolerance) {
     if (!(tolerance >= 0) || !std::isfinite(tolerance))
         ThrowValue("tolerance must be a finite number of at least 0, not " + Tool::FormatReal(tolerance));
     const bool single = self.IsSingle();
@@ -648,8 +623,7 @@ void DiscardDegenerate(CBoundMesh& self, double tolerance)
 
 // ---- Contour and infill -----------------------------------------------------------
 
-py::array_t<double> Contour(const CBoundMesh& self)
-{
+py::array_t<double> Contour(const CBoundMesh& self) {
     const bool single = self.IsSingle();
     return Extract(self, [&](const Snapshot& snapshot, std::vector<std::string>& notes) {
         Tool::CMeshData data = ExtractData(snapshot);
@@ -681,8 +655,7 @@ py::array_t<double> Contour(const CBoundMesh& self)
 
 // Each face is swept by segments parallel to its shortest edge, about
 // (longest side / spacing) of them with as many points each at most.
-double EstimateInfillPoints(const Tool::CMeshData& mesh, double spacing)
-{
+double EstimateInfillPoints(const Tool::CMeshData& mesh, double spacing) {
     double points = static_cast<double>(mesh.m_Positions.size());
     for (const Tool::Triangle& t : mesh.m_Triangles) {
         const Tool::Point &a = mesh.m_Positions[t[0]], &b = mesh.m_Positions[t[1]], &c = mesh.m_Positions[t[2]];
@@ -692,8 +665,7 @@ double EstimateInfillPoints(const Tool::CMeshData& mesh, double spacing)
     return points;
 }
 
-py::array_t<double> Infill(const CBoundMesh& self, const py::object& spacingObject, double relative)
-{
+py::array_t<double> Infill(const CBoundMesh& self, const py::object& spacingObject, double relative) {
     const double given = CheckLengthChoice(spacingObject, "spacing", relative, 0.5);
     const bool single = self.IsSingle();
     return Extract(self, [&](const Snapshot& snapshot, std::vector<std::string>& notes) {
@@ -730,8 +702,7 @@ py::array_t<double> Infill(const CBoundMesh& self, const py::object& spacingObje
 
 }  // namespace
 
-void BindOperations(py::module_&, py::class_<CBoundMesh>& mesh)
-{
+void BindOperations(py::module_&, py::class_<CBoundMesh>& mesh) {
     mesh.def("remesh", &Remesh, py::arg("target") = py::none(), py::arg("relative") = 1.0,
              py::arg("method") = "preserve", py::arg("feature_angle") = 45.0, py::arg("iterations") = 5,
              py::arg("keep_boundaries") = true, py::arg("progress") = py::none(), py::arg("max_memory") = py::none(),

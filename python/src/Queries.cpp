@@ -35,8 +35,7 @@ public:
     bool m_Single = false;
 };
 
-CPoints ReadPoints(const py::object& object, const char* name)
-{
+CPoints ReadPoints(const py::object& object, const char* name) {
     py::array a = py::module_::import("numpy").attr("asarray")(object);
     const char kind = a.dtype().kind();
     if (kind != 'f' && kind != 'i' && kind != 'u')
@@ -64,12 +63,11 @@ CPoints ReadPoints(const py::object& object, const char* name)
 // looking for Ctrl-C between blocks of queries. query must be safe to call
 // from several threads at once (it writes only element i of its results).
 template <typename Query>
-void RunQueries(std::size_t count, Query query)
-{
+void RunQueries(std::size_t count, Query query) {
     py::gil_scoped_release release;
     for (std::size_t begin = 0; begin < count; begin += QueriesPerCheck) {
         const long long end = static_cast<long long>(std::min(count, begin + QueriesPerCheck));
-#pragma omp parallel for schedule(dynamic, 16) if (end - static_cast<long long>(begin) > 64)
+#pragma omp parallel for schedule(dynamic, 16) if (end - static_cast <long long>(begin) > 64)
         for (long long i = static_cast<long long>(begin); i < end; ++i)
             query(static_cast<std::size_t>(i));
         if (static_cast<std::size_t>(end) < count)
@@ -79,21 +77,18 @@ void RunQueries(std::size_t count, Query query)
 
 // The index of a snapshot's mesh, built with the GIL released.
 template <typename Real, typename Vertex, typename Attribute, typename Index>
-TMeshTree<Real, Vertex, Attribute, Index> IndexOf(const TMesh<Real, Vertex, Attribute, Index>& mesh)
-{
+TMeshTree<Real, Vertex, Attribute, Index> IndexOf(const TMesh<Real, Vertex, Attribute, Index>& mesh) {
     py::gil_scoped_release release;
     return TMeshTree<Real, Vertex, Attribute, Index>(mesh);
 }
 
 template <typename Mesh>
-typename Mesh::Vector ToVector(const Tool::Point& p)
-{
+typename Mesh::Vector ToVector(const Tool::Point& p) {
     typedef decltype(typename Mesh::Vector().x) Real;
     return typename Mesh::Vector(Real(p.x), Real(p.y), Real(p.z));
 }
 
-py::array_t<bool> Flags(const std::vector<char>& flags)
-{
+py::array_t<bool> Flags(const std::vector<char>& flags) {
     py::array_t<bool> out(static_cast<py::ssize_t>(flags.size()));
     bool* data = out.mutable_data();
     for (std::size_t i = 0; i < flags.size(); ++i)
@@ -102,8 +97,7 @@ py::array_t<bool> Flags(const std::vector<char>& flags)
 }
 
 py::tuple RayCast(const CBoundMesh& self, const py::object& originsObject, const py::object& directionsObject,
-                  const std::string& cull, double tolerance)
-{
+                  const std::string& cull, double tolerance) {
     int mode = 0;
     if (cull == "back")
         mode = 1;
@@ -159,8 +153,7 @@ py::tuple RayCast(const CBoundMesh& self, const py::object& originsObject, const
 // values, and whether a single (3,) point was given.
 template <typename Value, typename Answer>
 std::pair<std::vector<Value>, bool> AnswerPerPoint(const CBoundMesh& self, const py::object& pointsObject,
-                                                   Answer answer)
-{
+                                                   Answer answer) {
     const CPoints points = ReadPoints(pointsObject, "points");
     std::vector<Value> values(points.m_Points.size(), Value());
     const Snapshot snapshot = self.Get();
@@ -175,8 +168,7 @@ std::pair<std::vector<Value>, bool> AnswerPerPoint(const CBoundMesh& self, const
     return {std::move(values), points.m_Single};
 }
 
-py::object IsWithin(const CBoundMesh& self, const py::object& points)
-{
+py::object IsWithin(const CBoundMesh& self, const py::object& points) {
     const auto [inside, single] =
         AnswerPerPoint<char>(self, points, [](const auto& tree, const auto& p) { return tree.IsWithin(p); });
     if (single)
@@ -185,8 +177,7 @@ py::object IsWithin(const CBoundMesh& self, const py::object& points)
 }
 
 // The other mesh's snapshot in this mesh's precision.
-Snapshot InPrecisionOf(const Snapshot& self, const CBoundMesh& other)
-{
+Snapshot InPrecisionOf(const Snapshot& self, const CBoundMesh& other) {
     Snapshot snapshot = other.Get();
     if (snapshot.index() == self.index())
         return snapshot;
@@ -195,8 +186,7 @@ Snapshot InPrecisionOf(const Snapshot& self, const CBoundMesh& other)
 }
 
 template <typename Function>
-bool WithOther(const CBoundMesh& self, const CBoundMesh& other, Function function)
-{
+bool WithOther(const CBoundMesh& self, const CBoundMesh& other, Function function) {
     const Snapshot mine = self.Get();
     const Snapshot theirs = InPrecisionOf(mine, other);
     py::gil_scoped_release release;
@@ -206,18 +196,15 @@ bool WithOther(const CBoundMesh& self, const CBoundMesh& other, Function functio
     return function(*std::get<FloatSnapshot>(mine), *std::get<FloatSnapshot>(theirs));
 }
 
-bool IsWithinMesh(const CBoundMesh& self, const CBoundMesh& other)
-{
+bool IsWithinMesh(const CBoundMesh& self, const CBoundMesh& other) {
     return WithOther(self, other, [](const auto& a, const auto& b) { return a.IsWithin(b); });
 }
 
-bool Intersects(const CBoundMesh& self, const CBoundMesh& other)
-{
+bool Intersects(const CBoundMesh& self, const CBoundMesh& other) {
     return WithOther(self, other, [](const auto& a, const auto& b) { return a.IntersectsWith(b); });
 }
 
-py::object ClosestVertex(const CBoundMesh& self, const py::object& points)
-{
+py::object ClosestVertex(const CBoundMesh& self, const py::object& points) {
     const auto [closest, single] = AnswerPerPoint<std::int64_t>(
         self, points, [](const auto& tree, const auto& p) { return tree.FindClosestVertex(p); });
     if (single)
@@ -227,8 +214,7 @@ py::object ClosestVertex(const CBoundMesh& self, const py::object& points)
     return out;
 }
 
-py::object ClosestPoint(const CBoundMesh& self, const py::object& points)
-{
+py::object ClosestPoint(const CBoundMesh& self, const py::object& points) {
     const auto [found, single] = AnswerPerPoint<CSurfacePoint>(
         self, points, [](const auto& tree, const auto& p) { return tree.FindClosestPoint(p); });
     const std::size_t count = found.size();
@@ -253,8 +239,7 @@ py::object ClosestPoint(const CBoundMesh& self, const py::object& points)
 
 // One double per point from a const member of the index.
 template <typename Answer>
-py::object PerPoint(const CBoundMesh& self, const py::object& points, Answer answer)
-{
+py::object PerPoint(const CBoundMesh& self, const py::object& points, Answer answer) {
     const auto [values, single] = AnswerPerPoint<double>(self, points, answer);
     if (single)
         return py::float_(values[0]);
@@ -263,20 +248,17 @@ py::object PerPoint(const CBoundMesh& self, const py::object& points, Answer ans
     return out;
 }
 
-py::object SignedDistance(const CBoundMesh& self, const py::object& points)
-{
+py::object SignedDistance(const CBoundMesh& self, const py::object& points) {
     return PerPoint(self, points, [](const auto& tree, const auto& p) { return tree.GetSignedDistance(p); });
 }
 
-py::object WindingNumber(const CBoundMesh& self, const py::object& points, bool exact)
-{
+py::object WindingNumber(const CBoundMesh& self, const py::object& points, bool exact) {
     if (exact)
         return PerPoint(self, points, [](const auto& tree, const auto& p) { return tree.GetWindingNumber(p); });
     return PerPoint(self, points, [](const auto& tree, const auto& p) { return tree.EstimateWindingNumber(p); });
 }
 
-py::object Contains(const CBoundMesh& self, const py::object& points)
-{
+py::object Contains(const CBoundMesh& self, const py::object& points) {
     const auto [inside, single] =
         AnswerPerPoint<char>(self, points, [](const auto& tree, const auto& p) { return tree.Contains(p); });
     if (single)
@@ -286,8 +268,7 @@ py::object Contains(const CBoundMesh& self, const py::object& points)
 
 }  // namespace
 
-void BindQueries(py::module_&, py::class_<CBoundMesh>& mesh)
-{
+void BindQueries(py::module_&, py::class_<CBoundMesh>& mesh) {
     mesh.def("ray_cast", &RayCast, py::arg("origins"), py::arg("directions"), py::arg("cull") = "none",
              py::arg("tolerance") = 0.0,
              R"doc(Nearest hit of rays origin + t * direction (t >= 0) with the faces (the library's IntersectWith).

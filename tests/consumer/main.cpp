@@ -14,7 +14,8 @@ int main() {
     Mesh mesh;
     // A unit right-angled tetrahedron, wound outward.
     const double p[4][3] = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
-    for (auto& q : p) mesh.m_Vertices.Add(Quorvel::TVertexPNC<double>(q[0], q[1], q[2], 0, 0, 0, 0u));
+    for (auto& q : p)
+        mesh.m_Vertices.Add(Quorvel::TVertexPNC<double>(q[0], q[1], q[2], 0, 0, 0, 0u));
     mesh.m_Faces.Add(Quorvel::TFace<unsigned short>(0, 2, 1));
     mesh.m_Faces.Add(Quorvel::TFace<unsigned short>(0, 1, 3));
     mesh.m_Faces.Add(Quorvel::TFace<unsigned short>(0, 3, 2));

@@ -18,7 +18,9 @@ namespace QuorvelTest {
 typedef std::vector<unsigned int> V;
 const unsigned int None = CFaceConnections::None;
 
-inline V Entries(const TList<unsigned int>& list) { return V(list.GetStream(), list.GetStream() + list.GetCount()); }
+inline V Entries(const TList<unsigned int>& list) {
+    return V(list.GetStream(), list.GetStream() + list.GetCount());
+}
 
 inline V Sorted(V list) {
     std::sort(list.begin(), list.end());
@@ -40,7 +42,8 @@ V Neighbours(const Mesh& mesh, unsigned int f) {
 template <typename Mesh>
 V AllCorners(const Mesh& mesh) {
     V out;
-    for (unsigned int i = 0; i < 3 * mesh.m_Faces.GetCount(); ++i) out.push_back(mesh.m_Faces[i / 3].m_Corners[i % 3]);
+    for (unsigned int i = 0; i < 3 * mesh.m_Faces.GetCount(); ++i)
+        out.push_back(mesh.m_Faces[i / 3].m_Corners[i % 3]);
     return out;
 }
 
@@ -121,13 +124,15 @@ int ClosedEuler(const Mesh& mesh) {
         const V c = FaceCorners(mesh, f);
         for (int k = 0; c[0] != c[1] && k < 3; ++k) {
             used.insert(c[k]);
-            if (c[k] >= mesh.m_Vertices.GetCount() || c[k] == c[(k + 1) % 3] || !directed.emplace(c[k], c[(k + 1) % 3]).second)
+            if (c[k] >= mesh.m_Vertices.GetCount() || c[k] == c[(k + 1) % 3] ||
+                !directed.emplace(c[k], c[(k + 1) % 3]).second)
                 return INT_MIN;
         }
         faces += c[0] != c[1];
     }
     for (const auto& edge : directed)
-        if (!directed.count(std::make_pair(edge.second, edge.first))) return INT_MIN;
+        if (!directed.count(std::make_pair(edge.second, edge.first)))
+            return INT_MIN;
     return int(used.size()) - int(directed.size() / 2) + faces;
 }
 

@@ -17,14 +17,15 @@ typedef TMesh<float, TVertexPN<float>, CA8, unsigned short> MeshF16;
 typedef TMesh<double, TVertexPNC<double>, CA32, unsigned int> MeshD32;
 
 template <typename Mesh>
-class DegenerateFaces : public ::testing::Test {};
+class DegenerateFaces : public ::testing::Test { };
 typedef ::testing::Types<MeshF16, MeshD32> MeshTypes;
 TYPED_TEST_SUITE(DegenerateFaces, MeshTypes);
 
 template <typename Mesh>
 std::vector<double> Xs(const Mesh& mesh) {
     std::vector<double> out;
-    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) out.push_back(mesh.m_Vertices[v].m_Position.x);
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
+        out.push_back(mesh.m_Vertices[v].m_Position.x);
     return out;
 }
 
@@ -35,7 +36,8 @@ TYPED_TEST(DegenerateFaces, CreateAndMakeDegenerateGiveEachFaceItsOwnVertices) {
     typedef TVector3<RealOf<Mesh>> Vector;
     Mesh source;
     MakeTetrahedron(source);
-    for (unsigned int v = 0; v < 4; ++v) source.m_Vertices[v].SetColour(100 + v);
+    for (unsigned int v = 0; v < 4; ++v)
+        source.m_Vertices[v].SetColour(100 + v);
     // The cached box is copied as it stands, not rebuilt.
     source.m_BoundingBox.m_Max = Vector(42, 2, 3);
 
@@ -60,7 +62,8 @@ TYPED_TEST(DegenerateFaces, CreateAndMakeDegenerateGiveEachFaceItsOwnVertices) {
     // Ten vertices and two faces: the corner copies go to 0..5 and the old
     // contents of 6..9 stay, the count is never lowered.
     Mesh mesh;
-    for (int v = 0; v < 10; ++v) AddVertex(mesh, v, 10 * v, 0);
+    for (int v = 0; v < 10; ++v)
+        AddVertex(mesh, v, 10 * v, 0);
     AddFace(mesh, 9, 0, 5);
     AddFace(mesh, 5, 8, 9);
     mesh.MakeDegenerate();
@@ -119,16 +122,19 @@ TYPED_TEST(DegenerateFaces, DiscardVerticesRenumbersAndKeepsAttributesOnlyWhenIn
     for (unsigned int attributes : {5u, 4u}) {
         TypeParam mesh;
         AddTables(mesh, {{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {3, 0, 0}, {4, 0, 0}}, {{4, 1, 3}, {3, 4, 1}});
-        for (unsigned int a = 0; a < attributes; ++a) mesh.m_VertexAttributes.Add(Attribute(10 + a));
+        for (unsigned int a = 0; a < attributes; ++a)
+            mesh.m_VertexAttributes.Add(Attribute(10 + a));
         mesh.DiscardVertices();
         EXPECT_EQ(Xs(mesh), (std::vector<double>{1, 3, 4}));
         EXPECT_EQ(AllCorners(mesh), (V{2, 0, 1, 1, 2, 0}));
         V values;
-        for (unsigned int a = 0; a < mesh.m_VertexAttributes.GetCount(); ++a) values.push_back(AttributeOf(mesh, a));
+        for (unsigned int a = 0; a < mesh.m_VertexAttributes.GetCount(); ++a)
+            values.push_back(AttributeOf(mesh, a));
         EXPECT_EQ(values, attributes == 5 ? (V{11, 13, 14}) : (V{10, 11, 12, 13}));
     }
     TypeParam faceless;
-    for (int v = 0; v < 5; ++v) AddVertex(faceless, v, 0, 0);
+    for (int v = 0; v < 5; ++v)
+        AddVertex(faceless, v, 0, 0);
     faceless.DiscardVertices();
     EXPECT_EQ(faceless.m_Vertices.GetCount(), 0u);
 }

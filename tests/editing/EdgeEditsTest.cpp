@@ -15,13 +15,12 @@ namespace {
 
 // Single and double precision (whose limits widen single-precision
 // constants), every attribute width and both index widths.
-typedef ::testing::Types<TMesh<float, TVertexPN<float>, CA8, unsigned short>,
-                         TMesh<float, TVertexPNC<float>, CA16, unsigned int>,
-                         TMesh<double, TVertexPN<double>, CA16, unsigned short>,
-                         TMesh<double, TVertexPNC<double>, CA32, unsigned int>>
+typedef ::testing::Types<
+    TMesh<float, TVertexPN<float>, CA8, unsigned short>, TMesh<float, TVertexPNC<float>, CA16, unsigned int>,
+    TMesh<double, TVertexPN<double>, CA16, unsigned short>, TMesh<double, TVertexPNC<double>, CA32, unsigned int>>
     MeshTypes;
 template <typename Mesh>
-class EdgeEdits : public ::testing::Test {};
+class EdgeEdits : public ::testing::Test { };
 TYPED_TEST_SUITE(EdgeEdits, MeshTypes);
 
 // The exact orders of the first vertices' lists.
@@ -38,7 +37,8 @@ template <typename Mesh>
 bool Unchanged(const Mesh& mesh, const Mesh& before) {
     bool same = AllCorners(mesh) == AllCorners(before) && mesh.m_Vertices.GetCount() == before.m_Vertices.GetCount();
     for (unsigned int v = 0; same && v < mesh.m_Vertices.GetCount(); ++v)
-        same = mesh.m_Vertices[v].m_Position == before.m_Vertices[v].m_Position && AttributeOf(mesh, v) == AttributeOf(before, v);
+        same = mesh.m_Vertices[v].m_Position == before.m_Vertices[v].m_Position &&
+               AttributeOf(mesh, v) == AttributeOf(before, v);
     return same;
 }
 
@@ -131,7 +131,8 @@ void MakeGridWithShortEdge(Mesh& mesh, RealOf<Mesh> dx) {
     mesh.m_Vertices[13].m_Position.x = dx;
     PrepareForEditing(mesh);
     for (unsigned int v = 0; v < 25; ++v)
-        if (v % 5 == 0 || v % 5 == 4 || v / 5 == 0 || v / 5 == 4) mesh.m_VertexAttributes[v] = 1;
+        if (v % 5 == 0 || v % 5 == 4 || v / 5 == 0 || v / 5 == 4)
+            mesh.m_VertexAttributes[v] = 1;
 }
 
 TYPED_TEST(EdgeEdits, CollapseKeepsFirstCornerAtExactMidpointAndHasAStrictLimit) {
@@ -149,7 +150,8 @@ TYPED_TEST(EdgeEdits, CollapseKeepsFirstCornerAtExactMidpointAndHasAStrictLimit)
     EXPECT_EQ(mesh.m_Vertices.GetCount(), 25u);
     V zeroed;
     for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
-        if (FaceCorners(mesh, f) == V{0, 0, 0}) zeroed.push_back(f);
+        if (FaceCorners(mesh, f) == V{0, 0, 0})
+            zeroed.push_back(f);
     EXPECT_EQ(zeroed, (V{13, 20}));
     EXPECT_TRUE(MatchesRebuild(mesh));
 
@@ -214,7 +216,8 @@ TYPED_TEST(EdgeEdits, FlipRestoresReversedDiagonalInRegularTorusOnly) {
 template <typename Mesh>
 void MakePaddedPair(Mesh& mesh, const std::array<unsigned int, 4>& valences) {
     AddTables(mesh, {{0, 0, 0}, {2, 0, 0}, {1, 1, 0}, {1, -1, 0}}, {{0, 1, 2}, {1, 0, 3}});
-    for (int i = 0; i < 10; ++i) AddVertex(mesh, 5 + i, 5, 0);
+    for (int i = 0; i < 10; ++i)
+        AddVertex(mesh, 5 + i, 5, 0);
     PrepareForEditing(mesh);
     for (unsigned int v = 0; v < 4; ++v)
         for (unsigned int pad = 4; mesh.m_VertexConnectivity[v].GetCount() < valences[v]; ++pad)
@@ -230,8 +233,11 @@ TYPED_TEST(EdgeEdits, FlipLowersTheValenceDeviationAndRewiresAllTables) {
         std::array<unsigned int, 4> valences;
         unsigned int attributeC, attributeD;
         bool flips;
-    } cases[] = {{{4, 10, 3, 3}, 0, 0, true}, {{3, 10, 3, 3}, 0, 0, false}, {{10, 3, 3, 3}, 0, 0, false},
-                 {{5, 5, 2, 2}, 1, 255, false}, {{5, 5, 2, 2}, 2, 254, true}};
+    } cases[] = {{{4, 10, 3, 3}, 0, 0, true},
+                 {{3, 10, 3, 3}, 0, 0, false},
+                 {{10, 3, 3, 3}, 0, 0, false},
+                 {{5, 5, 2, 2}, 1, 255, false},
+                 {{5, 5, 2, 2}, 2, 254, true}};
     for (const auto& c : cases) {
         TypeParam mesh;
         MakePaddedPair(mesh, c.valences);
@@ -239,12 +245,14 @@ TYPED_TEST(EdgeEdits, FlipLowersTheValenceDeviationAndRewiresAllTables) {
         mesh.m_VertexAttributes[3] = c.attributeD;
         EXPECT_EQ(CMeshTestAccess::FlipEdges(mesh), c.flips);
         EXPECT_EQ(AllCorners(mesh), c.flips ? (V{0, 3, 2, 1, 2, 3}) : (V{0, 1, 2, 1, 0, 3}));
-        if (c.valences[0] != 4) continue;
+        if (c.valences[0] != 4)
+            continue;
         EXPECT_EQ(Neighbours(mesh, 0), (V{None, 1, None}));
         EXPECT_EQ(Neighbours(mesh, 1), (V{None, 0, None}));
         // A removed neighbour is replaced by the last entry, a removed face
         // keeps the order; additions append.
-        ExpectLists(mesh, {{4, 2, 3}, {10, 2, 3, 4, 5, 6, 7, 8, 9}, {0, 1, 4, 3}, {1, 0, 4, 2}}, {{0}, {1}, {0, 1}, {1, 0}});
+        ExpectLists(mesh, {{4, 2, 3}, {10, 2, 3, 4, 5, 6, 7, 8, 9}, {0, 1, 4, 3}, {1, 0, 4, 2}},
+                    {{0}, {1}, {0, 1}, {1, 0}});
     }
 }
 
@@ -264,7 +272,8 @@ TYPED_TEST(EdgeEdits, SplitFlipCollapseKeepAClosedSurfaceInStep) {
     ASSERT_TRUE(MatchesRebuild(sphere));
     EXPECT_EQ(ClosedEuler(sphere), 2);
     unsigned int removed = 0;
-    for (unsigned int v = 0; v < sphere.m_Vertices.GetCount(); ++v) removed += AttributeOf(sphere, v) == 255;
+    for (unsigned int v = 0; v < sphere.m_Vertices.GetCount(); ++v)
+        removed += AttributeOf(sphere, v) == 255;
     EXPECT_GT(removed, 10u);
     EXPECT_TRUE(CMeshTestAccess::FlipEdges(sphere));
     EXPECT_TRUE(MatchesRebuild(sphere));
@@ -275,7 +284,8 @@ TYPED_TEST(EdgeEdits, SplitFlipCollapseKeepAClosedSurfaceInStep) {
     MakeGrid(patch, 3, 3);
     PrepareForEditing(patch);
     for (unsigned int v = 0; v < 16; ++v)
-        if (v % 4 == 0 || v % 4 == 3 || v / 4 == 0 || v / 4 == 3) patch.m_VertexAttributes[v] = 1;
+        if (v % 4 == 0 || v % 4 == 3 || v / 4 == 0 || v / 4 == 3)
+            patch.m_VertexAttributes[v] = 1;
     ASSERT_TRUE(CMeshTestAccess::SplitEdges(patch, Real(0.6)));
     ASSERT_TRUE(MatchesRebuild(patch));
     ASSERT_TRUE(CMeshTestAccess::FlipEdges(patch));

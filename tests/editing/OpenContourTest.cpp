@@ -16,7 +16,8 @@ V Visited(const Mesh& mesh, const Polygon& polygon, unsigned int first = 0) {
     V visited;
     for (unsigned int p = first; p < polygon.GetCount(); ++p) {
         unsigned int v = 0;
-        while (v < mesh.m_Vertices.GetCount() && !(mesh.m_Vertices[v].m_Position == polygon[p])) ++v;
+        while (v < mesh.m_Vertices.GetCount() && !(mesh.m_Vertices[v].m_Position == polygon[p]))
+            ++v;
         visited.push_back(v);
     }
     return visited;
@@ -25,7 +26,8 @@ V Visited(const Mesh& mesh, const Polygon& polygon, unsigned int first = 0) {
 V Marked(const Mesh& mesh, unsigned int mark) {
     V marked;
     for (unsigned int v = 0; v < mesh.m_VertexAttributes.GetCount(); ++v)
-        if (mesh.m_VertexAttributes[v].m_Value & mark) marked.push_back(v);
+        if (mesh.m_VertexAttributes[v].m_Value & mark)
+            marked.push_back(v);
     return marked;
 }
 
@@ -42,8 +44,10 @@ TEST(OpenContour, RimIsWalkedByFewestMarkedNeighboursAndClosedByABoundedScan) {
     } cases[] = {{0, 0, {0, 1}, {2}}, {1, 1, {0, 1, 3, 2}, {}}, {3, 2, {0, 1, 2, 3, 7, 11, 10, 9, 4}, {8}}};
     for (const auto& c : cases) {
         Mesh mesh;
-        if (c.n == 0) MakeTriangle(mesh);
-        else MakeGrid(mesh, c.n, c.m);
+        if (c.n == 0)
+            MakeTriangle(mesh);
+        else
+            MakeGrid(mesh, c.n, c.m);
         PrepareForEditing(mesh);
         Polygon polygon, again;
         mesh.ExtractOpenContour(CA8(4), &polygon);

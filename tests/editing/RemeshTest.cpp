@@ -36,8 +36,10 @@ void RemeshClosedSphere(double factor) {
     EXPECT_EQ(ClosedEuler(mesh), 2) << factor;
     // Collapsed vertices are exactly the ones no face uses any more.
     mesh.DiscardVertices();
-    for (unsigned int v = 0; v < mesh.m_VertexAttributes.GetCount(); ++v) EXPECT_NE(AttributeOf(mesh, v), 255u) << v;
-    if (factor >= 1) return;
+    for (unsigned int v = 0; v < mesh.m_VertexAttributes.GetCount(); ++v)
+        EXPECT_NE(AttributeOf(mesh, v), 255u) << v;
+    if (factor >= 1)
+        return;
     for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) {
         EXPECT_NEAR(mesh.m_Vertices[v].m_Normal.GetLength(), 1, 1e-5) << v;
         EXPECT_GT(mesh.m_Vertices[v].m_Normal % mesh.m_Vertices[v].m_Position, 0) << v;
@@ -64,7 +66,9 @@ TEST(Remesh, KeepsTheBoundaryOfAnOpenPatchInPlace) {
         BuildConnectivity(mesh);
         EXPECT_TRUE(MatchesRebuild(mesh));
         EXPECT_NE(mesh.m_Faces.GetCount(), input.m_Faces.GetCount());
-        auto onBorder = [](const TVector3<double>& p) { return (p.x == 0 || p.x == 8 || p.y == 0 || p.y == 8) && p.z == 0; };
+        auto onBorder = [](const TVector3<double>& p) {
+            return (p.x == 0 || p.x == 8 || p.y == 0 || p.y == 8) && p.z == 0;
+        };
         // Vertices keep their indices until DiscardVertices; the open ones
         // (bit 0) are neither collapsed nor relaxed.
         for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) {

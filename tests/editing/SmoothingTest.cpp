@@ -18,7 +18,8 @@ typedef TMesh<double, TVertexPNC<double>, CA32, unsigned int> MeshD32;
 
 template <typename Mesh>
 void ExpectAt(const Mesh& mesh, unsigned int v, double x, double y, double z, double tolerance = 1e-6) {
-    EXPECT_NEAR(mesh.m_Vertices[v].m_Position.DiffVectLen(TVector3<RealOf<Mesh>>(x, y, z)), 0, tolerance) << "vertex " << v;
+    EXPECT_NEAR(mesh.m_Vertices[v].m_Position.DiffVectLen(TVector3<RealOf<Mesh>>(x, y, z)), 0, tolerance)
+        << "vertex " << v;
 }
 
 // A 2 x 2 grid of unit squares with the centre vertex 4 lifted to height z;
@@ -60,7 +61,8 @@ TEST(Smooth, AveragesEachVertexWithItsNeighboursFromThePreviousIteration) {
     // The second iteration starts from all of the first one's positions.
     twice.Smooth(2, 0, 0, 0);
     double heights = mesh.m_Vertices[4].m_Position.z;
-    for (unsigned int n : {0u, 1u, 3u, 5u, 7u, 8u}) heights += mesh.m_Vertices[n].m_Position.z;
+    for (unsigned int n : {0u, 1u, 3u, 5u, 7u, 8u})
+        heights += mesh.m_Vertices[n].m_Position.z;
     EXPECT_NEAR(twice.m_Vertices[4].m_Position.z, heights / 7, 1e-12);
 }
 
@@ -70,7 +72,8 @@ TEST(Smooth, GivesBitIdenticalResultsOnOneAndTwoThreads) {
     BuildConnectivity(reference);
     reference.AssignVertexNormals();
     reference.AllocateVertexAttributeBuffer();
-    for (unsigned int v = 0; v < reference.m_Vertices.GetCount(); ++v) reference.m_VertexAttributes[v].m_Value = v % 16;
+    for (unsigned int v = 0; v < reference.m_Vertices.GetCount(); ++v)
+        reference.m_VertexAttributes[v].m_Value = v % 16;
     const int defaultThreads = omp_get_max_threads();
     MeshD32 one(reference), two(reference);
     omp_set_num_threads(1);
@@ -105,10 +108,13 @@ TEST(Smooth, MasksChooseWhichVerticesMoveAndWhichNeighboursCount) {
     for (const auto& c : cases) {
         MeshD32 mesh;
         MakeTent(mesh, c.z);
-        for (unsigned int v : c.flagged) mesh.m_VertexAttributes[v].m_Value = c.fixed | c.region | c.outward;
+        for (unsigned int v : c.flagged)
+            mesh.m_VertexAttributes[v].m_Value = c.fixed | c.region | c.outward;
         mesh.Smooth(1, c.fixed, c.region, c.outward);
-        for (const auto& e : c.expected) ExpectAt(mesh, unsigned(e[0]), e[1], e[2], e[3]);
-        for (unsigned int v = 0; v < 9; ++v) EXPECT_EQ(ColourOf(mesh, v), 0u) << v;
+        for (const auto& e : c.expected)
+            ExpectAt(mesh, unsigned(e[0]), e[1], e[2], e[3]);
+        for (unsigned int v = 0; v < 9; ++v)
+            EXPECT_EQ(ColourOf(mesh, v), 0u) << v;
     }
 }
 
@@ -117,7 +123,8 @@ TEST(RelaxVertices, MovesInteriorVerticesToTheirNeighboursCentroidAndLeavesOpenO
     MeshD8 fan;
     AddTables(fan, {{0, 0, 0}, {2, 0, 0}, {0, 2, 0}, {5, 5, 5}, {1, 1, 1}}, {{0, 1, 3}, {1, 2, 3}, {2, 0, 3}});
     fan.AssignVertexConnectivity(true);
-    for (unsigned int a : {1u, 1u, 1u, 0u, 255u}) fan.m_VertexAttributes.Add(CA8(static_cast<std::uint8_t>(a)));
+    for (unsigned int a : {1u, 1u, 1u, 0u, 255u})
+        fan.m_VertexAttributes.Add(CA8(static_cast<std::uint8_t>(a)));
     fan.m_Vertices[4].m_Normal = TVector3<double>(7, 8, 9);
     CMeshTestAccess::RelaxVertices(fan);
     ExpectAt(fan, 0, 0, 0, 0, 0);
@@ -131,10 +138,12 @@ TEST(Offset, MovesEveryVertexAlongItsUnitNormalAndRebuildsTheBox) {
         MeshD8 mesh;
         MakeIcosphere(mesh, 1);
         const unsigned int count = mesh.m_Vertices.GetCount();
-        for (unsigned int v = 0; v < count; ++v) mesh.m_Vertices[v].m_Normal = mesh.m_Vertices[v].m_Position * 3.0;
+        for (unsigned int v = 0; v < count; ++v)
+            mesh.m_Vertices[v].m_Normal = mesh.m_Vertices[v].m_Position * 3.0;
         AddVertex(mesh, 3, 0, 0);  // zero normal: stays
         mesh.Offset(distance);
-        for (unsigned int v = 0; v < count; ++v) EXPECT_NEAR(mesh.m_Vertices[v].m_Position.GetLength(), 1 + distance, 1e-12);
+        for (unsigned int v = 0; v < count; ++v)
+            EXPECT_NEAR(mesh.m_Vertices[v].m_Position.GetLength(), 1 + distance, 1e-12);
         ExpectAt(mesh, count, 3, 0, 0, 0);
         // The sphere reaches +-1 on every axis.
         EXPECT_NEAR(mesh.m_BoundingBox.m_Min.DiffVectLen(TVector3<double>(-1, -1, -1) * (1 + distance)), 0, 1e-12);

@@ -21,7 +21,8 @@ std::vector<D3> Positions(const M& mesh, const V& vertices, bool sorted = false)
         const auto& p = mesh.m_Vertices[v].m_Position;
         out.push_back(D3(p.x, p.y, p.z));
     }
-    if (sorted) std::sort(out.begin(), out.end());
+    if (sorted)
+        std::sort(out.begin(), out.end());
     return out;
 }
 
@@ -33,7 +34,7 @@ D3 WindingNormal(const M& mesh, unsigned int f) {
 }
 
 template <typename M>
-class StitchTriangle : public ::testing::Test {};
+class StitchTriangle : public ::testing::Test { };
 typedef ::testing::Types<TMesh<float, TVertexPNC<float>, CA16, unsigned short>, Mesh> StitchTypes;
 TYPED_TEST_SUITE(StitchTriangle, StitchTypes);
 
@@ -47,7 +48,8 @@ TYPED_TEST(StitchTriangle, OffsetStitchAddsCopyAndThreeWalls) {
     ASSERT_EQ(mesh.m_Vertices.GetCount(), 24u);
     ASSERT_EQ(mesh.m_Faces.GetCount(), 8u);
     EXPECT_EQ(FaceCorners(mesh, 1), (V{3, 4, 5}));
-    for (unsigned int k = 0; k < 3; ++k) EXPECT_EQ(Positions(mesh, {k + 3})[0], Positions(mesh, {k})[0] - D3(0, 0, 0.5));
+    for (unsigned int k = 0; k < 3; ++k)
+        EXPECT_EQ(Positions(mesh, {k + 3})[0], Positions(mesh, {k})[0] - D3(0, 0, 0.5));
     // Per open edge (0-1, 1-2, then 2-0 taken as 0-2): the quad p q q' p'
     // split along q-p', each half facing away from the triangle.
     const V walls[6] = {{0, 1, 3}, {4, 3, 1}, {1, 2, 4}, {5, 4, 2}, {0, 2, 3}, {5, 3, 2}};
@@ -70,7 +72,8 @@ TEST(Stitching, OffsetStitchClosesAnOpenPatchIntoAWeldedShell) {
     ASSERT_EQ(mesh.m_Vertices.GetCount(), 24u + 60u);
     ASSERT_EQ(mesh.m_Faces.GetCount(), 24u + 20u);
     for (unsigned int f = 0; f < 12; ++f)
-        for (int k = 0; k < 3; ++k) EXPECT_EQ(mesh.m_Faces[f + 12].m_Corners[k], mesh.m_Faces[f].m_Corners[k] + 12);
+        for (int k = 0; k < 3; ++k)
+            EXPECT_EQ(mesh.m_Faces[f + 12].m_Corners[k], mesh.m_Faces[f].m_Corners[k] + 12);
 
     // Welded by position, with the copy turned over, the faces close into a
     // consistently wound sphere; the original faces +z above the copy, so
@@ -82,7 +85,8 @@ TEST(Stitching, OffsetStitchClosesAnOpenPatchIntoAWeldedShell) {
         unsigned int id[3];
         for (int k = 0; k < 3; ++k) {
             const auto added = ids.emplace(p[k], unsigned(ids.size()));
-            if (added.second) AddVertex(welded, p[k].x, p[k].y, p[k].z);
+            if (added.second)
+                AddVertex(welded, p[k].x, p[k].y, p[k].z);
             id[k] = added.first->second;
         }
         const bool copy = f >= 12 && f < 24;

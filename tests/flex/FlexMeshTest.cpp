@@ -15,14 +15,16 @@ typedef std::vector<unsigned int> V;
 
 CFlexIndices* Group(unsigned int type, const V& indices, unsigned int growSize = 1000) {
     CFlexIndices* group = new CFlexIndices(0u, growSize);
-    for (unsigned int i : indices) group->Add(i);
+    for (unsigned int i : indices)
+        group->Add(i);
     group->m_PrimitiveType = type;
     return group;
 }
 
 // Points on the parabola y = x^2 in z = 0.
 void AddPoints(CFlexMesh& flex, unsigned int count) {
-    for (unsigned int i = 0; i < count; ++i) flex.m_Polygon.Add(TVector3<double>(i, double(i) * i, 0));
+    for (unsigned int i = 0; i < count; ++i)
+        flex.m_Polygon.Add(TVector3<double>(i, double(i) * i, 0));
 }
 
 template <typename List>
@@ -84,12 +86,13 @@ TEST(FlexMesh, CopyIsDeepAndAssignmentShares) {
     source.ClearIndices();
     source.ClearNewVertices();
     source.Clear();
-    EXPECT_EQ(source.m_Indices.GetCount() + source.m_Polygon.GetCount() + source.m_ConvexPartitionIndices.GetCount(), 0u);
+    EXPECT_EQ(source.m_Indices.GetCount() + source.m_Polygon.GetCount() + source.m_ConvexPartitionIndices.GetCount(),
+              0u);
     EXPECT_EQ(source.m_NewVertices, nullptr);
 }
 
 template <typename M>
-class FlexConversion : public ::testing::Test {};
+class FlexConversion : public ::testing::Test { };
 typedef ::testing::Types<TMesh<float, TVertexPN<float>, CA8, unsigned short>,
                          TMesh<double, TVertexPNC<double>, CA32, unsigned int>>
     MeshTypes;
@@ -99,7 +102,8 @@ template <typename M>
 V Corners(const M& mesh) {
     V corners;
     for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
-        for (int k = 0; k < 3; ++k) corners.push_back(mesh.m_Faces[f].m_Corners[k]);
+        for (int k = 0; k < 3; ++k)
+            corners.push_back(mesh.m_Faces[f].m_Corners[k]);
     return corners;
 }
 
@@ -122,13 +126,14 @@ TYPED_TEST(FlexConversion, PrimitiveModesBecomeFaces) {
     mesh.AssignFaceConnectivity(true);
     mesh.AllocateVertexAttributeBuffer();
     mesh = flex;
-    EXPECT_EQ(Corners(mesh), (V{2, 0, 1, 3, 2, 1, 4, 2, 3,    // strip
-                                0, 1, 2, 0, 2, 3, 0, 3, 4,    // fan
-                                0, 1, 2, 2, 3, 4}));          // triangles; type 7 adds none
+    EXPECT_EQ(Corners(mesh), (V{2, 0, 1, 3, 2, 1, 4, 2, 3,  // strip
+                                0, 1, 2, 0, 2, 3, 0, 3, 4,  // fan
+                                0, 1, 2, 2, 3, 4}));  // triangles; type 7 adds none
     EXPECT_EQ(mesh.m_FaceConnectivity.GetCount(), 0u);
     EXPECT_EQ(mesh.m_VertexAttributes.GetCount(), 0u);
     ASSERT_EQ(mesh.m_Vertices.GetCount(), 6u);
-    for (unsigned int v = 0; v < 6; ++v) EXPECT_EQ(mesh.m_Vertices[v].m_Position, TVector3<Real>(Real(v), Real(v * v), 0));
+    for (unsigned int v = 0; v < 6; ++v)
+        EXPECT_EQ(mesh.m_Vertices[v].m_Position, TVector3<Real>(Real(v), Real(v * v), 0));
     // Point 5 belongs to no face: it is converted but keeps a zero normal.
     EXPECT_EQ(mesh.m_Vertices[5].m_Normal.GetLength(), 0);
     EXPECT_EQ(mesh.m_BoundingBox.m_Min, TVector3<Real>(0, 0, 0));

@@ -25,11 +25,12 @@ void ExpectDecomposes(const TMatrix3x3<Real>& m) {
         rebuilt += (vectors[i] * values[i]) ^ vectors[i];
     }
     for (int r = 0; r < 3; ++r)
-        for (int c = 0; c < 3; ++c) EXPECT_NEAR(rebuilt(r, c), m(r, c), tol);
+        for (int c = 0; c < 3; ++c)
+            EXPECT_NEAR(rebuilt(r, c), m(r, c), tol);
 }
 
 template <class Real>
-class EigenspaceTest : public ::testing::Test {};
+class EigenspaceTest : public ::testing::Test { };
 TYPED_TEST_SUITE(EigenspaceTest, RealTypes);
 
 TYPED_TEST(EigenspaceTest, SymmetricMatricesAreRebuiltFromTheirEigenpairs) {

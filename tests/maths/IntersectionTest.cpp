@@ -22,7 +22,8 @@ protected:
         V point;
         for (const Triangle& t : triangles) {
             const int code = TEdge3<Real>(start, end).IntersectWith(t[0], t[1], t[2], &point, tolerance);
-            if (code != 1) ++tally[code == 0 ? 0 : 1];
+            if (code != 1)
+                ++tally[code == 0 ? 0 : 1];
         }
         return tally;
     }
@@ -48,9 +49,12 @@ protected:
                 triangles.push_back(even ? Triangle{a, b, d} : Triangle{a, b, c});
                 triangles.push_back(even ? Triangle{a, d, c} : Triangle{b, d, c});
                 interior->push_back(even ? std::array<V, 2>{a, d} : std::array<V, 2>{b, c});
-                if (j > 0) interior->push_back({a, b});
-                if (i > 0) interior->push_back({a, c});
-                if (i > 0 && j > 0) interior->push_back({a, a});
+                if (j > 0)
+                    interior->push_back({a, b});
+                if (i > 0)
+                    interior->push_back({a, c});
+                if (i > 0 && j > 0)
+                    interior->push_back({a, a});
             }
         return triangles;
     }
@@ -73,12 +77,11 @@ TYPED_TEST(IntersectionTest, LinesHitWithParameterAndSideOrLeaveOutputsAlone) {
         int side;
         Real t;
     } cases[] = {
-        {V(h, h, 3), V(0, 0, -1), 0, -1, 3},          // from above
+        {V(h, h, 3), V(0, 0, -1), 0, -1, 3},  // from above
         {V(h, h, 3), V(0, 0, 2), 0, +1, Real(-1.5)},  // from below, behind the origin
-        {V(0, 0, 1), V(1, 1, -2), 0, -1, h},          // oblique
-        {V(w, 1, 1), V(0, 0, -1), Real(0.1), -1, 1},
-        {V(w, 1, 1), V(0, 0, -1), Real(0.01), 0, 0},
-        {V(h, h, 1), V(1, 0, 0), 0, 0, 0},   // parallel above
+        {V(0, 0, 1), V(1, 1, -2), 0, -1, h},  // oblique
+        {V(w, 1, 1), V(0, 0, -1), Real(0.1), -1, 1}, {V(w, 1, 1), V(0, 0, -1), Real(0.01), 0, 0},
+        {V(h, h, 1), V(1, 0, 0), 0, 0, 0},  // parallel above
         {V(-1, h, 0), V(1, 0, 0), 0, 0, 0},  // in the plane, across the triangle
         {V(3, 3, 1), V(0, 0, -1), 0, 0, 0},  // beside
     };
@@ -139,7 +142,8 @@ TYPED_TEST(IntersectionTest, SegmentCodesClassifyEachKindOfContact) {
             TEdge3<Real>(c.start, c.end)
                 .IntersectWith(this->m_Triangle[0], this->m_Triangle[1], this->m_Triangle[2], &point, c.tolerance),
             c.code);
-        if (c.code != 1 && !(c.point == none)) ExpectNear(point, c.point, Real(1e-5));
+        if (c.code != 1 && !(c.point == none))
+            ExpectNear(point, c.point, Real(1e-5));
     }
     V point;
     EXPECT_EQ(TEdge3<Real>(V(0, 0, 1), V(0, 0, -1)).IntersectWith(V(-1, 0, 0), V(1, 0, 0), V(3, 0, 0), &point, eps), 1)
@@ -160,7 +164,8 @@ TYPED_TEST(IntersectionTest, SharedEdgesAndVerticesNeverDoubleOrLoseACrossing) {
     // Points on interior edges and interior vertices, then points inside faces.
     std::vector<V> targets;
     for (const auto& e : interior)
-        for (Real u : {random.Value(0, 1), random.Value(0, 1)}) targets.push_back(e[0] + (e[1] - e[0]) * u);
+        for (Real u : {random.Value(0, 1), random.Value(0, 1)})
+            targets.push_back(e[0] + (e[1] - e[0]) * u);
     const size_t onEdges = targets.size();
     for (const auto& t : patch) {
         const Real u = random.Value(Real(0.05), Real(0.9));

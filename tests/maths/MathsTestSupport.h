@@ -24,7 +24,7 @@ Real Tolerance() {
 template <class Real>
 class Random {
 public:
-    explicit Random(unsigned int seed) : m_Engine(seed) {}
+    explicit Random(unsigned int seed) : m_Engine(seed) { }
     Real Value(Real low = -1, Real high = 1) { return std::uniform_real_distribution<Real>(low, high)(m_Engine); }
     TVector3<Real> Vector(Real low = -1, Real high = 1) {
         const Real x = Value(low, high), y = Value(low, high);

@@ -14,7 +14,7 @@ static_assert(std::is_trivially_copyable<TVector3<float>>::value &&
               "TVector3 is three plain reals");
 
 template <class Real>
-class VectorMatrixTest : public ::testing::Test {};
+class VectorMatrixTest : public ::testing::Test { };
 TYPED_TEST_SUITE(VectorMatrixTest, RealTypes);
 
 template <class Real>
@@ -147,7 +147,8 @@ TYPED_TEST(VectorMatrixTest, BoxTriangleAndPolygon) {
     // Copies carry the open flag; assignment also contracts the point list.
     TPolygon<Real, V> square(0u, 10u);
     EXPECT_EQ(square.GetLength(), Real(0));
-    for (const V& corner : {V(0, 0, 0), V(2, 0, 0), V(2, 3, 0), V(0, 3, 0)}) square.Add(corner);
+    for (const V& corner : {V(0, 0, 0), V(2, 0, 0), V(2, 3, 0), V(0, 3, 0)})
+        square.Add(corner);
     EXPECT_EQ(square.GetLength(), Real(10));
     EXPECT_EQ(square.GetBoundingBox().m_Max, V(2, 3, 0));
     square.m_Closed = false;

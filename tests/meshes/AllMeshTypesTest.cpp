@@ -11,7 +11,7 @@ namespace {
 using namespace QuorvelTest;
 
 template <typename Mesh>
-class EveryMeshType : public ::testing::Test {};
+class EveryMeshType : public ::testing::Test { };
 
 // Every exported type: two reals, two vertex records, three attribute widths
 // and two index widths, spelled out here rather than taken from the library.
@@ -40,7 +40,8 @@ TYPED_TEST(EveryMeshType, BoxScenario) {
     MakeBox(box, 2, 3, 4);
     BuildConnectivity(box);
     for (unsigned int f = 0; f < 12; ++f)
-        for (unsigned int g : box.m_FaceConnectivity[f].m_Neighbours) ASSERT_LT(g, 12u);
+        for (unsigned int g : box.m_FaceConnectivity[f].m_Neighbours)
+            ASSERT_LT(g, 12u);
 
     box.AssignFaceNormals();
     box.AssignVertexNormals();

@@ -22,11 +22,14 @@ typedef std::vector<Slots> FaceTable;
 
 const unsigned int None = 0xFFFFFFFFu;
 
-Ids ListOf(const TList<unsigned int>& list) { return Ids(list.GetStream(), list.GetStream() + list.GetCount()); }
+Ids ListOf(const TList<unsigned int>& list) {
+    return Ids(list.GetStream(), list.GetStream() + list.GetCount());
+}
 
 std::vector<Ids> TableOf(const CVertexConnections& table) {
     std::vector<Ids> out;
-    for (unsigned int v = 0; v < table.GetCount(); ++v) out.push_back(ListOf(table[v]));
+    for (unsigned int v = 0; v < table.GetCount(); ++v)
+        out.push_back(ListOf(table[v]));
     return out;
 }
 
@@ -107,7 +110,8 @@ void ExpectConsistentClosedTables(const M& mesh) {
             EXPECT_TRUE(c[0] == v || c[1] == v || c[2] == v);
         }
         EXPECT_EQ(std::set<unsigned int>(ring.begin(), ring.end()).size(), ring.size());
-        for (unsigned int w : ring) EXPECT_EQ(edges.count(std::make_pair(std::min(v, w), std::max(v, w))), 1u);
+        for (unsigned int w : ring)
+            EXPECT_EQ(edges.count(std::make_pair(std::min(v, w), std::max(v, w))), 1u);
         // On a closed manifold a vertex has as many neighbours as faces.
         EXPECT_EQ(ring.size(), around.size());
     }
@@ -174,7 +178,8 @@ TEST(ConnectionHelpers, ValenceSumMeasuresHowFarTheValencesAroundAnEdgeAreFromTh
     unsigned int opposite = 0;
     for (int k = 0; k < 3; ++k) {
         const unsigned int v = sphere.m_Faces[across].m_Corners[k];
-        if (v != sphere.m_Faces[face].m_Corners[0] && v != sphere.m_Faces[face].m_Corners[1]) opposite = v;
+        if (v != sphere.m_Faces[face].m_Corners[0] && v != sphere.m_Faces[face].m_Corners[1])
+            opposite = v;
     }
     const unsigned int around[4] = {sphere.m_Faces[face].m_Corners[0], sphere.m_Faces[face].m_Corners[1],
                                     sphere.m_Faces[face].m_Corners[2], opposite};
@@ -201,7 +206,8 @@ TEST(ConnectionTables, AllocateSizesThePointerArrayAsOneByOneAppendsWould) {
             allocated.SetUseExponentialGrowth(doubling);
             appended.SetUseExponentialGrowth(doubling);
             allocated.Allocate(count, 6);
-            for (unsigned int v = 0; v < count; ++v) appended.Add(6);
+            for (unsigned int v = 0; v < count; ++v)
+                appended.Add(6);
             EXPECT_EQ(allocated.GetCapacity(), appended.GetCapacity()) << count << (doubling ? " doubling" : "");
             EXPECT_EQ(allocated.GetCount(), count);
         }

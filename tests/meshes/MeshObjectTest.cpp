@@ -20,7 +20,8 @@ unsigned int Relocations(List& list, unsigned int count, Add add) {
     const void* array = list.GetStream();
     for (unsigned int i = 0; i < count; ++i) {
         add(list);
-        if (static_cast<const void*>(list.GetStream()) != array) ++moves;
+        if (static_cast<const void*>(list.GetStream()) != array)
+            ++moves;
         array = list.GetStream();
     }
     return moves;
@@ -32,7 +33,8 @@ TEST(MeshObject, ConstructorCapacitiesAndGrowthModeReachEveryList) {
     Mesh sized(100, 1, 200, 1);
     AddVertex(sized, 0, 0, 0);
     const TVertexPN<double>* vertices = sized;
-    for (int v = 1; v < 100; ++v) AddVertex(sized, v, 0, 0);
+    for (int v = 1; v < 100; ++v)
+        AddVertex(sized, v, 0, 0);
     EXPECT_EQ(static_cast<const TVertexPN<double>*>(sized), vertices);
     EXPECT_EQ(Relocations(sized.m_Faces, 200, [](auto& l) { l.Add(TFace<unsigned int>(0, 1, 2)); }), 0u);
 
@@ -94,7 +96,8 @@ TEST(MeshObject, AppendOffsetsFacesAndGrowsTheBox) {
 
     mesh.Append(other);
     ASSERT_EQ(mesh.m_Faces.GetCount(), 10u);
-    for (int k = 0; k < 3; ++k) EXPECT_EQ(mesh.m_Faces[9].m_Corners[k], other.m_Faces[1].m_Corners[k] + 10);
+    for (int k = 0; k < 3; ++k)
+        EXPECT_EQ(mesh.m_Faces[9].m_Corners[k], other.m_Faces[1].m_Corners[k] + 10);
     EXPECT_EQ(mesh.m_FaceAttributes.GetCount(), 8u);
     EXPECT_EQ(mesh.m_BoundingBox.m_Min, V(0, 0, 0));
     EXPECT_EQ(mesh.m_BoundingBox.m_Max, V(4, 1, 4));

@@ -21,7 +21,8 @@ const unsigned int None = 0xFFFFFFFFu;
 template <typename M>
 Bytes ValuesOf(const M& list) {
     Bytes values;
-    for (unsigned int i = 0; i < list.GetCount(); ++i) values.push_back(list[i].m_Value);
+    for (unsigned int i = 0; i < list.GetCount(); ++i)
+        values.push_back(list[i].m_Value);
     return values;
 }
 
@@ -105,7 +106,8 @@ TEST(Attributes, ResetsAreCrossedAndFlagsAreWholeValues) {
     }
 
     // Swapping and flag searches treat a value as a whole, not as bits.
-    for (unsigned int i = 0; i < 4; ++i) mesh.m_FaceAttributes[i] = CA8(Bytes{1, 2, 8, 3}[i]);
+    for (unsigned int i = 0; i < 4; ++i)
+        mesh.m_FaceAttributes[i] = CA8(Bytes{1, 2, 8, 3}[i]);
     mesh.SwapFaceFlag(CA8(1), CA8(2));
     EXPECT_EQ(ValuesOf(mesh.m_FaceAttributes), (Bytes{2, 2, 8, 3}));
     // The next free flag is the lowest bit used by no face, above the one given.
@@ -173,7 +175,8 @@ void Spread(CFriend* f) {
     ASSERT_FALSE(walk->faces.empty());
     EXPECT_EQ(walk->faces.back(), unsigned(f->m_Face));
     f->m_AddNeighbours = true;
-    if (walk->faces.size() >= walk->limit) f->m_Continue = false;
+    if (walk->faces.size() >= walk->limit)
+        f->m_Continue = false;
 }
 
 TEST(FriendWalk, IsBreadthFirstStoppableAndCallsDelegatesFirst) {

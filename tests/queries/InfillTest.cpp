@@ -11,7 +11,7 @@ namespace {
 using namespace QuorvelTest;
 
 template <typename Mesh>
-class Infill : public ::testing::Test {};
+class Infill : public ::testing::Test { };
 typedef ::testing::Types<TMesh<float, TVertexPN<float>, CA32, unsigned int>,
                          TMesh<double, TVertexPNC<double>, CA16, unsigned short>>
     InfillMeshes;
@@ -95,8 +95,13 @@ TYPED_TEST(Infill, SweepRunsFromTheShortestEdgeWithTiesToABThenAC) {
         // dAC = dBC < dAB: swept from AC towards B.
         {{{0, 0, 0}, {4, 0, 0}, {2, 1.5, 0}}, 1, 12, {{1.75, 0.5625, 0}, {2.5, 0.375, 0}}},
         // BC strictly shortest: swept from BC towards A.
-        {{{0, 0, 0}, {4, 0, 0}, {4, 1, 0}}, 0.5, 23,
-         {{4 - 4.0 / 9, 4.0 / 9, 0}, {4 - 8.0 / 9, 7.0 / 18, 0}, {4 - 12.0 / 9, 1.0 / 3, 0}, {4 - 16.0 / 9, 5.0 / 18, 0}}},
+        {{{0, 0, 0}, {4, 0, 0}, {4, 1, 0}},
+         0.5,
+         23,
+         {{4 - 4.0 / 9, 4.0 / 9, 0},
+          {4 - 8.0 / 9, 7.0 / 18, 0},
+          {4 - 12.0 / 9, 1.0 / 3, 0},
+          {4 - 16.0 / 9, 5.0 / 18, 0}}},
     };
     for (const auto& c : cases) {
         TypeParam mesh;

@@ -24,7 +24,7 @@ struct TreeOf<TMesh<R, V, A, I>> {
 };
 
 template <typename Mesh>
-class MeshTreeTwins : public ::testing::Test {};
+class MeshTreeTwins : public ::testing::Test { };
 
 #define EVERY_ATTRIBUTE(R, V, I) TMesh<R, V<R>, CA8, I>, TMesh<R, V<R>, CA16, I>, TMesh<R, V<R>, CA32, I>
 #define EVERY_INDEX(R, V) EVERY_ATTRIBUTE(R, V, unsigned short), EVERY_ATTRIBUTE(R, V, unsigned int)
@@ -79,29 +79,29 @@ public:
             const V origin = Point(2.0);
             V target;
             switch (i % 4) {
-                case 0:
-                    target = Point(1.2);
-                    break;
-                case 1:
-                    target = mesh.m_Vertices[m_Random() % vertices].m_Position;
-                    break;
-                case 2: {
-                    const auto& face = mesh.m_Faces[m_Random() % mesh.m_Faces.GetCount()];
-                    target = (mesh.m_Vertices[face.m_Corners[0]].m_Position +
-                              mesh.m_Vertices[face.m_Corners[1]].m_Position) *
-                             Real(0.5);
-                    break;
-                }
-                default: {
-                    const Real x = Real(-1.0 + 0.125 * double(m_Random() % 17));
-                    const Real y = Real(-1.0 + 0.25 * double(m_Random() % 9));
-                    const int axis = int(m_Random() % 3);
-                    const V start = axis == 0 ? V(Real(-3), x, Real(0.25))
-                                              : (axis == 1 ? V(x, Real(-3), Real(0.25)) : V(x, y, Real(-3)));
-                    const V towards = axis == 0 ? V(1, 0, 0) : (axis == 1 ? V(0, 1, 0) : V(0, 0, 1));
-                    lines.push_back(TLine3<Real>(start, i % 8 == 3 ? towards : towards * Real(-1)));
-                    continue;
-                }
+            case 0:
+                target = Point(1.2);
+                break;
+            case 1:
+                target = mesh.m_Vertices[m_Random() % vertices].m_Position;
+                break;
+            case 2: {
+                const auto& face = mesh.m_Faces[m_Random() % mesh.m_Faces.GetCount()];
+                target =
+                    (mesh.m_Vertices[face.m_Corners[0]].m_Position + mesh.m_Vertices[face.m_Corners[1]].m_Position) *
+                    Real(0.5);
+                break;
+            }
+            default: {
+                const Real x = Real(-1.0 + 0.125 * double(m_Random() % 17));
+                const Real y = Real(-1.0 + 0.25 * double(m_Random() % 9));
+                const int axis = int(m_Random() % 3);
+                const V start = axis == 0 ? V(Real(-3), x, Real(0.25))
+                                          : (axis == 1 ? V(x, Real(-3), Real(0.25)) : V(x, y, Real(-3)));
+                const V towards = axis == 0 ? V(1, 0, 0) : (axis == 1 ? V(0, 1, 0) : V(0, 0, 1));
+                lines.push_back(TLine3<Real>(start, i % 8 == 3 ? towards : towards * Real(-1)));
+                continue;
+            }
             }
             lines.push_back(TLine3<Real>(origin, target - origin));
         }
@@ -116,30 +116,32 @@ public:
         const auto& box = mesh.m_BoundingBox;
         for (unsigned int i = 0; i < count; ++i) {
             const auto& face = mesh.m_Faces[m_Random() % mesh.m_Faces.GetCount()];
-            const V a = mesh.m_Vertices[face.m_Corners[0]].m_Position, b = mesh.m_Vertices[face.m_Corners[1]].m_Position,
+            const V a = mesh.m_Vertices[face.m_Corners[0]].m_Position,
+                    b = mesh.m_Vertices[face.m_Corners[1]].m_Position,
                     c = mesh.m_Vertices[face.m_Corners[2]].m_Position;
             switch (i % 6) {
-                case 0:
-                    points.push_back(Point(1.3));
-                    break;
-                case 1:
-                    points.push_back(a);
-                    break;
-                case 2:
-                    points.push_back((a + b) * Real(0.5));
-                    break;
-                case 3:
-                    points.push_back((a + b + c) / Real(3));
-                    break;
-                case 4:
-                    points.push_back(V(m_Random() % 2 ? box.m_Min.x : box.m_Max.x, m_Random() % 2 ? box.m_Min.y : box.m_Max.y,
-                                       m_Random() % 2 ? box.m_Min.z : box.m_Max.z));
-                    break;
-                default: {
-                    V p = Point(1.0);
-                    p.z = m_Random() % 2 ? box.m_Min.z : box.m_Max.z;
-                    points.push_back(p);
-                }
+            case 0:
+                points.push_back(Point(1.3));
+                break;
+            case 1:
+                points.push_back(a);
+                break;
+            case 2:
+                points.push_back((a + b) * Real(0.5));
+                break;
+            case 3:
+                points.push_back((a + b + c) / Real(3));
+                break;
+            case 4:
+                points.push_back(V(m_Random() % 2 ? box.m_Min.x : box.m_Max.x,
+                                   m_Random() % 2 ? box.m_Min.y : box.m_Max.y,
+                                   m_Random() % 2 ? box.m_Min.z : box.m_Max.z));
+                break;
+            default: {
+                V p = Point(1.0);
+                p.z = m_Random() % 2 ? box.m_Min.z : box.m_Max.z;
+                points.push_back(p);
+            }
             }
         }
         return points;
@@ -152,7 +154,8 @@ TEST(RuntimeRandom, ReproducesTheRuntimeSequenceForEverySeed) {
     for (unsigned int seed : {0u, 1u, 2u, 12345u, 4000000000u}) {
         srand(seed);
         Corvane::Pellix::Quorvel::CRuntimeRandom twin(seed);
-        for (int i = 0; i < 2000; ++i) ASSERT_EQ(twin.Next(), rand()) << "seed " << seed << ", draw " << i;
+        for (int i = 0; i < 2000; ++i)
+            ASSERT_EQ(twin.Next(), rand()) << "seed " << seed << ", draw " << i;
     }
 }
 
@@ -195,7 +198,8 @@ TYPED_TEST(MeshTreeTwins, NearestHitsMatchInEveryCullingMode) {
                 V p;
                 Real d;
                 if (mesh.IntersectWith(line, f, &p, &d, tolerance) && d == hit.m_Distance) {
-                    if (first == ~0u) first = f;
+                    if (first == ~0u)
+                        first = f;
                     ++same;
                 }
             }
@@ -220,11 +224,14 @@ TYPED_TEST(MeshTreeTwins, OneFaceQueriesMatchIncludingHitsBehindTheOrigin) {
             const unsigned int f = queries.m_Random() % mesh.m_Faces.GetCount();
             V p1(7, 7, 7), p2(7, 7, 7);
             Real d1 = 7, d2 = 7;
-            ASSERT_EQ(mesh.IntersectWith(line, f, &p1, &d1, Real(1e-6)), tree.IntersectWith(line, f, &p2, &d2, Real(1e-6)));
+            ASSERT_EQ(mesh.IntersectWith(line, f, &p1, &d1, Real(1e-6)),
+                      tree.IntersectWith(line, f, &p2, &d2, Real(1e-6)));
             ASSERT_EQ(p1, p2);
             ASSERT_EQ(d1, d2);
-            ASSERT_EQ(mesh.IntersectWithBFC(line, f, &p1, &d1, Real(0)), tree.IntersectWithBFC(line, f, &p2, &d2, Real(0)));
-            ASSERT_EQ(mesh.IntersectWithFFC(line, f, &p1, &d1, Real(0)), tree.IntersectWithFFC(line, f, &p2, &d2, Real(0)));
+            ASSERT_EQ(mesh.IntersectWithBFC(line, f, &p1, &d1, Real(0)),
+                      tree.IntersectWithBFC(line, f, &p2, &d2, Real(0)));
+            ASSERT_EQ(mesh.IntersectWithFFC(line, f, &p1, &d1, Real(0)),
+                      tree.IntersectWithFFC(line, f, &p2, &d2, Real(0)));
             ASSERT_EQ(p1, p2);
             ASSERT_EQ(d1, d2);
         }
@@ -267,14 +274,15 @@ TYPED_TEST(MeshTreeTwins, InsideTestsMatchAndLeaveTheRuntimeGeneratorAlone) {
         const int next = rand();
         srand(4242);
         ASSERT_EQ(next, rand()) << "the twin moved the runtime's generator";
-        ASSERT_EQ(mesh.IsWithin(points[i]), twin) << "point " << i << " (" << points[i].x << ", " << points[i].y
-                                                  << ", " << points[i].z << ")";
+        ASSERT_EQ(mesh.IsWithin(points[i]), twin)
+            << "point " << i << " (" << points[i].x << ", " << points[i].y << ", " << points[i].z << ")";
         within += twin;
     }
     EXPECT_GT(within, 20u);
     std::unique_ptr<bool[]> results(new bool[points.size()]);
     tree.IsWithin(points.data(), points.size(), results.get());
-    for (std::size_t i = 0; i < points.size(); ++i) ASSERT_EQ(results[i], tree.IsWithin(points[i]));
+    for (std::size_t i = 0; i < points.size(); ++i)
+        ASSERT_EQ(results[i], tree.IsWithin(points[i]));
 
     // A mesh is within when one of its vertices is.
     TypeParam cloud;
@@ -331,7 +339,8 @@ TYPED_TEST(MeshTreeTwins, ClosestVertexMatchesIncludingTiesAndUnusedVertices) {
     std::vector<V> points = queries.Points(mesh, 1500);
     // Centres of grid squares: four vertices at the same distance.
     for (int i = 0; i < 8; ++i)
-        for (int j = 0; j < 8; ++j) points.push_back(V(Real(-0.875 + 0.25 * i), Real(-0.875 + 0.25 * j), Real(0.25)));
+        for (int j = 0; j < 8; ++j)
+            points.push_back(V(Real(-0.875 + 0.25 * i), Real(-0.875 + 0.25 * j), Real(0.25)));
     points.push_back(V(4, 4, 4));
     for (std::size_t i = 0; i < points.size(); ++i)
         ASSERT_EQ(mesh.FindClosestVertex(points[i]), tree.FindClosestVertex(points[i])) << "point " << i;

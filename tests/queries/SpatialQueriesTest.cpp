@@ -10,7 +10,7 @@ using Corvane::Pellix::Sarvetta::TLine3;
 typedef TVector3<double> D3;
 
 template <typename Mesh>
-class SpatialQueries : public ::testing::Test {};
+class SpatialQueries : public ::testing::Test { };
 typedef ::testing::Types<TMesh<float, TVertexPN<float>, CA8, unsigned short>,
                          TMesh<double, TVertexPNC<double>, CA32, unsigned int>>
     QueryMeshes;
@@ -73,7 +73,8 @@ TYPED_TEST(SpatialQueries, LineHitsReportTheirPointAndRefuseThoseBehind) {
 
     // Parallel sheets listed far, near, middle: the near one wins.
     TypeParam sheets;
-    for (double h : {3.0, 1.0, 2.0}) AddTables(sheets, {{0, 0, h}, {1, 0, h}, {0, 1, h + 0.1}}, {{0, 1, 2}});
+    for (double h : {3.0, 1.0, 2.0})
+        AddTables(sheets, {{0, 0, h}, {1, 0, h}, {0, 1, h + 0.1}}, {{0, 1, 2}});
     EXPECT_TRUE(sheets.IntersectWith(TLine3<Real>(V(0.2, 0.2, 0), V(0, 0, 3)), &p, Real(0)));
     EXPECT_NEAR(p.z, 1.02, 1e-6);
 }

@@ -10,7 +10,7 @@ namespace {
 using namespace QuorvelTest;
 
 template <typename Mesh>
-class Subdivision : public ::testing::Test {};
+class Subdivision : public ::testing::Test { };
 typedef ::testing::Types<TMesh<float, TVertexPNC<float>, CA16, unsigned short>,
                          TMesh<double, TVertexPN<double>, CA8, unsigned int>>
     SubdivisionMeshes;
@@ -27,15 +27,16 @@ TYPED_TEST(Subdivision, LongTrianglesAreSplitDepthFirstIntoSeparateHalves) {
     TypeParam deep;
     AddTables(deep, {{0, 0, 0}, {4, 0, 0}, {2, 1, 0}}, {{0, 1, 2}});
     deep.SubDivide(Real(1.9));
-    const std::vector<std::array<double, 2>> positions = {{0, 0}, {4, 0}, {2, 1}, {2, 0}, {2, 0}, {1, 0.5}, {1, 0.5},
-                                                          {1, 0}, {1, 0}, {3, 0.5}, {3, 0.5}, {3, 0}, {3, 0}};
+    const std::vector<std::array<double, 2>> positions = {
+        {0, 0}, {4, 0}, {2, 1}, {2, 0}, {2, 0}, {1, 0.5}, {1, 0.5}, {1, 0}, {1, 0}, {3, 0.5}, {3, 0.5}, {3, 0}, {3, 0}};
     ASSERT_EQ(deep.m_Vertices.GetCount(), positions.size());
     for (unsigned int v = 0; v < positions.size(); ++v) {
         EXPECT_EQ(deep.m_Vertices[v].m_Position, TVector3<Real>(Real(positions[v][0]), Real(positions[v][1]), 0)) << v;
         EXPECT_NEAR(deep.m_Vertices[v].m_Normal.z, 1, 1e-6) << v;
     }
     std::vector<unsigned int> corners;
-    for (unsigned int i = 0; i < 3 * deep.m_Faces.GetCount(); ++i) corners.push_back(deep.m_Faces[i / 3].m_Corners[i % 3]);
+    for (unsigned int i = 0; i < 3 * deep.m_Faces.GetCount(); ++i)
+        corners.push_back(deep.m_Faces[i / 3].m_Corners[i % 3]);
     EXPECT_EQ(corners, (std::vector<unsigned int>{6, 4, 2, 3, 12, 10, 0, 8, 5, 7, 4, 5, 3, 9, 2, 11, 1, 10}));
 
     // A longest edge of exactly the limit is not split.

@@ -25,7 +25,7 @@ struct TreeOf<TMesh<R, V, A, I>> {
 };
 
 template <typename Mesh>
-class SurfaceQueries : public ::testing::Test {};
+class SurfaceQueries : public ::testing::Test { };
 typedef ::testing::Types<TMesh<float, TVertexPN<float>, CA8, unsigned short>,
                          TMesh<double, TVertexPNC<double>, CA32, unsigned int>>
     QueryMeshes;
@@ -92,8 +92,10 @@ TYPED_TEST(SurfaceQueries, ClosestPointsAreTheNearestOfAllFaces) {
     std::mt19937 random(7);
     std::uniform_real_distribution<double> uniform(-2, 2);
     std::vector<V> points;
-    for (int i = 0; i < 300; ++i) points.push_back(V(Real(uniform(random)), Real(uniform(random)), Real(uniform(random))));
-    for (unsigned int v = 0; v < 60; ++v) points.push_back(mesh.m_Vertices[v * 7].m_Position);
+    for (int i = 0; i < 300; ++i)
+        points.push_back(V(Real(uniform(random)), Real(uniform(random)), Real(uniform(random))));
+    for (unsigned int v = 0; v < 60; ++v)
+        points.push_back(mesh.m_Vertices[v * 7].m_Position);
     std::unique_ptr<CSurfacePoint[]> batch(new CSurfacePoint[points.size()]);
     tree.FindClosestPoints(points.data(), points.size(), batch.get());
     for (std::size_t i = 0; i < points.size(); ++i) {
@@ -105,7 +107,8 @@ TYPED_TEST(SurfaceQueries, ClosestPointsAreTheNearestOfAllFaces) {
         ASSERT_EQ(found.m_Triangle, face) << "point " << i;
         // The weights rebuild the point from the face's corners.
         const auto* c = mesh.m_Faces[found.m_Triangle].m_Corners;
-        const D3 rebuilt = Position(mesh, c[0]) * found.m_Barycentric[0] + Position(mesh, c[1]) * found.m_Barycentric[1] +
+        const D3 rebuilt = Position(mesh, c[0]) * found.m_Barycentric[0] +
+                           Position(mesh, c[1]) * found.m_Barycentric[1] +
                            Position(mesh, c[2]) * found.m_Barycentric[2];
         EXPECT_NEAR(rebuilt.DiffVectLen(found.m_Point), 0, 1e-12);
         EXPECT_NEAR(found.m_Barycentric[0] + found.m_Barycentric[1] + found.m_Barycentric[2], 1, 1e-12);
@@ -130,7 +133,8 @@ TYPED_TEST(SurfaceQueries, WindingNumbersCountShellsAndApproximationsAgree) {
     std::mt19937 random(3);
     std::uniform_real_distribution<double> uniform(-1.6, 1.6);
     std::vector<V> points;
-    for (int i = 0; i < 400; ++i) points.push_back(V(Real(uniform(random)), Real(uniform(random)), Real(uniform(random))));
+    for (int i = 0; i < 400; ++i)
+        points.push_back(V(Real(uniform(random)), Real(uniform(random)), Real(uniform(random))));
     std::unique_ptr<double[]> estimates(new double[points.size()]);
     std::unique_ptr<double[]> signedDistances(new double[points.size()]);
     std::unique_ptr<bool[]> inside(new bool[points.size()]);
@@ -141,7 +145,8 @@ TYPED_TEST(SurfaceQueries, WindingNumbersCountShellsAndApproximationsAgree) {
     unsigned int compared = 0;
     for (std::size_t i = 0; i < points.size(); ++i) {
         const double r = D3(points[i].x, points[i].y, points[i].z).GetLength();
-        if (std::fabs(r - 1) < 0.02) continue;  // the facets stray that far from the sphere
+        if (std::fabs(r - 1) < 0.02)
+            continue;  // the facets stray that far from the sphere
         const double exact = tree.GetWindingNumber(points[i]);
         EXPECT_NEAR(exact, r < 1 ? 1.0 : 0.0, 1e-9) << "r " << r;
         // A second-order expansion of clusters twice their radius away:

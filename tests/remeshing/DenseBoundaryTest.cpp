@@ -38,7 +38,8 @@ double MeanEdge(const ShapeMesh& mesh) {
     unsigned int count = 0;
     const auto edges = DirectedEdges(mesh);
     for (const auto& edge : edges)
-        if (edge.first.first < edge.first.second || edges.count(std::make_pair(edge.first.second, edge.first.first)) == 0) {
+        if (edge.first.first < edge.first.second ||
+            edges.count(std::make_pair(edge.first.second, edge.first.first)) == 0) {
             sum += Position(mesh, edge.first.first).DiffVectLen(Position(mesh, edge.first.second));
             ++count;
         }
@@ -47,7 +48,8 @@ double MeanEdge(const ShapeMesh& mesh) {
 
 double DistanceToPolyline(const Point& p, const std::vector<std::pair<Point, Point>>& segments) {
     double nearest = 1e300;
-    for (const auto& segment : segments) nearest = std::min(nearest, SegmentDistance(p, segment.first, segment.second));
+    for (const auto& segment : segments)
+        nearest = std::min(nearest, SegmentDistance(p, segment.first, segment.second));
     return nearest;
 }
 
@@ -59,7 +61,7 @@ struct CDenseRim {
     double m_MinAngle;
 };
 
-class DenseBoundary : public ::testing::TestWithParam<CDenseRim> {};
+class DenseBoundary : public ::testing::TestWithParam<CDenseRim> { };
 
 TEST_P(DenseBoundary, LosesItsSliversButNotItsShape) {
     ShapeMesh mesh;
@@ -82,9 +84,11 @@ TEST_P(DenseBoundary, LosesItsSliversButNotItsShape) {
     // straightening (a twentieth of the target) of the result's boundary, and
     // the boundary has thinned out.
     const std::vector<std::pair<Point, Point>> after = OpenSegments(mesh);
-    for (const auto& segment : after) EXPECT_LT(DistanceToPolyline(segment.first, before), 1e-12);
+    for (const auto& segment : after)
+        EXPECT_LT(DistanceToPolyline(segment.first, before), 1e-12);
     double straightened = 0;
-    for (const auto& segment : before) straightened = std::max(straightened, DistanceToPolyline(segment.first, after));
+    for (const auto& segment : before)
+        straightened = std::max(straightened, DistanceToPolyline(segment.first, after));
     EXPECT_LE(straightened, 0.05 * target);
     EXPECT_LT(after.size(), before.size() / 2);
 }
@@ -112,7 +116,8 @@ TEST(RemeshPreservingShape, ThinnedBoundaryDoesNotDependOnTheThreadCount) {
     ASSERT_EQ(one.m_Faces.GetCount(), two.m_Faces.GetCount());
     for (unsigned int v = 0; v < one.m_Vertices.GetCount(); ++v)
         ASSERT_TRUE(one.m_Vertices[v].m_Position == two.m_Vertices[v].m_Position) << "vertex " << v;
-    for (unsigned int f = 0; f < one.m_Faces.GetCount(); ++f) ASSERT_TRUE(one.m_Faces[f] == two.m_Faces[f]) << "face " << f;
+    for (unsigned int f = 0; f < one.m_Faces.GetCount(); ++f)
+        ASSERT_TRUE(one.m_Faces[f] == two.m_Faces[f]) << "face " << f;
 }
 
 }  // namespace

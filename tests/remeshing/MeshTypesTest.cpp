@@ -14,7 +14,7 @@ namespace {
 using namespace QuorvelTest;
 
 template <typename Mesh>
-class RemeshPreservingShapeTyped : public ::testing::Test {};
+class RemeshPreservingShapeTyped : public ::testing::Test { };
 
 typedef ::testing::Types<TMesh<float, TVertexPN<float>, CA8, unsigned short>,
                          TMesh<float, TVertexPNC<float>, CA16, unsigned int>,
@@ -30,7 +30,8 @@ TYPED_TEST(RemeshPreservingShapeTyped, RemeshesABumpySphere) {
     // Stale attributes and normals of the input must not survive.
     mesh.AllocateVertexAttributeBuffer();
     mesh.AllocateFaceAttributeBuffer();
-    for (unsigned int v = 0; v < mesh.m_VertexAttributes.GetCount(); ++v) mesh.m_VertexAttributes[v].m_Value = 3;
+    for (unsigned int v = 0; v < mesh.m_VertexAttributes.GetCount(); ++v)
+        mesh.m_VertexAttributes[v].m_Value = 3;
     mesh.AssignFaceNormals();
 
     ASSERT_TRUE(mesh.RemeshPreservingShape(static_cast<RealOf<TypeParam>>(target)));
@@ -64,7 +65,8 @@ TYPED_TEST(RemeshPreservingShapeTyped, ZeroIterationsOnlyCleanUp) {
     AddFace(mesh, 2, 2, 3);
     AddFace(mesh, 1, 4, 3);
     AddFace(mesh, 2, 3, 4);
-    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) mesh.m_Vertices[v].SetColour(100 + v);
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
+        mesh.m_Vertices[v].SetColour(100 + v);
 
     CRemeshOptions options;
     options.m_Iterations = 0;

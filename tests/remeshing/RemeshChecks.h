@@ -37,7 +37,8 @@ std::map<std::pair<unsigned int, unsigned int>, int> DirectedEdges(const Mesh& m
     std::map<std::pair<unsigned int, unsigned int>, int> edges;
     for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
         for (int k = 0; k < 3; ++k)
-            ++edges[std::make_pair(unsigned(mesh.m_Faces[f].m_Corners[k]), unsigned(mesh.m_Faces[f].m_Corners[(k + 1) % 3]))];
+            ++edges[std::make_pair(unsigned(mesh.m_Faces[f].m_Corners[k]),
+                                   unsigned(mesh.m_Faces[f].m_Corners[(k + 1) % 3]))];
     return edges;
 }
 
@@ -54,14 +55,16 @@ template <typename Mesh>
     for (unsigned int f = 0; f < faceCount; ++f) {
         const auto* c = mesh.m_Faces[f].m_Corners;
         for (int k = 0; k < 3; ++k) {
-            if (c[k] >= vertexCount) return ::testing::AssertionFailure() << "face " << f << " indexes past the vertices";
+            if (c[k] >= vertexCount)
+                return ::testing::AssertionFailure() << "face " << f << " indexes past the vertices";
             used[c[k]] = 1;
         }
         if (c[0] == c[1] || c[1] == c[2] || c[2] == c[0])
             return ::testing::AssertionFailure() << "face " << f << " is degenerate";
     }
     for (unsigned int v = 0; v < vertexCount; ++v) {
-        if (!used[v]) return ::testing::AssertionFailure() << "vertex " << v << " is unreferenced";
+        if (!used[v])
+            return ::testing::AssertionFailure() << "vertex " << v << " is unreferenced";
         const auto& p = mesh.m_Vertices[v].m_Position;
         const auto& n = mesh.m_Vertices[v].m_Normal;
         if (!std::isfinite(p.x) || !std::isfinite(p.y) || !std::isfinite(p.z) || !std::isfinite(n.x) ||
@@ -70,16 +73,19 @@ template <typename Mesh>
     }
     const auto edges = DirectedEdges(mesh);
     for (const auto& edge : edges) {
-        if (edge.second != 1) return ::testing::AssertionFailure() << "an edge is run by several faces the same way";
+        if (edge.second != 1)
+            return ::testing::AssertionFailure() << "an edge is run by several faces the same way";
         if (closed && edges.count(std::make_pair(edge.first.second, edge.first.first)) == 0)
             return ::testing::AssertionFailure() << "a closed input gave an open edge";
     }
     if (mesh.m_VertexAttributes.GetCount() != vertexCount || mesh.m_FaceAttributes.GetCount() != faceCount)
         return ::testing::AssertionFailure() << "attribute lists are not sized to the mesh";
     for (unsigned int v = 0; v < vertexCount; ++v)
-        if (mesh.m_VertexAttributes[v].m_Value != 0) return ::testing::AssertionFailure() << "a vertex attribute is set";
+        if (mesh.m_VertexAttributes[v].m_Value != 0)
+            return ::testing::AssertionFailure() << "a vertex attribute is set";
     for (unsigned int f = 0; f < faceCount; ++f)
-        if (mesh.m_FaceAttributes[f].m_Value != 0) return ::testing::AssertionFailure() << "a face attribute is set";
+        if (mesh.m_FaceAttributes[f].m_Value != 0)
+            return ::testing::AssertionFailure() << "a face attribute is set";
     return MatchesRebuild(mesh);
 }
 
@@ -89,8 +95,10 @@ template <typename Mesh>
 template <typename Mesh>
 ::testing::AssertionResult MatchesLibraryRebuild(const Mesh& mesh) {
     Mesh fresh;
-    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) fresh.m_Vertices.Add(mesh.m_Vertices[v]);
-    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f) fresh.m_Faces.Add(mesh.m_Faces[f]);
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
+        fresh.m_Vertices.Add(mesh.m_Vertices[v]);
+    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
+        fresh.m_Faces.Add(mesh.m_Faces[f]);
     fresh.AssignFaceConnectivity(true);
     fresh.AssignVertexConnectivity(true);
     if (mesh.m_FaceConnectivity.GetCount() != fresh.m_FaceConnectivity.GetCount())
@@ -136,8 +144,10 @@ inline double TriangleDistance(const TVector3<double>& p, const TVector3<double>
     const double n2 = n % n;
     if (n2 > 0) {
         const TVector3<double> q = p - n * (((p - a) % n) / n2);
-        const bool inside = ((b - a) * (q - a)) % n >= 0 && ((c - b) * (q - b)) % n >= 0 && ((a - c) * (q - c)) % n >= 0;
-        if (inside) return p.DiffVectLen(q);
+        const bool inside =
+            ((b - a) * (q - a)) % n >= 0 && ((c - b) * (q - b)) % n >= 0 && ((a - c) * (q - c)) % n >= 0;
+        if (inside)
+            return p.DiffVectLen(q);
     }
     return std::min(SegmentDistance(p, a, b), std::min(SegmentDistance(p, b, c), SegmentDistance(p, c, a)));
 }
@@ -167,12 +177,15 @@ unsigned int FoldedEdges(const Mesh& mesh) {
     std::map<std::pair<unsigned int, unsigned int>, unsigned int> faceOf;
     for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
         for (int k = 0; k < 3; ++k)
-            faceOf[std::make_pair(unsigned(mesh.m_Faces[f].m_Corners[k]), unsigned(mesh.m_Faces[f].m_Corners[(k + 1) % 3]))] = f;
+            faceOf[std::make_pair(unsigned(mesh.m_Faces[f].m_Corners[k]),
+                                  unsigned(mesh.m_Faces[f].m_Corners[(k + 1) % 3]))] = f;
     unsigned int folded = 0;
     for (const auto& entry : faceOf) {
-        if (entry.first.first > entry.first.second) continue;
+        if (entry.first.first > entry.first.second)
+            continue;
         const auto other = faceOf.find(std::make_pair(entry.first.second, entry.first.first));
-        if (other != faceOf.end()) folded += !(AreaNormal(mesh, entry.second) % AreaNormal(mesh, other->second) > 0);
+        if (other != faceOf.end())
+            folded += !(AreaNormal(mesh, entry.second) % AreaNormal(mesh, other->second) > 0);
     }
     return folded;
 }
@@ -197,7 +210,8 @@ double MeanSide(const Mesh& mesh) {
     double sum = 0;
     for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
         for (int k = 0; k < 3; ++k)
-            sum += Position(mesh, mesh.m_Faces[f].m_Corners[k]).DiffVectLen(Position(mesh, mesh.m_Faces[f].m_Corners[(k + 1) % 3]));
+            sum += Position(mesh, mesh.m_Faces[f].m_Corners[k])
+                       .DiffVectLen(Position(mesh, mesh.m_Faces[f].m_Corners[(k + 1) % 3]));
     return sum / (3.0 * mesh.m_Faces.GetCount());
 }
 

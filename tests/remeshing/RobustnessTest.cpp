@@ -90,15 +90,18 @@ TEST(RemeshPreservingShape, CadTessellationsReachTheTargetAndKeepTheirShape) {
                 const double angle = 2 * 3.14159265358979323846 * i / n;
                 AddVertex(mesh, 0.5 * std::cos(angle), 0.5 * std::sin(angle), 2.0 * z);
             }
-        if (shape == Cone) AddVertex(mesh, 0, 0, 1.5);
+        if (shape == Cone)
+            AddVertex(mesh, 0, 0, 1.5);
         for (unsigned int i = 0; i < n; ++i) {
             const unsigned int j = (i + 1) % n;
             AddFace(mesh, i, j, n + (shape == Cone ? 0 : j));
-            if (shape != Cone) AddFace(mesh, i, n + j, n + i);
+            if (shape != Cone)
+                AddFace(mesh, i, n + j, n + i);
         }
         for (unsigned int i = 1; shape != Tube && i + 1 < n; ++i) {
             AddFace(mesh, 0, i + 1, i);
-            if (shape == Cylinder) AddFace(mesh, n, n + i, n + i + 1);
+            if (shape == Cylinder)
+                AddFace(mesh, n, n + i, n + i + 1);
         }
         const ShapeMesh input(mesh);
         ASSERT_TRUE(mesh.RemeshPreservingShape(0.05));
@@ -113,7 +116,8 @@ TEST(RemeshPreservingShape, CadTessellationsReachTheTargetAndKeepTheirShape) {
         }
         if (shape == Cone) {
             double tip = 0;
-            for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) tip = std::max(tip, Position(mesh, v).z);
+            for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
+                tip = std::max(tip, Position(mesh, v).z);
             EXPECT_EQ(tip, 1.5) << "the tip was cut off";
         }
     }
@@ -135,7 +139,8 @@ TEST(RemeshPreservingShape, ResultDoesNotDependOnTheThreadCount) {
     ASSERT_EQ(one.m_Faces.GetCount(), two.m_Faces.GetCount());
     for (unsigned int v = 0; v < one.m_Vertices.GetCount(); ++v)
         ASSERT_TRUE(one.m_Vertices[v].m_Position == two.m_Vertices[v].m_Position) << "vertex " << v;
-    for (unsigned int f = 0; f < one.m_Faces.GetCount(); ++f) ASSERT_TRUE(one.m_Faces[f] == two.m_Faces[f]) << "face " << f;
+    for (unsigned int f = 0; f < one.m_Faces.GetCount(); ++f)
+        ASSERT_TRUE(one.m_Faces[f] == two.m_Faces[f]) << "face " << f;
 }
 
 TEST(RemeshPreservingShape, ProgressCanStopAfterAnyIteration) {
@@ -163,7 +168,8 @@ TEST(RemeshPreservingShape, ProgressCanStopAfterAnyIteration) {
         ShapeMesh stopped(input);
         EXPECT_FALSE(stopped.RemeshPreservingShape(target, options));
         ASSERT_EQ(calls.size(), stop);
-        for (unsigned int i = 0; i < stop; ++i) EXPECT_EQ(calls[i], std::make_pair(i + 1, 5u));
+        for (unsigned int i = 0; i < stop; ++i)
+            EXPECT_EQ(calls[i], std::make_pair(i + 1, 5u));
         EXPECT_TRUE(IsCleanResult(stopped, true));
         EXPECT_EQ(InwardFaces(stopped), 0u);
 
@@ -233,8 +239,8 @@ TEST(RemeshPreservingShape, JunkInputIsSurvived) {
 }
 
 TEST(RemeshPreservingShape, UnusableTargetOnlyCleansUp) {
-    for (const double target : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN(),
-                                std::numeric_limits<double>::infinity()}) {
+    for (const double target :
+         {0.0, -1.0, std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity()}) {
         SCOPED_TRACE(target);
         ShapeMesh mesh;
         MakeTetrahedron(mesh);

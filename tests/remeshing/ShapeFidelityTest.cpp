@@ -14,7 +14,9 @@ namespace {
 using namespace QuorvelTest;
 typedef TVector3<double> Point;
 
-bool IsExtreme(double value) { return value == 0.0 || value == 1.0; }
+bool IsExtreme(double value) {
+    return value == 0.0 || value == 1.0;
+}
 
 // The open edges of a mesh as pairs of end positions, run the way the face
 // runs them.
@@ -93,17 +95,21 @@ TEST(RemeshPreservingShape, BoxKeepsItsTwelveEdgesAndEightCorners) {
         }
         const int extreme = IsExtreme(p.x) + IsExtreme(p.y) + IsExtreme(p.z);
         ASSERT_GE(extreme, 1) << "vertex " << v << " left the surface";
-        if (extreme == 3) corners.insert(p);
+        if (extreme == 3)
+            corners.insert(p);
     }
     EXPECT_EQ(corners.size(), 8u);
     // The mesh edges that run along box edges cover all twelve of them.
     double along = 0;
     for (const auto& edge : DirectedEdges(mesh)) {
-        if (edge.first.first > edge.first.second) continue;
+        if (edge.first.first > edge.first.second)
+            continue;
         const Point a = Position(mesh, edge.first.first), b = Position(mesh, edge.first.second);
         int shared = 0;
-        for (int k = 0; k < 3; ++k) shared += IsExtreme(a[k]) && a[k] == b[k];
-        if (shared >= 2) along += a.DiffVectLen(b);
+        for (int k = 0; k < 3; ++k)
+            shared += IsExtreme(a[k]) && a[k] == b[k];
+        if (shared >= 2)
+            along += a.DiffVectLen(b);
         // Relaxation after the splits may stretch an edge a little past the
         // split limit, never far.
         EXPECT_LT(a.DiffVectLen(b), 1.5 * target);
@@ -116,7 +122,8 @@ TEST(RemeshPreservingShape, BoxKeepsItsTwelveEdgesAndEightCorners) {
 // Whether p lies on one of the open edges of a mesh (as segments).
 bool OnBoundary(const std::set<std::pair<Point, Point>>& boundary, const Point& p) {
     for (const auto& edge : boundary)
-        if (SegmentDistance(p, edge.first, edge.second) < 1e-12) return true;
+        if (SegmentDistance(p, edge.first, edge.second) < 1e-12)
+            return true;
     return false;
 }
 
@@ -147,7 +154,8 @@ TEST(RemeshPreservingShape, OpenGridKeepsOrSlidesItsBoundary) {
         keptEnds.insert(edge.first);
         EXPECT_TRUE(OnBoundary(boundary, edge.first) && OnBoundary(boundary, edge.second));
     }
-    for (const auto& edge : boundary) EXPECT_EQ(keptEnds.count(edge.first), 1u);
+    for (const auto& edge : boundary)
+        EXPECT_EQ(keptEnds.count(edge.first), 1u);
 
     // Sliding: the boundary is remeshed too, but stays on the square, keeps
     // its four corners and its length.
@@ -163,7 +171,8 @@ TEST(RemeshPreservingShape, OpenGridKeepsOrSlidesItsBoundary) {
     for (const auto& edge : open) {
         for (const Point& p : {edge.first, edge.second}) {
             EXPECT_TRUE(OnBoundary(boundary, p)) << "a boundary vertex left the square";
-            if ((p.x == 0 || p.x == 8) && (p.y == 0 || p.y == 8)) corners.insert(p);
+            if ((p.x == 0 || p.x == 8) && (p.y == 0 || p.y == 8))
+                corners.insert(p);
         }
         length += edge.first.DiffVectLen(edge.second);
         EXPECT_LT(edge.first.DiffVectLen(edge.second), 1.5 * 0.5);
@@ -173,7 +182,8 @@ TEST(RemeshPreservingShape, OpenGridKeepsOrSlidesItsBoundary) {
 
     // All stay flat, inside the square and of the same area.
     for (ShapeMesh* mesh : {&exact, &kept, &sliding}) {
-        for (unsigned int v = 0; v < mesh->m_Vertices.GetCount(); ++v) EXPECT_EQ(Position(*mesh, v).z, 0.0);
+        for (unsigned int v = 0; v < mesh->m_Vertices.GetCount(); ++v)
+            EXPECT_EQ(Position(*mesh, v).z, 0.0);
         double area = 0;
         for (unsigned int f = 0; f < mesh->m_Faces.GetCount(); ++f) {
             EXPECT_GT(AreaNormal(*mesh, f).z, 0.0) << "face " << f << " is turned over";

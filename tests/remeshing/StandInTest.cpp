@@ -71,7 +71,8 @@ double MeanEdge(const ShapeMesh& mesh) {
 
 double Area(const ShapeMesh& mesh) {
     double area = 0;
-    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f) area += 0.5 * AreaNormal(mesh, f).GetLength();
+    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
+        area += 0.5 * AreaNormal(mesh, f).GetLength();
     return area;
 }
 
@@ -91,7 +92,8 @@ double FaceBound(const ShapeMesh& input, double target) {
     for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
         for (int k = 0; k < 3; ++k) {
             const unsigned int v = mesh.m_Faces[f].m_Corners[k];
-            if (v >= vertexCount) return ::testing::AssertionFailure() << "face " << f << " indexes past the vertices";
+            if (v >= vertexCount)
+                return ::testing::AssertionFailure() << "face " << f << " indexes past the vertices";
             const TVector3<double> p = Position(mesh, v);
             if (!std::isfinite(p.x) || !std::isfinite(p.y) || !std::isfinite(p.z))
                 return ::testing::AssertionFailure() << "vertex " << v << " of face " << f << " is not finite";
@@ -145,7 +147,8 @@ TEST(RemeshStandIns, CollapsesGatherNoHugeFanBetweenDenseRims) {
             neighbours[b].insert(a);
         }
     std::size_t largest = 0;
-    for (const auto& around : neighbours) largest = std::max(largest, around.size());
+    for (const auto& around : neighbours)
+        largest = std::max(largest, around.size());
     EXPECT_LE(largest, 72u);
 }
 

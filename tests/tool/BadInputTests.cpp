@@ -13,15 +13,18 @@ namespace {
 
 void ExpectRefused(const CScratchDirectory& dir, const std::vector<std::string>& arguments,
                    const std::vector<std::string>& fragments) {
-    for (const char* output : {"out.obj", "out.ply"}) WriteFile(dir.Path(output), "earlier output\n");
+    for (const char* output : {"out.obj", "out.ply"})
+        WriteFile(dir.Path(output), "earlier output\n");
     const std::vector<std::string> before = dir.List();
     const CRun run = RunQuorvel(arguments);
     EXPECT_EQ(run.m_Status, 2);
     EXPECT_EQ(run.m_Err.rfind("quorvel: ", 0), 0u) << run.m_Err;
     EXPECT_EQ(run.m_Err.find('\n'), run.m_Err.size() - 1) << run.m_Err;
-    for (const std::string& fragment : fragments) EXPECT_NE(run.m_Err.find(fragment), std::string::npos) << run.m_Err;
+    for (const std::string& fragment : fragments)
+        EXPECT_NE(run.m_Err.find(fragment), std::string::npos) << run.m_Err;
     EXPECT_EQ(dir.List(), before);
-    for (const char* output : {"out.obj", "out.ply"}) EXPECT_EQ(ReadFile(dir.Path(output)), "earlier output\n");
+    for (const char* output : {"out.obj", "out.ply"})
+        EXPECT_EQ(ReadFile(dir.Path(output)), "earlier output\n");
 }
 
 }  // namespace
@@ -30,19 +33,22 @@ TEST(BadInput, EveryDefectGivesOneLineNamingTheFileAndStatusTwo) {
     const auto binaryStl = [](std::uint32_t count, std::initializer_list<float> values) {
         std::string bytes(80, ' ');
         AppendBytes(bytes, count);
-        for (float v : values) AppendBytes(bytes, v);
+        for (float v : values)
+            AppendBytes(bytes, v);
         return bytes + std::string(2, '\0');
     };
     const float nan = std::numeric_limits<float>::quiet_NaN();
     const auto ply = [](const char* format, const std::string& vertices, const std::string& body) {
-        return std::string("ply\nformat ") + format + " 1.0\nelement vertex " + vertices + "\nproperty float x\n"
+        return std::string("ply\nformat ") + format + " 1.0\nelement vertex " + vertices +
+               "\nproperty float x\n"
                "property float y\nproperty float z\nelement face 1\nproperty list uchar int vertex_indices\n"
-               "end_header\n" + body;
+               "end_header\n" +
+               body;
     };
     const struct {
         const char* m_Name;
         std::string m_Bytes;  // "<absent>" and "<directory>" make no regular file
-        int m_Line;           // 0 where no line applies
+        int m_Line;  // 0 where no line applies
         const char* m_Fragment;
     } cases[] = {
         {"absent.obj", "<absent>", 0, "cannot read"},
@@ -76,8 +82,10 @@ TEST(BadInput, EveryDefectGivesOneLineNamingTheFileAndStatusTwo) {
     for (const auto& bad : cases) {
         SCOPED_TRACE(bad.m_Name);
         const std::string path = dir.Path(bad.m_Name);
-        if (bad.m_Bytes == "<directory>") std::filesystem::create_directory(path);
-        if (bad.m_Bytes != "<directory>" && bad.m_Bytes != "<absent>") WriteFile(path, bad.m_Bytes);
+        if (bad.m_Bytes == "<directory>")
+            std::filesystem::create_directory(path);
+        if (bad.m_Bytes != "<directory>" && bad.m_Bytes != "<absent>")
+            WriteFile(path, bad.m_Bytes);
         const std::string where = bad.m_Line > 0 ? path + ":" + std::to_string(bad.m_Line) + ": " : path + ": ";
         ExpectRefused(dir, {"remesh", path, "-o", dir.Path("out.obj")}, {where, bad.m_Fragment});
         std::filesystem::remove(path);
@@ -85,10 +93,14 @@ TEST(BadInput, EveryDefectGivesOneLineNamingTheFileAndStatusTwo) {
     // Every subcommand reads through the same path.
     const std::string input = dir.Path("range.obj"), mesh = dir.Path("out.ply");
     WriteFile(input, "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 5\nv 1 1 0\n");
-    for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
-             {"info", input}, {"smooth", input, "-o", mesh}, {"offset", input, "-o", mesh, "--distance", "1"},
-             {"subdivide", input, "-o", mesh}, {"thicken", input, "-o", mesh, "--thickness", "1"},
-             {"contour", input, "-o", dir.Path("out.obj")}, {"infill", input, "-o", mesh}}) {
+    for (const std::vector<std::string>& arguments :
+         std::vector<std::vector<std::string>>{{"info", input},
+                                               {"smooth", input, "-o", mesh},
+                                               {"offset", input, "-o", mesh, "--distance", "1"},
+                                               {"subdivide", input, "-o", mesh},
+                                               {"thicken", input, "-o", mesh, "--thickness", "1"},
+                                               {"contour", input, "-o", dir.Path("out.obj")},
+                                               {"infill", input, "-o", mesh}}) {
         SCOPED_TRACE(arguments[0]);
         ExpectRefused(dir, arguments, {input + ":4: ", "out of range"});
     }
@@ -98,12 +110,23 @@ TEST(BadInput, BadOptionsAndImpossibleRequestsAreRefusedBeforeAnyOutput) {
     CScratchDirectory dir;
     const std::string input = dir.Path("tet.off");
     WriteFile(input, "OFF\n4 4 0\n0 0 0\n1 0 0\n0 1 0\n0 0 1\n3 0 2 1\n3 0 1 3\n3 0 3 2\n3 1 2 3\n");
-    for (const std::vector<std::string>& options : std::vector<std::vector<std::string>>{
-             {"--target", "0"}, {"--target", "-1"}, {"--target", "nan"}, {"--target", "inf"}, {"--target", "abc"},
-             {"--target", "1e999"}, {"--relative", "0"}, {"--relative", "-2"}, {"--target"},
-             {"--target", "1", "--relative", "1"}, {"--method", "fast"}, {"--colour", "red"},
-             {"--feature-angle", "200"}, {"--iterations", "0"}, {"--method", "exact", "--iterations", "3"},
-             {"--method", "exact", "--relative", "1e6"}}) {
+    for (const std::vector<std::string>& options :
+         std::vector<std::vector<std::string>>{{"--target", "0"},
+                                               {"--target", "-1"},
+                                               {"--target", "nan"},
+                                               {"--target", "inf"},
+                                               {"--target", "abc"},
+                                               {"--target", "1e999"},
+                                               {"--relative", "0"},
+                                               {"--relative", "-2"},
+                                               {"--target"},
+                                               {"--target", "1", "--relative", "1"},
+                                               {"--method", "fast"},
+                                               {"--colour", "red"},
+                                               {"--feature-angle", "200"},
+                                               {"--iterations", "0"},
+                                               {"--method", "exact", "--iterations", "3"},
+                                               {"--method", "exact", "--relative", "1e6"}}) {
         SCOPED_TRACE(options.back());
         std::vector<std::string> arguments = {"remesh", input, "-o", dir.Path("out.obj")};
         arguments.insert(arguments.end(), options.begin(), options.end());

@@ -39,8 +39,10 @@ std::string WithEndings(const std::string& text, const std::string& ending) {
     std::string out;
     bool odd = false;
     for (char c : text) {
-        if (c == '\n') out += ending == "mixed" ? ((odd = !odd) ? "\r\n" : "\n") : ending;
-        else out += c;
+        if (c == '\n')
+            out += ending == "mixed" ? ((odd = !odd) ? "\r\n" : "\n") : ending;
+        else
+            out += c;
     }
     return out;
 }
@@ -54,18 +56,21 @@ bool SameBits(const std::vector<Point>& a, const std::vector<Point>& b) {
 TEST(FormatLimits, MalformedFilesOfEachFormatAreRefusedAtTheirPlace) {
     const std::string triangle = "0 0 0\n1 0 0\n0 1 0\n";
     std::string negativeList = PlyHeader("binary_little_endian", FloatXyz, 3, "char int", 1);
-    for (int i = 0; i < 9; ++i) AppendBytes(negativeList, 0.f);
+    for (int i = 0; i < 9; ++i)
+        AppendBytes(negativeList, 0.f);
     AppendBytes(negativeList, std::int8_t(-1));
     const auto binaryFace = [](const std::string& cornerList, auto... corners) {
         std::string bytes = PlyHeader("binary_little_endian", FloatXyz, 3, cornerList, 1);
-        for (int i = 0; i < 9; ++i) AppendBytes(bytes, float(i % 4 == 0));
+        for (int i = 0; i < 9; ++i)
+            AppendBytes(bytes, float(i % 4 == 0));
         AppendBytes(bytes, std::uint8_t(sizeof...(corners)));
         (AppendBytes(bytes, corners), ...);
         return bytes;
     };
-    std::string nanVertex = PlyHeader("binary_big_endian", "property double x\nproperty double y\nproperty double z\n",
-                                      2, "uchar int", 0);
-    for (double c : {0.0, 0.0, 0.0, 1.0, -std::numeric_limits<double>::infinity(), 0.0}) AppendBytes(nanVertex, c, true);
+    std::string nanVertex =
+        PlyHeader("binary_big_endian", "property double x\nproperty double y\nproperty double z\n", 2, "uchar int", 0);
+    for (double c : {0.0, 0.0, 0.0, 1.0, -std::numeric_limits<double>::infinity(), 0.0})
+        AppendBytes(nanVertex, c, true);
     std::string shortStl(80, ' ');
     AppendBytes(shortStl, std::uint32_t(2));
     shortStl += std::string(50, '\0');
@@ -84,16 +89,19 @@ TEST(FormatLimits, MalformedFilesOfEachFormatAreRefusedAtTheirPlace) {
         {"listcount.ply", PlyHeader("ascii", FloatXyz, 3, "float int", 1), ":8: ", "integer type"},
         {"noz.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nproperty float y\nend_header\n0 0\n",
          ":6: ", "lacks an x, y or z"},
-        {"nolist.ply", "ply\nformat ascii 1.0\nelement vertex 0\n" + FloatXyz + "element face 0\nproperty int n\n"
-                       "end_header\n", ":9: ", "vertex_indices"},
+        {"nolist.ply",
+         "ply\nformat ascii 1.0\nelement vertex 0\n" + FloatXyz +
+             "element face 0\nproperty int n\n"
+             "end_header\n",
+         ":9: ", "vertex_indices"},
         // PLY bodies, text and binary.
         {"few.ply", PlyHeader("ascii", FloatXyz, 3, "uchar int", 1) + triangle + "3 0 1\n", ":13: ", "too few values"},
-        {"many.ply", PlyHeader("ascii", FloatXyz, 3, "uchar int", 1) + "0 0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n", ":10: ",
-         "more values"},
-        {"nan.ply", PlyHeader("ascii", FloatXyz, 3, "uchar int", 1) + "0 0 0\nnan 0 0\n0 1 0\n3 0 1 2\n", ":11: ",
-         "non-finite"},
-        {"count.ply", PlyHeader("ascii", FloatXyz, 1000000, "uchar int", 1) + triangle + "3 0 1 2\n", ":9: ",
-         "more elements than the rest of the file"},
+        {"many.ply", PlyHeader("ascii", FloatXyz, 3, "uchar int", 1) + "0 0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n",
+         ":10: ", "more values"},
+        {"nan.ply", PlyHeader("ascii", FloatXyz, 3, "uchar int", 1) + "0 0 0\nnan 0 0\n0 1 0\n3 0 1 2\n",
+         ":11: ", "non-finite"},
+        {"count.ply", PlyHeader("ascii", FloatXyz, 1000000, "uchar int", 1) + triangle + "3 0 1 2\n",
+         ":9: ", "more elements than the rest of the file"},
         {"inf.ply", nanVertex, ": ", "non-finite coordinate in vertex 1"},
         {"negative.ply", negativeList, ": ", "negative list length"},
         {"floatindex.ply", binaryFace("uchar float", 0.f, 1.f, 2.f), ": ", "integer type"},
@@ -135,14 +143,16 @@ TEST(FormatLimits, LineEndingsAndByteOrderMarksChangeNothingThatIsRead) {
     const std::string obj = "# square\nv 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nf 1 2 3\nf 1 3 4\n";
     const std::string off = "OFF\n4 2 0\n0 0 0\n1 0 0\n1 1 0\n0 1 0\n3 0 1 2\n3 0 2 3\n";
     const std::string ply = PlyHeader("ascii", FloatXyz, 4, "uchar int", 2) + "0 0 0\n1 0 0\n1 1 0\n0 1 0\n"
-                            "3 0 1 2\n3 0 2 3\n";
+                                                                              "3 0 1 2\n3 0 2 3\n";
     const std::string stl = "solid square\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 0 0\nvertex 1 1 0\n"
                             "endloop\nendfacet\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 1 0\n"
                             "vertex 0 1 0\nendloop\nendfacet\nendsolid square\n";
     std::string body;
-    for (float c : {0.f, 0.f, 0.f, 1.f, 0.f, 0.f, 1.f, 1.f, 0.f, 0.f, 1.f, 0.f}) AppendBytes(body, c);
+    for (float c : {0.f, 0.f, 0.f, 1.f, 0.f, 0.f, 1.f, 1.f, 0.f, 0.f, 1.f, 0.f})
+        AppendBytes(body, c);
     for (int corner : {0, 1, 2, 0, 2, 3}) {
-        if (corner == 0) AppendBytes(body, std::uint8_t(3));
+        if (corner == 0)
+            AppendBytes(body, std::uint8_t(3));
         AppendBytes(body, std::int32_t(corner));
     }
     const std::string binary = PlyHeader("binary_little_endian", FloatXyz, 4, "uchar int", 2);
@@ -152,11 +162,16 @@ TEST(FormatLimits, LineEndingsAndByteOrderMarksChangeNothingThatIsRead) {
     CScratchDirectory dir;
     for (const std::string ending : {"\n", "\r\n", "mixed"}) {
         for (const std::string bom : {"", "\xEF\xBB\xBF"}) {
-            SCOPED_TRACE(std::string(ending == "\n" ? "LF" : ending == "mixed" ? "mixed" : "CRLF") + (bom.empty() ? "" : " BOM"));
-            for (const auto& [name, text] : std::vector<std::pair<std::string, std::string>>{
-                     {"s.obj", bom + WithEndings(obj, ending)}, {"s.off", bom + WithEndings(off, ending)},
-                     {"s.ply", bom + WithEndings(ply, ending)}, {"b.ply", bom + WithEndings(binary, ending) + body},
-                     {"s.stl", bom + WithEndings(stl, ending)}}) {
+            SCOPED_TRACE(std::string(ending == "\n"      ? "LF"
+                                     : ending == "mixed" ? "mixed"
+                                                         : "CRLF") +
+                         (bom.empty() ? "" : " BOM"));
+            for (const auto& [name, text] :
+                 std::vector<std::pair<std::string, std::string>>{{"s.obj", bom + WithEndings(obj, ending)},
+                                                                  {"s.off", bom + WithEndings(off, ending)},
+                                                                  {"s.ply", bom + WithEndings(ply, ending)},
+                                                                  {"b.ply", bom + WithEndings(binary, ending) + body},
+                                                                  {"s.stl", bom + WithEndings(stl, ending)}}) {
                 WriteFile(dir.Path(name), text);
                 try {
                     const CMeshData mesh = ReadMeshFile(dir.Path(name));
@@ -184,18 +199,21 @@ TEST(FormatLimits, EveryFormatGivesBackEveryValueItCanHold) {
     // Single-precision counterparts for STL, which stores floats (and welds
     // the two zeros into +0).
     CMeshData floats;
-    floats.m_Positions = {Point(FLT_MAX, -FLT_MAX, FLT_MIN), Point(std::numeric_limits<float>::denorm_min(), 0.1f, -2.5f),
+    floats.m_Positions = {Point(FLT_MAX, -FLT_MAX, FLT_MIN),
+                          Point(std::numeric_limits<float>::denorm_min(), 0.1f, -2.5f),
                           Point(1.f / 3.f, 16777217.0f, -1e-30f), Point(1, 2, 3)};
     floats.m_Triangles = {{0, 1, 2}, {1, 3, 2}};
     // Indices beyond 16 bits, in a file large enough to need them.
     CMeshData wide;
-    for (std::uint32_t v = 0; v < 70000; ++v) wide.m_Positions.emplace_back(v, v % 7, 0);
+    for (std::uint32_t v = 0; v < 70000; ++v)
+        wide.m_Positions.emplace_back(v, v % 7, 0);
     wide.m_Triangles = {{0, 65535, 65536}, {69999, 1, 32768}};
 
     CScratchDirectory dir;
-    for (const auto& [name, encoding] : std::vector<std::pair<std::string, EEncoding>>{
-             {"a.off", EEncoding::Text}, {"a.obj", EEncoding::Text}, {"a.ply", EEncoding::Text},
-             {"b.ply", EEncoding::Binary}}) {
+    for (const auto& [name, encoding] : std::vector<std::pair<std::string, EEncoding>>{{"a.off", EEncoding::Text},
+                                                                                       {"a.obj", EEncoding::Text},
+                                                                                       {"a.ply", EEncoding::Text},
+                                                                                       {"b.ply", EEncoding::Binary}}) {
         SCOPED_TRACE(name);
         for (const CMeshData* mesh : {&extremes, &wide}) {
             WriteMeshFile(dir.Path(name), *mesh, encoding);
@@ -204,8 +222,8 @@ TEST(FormatLimits, EveryFormatGivesBackEveryValueItCanHold) {
             EXPECT_EQ(back.m_Triangles, mesh->m_Triangles);
         }
     }
-    for (const auto& [name, encoding] : std::vector<std::pair<std::string, EEncoding>>{
-             {"a.stl", EEncoding::Text}, {"b.stl", EEncoding::Binary}}) {
+    for (const auto& [name, encoding] :
+         std::vector<std::pair<std::string, EEncoding>>{{"a.stl", EEncoding::Text}, {"b.stl", EEncoding::Binary}}) {
         SCOPED_TRACE(name);
         WriteMeshFile(dir.Path(name), floats, encoding);
         const CMeshData back = ReadMeshFile(dir.Path(name));
@@ -228,7 +246,8 @@ TEST(FormatLimits, EveryFormatGivesBackEveryValueItCanHold) {
             AppendBytes(file, v == 2 ? -0.5e-310 : 1e308, bigEndian);
         }
         AppendBytes(file, std::uint16_t(3), bigEndian);
-        for (std::uint32_t corner : {2u, 0u, 1u}) AppendBytes(file, corner, bigEndian);
+        for (std::uint32_t corner : {2u, 0u, 1u})
+            AppendBytes(file, corner, bigEndian);
         AppendBytes(file, std::int32_t(2), bigEndian);
         AppendBytes(file, std::int16_t(-7), bigEndian);
         AppendBytes(file, std::int16_t(7), bigEndian);

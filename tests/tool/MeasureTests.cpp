@@ -46,7 +46,8 @@ TEST(SurfaceDistance, TreeAndHausdorffMatchBruteForceAndClosedForms) {
     }
     const CMeshData grid = MakeGrid(8, 0.5);
     CMeshData lifted = grid;
-    for (Point& p : lifted.m_Positions) p.z += 0.3;
+    for (Point& p : lifted.m_Positions)
+        p.z += 0.3;
     EXPECT_NEAR(SampledHausdorffDistance(grid, lifted, 2000), 0.3, 1e-12);
     const CSurfaceDistances apart = MeasureSurfaceDistances(grid, lifted, 2000);
     EXPECT_NEAR(apart.GetHausdorff(), 0.3, 1e-12);
@@ -103,7 +104,8 @@ TEST(MeshRepair, MakeManifoldSeparatesSheetsAndOrientsFaces) {
     EXPECT_EQ(summary.m_SplitVertices, 5u);
     EXPECT_EQ(book.m_Positions.size(), 12u);
     for (const Triangle& t : book.m_Triangles)
-        for (std::uint32_t v : t) EXPECT_LT(v, book.m_Positions.size());
+        for (std::uint32_t v : t)
+            EXPECT_LT(v, book.m_Positions.size());
 
     // Two faces crossing an edge the same way: one is turned over.
     CMeshData pair = MakeGrid(1);

@@ -16,7 +16,8 @@ TEST(MeshFormats, EveryFormatRoundTripsThroughTheToolKeepingVertexOrder) {
     const std::uint32_t used = static_cast<std::uint32_t>(mesh.m_Positions.size());
     std::reverse(mesh.m_Positions.begin(), mesh.m_Positions.end());
     for (Triangle& t : mesh.m_Triangles)
-        for (std::uint32_t& v : t) v = used - 1 - v;
+        for (std::uint32_t& v : t)
+            v = used - 1 - v;
     mesh.m_Positions.push_back(mesh.m_Positions[mesh.m_Triangles[0][0]]);
     mesh.m_Triangles[0][0] = used;
     mesh.m_Positions.emplace_back(0.1, 1.0 / 3.0, -2.5e-7);
@@ -68,8 +69,9 @@ TEST(MeshFormats, HandWrittenFilesOfEveryFormatReadAsDescribed) {
     WriteFile(dir.Path("p.obj"), "# comment\nv 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 2 0 0\nv 2 1 0\nv 1.5 2 0\n"
                                  "vt 0 0\nvn 0 0 1\ng polys\nf 1/1/1 2/1/1 3/1/1 4/1/1\nf -6//1 5 6 7 3\n");
     // The OFF file starts with the byte order mark some editors write.
-    WriteFile(dir.Path("p.off"), "\xEF\xBB\xBFOFF\n# comment\n7 2 0\n0 0 0\n1 0 0\n1 1 0\n0 1 0\n2 0 0\n2 1 0\n1.5 2 0\n"
-                                 "4 0 1 2 3\n5 1 4 5 6 2 255 0 0\n");
+    WriteFile(dir.Path("p.off"),
+              "\xEF\xBB\xBFOFF\n# comment\n7 2 0\n0 0 0\n1 0 0\n1 1 0\n0 1 0\n2 0 0\n2 1 0\n1.5 2 0\n"
+              "4 0 1 2 3\n5 1 4 5 6 2 255 0 0\n");
     WriteFile(dir.Path("p.ply"), "ply\nformat ascii 1.0\ncomment x\nelement vertex 7\nproperty float x\n"
                                  "property float y\nproperty float z\nproperty uchar red\nelement face 2\n"
                                  "property list uchar int vertex_indices\nproperty int flags\nend_header\n"
@@ -87,18 +89,22 @@ TEST(MeshFormats, HandWrittenFilesOfEveryFormatReadAsDescribed) {
     // carry nothing for a mesh.
     const std::vector<Point> corners = {Point(0, 0, 0), Point(1, 0, 0), Point(0, 1, 0)};
     for (bool big : {false, true}) {
-        std::string ply = std::string("ply\nformat binary_") + (big ? "big" : "little") + "_endian 1.0\n"
+        std::string ply = std::string("ply\nformat binary_") + (big ? "big" : "little") +
+                          "_endian 1.0\n"
                           "element vertex 3\nproperty double x\nproperty double y\nproperty double z\n"
                           "property list uchar float uv\nelement face 1\nproperty list uchar uint vertex_indices\n"
                           "element edge 1\nproperty int a\nproperty int b\nend_header\n";
         for (const Point& p : corners) {
-            for (double c : {p.x, p.y, p.z}) AppendBytes(ply, c, big);
+            for (double c : {p.x, p.y, p.z})
+                AppendBytes(ply, c, big);
             AppendBytes(ply, std::uint8_t(1), big);
             AppendBytes(ply, 0.5f, big);
         }
         AppendBytes(ply, std::uint8_t(3), big);
-        for (std::uint32_t corner : {2u, 1u, 0u}) AppendBytes(ply, corner, big);
-        for (std::int32_t end : {0, 1}) AppendBytes(ply, end, big);
+        for (std::uint32_t corner : {2u, 1u, 0u})
+            AppendBytes(ply, corner, big);
+        for (std::int32_t end : {0, 1})
+            AppendBytes(ply, end, big);
         WriteFile(dir.Path("b.ply"), ply);
         EXPECT_EQ(ReadMeshFile(dir.Path("b.ply")).m_Positions, corners);
         EXPECT_EQ(ReadMeshFile(dir.Path("b.ply")).m_Triangles, (std::vector<Triangle>{{2, 1, 0}}));
@@ -108,7 +114,8 @@ TEST(MeshFormats, HandWrittenFilesOfEveryFormatReadAsDescribed) {
     std::string stl = "solid, not a facet of text";
     stl.resize(80, ' ');
     AppendBytes(stl, std::uint32_t(1));
-    for (float c : {0.f, 0.f, 1.f, 0.f, 0.f, 0.f, 1.f, 0.f, 0.f, 0.f, 1.f, 0.f}) AppendBytes(stl, c);
+    for (float c : {0.f, 0.f, 1.f, 0.f, 0.f, 0.f, 1.f, 0.f, 0.f, 0.f, 1.f, 0.f})
+        AppendBytes(stl, c);
     WriteFile(dir.Path("one.stl"), stl + std::string(2, '\0'));
     const CMeshData one = ReadMeshFile(dir.Path("one.stl"));
     EXPECT_EQ(one.m_Positions, corners);

@@ -43,15 +43,18 @@ double Area(const CMeshData& mesh) {
 
 // Every face names three distinct vertices that exist, at finite positions.
 ::testing::AssertionResult IsValidMesh(const CMeshData& mesh) {
-    if (mesh.m_Triangles.empty()) return ::testing::AssertionFailure() << "no faces";
+    if (mesh.m_Triangles.empty())
+        return ::testing::AssertionFailure() << "no faces";
     for (const Triangle& t : mesh.m_Triangles) {
         for (const std::uint32_t v : t) {
-            if (v >= mesh.m_Positions.size()) return ::testing::AssertionFailure() << "a face indexes past the vertices";
+            if (v >= mesh.m_Positions.size())
+                return ::testing::AssertionFailure() << "a face indexes past the vertices";
             const Point& p = mesh.m_Positions[v];
             if (!std::isfinite(p.x) || !std::isfinite(p.y) || !std::isfinite(p.z))
                 return ::testing::AssertionFailure() << "a vertex is not finite";
         }
-        if (t[0] == t[1] || t[1] == t[2] || t[2] == t[0]) return ::testing::AssertionFailure() << "a face names a vertex twice";
+        if (t[0] == t[1] || t[1] == t[2] || t[2] == t[0])
+            return ::testing::AssertionFailure() << "a face names a vertex twice";
     }
     return ::testing::AssertionSuccess();
 }
@@ -64,8 +67,8 @@ TEST(StandIns, BothMethodsEndAndWriteAValidMesh) {
         WriteMeshFile(dir.Path(standIn.m_File), standIn.m_Mesh, EEncoding::Text);
         for (const std::string method : {"exact", "preserve"}) {
             SCOPED_TRACE(standIn.m_File + ", " + method);
-            const CRun run = RunQuorvel({"remesh", dir.Path(standIn.m_File), "-o", dir.Path("out.off"), "--method", method,
-                                         "--relative", standIn.m_Relative, "--quiet"},
+            const CRun run = RunQuorvel({"remesh", dir.Path(standIn.m_File), "-o", dir.Path("out.off"), "--method",
+                                         method, "--relative", standIn.m_Relative, "--quiet"},
                                         60);
             ASSERT_EQ(run.m_Status, 0) << run.m_Err;
             const CMeshData output = ReadMeshFile(dir.Path("out.off"));
@@ -77,8 +80,8 @@ TEST(StandIns, BothMethodsEndAndWriteAValidMesh) {
             for (const CMeshEdge& edge : input.m_Edges)
                 sum += standIn.m_Mesh.m_Positions[edge.m_A].DiffVectLen(standIn.m_Mesh.m_Positions[edge.m_B]);
             const double target = std::stod(standIn.m_Relative) * sum / input.m_Edges.size();
-            const double bound =
-                2.0 * (standIn.m_Mesh.m_Triangles.size() + Area(standIn.m_Mesh) / (std::sqrt(3.0) / 4 * target * target));
+            const double bound = 2.0 * (standIn.m_Mesh.m_Triangles.size() +
+                                        Area(standIn.m_Mesh) / (std::sqrt(3.0) / 4 * target * target));
             EXPECT_LT(output.m_Triangles.size(), bound);
             if (method == std::string("preserve")) {
                 const CEdgeCensus census(output);

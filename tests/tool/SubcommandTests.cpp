@@ -15,12 +15,15 @@ using namespace QuorvelToolTest;
 
 namespace {
 
-void ExpectSuccess(const CRun& run) { EXPECT_EQ(run.m_Status, 0) << run.m_Err; }
+void ExpectSuccess(const CRun& run) {
+    EXPECT_EQ(run.m_Status, 0) << run.m_Err;
+}
 
 // The value of one "  name   value" row of the info report.
 std::string Field(const std::string& report, const std::string& name) {
     const std::size_t row = report.find("\n  " + name + " ");
-    if (row == std::string::npos) return "(no row " + name + ")";
+    if (row == std::string::npos)
+        return "(no row " + name + ")";
     const std::size_t value = report.find_first_not_of(' ', row + name.size() + 3);
     return report.substr(value, report.find('\n', value) - value);
 }
@@ -55,12 +58,15 @@ TEST(Subcommands, HelpAndParserAgreeOnEveryOption) {
             std::istringstream words(row);
             std::vector<std::string> names;
             std::string word;
-            while (words >> word && word[0] == '-') names.push_back(word.back() == ',' ? word.substr(0, word.size() - 1) : word);
-            const bool takesValue = !word.empty() && word[0] != '-' && std::isupper(static_cast<unsigned char>(word[0]));
+            while (words >> word && word[0] == '-')
+                names.push_back(word.back() == ',' ? word.substr(0, word.size() - 1) : word);
+            const bool takesValue =
+                !word.empty() && word[0] != '-' && std::isupper(static_cast<unsigned char>(word[0]));
             for (const std::string& name : names) {
                 listed += name + " ";
                 std::vector<std::string> arguments = {command, missing, name};
-                if (takesValue) arguments.push_back("1");
+                if (takesValue)
+                    arguments.push_back("1");
                 const CRun run = RunQuorvel(arguments);
                 EXPECT_EQ(run.m_Status, 2) << name;
                 EXPECT_EQ(run.m_Err.find("unknown option"), std::string::npos) << run.m_Err;
@@ -86,7 +92,8 @@ TEST(Subcommands, RemeshJoinsATriangleSoupAndBothMethodsApproachTheTarget) {
     CMeshData soup;
     for (const Triangle& t : sphere.m_Triangles) {
         const std::uint32_t first = static_cast<std::uint32_t>(soup.m_Positions.size());
-        for (std::uint32_t v : t) soup.m_Positions.push_back(sphere.m_Positions[v]);
+        for (std::uint32_t v : t)
+            soup.m_Positions.push_back(sphere.m_Positions[v]);
         soup.m_Triangles.push_back(Triangle{first, first + 1, first + 2});
     }
     // One face written twice adds nothing to the surface; one wound against
@@ -135,15 +142,16 @@ TEST(Subcommands, RemeshRepairsOrRefusesAwkwardInputWithoutCrashing) {
     WriteMeshFile(dir.Path("fin.off"), fin, EEncoding::Text);
     // Refusing such input is allowed; crashing or writing an empty mesh is not.
     for (const std::string method : {"exact", "preserve"}) {
-        const CRun run = RunQuorvel({"remesh", dir.Path("fin.off"), "-o", dir.Path("out.off"), "--relative", "0.5",
-                                     "--method", method});
+        const CRun run = RunQuorvel(
+            {"remesh", dir.Path("fin.off"), "-o", dir.Path("out.off"), "--relative", "0.5", "--method", method});
         ASSERT_TRUE(run.m_Status == 0 || run.m_Status == 2) << method << ": " << run.m_Err;
         EXPECT_TRUE(run.m_Status == 2 || !ReadMeshFile(dir.Path("out.off")).m_Triangles.empty()) << method;
     }
     // Coordinates near the top of the double range are remeshed at unit
     // scale and scaled back.
     CMeshData far = MakeCube();
-    for (Point& p : far.m_Positions) p *= 1.5e308;
+    for (Point& p : far.m_Positions)
+        p *= 1.5e308;
     WriteMeshFile(dir.Path("far.ply"), far, EEncoding::Binary);
     for (const std::string method : {"exact", "preserve"})
         ExpectSuccess(RunQuorvel({"remesh", dir.Path("far.ply"), "-o", dir.Path("far.off"), "--method", method}));
@@ -156,10 +164,16 @@ TEST(Subcommands, InfoReportsMeasuresAndDefects) {
     const CRun cube = RunQuorvel({"info", dir.Path("cube.stl")}), grid = RunQuorvel({"info", dir.Path("grid.obj")});
     ExpectSuccess(cube);
     ExpectSuccess(grid);
-    const std::pair<const char*, const char*> cubeRows[] = {
-        {"vertices", "8"},   {"faces", "12"},         {"area", "24"},        {"volume", "8"},
-        {"centre of mass", "(1, 1, 1)"}, {"size", "(2, 2, 2)"}, {"open edges", "0"}, {"closed manifold", "yes"}};
-    for (const auto& row : cubeRows) EXPECT_EQ(Field(cube.m_Out, row.first), row.second) << row.first;
+    const std::pair<const char*, const char*> cubeRows[] = {{"vertices", "8"},
+                                                            {"faces", "12"},
+                                                            {"area", "24"},
+                                                            {"volume", "8"},
+                                                            {"centre of mass", "(1, 1, 1)"},
+                                                            {"size", "(2, 2, 2)"},
+                                                            {"open edges", "0"},
+                                                            {"closed manifold", "yes"}};
+    for (const auto& row : cubeRows)
+        EXPECT_EQ(Field(cube.m_Out, row.first), row.second) << row.first;
     EXPECT_EQ(Field(grid.m_Out, "open edges"), "12");
     EXPECT_EQ(Field(grid.m_Out, "open contours"), "1");
     EXPECT_EQ(Field(grid.m_Out, "closed manifold"), "no");
@@ -172,7 +186,8 @@ TEST(Subcommands, CompareMeasuresDistancesBothWaysAndShowsBothMeshes) {
     // is sqrt(1 + 1 + 0.25) = 1.5 away.
     const CMeshData large = MakeGrid(8, 0.25);
     CMeshData small = MakeGrid(4, 0.25);
-    for (Point& p : small.m_Positions) p.z += 0.5;
+    for (Point& p : small.m_Positions)
+        p.z += 0.5;
     WriteMeshFile(dir.Path("large.ply"), large, EEncoding::Binary);
     WriteMeshFile(dir.Path("small.obj"), small, EEncoding::Text);
     const CRun run = RunQuorvel({"compare", dir.Path("large.ply"), dir.Path("small.obj"), "--samples", "20000"});
@@ -181,7 +196,8 @@ TEST(Subcommands, CompareMeasuresDistancesBothWaysAndShowsBothMeshes) {
     const auto columns = [](const std::string& report, const std::string& name) {
         std::string text = Field(report, name), squeezed;
         for (char c : text)
-            if (c != ' ' || squeezed.empty() || squeezed.back() != ' ') squeezed += c;
+            if (c != ' ' || squeezed.empty() || squeezed.back() != ' ')
+                squeezed += c;
         return squeezed;
     };
     EXPECT_EQ(columns(run.m_Out, "faces"), "128 32");
@@ -210,7 +226,8 @@ TEST(Subcommands, SmoothFlattensBumpsAndKeepsTheBoundary) {
     CMeshData bumpy = MakeGrid(8);
     const CEdgeCensus census(bumpy);
     for (std::size_t v = 0; v < bumpy.m_Positions.size(); ++v)
-        if (!census.m_OnBoundary[v]) bumpy.m_Positions[v].z = 0.2 * std::sin(7.0 * v);
+        if (!census.m_OnBoundary[v])
+            bumpy.m_Positions[v].z = 0.2 * std::sin(7.0 * v);
     WriteMeshFile(dir.Path("bumpy.ply"), bumpy, EEncoding::Binary);
     ExpectSuccess(RunQuorvel({"smooth", dir.Path("bumpy.ply"), "-o", dir.Path("smooth.ply"), "--iterations", "20"}));
     const CMeshData smooth = ReadMeshFile(dir.Path("smooth.ply"));
@@ -248,7 +265,8 @@ TEST(Subcommands, SubdivideBoundsEdgesAndKeepsTheSurface) {
     const CMeshStatistics statistics = MeasureMesh(fine);
     EXPECT_LE(statistics.m_MaxEdge, 0.3);
     EXPECT_NEAR(statistics.m_Area, 9, 1e-9);
-    for (const Point& p : fine.m_Positions) EXPECT_EQ(p.z, 0);
+    for (const Point& p : fine.m_Positions)
+        EXPECT_EQ(p.z, 0);
     // Corners and midpoints shared by neighbouring pieces are merged.
     EXPECT_LT(fine.m_Positions.size(), 3 * fine.m_Triangles.size() / 2);
 }
@@ -262,7 +280,8 @@ TEST(Subcommands, ThickenMakesAClosedShellOfTheGivenThickness) {
     const CMeshData grid = MakeGrid(4, 0.5);
     for (std::size_t f = 0; f < grid.m_Triangles.size(); ++f) {
         const std::uint32_t first = static_cast<std::uint32_t>(jumbled.m_Positions.size());
-        for (std::uint32_t v : grid.m_Triangles[f]) jumbled.m_Positions.push_back(grid.m_Positions[v]);
+        for (std::uint32_t v : grid.m_Triangles[f])
+            jumbled.m_Positions.push_back(grid.m_Positions[v]);
         jumbled.m_Triangles.push_back(f % 3 == 1 ? Triangle{first, first + 2, first + 1}
                                                  : Triangle{first, first + 1, first + 2});
     }
@@ -293,7 +312,8 @@ TEST(Subcommands, ContourWritesTheBoundaryAsAPolylineInEitherForm) {
     const std::vector<Point> points = ReadObj(obj, "edge.obj").m_Positions;
     std::istringstream xyz(ReadFile(dir.Path("edge.xyz")));
     std::vector<Point> plain;
-    for (Point p; xyz >> p.x >> p.y >> p.z;) plain.push_back(p);
+    for (Point p; xyz >> p.x >> p.y >> p.z;)
+        plain.push_back(p);
     EXPECT_EQ(plain, points);
     // One walk along the rim: unit steps between boundary vertices, joined
     // in order by one line.
@@ -309,8 +329,8 @@ TEST(Subcommands, ContourWritesTheBoundaryAsAPolylineInEitherForm) {
 TEST(Subcommands, InfillCoversTheSurfaceWithinTheSpacing) {
     CScratchDirectory dir;
     WriteMeshFile(dir.Path("grid.obj"), MakeGrid(2), EEncoding::Text);
-    ExpectSuccess(RunQuorvel({"infill", dir.Path("grid.obj"), "-o", dir.Path("points.ply"), "--spacing", "0.25",
-                              "--ascii"}));
+    ExpectSuccess(
+        RunQuorvel({"infill", dir.Path("grid.obj"), "-o", dir.Path("points.ply"), "--spacing", "0.25", "--ascii"}));
     const std::string text = ReadFile(dir.Path("points.ply"));
     const std::vector<Point> points = ReadPly(text, "points.ply").m_Positions;
     // The header declares every point written, no more and no fewer.
@@ -321,7 +341,8 @@ TEST(Subcommands, InfillCoversTheSurfaceWithinTheSpacing) {
     for (int i = 0; i < 21 * 21; ++i) {
         const Point q(0.1 * (i % 21), 0.1 * (i / 21), 0);
         double nearest = HUGE_VAL;
-        for (const Point& p : points) nearest = std::min(nearest, p.DiffVectLen(q));
+        for (const Point& p : points)
+            nearest = std::min(nearest, p.DiffVectLen(q));
         EXPECT_LE(nearest, 0.25);
     }
 }

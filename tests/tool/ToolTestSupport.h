@@ -26,7 +26,8 @@ using namespace Corvane::Pellix::Quorvel::Tool;
 class CScratchDirectory {
 public:
     CScratchDirectory() : m_Path((std::filesystem::temp_directory_path() / "quorvel-tool-test-XXXXXX").string()) {
-        if (::mkdtemp(m_Path.data()) == nullptr) throw std::runtime_error("cannot create a scratch directory");
+        if (::mkdtemp(m_Path.data()) == nullptr)
+            throw std::runtime_error("cannot create a scratch directory");
     }
     ~CScratchDirectory() { std::filesystem::remove_all(m_Path); }
     CScratchDirectory(const CScratchDirectory&) = delete;
@@ -60,7 +61,8 @@ template <typename T>
 void AppendBytes(std::string& bytes, T value, bool bigEndian = false) {
     char raw[sizeof(T)];
     std::memcpy(raw, &value, sizeof(T));
-    if (bigEndian) std::reverse(raw, raw + sizeof(T));
+    if (bigEndian)
+        std::reverse(raw, raw + sizeof(T));
     bytes.append(raw, sizeof(T));
 }
 
@@ -77,13 +79,15 @@ inline CRun RunQuorvel(const std::vector<std::string>& arguments, int seconds = 
                        unsigned long addressSpaceKilobytes = 0) {
     const auto quote = [](const std::string& text) {
         std::string quoted = "'";
-        for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+        for (char c : text)
+            quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
         return quoted + "'";
     };
     CScratchDirectory capture;
     std::string command = addressSpaceKilobytes == 0 ? "" : "ulimit -v " + std::to_string(addressSpaceKilobytes) + "; ";
     command += "timeout " + std::to_string(seconds) + " " + quote(QUORVEL_TOOL_PATH);
-    for (const std::string& argument : arguments) command += " " + quote(argument);
+    for (const std::string& argument : arguments)
+        command += " " + quote(argument);
     command += " </dev/null >" + capture.Path("out") + " 2>" + capture.Path("err");
     const int status = std::system(command.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(capture.Path("out")), ReadFile(capture.Path("err"))};

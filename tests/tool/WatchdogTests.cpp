@@ -43,12 +43,12 @@ CMeshData MakeTwistedStrip(unsigned int segments) {
 // A run that must end in one "quorvel: " line with status 2, leaving the
 // directory (the input included, byte for byte) as it was.
 void ExpectStopped(const CScratchDirectory& dir, const CRun& run, const std::vector<std::string>& before,
-                   const std::string& input, const std::string& inputBytes,
-                   const std::vector<std::string>& fragments) {
+                   const std::string& input, const std::string& inputBytes, const std::vector<std::string>& fragments) {
     EXPECT_EQ(run.m_Status, 2) << run.m_Err;
     EXPECT_EQ(run.m_Err.rfind("quorvel: ", 0), 0u) << run.m_Err;
     EXPECT_EQ(run.m_Err.find('\n'), run.m_Err.size() - 1) << run.m_Err;
-    for (const std::string& fragment : fragments) EXPECT_NE(run.m_Err.find(fragment), std::string::npos) << run.m_Err;
+    for (const std::string& fragment : fragments)
+        EXPECT_NE(run.m_Err.find(fragment), std::string::npos) << run.m_Err;
     EXPECT_EQ(dir.List(), before);
     EXPECT_EQ(ReadFile(input), inputBytes);
 }
@@ -58,7 +58,8 @@ template <typename Condition>
 bool Eventually(Condition condition) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     return true;
@@ -100,8 +101,9 @@ TEST(MemorySizes, ParseWithBinaryUnitsAndRefuseAnythingElse) {
     const struct {
         const char* m_Text;
         std::uint64_t m_Bytes;
-    } good[] = {{"1048576", 1048576}, {"64k", 65536}, {"512M", 512ull << 20}, {"4G", 4ull << 30},
-                {"4GB", 4ull << 30},  {"2GiB", 2ull << 30}, {"1.5g", 3ull << 29}, {"1T", 1ull << 40}, {"100b", 100}};
+    } good[] = {{"1048576", 1048576}, {"64k", 65536},      {"512M", 512ull << 20},
+                {"4G", 4ull << 30},   {"4GB", 4ull << 30}, {"2GiB", 2ull << 30},
+                {"1.5g", 3ull << 29}, {"1T", 1ull << 40},  {"100b", 100}};
     for (const auto& size : good) {
         std::uint64_t bytes = 0;
         EXPECT_TRUE(ParseMemorySize(size.m_Text, bytes)) << size.m_Text;
@@ -123,8 +125,10 @@ TEST(MemorySizes, TheDefaultLimitIsHalfTheMemoryAndBelowTheAddressSpaceLimit) {
     EXPECT_GE(GetVirtualMemory(), GetResidentMemory());
     const std::uint64_t limit = GetDefaultMemoryLimit();
     EXPECT_LE(limit, GetAvailableMemory() / 2);
-    if (GetAddressSpaceLimit() != 0) EXPECT_LE(limit, GetAddressSpaceLimit() / 3);
-    else EXPECT_EQ(limit, GetAvailableMemory() / 2);
+    if (GetAddressSpaceLimit() != 0)
+        EXPECT_LE(limit, GetAddressSpaceLimit() / 3);
+    else
+        EXPECT_EQ(limit, GetAvailableMemory() / 2);
 }
 
 TEST(Watchdog, RaisesItsFlagWhenMemoryGrowsPastTheLimit) {
@@ -204,8 +208,7 @@ TEST_F(RemeshLimits, AnEstimateBeyondMaxMemoryIsRefusedBeforeAnyWork) {
 
 TEST_F(RemeshLimits, BadLimitsAreRefusedBeforeAnyWork) {
     for (const char* size : {"0", "-1G", "lots", "4Q", "1e30G"})
-        ExpectStopped(Remesh(m_Sphere, {"--max-memory", size}), m_Sphere,
-                      {"--max-memory needs a size", size});
+        ExpectStopped(Remesh(m_Sphere, {"--max-memory", size}), m_Sphere, {"--max-memory needs a size", size});
     for (const char* seconds : {"0", "-5", "soon"})
         ExpectStopped(Remesh(m_Sphere, {"--max-time", seconds}), m_Sphere, {"--max-time", seconds});
 }
@@ -237,8 +240,10 @@ TEST_F(RemeshLimits, TheTwistedStripEndsWithAResultOrOneErrorLine) {
     GTEST_SKIP() << "AddressSanitizer reserves terabytes of address space for its shadow: no ulimit -v leaves room";
 #endif
     const CRun run = Remesh(m_Strip, {"--method", "exact", "--relative", "0.25", "--max-time", "20"}, 900 * 1024);
-    if (run.m_Status == 0) EXPECT_FALSE(ReadMeshFile(m_Dir.Path("out.ply")).m_Triangles.empty());
-    else ExpectStopped(run, m_Strip, {m_Strip + ": remeshing stopped: "});
+    if (run.m_Status == 0)
+        EXPECT_FALSE(ReadMeshFile(m_Dir.Path("out.ply")).m_Triangles.empty());
+    else
+        ExpectStopped(run, m_Strip, {m_Strip + ": remeshing stopped: "});
 }
 
 TEST_F(RemeshLimits, RunningOutOfMemoryOutsideTheWatchdogIsAnErrorLine) {
@@ -247,8 +252,8 @@ TEST_F(RemeshLimits, RunningOutOfMemoryOutsideTheWatchdogIsAnErrorLine) {
 #endif
     // subdivide has only its size estimate; a result that fits the estimate
     // but not the address space ends in the out-of-memory line and status 2.
-    const CRun run = RunQuorvel({"subdivide", m_Sphere, "-o", m_Dir.Path("out.ply"), "--max-length", "0.003"}, 120,
-                                200 * 1024);
+    const CRun run =
+        RunQuorvel({"subdivide", m_Sphere, "-o", m_Dir.Path("out.ply"), "--max-length", "0.003"}, 120, 200 * 1024);
     m_InputBytes = ReadFile(m_Sphere);
     ExpectStopped(run, m_Sphere, {"out of memory"});
 }

@@ -24,14 +24,18 @@ std::string calls;
 void Record(const std::string& name, CFriend* item) {
     calls += name + (item != nullptr ? std::to_string(item->m_Face) : std::string("-")) + " ";
 }
-void FunctionA(CFriend* item) { Record("a", item); }
-void FunctionB(CFriend* item) { Record("b", item); }
+void FunctionA(CFriend* item) {
+    Record("a", item);
+}
+void FunctionB(CFriend* item) {
+    Record("b", item);
+}
 
 // Observers log under their name; a registrar, on its first call, also
 // registers a plain function and a second delegate of its own.
 class Observer : public CDelObserver {
 public:
-    Observer(const std::string& name, FriendEvent* registrar = nullptr) : m_Name(name), m_Registrar(registrar) {}
+    Observer(const std::string& name, FriendEvent* registrar = nullptr) : m_Name(name), m_Registrar(registrar) { }
     void OnFriend(CFriend* item) {
         Record(m_Name, item);
         if (m_Registrar != nullptr) {
@@ -47,7 +51,10 @@ public:
 
 class EventTest : public ::testing::Test {
 protected:
-    void SetUp() override { calls.clear(); item.m_Face = 7; }
+    void SetUp() override {
+        calls.clear();
+        item.m_Face = 7;
+    }
     CFriend item;
     Observer first{"o"}, second{"p"};
 };
@@ -69,7 +76,8 @@ TEST_F(EventTest, RemovalDropsEveryEqualHandler) {
     // Delegates are equal only for the same observer and the same method.
     const FriendDelegate firstOnFriend(&first, &Observer::OnFriend);
     FriendEvent event;
-    for (auto function : {&FunctionA, &FunctionB, &FunctionA, &FunctionA}) event += function;
+    for (auto function : {&FunctionA, &FunctionB, &FunctionA, &FunctionA})
+        event += function;
     for (const FriendDelegate& d : {firstOnFriend, FriendDelegate(&second, &Observer::OnFriend),
                                     FriendDelegate(&first, &Observer::OnOther), firstOnFriend})
         event += d;

@@ -33,11 +33,13 @@ Shape Blocks(const FacePool& pool) {
 
 TEST(BlockPool, ElementsKeepTheirAddressesAndClearedBlocksAreRefilled) {
     std::vector<Face> faces(1001);
-    for (int i = 0; i < 1001; ++i) faces[i].m_Index = i;
+    for (int i = 0; i < 1001; ++i)
+        faces[i].m_Index = i;
     FacePool pool;
     pool.Add(faces[0]);
     const Face* first = &pool[0];
-    for (int i = 1; i < 1001; ++i) pool.Add(&faces[i]);
+    for (int i = 1; i < 1001; ++i)
+        pool.Add(&faces[i]);
     EXPECT_EQ(Blocks(pool), (Shape{{1000, 1000}, {1000, 1}}));
     EXPECT_EQ(&pool.GetFirst(), first);
     EXPECT_EQ(pool.GetLast().m_Index, 1000);
@@ -51,7 +53,8 @@ TEST(BlockPool, ElementsKeepTheirAddressesAndClearedBlocksAreRefilled) {
     small.AddRange(faces.data() + 9, 3);
     none.AddRange(faces.data(), 0);
     EXPECT_EQ(Blocks(small), (Shape{{4, 4}, {5, 5}, {4, 3}}));
-    for (unsigned int i = 0; i < small.GetCount(); ++i) ASSERT_EQ(small[i].m_Index, int(i));
+    for (unsigned int i = 0; i < small.GetCount(); ++i)
+        ASSERT_EQ(small[i].m_Index, int(i));
     EXPECT_EQ(Blocks(none), (Shape{{1000, 0}}));
     EXPECT_EQ(Blocks(preset), (Shape{{3, 0}}));
 
@@ -90,7 +93,7 @@ int released = 0;
 
 class CountedNode : public TLinkUni<int> {
 public:
-    explicit CountedNode(int value) : TLinkUni<int>(value) {}
+    explicit CountedNode(int value) : TLinkUni<int>(value) { }
     ~CountedNode() override { ++released; }
 };
 
@@ -120,7 +123,8 @@ TEST(LinkRecords, ComparisonsAndAreaNormal) {
     // Vertices compare by position, or by key when the left operand says so.
     TVector3<double> p[3] = {TVector3<double>(1, 1, 2), TVector3<double>(4, 1, 2), TVector3<double>(1, 3, 2)};
     TLinkVertex<double> v[3], again;
-    for (int k = 0; k < 3; ++k) v[k].m_Position = &p[k];
+    for (int k = 0; k < 3; ++k)
+        v[k].m_Position = &p[k];
     again.m_Position = &p[0];
     v[0].m_Key = 2.0;
     v[1].m_Key = 1.0;
@@ -141,7 +145,8 @@ TEST(LinkRecords, ComparisonsAndAreaNormal) {
     // The area normal of a right triangle with legs 3 and 2 in the plane
     // z = 2 is twice its area along the winding.
     Face face;
-    for (int k = 0; k < 3; ++k) face.m_Corners[k] = &v[k];
+    for (int k = 0; k < 3; ++k)
+        face.m_Corners[k] = &v[k];
     face.CalculateAreaNormal();
     EXPECT_EQ(face.m_AreaNormal, TVector3<double>(0, 0, 6));
 }

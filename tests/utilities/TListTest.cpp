@@ -26,14 +26,22 @@ struct Item {
     Item() { ++made; }
     explicit Item(int v) : value(v) { ++made; }
     Item(const Item& other) : value(other.value) { ++copied; }
-    Item& operator=(const Item& other) { value = other.value; ++assigned; return *this; }
+    Item& operator=(const Item& other) {
+        value = other.value;
+        ++assigned;
+        return *this;
+    }
     ~Item() { ++destroyed; }
     explicit operator int() const { return value; }
     bool operator==(const Item& other) const { return value == other.value; }
 };
 
-Ints Counts() { return {Item::made, Item::copied, Item::assigned, Item::destroyed}; }
-void ResetCounts() { Item::made = Item::copied = Item::assigned = Item::destroyed = 0; }
+Ints Counts() {
+    return {Item::made, Item::copied, Item::assigned, Item::destroyed};
+}
+void ResetCounts() {
+    Item::made = Item::copied = Item::assigned = Item::destroyed = 0;
+}
 
 // Every notification of a watched list as "kind@slot[values seen there]",
 // the slot "out" for a pointer outside the array, with the list's count then.
@@ -41,7 +49,8 @@ std::vector<std::pair<std::string, unsigned int>> notes;
 
 std::string Log() {
     std::string log;
-    for (const auto& note : notes) log += (log.empty() ? "" : " ") + note.first;
+    for (const auto& note : notes)
+        log += (log.empty() ? "" : " ") + note.first;
     return log;
 }
 
@@ -61,7 +70,8 @@ private:
         const std::less<const Item*> before;
         const bool inside = !before(first, m_Data) && !before(m_Data + m_Capacity, first);
         std::string note = kind + ("@" + (inside ? std::to_string(first - m_Data) : "out")) + "[";
-        for (unsigned int i = 0; i < count; ++i) note += (i ? "," : "") + std::to_string(first[i].value);
+        for (unsigned int i = 0; i < count; ++i)
+            note += (i ? "," : "") + std::to_string(first[i].value);
         notes.emplace_back(note + "]", GetCount());
     }
 };
@@ -69,14 +79,16 @@ private:
 template <class T, class L = TList<T>>
 L Make(std::initializer_list<int> values, unsigned int growSize = 1000) {
     L list(0u, growSize);
-    for (int v : values) list.Add(T(v));
+    for (int v : values)
+        list.Add(T(v));
     return list;
 }
 
 template <class T>
 Ints Values(const TList<T>& list) {
     Ints values;
-    for (unsigned int i = 0; i < list.GetCount(); ++i) values.push_back(int(list[i]));
+    for (unsigned int i = 0; i < list.GetCount(); ++i)
+        values.push_back(int(list[i]));
     return values;
 }
 
@@ -114,7 +126,8 @@ TEST(List, GrowthFollowsGrowSizeAndDoubling) {
     ResetCounts();
     {
         TList<Item> list(2u, 2u);
-        for (const Item& item : items) list.Add(item);
+        for (const Item& item : items)
+            list.Add(item);
         EXPECT_EQ(Counts(), (Ints{2 + 4, 0, 3, 2}));
     }
     EXPECT_EQ(Item::destroyed, 2 + 4);
@@ -307,7 +320,8 @@ TEST(ListBinarySearch, BracketsAgreeWithStandardBoundsOnSortedRuns) {
     std::mt19937 random(12345);
     for (int trial = 0; trial < 200; ++trial) {
         std::vector<int> values(3 + random() % 40);
-        for (int& v : values) v = static_cast<int>(random() % 30) * 2;
+        for (int& v : values)
+            v = static_cast<int>(random() % 30) * 2;
         std::sort(values.begin(), values.end());
         const TList<int> list(values.data(), unsigned(values.size()), 1000u);
         for (int probe = -3; probe <= 62; ++probe) {

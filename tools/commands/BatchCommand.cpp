@@ -33,20 +33,17 @@ constexpr const char* Bootstrap =
     "             'the source tree: set PYTHONPATH to that folder or install the package' % error)\n"
     "sys.exit(batch.main(sys.argv[1:], prog='quorvel batch'))\n";
 
-bool IsFile(const std::string& path, int mode)
-{
+bool IsFile(const std::string& path, int mode) {
     return !path.empty() && ::access(path.c_str(), mode) == 0;
 }
 
-std::string ThisProgram()
-{
+std::string ThisProgram() {
     std::vector<char> buffer(4096);
     const ssize_t length = ::readlink("/proc/self/exe", buffer.data(), buffer.size() - 1);
     return length > 0 ? std::string(buffer.data(), static_cast<std::size_t>(length)) : std::string();
 }
 
-std::string DirectoryOf(const std::string& path)
-{
+std::string DirectoryOf(const std::string& path) {
     const std::size_t slash = path.find_last_of('/');
     return slash == std::string::npos ? std::string(".") : path.substr(0, slash);
 }
@@ -54,8 +51,7 @@ std::string DirectoryOf(const std::string& path)
 // The folder holding quorvel/batch.py: the source tree this program was
 // built from, then an installed package beside the program. Empty when the
 // interpreter has to find it on its own (installed into its site-packages).
-std::string FindPackageFolder(const std::string& program)
-{
+std::string FindPackageFolder(const std::string& program) {
     std::vector<std::string> candidates;
 #ifdef QUORVEL_PYTHON_SOURCE_DIR
     candidates.emplace_back(QUORVEL_PYTHON_SOURCE_DIR);
@@ -70,8 +66,7 @@ std::string FindPackageFolder(const std::string& program)
 
 }  // namespace
 
-int RunBatch(const std::vector<std::string>& arguments)
-{
+int RunBatch(const std::vector<std::string>& arguments) {
     const char* chosen = std::getenv("QUORVEL_PYTHON");
     const std::string python = chosen != nullptr && *chosen != '\0' ? chosen : DefaultPython;
     if (!IsFile(python, X_OK))

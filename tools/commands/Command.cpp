@@ -10,16 +10,14 @@ namespace Corvane::Pellix::Quorvel::Tool {
 
 namespace {
 
-const std::vector<CCommand>& GetCommands()
-{
-    static const std::vector<CCommand> commands = {DescribeRemesh(), DescribeInfo(),    DescribeSmooth(),
-                                                   DescribeOffset(), DescribeSubdivide(), DescribeThicken(),
-                                                   DescribeContour(), DescribeInfill(), DescribeCompare()};
+const std::vector<CCommand>& GetCommands() {
+    static const std::vector<CCommand> commands = {DescribeRemesh(),  DescribeInfo(),      DescribeSmooth(),
+                                                   DescribeOffset(),  DescribeSubdivide(), DescribeThicken(),
+                                                   DescribeContour(), DescribeInfill(),    DescribeCompare()};
     return commands;
 }
 
-void PrintOverview()
-{
+void PrintOverview() {
     std::printf("quorvel: isotropic remeshing and other triangle-mesh operations on mesh files\n\n"
                 "usage: quorvel COMMAND [ARGUMENTS] (quorvel COMMAND --help for details)\n\ncommands:\n");
     for (const CCommand& command : GetCommands())
@@ -29,8 +27,7 @@ void PrintOverview()
                 "chosen by the file extension. Bad input ends the run with one error line and exit status 2.\n");
 }
 
-void PrintHelp(const CCommand& command)
-{
+void PrintHelp(const CCommand& command) {
     std::printf("usage: quorvel %s\n\n%s\n", command.m_Usage.c_str(), command.m_Description.c_str());
     if (command.m_Options.empty())
         return;
@@ -45,8 +42,7 @@ void PrintHelp(const CCommand& command)
 
 }  // namespace
 
-int RunTool(const std::vector<std::string>& arguments)
-{
+int RunTool(const std::vector<std::string>& arguments) {
     if (arguments.empty() || arguments[0] == "-h" || arguments[0] == "--help" || arguments[0] == "help") {
         if (arguments.size() >= 2)
             for (const CCommand& command : GetCommands())

@@ -21,23 +21,19 @@ constexpr double ElementCeiling = 40e6;
 
 }  // namespace
 
-COption OutputOption()
-{
+COption OutputOption() {
     return {"--output", "-o", "OUTPUT", "mesh file to write (.off, .obj, .ply or .stl)"};
 }
 
-COption QuietOption()
-{
+COption QuietOption() {
     return {"--quiet", "", "", "no progress display and no notes on stderr"};
 }
 
-COption AsciiOption()
-{
+COption AsciiOption() {
     return {"--ascii", "", "", "write PLY and STL as text instead of binary"};
 }
 
-const std::string& RequireInput(const CCommandLine& line)
-{
+const std::string& RequireInput(const CCommandLine& line) {
     if (line.GetPositional().empty())
         throw CToolError("missing INPUT mesh file (see --help)");
     if (line.GetPositional().size() > 1)
@@ -45,8 +41,7 @@ const std::string& RequireInput(const CCommandLine& line)
     return line.GetPositional()[0];
 }
 
-const std::string& RequireMeshOutput(const CCommandLine& line)
-{
+const std::string& RequireMeshOutput(const CCommandLine& line) {
     if (!line.Has("--output"))
         throw CToolError("missing -o OUTPUT (see --help)");
     const std::string& output = line.Get("--output");
@@ -55,37 +50,32 @@ const std::string& RequireMeshOutput(const CCommandLine& line)
     return output;
 }
 
-EEncoding GetEncoding(const CCommandLine& line)
-{
+EEncoding GetEncoding(const CCommandLine& line) {
     return line.Has("--ascii") ? EEncoding::Text : EEncoding::Binary;
 }
 
 namespace {
 
-std::vector<std::string>& PendingNotes()
-{
+std::vector<std::string>& PendingNotes() {
     static std::vector<std::string> notes;
     return notes;
 }
 
 }  // namespace
 
-void Note(const CCommandLine& line, const std::string& text)
-{
+void Note(const CCommandLine& line, const std::string& text) {
     if (!line.IsQuiet())
         PendingNotes().push_back(text);
 }
 
-void FlushNotes()
-{
+void FlushNotes() {
     std::fflush(stdout);
     for (const std::string& text : PendingNotes())
         std::fprintf(stderr, "quorvel: note: %s\n", text.c_str());
     PendingNotes().clear();
 }
 
-CMeshData LoadMesh(const std::string& fileName, const CCommandLine& line)
-{
+CMeshData LoadMesh(const std::string& fileName, const CCommandLine& line) {
     CMeshData mesh = ReadMeshFile(fileName);
     if (mesh.m_SkippedPolygons != 0)
         Note(line, fileName + ": left out " + std::to_string(mesh.m_SkippedPolygons) +
@@ -93,8 +83,7 @@ CMeshData LoadMesh(const std::string& fileName, const CCommandLine& line)
     return mesh;
 }
 
-void PrepareForLibrary(CMeshData& mesh, const std::string& fileName, const CCommandLine& line)
-{
+void PrepareForLibrary(CMeshData& mesh, const std::string& fileName, const CCommandLine& line) {
     CRepairSummary summary;
     DropRepeatedCornerFaces(mesh, summary);
     if (mesh.m_Triangles.empty())
@@ -105,8 +94,7 @@ void PrepareForLibrary(CMeshData& mesh, const std::string& fileName, const CComm
 }
 
 double ResolveLength(const CCommandLine& line, const std::string& absoluteOption, double defaultRelative,
-                     const CMeshData& mesh, const std::string& fileName)
-{
+                     const CMeshData& mesh, const std::string& fileName) {
     if (line.Has(absoluteOption) && line.Has("--relative"))
         throw CToolError("give either " + absoluteOption + " or --relative, not both");
     if (line.Has(absoluteOption))
@@ -116,15 +104,16 @@ double ResolveLength(const CCommandLine& line, const std::string& absoluteOption
     const double length = factor * mean;
     if (std::isinf(mean))
         throw CToolError(Located(fileName, "edges of the mesh are longer than a double can hold, so --relative has "
-                                           "nothing to measure against; give " + absoluteOption));
+                                           "nothing to measure against; give " +
+                                               absoluteOption));
     if (!std::isfinite(length) || !(length > 0))
         throw CToolError(Located(fileName, "the mesh has no edge of positive length to measure --relative "
-                                           "against; give " + absoluteOption));
+                                           "against; give " +
+                                               absoluteOption));
     return length;
 }
 
-int UnitScaleExponent(const CMeshData& mesh, bool onlyWhenExtreme)
-{
+int UnitScaleExponent(const CMeshData& mesh, bool onlyWhenExtreme) {
     double largest = 0;
     for (const Point& p : mesh.m_Positions)
         largest = std::max({largest, std::fabs(p.x), std::fabs(p.y), std::fabs(p.z)});
@@ -137,46 +126,40 @@ int UnitScaleExponent(const CMeshData& mesh, bool onlyWhenExtreme)
     return -exponent;
 }
 
-void ScaleByPowerOfTwo(std::vector<Point>& points, int exponent)
-{
+void ScaleByPowerOfTwo(std::vector<Point>& points, int exponent) {
     if (exponent == 0)
         return;
     for (Point& p : points)
         p = Point(std::ldexp(p.x, exponent), std::ldexp(p.y, exponent), std::ldexp(p.z, exponent));
 }
 
-void ScaleByPowerOfTwo(CMeshData& mesh, int exponent)
-{
+void ScaleByPowerOfTwo(CMeshData& mesh, int exponent) {
     ScaleByPowerOfTwo(mesh.m_Positions, exponent);
 }
 
-void CheckEstimatedSize(double estimate, const char* what, const std::string& advice, const std::string& fileName)
-{
+void CheckEstimatedSize(double estimate, const char* what, const std::string& advice, const std::string& fileName) {
     if (!(estimate <= ElementCeiling))
         throw CToolError(Located(fileName, "the result would have about " + FormatQuantity(estimate, 3) + " " + what +
                                                ", more than the limit of " + FormatQuantity(ElementCeiling, 3) + "; " +
                                                advice));
 }
 
-void CheckResult(const CMeshData& mesh, const std::string& operation, const std::string& fileName)
-{
+void CheckResult(const CMeshData& mesh, const std::string& operation, const std::string& fileName) {
     for (const Point& p : mesh.m_Positions)
         if (!IsFinitePoint(p))
             throw CToolError(Located(fileName, operation + " produced a non-finite coordinate; nothing was written"));
     for (const Triangle& t : mesh.m_Triangles)
         for (std::uint32_t v : t)
             if (v >= mesh.m_Positions.size())
-                throw CToolError(
-                    Located(fileName, operation + " produced a face with an invalid vertex index; nothing was written"));
+                throw CToolError(Located(
+                    fileName, operation + " produced a face with an invalid vertex index; nothing was written"));
 }
 
-void WriteMesh(const std::string& fileName, const CMeshData& mesh, const CCommandLine& line)
-{
+void WriteMesh(const std::string& fileName, const CMeshData& mesh, const CCommandLine& line) {
     WriteMeshFile(fileName, mesh, GetEncoding(line));
 }
 
-double SecondsSince(std::chrono::steady_clock::time_point start)
-{
+double SecondsSince(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 

@@ -17,23 +17,20 @@ namespace Corvane::Pellix::Quorvel::Tool {
 
 namespace {
 
-void DistanceRow(const char* name, double first, double second, double diagonal)
-{
+void DistanceRow(const char* name, double first, double second, double diagonal) {
     PrintRow(stdout, name, FormatQuantity(first, 5), FormatQuantity(second, 5));
     const std::string label = std::string(name) + " / diag";
     PrintRow(stdout, label.c_str(), FormatSmallPercent(first / diagonal), FormatSmallPercent(second / diagonal));
 }
 
-int Run(const CCommandLine& line)
-{
+int Run(const CCommandLine& line) {
     if (line.GetPositional().size() != 2)
-        throw CToolError(line.GetPositional().size() < 2 ? "compare needs two mesh files, A and B (see --help)"
-                                                         : "unexpected argument '" + line.GetPositional()[2] +
-                                                               "' (see --help)");
+        throw CToolError(line.GetPositional().size() < 2
+                             ? "compare needs two mesh files, A and B (see --help)"
+                             : "unexpected argument '" + line.GetPositional()[2] + "' (see --help)");
     const std::string& nameA = line.GetPositional()[0];
     const std::string& nameB = line.GetPositional()[1];
-    const std::size_t samples =
-        line.Has("--samples") ? line.GetCount("--samples", 1, 20000000) : std::size_t(200000);
+    const std::size_t samples = line.Has("--samples") ? line.GetCount("--samples", 1, 20000000) : std::size_t(200000);
     CMeshData a = LoadMesh(nameA, line);
     CMeshData b = LoadMesh(nameB, line);
     if (a.m_Triangles.empty())
@@ -71,8 +68,7 @@ int Run(const CCommandLine& line)
 
 }  // namespace
 
-CCommand DescribeCompare()
-{
+CCommand DescribeCompare() {
     CCommand command;
     command.m_Name = "compare";
     command.m_Usage = "compare A B [--samples N] [--quiet]";

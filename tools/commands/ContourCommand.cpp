@@ -17,8 +17,7 @@ namespace {
 // The attribute bit with which the library marks the boundary it walks.
 const CA32 ContourMark(1);
 
-int Run(const CCommandLine& line)
-{
+int Run(const CCommandLine& line) {
     const std::string& input = RequireInput(line);
     if (!line.Has("--output"))
         throw CToolError("missing -o OUTPUT (see --help)");
@@ -54,17 +53,15 @@ int Run(const CCommandLine& line)
 
 }  // namespace
 
-CCommand DescribeContour()
-{
+CCommand DescribeContour() {
     CCommand command;
     command.m_Name = "contour";
     command.m_Usage = "contour INPUT -o OUTPUT.obj|OUTPUT.xyz [--quiet]";
     command.m_Summary = "write the open boundary of a surface as a polyline";
-    command.m_Description =
-        "Walks the open boundary (the edges with a face on one side only) from its\n"
-        "lowest-numbered vertex, vertex to neighbouring vertex, and writes the points in walking\n"
-        "order: as an OBJ file with one 'l' polyline, or as plain 'x y z' lines for .xyz or .txt.\n"
-        "A closed mesh has no open boundary and is refused.";
+    command.m_Description = "Walks the open boundary (the edges with a face on one side only) from its\n"
+                            "lowest-numbered vertex, vertex to neighbouring vertex, and writes the points in walking\n"
+                            "order: as an OBJ file with one 'l' polyline, or as plain 'x y z' lines for .xyz or .txt.\n"
+                            "A closed mesh has no open boundary and is refused.";
     command.m_Options = {{"--output", "-o", "OUTPUT", "polyline file to write (.obj, .xyz or .txt)"}, QuietOption()};
     command.m_Run = &Run;
     return command;

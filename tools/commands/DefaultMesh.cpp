@@ -15,8 +15,7 @@ constexpr std::uint32_t Parallels = 128;
 
 }  // namespace
 
-CMeshData MakeDefaultMesh()
-{
+CMeshData MakeDefaultMesh() {
     const double pi = 3.14159265358979323846;
     CMeshData mesh;
     mesh.m_Positions.emplace_back(0, 0, 1);

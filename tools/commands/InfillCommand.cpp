@@ -19,8 +19,7 @@ namespace {
 
 // Each face is swept by segments parallel to its shortest edge, about
 // (longest side / spacing) of them with as many points each at most.
-double EstimatePoints(const CMeshData& mesh, double spacing)
-{
+double EstimatePoints(const CMeshData& mesh, double spacing) {
     double points = static_cast<double>(mesh.m_Positions.size());
     for (const Triangle& t : mesh.m_Triangles) {
         const Point &a = mesh.m_Positions[t[0]], &b = mesh.m_Positions[t[1]], &c = mesh.m_Positions[t[2]];
@@ -30,8 +29,7 @@ double EstimatePoints(const CMeshData& mesh, double spacing)
     return points;
 }
 
-bool HasExtension(const std::string& name, const char* extension)
-{
+bool HasExtension(const std::string& name, const char* extension) {
     const std::string tail(extension);
     if (name.size() < tail.size())
         return false;
@@ -40,8 +38,7 @@ bool HasExtension(const std::string& name, const char* extension)
     return end == tail;
 }
 
-int Run(const CCommandLine& line)
-{
+int Run(const CCommandLine& line) {
     const std::string& input = RequireInput(line);
     if (!line.Has("--output"))
         throw CToolError("missing -o OUTPUT.ply (see --help)");
@@ -84,16 +81,14 @@ int Run(const CCommandLine& line)
 
 }  // namespace
 
-CCommand DescribeInfill()
-{
+CCommand DescribeInfill() {
     CCommand command;
     command.m_Name = "infill";
     command.m_Usage = "infill INPUT -o OUTPUT.ply [--spacing S | --relative R] [--ascii] [--quiet]";
     command.m_Summary = "fill the surface with a dense point set (PLY)";
-    command.m_Description =
-        "Writes every vertex, points along every edge and points across every face, no further\n"
-        "than S apart along the lines that fill each face, as a PLY file of vertices only. Points\n"
-        "on an edge shared by two faces appear once for each face.";
+    command.m_Description = "Writes every vertex, points along every edge and points across every face, no further\n"
+                            "than S apart along the lines that fill each face, as a PLY file of vertices only. Points\n"
+                            "on an edge shared by two faces appear once for each face.";
     command.m_Options = {{"--output", "-o", "OUTPUT.ply", "point set to write"},
                          {"--spacing", "", "S", "largest gap between neighbouring points"},
                          {"--relative", "", "R", "S = R x the input's mean edge length (default 0.5)"},

@@ -13,18 +13,15 @@ namespace Corvane::Pellix::Quorvel::Tool {
 
 namespace {
 
-std::string Vector(const Point& p)
-{
+std::string Vector(const Point& p) {
     return "(" + FormatQuantity(p.x) + ", " + FormatQuantity(p.y) + ", " + FormatQuantity(p.z) + ")";
 }
 
-void Row(const char* name, const std::string& value)
-{
+void Row(const char* name, const std::string& value) {
     std::printf("  %-22s %s\n", name, value.c_str());
 }
 
-int Run(const CCommandLine& line)
-{
+int Run(const CCommandLine& line) {
     const std::string& input = RequireInput(line);
     const CMeshData data = LoadMesh(input, line);
     const CEdgeCensus census(data);
@@ -82,10 +79,10 @@ int Run(const CCommandLine& line)
     Row("open contours", FormatCount(census.m_OpenContours));
     Row("non-manifold edges", FormatCount(census.m_NonManifoldEdges));
     Row("misoriented edges", FormatCount(census.m_MisorientedEdges));
-    Row("closed manifold", census.m_OpenEdges == 0 && census.m_NonManifoldEdges == 0 &&
-                                   census.m_MisorientedEdges == 0 && repeated == 0
-                               ? "yes"
-                               : "no");
+    Row("closed manifold",
+        census.m_OpenEdges == 0 && census.m_NonManifoldEdges == 0 && census.m_MisorientedEdges == 0 && repeated == 0
+            ? "yes"
+            : "no");
     if (line.Has("--json")) {
         CJsonSummary summary("info");
         summary.Add("input", input);
@@ -99,17 +96,15 @@ int Run(const CCommandLine& line)
 
 }  // namespace
 
-CCommand DescribeInfo()
-{
+CCommand DescribeInfo() {
     CCommand command;
     command.m_Name = "info";
     command.m_Usage = "info INPUT [--json FILE]";
     command.m_Summary = "counts, measures and defects of a mesh";
-    command.m_Description =
-        "Prints the vertex and face counts, bounding box, area, volume, centre of mass, principal\n"
-        "axes, edge-length statistics, open edges and open contours (boundary loops), and the\n"
-        "edges where the mesh is not manifold (shared by more than two faces) or not consistently\n"
-        "oriented. Edge figures count each edge once.";
+    command.m_Description = "Prints the vertex and face counts, bounding box, area, volume, centre of mass, principal\n"
+                            "axes, edge-length statistics, open edges and open contours (boundary loops), and the\n"
+                            "edges where the mesh is not manifold (shared by more than two faces) or not consistently\n"
+                            "oriented. Edge figures count each edge once.";
     command.m_Options = {JsonOption(), QuietOption()};
     command.m_Run = &Run;
     return command;

@@ -12,8 +12,7 @@ namespace Corvane::Pellix::Quorvel::Tool {
 
 namespace {
 
-int Run(const CCommandLine& line)
-{
+int Run(const CCommandLine& line) {
     const std::string& input = RequireInput(line);
     const std::string& output = RequireMeshOutput(line);
     if (!line.Has("--distance"))
@@ -44,18 +43,16 @@ int Run(const CCommandLine& line)
 
 }  // namespace
 
-CCommand DescribeOffset()
-{
+CCommand DescribeOffset() {
     CCommand command;
     command.m_Name = "offset";
     command.m_Usage = "offset INPUT -o OUTPUT --distance D [--quiet]";
     command.m_Summary = "move every vertex along its normal by a distance";
-    command.m_Description =
-        "Moves each vertex by D along its unit normal (the normalised sum of the normals of the\n"
-        "faces around it); a negative D moves against the normals, inwards on a mesh wound\n"
-        "outwards. Vertex order and faces are kept; vertices used by no face stay where they are.";
-    command.m_Options = {OutputOption(), {"--distance", "", "D", "signed offset distance"}, AsciiOption(),
-                         QuietOption()};
+    command.m_Description = "Moves each vertex by D along its unit normal (the normalised sum of the normals of the\n"
+                            "faces around it); a negative D moves against the normals, inwards on a mesh wound\n"
+                            "outwards. Vertex order and faces are kept; vertices used by no face stay where they are.";
+    command.m_Options = {
+        OutputOption(), {"--distance", "", "D", "signed offset distance"}, AsciiOption(), QuietOption()};
     command.m_Run = &Run;
     return command;
 }

@@ -12,8 +12,8 @@
 #include "core/Progress.h"
 #include "core/ToolError.h"
 #include "core/ToolMesh.h"
-#include "report/JsonSummary.h"
 #include "core/Watchdog.h"
+#include "report/JsonSummary.h"
 #include "report/MeshStatistics.h"
 #include "report/QualityTable.h"
 #include "report/SurfaceDistance.h"
@@ -38,8 +38,7 @@ std::size_t DistanceSamples(const CMeshData& a, const CMeshData& b) {
 
 enum class EMethod { Preserve, Exact };
 
-EMethod GetMethod(const CCommandLine& line)
-{
+EMethod GetMethod(const CCommandLine& line) {
     if (!line.Has("--method") || line.Get("--method") == "preserve")
         return EMethod::Preserve;
     if (line.Get("--method") == "exact")
@@ -47,8 +46,7 @@ EMethod GetMethod(const CCommandLine& line)
     throw CToolError("--method must be 'preserve' or 'exact', not '" + line.Get("--method") + "'");
 }
 
-std::uint64_t GetMemorySize(const CCommandLine& line, const std::string& name)
-{
+std::uint64_t GetMemorySize(const CCommandLine& line, const std::string& name) {
     std::uint64_t bytes = 0;
     if (!ParseMemorySize(line.Get(name), bytes))
         throw CToolError(name + " needs a size such as 4G, 512M or 1000000 (bytes), not '" + line.Get(name) + "'");
@@ -58,8 +56,7 @@ std::uint64_t GetMemorySize(const CCommandLine& line, const std::string& name)
 // The library's edge operations assume an oriented manifold (every edge
 // shared by at most two faces running opposite ways); the exact method gets
 // one, repaired where needed.
-void PrepareForExact(CMeshData& mesh, const std::string& name, const CCommandLine& line)
-{
+void PrepareForExact(CMeshData& mesh, const std::string& name, const CCommandLine& line) {
     CRepairSummary summary;
     if (!MakeManifold(mesh, summary))
         throw CToolError(name + ": the mesh could not be made manifold for --method exact; try --method preserve");
@@ -74,8 +71,7 @@ void PrepareForExact(CMeshData& mesh, const std::string& name, const CCommandLin
 // The limits a remesh runs under: --max-memory (default: half the machine's
 // memory) and --max-time (default: in proportion to the input and the
 // estimated result).
-CResourceLimits GetLimits(const CCommandLine& line, double inputFaces, double resultFaces)
-{
+CResourceLimits GetLimits(const CCommandLine& line, double inputFaces, double resultFaces) {
     CResourceLimits limits;
     limits.m_MaxMemory = line.Has("--max-memory") ? GetMemorySize(line, "--max-memory") : GetDefaultMemoryLimit();
     limits.m_MaxSeconds =
@@ -84,8 +80,7 @@ CResourceLimits GetLimits(const CCommandLine& line, double inputFaces, double re
 }
 
 // The limit in words, saying where a default came from.
-std::string DescribeMemoryLimit(const CResourceLimits& limits, const CCommandLine& line)
-{
+std::string DescribeMemoryLimit(const CResourceLimits& limits, const CCommandLine& line) {
     const std::string size = FormatMemorySize(limits.m_MaxMemory);
     if (line.Has("--max-memory"))
         return "the limit of " + size + " (--max-memory)";
@@ -100,8 +95,7 @@ std::string DescribeMemoryLimit(const CResourceLimits& limits, const CCommandLin
 // adds. Refused up front when over the limit; otherwise the watchdog expects
 // it.
 double CheckEstimatedMemory(const CResourceLimits& limits, const CMeshData& input, EMethod method, double scaledTarget,
-                            double target, const std::string& name, const CCommandLine& line)
-{
+                            double target, const std::string& name, const CCommandLine& line) {
     const double needed = EstimateRemeshPeakMemory(
         input, scaledTarget, method == EMethod::Exact ? ERemeshMethod::Exact : ERemeshMethod::Preserve);
     if (limits.m_MaxMemory != 0 && needed > static_cast<double>(limits.m_MaxMemory))
@@ -112,8 +106,7 @@ double CheckEstimatedMemory(const CResourceLimits& limits, const CMeshData& inpu
     return needed;
 }
 
-CMeshData RunExact(const CMeshData& input, double target, CProgress& progress)
-{
+CMeshData RunExact(const CMeshData& input, double target, CProgress& progress) {
     ToolMesh mesh;
     LoadIntoMesh(input, mesh);
     progress.Begin("remeshing (exact)");
@@ -125,8 +118,7 @@ CMeshData RunExact(const CMeshData& input, double target, CProgress& progress)
     return ExtractFromMesh(mesh);
 }
 
-CRemeshOptions GetPreserveOptions(const CCommandLine& line)
-{
+CRemeshOptions GetPreserveOptions(const CCommandLine& line) {
     CRemeshOptions options;
     if (line.Has("--feature-angle"))
         options.m_FeatureAngle = line.GetNumberIn("--feature-angle", 0, 180);
@@ -136,8 +128,7 @@ CRemeshOptions GetPreserveOptions(const CCommandLine& line)
 }
 
 CMeshData RunPreserve(const CMeshData& input, double target, CRemeshOptions options, double estimatedFaces,
-                      CProgress& progress, CWatchdog& watchdog)
-{
+                      CProgress& progress, CWatchdog& watchdog) {
     ToolMesh mesh;
     LoadIntoMesh(input, mesh);
     // Every iteration splits towards the target and collapses back, so after
@@ -162,8 +153,7 @@ CMeshData RunPreserve(const CMeshData& input, double target, CRemeshOptions opti
     return ExtractFromMesh(mesh);
 }
 
-int Run(const CCommandLine& line)
-{
+int Run(const CCommandLine& line) {
     if (line.GetPositional().size() > 1)
         throw CToolError("unexpected argument '" + line.GetPositional()[1] + "' (see --help)");
     const EMethod method = GetMethod(line);
@@ -212,12 +202,13 @@ int Run(const CCommandLine& line)
 
     const int exponent = UnitScaleExponent(input, false);
     ScaleByPowerOfTwo(input, exponent);
-    const double scaledTarget =
-        line.Has("--target") && !line.Has("--relative") ? std::ldexp(line.GetPositiveNumber("--target"), exponent)
-                                                         : ResolveLength(line, "--target", 1.0, input, name);
+    const double scaledTarget = line.Has("--target") && !line.Has("--relative")
+                                    ? std::ldexp(line.GetPositiveNumber("--target"), exponent)
+                                    : ResolveLength(line, "--target", 1.0, input, name);
     const double target = std::ldexp(scaledTarget, -exponent);
     if (!std::isfinite(scaledTarget) || !(scaledTarget > 0))
-        throw CToolError(Located(name, "the target " + FormatQuantity(target, 4) + " is out of proportion to the mesh"));
+        throw CToolError(
+            Located(name, "the target " + FormatQuantity(target, 4) + " is out of proportion to the mesh"));
     // The exact method collapses whatever is shorter than the target, with
     // no limit on what a vertex gathers: at a target wider than the mesh the
     // whole surface piles into a few vertices, slowly (minutes at a million
@@ -232,8 +223,8 @@ int Run(const CCommandLine& line)
                        "choose a larger --target or --relative (now " + FormatQuantity(target, 4) + ")", name);
     const double peakFaces = EstimatePeakFaces(input, scaledTarget);
     CResourceLimits limits = GetLimits(line, inputFaces, peakFaces);
-    limits.m_ExpectedMemory = static_cast<std::uint64_t>(
-        CheckEstimatedMemory(limits, input, method, scaledTarget, target, name, line));
+    limits.m_ExpectedMemory =
+        static_cast<std::uint64_t>(CheckEstimatedMemory(limits, input, method, scaledTarget, target, name, line));
 
     // The designed Remesh cannot be interrupted, so its watchdog ends the
     // process; the shape-preserving remesh is asked to stop after its
@@ -300,8 +291,7 @@ int Run(const CCommandLine& line)
 
 }  // namespace
 
-CCommand DescribeRemesh()
-{
+CCommand DescribeRemesh() {
     CCommand command;
     command.m_Name = "remesh";
     command.m_Usage = "remesh [INPUT] [-o OUTPUT] [--target L | --relative R] [--method preserve|exact] "
@@ -326,18 +316,19 @@ CCommand DescribeRemesh()
         "(processor time of the remesh, so a busy machine does not cut it short) is stopped. Either\n"
         "way: one error line, exit status 2, no output. Under an address-space limit (ulimit -v) the\n"
         "default memory limit is at most a third of it.";
-    command.m_Options = {OutputOption(),
-                         {"--target", "", "L", "target edge length"},
-                         {"--relative", "", "R", "target = R x the input's mean edge length (default 1)"},
-                         {"--method", "", "M", "preserve (default) or exact"},
-                         {"--feature-angle", "", "DEG", "preserve: edges bent over DEG degrees stay sharp (45; 0: none)"},
-                         {"--iterations", "", "N", "preserve: rounds of remeshing (default 5)"},
-                         {"--report", "", "FILE.svg", "draw edge-length and valence histograms before and after"},
-                         {"--max-memory", "", "SIZE", "stop beyond this much memory (4G, 512M, bytes; default: half of RAM)"},
-                         {"--max-time", "", "SECONDS", "stop after this much processor time (default: 20 s + 0.1 ms a face)"},
-                         AsciiOption(),
-                         JsonOption(),
-                         QuietOption()};
+    command.m_Options = {
+        OutputOption(),
+        {"--target", "", "L", "target edge length"},
+        {"--relative", "", "R", "target = R x the input's mean edge length (default 1)"},
+        {"--method", "", "M", "preserve (default) or exact"},
+        {"--feature-angle", "", "DEG", "preserve: edges bent over DEG degrees stay sharp (45; 0: none)"},
+        {"--iterations", "", "N", "preserve: rounds of remeshing (default 5)"},
+        {"--report", "", "FILE.svg", "draw edge-length and valence histograms before and after"},
+        {"--max-memory", "", "SIZE", "stop beyond this much memory (4G, 512M, bytes; default: half of RAM)"},
+        {"--max-time", "", "SECONDS", "stop after this much processor time (default: 20 s + 0.1 ms a face)"},
+        AsciiOption(),
+        JsonOption(),
+        QuietOption()};
     command.m_Run = &Run;
     return command;
 }

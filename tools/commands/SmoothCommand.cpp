@@ -15,8 +15,7 @@ namespace {
 // The open-vertex flag, which the smoothing mask keeps in place.
 const CA32 OpenVertex(1);
 
-int Run(const CCommandLine& line)
-{
+int Run(const CCommandLine& line) {
     const std::string& input = RequireInput(line);
     const std::string& output = RequireMeshOutput(line);
     const unsigned int iterations = line.Has("--iterations") ? line.GetCount("--iterations", 0, 10000) : 10;
@@ -62,17 +61,15 @@ int Run(const CCommandLine& line)
 
 }  // namespace
 
-CCommand DescribeSmooth()
-{
+CCommand DescribeSmooth() {
     CCommand command;
     command.m_Name = "smooth";
     command.m_Usage = "smooth INPUT -o OUTPUT [--iterations N] [--free-boundary] [--json FILE] [--quiet]";
     command.m_Summary = "Laplacian smoothing: move each vertex towards its neighbours";
-    command.m_Description =
-        "Each iteration moves every vertex to the average of itself and its neighbours, in\n"
-        "parallel over the vertices. Vertices on open boundaries stay in place unless\n"
-        "--free-boundary is given (then open surfaces shrink from their edges). The vertex order\n"
-        "and the faces are kept.";
+    command.m_Description = "Each iteration moves every vertex to the average of itself and its neighbours, in\n"
+                            "parallel over the vertices. Vertices on open boundaries stay in place unless\n"
+                            "--free-boundary is given (then open surfaces shrink from their edges). The vertex order\n"
+                            "and the faces are kept.";
     command.m_Options = {OutputOption(),
                          {"--iterations", "", "N", "smoothing iterations, 0 to 10000 (default 10)"},
                          {"--free-boundary", "", "", "let boundary vertices move too"},

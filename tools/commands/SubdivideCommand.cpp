@@ -17,8 +17,7 @@ namespace {
 
 // Longest-edge bisection of a face until no edge exceeds the limit ends with
 // about twice (longest / limit) squared pieces.
-double EstimateFaces(const CMeshData& mesh, double maxLength)
-{
+double EstimateFaces(const CMeshData& mesh, double maxLength) {
     double faces = 0;
     for (const Triangle& t : mesh.m_Triangles) {
         const Point &a = mesh.m_Positions[t[0]], &b = mesh.m_Positions[t[1]], &c = mesh.m_Positions[t[2]];
@@ -28,8 +27,7 @@ double EstimateFaces(const CMeshData& mesh, double maxLength)
     return faces;
 }
 
-int Run(const CCommandLine& line)
-{
+int Run(const CCommandLine& line) {
     const std::string& input = RequireInput(line);
     const std::string& output = RequireMeshOutput(line);
     CMeshData data = LoadMesh(input, line);
@@ -70,17 +68,15 @@ int Run(const CCommandLine& line)
 
 }  // namespace
 
-CCommand DescribeSubdivide()
-{
+CCommand DescribeSubdivide() {
     CCommand command;
     command.m_Name = "subdivide";
     command.m_Usage = "subdivide INPUT -o OUTPUT [--max-length L | --relative R] [--json FILE] [--quiet]";
     command.m_Summary = "split faces until no edge is longer than a limit";
-    command.m_Description =
-        "Bisects the longest edge of each face, recursively, until no edge is longer than L.\n"
-        "Faces are split independently, so the shape does not change at all; where neighbouring\n"
-        "faces split a shared edge differently the result has T-junctions. Vertices at equal\n"
-        "positions are merged in the output.";
+    command.m_Description = "Bisects the longest edge of each face, recursively, until no edge is longer than L.\n"
+                            "Faces are split independently, so the shape does not change at all; where neighbouring\n"
+                            "faces split a shared edge differently the result has T-junctions. Vertices at equal\n"
+                            "positions are merged in the output.";
     command.m_Options = {OutputOption(),
                          {"--max-length", "", "L", "longest edge allowed"},
                          {"--relative", "", "R", "L = R x the input's mean edge length (default 0.5)"},

@@ -17,8 +17,7 @@ namespace Corvane::Pellix::Quorvel::Tool {
 
 namespace {
 
-int Run(const CCommandLine& line)
-{
+int Run(const CCommandLine& line) {
     const std::string& input = RequireInput(line);
     const std::string& output = RequireMeshOutput(line);
     if (!line.Has("--thickness"))
@@ -90,8 +89,7 @@ int Run(const CCommandLine& line)
 
 }  // namespace
 
-CCommand DescribeThicken()
-{
+CCommand DescribeThicken() {
     CCommand command;
     command.m_Name = "thicken";
     command.m_Usage = "thicken INPUT -o OUTPUT --thickness T [--json FILE] [--quiet]";
@@ -103,8 +101,8 @@ CCommand DescribeThicken()
         "positions are merged and faces are turned to agree with their neighbours first. For a\n"
         "manifold input the result is a closed, consistently oriented surface; where sheets of the\n"
         "input meet at an edge it cannot be, and a note says so.";
-    command.m_Options = {OutputOption(), {"--thickness", "", "T", "signed shell thickness"}, AsciiOption(),
-                         JsonOption(), QuietOption()};
+    command.m_Options = {
+        OutputOption(), {"--thickness", "", "T", "signed shell thickness"}, AsciiOption(), JsonOption(), QuietOption()};
     command.m_Run = &Run;
     return command;
 }

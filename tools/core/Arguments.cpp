@@ -7,8 +7,7 @@
 
 namespace Corvane::Pellix::Quorvel::Tool {
 
-CCommandLine::CCommandLine(const std::vector<COption>& options, const std::vector<std::string>& arguments)
-{
+CCommandLine::CCommandLine(const std::vector<COption>& options, const std::vector<std::string>& arguments) {
     bool optionsEnded = false;
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         const std::string& argument = arguments[i];
@@ -52,8 +51,7 @@ CCommandLine::CCommandLine(const std::vector<COption>& options, const std::vecto
     }
 }
 
-double CCommandLine::GetPositiveNumber(const std::string& name) const
-{
+double CCommandLine::GetPositiveNumber(const std::string& name) const {
     const std::string& text = Get(name);
     double value = 0;
     if (!ParseReal(text, value) || !std::isfinite(value) || !(value > 0))
@@ -61,8 +59,7 @@ double CCommandLine::GetPositiveNumber(const std::string& name) const
     return value;
 }
 
-double CCommandLine::GetNonZeroNumber(const std::string& name) const
-{
+double CCommandLine::GetNonZeroNumber(const std::string& name) const {
     const std::string& text = Get(name);
     double value = 0;
     if (!ParseReal(text, value) || !std::isfinite(value) || value == 0)
@@ -70,8 +67,7 @@ double CCommandLine::GetNonZeroNumber(const std::string& name) const
     return value;
 }
 
-double CCommandLine::GetNumberIn(const std::string& name, double smallest, double largest) const
-{
+double CCommandLine::GetNumberIn(const std::string& name, double smallest, double largest) const {
     const std::string& text = Get(name);
     double value = 0;
     if (!ParseReal(text, value) || !(value >= smallest && value <= largest))
@@ -80,8 +76,7 @@ double CCommandLine::GetNumberIn(const std::string& name, double smallest, doubl
     return value;
 }
 
-unsigned int CCommandLine::GetCount(const std::string& name, unsigned int smallest, unsigned int largest) const
-{
+unsigned int CCommandLine::GetCount(const std::string& name, unsigned int smallest, unsigned int largest) const {
     const std::string& text = Get(name);
     std::int64_t value = 0;
     if (!ParseInteger(text, value) || value < smallest || value > largest)

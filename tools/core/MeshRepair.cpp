@@ -10,8 +10,7 @@ namespace Corvane::Pellix::Quorvel::Tool {
 
 namespace {
 
-void Note(std::string& text, std::uint64_t count, const char* what)
-{
+void Note(std::string& text, std::uint64_t count, const char* what) {
     if (count == 0)
         return;
     if (!text.empty())
@@ -22,8 +21,7 @@ void Note(std::string& text, std::uint64_t count, const char* what)
 // Per vertex, the faces that use it (compressed rows).
 class CVertexFaces {
 public:
-    explicit CVertexFaces(const CMeshData& mesh)
-    {
+    explicit CVertexFaces(const CMeshData& mesh) {
         m_Start.assign(mesh.m_Positions.size() + 1, 0);
         for (const Triangle& t : mesh.m_Triangles)
             for (std::uint32_t v : t)
@@ -46,8 +44,7 @@ class CFaceNeighbours {
 public:
     static constexpr std::uint32_t None = 0xFFFFFFFFu;
 
-    explicit CFaceNeighbours(const CMeshData& mesh)
-    {
+    explicit CFaceNeighbours(const CMeshData& mesh) {
         const std::size_t faceCount = mesh.m_Triangles.size();
         m_Across.assign(faceCount * 3, None);
         m_Same.assign(faceCount * 3, 0);
@@ -81,8 +78,7 @@ public:
 // Flips faces, component by component, to agree with the lowest-numbered
 // face of their component. Where the surface cannot be oriented (a Moebius
 // band) the disagreeing edge is left for the splitting step to cut.
-std::uint64_t OrientConsistently(CMeshData& mesh)
-{
+std::uint64_t OrientConsistently(CMeshData& mesh) {
     const CFaceNeighbours neighbours(mesh);
     const std::size_t faceCount = mesh.m_Triangles.size();
     std::vector<signed char> flip(faceCount, -1);
@@ -115,8 +111,7 @@ std::uint64_t OrientConsistently(CMeshData& mesh)
 // Gives each sheet around a vertex its own copy of the vertex. Faces around
 // a vertex belong to one sheet when they are joined through two-sided,
 // consistently oriented edges at that vertex.
-std::uint64_t SplitSheets(CMeshData& mesh)
-{
+std::uint64_t SplitSheets(CMeshData& mesh) {
     const CFaceNeighbours neighbours(mesh);
     const CVertexFaces around(mesh);
     const std::size_t vertexCount = mesh.m_Positions.size();
@@ -172,8 +167,7 @@ std::uint64_t SplitSheets(CMeshData& mesh)
 
 // Last resort for edges that splitting could not separate: keep the first
 // face on each such edge and drop the others.
-std::uint64_t DropFacesOnBadEdges(CMeshData& mesh)
-{
+std::uint64_t DropFacesOnBadEdges(CMeshData& mesh) {
     const CEdgeCensus census(mesh);
     std::vector<char> drop(mesh.m_Triangles.size(), 0);
     std::vector<char> claimed(census.m_Edges.size(), 0);
@@ -200,16 +194,14 @@ std::uint64_t DropFacesOnBadEdges(CMeshData& mesh)
     return dropped;
 }
 
-bool IsManifold(const CMeshData& mesh)
-{
+bool IsManifold(const CMeshData& mesh) {
     const CEdgeCensus census(mesh);
     return census.m_NonManifoldEdges == 0 && census.m_MisorientedEdges == 0;
 }
 
 }  // namespace
 
-std::string CRepairSummary::Describe() const
-{
+std::string CRepairSummary::Describe() const {
     std::string text;
     Note(text, m_MergedVertices, "vertices at the position of an earlier vertex merged into it");
     Note(text, m_RepeatedCornerFaces, "faces naming a vertex twice dropped");
@@ -221,8 +213,7 @@ std::string CRepairSummary::Describe() const
     return text;
 }
 
-void WeldCoincidentVertices(CMeshData& mesh, CRepairSummary& summary)
-{
+void WeldCoincidentVertices(CMeshData& mesh, CRepairSummary& summary) {
     CMeshData welded;
     CPositionWelder welder(welded);
     std::vector<std::uint32_t> map(mesh.m_Positions.size());
@@ -235,17 +226,16 @@ void WeldCoincidentVertices(CMeshData& mesh, CRepairSummary& summary)
             v = map[v];
 }
 
-void DropRepeatedCornerFaces(CMeshData& mesh, CRepairSummary& summary)
-{
+void DropRepeatedCornerFaces(CMeshData& mesh, CRepairSummary& summary) {
     const std::size_t before = mesh.m_Triangles.size();
-    mesh.m_Triangles.erase(std::remove_if(mesh.m_Triangles.begin(), mesh.m_Triangles.end(),
-                                          [](const Triangle& t) { return t[0] == t[1] || t[1] == t[2] || t[2] == t[0]; }),
-                           mesh.m_Triangles.end());
+    mesh.m_Triangles.erase(
+        std::remove_if(mesh.m_Triangles.begin(), mesh.m_Triangles.end(),
+                       [](const Triangle& t) { return t[0] == t[1] || t[1] == t[2] || t[2] == t[0]; }),
+        mesh.m_Triangles.end());
     summary.m_RepeatedCornerFaces += before - mesh.m_Triangles.size();
 }
 
-void DropDuplicateFaces(CMeshData& mesh, CRepairSummary& summary)
-{
+void DropDuplicateFaces(CMeshData& mesh, CRepairSummary& summary) {
     std::vector<std::pair<Triangle, std::uint32_t>> sorted;
     sorted.reserve(mesh.m_Triangles.size());
     for (std::uint32_t f = 0; f < mesh.m_Triangles.size(); ++f) {
@@ -267,8 +257,7 @@ void DropDuplicateFaces(CMeshData& mesh, CRepairSummary& summary)
     mesh.m_Triangles.swap(kept);
 }
 
-void DropUnusedVertices(CMeshData& mesh, CRepairSummary& summary)
-{
+void DropUnusedVertices(CMeshData& mesh, CRepairSummary& summary) {
     std::vector<std::uint32_t> map(mesh.m_Positions.size(), 0xFFFFFFFFu);
     for (const Triangle& t : mesh.m_Triangles)
         for (std::uint32_t v : t)
@@ -287,13 +276,11 @@ void DropUnusedVertices(CMeshData& mesh, CRepairSummary& summary)
             v = map[v];
 }
 
-void OrientFaces(CMeshData& mesh, CRepairSummary& summary)
-{
+void OrientFaces(CMeshData& mesh, CRepairSummary& summary) {
     summary.m_FlippedFaces += OrientConsistently(mesh);
 }
 
-bool MakeManifold(CMeshData& mesh, CRepairSummary& summary)
-{
+bool MakeManifold(CMeshData& mesh, CRepairSummary& summary) {
     summary.m_FlippedFaces += OrientConsistently(mesh);
     for (int round = 0; round < 4; ++round) {
         summary.m_SplitVertices += SplitSheets(mesh);

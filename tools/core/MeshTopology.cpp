@@ -11,8 +11,7 @@ namespace Corvane::Pellix::Quorvel::Tool {
 
 namespace {
 
-std::uint32_t FindRoot(std::vector<std::uint32_t>& parent, std::uint32_t v)
-{
+std::uint32_t FindRoot(std::vector<std::uint32_t>& parent, std::uint32_t v) {
     while (parent[v] != v) {
         parent[v] = parent[parent[v]];
         v = parent[v];
@@ -22,8 +21,7 @@ std::uint32_t FindRoot(std::vector<std::uint32_t>& parent, std::uint32_t v)
 
 }  // namespace
 
-CEdgeCensus::CEdgeCensus(const CMeshData& mesh)
-{
+CEdgeCensus::CEdgeCensus(const CMeshData& mesh) {
     // Each face side becomes a key (low end, high end, direction bit); one
     // sort groups the sides of every edge together.
     std::vector<std::uint64_t> sides;
@@ -73,8 +71,7 @@ CEdgeCensus::CEdgeCensus(const CMeshData& mesh)
             ++m_OpenContours;
 }
 
-std::int64_t CEdgeCensus::Find(std::uint32_t a, std::uint32_t b) const
-{
+std::int64_t CEdgeCensus::Find(std::uint32_t a, std::uint32_t b) const {
     if (a > b)
         std::swap(a, b);
     const auto it = std::lower_bound(m_Edges.begin(), m_Edges.end(), std::make_pair(a, b),
@@ -86,8 +83,7 @@ std::int64_t CEdgeCensus::Find(std::uint32_t a, std::uint32_t b) const
     return it - m_Edges.begin();
 }
 
-double TrueMeanEdgeLength(const CMeshData& mesh)
-{
+double TrueMeanEdgeLength(const CMeshData& mesh) {
     const CEdgeCensus census(mesh);
     if (census.m_Edges.empty())
         return 0;
@@ -115,16 +111,14 @@ double TrueMeanEdgeLength(const CMeshData& mesh)
     return mean;
 }
 
-double DiagonalLength(const CMeshData& mesh)
-{
+double DiagonalLength(const CMeshData& mesh) {
     Sarvetta::TBox<double> box(3.4028234663852886e38);
     for (const Point& p : mesh.m_Positions)
         box.Extend(p);
     return mesh.m_Positions.empty() ? 0 : (box.m_Max - box.m_Min).GetLength();
 }
 
-double UsedDiagonalLength(const CMeshData& mesh)
-{
+double UsedDiagonalLength(const CMeshData& mesh) {
     Sarvetta::TBox<double> box(3.4028234663852886e38);
     for (const Triangle& t : mesh.m_Triangles)
         for (std::uint32_t v : t)

@@ -13,10 +13,9 @@ namespace Corvane::Pellix::Quorvel::Tool {
 // -0.0 into +0.0, so the two zeros, equal as numbers, weld too.
 class CPositionWelder {
 public:
-    explicit CPositionWelder(CMeshData& mesh) : m_Mesh(mesh) {}
+    explicit CPositionWelder(CMeshData& mesh) : m_Mesh(mesh) { }
 
-    std::uint32_t Add(Point p)
-    {
+    std::uint32_t Add(Point p) {
         p.x += 0.0;
         p.y += 0.0;
         p.z += 0.0;
@@ -32,8 +31,7 @@ private:
         bool operator==(const Key& o) const { return x == o.x && y == o.y && z == o.z; }
     };
     struct KeyHash {
-        std::size_t operator()(const Key& k) const
-        {
+        std::size_t operator()(const Key& k) const {
             std::uint64_t bits[3];
             std::memcpy(bits, &k, sizeof bits);
             std::uint64_t h = 0x9E3779B97F4A7C15ull;

@@ -6,17 +6,13 @@
 
 namespace Corvane::Pellix::Quorvel::Tool {
 
-CProgress::CProgress(bool quiet) : m_Enabled(!quiet && ::isatty(STDERR_FILENO) == 1)
-{
-}
+CProgress::CProgress(bool quiet) : m_Enabled(!quiet && ::isatty(STDERR_FILENO) == 1) { }
 
-CProgress::~CProgress()
-{
+CProgress::~CProgress() {
     End();
 }
 
-void CProgress::Begin(const std::string& label)
-{
+void CProgress::Begin(const std::string& label) {
     End();
     if (!m_Enabled)
         return;
@@ -28,14 +24,12 @@ void CProgress::Begin(const std::string& label)
     m_Thread = std::thread([this] { Run(); });
 }
 
-void CProgress::Report(unsigned int done, unsigned int total)
-{
+void CProgress::Report(unsigned int done, unsigned int total) {
     m_Done = done;
     m_Total = total;
 }
 
-void CProgress::End()
-{
+void CProgress::End() {
     if (!m_Thread.joinable())
         return;
     {
@@ -48,8 +42,7 @@ void CProgress::End()
     std::fflush(stderr);
 }
 
-void CProgress::Run()
-{
+void CProgress::Run() {
     std::unique_lock<std::mutex> lock(m_Mutex);
     while (!m_Stop) {
         Draw();
@@ -57,8 +50,7 @@ void CProgress::Run()
     }
 }
 
-void CProgress::Draw()
-{
+void CProgress::Draw() {
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - m_Start).count();
     const unsigned int done = m_Done, total = m_Total;
     if (total != 0)

@@ -10,7 +10,7 @@ namespace Corvane::Pellix::Quorvel::Tool {
 // the text must already name the file (and the line, for text formats).
 class CToolError : public std::runtime_error {
 public:
-    explicit CToolError(const std::string& message) : std::runtime_error(message) {}
+    explicit CToolError(const std::string& message) : std::runtime_error(message) { }
 };
 
 // "FILE: message" or "FILE:LINE: message", the form compilers use, so editors

@@ -2,8 +2,7 @@
 
 namespace Corvane::Pellix::Quorvel::Tool {
 
-void LoadIntoMesh(const CMeshData& data, ToolMesh& mesh)
-{
+void LoadIntoMesh(const CMeshData& data, ToolMesh& mesh) {
     mesh.SetUseExponentialGrowth(true);
     const unsigned int vertexCount = static_cast<unsigned int>(data.m_Positions.size());
     const unsigned int faceCount = static_cast<unsigned int>(data.m_Triangles.size());
@@ -18,8 +17,7 @@ void LoadIntoMesh(const CMeshData& data, ToolMesh& mesh)
     mesh.DetermineBoundingBox(true);
 }
 
-CMeshData ExtractFromMesh(const ToolMesh& mesh)
-{
+CMeshData ExtractFromMesh(const ToolMesh& mesh) {
     CMeshData data;
     const unsigned int vertexCount = mesh.m_Vertices.GetCount();
     const unsigned int faceCount = mesh.m_Faces.GetCount();

@@ -35,8 +35,7 @@ constexpr double AddressSpaceShare = 0.85;
 
 // Bytes of a small text file such as /proc/self/statm, read without
 // allocating: the watchdog must work when memory is short.
-bool ReadSmallFile(const char* path, char* buffer, std::size_t size)
-{
+bool ReadSmallFile(const char* path, char* buffer, std::size_t size) {
     const int descriptor = ::open(path, O_RDONLY | O_CLOEXEC);
     if (descriptor < 0)
         return false;
@@ -49,8 +48,7 @@ bool ReadSmallFile(const char* path, char* buffer, std::size_t size)
 }
 
 // The first two fields of /proc/self/statm: total and resident pages.
-bool ReadStatm(std::uint64_t& total, std::uint64_t& resident)
-{
+bool ReadStatm(std::uint64_t& total, std::uint64_t& resident) {
     char buffer[256];
     if (!ReadSmallFile("/proc/self/statm", buffer, sizeof buffer))
         return false;
@@ -65,8 +63,7 @@ bool ReadStatm(std::uint64_t& total, std::uint64_t& resident)
 
 // A control group's memory limit (v2 memory.max, or v1
 // memory.limit_in_bytes); 0 when there is none or it cannot be read.
-std::uint64_t GetControlGroupLimit()
-{
+std::uint64_t GetControlGroupLimit() {
     for (const char* path : {"/sys/fs/cgroup/memory.max", "/sys/fs/cgroup/memory/memory.limit_in_bytes"}) {
         char buffer[64];
         if (!ReadSmallFile(path, buffer, sizeof buffer))
@@ -79,8 +76,7 @@ std::uint64_t GetControlGroupLimit()
     return 0;
 }
 
-void WriteAll(const char* text)
-{
+void WriteAll(const char* text) {
     std::size_t left = std::strlen(text);
     while (left > 0) {
         const ssize_t written = ::write(STDERR_FILENO, text, left);
@@ -91,8 +87,7 @@ void WriteAll(const char* text)
     }
 }
 
-double ReadClock(clockid_t clock)
-{
+double ReadClock(clockid_t clock) {
     timespec now{};
     ::clock_gettime(clock, &now);
     return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
@@ -100,8 +95,7 @@ double ReadClock(clockid_t clock)
 
 }  // namespace
 
-std::uint64_t GetAvailableMemory()
-{
+std::uint64_t GetAvailableMemory() {
     const long pages = ::sysconf(_SC_PHYS_PAGES), page = ::sysconf(_SC_PAGESIZE);
     std::uint64_t physical = pages > 0 && page > 0 ? static_cast<std::uint64_t>(pages) * page : 0;
     const std::uint64_t group = GetControlGroupLimit();
@@ -111,16 +105,14 @@ std::uint64_t GetAvailableMemory()
     return physical;
 }
 
-std::uint64_t GetAddressSpaceLimit()
-{
+std::uint64_t GetAddressSpaceLimit() {
     struct rlimit limit;
     if (::getrlimit(RLIMIT_AS, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY)
         return 0;
     return limit.rlim_cur;
 }
 
-std::uint64_t GetDefaultMemoryLimit()
-{
+std::uint64_t GetDefaultMemoryLimit() {
     std::uint64_t limit = GetAvailableMemory() / 2;
     const std::uint64_t addressSpace = GetAddressSpaceLimit();
     if (addressSpace != 0 && (limit == 0 || addressSpace / 3 < limit))
@@ -128,27 +120,24 @@ std::uint64_t GetDefaultMemoryLimit()
     return limit;
 }
 
-std::uint64_t GetResidentMemory()
-{
+std::uint64_t GetResidentMemory() {
     std::uint64_t total = 0, resident = 0;
     return ReadStatm(total, resident) ? resident : 0;
 }
 
-std::uint64_t GetVirtualMemory()
-{
+std::uint64_t GetVirtualMemory() {
     std::uint64_t total = 0, resident = 0;
     return ReadStatm(total, resident) ? total : 0;
 }
 
-bool ParseMemorySize(std::string_view text, std::uint64_t& bytes)
-{
+bool ParseMemorySize(std::string_view text, std::uint64_t& bytes) {
     std::string lower;
     for (char c : text)
         lower += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     double unit = 1;
     for (const char* suffix : {"ib", "b"})
-        if (lower.size() > std::strlen(suffix) && lower.compare(lower.size() - std::strlen(suffix), std::string::npos,
-                                                                suffix) == 0) {
+        if (lower.size() > std::strlen(suffix) &&
+            lower.compare(lower.size() - std::strlen(suffix), std::string::npos, suffix) == 0) {
             lower.resize(lower.size() - std::strlen(suffix));
             break;
         }
@@ -170,8 +159,7 @@ bool ParseMemorySize(std::string_view text, std::uint64_t& bytes)
     return true;
 }
 
-std::string FormatMemorySize(std::uint64_t bytes)
-{
+std::string FormatMemorySize(std::uint64_t bytes) {
     const char* units[] = {"bytes", "KB", "MB", "GB", "TB", "PB"};
     double value = static_cast<double>(bytes);
     int unit = 0;
@@ -182,8 +170,7 @@ std::string FormatMemorySize(std::uint64_t bytes)
     return FormatQuantity(value, 3) + " " + units[unit];
 }
 
-double EstimateRemeshFaces(const CMeshData& mesh, double target)
-{
+double EstimateRemeshFaces(const CMeshData& mesh, double target) {
     const double equilateral = std::sqrt(3.0) / 4 * target * target;
     double faces = 0;
     for (const Triangle& t : mesh.m_Triangles) {
@@ -194,8 +181,7 @@ double EstimateRemeshFaces(const CMeshData& mesh, double target)
     return faces;
 }
 
-double EstimatePeakFaces(const CMeshData& mesh, double target)
-{
+double EstimatePeakFaces(const CMeshData& mesh, double target) {
     const double equilateral = std::sqrt(3.0) / 4 * target * target;
     double faces = 0;
     for (const Triangle& t : mesh.m_Triangles) {
@@ -207,8 +193,7 @@ double EstimatePeakFaces(const CMeshData& mesh, double target)
     return faces;
 }
 
-double EstimateRemeshMemory(double inputFaces, double peakFaces, ERemeshMethod method)
-{
+double EstimateRemeshMemory(double inputFaces, double peakFaces, ERemeshMethod method) {
     // Bytes per face, fitted to the peak resident size of `quorvel remesh` on
     // a 159k-face lat-long sphere at 0.25 to 2 times its mean edge length and
     // on a 16k-face strip of long thin faces, rounded up; a noisy 20k-face
@@ -224,33 +209,25 @@ double EstimateRemeshMemory(double inputFaces, double peakFaces, ERemeshMethod m
     return samples + perInputFace * inputFaces + perPeakFace * peakFaces;
 }
 
-double EstimateRemeshPeakMemory(const CMeshData& input, double target, ERemeshMethod method)
-{
+double EstimateRemeshPeakMemory(const CMeshData& input, double target, ERemeshMethod method) {
     return static_cast<double>(GetResidentMemory()) +
-           EstimateRemeshMemory(static_cast<double>(input.m_Triangles.size()), EstimatePeakFaces(input, target), method);
+           EstimateRemeshMemory(static_cast<double>(input.m_Triangles.size()), EstimatePeakFaces(input, target),
+                                method);
 }
 
-double GetDefaultTimeLimit(double inputFaces, double resultFaces)
-{
+double GetDefaultTimeLimit(double inputFaces, double resultFaces) {
     return 20 + 100e-6 * (inputFaces + resultFaces);
 }
 
 CWatchdog::CWatchdog(CResourceLimits limits, EWatchdogAction action, std::string context, std::string advice)
-    : m_Limits(std::move(limits)),
-      m_Action(action),
-      m_Context(std::move(context)),
-      m_Advice(std::move(advice)),
-      m_AddressSpaceLimit(GetAddressSpaceLimit())
-{
-}
+    : m_Limits(std::move(limits)), m_Action(action), m_Context(std::move(context)), m_Advice(std::move(advice)),
+      m_AddressSpaceLimit(GetAddressSpaceLimit()) { }
 
-CWatchdog::~CWatchdog()
-{
+CWatchdog::~CWatchdog() {
     Stop();
 }
 
-void CWatchdog::Start()
-{
+void CWatchdog::Start() {
     Stop();
     if (::pthread_getcpuclockid(::pthread_self(), &m_Clock) != 0)
         m_Clock = CLOCK_MONOTONIC;
@@ -259,8 +236,7 @@ void CWatchdog::Start()
     m_Thread = std::thread([this] { Run(); });
 }
 
-void CWatchdog::Stop()
-{
+void CWatchdog::Stop() {
     if (!m_Thread.joinable())
         return;
     {
@@ -271,25 +247,21 @@ void CWatchdog::Stop()
     m_Thread.join();
 }
 
-std::string CWatchdog::GetMessage() const
-{
+std::string CWatchdog::GetMessage() const {
     std::lock_guard<std::mutex> lock(m_Mutex);
     return m_Message;
 }
 
-void CWatchdog::Trip(const std::string& reason)
-{
+void CWatchdog::Trip(const std::string& reason) {
     Record(reason);
 }
 
-void CWatchdog::ThrowIfTripped() const
-{
+void CWatchdog::ThrowIfTripped() const {
     if (IsTripped())
         throw CToolError(GetMessage());
 }
 
-void CWatchdog::Record(const std::string& reason)
-{
+void CWatchdog::Record(const std::string& reason) {
     std::lock_guard<std::mutex> lock(m_Mutex);
     if (m_Tripped)
         return;
@@ -297,13 +269,12 @@ void CWatchdog::Record(const std::string& reason)
     m_Tripped = true;
 }
 
-void CWatchdog::Run()
-{
+void CWatchdog::Run() {
     // The messages are built before memory runs short.
     const std::string memoryReason = "it needed more than " + FormatMemorySize(m_Limits.m_MaxMemory) +
                                      " of memory, the limit (" + m_Limits.m_MemoryName + ")";
-    const std::string addressReason = "it came near the address-space limit of " +
-                                      FormatMemorySize(m_AddressSpaceLimit) + " (ulimit -v)";
+    const std::string addressReason =
+        "it came near the address-space limit of " + FormatMemorySize(m_AddressSpaceLimit) + " (ulimit -v)";
     const std::uint64_t runaway =
         m_Limits.m_ExpectedMemory == 0
             ? 0
@@ -331,10 +302,7 @@ void CWatchdog::Run()
         const bool overTime = m_Limits.m_MaxSeconds > 0 && seconds > m_Limits.m_MaxSeconds;
         const bool runningAway = runaway != 0 && resident > runaway;
         if (!m_Tripped && (overMemory || overAddress || runningAway || overTime))
-            Record(overMemory    ? memoryReason
-                   : overAddress ? addressReason
-                   : runningAway ? runawayReason
-                                 : timeReason);
+            Record(overMemory ? memoryReason : overAddress ? addressReason : runningAway ? runawayReason : timeReason);
         if (m_Tripped && !seen) {
             seen = true;
             trippedAt = now;
@@ -355,8 +323,7 @@ void CWatchdog::Run()
     }
 }
 
-void CWatchdog::EndProcess()
-{
+void CWatchdog::EndProcess() {
     // Called with the mutex held, so the guarded work cannot report itself
     // finished in between; the main thread is still inside the library and
     // nothing of the process's state is needed any more. Nothing here

@@ -9,8 +9,7 @@ namespace Corvane::Pellix::Quorvel::Tool {
 
 namespace {
 
-std::string LowerExtension(const std::string& fileName)
-{
+std::string LowerExtension(const std::string& fileName) {
     const std::size_t slash = fileName.find_last_of('/');
     const std::size_t dot = fileName.find_last_of('.');
     if (dot == std::string::npos || (slash != std::string::npos && dot < slash))
@@ -23,8 +22,7 @@ std::string LowerExtension(const std::string& fileName)
 
 }  // namespace
 
-EMeshFormat FormatFromFileName(const std::string& fileName)
-{
+EMeshFormat FormatFromFileName(const std::string& fileName) {
     const std::string extension = LowerExtension(fileName);
     if (extension == ".off")
         return EMeshFormat::Off;
@@ -38,15 +36,13 @@ EMeshFormat FormatFromFileName(const std::string& fileName)
     throw CToolError(Located(fileName, shown + ": use .off, .obj, .ply or .stl"));
 }
 
-CMeshData ReadMeshFile(const std::string& fileName)
-{
+CMeshData ReadMeshFile(const std::string& fileName) {
     const EMeshFormat format = FormatFromFileName(fileName);
     const std::vector<char> bytes = ReadWholeFile(fileName);
     return ReadMeshData(std::string_view(bytes.data(), bytes.size()), format, fileName);
 }
 
-CMeshData ReadMeshData(std::string_view data, EMeshFormat format, const std::string& fileName)
-{
+CMeshData ReadMeshData(std::string_view data, EMeshFormat format, const std::string& fileName) {
     // Editors on some systems start text files with a UTF-8 byte order mark;
     // left in place it hides the first keyword. A binary STL header is free
     // text and is left alone.
@@ -56,25 +52,40 @@ CMeshData ReadMeshData(std::string_view data, EMeshFormat format, const std::str
         throw CToolError(Located(fileName, "the file is empty"));
     CMeshData mesh;
     switch (format) {
-    case EMeshFormat::Off: mesh = ReadOff(data, fileName); break;
-    case EMeshFormat::Obj: mesh = ReadObj(data, fileName); break;
-    case EMeshFormat::Ply: mesh = ReadPly(data, fileName); break;
-    case EMeshFormat::Stl: mesh = ReadStl(data, fileName); break;
+    case EMeshFormat::Off:
+        mesh = ReadOff(data, fileName);
+        break;
+    case EMeshFormat::Obj:
+        mesh = ReadObj(data, fileName);
+        break;
+    case EMeshFormat::Ply:
+        mesh = ReadPly(data, fileName);
+        break;
+    case EMeshFormat::Stl:
+        mesh = ReadStl(data, fileName);
+        break;
     }
     if (mesh.m_Triangles.empty())
         throw CToolError(Located(fileName, "the mesh has no faces"));
     return mesh;
 }
 
-void WriteMeshFile(const std::string& fileName, const CMeshData& mesh, EEncoding encoding)
-{
+void WriteMeshFile(const std::string& fileName, const CMeshData& mesh, EEncoding encoding) {
     const EMeshFormat format = FormatFromFileName(fileName);
     COutputFile out(fileName);
     switch (format) {
-    case EMeshFormat::Off: WriteOff(out, mesh); break;
-    case EMeshFormat::Obj: WriteObj(out, mesh); break;
-    case EMeshFormat::Ply: WritePly(out, mesh, encoding); break;
-    case EMeshFormat::Stl: WriteStl(out, mesh, encoding); break;
+    case EMeshFormat::Off:
+        WriteOff(out, mesh);
+        break;
+    case EMeshFormat::Obj:
+        WriteObj(out, mesh);
+        break;
+    case EMeshFormat::Ply:
+        WritePly(out, mesh, encoding);
+        break;
+    case EMeshFormat::Stl:
+        WriteStl(out, mesh, encoding);
+        break;
     }
     out.Commit();
 }

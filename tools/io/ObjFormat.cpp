@@ -14,8 +14,7 @@ namespace {
 
 // A face corner is "v", "v/vt", "v//vn" or "v/vt/vn"; only v matters here.
 // Negative indices count back from the last vertex read so far.
-std::int64_t ParseCorner(const CTextCursor& cursor, std::string_view token, std::size_t vertexCount)
-{
+std::int64_t ParseCorner(const CTextCursor& cursor, std::string_view token, std::size_t vertexCount) {
     const std::string_view first = token.substr(0, token.find('/'));
     std::int64_t index = 0;
     if (!ParseInteger(first, index))
@@ -33,8 +32,7 @@ std::int64_t ParseCorner(const CTextCursor& cursor, std::string_view token, std:
 
 }  // namespace
 
-CMeshData ReadObj(std::string_view text, const std::string& fileName)
-{
+CMeshData ReadObj(std::string_view text, const std::string& fileName) {
     CTextCursor cursor(text, fileName);
     CMeshData mesh;
     std::vector<std::string_view> tokens;
@@ -99,8 +97,7 @@ CMeshData ReadObj(std::string_view text, const std::string& fileName)
     return mesh;
 }
 
-void WriteObj(COutputFile& out, const CMeshData& mesh)
-{
+void WriteObj(COutputFile& out, const CMeshData& mesh) {
     out.Write("# quorvel\n");
     std::string line;
     for (const Point& p : mesh.m_Positions) {

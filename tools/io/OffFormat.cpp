@@ -12,14 +12,12 @@ namespace Corvane::Pellix::Quorvel::Tool {
 namespace {
 
 // OFF allows a comment after the data on any line.
-std::string_view WithoutComment(std::string_view line)
-{
+std::string_view WithoutComment(std::string_view line) {
     const std::size_t hash = line.find('#');
     return hash == std::string_view::npos ? line : line.substr(0, hash);
 }
 
-bool NextTokens(CTextCursor& cursor, std::vector<std::string_view>& tokens)
-{
+bool NextTokens(CTextCursor& cursor, std::vector<std::string_view>& tokens) {
     std::string_view line;
     while (cursor.NextContentLine(line)) {
         CTextCursor::Split(WithoutComment(line), tokens);
@@ -29,8 +27,7 @@ bool NextTokens(CTextCursor& cursor, std::vector<std::string_view>& tokens)
     return false;
 }
 
-std::uint64_t ParseCount(CTextCursor& cursor, std::string_view token, const char* what)
-{
+std::uint64_t ParseCount(CTextCursor& cursor, std::string_view token, const char* what) {
     std::int64_t value = 0;
     if (!ParseInteger(token, value) || value < 0)
         cursor.Fail(std::string("malformed ") + what + " count '" + std::string(token) + "'");
@@ -41,8 +38,7 @@ std::uint64_t ParseCount(CTextCursor& cursor, std::string_view token, const char
 
 }  // namespace
 
-CMeshData ReadOff(std::string_view text, const std::string& fileName)
-{
+CMeshData ReadOff(std::string_view text, const std::string& fileName) {
     CTextCursor cursor(text, fileName);
     std::vector<std::string_view> tokens;
     if (!NextTokens(cursor, tokens))
@@ -118,8 +114,7 @@ CMeshData ReadOff(std::string_view text, const std::string& fileName)
     return mesh;
 }
 
-void WriteOff(COutputFile& out, const CMeshData& mesh)
-{
+void WriteOff(COutputFile& out, const CMeshData& mesh) {
     out.Write("OFF\n" + std::to_string(mesh.m_Positions.size()) + " " + std::to_string(mesh.m_Triangles.size()) +
               " 0\n");
     std::string line;

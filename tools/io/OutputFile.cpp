@@ -20,15 +20,13 @@ namespace {
 // handler may only call async-signal-safe functions.
 char g_PendingTemporary[4096];
 
-extern "C" void RemovePendingTemporary(int signalNumber)
-{
+extern "C" void RemovePendingTemporary(int signalNumber) {
     RemovePendingOutput();
     std::signal(signalNumber, SIG_DFL);
     std::raise(signalNumber);
 }
 
-std::string DirectoryOf(const std::string& fileName)
-{
+std::string DirectoryOf(const std::string& fileName) {
     const std::size_t slash = fileName.find_last_of('/');
     if (slash == std::string::npos)
         return ".";
@@ -37,22 +35,19 @@ std::string DirectoryOf(const std::string& fileName)
     return fileName.substr(0, slash);
 }
 
-std::string BaseNameOf(const std::string& fileName)
-{
+std::string BaseNameOf(const std::string& fileName) {
     const std::size_t slash = fileName.find_last_of('/');
     return slash == std::string::npos ? fileName : fileName.substr(slash + 1);
 }
 
 }  // namespace
 
-void RemovePendingOutput()
-{
+void RemovePendingOutput() {
     if (g_PendingTemporary[0] != '\0')
         ::unlink(g_PendingTemporary);
 }
 
-void CheckOutputWritable(const std::string& fileName)
-{
+void CheckOutputWritable(const std::string& fileName) {
     if (fileName.empty() || fileName.back() == '/')
         throw CToolError(Located(fileName, "cannot write: not a file name"));
     const std::string directory = DirectoryOf(fileName);
@@ -67,8 +62,7 @@ void CheckOutputWritable(const std::string& fileName)
         throw CToolError(Located(fileName, "cannot write: not a regular file"));
 }
 
-COutputFile::COutputFile(const std::string& fileName) : m_FileName(fileName)
-{
+COutputFile::COutputFile(const std::string& fileName) : m_FileName(fileName) {
     CheckOutputWritable(fileName);
     std::string pattern = DirectoryOf(fileName) + "/." + BaseNameOf(fileName) + ".partial-XXXXXX";
     std::vector<char> name(pattern.begin(), pattern.end());
@@ -97,8 +91,7 @@ COutputFile::COutputFile(const std::string& fileName) : m_FileName(fileName)
     m_Buffer.reserve(1 << 20);
 }
 
-COutputFile::~COutputFile()
-{
+COutputFile::~COutputFile() {
     if (m_File != nullptr) {
         std::fclose(m_File);
         ::unlink(m_TemporaryName.c_str());
@@ -106,27 +99,23 @@ COutputFile::~COutputFile()
     g_PendingTemporary[0] = '\0';
 }
 
-void COutputFile::Write(std::string_view text)
-{
+void COutputFile::Write(std::string_view text) {
     m_Buffer.append(text.data(), text.size());
     if (m_Buffer.size() >= (1 << 20))
         Flush();
 }
 
-void COutputFile::Write(const void* data, std::size_t size)
-{
+void COutputFile::Write(const void* data, std::size_t size) {
     Write(std::string_view(static_cast<const char*>(data), size));
 }
 
-void COutputFile::Flush()
-{
+void COutputFile::Flush() {
     if (!m_Buffer.empty() && std::fwrite(m_Buffer.data(), 1, m_Buffer.size(), m_File) != m_Buffer.size())
         Fail(std::strerror(errno));
     m_Buffer.clear();
 }
 
-void COutputFile::Commit()
-{
+void COutputFile::Commit() {
     Flush();
     std::FILE* file = m_File;
     m_File = nullptr;
@@ -143,8 +132,7 @@ void COutputFile::Commit()
     g_PendingTemporary[0] = '\0';
 }
 
-void COutputFile::Fail(const std::string& what)
-{
+void COutputFile::Fail(const std::string& what) {
     throw CToolError(Located(m_FileName, "cannot write: " + what));
 }
 

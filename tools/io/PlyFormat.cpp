@@ -15,15 +15,14 @@ namespace {
 
 enum class EPlyType { Int8, UInt8, Int16, UInt16, Int32, UInt32, Float32, Float64 };
 
-bool ParseType(std::string_view name, EPlyType& type)
-{
+bool ParseType(std::string_view name, EPlyType& type) {
     static const struct {
         const char* m_Names[2];
         EPlyType m_Type;
-    } table[] = {{{"char", "int8"}, EPlyType::Int8},         {{"uchar", "uint8"}, EPlyType::UInt8},
-                 {{"short", "int16"}, EPlyType::Int16},      {{"ushort", "uint16"}, EPlyType::UInt16},
-                 {{"int", "int32"}, EPlyType::Int32},        {{"uint", "uint32"}, EPlyType::UInt32},
-                 {{"float", "float32"}, EPlyType::Float32},  {{"double", "float64"}, EPlyType::Float64}};
+    } table[] = {{{"char", "int8"}, EPlyType::Int8},        {{"uchar", "uint8"}, EPlyType::UInt8},
+                 {{"short", "int16"}, EPlyType::Int16},     {{"ushort", "uint16"}, EPlyType::UInt16},
+                 {{"int", "int32"}, EPlyType::Int32},       {{"uint", "uint32"}, EPlyType::UInt32},
+                 {{"float", "float32"}, EPlyType::Float32}, {{"double", "float64"}, EPlyType::Float64}};
     for (const auto& entry : table)
         if (name == entry.m_Names[0] || name == entry.m_Names[1]) {
             type = entry.m_Type;
@@ -32,19 +31,25 @@ bool ParseType(std::string_view name, EPlyType& type)
     return false;
 }
 
-std::size_t SizeOf(EPlyType type)
-{
+std::size_t SizeOf(EPlyType type) {
     switch (type) {
-    case EPlyType::Int8: case EPlyType::UInt8: return 1;
-    case EPlyType::Int16: case EPlyType::UInt16: return 2;
-    case EPlyType::Int32: case EPlyType::UInt32: case EPlyType::Float32: return 4;
-    case EPlyType::Float64: return 8;
+    case EPlyType::Int8:
+    case EPlyType::UInt8:
+        return 1;
+    case EPlyType::Int16:
+    case EPlyType::UInt16:
+        return 2;
+    case EPlyType::Int32:
+    case EPlyType::UInt32:
+    case EPlyType::Float32:
+        return 4;
+    case EPlyType::Float64:
+        return 8;
     }
     return 1;
 }
 
-bool IsInteger(EPlyType type)
-{
+bool IsInteger(EPlyType type) {
     return type != EPlyType::Float32 && type != EPlyType::Float64;
 }
 
@@ -62,8 +67,7 @@ public:
     std::uint64_t m_Count = 0;
     std::vector<CPlyProperty> m_Properties;
     // Bytes of one element when every list is empty: the least it can take.
-    std::uint64_t GetMinimumBinarySize() const
-    {
+    std::uint64_t GetMinimumBinarySize() const {
         std::uint64_t size = 0;
         for (const CPlyProperty& p : m_Properties)
             size += p.m_IsList ? SizeOf(p.m_CountType) : SizeOf(p.m_Type);
@@ -78,65 +82,85 @@ enum class EPlyFormat { Ascii, BinaryLittle, BinaryBig };
 class CBinarySource {
 public:
     CBinarySource(std::string_view data, bool bigEndian, const std::string& fileName)
-        : m_Data(data), m_BigEndian(bigEndian), m_FileName(fileName)
-    {
-    }
+        : m_Data(data), m_BigEndian(bigEndian), m_FileName(fileName) { }
 
     // Where the reads stand, for messages; kept as parts so that the hot loop
     // builds no strings.
-    void SetLocation(const std::string& element, std::uint64_t index, std::uint64_t count)
-    {
+    void SetLocation(const std::string& element, std::uint64_t index, std::uint64_t count) {
         m_Element = &element;
         m_Index = index;
         m_Count = count;
     }
 
-    std::string GetLocation() const
-    {
+    std::string GetLocation() const {
         return m_Element->c_str() + (" " + std::to_string(m_Index)) + " of " + std::to_string(m_Count);
     }
 
-    double ReadReal(EPlyType type)
-    {
+    double ReadReal(EPlyType type) {
         unsigned char bytes[8];
         Take(bytes, SizeOf(type));
         switch (type) {
-        case EPlyType::Int8: { std::int8_t v; std::memcpy(&v, bytes, 1); return v; }
-        case EPlyType::UInt8: return bytes[0];
-        case EPlyType::Int16: { std::int16_t v; std::memcpy(&v, bytes, 2); return v; }
-        case EPlyType::UInt16: { std::uint16_t v; std::memcpy(&v, bytes, 2); return v; }
-        case EPlyType::Int32: { std::int32_t v; std::memcpy(&v, bytes, 4); return v; }
-        case EPlyType::UInt32: { std::uint32_t v; std::memcpy(&v, bytes, 4); return v; }
-        case EPlyType::Float32: { float v; std::memcpy(&v, bytes, 4); return v; }
-        case EPlyType::Float64: { double v; std::memcpy(&v, bytes, 8); return v; }
+        case EPlyType::Int8: {
+            std::int8_t v;
+            std::memcpy(&v, bytes, 1);
+            return v;
+        }
+        case EPlyType::UInt8:
+            return bytes[0];
+        case EPlyType::Int16: {
+            std::int16_t v;
+            std::memcpy(&v, bytes, 2);
+            return v;
+        }
+        case EPlyType::UInt16: {
+            std::uint16_t v;
+            std::memcpy(&v, bytes, 2);
+            return v;
+        }
+        case EPlyType::Int32: {
+            std::int32_t v;
+            std::memcpy(&v, bytes, 4);
+            return v;
+        }
+        case EPlyType::UInt32: {
+            std::uint32_t v;
+            std::memcpy(&v, bytes, 4);
+            return v;
+        }
+        case EPlyType::Float32: {
+            float v;
+            std::memcpy(&v, bytes, 4);
+            return v;
+        }
+        case EPlyType::Float64: {
+            double v;
+            std::memcpy(&v, bytes, 8);
+            return v;
+        }
         }
         return 0;
     }
 
-    std::int64_t ReadInteger(EPlyType type)
-    {
+    std::int64_t ReadInteger(EPlyType type) {
         if (!IsInteger(type))
             throw CToolError(Located(m_FileName, "indices and list lengths must have an integer type"));
         return static_cast<std::int64_t>(ReadReal(type));
     }
 
-    void Skip(std::uint64_t size)
-    {
+    void Skip(std::uint64_t size) {
         if (size > m_Data.size() - m_Offset)
             Truncated();
         m_Offset += size;
     }
 
-    [[noreturn]] void Truncated()
-    {
+    [[noreturn]] void Truncated() {
         throw CToolError(Located(m_FileName, "truncated: the data ends in " + GetLocation()));
     }
 
     std::size_t GetRemaining() const { return m_Data.size() - m_Offset; }
 
 private:
-    void Take(unsigned char* bytes, std::size_t size)
-    {
+    void Take(unsigned char* bytes, std::size_t size) {
         if (size > m_Data.size() - m_Offset)
             Truncated();
         std::memcpy(bytes, m_Data.data() + m_Offset, size);
@@ -168,8 +192,7 @@ public:
     int m_CornerList = -1;
 };
 
-CPlyLayout ReadHeader(CTextCursor& cursor)
-{
+CPlyLayout ReadHeader(CTextCursor& cursor) {
     CPlyLayout layout;
     std::string_view line;
     std::vector<std::string_view> tokens;
@@ -247,8 +270,8 @@ CPlyLayout ReadHeader(CTextCursor& cursor)
         } else if (element.m_Name == "face" && layout.m_FaceElement < 0) {
             layout.m_FaceElement = static_cast<int>(e);
             for (std::size_t p = 0; p < element.m_Properties.size(); ++p)
-                if (element.m_Properties[p].m_IsList &&
-                    (element.m_Properties[p].m_Name == "vertex_indices" || element.m_Properties[p].m_Name == "vertex_index"))
+                if (element.m_Properties[p].m_IsList && (element.m_Properties[p].m_Name == "vertex_indices" ||
+                                                         element.m_Properties[p].m_Name == "vertex_index"))
                     layout.m_CornerList = static_cast<int>(p);
             if (layout.m_CornerList < 0)
                 cursor.Fail("the face element lacks a vertex_indices list");
@@ -259,14 +282,12 @@ CPlyLayout ReadHeader(CTextCursor& cursor)
     return layout;
 }
 
-std::string OutOfRange(std::int64_t index, std::uint64_t vertexCount)
-{
+std::string OutOfRange(std::int64_t index, std::uint64_t vertexCount) {
     return "vertex index " + std::to_string(index) + " out of range (the file has " + std::to_string(vertexCount) +
            " vertices)";
 }
 
-void ReadBinaryBody(const CPlyLayout& layout, std::string_view body, const std::string& fileName, CMeshData& mesh)
-{
+void ReadBinaryBody(const CPlyLayout& layout, std::string_view body, const std::string& fileName, CMeshData& mesh) {
     CBinarySource source(body, layout.m_Format == EPlyFormat::BinaryBig, fileName);
     std::uint64_t least = 0;
     for (const CPlyElement& element : layout.m_Elements)
@@ -289,7 +310,8 @@ void ReadBinaryBody(const CPlyLayout& layout, std::string_view body, const std::
                 if (property.m_IsList) {
                     const std::int64_t count = source.ReadInteger(property.m_CountType);
                     if (count < 0)
-                        throw CToolError(Located(fileName, "malformed: negative list length in " + source.GetLocation()));
+                        throw CToolError(
+                            Located(fileName, "malformed: negative list length in " + source.GetLocation()));
                     if (isFace && static_cast<int>(k) == layout.m_CornerList) {
                         corners.clear();
                         if (static_cast<std::uint64_t>(count) * SizeOf(property.m_Type) > source.GetRemaining())
@@ -297,8 +319,8 @@ void ReadBinaryBody(const CPlyLayout& layout, std::string_view body, const std::
                         for (std::int64_t c = 0; c < count; ++c) {
                             const std::int64_t index = source.ReadInteger(property.m_Type);
                             if (index < 0 || static_cast<std::uint64_t>(index) >= vertexCount)
-                                throw CToolError(Located(fileName, OutOfRange(index, vertexCount) + " in " +
-                                                                       source.GetLocation()));
+                                throw CToolError(
+                                    Located(fileName, OutOfRange(index, vertexCount) + " in " + source.GetLocation()));
                             corners.push_back(static_cast<std::uint32_t>(index));
                         }
                         AddPolygon(mesh, corners.data(), corners.size());
@@ -323,8 +345,7 @@ void ReadBinaryBody(const CPlyLayout& layout, std::string_view body, const std::
     }
 }
 
-void ReadAsciiBody(const CPlyLayout& layout, CTextCursor& cursor, CMeshData& mesh)
-{
+void ReadAsciiBody(const CPlyLayout& layout, CTextCursor& cursor, CMeshData& mesh) {
     std::uint64_t least = 0;
     for (const CPlyElement& element : layout.m_Elements)
         least += element.m_Count * 2 * element.m_Properties.size();
@@ -398,8 +419,7 @@ void ReadAsciiBody(const CPlyLayout& layout, CTextCursor& cursor, CMeshData& mes
 }
 
 template <typename T>
-void AppendLittleEndian(std::string& out, T value)
-{
+void AppendLittleEndian(std::string& out, T value) {
     unsigned char bytes[sizeof(T)];
     std::memcpy(bytes, &value, sizeof(T));
     if (__BYTE_ORDER__ == __ORDER_BIG_ENDIAN__)
@@ -408,15 +428,13 @@ void AppendLittleEndian(std::string& out, T value)
     out.append(reinterpret_cast<const char*>(bytes), sizeof(T));
 }
 
-std::string FormatLine(EEncoding encoding)
-{
+std::string FormatLine(EEncoding encoding) {
     return encoding == EEncoding::Text ? "format ascii 1.0\n" : "format binary_little_endian 1.0\n";
 }
 
 }  // namespace
 
-CMeshData ReadPly(std::string_view data, const std::string& fileName)
-{
+CMeshData ReadPly(std::string_view data, const std::string& fileName) {
     CTextCursor cursor(data, fileName);
     const CPlyLayout layout = ReadHeader(cursor);
     CMeshData mesh;
@@ -431,8 +449,7 @@ CMeshData ReadPly(std::string_view data, const std::string& fileName)
     return mesh;
 }
 
-void WritePly(COutputFile& out, const CMeshData& mesh, EEncoding encoding)
-{
+void WritePly(COutputFile& out, const CMeshData& mesh, EEncoding encoding) {
     out.Write("ply\n" + FormatLine(encoding) + "comment quorvel\nelement vertex " +
               std::to_string(mesh.m_Positions.size()) +
               "\nproperty double x\nproperty double y\nproperty double z\nelement face " +
@@ -464,8 +481,7 @@ void WritePly(COutputFile& out, const CMeshData& mesh, EEncoding encoding)
     }
 }
 
-void WritePlyPoints(COutputFile& out, const std::vector<Point>& points, EEncoding encoding)
-{
+void WritePlyPoints(COutputFile& out, const std::vector<Point>& points, EEncoding encoding) {
     // Single precision keeps dense point sets small; points beyond its range
     // are written in double precision rather than as infinities.
     bool single = true;

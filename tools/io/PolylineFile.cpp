@@ -9,8 +9,7 @@ namespace Corvane::Pellix::Quorvel::Tool {
 
 namespace {
 
-bool EndsWith(std::string name, const char* suffix)
-{
+bool EndsWith(std::string name, const char* suffix) {
     std::transform(name.begin(), name.end(), name.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     const std::string tail(suffix);
@@ -19,15 +18,13 @@ bool EndsWith(std::string name, const char* suffix)
 
 }  // namespace
 
-void CheckPolylineFileName(const std::string& fileName)
-{
+void CheckPolylineFileName(const std::string& fileName) {
     if (!EndsWith(fileName, ".obj") && !EndsWith(fileName, ".xyz") && !EndsWith(fileName, ".txt"))
         throw CToolError(Located(fileName, "unknown extension for a polyline: use .obj, .xyz or .txt"));
     CheckOutputWritable(fileName);
 }
 
-void WritePolylineFile(const std::string& fileName, const std::vector<Point>& points)
-{
+void WritePolylineFile(const std::string& fileName, const std::vector<Point>& points) {
     CheckPolylineFileName(fileName);
     const bool obj = EndsWith(fileName, ".obj");
     COutputFile out(fileName);

@@ -2,8 +2,7 @@
 
 namespace Corvane::Pellix::Quorvel::Tool {
 
-void AddPolygon(CMeshData& mesh, const std::uint32_t* corners, std::size_t count)
-{
+void AddPolygon(CMeshData& mesh, const std::uint32_t* corners, std::size_t count) {
     if (count < 3) {
         ++mesh.m_SkippedPolygons;
         return;

@@ -12,15 +12,13 @@ namespace Corvane::Pellix::Quorvel::Tool {
 // three corners are counted as skipped. Corners must already be in range.
 void AddPolygon(CMeshData& mesh, const std::uint32_t* corners, std::size_t count);
 
-inline bool IsFinitePoint(const Point& p)
-{
+inline bool IsFinitePoint(const Point& p) {
     return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z);
 }
 
 // Whether every coordinate survives conversion to float without becoming
 // infinite: STL files and point sets are written in single precision.
-inline bool FitsInFloat(const Point& p)
-{
+inline bool FitsInFloat(const Point& p) {
     constexpr double largest = 3.4028234663852886e38;
     return std::fabs(p.x) <= largest && std::fabs(p.y) <= largest && std::fabs(p.z) <= largest;
 }

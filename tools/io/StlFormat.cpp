@@ -16,16 +16,14 @@ namespace Corvane::Pellix::Quorvel::Tool {
 namespace {
 
 // Keywords are compared without regard to case: a few writers shout them.
-std::string Lower(std::string_view text)
-{
+std::string Lower(std::string_view text) {
     std::string lower(text);
     for (char& c : lower)
         c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     return lower;
 }
 
-bool LooksLikeAscii(std::string_view data)
-{
+bool LooksLikeAscii(std::string_view data) {
     // Some binary writers start their 80-byte header with "solid" too; a text
     // file also has a "facet" or an "endsolid" keyword near the start.
     const std::string head = Lower(data.substr(0, 1024));
@@ -34,30 +32,27 @@ bool LooksLikeAscii(std::string_view data)
     return head.find("facet") != std::string::npos || head.find("endsolid") != std::string::npos;
 }
 
-std::uint32_t ReadUInt32(const char* p)
-{
+std::uint32_t ReadUInt32(const char* p) {
     const unsigned char* b = reinterpret_cast<const unsigned char*>(p);
     return std::uint32_t(b[0]) | (std::uint32_t(b[1]) << 8) | (std::uint32_t(b[2]) << 16) | (std::uint32_t(b[3]) << 24);
 }
 
-float ReadFloat(const char* p)
-{
+float ReadFloat(const char* p) {
     const std::uint32_t bits = ReadUInt32(p);
     float value;
     std::memcpy(&value, &bits, 4);
     return value;
 }
 
-CMeshData ReadBinaryStl(std::string_view data, const std::string& fileName)
-{
+CMeshData ReadBinaryStl(std::string_view data, const std::string& fileName) {
     if (data.size() < 84)
         throw CToolError(Located(fileName, "truncated: a binary STL needs an 84-byte header, the file has " +
                                                std::to_string(data.size()) + " bytes"));
     const std::uint64_t count = ReadUInt32(data.data() + 80);
     if (84 + 50 * count > data.size())
-        throw CToolError(Located(fileName, "truncated: the header declares " + std::to_string(count) +
-                                               " triangles (" + std::to_string(84 + 50 * count) +
-                                               " bytes), the file has " + std::to_string(data.size()) + " bytes"));
+        throw CToolError(Located(fileName, "truncated: the header declares " + std::to_string(count) + " triangles (" +
+                                               std::to_string(84 + 50 * count) + " bytes), the file has " +
+                                               std::to_string(data.size()) + " bytes"));
     CMeshData mesh;
     mesh.m_Triangles.reserve(count);
     // STL repeats every corner in every triangle: corners at the same
@@ -77,8 +72,7 @@ CMeshData ReadBinaryStl(std::string_view data, const std::string& fileName)
     return mesh;
 }
 
-CMeshData ReadAsciiStl(std::string_view text, const std::string& fileName)
-{
+CMeshData ReadAsciiStl(std::string_view text, const std::string& fileName) {
     CTextCursor cursor(text, fileName);
     CMeshData mesh;
     CPositionWelder welder(mesh);
@@ -128,8 +122,7 @@ CMeshData ReadAsciiStl(std::string_view text, const std::string& fileName)
     return mesh;
 }
 
-void AppendFloat(std::string& out, float value)
-{
+void AppendFloat(std::string& out, float value) {
     char bytes[4];
     std::memcpy(bytes, &value, 4);
     if (__BYTE_ORDER__ == __ORDER_BIG_ENDIAN__) {
@@ -139,8 +132,7 @@ void AppendFloat(std::string& out, float value)
     out.append(bytes, 4);
 }
 
-Point FacetNormal(const Point& a, const Point& b, const Point& c)
-{
+Point FacetNormal(const Point& a, const Point& b, const Point& c) {
     Point n = (b - a) * (c - a);
     n.Normalise();
     return n;
@@ -148,8 +140,7 @@ Point FacetNormal(const Point& a, const Point& b, const Point& c)
 
 }  // namespace
 
-CMeshData ReadStl(std::string_view data, const std::string& fileName)
-{
+CMeshData ReadStl(std::string_view data, const std::string& fileName) {
     // A binary file whose size matches its triangle count exactly is binary,
     // whatever its header says.
     const bool sizedAsBinary =
@@ -163,14 +154,15 @@ CMeshData ReadStl(std::string_view data, const std::string& fileName)
     return LooksLikeAscii(data) ? ReadAsciiStl(data, fileName) : ReadBinaryStl(data, fileName);
 }
 
-void WriteStl(COutputFile& out, const CMeshData& mesh, EEncoding encoding)
-{
+void WriteStl(COutputFile& out, const CMeshData& mesh, EEncoding encoding) {
     const auto& v = mesh.m_Positions;
     for (const Point& p : v)
         if (!FitsInFloat(p))
-            throw CToolError(Located(out.GetFileName(), "a coordinate (" + FormatReal(std::fmax(std::fabs(p.x),
-                                     std::fmax(std::fabs(p.y), std::fabs(p.z)))) + ") is beyond the single "
-                                     "precision of STL; write .ply, .obj or .off instead"));
+            throw CToolError(Located(
+                out.GetFileName(),
+                "a coordinate (" + FormatReal(std::fmax(std::fabs(p.x), std::fmax(std::fabs(p.y), std::fabs(p.z)))) +
+                    ") is beyond the single "
+                    "precision of STL; write .ply, .obj or .off instead"));
     std::string chunk;
     if (encoding == EEncoding::Text) {
         out.Write("solid quorvel\n");

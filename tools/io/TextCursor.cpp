@@ -11,12 +11,10 @@
 
 namespace Corvane::Pellix::Quorvel::Tool {
 
-CTextCursor::CTextCursor(std::string_view text, std::string fileName) : m_Text(text), m_FileName(std::move(fileName))
-{
-}
+CTextCursor::CTextCursor(std::string_view text, std::string fileName)
+    : m_Text(text), m_FileName(std::move(fileName)) { }
 
-bool CTextCursor::NextLine(std::string_view& line)
-{
+bool CTextCursor::NextLine(std::string_view& line) {
     if (m_Offset >= m_Text.size())
         return false;
     const std::size_t end = m_Text.find('\n', m_Offset);
@@ -29,8 +27,7 @@ bool CTextCursor::NextLine(std::string_view& line)
     return true;
 }
 
-bool CTextCursor::NextContentLine(std::string_view& line)
-{
+bool CTextCursor::NextContentLine(std::string_view& line) {
     while (NextLine(line)) {
         const std::size_t first = line.find_first_not_of(" \t\f\v");
         if (first != std::string_view::npos && line[first] != '#')
@@ -39,13 +36,11 @@ bool CTextCursor::NextContentLine(std::string_view& line)
     return false;
 }
 
-void CTextCursor::Fail(const std::string& message) const
-{
+void CTextCursor::Fail(const std::string& message) const {
     throw CToolError(Located(m_FileName, m_LineNumber, message));
 }
 
-void CTextCursor::Split(std::string_view line, std::vector<std::string_view>& tokens)
-{
+void CTextCursor::Split(std::string_view line, std::vector<std::string_view>& tokens) {
     tokens.clear();
     std::size_t i = 0;
     while (i < line.size()) {
@@ -59,8 +54,7 @@ void CTextCursor::Split(std::string_view line, std::vector<std::string_view>& to
     }
 }
 
-std::vector<char> ReadWholeFile(const std::string& fileName)
-{
+std::vector<char> ReadWholeFile(const std::string& fileName) {
     struct stat info;
     if (::stat(fileName.c_str(), &info) != 0)
         throw CToolError(Located(fileName, std::string("cannot read: ") + std::strerror(errno)));

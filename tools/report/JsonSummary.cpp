@@ -17,8 +17,7 @@ namespace {
 // PrepareJsonSummary has pointed stdout at stderr; -1 before that.
 int g_JsonDescriptor = -1;
 
-std::string Quoted(const std::string& text)
-{
+std::string Quoted(const std::string& text) {
     std::string quoted = "\"";
     for (const char c : text) {
         if (c == '"' || c == '\\') {
@@ -35,40 +34,33 @@ std::string Quoted(const std::string& text)
     return quoted + "\"";
 }
 
-bool WantsStdout(const CCommandLine& line)
-{
+bool WantsStdout(const CCommandLine& line) {
     return line.Has("--json") && line.Get("--json") == "-";
 }
 
 }  // namespace
 
-COption JsonOption()
-{
+COption JsonOption() {
     return {"--json", "", "FILE", "write the figures as JSON to FILE (- for stdout, then the table goes to stderr)"};
 }
 
-CJsonSummary::CJsonSummary(const std::string& command)
-{
+CJsonSummary::CJsonSummary(const std::string& command) {
     Add("command", command);
 }
 
-void CJsonSummary::Add(const std::string& key, const std::string& text)
-{
+void CJsonSummary::Add(const std::string& key, const std::string& text) {
     m_Fields.emplace_back(key, Quoted(text));
 }
 
-void CJsonSummary::Add(const std::string& key, double number)
-{
+void CJsonSummary::Add(const std::string& key, double number) {
     m_Fields.emplace_back(key, std::isfinite(number) ? FormatReal(number) : "null");
 }
 
-void CJsonSummary::AddCount(const std::string& key, std::uint64_t count)
-{
+void CJsonSummary::AddCount(const std::string& key, std::uint64_t count) {
     m_Fields.emplace_back(key, std::to_string(count));
 }
 
-void CJsonSummary::AddMesh(const CMeshStatistics& mesh, const std::string& suffix)
-{
+void CJsonSummary::AddMesh(const CMeshStatistics& mesh, const std::string& suffix) {
     AddCount("faces" + suffix, mesh.m_Faces);
     AddCount("vertices" + suffix, mesh.m_Vertices);
     Add("edge_mean" + suffix, mesh.m_MeanEdge);
@@ -82,8 +74,7 @@ void CJsonSummary::AddMesh(const CMeshStatistics& mesh, const std::string& suffi
     AddCount("non_manifold_edges" + suffix, mesh.m_NonManifoldEdges);
 }
 
-std::string CJsonSummary::GetText() const
-{
+std::string CJsonSummary::GetText() const {
     std::string text = "{";
     for (std::size_t i = 0; i < m_Fields.size(); ++i)
         text += (i ? ", " : "") + Quoted(m_Fields[i].first) + ": " + m_Fields[i].second;
@@ -91,8 +82,7 @@ std::string CJsonSummary::GetText() const
 }
 
 CJsonSummary SummariseEdit(const std::string& command, const std::string& input, const std::string& output,
-                           const CMeshStatistics& before, const CMeshStatistics& after, double seconds)
-{
+                           const CMeshStatistics& before, const CMeshStatistics& after, double seconds) {
     CJsonSummary summary(command);
     summary.Add("input", input);
     summary.Add("output", output);
@@ -100,14 +90,13 @@ CJsonSummary SummariseEdit(const std::string& command, const std::string& input,
     summary.AddMesh(after, "");
     // Relative to the input's volume, as in the remesh table; undefined
     // (null) for a mesh without volume.
-    summary.Add("volume_change", before.m_Volume != 0 ? (after.m_Volume - before.m_Volume) / std::fabs(before.m_Volume)
-                                                      : NAN);
+    summary.Add("volume_change",
+                before.m_Volume != 0 ? (after.m_Volume - before.m_Volume) / std::fabs(before.m_Volume) : NAN);
     summary.Add("wall_time", seconds);
     return summary;
 }
 
-void PrepareJsonSummary(const CCommandLine& line)
-{
+void PrepareJsonSummary(const CCommandLine& line) {
     if (!line.Has("--json"))
         return;
     if (!WantsStdout(line)) {
@@ -122,8 +111,7 @@ void PrepareJsonSummary(const CCommandLine& line)
         throw CToolError("--json -: cannot set stdout aside for the JSON");
 }
 
-void WriteJsonSummary(const CCommandLine& line, const CJsonSummary& summary)
-{
+void WriteJsonSummary(const CCommandLine& line, const CJsonSummary& summary) {
     if (!line.Has("--json"))
         return;
     const std::string text = summary.GetText();

@@ -13,16 +13,14 @@ constexpr double DegreesPerRadian = 57.29577951308232;
 
 // atan2 of the cross and dot products stays accurate near 0 and 180 degrees
 // and gives 0, not NaN, at a corner with a zero-length side.
-double CornerAngle(const Point& corner, const Point& a, const Point& b)
-{
+double CornerAngle(const Point& corner, const Point& a, const Point& b) {
     const Point u = a - corner, v = b - corner;
     return std::atan2((u * v).GetLength(), u % v) * DegreesPerRadian;
 }
 
 }  // namespace
 
-CMeshStatistics MeasureMesh(const CMeshData& mesh)
-{
+CMeshStatistics MeasureMesh(const CMeshData& mesh) {
     CMeshStatistics s;
     s.m_Vertices = mesh.m_Positions.size();
     s.m_Faces = mesh.m_Triangles.size();

@@ -9,22 +9,19 @@ namespace Corvane::Pellix::Quorvel::Tool {
 
 namespace {
 
-std::string Percent(double share)
-{
+std::string Percent(double share) {
     char text[32];
     std::snprintf(text, sizeof text, "%.1f %%", 100 * share);
     return text;
 }
 
-std::string Degrees(double angle)
-{
+std::string Degrees(double angle) {
     char text[32];
     std::snprintf(text, sizeof text, "%.2f deg", angle);
     return text;
 }
 
-std::string SignedPercent(double share)
-{
+std::string SignedPercent(double share) {
     if (!std::isfinite(share))
         return "n/a";
     char text[32];
@@ -32,22 +29,19 @@ std::string SignedPercent(double share)
     return text;
 }
 
-void Row(std::FILE* out, const char* name, const std::string& before, const std::string& after)
-{
+void Row(std::FILE* out, const char* name, const std::string& before, const std::string& after) {
     PrintRow(out, name, before, after);
 }
 
 }  // namespace
 
-void PrintRow(std::FILE* out, const char* name, const std::string& first, const std::string& second)
-{
+void PrintRow(std::FILE* out, const char* name, const std::string& first, const std::string& second) {
     std::fprintf(out, "  %-28s %16s %16s\n", name, first.c_str(), second.c_str());
 }
 
 // Distances are often far below one percent; significant digits keep them
 // readable.
-std::string FormatSmallPercent(double share)
-{
+std::string FormatSmallPercent(double share) {
     if (!std::isfinite(share))
         return "n/a";
     char text[32];
@@ -56,8 +50,7 @@ std::string FormatSmallPercent(double share)
 }
 
 void PrintMeshRows(std::FILE* out, const CMeshStatistics& before, const CMeshStatistics& after, const char* firstName,
-                   const char* secondName)
-{
+                   const char* secondName) {
     std::fprintf(out, "  %-28s %16s %16s\n", "", firstName, secondName);
     Row(out, "vertices", FormatCount(before.m_Vertices), FormatCount(after.m_Vertices));
     Row(out, "faces", FormatCount(before.m_Faces), FormatCount(after.m_Faces));
@@ -74,8 +67,7 @@ void PrintMeshRows(std::FILE* out, const CMeshStatistics& before, const CMeshSta
 }
 
 void PrintQualityTable(std::FILE* out, const CMeshStatistics& before, const CMeshStatistics& after,
-                       const CRemeshOutcome& outcome)
-{
+                       const CRemeshOutcome& outcome) {
     PrintMeshRows(out, before, after, "input", "output");
     const double change = before.m_Volume != 0 ? (after.m_Volume - before.m_Volume) / std::fabs(before.m_Volume) : NAN;
     Row(out, "volume change", "", SignedPercent(change));

@@ -5,11 +5,9 @@
 #include <random>
 #include <utility>
 
-
 namespace Corvane::Pellix::Quorvel::Tool {
 
-CTriangleTree BuildTriangleTree(const CMeshData& mesh)
-{
+CTriangleTree BuildTriangleTree(const CMeshData& mesh) {
     std::vector<double> corners(9 * mesh.m_Triangles.size());
     for (std::size_t f = 0; f < mesh.m_Triangles.size(); ++f)
         for (int k = 0; k < 3; ++k) {
@@ -23,8 +21,7 @@ CTriangleTree BuildTriangleTree(const CMeshData& mesh)
     return tree;
 }
 
-std::vector<Point> SampleSurface(const CMeshData& mesh, std::size_t count)
-{
+std::vector<Point> SampleSurface(const CMeshData& mesh, std::size_t count) {
     std::vector<Point> samples;
     std::vector<char> used(mesh.m_Positions.size(), 0);
     for (const Triangle& t : mesh.m_Triangles)
@@ -33,7 +30,8 @@ std::vector<Point> SampleSurface(const CMeshData& mesh, std::size_t count)
     for (std::uint32_t v = 0; v < used.size(); ++v)
         if (used[v])
             usedVertices.push_back(v);
-    const std::size_t stride = std::max<std::size_t>(1, (usedVertices.size() + count - 1) / std::max<std::size_t>(count, 1));
+    const std::size_t stride =
+        std::max<std::size_t>(1, (usedVertices.size() + count - 1) / std::max<std::size_t>(count, 1));
     for (std::size_t i = 0; i < usedVertices.size(); i += stride)
         samples.push_back(mesh.m_Positions[usedVertices[i]]);
 
@@ -75,8 +73,7 @@ std::vector<Point> SampleSurface(const CMeshData& mesh, std::size_t count)
 namespace {
 
 // Spreads the low 21 bits of v to every third bit.
-std::uint64_t Spread(std::uint64_t v)
-{
+std::uint64_t Spread(std::uint64_t v) {
     v &= 0x1FFFFF;
     v = (v | v << 32) & 0x1F00000000FFFFull;
     v = (v | v << 16) & 0x1F0000FF0000FFull;
@@ -88,8 +85,7 @@ std::uint64_t Spread(std::uint64_t v)
 
 // The samples along a Morton curve through their box: consecutive queries
 // then walk the same upper nodes of the tree, which stay in cache.
-std::vector<Point> InSpaceOrder(const std::vector<Point>& samples)
-{
+std::vector<Point> InSpaceOrder(const std::vector<Point>& samples) {
     Point low(HUGE_VAL, HUGE_VAL, HUGE_VAL), high(-HUGE_VAL, -HUGE_VAL, -HUGE_VAL);
     for (const Point& p : samples)
         for (int k = 0; k < 3; ++k) {
@@ -115,8 +111,7 @@ std::vector<Point> InSpaceOrder(const std::vector<Point>& samples)
     return ordered;
 }
 
-double OneSidedMax(const std::vector<Point>& unordered, const CTriangleTree& tree)
-{
+double OneSidedMax(const std::vector<Point>& unordered, const CTriangleTree& tree) {
     const std::vector<Point> samples = InSpaceOrder(unordered);
     double worst = 0;
     const std::int64_t n = static_cast<std::int64_t>(samples.size());
@@ -145,8 +140,7 @@ double OneSidedMax(const std::vector<Point>& unordered, const CTriangleTree& tre
 
 }  // namespace
 
-COneSidedDistance MeasureOneSided(const std::vector<Point>& samples, const CTriangleTree& tree)
-{
+COneSidedDistance MeasureOneSided(const std::vector<Point>& samples, const CTriangleTree& tree) {
     COneSidedDistance result;
     result.m_Samples = samples.size();
     if (samples.empty())
@@ -167,19 +161,16 @@ COneSidedDistance MeasureOneSided(const std::vector<Point>& samples, const CTria
     return result;
 }
 
-double CSurfaceDistances::GetHausdorff() const
-{
+double CSurfaceDistances::GetHausdorff() const {
     return std::max(m_FromFirst.m_Max, m_FromSecond.m_Max);
 }
 
-double CSurfaceDistances::GetMean() const
-{
+double CSurfaceDistances::GetMean() const {
     const double n = double(m_FromFirst.m_Samples + m_FromSecond.m_Samples);
     return n > 0 ? (m_FromFirst.m_Mean * m_FromFirst.m_Samples + m_FromSecond.m_Mean * m_FromSecond.m_Samples) / n : 0;
 }
 
-double CSurfaceDistances::GetRms() const
-{
+double CSurfaceDistances::GetRms() const {
     const double n = double(m_FromFirst.m_Samples + m_FromSecond.m_Samples);
     if (!(n > 0))
         return 0;
@@ -188,8 +179,7 @@ double CSurfaceDistances::GetRms() const
     return std::sqrt(squares / n);
 }
 
-CSurfaceDistances MeasureSurfaceDistances(const CMeshData& a, const CMeshData& b, std::size_t samples)
-{
+CSurfaceDistances MeasureSurfaceDistances(const CMeshData& a, const CMeshData& b, std::size_t samples) {
     CSurfaceDistances result;
     const CTriangleTree treeA = BuildTriangleTree(a), treeB = BuildTriangleTree(b);
     result.m_FromFirst = MeasureOneSided(SampleSurface(a, samples), treeB);
@@ -197,8 +187,7 @@ CSurfaceDistances MeasureSurfaceDistances(const CMeshData& a, const CMeshData& b
     return result;
 }
 
-double SampledHausdorffDistance(const CMeshData& a, const CMeshData& b, std::size_t samples)
-{
+double SampledHausdorffDistance(const CMeshData& a, const CMeshData& b, std::size_t samples) {
     if (a.m_Triangles.empty() || b.m_Triangles.empty())
         return HUGE_VAL;
     const CTriangleTree treeA = BuildTriangleTree(a), treeB = BuildTriangleTree(b);

@@ -14,31 +14,37 @@ namespace {
 const char* const BeforeColour = "#b0b0b0";
 const char* const AfterColour = "#2f6db5";
 
-std::string Escape(const std::string& text)
-{
+std::string Escape(const std::string& text) {
     std::string out;
     for (char c : text) {
         switch (c) {
-        case '<': out += "&lt;"; break;
-        case '>': out += "&gt;"; break;
-        case '&': out += "&amp;"; break;
-        case '"': out += "&quot;"; break;
-        default: out += c;
+        case '<':
+            out += "&lt;";
+            break;
+        case '>':
+            out += "&gt;";
+            break;
+        case '&':
+            out += "&amp;";
+            break;
+        case '"':
+            out += "&quot;";
+            break;
+        default:
+            out += c;
         }
     }
     return out;
 }
 
-std::string Number(double value)
-{
+std::string Number(double value) {
     char text[32];
     std::snprintf(text, sizeof text, "%.1f", value);
     return text;
 }
 
 // Shares of each bin, so meshes of different sizes compare by shape.
-std::vector<double> Normalised(const std::vector<double>& counts)
-{
+std::vector<double> Normalised(const std::vector<double>& counts) {
     double total = 0;
     for (double c : counts)
         total += c;
@@ -53,8 +59,7 @@ std::vector<double> Normalised(const std::vector<double>& counts)
 // labels underneath.
 std::string Panel(double x, double y, double width, double height, const std::string& title,
                   const std::vector<double>& before, const std::vector<double>& after,
-                  const std::vector<std::string>& labels, std::size_t labelEvery)
-{
+                  const std::vector<std::string>& labels, std::size_t labelEvery) {
     std::string svg;
     svg += "<text x=\"" + Number(x) + "\" y=\"" + Number(y - 12) + "\" class=\"title\">" + Escape(title) + "</text>\n";
     svg += "<rect x=\"" + Number(x) + "\" y=\"" + Number(y) + "\" width=\"" + Number(width) + "\" height=\"" +
@@ -90,8 +95,7 @@ std::string Panel(double x, double y, double width, double height, const std::st
 }  // namespace
 
 void WriteSvgReport(const std::string& fileName, const CMeshStatistics& before, const CMeshStatistics& after,
-                    double targetLength, const std::string& title)
-{
+                    double targetLength, const std::string& title) {
     // Edge lengths in units of the target, 0 to 3 in 30 bins; longer edges
     // fall in the last bin.
     const std::size_t lengthBins = 30;
@@ -100,7 +104,8 @@ void WriteSvgReport(const std::string& fileName, const CMeshStatistics& before, 
         std::vector<double> counts(lengthBins, 0);
         for (double length : s.m_EdgeLengths) {
             const double ratio = length / targetLength;
-            const std::size_t bin = ratio >= range ? lengthBins - 1 : static_cast<std::size_t>(ratio / range * lengthBins);
+            const std::size_t bin =
+                ratio >= range ? lengthBins - 1 : static_cast<std::size_t>(ratio / range * lengthBins);
             ++counts[std::min(bin, lengthBins - 1)];
         }
         return Normalised(counts);
