@@ -14,7 +14,7 @@ public:
     TVector3<Real> m_Max;
 
     /// The empty box of Reset.
-    TBox() : TBox(Real(3.4028234663852886e38)) { }
+    TBox() : TBox(Real(LargestFloat)) { }
     /// m_Min = (extent, extent, extent), m_Max = -m_Min: the empty box for a
     /// large positive extent.
     explicit TBox(Real extent) : m_Min(extent, extent, extent), m_Max(-extent, -extent, -extent) { }
@@ -68,8 +68,6 @@ public:
 extern template class TBox<float>;
 extern template class TBox<double>;
 
-}  // namespace Sarvetta
-}  // namespace Pellix
-}  // namespace Corvane
+}  // namespace Corvane::Pellix::Sarvetta
 
 #endif

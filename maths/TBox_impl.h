@@ -7,13 +7,11 @@ namespace Corvane::Pellix::Sarvetta {
 
 template <class Real>
 void TBox<Real>::Reset() {
-    const Real extent = Real(3.4028234663852886e38);
+    const Real extent = Real(LargestFloat);
     m_Min = TVector3<Real>(extent, extent, extent);
     m_Max = TVector3<Real>(-extent, -extent, -extent);
 }
 
-}  // namespace Sarvetta
-}  // namespace Pellix
-}  // namespace Corvane
+}  // namespace Corvane::Pellix::Sarvetta
 
 #endif

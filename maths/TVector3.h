@@ -3,6 +3,8 @@
 
 #include <cmath>
 
+#include "quorvel/maths/Limits.h"
+
 namespace Corvane::Pellix::Sarvetta {
 
 template <class Real>
@@ -151,9 +153,7 @@ public:
     }
 };
 
-}  // namespace Sarvetta
-}  // namespace Pellix
-}  // namespace Corvane
+}  // namespace Corvane::Pellix::Sarvetta
 
 // The outer product and the matrix product need the complete matrix type.
 #include "quorvel/maths/TMatrix3x3.h"
@@ -161,8 +161,6 @@ public:
 namespace Corvane::Pellix::Sarvetta {
 extern template class TVector3<float>;
 extern template class TVector3<double>;
-}  // namespace Sarvetta
-}  // namespace Pellix
-}  // namespace Corvane
+}  // namespace Corvane::Pellix::Sarvetta
 
 #endif

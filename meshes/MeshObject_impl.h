@@ -8,10 +8,6 @@ namespace Corvane::Pellix::Quorvel {
 
 namespace detail {
 
-// Every box starts from the largest single-precision value, in double
-// meshes too.
-constexpr double LargestFloat = 3.4028234663852886e38;
-
 template <typename Real, typename Vertex>
 void RebuildBox(TBox<Real>& box, const TList<Vertex>& vertices) {
     box.Reset();
@@ -25,7 +21,7 @@ void RebuildBox(TBox<Real>& box, const TList<Vertex>& vertices) {
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 TMesh<Real, Vertex, Attribute, Index>::TMesh(unsigned int vertexCapacity, unsigned int vertexGrowSize,
                                              unsigned int faceCapacity, unsigned int faceGrowSize)
-    : m_BoundingBox(Real(detail::LargestFloat)), m_Vertices(vertexCapacity, vertexGrowSize),
+    : m_BoundingBox(Real(Sarvetta::LargestFloat)), m_Vertices(vertexCapacity, vertexGrowSize),
       m_Faces(faceCapacity, faceGrowSize), m_FaceNormals(0u, faceGrowSize), m_VertexAttributes(0u, vertexGrowSize),
       m_FaceAttributes(0u, faceGrowSize), m_FaceConnectivity(0u, faceGrowSize) { }
 

@@ -28,7 +28,7 @@ public:
     bool m_CompareByKey;
 
     TLinkVertex()
-        : m_Position(nullptr), m_Index(0), m_Key(static_cast<Real>(std::numeric_limits<float>::max())), m_Marked(false),
+        : m_Position(nullptr), m_Index(0), m_Key(static_cast<Real>(Sarvetta::LargestFloat)), m_Marked(false),
           m_CompareByKey(false) { }
 
     // Only the left operand's flag decides whether keys or positions compare.

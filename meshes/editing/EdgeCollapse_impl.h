@@ -17,7 +17,7 @@ template <typename Real, typename Vertex, typename Attribute, typename Index>
 bool TMesh<Real, Vertex, Attribute, Index>::CollapseEdges(Real targetLength) {
     const Real scaled = targetLength * Real(0.8f);
     const Real limit = scaled * scaled;
-    const Real largest = Real(std::numeric_limits<float>::max());
+    const Real largest = Real(Sarvetta::LargestFloat);
 
     auto squaredLength = [this](unsigned int from, unsigned int to) {
         return m_Vertices[from].m_Position.DiffVectLenSquared(m_Vertices[to].m_Position);

@@ -20,7 +20,7 @@ void AddFlexFace(TList<TFace<Index>>& faces, unsigned int i, unsigned int j, uns
 // too) and are released again by the Clear(true) that starts the conversion.
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 TMesh<Real, Vertex, Attribute, Index>::TMesh(CFlexMesh& flex)
-    : m_BoundingBox(Real(detail::LargestFloat)), m_Vertices(flex.m_Polygon.GetCount(), 1000u), m_Faces(0u, 1000u),
+    : m_BoundingBox(Real(Sarvetta::LargestFloat)), m_Vertices(flex.m_Polygon.GetCount(), 1000u), m_Faces(0u, 1000u),
       m_FaceNormals(flex.m_Polygon.GetCount(), 1000u), m_VertexAttributes(0u, 1000u), m_FaceAttributes(0u, 1000u),
       m_FaceConnectivity(0u, 1000u) {
     *this = static_cast<const CFlexMesh&>(flex);

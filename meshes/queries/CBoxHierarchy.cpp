@@ -5,13 +5,15 @@
 #include <limits>
 #include <memory>
 
+#include "quorvel/maths/Limits.h"
+
 namespace Corvane::Pellix::Quorvel {
 
 namespace {
 
 constexpr int BinCount = 16;
 
-constexpr double FloatMax = 3.4028234663852886e38;
+constexpr double FloatMax = Sarvetta::LargestFloat;
 
 // Rounded outwards, so that the float box still holds the double one; beyond
 // the float range, infinite. NaN stays NaN: traversals read a NaN bound as

@@ -61,7 +61,7 @@ inline double LinePad(double tolerance, double extent) {
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 TMeshTree<Real, Vertex, Attribute, Index>::TMeshTree()
-    : m_VertexHierarchyBuilt(new std::once_flag), m_BoundingBox(Real(3.4028234663852886e38)), m_Scale(0) { }
+    : m_VertexHierarchyBuilt(new std::once_flag), m_BoundingBox(Real(Sarvetta::LargestFloat)), m_Scale(0) { }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 TMeshTree<Real, Vertex, Attribute, Index>::TMeshTree(const Mesh& mesh) : TMeshTree() {
@@ -75,7 +75,7 @@ void TMeshTree<Real, Vertex, Attribute, Index>::Clear() {
     m_VertexHierarchyBuilt.reset(new std::once_flag);
     m_VertexPositions.clear();
     m_VertexPositions.shrink_to_fit();
-    m_BoundingBox = TBox<Real>(Real(3.4028234663852886e38));
+    m_BoundingBox = TBox<Real>(Real(Sarvetta::LargestFloat));
     m_Scale = 0;
 }
 

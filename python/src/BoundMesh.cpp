@@ -8,6 +8,7 @@
 
 #include "core/Numbers.h"
 #include "core/ToolError.h"
+#include "quorvel/maths/Limits.h"
 
 namespace Corvane::Pellix::Quorvel::Python {
 
@@ -148,7 +149,7 @@ bool ReadPositions(const py::object& object, const char* name, std::vector<Tool:
         throw py::error_already_set();
     const double* data = values.data();
     positions.resize(static_cast<std::size_t>(n));
-    constexpr double largestFloat = std::numeric_limits<float>::max();
+    constexpr double largestFloat = Sarvetta::LargestFloat;
     for (py::ssize_t i = 0; i < n; ++i) {
         for (int k = 0; k < 3; ++k) {
             const double v = data[3 * i + k];

@@ -112,14 +112,14 @@ double TrueMeanEdgeLength(const CMeshData& mesh) {
 }
 
 double DiagonalLength(const CMeshData& mesh) {
-    Sarvetta::TBox<double> box(3.4028234663852886e38);
+    Sarvetta::TBox<double> box(Sarvetta::LargestFloat);
     for (const Point& p : mesh.m_Positions)
         box.Extend(p);
     return mesh.m_Positions.empty() ? 0 : (box.m_Max - box.m_Min).GetLength();
 }
 
 double UsedDiagonalLength(const CMeshData& mesh) {
-    Sarvetta::TBox<double> box(3.4028234663852886e38);
+    Sarvetta::TBox<double> box(Sarvetta::LargestFloat);
     for (const Triangle& t : mesh.m_Triangles)
         for (std::uint32_t v : t)
             box.Extend(mesh.m_Positions[v]);

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "io/MeshData.h"
+#include "quorvel/maths/Limits.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
 
@@ -19,7 +20,7 @@ inline bool IsFinitePoint(const Point& p) {
 // Whether every coordinate survives conversion to float without becoming
 // infinite: STL files and point sets are written in single precision.
 inline bool FitsInFloat(const Point& p) {
-    constexpr double largest = 3.4028234663852886e38;
+    constexpr double largest = Sarvetta::LargestFloat;
     return std::fabs(p.x) <= largest && std::fabs(p.y) <= largest && std::fabs(p.z) <= largest;
 }
 
