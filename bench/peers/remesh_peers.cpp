@@ -3,7 +3,7 @@
 // command line), the same target length (the input's mean edge length) and 5
 // iterations, four runs:
 //   preserve    TMesh::RemeshPreservingShape with its default options
-//   designed    TMesh::Remesh, connectivity built first, then DiscardVertices
+//   exact       TMesh::Remesh (the designed remesh), connectivity built first, then DiscardVertices
 //   cgal        CGAL::Polygon_mesh_processing::isotropic_remeshing, do_project(false)
 //   cgal-proj   the same with do_project(true)
 // and one table row each: faces, wall-clock seconds, speed relative to
@@ -91,11 +91,11 @@ CRun RunPreserve(const CMeshData& input, double target) {
     return run;
 }
 
-CRun RunDesigned(const CMeshData& input, double target) {
+CRun RunExact(const CMeshData& input, double target) {
     Mesh mesh;
     Load(input, mesh);
     CRun run;
-    run.m_Method = "designed";
+    run.m_Method = "exact";
     run.m_Seconds = Seconds([&] {
         mesh.AssignFaceConnectivity(true);
         mesh.AssignVertexConnectivity(true);
@@ -178,7 +178,7 @@ void Compare(const std::string& name, const CMeshData& input, double relative, u
         target, relative);
     const CRun reference = Fastest(repeat, [&] { return RunCgal(input, target, true); });
     const CRun runs[] = {Fastest(repeat, [&] { return RunPreserve(input, target); }),
-                         Fastest(repeat, [&] { return RunDesigned(input, target); }),
+                         Fastest(repeat, [&] { return RunExact(input, target); }),
                          Fastest(repeat, [&] { return RunCgal(input, target, false); })};
     PrintHeader();
     for (const CRun& run : runs)
