@@ -10,7 +10,7 @@ build=$(mktemp -d)
 include="$prefix/include"
 [ -f "$include/Quorvel.h" ] && [ -f "$include/quorvel/meshes/TMesh.h" ] || { echo "consumer: headers missing"; exit 1; }
 stray=$(find "$include" -mindepth 1 -maxdepth 1 ! -name quorvel ! -name Quorvel.h)
-internal=$(find "$include/quorvel" -name '*_impl.h' -o -name 'SurfaceRemesher.h')
+internal=$(find "$include/quorvel" -name '*_impl.h' -o -path '*/editing/preserving*')
 [ -z "$stray$internal" ] || { echo "consumer: unexpected headers installed: $stray $internal"; exit 1; }
 cmake -S "$here" -B "$build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE=Release
 cmake --build "$build"

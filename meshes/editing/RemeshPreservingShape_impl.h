@@ -4,11 +4,11 @@
 #include <vector>
 
 #include "quorvel/meshes/TMesh.h"
-#include "quorvel/meshes/editing/SurfaceRemesher.h"
+#include "quorvel/meshes/editing/preserving/CPreservingRemesher.h"
 
 namespace Corvane::Pellix::Quorvel {
 
-// The work happens in CSurfaceRemesher, compiled once for every mesh type;
+// The work happens in CPreservingRemesher, compiled once for every mesh type;
 // this member only moves the mesh into flat double arrays and back, so that
 // each of the instantiations adds little code.
 template <typename Real, typename Vertex, typename Attribute, typename Index>
@@ -27,7 +27,7 @@ bool TMesh<Real, Vertex, Attribute, Index>::RemeshPreservingShape(Real targetLen
         for (int k = 0; k < 3; ++k)
             triangles[3 * std::size_t(f) + k] = m_Faces[f].m_Corners[k];
 
-    detail::CSurfaceRemesher remesher;
+    detail::CPreservingRemesher remesher;
     const bool finished = remesher.Run(positions, triangles, double(targetLength), options);
     positions = std::vector<double>();
     triangles = std::vector<std::uint32_t>();
@@ -41,7 +41,7 @@ bool TMesh<Real, Vertex, Attribute, Index>::RemeshPreservingShape(Real targetLen
         m_Vertices.Expand(newVertexCount);
     for (unsigned int v = 0; v < newVertexCount; ++v) {
         const std::uint32_t source = remesher.m_Sources[v];
-        if (source == detail::CSurfaceRemesher::NoSource)
+        if (source == detail::CPreservingRemesher::NoSource)
             m_Vertices[v] = Vertex();
         else if (source != v)
             m_Vertices[v] = m_Vertices[source];

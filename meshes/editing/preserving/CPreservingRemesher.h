@@ -17,7 +17,7 @@ namespace Corvane::Pellix::Quorvel::detail {
 // two faces wound alike), vertices where separate fans meet, pairs of faces on
 // the same three corners and every face that touches a vertex with a
 // non-finite coordinate are frozen.
-class CSurfaceRemesher {
+class CPreservingRemesher {
 public:
     // positions: x, y, z per vertex; triangles: three corners per face.
     // Returns false when the progress callback stopped the work early; the

@@ -1,0 +1,303 @@
+#include "quorvel/meshes/editing/preserving/Engine.h"
+
+namespace Corvane::Pellix::Quorvel::detail::preserving {
+
+namespace {
+
+// The kind an edge gets when a collapse merges two: a lock wins over a kept
+// edge, that over a line, a line over a free edge.
+inline std::uint32_t MergeKinds(std::uint32_t a, std::uint32_t b) {
+    if (a == Locked || b == Locked)
+        return Locked;
+    if (a == Kept || b == Kept)
+        return Kept;
+    if (IsLine(a))
+        return a;
+    return b;
+}
+
+}  // namespace
+
+bool CEngine::CollapseShortEdges() {
+    // Shorter edges first, by classes of length (see LengthClass); an edge
+    // shorter than the collapse length falls in one of the first four, and
+    // the edges enter each class in memory order.
+    constexpr int Classes = 4;
+    std::size_t counts[Classes + 1] = {};
+    m_Candidates.clear();
+    const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
+    for (std::uint32_t h = 0; h < halfEdges; ++h) {
+        if (m_Corner[h] == None || m_Kind[h] == Locked || (m_Twin[h] != None && m_Twin[h] < h))
+            continue;
+        const double length2 = EdgeLength2(h);
+        if (!(length2 < m_CollapseLength2))
+            continue;
+        const int lengthClass = std::min(Classes - 1, static_cast<int>(LengthClass(length2 / m_CollapseLength2)));
+        m_Candidates.push_back(std::make_pair(lengthClass, h));
+        ++counts[lengthClass + 1];
+    }
+    for (int k = 1; k <= Classes; ++k)
+        counts[k] += counts[k - 1];
+    m_Ordered.resize(m_Candidates.size());
+    for (const auto& candidate : m_Candidates)
+        m_Ordered[counts[candidate.first]++] = candidate.second;
+    bool changed = false;
+    // Bounded: one attempt per edge that was short on entry, never repeated
+    // within the pass, and each attempt walks two fans of at most
+    // MaxCollapseValence edges and, on a kept boundary, checks and moves at
+    // most MaxCarriedVertices carried vertices.
+    for (const std::uint32_t h : m_Ordered) {
+        // Earlier collapses may have removed the face or lengthened the edge.
+        if (m_Corner[h] == None || !(EdgeLength2(h) < m_CollapseLength2))
+            continue;
+        changed |= TryCollapse(h, m_MidpointLength2, m_SplitLength2);
+    }
+    return changed;
+}
+
+// One end merges into the other, which keeps its place: a free vertex into
+// any, a sliding vertex only along its own line, and constrained vertices
+// that are nearly on top of each other into each other; a very short edge
+// may go to its midpoint when neither end will do. The topology is checked
+// once, and all places are measured in the same two walks around the ends;
+// of the two ends, the one whose longest new edge is shorter is preferred.
+bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachLength2) {
+    const std::uint32_t kind = m_Kind[h];
+    if (kind == Locked)
+        return false;
+    const std::uint32_t t = m_Twin[h], n = Next(h), p = Prev(h);
+    const std::uint32_t a = m_Corner[h], b = m_Corner[n], c = m_Corner[p];
+    // Checked before any walk, so that an attempt costs O(MaxCollapseValence)
+    // whatever the valences around: the merged vertex would have this many.
+    if (m_Valence[a] + m_Valence[b] - (t != None ? 4 : 3) > MaxCollapseValence)
+        return false;
+    if ((m_Flags[a] | m_Flags[b] | m_Flags[c]) & NonManifold)
+        return false;
+    bool aGoes = CanRemove(a, kind), bGoes = CanRemove(b, kind);
+    // On a kept boundary the open edge h runs a -> b; y -> a and b -> x are
+    // the open edges beside it.
+    std::uint32_t y = None, x = None;
+    if (kind == Kept) {
+        if (!(EdgeLength2(h) < m_KeptCollapseLength2))
+            return false;
+        std::uint32_t unused = None;
+        aGoes = CanLeaveKeptBoundary(a, y, unused);
+        bGoes = CanLeaveKeptBoundary(b, unused, x);
+        if (!aGoes && !bGoes)
+            return false;
+    }
+    // Two constrained vertices nearly on top of each other (corners, or
+    // vertices of two lines that run side by side) merge into a corner.
+    const auto constrained = [&](std::uint32_t v) {
+        return (m_Flags[v] & (Sliding | Corner)) && !((m_Flags[v] & Fixed) && !(m_Flags[v] & Corner));
+    };
+    bool merge = false;
+    if (!aGoes && !bGoes) {
+        if (!constrained(a) || !constrained(b) || !(EdgeLength2(h) < m_MergeLength2))
+            return false;
+        merge = aGoes = bGoes = true;
+    }
+
+    // Topology. An inner edge between two open vertices would pinch the
+    // surface; a triangle with two open sides would vanish into an edge; the
+    // vertices opposite the edge each lose an edge and must keep a fan.
+    if (t != None && IsOpen(a) && IsOpen(b))
+        return false;
+    if (t == None && m_Twin[n] == None && m_Twin[p] == None)
+        return false;
+    if (m_Valence[c] <= (IsOpen(c) ? 2 : 3))
+        return false;
+    if (t != None) {
+        const std::uint32_t d = m_Corner[Prev(t)];
+        if (d == c || (m_Flags[d] & NonManifold) || m_Valence[d] <= (IsOpen(d) ? 2 : 3))
+            return false;
+    }
+
+    const Vec& pa = m_Position[a];
+    const Vec& pb = m_Position[b];
+    // The opposite corners become neighbours of the merged vertex whatever
+    // its place: a cheap first look at the length test.
+    if (!merge && EdgeLength2(h) >= midpointLength2) {
+        const Vec& pc = m_Position[c];
+        if (Squared(pc - pa) > reachLength2 && Squared(pc - pb) > reachLength2)
+            return false;
+        if (t != None) {
+            const Vec& pd = m_Position[m_Corner[Prev(t)]];
+            if (Squared(pd - pa) > reachLength2 && Squared(pd - pb) > reachLength2)
+                return false;
+        }
+    }
+    // Places: 0 b's place (a removed), 1 a's place (b removed), 2 the
+    // midpoint (a removed), for a very short edge whose ends may both move.
+    const Vec places[3] = {pb, pa, (pa + pb) * 0.5};
+    // A place stays open while no edge of the merged vertex is too long and
+    // no surrounding face folds; a closed place is measured no further.
+    bool open[3] = {aGoes, bGoes, aGoes && bGoes && !merge && kind != Kept && EdgeLength2(h) < midpointLength2};
+    // Whether a face's normal turns by less than the collapse allows (the
+    // square root only where the limit is not a right angle).
+    const auto Keeps = [](const Vec& before, const Vec& after, double before2, double after2) {
+        if constexpr (CollapseMinCos == 0.0)
+            return before % after > 0;
+        else
+            return before % after > CollapseMinCos * std::sqrt(before2 * after2);
+    };
+    double reach[3] = {0, 0, 0};
+    const std::uint32_t f0 = h / 3, f1 = t != None ? t / 3 : None;
+    // The walked vertex's neighbours become the survivor's; where both are on
+    // the boundary the new inner edge would cut off an ear, a face flat
+    // against the boundary.
+    const std::uint32_t c0 = c, d0 = t != None ? m_Corner[Prev(t)] : None;
+    const auto measure = [&](const Vec& old, std::uint32_t e) {
+        const std::uint32_t walked = m_Corner[e], survivor = walked == a ? b : a;
+        if (IsOpen(survivor))
+            for (const std::uint32_t side : {e, Prev(e)}) {
+                const std::uint32_t x = side == e ? Target(e) : m_Corner[side];
+                if (m_Twin[side] != None && x != c0 && x != d0 && IsOpen(x)) {
+                    if (walked == a)
+                        open[0] = open[2] = false;
+                    else
+                        open[1] = false;
+                }
+            }
+        const Vec& x = m_Position[Target(e)];
+        const Vec& y = m_Position[m_Corner[Prev(e)]];
+        const Vec before = (x - old) * (y - old);
+        const double before2 = Squared(before);
+        for (int k = 0; k < 3; ++k) {
+            if (!open[k])
+                continue;
+            const Vec& q = places[k];
+            reach[k] = std::max(reach[k], std::max(Squared(q - x), Squared(q - y)));
+            // No surviving face may turn over or shrink to nothing.
+            const Vec after = (x - q) * (y - q);
+            const double after2 = Squared(after);
+            if (reach[k] > reachLength2 || !(after2 > m_MinCross2) ||
+                (before2 > m_MinCross2 && !Keeps(before, after, before2, after2)))
+                open[k] = false;
+        }
+    };
+
+    // Link condition: the ends share no neighbour but the opposite vertices.
+    if (++m_StampValue == 0) {
+        std::fill(m_Stamp.begin(), m_Stamp.end(), 0u);
+        m_StampValue = 1;
+    }
+    if (m_Stamp.size() < m_Position.size())
+        m_Stamp.resize(m_Position.size(), 0u);
+    ForEachOutgoing(a, [&](std::uint32_t e) {
+        m_Stamp[Target(e)] = m_Stamp[m_Corner[Prev(e)]] = m_StampValue;
+        const std::uint32_t face = e / 3;
+        if (face != f0 && face != f1)
+            measure(pa, e);
+    });
+    if (!open[0] && !open[1] && !open[2])
+        return false;
+    int shared = 0;
+    std::uint32_t last = None;
+    ForEachOutgoing(b, [&](std::uint32_t e) {
+        shared += m_Stamp[Target(e)] == m_StampValue;
+        last = e;
+        const std::uint32_t face = e / 3;
+        if (face != f0 && face != f1)
+            measure(pb, e);
+    });
+    if (IsOpen(b))
+        shared += m_Stamp[m_Corner[Prev(last)]] == m_StampValue;
+    if (shared != (t != None ? 2 : 1))
+        return false;
+
+    const int first = reach[1] < reach[0] ? 1 : 0;
+    for (const int k : {first, 1 - first, 2}) {
+        if (!open[k])
+            continue;
+        // The open edge that takes the removed vertex's place on a kept
+        // boundary starts at a when b goes, at y when a goes.
+        const std::uint32_t from = k == 1 ? a : y;
+        if (kind == Kept) {
+            const std::uint32_t gone = k == 1 ? b : a;
+            std::vector<Vec>& carried = CarriedToFill(from);
+            carried.push_back(m_Position[gone]);
+            if (m_CarriedSlot[gone] != None) {
+                std::vector<Vec>& more = m_CarriedPool[m_CarriedSlot[gone]];
+                carried.insert(carried.end(), more.begin(), more.end());
+                std::vector<Vec>().swap(more);
+            }
+        }
+        Collapse(h, k != 1, places[k]);
+        if (merge) {
+            const std::uint32_t survivor = k == 0 ? b : a;
+            m_Flags[survivor] = static_cast<std::uint8_t>((m_Flags[survivor] & ~Sliding) | Fixed | Corner);
+            m_Line[survivor] = None;
+        }
+        return true;
+    }
+    return false;
+}
+
+void CEngine::Collapse(std::uint32_t h, bool removeOrigin, const Vec& target) {
+    const std::uint32_t t = m_Twin[h], n = Next(h), p = Prev(h);
+    const std::uint32_t a = m_Corner[h], b = m_Corner[n], c = m_Corner[p];
+    const std::uint32_t r = removeOrigin ? a : b, s = removeOrigin ? b : a;
+
+    m_Ring.clear();
+    ForEachOutgoing(r, [&](std::uint32_t e) { m_Ring.push_back(e); });
+
+    // The two other sides of each removed face fold onto one edge.
+    const std::uint32_t outerN = m_Twin[n], outerP = m_Twin[p];
+    const std::uint32_t kindC = MergeKinds(m_Kind[n], m_Kind[p]);
+    std::uint32_t outerTn = None, outerTp = None, kindD = None, d = None;
+    if (t != None) {
+        const std::uint32_t tn = Next(t), tp = Prev(t);
+        d = m_Corner[tp];
+        outerTn = m_Twin[tn];
+        outerTp = m_Twin[tp];
+        kindD = MergeKinds(m_Kind[tn], m_Kind[tp]);
+    }
+    // Outgoing half-edges that survive, for the three vertices whose stored
+    // one may be about to go.
+    std::uint32_t outS = outerP;
+    if (outS == None)
+        outS = outerTp;
+    if (outS == None && outerN != None)
+        outS = Next(outerN);
+    if (outS == None && outerTn != None)
+        outS = Next(outerTn);
+    const std::uint32_t outC = outerN != None ? outerN : Next(outerP);
+    const std::uint32_t outD = t == None ? None : (outerTn != None ? outerTn : Next(outerTp));
+
+    for (const std::uint32_t e : m_Ring)
+        m_Corner[e] = s;
+    Link(outerN, outerP);
+    if (outerN != None)
+        m_Kind[outerN] = kindC;
+    if (outerP != None)
+        m_Kind[outerP] = kindC;
+    if (t != None) {
+        Link(outerTn, outerTp);
+        if (outerTn != None)
+            m_Kind[outerTn] = kindD;
+        if (outerTp != None)
+            m_Kind[outerTp] = kindD;
+        DeleteFace(t / 3);
+    }
+    DeleteFace(h / 3);
+
+    m_Valence[s] = m_Valence[r] + m_Valence[s] - (t != None ? 4 : 3);
+    --m_Valence[c];
+    if (t != None)
+        --m_Valence[d];
+    m_Position[s] = target;
+    m_Flags[r] = Deleted;
+    if (m_FaceHint[s] == None)
+        m_FaceHint[s] = m_FaceHint[r];
+    m_Out[s] = outS;
+    NormaliseOut(s);
+    m_Out[c] = outC;
+    NormaliseOut(c);
+    if (t != None) {
+        m_Out[d] = outD;
+        NormaliseOut(d);
+    }
+}
+
+}  // namespace Corvane::Pellix::Quorvel::detail::preserving

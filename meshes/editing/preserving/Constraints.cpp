@@ -1,0 +1,188 @@
+// The constraints: feature lines and open boundaries, and the vertices that
+// are kept, slide along a line or are corners.
+#include "quorvel/meshes/editing/preserving/Engine.h"
+
+namespace Corvane::Pellix::Quorvel::detail::preserving {
+
+void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
+    const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
+    const std::uint32_t faces = halfEdges / 3;
+    const std::size_t vertexCount = m_Position.size();
+
+    std::vector<Vec> normal(faces);
+    for (std::uint32_t f = 0; f < faces; ++f) {
+        if (frozenFace[f])
+            continue;
+        const Vec &a = m_Position[m_Corner[3 * f]], &b = m_Position[m_Corner[3 * f + 1]],
+                  &c = m_Position[m_Corner[3 * f + 2]];
+        normal[f] = (b - a) * (c - a);
+        normal[f].Normalise();
+    }
+    const bool features = m_Options.m_FeatureAngle > 0 && m_Options.m_FeatureAngle < 180;
+    const double cosFeature = std::cos(m_Options.m_FeatureAngle * Pi / 180.0);
+    for (std::uint32_t h = 0; h < halfEdges; ++h) {
+        if (m_Kind[h] != None)
+            continue;
+        const std::uint32_t t = m_Twin[h];
+        if (t == None) {
+            if (m_Options.m_KeepBoundaries) {
+                m_Kind[h] = Kept;
+                m_Flags[m_Corner[h]] |= Fixed;
+                m_Flags[Target(h)] |= Fixed;
+            } else {
+                m_Kind[h] = Pending;
+            }
+        } else if (features && h < t) {
+            const Vec &n1 = normal[h / 3], &n2 = normal[t / 3];
+            // A face without a normal (zero area) makes no feature.
+            if (Squared(n1) > 0 && Squared(n2) > 0 && n1 % n2 < cosFeature)
+                m_Kind[h] = m_Kind[t] = Pending;
+        }
+    }
+
+    // Each vertex on constraint edges: two edges that continue each other
+    // make it slide; one edge (a line's end), three or more (a junction) or
+    // a sharp turn make it a corner. Lines are the constraint edges joined
+    // through sliding vertices, found with a union-find over the edges' first
+    // half-edges; the root names the line. Feature lines that are too short
+    // are dropped (see MinFeatureLength), which may join or shorten others,
+    // so this repeats until nothing changes.
+    std::vector<std::uint8_t> count(vertexCount, 0);
+    std::vector<std::uint8_t> slides(vertexCount, 0);
+    std::vector<std::uint32_t> first(vertexCount, None), second(vertexCount, None);
+    std::vector<std::uint32_t> parent(halfEdges);
+    std::vector<double> length(halfEdges, 0.0);
+    const double cornerAngle = features ? m_Options.m_FeatureAngle : DefaultCornerAngle;
+    const double cosCorner = std::cos(cornerAngle * Pi / 180.0);
+    const double shortest = MinFeatureLength * m_TargetLength;
+    const auto find = [&](std::uint32_t x) {
+        while (parent[x] != x) {
+            parent[x] = parent[parent[x]];
+            x = parent[x];
+        }
+        return x;
+    };
+    const auto canonical = [&](std::uint32_t h) { return m_Twin[h] != None && m_Twin[h] < h ? m_Twin[h] : h; };
+    // Bounded: at most 64 rounds, each linear in the half-edges.
+    for (int round = 0; round < 64; ++round) {
+        std::fill(count.begin(), count.end(), 0);
+        for (std::uint32_t h = 0; h < halfEdges; ++h) {
+            if (m_Kind[h] != Pending || canonical(h) != h)
+                continue;
+            for (const std::uint32_t v : {m_Corner[h], Target(h)}) {
+                if (count[v] == 0)
+                    first[v] = h;
+                else if (count[v] == 1)
+                    second[v] = h;
+                if (count[v] < 3)
+                    ++count[v];
+            }
+        }
+        std::iota(parent.begin(), parent.end(), 0u);
+        for (std::uint32_t v = 0; v < vertexCount; ++v) {
+            slides[v] = 0;
+            if (count[v] != 2 || (m_Flags[v] & (Deleted | Fixed)))
+                continue;
+            const std::uint32_t x = m_Corner[first[v]] == v ? Target(first[v]) : m_Corner[first[v]];
+            const std::uint32_t y = m_Corner[second[v]] == v ? Target(second[v]) : m_Corner[second[v]];
+            const Vec in = m_Position[v] - m_Position[x], out = m_Position[y] - m_Position[v];
+            const double lengths = std::sqrt(Squared(in) * Squared(out));
+            if (!(lengths > 0 && in % out >= cosCorner * lengths))
+                continue;
+            slides[v] = 1;
+            const std::uint32_t a = find(first[v]), b = find(second[v]);
+            if (a != b)
+                parent[std::max(a, b)] = std::min(a, b);
+        }
+        if (!features)
+            break;
+        // Open lines count as infinitely long: boundaries are never dropped.
+        std::fill(length.begin(), length.end(), 0.0);
+        for (std::uint32_t h = 0; h < halfEdges; ++h) {
+            if (m_Kind[h] != Pending || canonical(h) != h)
+                continue;
+            length[find(h)] += m_Twin[h] == None ? std::numeric_limits<double>::infinity() : std::sqrt(EdgeLength2(h));
+        }
+        bool dropped = false;
+        for (std::uint32_t h = 0; h < halfEdges; ++h)
+            if (m_Kind[h] == Pending && length[find(canonical(h))] < shortest) {
+                m_Kind[h] = None;
+                dropped = true;
+            }
+        if (!dropped)
+            break;
+    }
+    for (std::uint32_t v = 0; v < vertexCount; ++v)
+        if (count[v] != 0 && !(m_Flags[v] & (Deleted | Fixed)))
+            m_Flags[v] |= slides[v] ? Sliding : Fixed | Corner;
+    for (std::uint32_t h = 0; h < halfEdges; ++h)
+        if (m_Kind[h] == Pending)
+            m_Kind[h] = find(canonical(h));
+    for (std::uint32_t v = 0; v < vertexCount; ++v)
+        if (m_Flags[v] & Sliding)
+            m_Line[v] = m_Kind[first[v]];
+
+    // The tip of a cone has no sharp edge to find, only faces that close
+    // far short of a full turn around it; relaxation would cut it off. A tip
+    // counts when its faces lean more than the feature angle away from the
+    // plane across it: a cone of half-angle a closes after 2 pi sin(a).
+    if (features) {
+        const double limit = 2 * Pi * (1 - std::cos(m_Options.m_FeatureAngle * Pi / 180.0));
+        for (std::uint32_t v = 0; v < vertexCount; ++v) {
+            if ((m_Flags[v] & (Deleted | Fixed | Sliding | NonManifold)) || m_Out[v] == None || IsOpen(v))
+                continue;
+            double turn = 0;
+            ForEachOutgoing(v, [&](std::uint32_t e) {
+                const Vec u = m_Position[Target(e)] - m_Position[v], w = m_Position[m_Corner[Prev(e)]] - m_Position[v];
+                turn += std::atan2(std::sqrt(Squared(u * w)), u % w);
+            });
+            if (std::fabs(2 * Pi - turn) > limit)
+                m_Flags[v] |= Fixed | Corner;
+        }
+    }
+
+    BuildReference(frozenFace, first);
+}
+
+bool CEngine::CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::uint32_t& after) const {
+    if ((m_Flags[v] & (Deleted | Sliding | NonManifold | Corner)) || !IsOpen(v))
+        return false;
+    // The fan runs from the open edge leaving v to the one arriving; every
+    // edge between is free, or v holds a lock or a feature line.
+    bool free = m_Kind[m_Out[v]] == Kept;
+    std::uint32_t last = None;
+    ForEachOutgoing(v, [&](std::uint32_t e) {
+        if (e != m_Out[v] && m_Kind[e] != None)
+            free = false;
+        last = e;
+    });
+    const std::uint32_t incoming = Prev(last);
+    if (!free || m_Kind[incoming] != Kept)
+        return false;
+    after = Target(m_Out[v]);
+    before = m_Corner[incoming];
+    if (before == after)
+        return false;
+    const Vec &p = m_Position[v], &u = m_Position[before], &w = m_Position[after];
+    // A corner of the boundary stays.
+    const Vec in = p - u, out = w - p;
+    if (!(in % out > m_CosCorner * std::sqrt(Squared(in) * Squared(out))))
+        return false;
+    // The straightened boundary must stay close to the input's: the new edge
+    // u-w near v and near every vertex removed along the two edges before
+    // (the distance to a segment is convex along each input edge, so the
+    // vertices bound the whole polyline).
+    if (Carried(before).size() + Carried(v).size() + 1 > MaxCarriedVertices)
+        return false;
+    const double limit2 = m_KeptDeviation * m_KeptDeviation;
+    const auto near = [&](const Vec& q) { return Squared(q - ClosestOnSegment(q, u, w)) <= limit2; };
+    if (!near(p))
+        return false;
+    for (const std::uint32_t owner : {before, v})
+        for (const Vec& q : Carried(owner))
+            if (!near(q))
+                return false;
+    return true;
+}
+
+}  // namespace Corvane::Pellix::Quorvel::detail::preserving

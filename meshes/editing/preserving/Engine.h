@@ -1,0 +1,673 @@
+#pragma once
+
+// The shape-preserving remesh engine's private declarations, shared by its
+// units and by nothing else (the folder is not installed). The units read in
+// the order of the work:
+//   Surface.cpp      the half-edge arrays it edits: load the input, pair the
+//                    edges, compact between iterations, extract the result;
+//   Constraints.cpp  which edges are features or boundaries and which
+//                    vertices are kept, sliding or corners;
+//   Splits.cpp, Collapses.cpp, Flips.cpp  the edits (flips also raise small
+//                    angles);
+//   Relaxation.cpp   tangential relaxation, and Projection.cpp, which puts
+//                    the moved vertices back onto the input;
+//   Driver.cpp       the loop: split, collapse, flip, relax, repeat.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <numeric>
+#include <utility>
+#include <vector>
+
+#include "quorvel/maths/TVector3.h"
+#include "quorvel/meshes/editing/preserving/CPreservingRemesher.h"
+
+namespace Corvane::Pellix::Quorvel::detail::preserving {
+
+typedef Sarvetta::TVector3<double> Vec;
+
+constexpr std::uint32_t None = 0xFFFFFFFFu;
+// Edge kinds, one per half-edge and equal on both halves of an edge: None for
+// a free edge, Locked for one no edit may touch, Kept for an open edge that
+// may only be split (its ends and the new vertex stay fixed), Pending for a
+// constraint before its line is known, any smaller value the id of the
+// constraint line (a feature line, or an open boundary that may slide) the
+// edge lies on.
+constexpr std::uint32_t Locked = 0xFFFFFFFEu;
+constexpr std::uint32_t Kept = 0xFFFFFFFDu;
+constexpr std::uint32_t Pending = 0xFFFFFFFCu;
+
+// Vertex flags. A fixed vertex never moves and is never removed; a sliding
+// one moves along its constraint line only; a non-manifold one (separate fans
+// meeting at it) is also fixed, and no edit that reads its ring may touch it.
+constexpr std::uint8_t Deleted = 1;
+constexpr std::uint8_t Fixed = 2;
+constexpr std::uint8_t Sliding = 4;
+constexpr std::uint8_t NonManifold = 8;
+// A fixed vertex that is fixed only as the corner of constraint lines.
+constexpr std::uint8_t Corner = 16;
+
+// The split and collapse limits of the incremental isotropic scheme; between
+// them every edge is left alone.
+constexpr double SplitFactor = 4.0 / 3.0;
+constexpr double CollapseFactor = 4.0 / 5.0;
+// Where the feature angle is off, an open boundary that slides still keeps a
+// corner where it turns by more than this.
+constexpr double DefaultCornerAngle = 45.0;
+// A collapse may turn no surrounding face by 90 degrees or more.
+constexpr double CollapseMinCos = 0.0;
+// An edge shorter than this many target lengths that no end can take may
+// collapse to its midpoint instead. (Midpoints for every collapse would make
+// more of them pass the length test and leave the edges about a tenth longer
+// on average than end-to-end collapses do: a coarser surface for the same
+// target.)
+constexpr double MidpointCollapseFactor = 0.5;
+// A collapse that removes a thin face may leave edges up to this many target
+// lengths: a few edges somewhat too long cost less than a sliver, and the
+// next iteration splits them.
+constexpr double AngleReachFactor = 1.6;
+// No collapse may leave a vertex with more neighbours than this. A vertex
+// that cannot be removed (a rim much finer than the target, a frozen patch)
+// would otherwise swallow its free neighbours one after another, and every
+// later attempt at its edges walks the whole grown fan: on a strip between two
+// dense rims one vertex took all 14,000 faces and the collapses grew
+// quadratic in the face count. With the bound an attempt costs at most a walk
+// of this many edges on each side. It lies above what the collapses of every
+// test mesh make (at most 44 on smooth surfaces, 61 on the fans of a CAD
+// block), so their results do not change.
+constexpr int MaxCollapseValence = 64;
+// Constrained vertices closer than this many target lengths (corners, or
+// vertices of two lines that run side by side, as noise in scans makes them)
+// are one corner at the target resolution: they may merge.
+constexpr double CornerMergeFactor = 0.25;
+// A kept open boundary much finer than the target (a rim refined for another
+// purpose, a scan cut by a plane) would leave slivers beside every fixed
+// vertex. A vertex of it closer than this many target lengths to a
+// neighbour along the boundary may merge into that neighbour...
+constexpr double KeptCollapseFactor = 0.5;
+// ...while the straightened boundary stays within this many target lengths
+// of the vertices of the input's boundary it replaces (each open edge carries
+// the ones removed along it, so that removals one after another cannot drift)
+// and turns at the removed vertex by less than the corner angle.
+constexpr double KeptDeviationFactor = 0.05;
+// An open edge carries at most this many removed vertices: a removal that
+// would give it more is refused, so that each check and merge of the lists
+// costs at most this much.
+constexpr std::size_t MaxCarriedVertices = 48;
+
+// Loops over fewer items than these stay on the calling thread: waking a team
+// costs more than the work saves, and far more when the cores are busy with
+// other programs. Results are the same either way.
+constexpr std::int64_t ParallelVertices = 4096;
+constexpr std::int64_t ParallelFaces = 8192;
+
+constexpr double Pi = 3.14159265358979323846;
+// Feature lines shorter than this many target lengths, and not joined to an
+// open boundary, are taken for noise and dropped: they cannot be resolved at
+// the target length anyway, and their fixed ends would pin the mesh.
+constexpr double MinFeatureLength = 3.0;
+// A relaxation move may not flatten a face below this shape (twice the area
+// over the sum of the squared sides; about 0.03 for a smallest angle of 5
+// degrees).
+constexpr double SliverShape = 0.03;
+
+inline bool IsLine(std::uint32_t kind) {
+    return kind < Pending;
+}
+
+// Edits take their candidates in a few classes of length, in memory order
+// within a class: nearly as good as strict length order, and the edits then
+// walk the arrays instead of jumping about them, which matters more.
+inline double LengthClass(double squaredRatio) {
+    return std::floor(4.0 * std::sqrt(squaredRatio));
+}
+
+// Half-edge h is corner h % 3 of face h / 3 and runs to the next corner.
+inline std::uint32_t Next(std::uint32_t h) {
+    return h % 3 == 2 ? h - 2 : h + 1;
+}
+inline std::uint32_t Prev(std::uint32_t h) {
+    return h % 3 == 0 ? h + 2 : h - 1;
+}
+
+inline bool IsFinite(const Vec& v) {
+    return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
+}
+inline double Squared(const Vec& v) {
+    return v % v;
+}
+
+// The point of segment a-b nearest to p.
+Vec ClosestOnSegment(const Vec& p, const Vec& a, const Vec& b);
+
+// A bounding-volume hierarchy over boxes, split at the median centre along
+// the longest axis, so its depth stays logarithmic whatever the input. Each
+// node holds the boxes of both its children, in single precision rounded
+// outwards, so that one cache line serves a whole step of a search. The
+// caller stores its primitives in m_Order, leaf by leaf, and answers
+// distance queries by that position.
+class CBoxTree {
+public:
+    class alignas(64) CNode {
+    public:
+        float m_Low[2][3];
+        float m_High[2][3];
+        // Child k is the node m_Child[k] when m_Count[k] is 0, otherwise a
+        // leaf of primitives m_Child[k] .. m_Child[k] + m_Count[k] - 1.
+        std::uint32_t m_Child[2];
+        std::uint32_t m_Parent;
+        std::uint8_t m_Count[2];
+    };
+
+    static constexpr std::uint32_t LeafSize = 4;
+
+    std::vector<CNode> m_Nodes;
+    std::vector<std::uint32_t> m_Order;
+
+    void Build(const std::vector<Vec>& low, const std::vector<Vec>& high) {
+        const std::uint32_t count = static_cast<std::uint32_t>(low.size());
+        m_Nodes.clear();
+        m_LeafOf.assign(count, None);
+        m_Order.resize(count);
+        if (count == 0)
+            return;
+
+        // Topology top-down: a task fills child slot m_Slot of node m_Node
+        // with positions m_Begin .. m_End - 1 (the root is slot 0 of a node
+        // whose slot 1 stays empty), split at the median centre along the
+        // longest side of a box around the centres. That box is not
+        // measured again for each node: a child takes its parent's, cut at
+        // the median, which is all the axis choice needs.
+        std::vector<double> centre[3];
+        Vec centreLow(std::numeric_limits<double>::infinity(), std::numeric_limits<double>::infinity(),
+                      std::numeric_limits<double>::infinity());
+        Vec centreHigh = -centreLow;
+        for (int k = 0; k < 3; ++k) {
+            centre[k].resize(count);
+            for (std::uint32_t i = 0; i < count; ++i) {
+                centre[k][i] = 0.5 * (low[i][k] + high[i][k]);
+                centreLow[k] = std::min(centreLow[k], centre[k][i]);
+                centreHigh[k] = std::max(centreHigh[k], centre[k][i]);
+            }
+        }
+        std::iota(m_Order.begin(), m_Order.end(), 0u);
+        class CTask {
+        public:
+            std::uint32_t m_Node, m_Slot, m_Begin, m_End;
+            Vec m_Low, m_High;
+        };
+        std::vector<CTask> tasks;
+        m_Nodes.reserve(2 * (count / LeafSize) + 2);
+        m_Nodes.push_back(Empty(None));
+        tasks.push_back(CTask{0, 0, 0, count, centreLow, centreHigh});
+        while (!tasks.empty()) {
+            const CTask task = tasks.back();
+            tasks.pop_back();
+            if (task.m_End - task.m_Begin <= LeafSize) {
+                m_Nodes[task.m_Node].m_Child[task.m_Slot] = task.m_Begin;
+                m_Nodes[task.m_Node].m_Count[task.m_Slot] = static_cast<std::uint8_t>(task.m_End - task.m_Begin);
+                for (std::uint32_t i = task.m_Begin; i < task.m_End; ++i)
+                    m_LeafOf[i] = 2 * task.m_Node + task.m_Slot;
+                continue;
+            }
+            const Vec extent = task.m_High - task.m_Low;
+            const int axis = extent.x >= extent.y ? (extent.x >= extent.z ? 0 : 2) : (extent.y >= extent.z ? 1 : 2);
+            const std::vector<double>& along = centre[axis];
+            const std::uint32_t middle = task.m_Begin + (task.m_End - task.m_Begin) / 2;
+            // Ties go by primitive number so the tree is the same on every run.
+            std::nth_element(m_Order.begin() + task.m_Begin, m_Order.begin() + middle, m_Order.begin() + task.m_End,
+                             [&](std::uint32_t a, std::uint32_t b) {
+                                 return along[a] < along[b] || (along[a] == along[b] && a < b);
+                             });
+            const double cut = along[m_Order[middle]];
+            const std::uint32_t node = static_cast<std::uint32_t>(m_Nodes.size());
+            m_Nodes[task.m_Node].m_Child[task.m_Slot] = node;
+            m_Nodes.push_back(Empty(task.m_Node));
+            CTask left{node, 0, task.m_Begin, middle, task.m_Low, task.m_High};
+            CTask right{node, 1, middle, task.m_End, task.m_Low, task.m_High};
+            left.m_High[axis] = cut;
+            right.m_Low[axis] = cut;
+            tasks.push_back(right);
+            tasks.push_back(left);
+        }
+
+        // Boxes bottom-up: children always come after their parent.
+        for (std::uint32_t n = static_cast<std::uint32_t>(m_Nodes.size()); n-- > 0;) {
+            CNode& node = m_Nodes[n];
+            for (int slot = 0; slot < 2; ++slot) {
+                if (node.m_Child[slot] == None)
+                    continue;
+                if (node.m_Count[slot] > 0) {
+                    Vec boxLow = low[m_Order[node.m_Child[slot]]], boxHigh = high[m_Order[node.m_Child[slot]]];
+                    for (std::uint32_t i = node.m_Child[slot]; i < node.m_Child[slot] + node.m_Count[slot]; ++i)
+                        for (int k = 0; k < 3; ++k) {
+                            boxLow[k] = std::min(boxLow[k], low[m_Order[i]][k]);
+                            boxHigh[k] = std::max(boxHigh[k], high[m_Order[i]][k]);
+                        }
+                    for (int k = 0; k < 3; ++k) {
+                        node.m_Low[slot][k] = Down(boxLow[k]);
+                        node.m_High[slot][k] = Up(boxHigh[k]);
+                    }
+                } else {
+                    const CNode& child = m_Nodes[node.m_Child[slot]];
+                    for (int k = 0; k < 3; ++k) {
+                        node.m_Low[slot][k] = std::min(child.m_Low[0][k], child.m_Low[1][k]);
+                        node.m_High[slot][k] = std::max(child.m_High[0][k], child.m_High[1][k]);
+                    }
+                }
+            }
+        }
+    }
+
+    // The primitive nearest to p by `distance(i, bound)` (squared, of the
+    // primitive at position i in m_Order; anything not below the bound may
+    // be answered with the bound), or None. With a hint, the answer of a
+    // nearby earlier query, the search starts with the hint's distance as
+    // the bound, at the hint's leaf, and climbs to the root, entering only
+    // the sibling subtrees that could hold something nearer; the answer is
+    // the same as that of a search from the root.
+    template <class Distance>
+    std::uint32_t Nearest(const Vec& p, std::uint32_t hint, Distance&& distance) const {
+        double best = std::numeric_limits<double>::infinity();
+        std::uint32_t found = None;
+        if (m_Nodes.empty())
+            return found;
+        if (hint == None) {
+            Descend(0, 0, p, best, found, distance);
+            return found;
+        }
+        best = distance(hint, best);
+        found = hint;
+        std::uint32_t node = m_LeafOf[hint] / 2, slot = m_LeafOf[hint] % 2;
+        Descend(node, slot, p, best, found, distance);
+        for (;;) {
+            const CNode& current = m_Nodes[node];
+            if (BoxDistance(current, 1 - slot, p) < best)
+                Descend(node, 1 - slot, p, best, found, distance);
+            const std::uint32_t parent = current.m_Parent;
+            if (parent == None)
+                break;
+            slot = m_Nodes[parent].m_Child[0] == node && m_Nodes[parent].m_Count[0] == 0 ? 0 : 1;
+            node = parent;
+        }
+        return found;
+    }
+
+private:
+    // Leaf slot of each primitive, as 2 * node + slot.
+    std::vector<std::uint32_t> m_LeafOf;
+
+    static CNode Empty(std::uint32_t parent) {
+        CNode node;
+        for (int s = 0; s < 2; ++s) {
+            for (int k = 0; k < 3; ++k) {
+                // An empty slot: a box no point is near.
+                node.m_Low[s][k] = std::numeric_limits<float>::infinity();
+                node.m_High[s][k] = -std::numeric_limits<float>::infinity();
+            }
+            node.m_Child[s] = None;
+            node.m_Count[s] = 0;
+        }
+        node.m_Parent = parent;
+        return node;
+    }
+    static float Down(double value) {
+        float rounded = static_cast<float>(value);
+        if (static_cast<double>(rounded) > value)
+            rounded = std::nextafter(rounded, -std::numeric_limits<float>::infinity());
+        return rounded;
+    }
+    static float Up(double value) {
+        float rounded = static_cast<float>(value);
+        if (static_cast<double>(rounded) < value)
+            rounded = std::nextafter(rounded, std::numeric_limits<float>::infinity());
+        return rounded;
+    }
+    static double BoxDistance(const CNode& node, std::uint32_t slot, const Vec& p) {
+        double sum = 0;
+        for (int k = 0; k < 3; ++k) {
+            const double below = node.m_Low[slot][k] - p[k], above = p[k] - node.m_High[slot][k];
+            const double d = std::max(0.0, std::max(below, above));
+            sum += d * d;
+        }
+        return sum;
+    }
+
+    template <class Distance>
+    void Descend(std::uint32_t node, std::uint32_t slot, const Vec& p, double& best, std::uint32_t& found,
+                 Distance& distance) const {
+        // Left uninitialised: the search runs once per vertex and relaxation
+        // step, and clearing the whole stack each time would cost more than
+        // most searches.
+        struct CEntry {
+            double m_Distance;
+            std::uint32_t m_Slot;
+        } stack[128];
+        int size = 0;
+        stack[size++] = CEntry{BoxDistance(m_Nodes[node], slot, p), 2 * node + slot};
+        while (size > 0) {
+            const CEntry top = stack[--size];
+            if (!(top.m_Distance < best))
+                continue;
+            const CNode& holder = m_Nodes[top.m_Slot / 2];
+            const std::uint32_t at = top.m_Slot % 2;
+            if (holder.m_Count[at] > 0) {
+                for (std::uint32_t i = holder.m_Child[at]; i < holder.m_Child[at] + holder.m_Count[at]; ++i) {
+                    const double d = distance(i, best);
+                    if (d < best) {
+                        best = d;
+                        found = i;
+                    }
+                }
+                continue;
+            }
+            if (holder.m_Child[at] == None)
+                continue;
+            const std::uint32_t child = holder.m_Child[at];
+            const CNode& inner = m_Nodes[child];
+            const double d0 = BoxDistance(inner, 0, p), d1 = BoxDistance(inner, 1, p);
+            // The nearer child is pushed last and so searched first.
+            if (d0 <= d1) {
+                if (d1 < best)
+                    stack[size++] = CEntry{d1, 2 * child + 1};
+                if (d0 < best)
+                    stack[size++] = CEntry{d0, 2 * child};
+            } else {
+                if (d0 < best)
+                    stack[size++] = CEntry{d0, 2 * child};
+                if (d1 < best)
+                    stack[size++] = CEntry{d1, 2 * child + 1};
+            }
+        }
+    }
+};
+
+class CTriangle {
+public:
+    Vec m_A, m_B, m_C;
+};
+
+class CSegment {
+public:
+    Vec m_A, m_B;
+    std::uint32_t m_Line;
+};
+
+// An edge waiting to be split, longest class first and, within a class, in
+// memory order; its length tells whether the entry is still current.
+class CQueuedEdge {
+public:
+    double m_Class;
+    double m_Length2;
+    std::uint32_t m_Edge;
+
+    bool operator<(const CQueuedEdge& other) const {
+        return m_Class < other.m_Class || (m_Class == other.m_Class && m_Edge > other.m_Edge);
+    }
+};
+
+// The working mesh: a half-edge structure in which half-edge h is corner
+// h % 3 of face h / 3, so only the twin of each half-edge is stored. Faces
+// are removed by setting their corners to None and vertices by the Deleted
+// flag; both are compacted away between iterations.
+//
+// Why every run ends, in time linear in the work asked for. Write F for the
+// live faces; F never exceeds the face budget B, a fixed multiple of the
+// input's faces plus its area and sides measured in target lengths (Load),
+// since only splits add faces and they stop at B. Each iteration of Run runs
+// a fixed sequence of passes, and each pass does a bounded number of edits,
+// none revisited without progress (the bound is proved at each loop):
+//   splits  at most B minus the faces on entry, queue pops at most the edges
+//           on entry plus 6 per split;
+//   collapses  at most one attempt per edge short on entry (about 1.5 F),
+//           each checking at most MaxCarriedVertices removed boundary
+//           vertices;
+//   flips  at most one per half-edge slot (3 F);
+//   angle passes  at most 4, each at most one flip or collapse per face;
+//   relaxation  m_RelaxationSteps steps, each one sweep over the vertices
+//           and at most 4 F face checks.
+// Every walk around a vertex follows twin links around one fan and so visits
+// each of its faces once; collapses walk only fans of at most
+// MaxCollapseValence edges. The number of iterations is the caller's.
+class CEngine {
+public:
+    CEngine(const std::vector<double>& positions, const std::vector<std::uint32_t>& triangles,
+            const CRemeshOptions& options, double targetLength);
+
+    bool Run();
+    void Extract(CPreservingRemesher& out);
+
+private:
+    // ---- Set-up (Surface.cpp, Constraints.cpp, Projection.cpp) --------------
+    void Load(const std::vector<double>& positions, const std::vector<std::uint32_t>& triangles);
+    void BuildTwins(const std::vector<char>& frozenFace);
+    void ClassifyConstraints(const std::vector<char>& frozenFace);
+    void BuildReference(const std::vector<char>& frozenFace, const std::vector<std::uint32_t>& firstConstraint);
+
+    // ---- Topology helpers ---------------------------------------------------
+    std::uint32_t Target(std::uint32_t h) const { return m_Corner[Next(h)]; }
+    bool IsOpen(std::uint32_t v) const { return m_Twin[m_Out[v]] == None; }
+    void Link(std::uint32_t a, std::uint32_t b) {
+        if (a != None)
+            m_Twin[a] = b;
+        if (b != None)
+            m_Twin[b] = a;
+    }
+    // The fan walks below step from face to face of one fan through twin
+    // links. The edits keep every fan a cycle of twins (a closed vertex) or a
+    // chain ending at a half-edge without twin (an open one), so each walk
+    // stops at its start or at that end after visiting every face of the fan
+    // once.
+    //
+    // Turns the stored outgoing half-edge of v clockwise until it is the
+    // first one of the fan: on an open vertex the one with no twin, so that a
+    // counter-clockwise walk from it meets every face.
+    void NormaliseOut(std::uint32_t v) {
+        const std::uint32_t start = m_Out[v];
+        std::uint32_t h = start;
+        while (m_Twin[h] != None) {
+            h = Next(m_Twin[h]);
+            if (h == start)
+                break;
+        }
+        m_Out[v] = h;
+    }
+    template <class F>
+    void ForEachOutgoing(std::uint32_t v, F&& visit) const {
+        const std::uint32_t start = m_Out[v];
+        std::uint32_t h = start;
+        do {
+            visit(h);
+            h = m_Twin[Prev(h)];
+        } while (h != None && h != start);
+    }
+    // visit(neighbour, half-edge of the edge between them); an open vertex
+    // also reports the neighbour across its incoming open edge.
+    template <class F>
+    void ForEachNeighbour(std::uint32_t v, F&& visit) const {
+        const std::uint32_t start = m_Out[v];
+        std::uint32_t h = start;
+        for (;;) {
+            visit(m_Corner[Next(h)], h);
+            const std::uint32_t p = Prev(h);
+            const std::uint32_t t = m_Twin[p];
+            if (t == None) {
+                visit(m_Corner[p], p);
+                return;
+            }
+            if (t == start)
+                return;
+            h = t;
+        }
+    }
+    int Valence(std::uint32_t v) const {
+        int count = 0;
+        ForEachNeighbour(v, [&](std::uint32_t, std::uint32_t) { ++count; });
+        return count;
+    }
+    std::uint32_t NewVertex(const Vec& position) {
+        ++m_NewSinceOrdering;
+        m_Position.push_back(position);
+        m_Flags.push_back(0);
+        m_Valence.push_back(0);
+        m_Out.push_back(None);
+        m_Line.push_back(None);
+        m_Source.push_back(None);
+        m_FaceHint.push_back(None);
+        m_SegmentHint.push_back(None);
+        m_CarriedSlot.push_back(None);
+        return static_cast<std::uint32_t>(m_Position.size() - 1);
+    }
+    std::uint32_t NewFace(std::uint32_t a, std::uint32_t b, std::uint32_t c) {
+        const std::uint32_t base = static_cast<std::uint32_t>(m_Corner.size());
+        m_Corner.push_back(a);
+        m_Corner.push_back(b);
+        m_Corner.push_back(c);
+        m_Twin.insert(m_Twin.end(), 3, None);
+        m_Kind.insert(m_Kind.end(), 3, None);
+        return base;
+    }
+    void DeleteFace(std::uint32_t f) {
+        for (std::uint32_t k = 0; k < 3; ++k) {
+            m_Corner[3 * f + k] = None;
+            m_Twin[3 * f + k] = None;
+            m_Kind[3 * f + k] = None;
+        }
+    }
+    double EdgeLength2(std::uint32_t h) const { return Squared(m_Position[Target(h)] - m_Position[m_Corner[h]]); }
+
+    // ---- The edits (Splits.cpp, Collapses.cpp, Flips.cpp), relaxation -------
+    // ---- (Relaxation.cpp), projection and compaction -------------------------
+    bool SplitLongEdges();
+    // A face with a locked edge too long to keep can never come into range:
+    // splitting its other sides would only make slivers, more of them in
+    // every iteration.
+    bool HasLongLockedEdge(std::uint32_t f) const {
+        for (std::uint32_t h = 3 * f; h < 3 * f + 3; ++h)
+            if (m_Kind[h] == Locked && EdgeLength2(h) > m_SplitLength2)
+                return true;
+        return false;
+    }
+    // Whether the face of h has a side longer than length2 (with a margin
+    // for rounding).
+    bool HasLongerSide(std::uint32_t h, double length2) const {
+        return EdgeLength2(Next(h)) > length2 * (1 + 1e-9) || EdgeLength2(Prev(h)) > length2 * (1 + 1e-9);
+    }
+    void Split(std::uint32_t h);
+    bool CollapseShortEdges();
+    // Whether kept boundary vertex v may leave the boundary by merging along
+    // it into a neighbour (see KeptCollapseFactor): only a vertex whose sole
+    // constraints are its two open edges. On success before and after are
+    // its neighbours along the boundary.
+    bool CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::uint32_t& after) const;
+    bool CanRemove(std::uint32_t v, std::uint32_t kind) const {
+        const std::uint8_t flags = m_Flags[v];
+        return !(flags & (Fixed | Deleted)) && (!(flags & Sliding) || kind == m_Line[v]);
+    }
+    // midpointLength2: edges shorter than this may go to their midpoint;
+    // reachLength2: no edge of the merged vertex may be longer than this.
+    bool TryCollapse(std::uint32_t h, double midpointLength2, double reachLength2);
+    void Collapse(std::uint32_t h, bool removeOrigin, const Vec& target);
+    bool FlipEdges();
+    bool FlipIsAllowed(std::uint32_t h) const;
+    bool FlipIsValid(std::uint32_t h) const;
+    void Flip(std::uint32_t h);
+    bool ImproveAngles();
+    void RelaxAndProject();
+    Vec Relaxed(std::uint32_t v) const;
+    // Whether face f, with its corners at their moved places, faces the
+    // other way than before the move, or flattens into a sliver that it was
+    // not (a cap with a corner pushed onto the opposite side, which neither
+    // a flip nor a collapse can always undo).
+    bool SpoiledByMove(std::uint32_t f) const {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        const Vec &a = m_Position[corner[0]], &b = m_Position[corner[1]], &c = m_Position[corner[2]];
+        const Vec &ma = m_Moved[corner[0]], &mb = m_Moved[corner[1]], &mc = m_Moved[corner[2]];
+        const Vec before = (b - a) * (c - a), after = (mb - ma) * (mc - ma);
+        const double before2 = Squared(before);
+        if (!(before2 > m_MinCross2))
+            return false;
+        if (!(before % after > 0))
+            return true;
+        // Twice the area over the sum of the squared sides: 0.29 for an
+        // equilateral triangle, 0 for a flat one.
+        const double sides = Squared(b - a) + Squared(c - b) + Squared(a - c);
+        const double movedSides = Squared(mb - ma) + Squared(mc - mb) + Squared(ma - mc);
+        const double shape = std::sqrt(before2) / sides, movedShape = std::sqrt(Squared(after)) / movedSides;
+        return movedShape < SliverShape && movedShape < shape;
+    }
+    Vec Projected(std::uint32_t v, const Vec& p);
+    void Compact();
+    void SpatialOrder(std::vector<std::uint32_t>& order) const;
+
+    // Settings.
+    CRemeshOptions m_Options;
+    double m_TargetLength = 0;
+    double m_SplitLength2 = 0;
+    double m_CollapseLength2 = 0;
+    double m_MergeLength2 = 0;
+    double m_KeptCollapseLength2 = 0;
+    double m_KeptDeviation = 0;
+    double m_CosCorner = 0;
+    double m_MidpointLength2 = 0;
+    double m_AngleReachLength2 = 0;
+    double m_MinCross2 = 0;
+    // Splits stop at this many faces: a bound far above anything a valid
+    // target asks for, so that no input can make the work run away.
+    std::size_t m_FaceBudget = 0;
+
+    // Vertices.
+    std::vector<Vec> m_Position;
+    std::vector<std::uint8_t> m_Flags;
+    std::vector<int> m_Valence;
+    std::vector<std::uint32_t> m_Out;
+    std::vector<std::uint32_t> m_Line;
+    std::vector<std::uint32_t> m_Source;
+    std::vector<std::uint32_t> m_FaceHint;
+    std::vector<std::uint32_t> m_SegmentHint;
+
+    // Half-edges.
+    std::vector<std::uint32_t> m_Corner;
+    std::vector<std::uint32_t> m_Twin;
+    std::vector<std::uint32_t> m_Kind;
+    // Per vertex on a kept boundary: how far the open edge leaving it may lie
+    // from the input's boundary polyline, grown by each vertex removed from
+    // the boundary (0 while the edge is an input edge or a piece of one).
+    // (Few vertices carry any: each holds a slot in a pool only once it does.)
+    std::vector<std::uint32_t> m_CarriedSlot;
+    std::vector<std::vector<Vec>> m_CarriedPool;
+    const std::vector<Vec>& Carried(std::uint32_t v) const {
+        static const std::vector<Vec> none;
+        return m_CarriedSlot[v] == None ? none : m_CarriedPool[m_CarriedSlot[v]];
+    }
+    std::vector<Vec>& CarriedToFill(std::uint32_t v) {
+        if (m_CarriedSlot[v] == None) {
+            m_CarriedSlot[v] = static_cast<std::uint32_t>(m_CarriedPool.size());
+            m_CarriedPool.emplace_back();
+        }
+        return m_CarriedPool[m_CarriedSlot[v]];
+    }
+
+    // The input surface and its constraint lines, for projection.
+    std::vector<CTriangle> m_Triangles;
+    CBoxTree m_TriangleTree;
+    std::vector<CSegment> m_Segments;
+    CBoxTree m_SegmentTree;
+
+    // Scratch space kept between calls so the edits allocate nothing.
+    std::vector<std::uint32_t> m_Stamp;
+    std::uint32_t m_StampValue = 0;
+    // Vertices made since the vertices were last put in spatial order.
+    std::size_t m_NewSinceOrdering = 0;
+    std::vector<std::uint32_t> m_Ring;
+    std::vector<std::pair<int, std::uint32_t>> m_Candidates;
+    std::vector<std::uint32_t> m_Ordered;
+    std::vector<CQueuedEdge> m_SplitQueue;
+    std::vector<std::uint32_t> m_Stack;
+    std::vector<Vec> m_Moved;
+    // One mark per face: thin, or turned over by a move.
+    std::vector<char> m_FaceMarks;
+};
+
+}  // namespace Corvane::Pellix::Quorvel::detail::preserving

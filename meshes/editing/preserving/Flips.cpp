@@ -1,0 +1,217 @@
+// Flips towards valence 6 (4 on the boundary), and the passes that flip or
+// collapse thin triangles to raise their smallest angle.
+#include "quorvel/meshes/editing/preserving/Engine.h"
+
+namespace Corvane::Pellix::Quorvel::detail::preserving {
+
+namespace {
+
+// Triangles with a smaller angle than this are worth a flip of their longest
+// edge.
+constexpr double ThinAngle = 30.0 * Pi / 180.0;
+const double CosThinAngle = std::cos(ThinAngle);
+
+// Whether a triangle has an angle below ThinAngle. The smallest angle lies
+// opposite the shortest side; its cosine by the law of cosines screens the
+// triangles without any trigonometry.
+bool IsThin(const Vec& p0, const Vec& p1, const Vec& p2) {
+    double a = Squared(p1 - p0), b = Squared(p2 - p1), c = Squared(p0 - p2);
+    if (b < a)
+        std::swap(a, b);
+    if (c < a)
+        std::swap(a, c);
+    return b + c - a > 2 * CosThinAngle * std::sqrt(b * c);
+}
+
+// The smallest corner angle of a triangle, in radians.
+double SmallestAngle(const Vec& a, const Vec& b, const Vec& c) {
+    const Vec ab = b - a, bc = c - b, ca = a - c;
+    const double twice = std::sqrt(Squared(ab * ca));
+    const double atA = std::atan2(twice, -(ab % ca));
+    const double atB = std::atan2(twice, -(bc % ab));
+    return std::min(std::min(atA, atB), Pi - atA - atB);
+}
+
+}  // namespace
+
+// Topological conditions of a flip: an inner free edge whose ends keep a
+// fan afterwards, away from non-manifold vertices.
+bool CEngine::FlipIsAllowed(std::uint32_t h) const {
+    const std::uint32_t t = m_Twin[h];
+    if (m_Corner[h] == None || t == None || m_Kind[h] != None)
+        return false;
+    const std::uint32_t a = m_Corner[h], b = Target(h), c = m_Corner[Prev(h)], d = m_Corner[Prev(t)];
+    if (c == d || ((m_Flags[a] | m_Flags[b] | m_Flags[c] | m_Flags[d]) & NonManifold))
+        return false;
+    // An inner edge between two boundary vertices would cut off an ear: a
+    // face flat against the boundary that no later flip can repair.
+    if (IsOpen(c) && IsOpen(d))
+        return false;
+    return m_Valence[a] > (IsOpen(a) ? 2 : 3) && m_Valence[b] > (IsOpen(b) ? 2 : 3);
+}
+
+bool CEngine::FlipEdges() {
+    bool changed = false;
+    const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
+    // Bounded: one forward sweep over the half-edge slots, at most one flip
+    // per slot (3 F), each flip rewriting two faces in place.
+    for (std::uint32_t h = 0; h < halfEdges; ++h) {
+        const std::uint32_t t = m_Twin[h];
+        if (t == None || t < h || !FlipIsAllowed(h))
+            continue;
+        const std::uint32_t a = m_Corner[h], b = Target(h), c = m_Corner[Prev(h)], d = m_Corner[Prev(t)];
+        const int ta = IsOpen(a) ? 4 : 6, tb = IsOpen(b) ? 4 : 6, tc = IsOpen(c) ? 4 : 6, td = IsOpen(d) ? 4 : 6;
+        const int va = m_Valence[a], vb = m_Valence[b], vc = m_Valence[c], vd = m_Valence[d];
+        const auto square = [](int x) { return x * x; };
+        const int before = square(va - ta) + square(vb - tb) + square(vc - tc) + square(vd - td);
+        const int after = square(va - 1 - ta) + square(vb - 1 - tb) + square(vc + 1 - tc) + square(vd + 1 - td);
+        if (after >= before || !FlipIsValid(h))
+            continue;
+        Flip(h);
+        changed = true;
+    }
+    return changed;
+}
+
+bool CEngine::FlipIsValid(std::uint32_t h) const {
+    const std::uint32_t t = m_Twin[h];
+    const std::uint32_t a = m_Corner[h], b = Target(h), c = m_Corner[Prev(h)], d = m_Corner[Prev(t)];
+    bool joined = false;
+    ForEachNeighbour(c, [&](std::uint32_t x, std::uint32_t) { joined |= x == d; });
+    if (joined)
+        return false;
+    // The quadrilateral must be convex enough that both new faces keep the
+    // orientation of both old ones.
+    const Vec &pa = m_Position[a], &pb = m_Position[b], &pc = m_Position[c], &pd = m_Position[d];
+    const Vec old0 = (pb - pa) * (pc - pa), old1 = (pa - pb) * (pd - pb);
+    const Vec new0 = (pa - pc) * (pd - pc), new1 = (pb - pd) * (pc - pd);
+    if (!(Squared(new0) > m_MinCross2) || !(Squared(new1) > m_MinCross2))
+        return false;
+    return new0 % old0 > 0 && new0 % old1 > 0 && new1 % old0 > 0 && new1 % old1 > 0;
+}
+
+// Faces (a, b, c) and (b, a, d) become (c, a, d) and (d, b, c), in the same
+// two slots; the outer half-edges move with their twins and kinds.
+void CEngine::Flip(std::uint32_t h) {
+    const std::uint32_t t = m_Twin[h], n = Next(h), p = Prev(h), tn = Next(t), tp = Prev(t);
+    const std::uint32_t a = m_Corner[h], b = m_Corner[n], c = m_Corner[p], d = m_Corner[tp];
+    const std::uint32_t outer[4] = {m_Twin[p], m_Twin[tn], m_Twin[tp], m_Twin[n]};
+    const std::uint32_t kinds[4] = {m_Kind[p], m_Kind[tn], m_Kind[tp], m_Kind[n]};
+    const std::uint32_t base0 = h - h % 3, base1 = t - t % 3;
+    // Old half-edge -> its place after the flip (the flipped pair maps onto
+    // another outgoing half-edge of the same vertex).
+    const std::uint32_t from[6] = {h, n, p, t, tn, tp};
+    const std::uint32_t to[6] = {base0 + 1, base1 + 1, base0, base1 + 1, base0 + 1, base1};
+
+    m_Corner[base0] = c;
+    m_Corner[base0 + 1] = a;
+    m_Corner[base0 + 2] = d;
+    m_Corner[base1] = d;
+    m_Corner[base1 + 1] = b;
+    m_Corner[base1 + 2] = c;
+    const std::uint32_t slots[4] = {base0, base0 + 1, base1, base1 + 1};
+    for (int i = 0; i < 4; ++i) {
+        m_Twin[slots[i]] = None;
+        Link(slots[i], outer[i]);
+        m_Kind[slots[i]] = kinds[i];
+    }
+    Link(base0 + 2, base1 + 2);
+    m_Kind[base0 + 2] = m_Kind[base1 + 2] = None;
+    for (const std::uint32_t v : {a, b, c, d})
+        for (int i = 0; i < 6; ++i)
+            if (m_Out[v] == from[i]) {
+                m_Out[v] = to[i];
+                break;
+            }
+    --m_Valence[a];
+    --m_Valence[b];
+    ++m_Valence[c];
+    ++m_Valence[d];
+}
+
+// Valence flips and relaxation leave a few thin triangles, mostly caps with a
+// vertex pushed against the opposite side. Flipping such a triangle's
+// longest edge helps whenever it raises the smallest angle of the pair.
+bool CEngine::ImproveAngles() {
+    // Thin faces are found in parallel, each flag written by its own face;
+    // the flips then go in face order. A flip rewrites two faces in place, so
+    // a flagged face is measured again when its turn comes.
+    const std::int64_t faceCount = static_cast<std::int64_t>(m_Corner.size() / 3);
+    m_FaceMarks.resize(m_Corner.size() / 3);
+#pragma omp parallel for schedule(dynamic, 2048) if (faceCount >= ParallelFaces)
+    for (std::int64_t f = 0; f < faceCount; ++f) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        m_FaceMarks[f] =
+            corner[0] != None && IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]);
+    }
+    bool changed = false;
+    // Bounded: one forward sweep over the faces present on entry, at most one
+    // flip or one collapse per face; Run calls at most four such passes.
+    for (std::uint32_t f = 0; f < static_cast<std::uint32_t>(faceCount); ++f) {
+        if (!m_FaceMarks[f] || m_Corner[3 * f] == None)
+            continue;
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        const Vec &p0 = m_Position[corner[0]], &p1 = m_Position[corner[1]], &p2 = m_Position[corner[2]];
+        if (!IsThin(p0, p1, p2))
+            continue;
+        const double smallest = SmallestAngle(p0, p1, p2);
+        std::uint32_t h = 3 * f, shortest = 3 * f;
+        for (std::uint32_t k = 1; k < 3; ++k) {
+            if (EdgeLength2(3 * f + k) > EdgeLength2(h))
+                h = 3 * f + k;
+            if (EdgeLength2(3 * f + k) < EdgeLength2(shortest))
+                shortest = 3 * f + k;
+        }
+        // Either longer side may be flipped: the longest cuts a cap, the
+        // middle one often frees a needle whose short side cannot collapse.
+        const std::uint32_t middle = 3 * f + (3 - (h - 3 * f) - (shortest - 3 * f));
+        std::uint32_t best = None;
+        double bestAngle = 0;
+        for (const std::uint32_t e : {h, middle}) {
+            if (e == shortest || !FlipIsAllowed(e))
+                continue;
+            const std::uint32_t t = m_Twin[e];
+            const Vec &pa = m_Position[m_Corner[e]], &pb = m_Position[Target(e)];
+            const Vec &pc = m_Position[m_Corner[Prev(e)]], &pd = m_Position[m_Corner[Prev(t)]];
+            const double before = std::min(smallest, SmallestAngle(pb, pa, pd));
+            const double after = std::min(SmallestAngle(pc, pa, pd), SmallestAngle(pd, pb, pc));
+            if (after > before + 1e-3 && after > bestAngle && FlipIsValid(e)) {
+                best = e;
+                bestAngle = after;
+            }
+        }
+        if (best != None) {
+            Flip(best);
+            changed = true;
+            continue;
+        }
+        // Otherwise one of the two shorter sides, if the collapses left it
+        // short, may go now; a survivor moved to a midpoint goes back onto
+        // the input at once.
+        if (h == shortest)
+            continue;
+        bool collapsed = false;
+        for (const std::uint32_t e : {shortest, middle}) {
+            if (collapsed || e == h || !(EdgeLength2(e) < m_CollapseLength2))
+                continue;
+            const std::uint32_t a = m_Corner[e], b = Target(e);
+            // A cap whose corner sits on the opposite side cannot always lose
+            // it to an end of a side; the midpoint is allowed here.
+            if (!TryCollapse(e, m_CollapseLength2, m_AngleReachLength2))
+                continue;
+            collapsed = true;
+            const std::uint32_t survivor = (m_Flags[a] & Deleted) ? b : a;
+            if (!(m_Flags[survivor] & Fixed)) {
+                const Vec projected = Projected(survivor, m_Position[survivor]);
+                if (IsFinite(projected))
+                    m_Position[survivor] = projected;
+            }
+        }
+        if (!collapsed)
+            continue;
+        changed = true;
+    }
+    return changed;
+}
+
+}  // namespace Corvane::Pellix::Quorvel::detail::preserving

@@ -1,0 +1,159 @@
+// Projection onto the input: its triangles and its constraint lines, kept in
+// box trees, and the closest points on them.
+#include "quorvel/meshes/editing/preserving/Engine.h"
+
+namespace Corvane::Pellix::Quorvel::detail::preserving {
+
+namespace {
+
+// Closest point by the Voronoi regions of the corners, sides and interior;
+// every division is guarded so that a needle or a point triangle gives a
+// point on its sides instead of NaN.
+Vec ClosestOnTriangle(const Vec& p, const Vec& a, const Vec& b, const Vec& c) {
+    const Vec ab = b - a, ac = c - a, ap = p - a;
+    const double d1 = ab % ap, d2 = ac % ap;
+    if (d1 <= 0 && d2 <= 0)
+        return a;
+    const Vec bp = p - b;
+    const double d3 = ab % bp, d4 = ac % bp;
+    if (d3 >= 0 && d4 <= d3)
+        return b;
+    const double vc = d1 * d4 - d3 * d2;
+    if (vc <= 0 && d1 >= 0 && d3 <= 0) {
+        const double den = d1 - d3;
+        return den > 0 ? a + ab * (d1 / den) : a;
+    }
+    const Vec cp = p - c;
+    const double d5 = ab % cp, d6 = ac % cp;
+    if (d6 >= 0 && d5 <= d6)
+        return c;
+    const double vb = d5 * d2 - d1 * d6;
+    if (vb <= 0 && d2 >= 0 && d6 <= 0) {
+        const double den = d2 - d6;
+        return den > 0 ? a + ac * (d2 / den) : a;
+    }
+    const double va = d3 * d6 - d5 * d4;
+    if (va <= 0 && (d4 - d3) >= 0 && (d5 - d6) >= 0) {
+        const double den = (d4 - d3) + (d5 - d6);
+        return den > 0 ? b + (c - b) * ((d4 - d3) / den) : b;
+    }
+    const double sum = va + vb + vc;
+    if (!(sum > 0)) {
+        const Vec s0 = ClosestOnSegment(p, a, b), s1 = ClosestOnSegment(p, b, c), s2 = ClosestOnSegment(p, c, a);
+        const double e0 = Squared(p - s0), e1 = Squared(p - s1), e2 = Squared(p - s2);
+        if (e0 <= e1 && e0 <= e2)
+            return s0;
+        return e1 <= e2 ? s1 : s2;
+    }
+    return a + ab * (vb / sum) + ac * (vc / sum);
+}
+
+}  // namespace
+
+Vec ClosestOnSegment(const Vec& p, const Vec& a, const Vec& b) {
+    const Vec d = b - a;
+    const double length2 = Squared(d);
+    if (!(length2 > 0))
+        return a;
+    const double t = std::clamp(((p - a) % d) / length2, 0.0, 1.0);
+    return a + d * t;
+}
+
+void CEngine::BuildReference(const std::vector<char>& frozenFace, const std::vector<std::uint32_t>& firstConstraint) {
+    const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
+    const std::uint32_t faces = halfEdges / 3;
+
+    std::vector<std::uint32_t> items;
+    std::vector<Vec> low, high;
+    for (std::uint32_t f = 0; f < faces; ++f) {
+        if (frozenFace[f])
+            continue;
+        items.push_back(f);
+        Vec lo = m_Position[m_Corner[3 * f]], hi = lo;
+        for (std::uint32_t k = 1; k < 3; ++k)
+            for (int i = 0; i < 3; ++i) {
+                lo[i] = std::min(lo[i], m_Position[m_Corner[3 * f + k]][i]);
+                hi[i] = std::max(hi[i], m_Position[m_Corner[3 * f + k]][i]);
+            }
+        low.push_back(lo);
+        high.push_back(hi);
+    }
+    m_TriangleTree.Build(low, high);
+    std::vector<std::uint32_t> slotOfFace(faces, None);
+    m_Triangles.resize(items.size());
+    for (std::uint32_t i = 0; i < items.size(); ++i) {
+        const std::uint32_t f = items[m_TriangleTree.m_Order[i]];
+        slotOfFace[f] = i;
+        m_Triangles[i] =
+            CTriangle{m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]], m_Position[m_Corner[3 * f + 2]]};
+    }
+
+    items.clear();
+    low.clear();
+    high.clear();
+    for (std::uint32_t h = 0; h < halfEdges; ++h) {
+        if (!IsLine(m_Kind[h]) || (m_Twin[h] != None && m_Twin[h] < h))
+            continue;
+        items.push_back(h);
+        const Vec &a = m_Position[m_Corner[h]], &b = m_Position[Target(h)];
+        low.push_back(Vec(std::min(a.x, b.x), std::min(a.y, b.y), std::min(a.z, b.z)));
+        high.push_back(Vec(std::max(a.x, b.x), std::max(a.y, b.y), std::max(a.z, b.z)));
+    }
+    m_SegmentTree.Build(low, high);
+    std::vector<std::uint32_t> slotOfEdge(halfEdges, None);
+    m_Segments.resize(items.size());
+    for (std::uint32_t i = 0; i < items.size(); ++i) {
+        const std::uint32_t h = items[m_SegmentTree.m_Order[i]];
+        slotOfEdge[h] = i;
+        m_Segments[i] = CSegment{m_Position[m_Corner[h]], m_Position[Target(h)], m_Kind[h]};
+    }
+
+    for (std::uint32_t v = 0; v < m_Position.size(); ++v) {
+        if (m_Flags[v] & Deleted)
+            continue;
+        m_FaceHint[v] = slotOfFace[m_Out[v] / 3];
+        if (m_Flags[v] & Sliding)
+            m_SegmentHint[v] = slotOfEdge[firstConstraint[v]];
+    }
+}
+
+Vec CEngine::Projected(std::uint32_t v, const Vec& p) {
+    if (m_Flags[v] & Sliding) {
+        const std::uint32_t line = m_Line[v];
+        const std::uint32_t hint =
+            m_SegmentHint[v] != None && m_Segments[m_SegmentHint[v]].m_Line == line ? m_SegmentHint[v] : None;
+        const std::uint32_t best = m_SegmentTree.Nearest(p, hint, [&](std::uint32_t i, double) {
+            const CSegment& s = m_Segments[i];
+            if (s.m_Line != line)
+                return std::numeric_limits<double>::infinity();
+            return Squared(ClosestOnSegment(p, s.m_A, s.m_B) - p);
+        });
+        if (best == None)
+            return p;
+        m_SegmentHint[v] = best;
+        return ClosestOnSegment(p, m_Segments[best].m_A, m_Segments[best].m_B);
+    }
+    const auto distance = [&](std::uint32_t i, double bound) {
+        const CTriangle& t = m_Triangles[i];
+        // The triangle's own box is a cheap first test; most triangles of a
+        // leaf lie beyond the bound.
+        double outside = 0;
+        for (int k = 0; k < 3; ++k) {
+            const double low = std::min(t.m_A[k], std::min(t.m_B[k], t.m_C[k]));
+            const double high = std::max(t.m_A[k], std::max(t.m_B[k], t.m_C[k]));
+            const double d = std::max(0.0, std::max(low - p[k], p[k] - high));
+            outside += d * d;
+        }
+        if (!(outside < bound))
+            return bound;
+        return Squared(ClosestOnTriangle(p, t.m_A, t.m_B, t.m_C) - p);
+    };
+    const std::uint32_t best = m_TriangleTree.Nearest(p, m_FaceHint[v], distance);
+    if (best == None)
+        return p;
+    m_FaceHint[v] = best;
+    const CTriangle& t = m_Triangles[best];
+    return ClosestOnTriangle(p, t.m_A, t.m_B, t.m_C);
+}
+
+}  // namespace Corvane::Pellix::Quorvel::detail::preserving

@@ -1,0 +1,122 @@
+#include "quorvel/meshes/editing/preserving/Engine.h"
+
+namespace Corvane::Pellix::Quorvel::detail::preserving {
+
+// Always the longest edge first, the new ones included: every split then
+// cuts a face across its longest side, which keeps the angles of a coarse
+// input from degenerating into fans of slivers (longest-edge bisection).
+// Within a class of lengths (see LengthClass) the edges go in memory order.
+bool CEngine::SplitLongEdges() {
+    m_SplitQueue.clear();
+    const auto push = [&](std::uint32_t h) {
+        const double length2 = EdgeLength2(h);
+        if (m_Kind[h] == Locked || !(length2 > m_SplitLength2))
+            return;
+        m_SplitQueue.push_back(CQueuedEdge{LengthClass(length2 / m_SplitLength2), length2, h});
+        std::push_heap(m_SplitQueue.begin(), m_SplitQueue.end());
+    };
+    const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
+    for (std::uint32_t h = 0; h < halfEdges; ++h)
+        if (m_Corner[h] != None && (m_Twin[h] == None || m_Twin[h] > h))
+            push(h);
+    bool changed = false;
+    // Bounded: each turn pops one entry. Entries are the edges on entry plus
+    // at most six per split, and each split adds at least one face, which
+    // the budget caps, so there are at most (B - faces on entry) splits and
+    // (edges on entry + 6 x splits) turns. A stale entry is dropped unsplit.
+    while (!m_SplitQueue.empty() && m_Corner.size() / 3 < m_FaceBudget) {
+        std::pop_heap(m_SplitQueue.begin(), m_SplitQueue.end());
+        const CQueuedEdge top = m_SplitQueue.back();
+        m_SplitQueue.pop_back();
+        const std::uint32_t h = top.m_Edge;
+        // A split gives some half-edges new ends and moves others to new
+        // numbers; every edge it touches is entered afresh, and an entry
+        // whose half-edge no longer has its length is stale.
+        if (m_Corner[h] == None || m_Kind[h] == Locked || EdgeLength2(h) != top.m_Length2)
+            continue;
+        if (HasLongLockedEdge(h / 3) || (m_Twin[h] != None && HasLongLockedEdge(m_Twin[h] / 3)))
+            continue;
+        const std::uint32_t t = m_Twin[h];
+        // Only across a face whose longest side this is does the new edge to
+        // the opposite corner come next in line: a face that keeps a longer
+        // side (one no split may touch) would otherwise be cut again and
+        // again towards that side, a fan of slivers without end.
+        const bool across = !HasLongerSide(h, top.m_Length2);
+        const bool acrossTwin = t != None && !HasLongerSide(t, top.m_Length2);
+        const std::uint32_t second = static_cast<std::uint32_t>(m_Corner.size());
+        Split(h);
+        changed = true;
+        // Both halves, the outer sides that moved into the new faces and,
+        // where allowed, the new edges to the opposite corners.
+        const std::uint32_t touched[6] = {
+            h, second, second + 1, across ? Next(h) : None, t != None ? second + 4 : None, acrossTwin ? Next(t) : None};
+        for (const std::uint32_t e : touched)
+            if (e != None)
+                push(e);
+    }
+    return changed;
+}
+
+// Edge a-b of face (a, b, c) and, when it is not open, of face (b, a, d)
+// becomes a-m-b. The half-edges keep their numbers where they keep their
+// meaning: h runs a -> m, its twin b -> m, and the new faces (m, b, c) and
+// (m, a, d) are appended. The first new half-edge is m -> b.
+void CEngine::Split(std::uint32_t h) {
+    const std::uint32_t t = m_Twin[h], n = Next(h), p = Prev(h);
+    const std::uint32_t a = m_Corner[h], b = m_Corner[n], c = m_Corner[p];
+    const std::uint32_t kind = m_Kind[h];
+    const std::uint32_t outerN = m_Twin[n], kindN = m_Kind[n];
+
+    const std::uint32_t m = NewVertex((m_Position[a] + m_Position[b]) * 0.5);
+    if (kind == Kept) {
+        m_Flags[m] = Fixed;
+        // Each half carries the removed vertices that lie beside it.
+        std::vector<Vec> first, second;
+        const Vec along = m_Position[b] - m_Position[a];
+        for (const Vec& q : Carried(a))
+            ((q - m_Position[a]) % along < 0.5 * Squared(along) ? first : second).push_back(q);
+        if (!second.empty()) {
+            CarriedToFill(a).swap(first);
+            CarriedToFill(m).swap(second);
+        }
+    }
+    if (IsLine(kind)) {
+        m_Flags[m] = Sliding;
+        m_Line[m] = kind;
+        m_SegmentHint[m] = (m_Flags[a] & Sliding) && m_Line[a] == kind ? m_SegmentHint[a] : m_SegmentHint[b];
+    }
+    m_FaceHint[m] = m_FaceHint[a] != None ? m_FaceHint[a] : m_FaceHint[b];
+
+    m_Corner[n] = m;
+    const std::uint32_t second = NewFace(m, b, c);
+    Link(n, second + 2);
+    m_Kind[n] = None;
+    Link(second + 1, outerN);
+    m_Kind[second + 1] = kindN;
+    m_Kind[second] = kind;
+    if (m_Out[b] == n)
+        m_Out[b] = second + 1;
+    m_Out[m] = second;
+    m_Valence[m] = t == None ? 3 : 4;
+    ++m_Valence[c];
+
+    if (t == None)
+        return;
+    const std::uint32_t tn = Next(t), tp = Prev(t);
+    const std::uint32_t d = m_Corner[tp];
+    const std::uint32_t outerTn = m_Twin[tn], kindTn = m_Kind[tn];
+    m_Corner[tn] = m;
+    const std::uint32_t fourth = NewFace(m, a, d);
+    Link(tn, fourth + 2);
+    m_Kind[tn] = None;
+    Link(fourth + 1, outerTn);
+    m_Kind[fourth + 1] = kindTn;
+    Link(h, fourth);
+    m_Kind[fourth] = kind;
+    Link(t, second);
+    if (m_Out[a] == tn)
+        m_Out[a] = fourth + 1;
+    ++m_Valence[d];
+}
+
+}  // namespace Corvane::Pellix::Quorvel::detail::preserving

@@ -1,0 +1,326 @@
+// The surface the engine edits: loading the input into half-edge arrays,
+// pairing the edges, compacting between iterations and extracting the result.
+#include "quorvel/meshes/editing/preserving/Engine.h"
+
+namespace Corvane::Pellix::Quorvel::detail::preserving {
+
+CEngine::CEngine(const std::vector<double>& positions, const std::vector<std::uint32_t>& triangles,
+                 const CRemeshOptions& options, double targetLength)
+    : m_Options(options), m_TargetLength(targetLength) {
+    const double split = SplitFactor * targetLength, collapse = CollapseFactor * targetLength;
+    const double merge = CornerMergeFactor * targetLength, midpoint = MidpointCollapseFactor * targetLength;
+    m_MidpointLength2 = midpoint * midpoint;
+    m_SplitLength2 = split * split;
+    m_CollapseLength2 = collapse * collapse;
+    m_MergeLength2 = merge * merge;
+    m_KeptCollapseLength2 = KeptCollapseFactor * KeptCollapseFactor * targetLength * targetLength;
+    m_KeptDeviation = KeptDeviationFactor * targetLength;
+    const bool features = options.m_FeatureAngle > 0 && options.m_FeatureAngle < 180;
+    m_CosCorner = std::cos((features ? options.m_FeatureAngle : DefaultCornerAngle) * Pi / 180.0);
+    m_AngleReachLength2 = AngleReachFactor * AngleReachFactor * m_TargetLength * m_TargetLength;
+    // Twice the area of a triangle this small counts as none at all.
+    const double tiny = 1e-10 * targetLength * targetLength;
+    m_MinCross2 = tiny * tiny;
+    Load(positions, triangles);
+}
+
+// ---- Set-up --------------------------------------------------------------------
+
+void CEngine::Load(const std::vector<double>& positions, const std::vector<std::uint32_t>& triangles) {
+    const std::size_t vertexCount = positions.size() / 3;
+    m_Position.resize(vertexCount);
+    for (std::size_t v = 0; v < vertexCount; ++v)
+        m_Position[v] = Vec(positions[3 * v], positions[3 * v + 1], positions[3 * v + 2]);
+    // Vertices start deleted and come alive when a face uses them, so
+    // unused input vertices vanish from the result.
+    m_Flags.assign(vertexCount, Deleted);
+    m_Out.assign(vertexCount, None);
+    m_Line.assign(vertexCount, None);
+    m_Source.resize(vertexCount);
+    std::iota(m_Source.begin(), m_Source.end(), 0u);
+    m_FaceHint.assign(vertexCount, None);
+    m_SegmentHint.assign(vertexCount, None);
+    m_CarriedSlot.assign(vertexCount, None);
+    m_CarriedPool.clear();
+
+    const std::size_t faceCount = triangles.size() / 3;
+    m_Corner.clear();
+    m_Corner.reserve(3 * faceCount);
+    for (std::size_t f = 0; f < faceCount; ++f) {
+        const std::uint32_t a = triangles[3 * f], b = triangles[3 * f + 1], c = triangles[3 * f + 2];
+        if (a >= vertexCount || b >= vertexCount || c >= vertexCount || a == b || b == c || c == a)
+            continue;
+        m_Corner.push_back(a);
+        m_Corner.push_back(b);
+        m_Corner.push_back(c);
+    }
+    m_Twin.assign(m_Corner.size(), None);
+    m_Kind.assign(m_Corner.size(), None);
+    for (const std::uint32_t v : m_Corner)
+        m_Flags[v] = 0;
+
+    const std::size_t faces = m_Corner.size() / 3;
+    std::vector<char> frozenFace(faces, 0);
+    for (std::size_t f = 0; f < faces; ++f)
+        for (int k = 0; k < 3; ++k)
+            if (!IsFinite(m_Position[m_Corner[3 * f + k]]))
+                frozenFace[f] = 1;
+
+    BuildTwins(frozenFace);
+    ClassifyConstraints(frozenFace);
+    // Four times what splitting alone may make: the faces of equilateral
+    // triangles of the target size that cover the input, plus two for every
+    // target length along the input's edges (long thin faces are cut along
+    // their sides whatever their area), plus the input's own.
+    double area = 0, sides = 0;
+    for (std::size_t f = 0; f < faces; ++f)
+        if (!frozenFace[f]) {
+            const Vec &a = m_Position[m_Corner[3 * f]], &b = m_Position[m_Corner[3 * f + 1]],
+                      &c = m_Position[m_Corner[3 * f + 2]];
+            area += 0.5 * std::sqrt(Squared((b - a) * (c - a)));
+            sides += std::sqrt(Squared(b - a)) + std::sqrt(Squared(c - b)) + std::sqrt(Squared(a - c));
+        }
+    const double equilateral = std::sqrt(3.0) / 4.0 * m_TargetLength * m_TargetLength;
+    const double cuts = equilateral > 0 ? area / equilateral + sides / m_TargetLength : 0.0;
+    const double budget = 4.0 * (double(faces) + cuts) + 1000.0;
+    // Half-edges are numbered in 32 bits, which also bounds the budget.
+    m_FaceBudget = std::isfinite(budget) && budget < 4e8 ? static_cast<std::size_t>(budget) : std::size_t(400000000);
+    m_Stamp.assign(m_Position.size(), 0);
+    m_Valence.assign(m_Position.size(), 0);
+    for (std::uint32_t v = 0; v < m_Position.size(); ++v)
+        if (!(m_Flags[v] & Deleted))
+            m_Valence[v] = Valence(v);
+}
+
+void CEngine::BuildTwins(const std::vector<char>& frozenFace) {
+    const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
+    const std::size_t vertexCount = m_Position.size();
+    // Outgoing half-edges of every vertex, in compressed rows.
+    std::vector<std::uint32_t> start(vertexCount + 1, 0);
+    for (std::uint32_t h = 0; h < halfEdges; ++h)
+        ++start[m_Corner[h] + 1];
+    for (std::size_t v = 0; v < vertexCount; ++v)
+        start[v + 1] += start[v];
+    std::vector<std::uint32_t> outgoing(halfEdges);
+    {
+        std::vector<std::uint32_t> fill(start.begin(), start.end() - 1);
+        for (std::uint32_t h = 0; h < halfEdges; ++h)
+            outgoing[fill[m_Corner[h]]++] = h;
+    }
+
+    // An edge is paired only when it has exactly one half-edge each way; any
+    // other edge (more than two faces, or two faces wound alike) is locked
+    // and its ends are fixed.
+    for (std::uint32_t h = 0; h < halfEdges; ++h) {
+        if (m_Twin[h] != None || m_Kind[h] == Locked)
+            continue;
+        const std::uint32_t a = m_Corner[h], b = Target(h);
+        std::uint32_t same = 0, opposite = 0, match = None;
+        for (std::uint32_t i = start[a]; i < start[a + 1]; ++i)
+            same += Target(outgoing[i]) == b;
+        for (std::uint32_t i = start[b]; i < start[b + 1]; ++i)
+            if (Target(outgoing[i]) == a) {
+                ++opposite;
+                match = outgoing[i];
+            }
+        if (same == 1 && opposite == 1) {
+            Link(h, match);
+        } else if (same != 1 || opposite != 0) {
+            for (std::uint32_t i = start[a]; i < start[a + 1]; ++i)
+                if (Target(outgoing[i]) == b)
+                    m_Kind[outgoing[i]] = Locked;
+            for (std::uint32_t i = start[b]; i < start[b + 1]; ++i)
+                if (Target(outgoing[i]) == a)
+                    m_Kind[outgoing[i]] = Locked;
+            m_Flags[a] |= Fixed | NonManifold;
+            m_Flags[b] |= Fixed | NonManifold;
+        }
+    }
+
+    // Two faces on the same three corners wound against each other pair up
+    // into a closed pillow of no volume, which no edit can improve and some
+    // would turn into a degenerate face: both are locked.
+    const std::uint32_t faceCount = halfEdges / 3;
+    for (std::uint32_t f = 0; f < faceCount; ++f) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        const std::uint32_t t = m_Twin[3 * f];
+        if (t == None)
+            continue;
+        const std::uint32_t* other = &m_Corner[3 * (t / 3)];
+        const auto holds = [&](std::uint32_t v) { return other[0] == v || other[1] == v || other[2] == v; };
+        if (!holds(corner[0]) || !holds(corner[1]) || !holds(corner[2]))
+            continue;
+        for (const std::uint32_t g : {f, t / 3})
+            for (std::uint32_t h = 3 * g; h < 3 * g + 3; ++h) {
+                m_Kind[h] = Locked;
+                m_Flags[m_Corner[h]] |= Fixed;
+            }
+    }
+
+    for (std::uint32_t h = 0; h < halfEdges; ++h)
+        if (m_Out[m_Corner[h]] == None)
+            m_Out[m_Corner[h]] = h;
+    // A vertex whose fan does not reach all of its faces joins separate fans.
+    for (std::uint32_t v = 0; v < vertexCount; ++v) {
+        if (m_Flags[v] & Deleted)
+            continue;
+        NormaliseOut(v);
+        std::uint32_t fan = 0;
+        ForEachOutgoing(v, [&](std::uint32_t) { ++fan; });
+        if (fan != start[v + 1] - start[v])
+            m_Flags[v] |= Fixed | NonManifold;
+    }
+
+    // Faces at a non-finite vertex cannot be measured: they stay as they are.
+    for (std::uint32_t f = 0; f < faceCount; ++f) {
+        if (!frozenFace[f])
+            continue;
+        for (std::uint32_t h = 3 * f; h < 3 * f + 3; ++h) {
+            m_Kind[h] = Locked;
+            if (m_Twin[h] != None)
+                m_Kind[m_Twin[h]] = Locked;
+            m_Flags[m_Corner[h]] |= Fixed;
+        }
+    }
+}
+
+// ---- Compaction ----------------------------------------------------------------
+
+// Vertices in the order of a Morton curve through the bounding box, so that
+// neighbours sit close in memory and consecutive projections walk the same
+// part of the tree.
+void CEngine::SpatialOrder(std::vector<std::uint32_t>& order) const {
+    Vec low(std::numeric_limits<double>::infinity(), std::numeric_limits<double>::infinity(),
+            std::numeric_limits<double>::infinity());
+    Vec high = -low;
+    for (const std::uint32_t v : order)
+        for (int k = 0; k < 3; ++k)
+            if (std::isfinite(m_Position[v][k])) {
+                low[k] = std::min(low[k], m_Position[v][k]);
+                high[k] = std::max(high[k], m_Position[v][k]);
+            }
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> keyed(order.size());
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        const std::uint32_t v = order[i];
+        std::uint32_t key = 0;
+        std::uint32_t cell[3];
+        for (int k = 0; k < 3; ++k) {
+            const double extent = high[k] - low[k];
+            const double unit = extent > 0 ? (m_Position[v][k] - low[k]) / extent : 0.0;
+            cell[k] = std::isfinite(unit) ? static_cast<std::uint32_t>(std::clamp(unit, 0.0, 1.0) * 1023.0) : 0u;
+        }
+        for (int bit = 9; bit >= 0; --bit)
+            for (int k = 0; k < 3; ++k)
+                key = (key << 1) | ((cell[k] >> bit) & 1u);
+        keyed[i] = std::make_pair(key, v);
+    }
+    std::sort(keyed.begin(), keyed.end());
+    for (std::size_t i = 0; i < order.size(); ++i)
+        order[i] = keyed[i].second;
+}
+
+// Drops removed vertices and faces. After many new vertices the vertices are
+// also put in spatial order; faces always follow their first vertex.
+void CEngine::Compact() {
+    const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
+    const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
+    std::vector<std::uint32_t> order;
+    order.reserve(vertexCount);
+    for (std::uint32_t v = 0; v < vertexCount; ++v)
+        if (!(m_Flags[v] & Deleted))
+            order.push_back(v);
+    if (m_NewSinceOrdering * 10 > order.size()) {
+        SpatialOrder(order);
+        m_NewSinceOrdering = 0;
+    }
+    const std::uint32_t vertices = static_cast<std::uint32_t>(order.size());
+    std::vector<std::uint32_t> vertexMap(vertexCount, None);
+    for (std::uint32_t i = 0; i < vertices; ++i)
+        vertexMap[order[i]] = i;
+
+    // Faces by the new number of their smallest corner, a counting sort.
+    std::vector<std::uint32_t> first(vertices + 1, 0), faceMap(faceCount, None);
+    const auto key = [&](std::uint32_t f) {
+        return std::min(vertexMap[m_Corner[3 * f]],
+                        std::min(vertexMap[m_Corner[3 * f + 1]], vertexMap[m_Corner[3 * f + 2]]));
+    };
+    for (std::uint32_t f = 0; f < faceCount; ++f)
+        if (m_Corner[3 * f] != None)
+            ++first[key(f) + 1];
+    for (std::uint32_t v = 0; v < vertices; ++v)
+        first[v + 1] += first[v];
+    const std::uint32_t faces = first[vertices];
+    for (std::uint32_t f = 0; f < faceCount; ++f)
+        if (m_Corner[3 * f] != None)
+            faceMap[f] = first[key(f)]++;
+    const auto mapHalf = [&](std::uint32_t h) { return h == None ? None : 3 * faceMap[h / 3] + h % 3; };
+
+    const auto permute = [&](auto& values) {
+        std::remove_reference_t<decltype(values)> moved(vertices);
+        for (std::uint32_t i = 0; i < vertices; ++i)
+            moved[i] = values[order[i]];
+        values.swap(moved);
+    };
+    permute(m_Position);
+    permute(m_Flags);
+    permute(m_Valence);
+    permute(m_Line);
+    permute(m_Source);
+    permute(m_FaceHint);
+    permute(m_SegmentHint);
+    permute(m_CarriedSlot);
+    std::vector<std::uint32_t> out(vertices);
+    for (std::uint32_t i = 0; i < vertices; ++i)
+        out[i] = mapHalf(m_Out[order[i]]);
+    m_Out.swap(out);
+
+    std::vector<std::uint32_t> corner(3 * std::size_t(faces)), twin(3 * std::size_t(faces)),
+        kind(3 * std::size_t(faces));
+    for (std::uint32_t f = 0; f < faceCount; ++f) {
+        const std::uint32_t to = faceMap[f];
+        if (to == None)
+            continue;
+        for (std::uint32_t k = 0; k < 3; ++k) {
+            corner[3 * to + k] = vertexMap[m_Corner[3 * f + k]];
+            twin[3 * to + k] = mapHalf(m_Twin[3 * f + k]);
+            kind[3 * to + k] = m_Kind[3 * f + k];
+        }
+    }
+    m_Corner.swap(corner);
+    m_Twin.swap(twin);
+    m_Kind.swap(kind);
+    m_Stamp.assign(vertices, 0u);
+    m_StampValue = 0;
+}
+
+// The vertices that continue input vertices come first, in input order, then
+// the new ones in their spatial order.
+void CEngine::Extract(CPreservingRemesher& out) {
+    Compact();
+    const std::uint32_t vertices = static_cast<std::uint32_t>(m_Position.size());
+    std::vector<std::uint32_t> order;
+    order.reserve(vertices);
+    for (std::uint32_t v = 0; v < vertices; ++v)
+        if (m_Source[v] != None)
+            order.push_back(v);
+    std::sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) { return m_Source[a] < m_Source[b]; });
+    for (std::uint32_t v = 0; v < vertices; ++v)
+        if (m_Source[v] == None)
+            order.push_back(v);
+    std::vector<std::uint32_t> map(vertices);
+    out.m_Positions.resize(3 * std::size_t(vertices));
+    out.m_Sources.resize(vertices);
+    for (std::uint32_t i = 0; i < vertices; ++i) {
+        const std::uint32_t v = order[i];
+        map[v] = i;
+        out.m_Positions[3 * std::size_t(i)] = m_Position[v].x;
+        out.m_Positions[3 * std::size_t(i) + 1] = m_Position[v].y;
+        out.m_Positions[3 * std::size_t(i) + 2] = m_Position[v].z;
+        out.m_Sources[i] = m_Source[v] == None ? CPreservingRemesher::NoSource : m_Source[v];
+    }
+    out.m_Triangles.resize(m_Corner.size());
+    for (std::size_t h = 0; h < m_Corner.size(); ++h)
+        out.m_Triangles[h] = map[m_Corner[h]];
+}
+
+}  // namespace Corvane::Pellix::Quorvel::detail::preserving
