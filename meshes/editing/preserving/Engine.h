@@ -261,12 +261,13 @@ public:
     }
 
     // The primitive nearest to p by `distance(i, bound)` (squared, of the
-    // primitive at position i in m_Order; anything not below the bound may
-    // be answered with the bound), or None. With a hint, the answer of a
-    // nearby earlier query, the search starts with the hint's distance as
-    // the bound, at the hint's leaf, and climbs to the root, entering only
-    // the sibling subtrees that could hold something nearer; the answer is
-    // the same as that of a search from the root.
+    // primitive at position i in m_Order; anything above the bound may be
+    // answered with infinity), or None. With a hint, the answer of a nearby
+    // earlier query, the search starts with the hint's distance as the
+    // bound, at the hint's leaf, and climbs to the root, entering only the
+    // sibling subtrees that could hold something as near; the answer is the
+    // same as that of a search from the root. Ties go to the hint, then to
+    // the lowest primitive number, whatever the shape of the tree.
     template <class Distance>
     std::uint32_t Nearest(const Vec& p, std::uint32_t hint, Distance&& distance) const {
         double best = std::numeric_limits<double>::infinity();
@@ -274,17 +275,17 @@ public:
         if (m_Nodes.empty())
             return found;
         if (hint == None) {
-            Descend(0, 0, p, best, found, distance);
+            Descend(0, 0, p, best, found, hint, distance);
             return found;
         }
         best = distance(hint, best);
         found = hint;
         std::uint32_t node = m_LeafOf[hint] / 2, slot = m_LeafOf[hint] % 2;
-        Descend(node, slot, p, best, found, distance);
+        Descend(node, slot, p, best, found, hint, distance);
         for (;;) {
             const CNode& current = m_Nodes[node];
-            if (BoxDistance(current, 1 - slot, p) < best)
-                Descend(node, 1 - slot, p, best, found, distance);
+            if (BoxDistance(current, 1 - slot, p) <= best)
+                Descend(node, 1 - slot, p, best, found, hint, distance);
             const std::uint32_t parent = current.m_Parent;
             if (parent == None)
                 break;
@@ -336,7 +337,7 @@ private:
 
     template <class Distance>
     void Descend(std::uint32_t node, std::uint32_t slot, const Vec& p, double& best, std::uint32_t& found,
-                 Distance& distance) const {
+                 std::uint32_t hint, Distance& distance) const {
         // Left uninitialised: the search runs once per vertex and relaxation
         // step, and clearing the whole stack each time would cost more than
         // most searches.
@@ -348,14 +349,14 @@ private:
         stack[size++] = CEntry{BoxDistance(m_Nodes[node], slot, p), 2 * node + slot};
         while (size > 0) {
             const CEntry top = stack[--size];
-            if (!(top.m_Distance < best))
+            if (!(top.m_Distance <= best))
                 continue;
             const CNode& holder = m_Nodes[top.m_Slot / 2];
             const std::uint32_t at = top.m_Slot % 2;
             if (holder.m_Count[at] > 0) {
                 for (std::uint32_t i = holder.m_Child[at]; i < holder.m_Child[at] + holder.m_Count[at]; ++i) {
                     const double d = distance(i, best);
-                    if (d < best) {
+                    if (d < best || (d == best && found != None && found != hint && m_Order[i] < m_Order[found])) {
                         best = d;
                         found = i;
                     }
@@ -369,14 +370,14 @@ private:
             const double d0 = BoxDistance(inner, 0, p), d1 = BoxDistance(inner, 1, p);
             // The nearer child is pushed last and so searched first.
             if (d0 <= d1) {
-                if (d1 < best)
+                if (d1 <= best)
                     stack[size++] = CEntry{d1, 2 * child + 1};
-                if (d0 < best)
+                if (d0 <= best)
                     stack[size++] = CEntry{d0, 2 * child};
             } else {
-                if (d0 < best)
+                if (d0 <= best)
                     stack[size++] = CEntry{d0, 2 * child};
-                if (d1 < best)
+                if (d1 <= best)
                     stack[size++] = CEntry{d1, 2 * child + 1};
             }
         }

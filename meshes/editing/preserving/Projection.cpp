@@ -144,8 +144,8 @@ Vec CEngine::Projected(std::uint32_t v, const Vec& p) {
             const double d = std::max(0.0, std::max(low - p[k], p[k] - high));
             outside += d * d;
         }
-        if (!(outside < bound))
-            return bound;
+        if (!(outside <= bound))
+            return std::numeric_limits<double>::infinity();
         return Squared(ClosestOnTriangle(p, t.m_A, t.m_B, t.m_C) - p);
     };
     const std::uint32_t best = m_TriangleTree.Nearest(p, m_FaceHint[v], distance);
