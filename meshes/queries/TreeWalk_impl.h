@@ -1,12 +1,13 @@
 #pragma once
 
-// Walks of a CBoxHierarchy shared by the triangle and point trees and by the
-// mesh tree's queries. Each walk keeps its stack on the C++ stack: no heap
+// Walks of a CBoxHierarchy shared by the triangle and point trees, the mesh
+// tree's queries and the shape-preserving remesh's projection. Each walk keeps its stack on the C++ stack: no heap
 // allocation, and any number of threads may walk one tree at once.
 
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "quorvel/meshes/queries/CBoxHierarchy.h"
 
@@ -163,6 +164,94 @@ void Nearest(const CBoxHierarchy& tree, const double p[3], double& bound, Leaf&&
             if (db <= bound)
                 stack[top++] = {node.m_First + 1, db};
         }
+    }
+}
+
+// Links for walks that start at a leaf instead of the root: the parent of
+// every node and the leaf of every position of the tree's order. Built in
+// one pass over the nodes; stale once the tree is built again.
+class CLinks {
+public:
+    static constexpr std::uint32_t NoNode = 0xFFFFFFFFu;
+
+    void Build(const CBoxHierarchy& tree) {
+        const CBoxHierarchy::CNodes& nodes = tree.GetNodes();
+        m_Parent.assign(nodes.size(), NoNode);
+        m_Leaf.assign(tree.GetOrder().size(), NoNode);
+        for (std::uint32_t n = 0; n < nodes.size(); ++n) {
+            // Node 1 is padding: neither a leaf nor anyone's child.
+            if (n == 1)
+                continue;
+            const CNode& node = nodes[n];
+            if (node.IsLeaf()) {
+                for (std::uint32_t i = node.m_First; i < node.m_First + node.m_Count; ++i)
+                    m_Leaf[i] = n;
+            } else {
+                m_Parent[node.m_First] = m_Parent[node.m_First + 1] = n;
+            }
+        }
+    }
+
+    std::vector<std::uint32_t> m_Parent;
+    std::vector<std::uint32_t> m_Leaf;
+};
+
+// Nearest, confined to the subtree below `node`.
+template <class Leaf>
+void NearestBelow(const CBoxHierarchy& tree, std::uint32_t node, const double p[3], double& bound, Leaf& leaf) {
+    const CNode* nodes = tree.GetNodes().data();
+    struct CEntry {
+        std::uint32_t m_Node;
+        double m_Distance;
+    } stack[StackSize];
+    unsigned int top = 0;
+    stack[top++] = {node, BoxDistanceSquared(nodes[node], p)};
+    while (top > 0) {
+        const CEntry entry = stack[--top];
+        if (entry.m_Distance > bound)
+            continue;
+        const CNode& current = nodes[entry.m_Node];
+        if (current.IsLeaf()) {
+            leaf(current.m_First, current.m_Count, bound);
+            continue;
+        }
+        const double da = BoxDistanceSquared(nodes[current.m_First], p);
+        const double db = BoxDistanceSquared(nodes[current.m_First + 1], p);
+        if (da <= db) {
+            if (db <= bound)
+                stack[top++] = {current.m_First + 1, db};
+            if (da <= bound)
+                stack[top++] = {current.m_First, da};
+        } else {
+            if (da <= bound)
+                stack[top++] = {current.m_First, da};
+            if (db <= bound)
+                stack[top++] = {current.m_First + 1, db};
+        }
+    }
+}
+
+// Nearest for a point near an earlier one: the walk starts at the leaf of
+// position `start` (typically the earlier answer, whose distance the caller
+// has put into bound) and climbs to the root, entering every sibling subtree
+// whose box lies within the bound. It visits the leaves that Nearest would
+// visit, less those its tighter start rules out, in another order: a caller
+// that must break ties independently of the order does so in leaf().
+// `links` must have been built from this tree.
+template <class Leaf>
+void NearestFrom(const CBoxHierarchy& tree, const CLinks& links, std::uint32_t start, const double p[3], double& bound,
+                 Leaf&& leaf) {
+    if (tree.IsEmpty())
+        return;
+    const CNode* nodes = tree.GetNodes().data();
+    std::uint32_t node = links.m_Leaf[start];
+    NearestBelow(tree, node, p, bound, leaf);
+    // Siblings are the two nodes of one even-odd pair.
+    for (std::uint32_t parent = links.m_Parent[node]; parent != CLinks::NoNode; parent = links.m_Parent[node]) {
+        const std::uint32_t sibling = node ^ 1u;
+        if (BoxDistanceSquared(nodes[sibling], p) <= bound)
+            NearestBelow(tree, sibling, p, bound, leaf);
+        node = parent;
     }
 }
 

@@ -22,6 +22,9 @@
 
 #include "quorvel/maths/TVector3.h"
 #include "quorvel/meshes/editing/preserving/CPreservingRemesher.h"
+#include "quorvel/meshes/queries/CBoxHierarchy.h"
+#include "quorvel/meshes/queries/CTriangleTree.h"
+#include "quorvel/meshes/queries/TreeWalk_impl.h"
 
 namespace Corvane::Pellix::Quorvel::detail::preserving {
 
@@ -140,254 +143,6 @@ inline double Squared(const Vec& v) {
 
 // The point of segment a-b nearest to p.
 Vec ClosestOnSegment(const Vec& p, const Vec& a, const Vec& b);
-
-// A bounding-volume hierarchy over boxes, split at the median centre along
-// the longest axis, so its depth stays logarithmic whatever the input. Each
-// node holds the boxes of both its children, in single precision rounded
-// outwards, so that one cache line serves a whole step of a search. The
-// caller stores its primitives in m_Order, leaf by leaf, and answers
-// distance queries by that position.
-class CBoxTree {
-public:
-    class alignas(64) CNode {
-    public:
-        float m_Low[2][3];
-        float m_High[2][3];
-        // Child k is the node m_Child[k] when m_Count[k] is 0, otherwise a
-        // leaf of primitives m_Child[k] .. m_Child[k] + m_Count[k] - 1.
-        std::uint32_t m_Child[2];
-        std::uint32_t m_Parent;
-        std::uint8_t m_Count[2];
-    };
-
-    static constexpr std::uint32_t LeafSize = 4;
-
-    std::vector<CNode> m_Nodes;
-    std::vector<std::uint32_t> m_Order;
-
-    void Build(const std::vector<Vec>& low, const std::vector<Vec>& high) {
-        const std::uint32_t count = static_cast<std::uint32_t>(low.size());
-        m_Nodes.clear();
-        m_LeafOf.assign(count, None);
-        m_Order.resize(count);
-        if (count == 0)
-            return;
-
-        // Topology top-down: a task fills child slot m_Slot of node m_Node
-        // with positions m_Begin .. m_End - 1 (the root is slot 0 of a node
-        // whose slot 1 stays empty), split at the median centre along the
-        // longest side of a box around the centres. That box is not
-        // measured again for each node: a child takes its parent's, cut at
-        // the median, which is all the axis choice needs.
-        std::vector<double> centre[3];
-        Vec centreLow(std::numeric_limits<double>::infinity(), std::numeric_limits<double>::infinity(),
-                      std::numeric_limits<double>::infinity());
-        Vec centreHigh = -centreLow;
-        for (int k = 0; k < 3; ++k) {
-            centre[k].resize(count);
-            for (std::uint32_t i = 0; i < count; ++i) {
-                centre[k][i] = 0.5 * (low[i][k] + high[i][k]);
-                centreLow[k] = std::min(centreLow[k], centre[k][i]);
-                centreHigh[k] = std::max(centreHigh[k], centre[k][i]);
-            }
-        }
-        std::iota(m_Order.begin(), m_Order.end(), 0u);
-        class CTask {
-        public:
-            std::uint32_t m_Node, m_Slot, m_Begin, m_End;
-            Vec m_Low, m_High;
-        };
-        std::vector<CTask> tasks;
-        m_Nodes.reserve(2 * (count / LeafSize) + 2);
-        m_Nodes.push_back(Empty(None));
-        tasks.push_back(CTask{0, 0, 0, count, centreLow, centreHigh});
-        while (!tasks.empty()) {
-            const CTask task = tasks.back();
-            tasks.pop_back();
-            if (task.m_End - task.m_Begin <= LeafSize) {
-                m_Nodes[task.m_Node].m_Child[task.m_Slot] = task.m_Begin;
-                m_Nodes[task.m_Node].m_Count[task.m_Slot] = static_cast<std::uint8_t>(task.m_End - task.m_Begin);
-                for (std::uint32_t i = task.m_Begin; i < task.m_End; ++i)
-                    m_LeafOf[i] = 2 * task.m_Node + task.m_Slot;
-                continue;
-            }
-            const Vec extent = task.m_High - task.m_Low;
-            const int axis = extent.x >= extent.y ? (extent.x >= extent.z ? 0 : 2) : (extent.y >= extent.z ? 1 : 2);
-            const std::vector<double>& along = centre[axis];
-            const std::uint32_t middle = task.m_Begin + (task.m_End - task.m_Begin) / 2;
-            // Ties go by primitive number so the tree is the same on every run.
-            std::nth_element(m_Order.begin() + task.m_Begin, m_Order.begin() + middle, m_Order.begin() + task.m_End,
-                             [&](std::uint32_t a, std::uint32_t b) {
-                                 return along[a] < along[b] || (along[a] == along[b] && a < b);
-                             });
-            const double cut = along[m_Order[middle]];
-            const std::uint32_t node = static_cast<std::uint32_t>(m_Nodes.size());
-            m_Nodes[task.m_Node].m_Child[task.m_Slot] = node;
-            m_Nodes.push_back(Empty(task.m_Node));
-            CTask left{node, 0, task.m_Begin, middle, task.m_Low, task.m_High};
-            CTask right{node, 1, middle, task.m_End, task.m_Low, task.m_High};
-            left.m_High[axis] = cut;
-            right.m_Low[axis] = cut;
-            tasks.push_back(right);
-            tasks.push_back(left);
-        }
-
-        // Boxes bottom-up: children always come after their parent.
-        for (std::uint32_t n = static_cast<std::uint32_t>(m_Nodes.size()); n-- > 0;) {
-            CNode& node = m_Nodes[n];
-            for (int slot = 0; slot < 2; ++slot) {
-                if (node.m_Child[slot] == None)
-                    continue;
-                if (node.m_Count[slot] > 0) {
-                    Vec boxLow = low[m_Order[node.m_Child[slot]]], boxHigh = high[m_Order[node.m_Child[slot]]];
-                    for (std::uint32_t i = node.m_Child[slot]; i < node.m_Child[slot] + node.m_Count[slot]; ++i)
-                        for (int k = 0; k < 3; ++k) {
-                            boxLow[k] = std::min(boxLow[k], low[m_Order[i]][k]);
-                            boxHigh[k] = std::max(boxHigh[k], high[m_Order[i]][k]);
-                        }
-                    for (int k = 0; k < 3; ++k) {
-                        node.m_Low[slot][k] = Down(boxLow[k]);
-                        node.m_High[slot][k] = Up(boxHigh[k]);
-                    }
-                } else {
-                    const CNode& child = m_Nodes[node.m_Child[slot]];
-                    for (int k = 0; k < 3; ++k) {
-                        node.m_Low[slot][k] = std::min(child.m_Low[0][k], child.m_Low[1][k]);
-                        node.m_High[slot][k] = std::max(child.m_High[0][k], child.m_High[1][k]);
-                    }
-                }
-            }
-        }
-    }
-
-    // The primitive nearest to p by `distance(i, bound)` (squared, of the
-    // primitive at position i in m_Order; anything above the bound may be
-    // answered with infinity), or None. With a hint, the answer of a nearby
-    // earlier query, the search starts with the hint's distance as the
-    // bound, at the hint's leaf, and climbs to the root, entering only the
-    // sibling subtrees that could hold something as near; the answer is the
-    // same as that of a search from the root. Ties go to the hint, then to
-    // the lowest primitive number, whatever the shape of the tree.
-    template <class Distance>
-    std::uint32_t Nearest(const Vec& p, std::uint32_t hint, Distance&& distance) const {
-        double best = std::numeric_limits<double>::infinity();
-        std::uint32_t found = None;
-        if (m_Nodes.empty())
-            return found;
-        if (hint == None) {
-            Descend(0, 0, p, best, found, hint, distance);
-            return found;
-        }
-        best = distance(hint, best);
-        found = hint;
-        std::uint32_t node = m_LeafOf[hint] / 2, slot = m_LeafOf[hint] % 2;
-        Descend(node, slot, p, best, found, hint, distance);
-        for (;;) {
-            const CNode& current = m_Nodes[node];
-            if (BoxDistance(current, 1 - slot, p) <= best)
-                Descend(node, 1 - slot, p, best, found, hint, distance);
-            const std::uint32_t parent = current.m_Parent;
-            if (parent == None)
-                break;
-            slot = m_Nodes[parent].m_Child[0] == node && m_Nodes[parent].m_Count[0] == 0 ? 0 : 1;
-            node = parent;
-        }
-        return found;
-    }
-
-private:
-    // Leaf slot of each primitive, as 2 * node + slot.
-    std::vector<std::uint32_t> m_LeafOf;
-
-    static CNode Empty(std::uint32_t parent) {
-        CNode node;
-        for (int s = 0; s < 2; ++s) {
-            for (int k = 0; k < 3; ++k) {
-                // An empty slot: a box no point is near.
-                node.m_Low[s][k] = std::numeric_limits<float>::infinity();
-                node.m_High[s][k] = -std::numeric_limits<float>::infinity();
-            }
-            node.m_Child[s] = None;
-            node.m_Count[s] = 0;
-        }
-        node.m_Parent = parent;
-        return node;
-    }
-    static float Down(double value) {
-        float rounded = static_cast<float>(value);
-        if (static_cast<double>(rounded) > value)
-            rounded = std::nextafter(rounded, -std::numeric_limits<float>::infinity());
-        return rounded;
-    }
-    static float Up(double value) {
-        float rounded = static_cast<float>(value);
-        if (static_cast<double>(rounded) < value)
-            rounded = std::nextafter(rounded, std::numeric_limits<float>::infinity());
-        return rounded;
-    }
-    static double BoxDistance(const CNode& node, std::uint32_t slot, const Vec& p) {
-        double sum = 0;
-        for (int k = 0; k < 3; ++k) {
-            const double below = node.m_Low[slot][k] - p[k], above = p[k] - node.m_High[slot][k];
-            const double d = std::max(0.0, std::max(below, above));
-            sum += d * d;
-        }
-        return sum;
-    }
-
-    template <class Distance>
-    void Descend(std::uint32_t node, std::uint32_t slot, const Vec& p, double& best, std::uint32_t& found,
-                 std::uint32_t hint, Distance& distance) const {
-        // Left uninitialised: the search runs once per vertex and relaxation
-        // step, and clearing the whole stack each time would cost more than
-        // most searches.
-        struct CEntry {
-            double m_Distance;
-            std::uint32_t m_Slot;
-        } stack[128];
-        int size = 0;
-        stack[size++] = CEntry{BoxDistance(m_Nodes[node], slot, p), 2 * node + slot};
-        while (size > 0) {
-            const CEntry top = stack[--size];
-            if (!(top.m_Distance <= best))
-                continue;
-            const CNode& holder = m_Nodes[top.m_Slot / 2];
-            const std::uint32_t at = top.m_Slot % 2;
-            if (holder.m_Count[at] > 0) {
-                for (std::uint32_t i = holder.m_Child[at]; i < holder.m_Child[at] + holder.m_Count[at]; ++i) {
-                    const double d = distance(i, best);
-                    if (d < best || (d == best && found != None && found != hint && m_Order[i] < m_Order[found])) {
-                        best = d;
-                        found = i;
-                    }
-                }
-                continue;
-            }
-            if (holder.m_Child[at] == None)
-                continue;
-            const std::uint32_t child = holder.m_Child[at];
-            const CNode& inner = m_Nodes[child];
-            const double d0 = BoxDistance(inner, 0, p), d1 = BoxDistance(inner, 1, p);
-            // The nearer child is pushed last and so searched first.
-            if (d0 <= d1) {
-                if (d1 <= best)
-                    stack[size++] = CEntry{d1, 2 * child + 1};
-                if (d0 <= best)
-                    stack[size++] = CEntry{d0, 2 * child};
-            } else {
-                if (d0 <= best)
-                    stack[size++] = CEntry{d0, 2 * child};
-                if (d1 <= best)
-                    stack[size++] = CEntry{d1, 2 * child + 1};
-            }
-        }
-    }
-};
-
-class CTriangle {
-public:
-    Vec m_A, m_B, m_C;
-};
 
 class CSegment {
 public:
@@ -651,10 +406,12 @@ private:
     }
 
     // The input surface and its constraint lines, for projection.
-    std::vector<CTriangle> m_Triangles;
-    CBoxTree m_TriangleTree;
+    CTriangleTree m_TriangleTree;
+    TreeWalk::CLinks m_TriangleLinks;
+    // Segments in the order of the segment tree.
     std::vector<CSegment> m_Segments;
-    CBoxTree m_SegmentTree;
+    CBoxHierarchy m_SegmentTree;
+    TreeWalk::CLinks m_SegmentLinks;
 
     // Scratch space kept between calls so the edits allocate nothing.
     std::vector<std::uint32_t> m_Stamp;

@@ -1,5 +1,5 @@
 // Projection onto the input: its triangles and its constraint lines, kept in
-// box trees, and the closest points on them.
+// the library's box hierarchies, and the closest points on them.
 #include "quorvel/meshes/editing/preserving/Engine.h"
 
 namespace Corvane::Pellix::Quorvel::detail::preserving {
@@ -48,6 +48,45 @@ Vec ClosestOnTriangle(const Vec& p, const Vec& a, const Vec& b, const Vec& c) {
     return a + ab * (vb / sum) + ac * (vc / sum);
 }
 
+// Segments per leaf of the segment tree at most.
+constexpr std::uint32_t SegmentLeafSize = 4;
+
+inline Vec CornerOf(const double* corners, int k) {
+    return Vec(corners[3 * k], corners[3 * k + 1], corners[3 * k + 2]);
+}
+
+// The primitive nearest to p by `distance(i, bound)` (squared, of the
+// primitive at position i of the tree's order; anything above the bound may
+// be answered with infinity), or None. A hint, the answer for a nearby
+// earlier point, bounds the search from the start, which starts at the
+// hint's leaf. Ties go to the hint, then to the lowest primitive number,
+// whatever the shape of the tree.
+template <class Distance>
+std::uint32_t Nearest(const CBoxHierarchy& tree, const TreeWalk::CLinks& links, const Vec& p, std::uint32_t hint,
+                      Distance&& distance) {
+    double best = std::numeric_limits<double>::infinity();
+    std::uint32_t found = None;
+    const double q[3] = {p.x, p.y, p.z};
+    const std::vector<std::uint32_t>& order = tree.GetOrder();
+    const auto leaf = [&](std::uint32_t first, std::uint32_t count, double& bound) {
+        for (std::uint32_t i = first; i < first + count; ++i) {
+            const double d = distance(i, bound);
+            if (d < bound || (d == bound && found != None && found != hint && order[i] < order[found])) {
+                bound = d;
+                found = i;
+            }
+        }
+    };
+    if (hint == None) {
+        TreeWalk::Nearest(tree, q, best, leaf);
+        return found;
+    }
+    best = distance(hint, best);
+    found = hint;
+    TreeWalk::NearestFrom(tree, links, hint, q, best, leaf);
+    return found;
+}
+
 }  // namespace
 
 Vec ClosestOnSegment(const Vec& p, const Vec& a, const Vec& b) {
@@ -64,46 +103,39 @@ void CEngine::BuildReference(const std::vector<char>& frozenFace, const std::vec
     const std::uint32_t faces = halfEdges / 3;
 
     std::vector<std::uint32_t> items;
-    std::vector<Vec> low, high;
-    for (std::uint32_t f = 0; f < faces; ++f) {
-        if (frozenFace[f])
-            continue;
-        items.push_back(f);
-        Vec lo = m_Position[m_Corner[3 * f]], hi = lo;
-        for (std::uint32_t k = 1; k < 3; ++k)
-            for (int i = 0; i < 3; ++i) {
-                lo[i] = std::min(lo[i], m_Position[m_Corner[3 * f + k]][i]);
-                hi[i] = std::max(hi[i], m_Position[m_Corner[3 * f + k]][i]);
-            }
-        low.push_back(lo);
-        high.push_back(hi);
-    }
-    m_TriangleTree.Build(low, high);
+    for (std::uint32_t f = 0; f < faces; ++f)
+        if (!frozenFace[f])
+            items.push_back(f);
+    std::vector<double> corners(9 * items.size());
+    for (std::size_t i = 0; i < items.size(); ++i)
+        for (std::uint32_t k = 0; k < 3; ++k) {
+            const Vec& q = m_Position[m_Corner[3 * items[i] + k]];
+            corners[9 * i + 3 * k] = q.x;
+            corners[9 * i + 3 * k + 1] = q.y;
+            corners[9 * i + 3 * k + 2] = q.z;
+        }
+    m_TriangleTree.Build(corners.data(), static_cast<std::uint32_t>(items.size()));
+    m_TriangleLinks.Build(m_TriangleTree.GetHierarchy());
     std::vector<std::uint32_t> slotOfFace(faces, None);
-    m_Triangles.resize(items.size());
-    for (std::uint32_t i = 0; i < items.size(); ++i) {
-        const std::uint32_t f = items[m_TriangleTree.m_Order[i]];
-        slotOfFace[f] = i;
-        m_Triangles[i] =
-            CTriangle{m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]], m_Position[m_Corner[3 * f + 2]]};
-    }
+    for (std::uint32_t i = 0; i < items.size(); ++i)
+        slotOfFace[items[i]] = m_TriangleTree.GetPosition(i);
 
     items.clear();
-    low.clear();
-    high.clear();
+    std::vector<double> boxes;
     for (std::uint32_t h = 0; h < halfEdges; ++h) {
         if (!IsLine(m_Kind[h]) || (m_Twin[h] != None && m_Twin[h] < h))
             continue;
         items.push_back(h);
         const Vec &a = m_Position[m_Corner[h]], &b = m_Position[Target(h)];
-        low.push_back(Vec(std::min(a.x, b.x), std::min(a.y, b.y), std::min(a.z, b.z)));
-        high.push_back(Vec(std::max(a.x, b.x), std::max(a.y, b.y), std::max(a.z, b.z)));
+        boxes.insert(boxes.end(), {std::min(a.x, b.x), std::min(a.y, b.y), std::min(a.z, b.z), std::max(a.x, b.x),
+                                   std::max(a.y, b.y), std::max(a.z, b.z)});
     }
-    m_SegmentTree.Build(low, high);
+    m_SegmentTree.Build(boxes.data(), static_cast<std::uint32_t>(items.size()), SegmentLeafSize);
+    m_SegmentLinks.Build(m_SegmentTree);
     std::vector<std::uint32_t> slotOfEdge(halfEdges, None);
     m_Segments.resize(items.size());
     for (std::uint32_t i = 0; i < items.size(); ++i) {
-        const std::uint32_t h = items[m_SegmentTree.m_Order[i]];
+        const std::uint32_t h = items[m_SegmentTree.GetOrder()[i]];
         slotOfEdge[h] = i;
         m_Segments[i] = CSegment{m_Position[m_Corner[h]], m_Position[Target(h)], m_Kind[h]};
     }
@@ -117,12 +149,14 @@ void CEngine::BuildReference(const std::vector<char>& frozenFace, const std::vec
     }
 }
 
+// Hints and answers are positions in the trees' order, where the segments
+// and the triangles' corners are stored.
 Vec CEngine::Projected(std::uint32_t v, const Vec& p) {
     if (m_Flags[v] & Sliding) {
         const std::uint32_t line = m_Line[v];
         const std::uint32_t hint =
             m_SegmentHint[v] != None && m_Segments[m_SegmentHint[v]].m_Line == line ? m_SegmentHint[v] : None;
-        const std::uint32_t best = m_SegmentTree.Nearest(p, hint, [&](std::uint32_t i, double) {
+        const std::uint32_t best = Nearest(m_SegmentTree, m_SegmentLinks, p, hint, [&](std::uint32_t i, double) {
             const CSegment& s = m_Segments[i];
             if (s.m_Line != line)
                 return std::numeric_limits<double>::infinity();
@@ -134,26 +168,26 @@ Vec CEngine::Projected(std::uint32_t v, const Vec& p) {
         return ClosestOnSegment(p, m_Segments[best].m_A, m_Segments[best].m_B);
     }
     const auto distance = [&](std::uint32_t i, double bound) {
-        const CTriangle& t = m_Triangles[i];
+        const double* t = m_TriangleTree.GetCorners(i);
         // The triangle's own box is a cheap first test; most triangles of a
         // leaf lie beyond the bound.
         double outside = 0;
         for (int k = 0; k < 3; ++k) {
-            const double low = std::min(t.m_A[k], std::min(t.m_B[k], t.m_C[k]));
-            const double high = std::max(t.m_A[k], std::max(t.m_B[k], t.m_C[k]));
+            const double low = std::min(t[k], std::min(t[3 + k], t[6 + k]));
+            const double high = std::max(t[k], std::max(t[3 + k], t[6 + k]));
             const double d = std::max(0.0, std::max(low - p[k], p[k] - high));
             outside += d * d;
         }
         if (!(outside <= bound))
             return std::numeric_limits<double>::infinity();
-        return Squared(ClosestOnTriangle(p, t.m_A, t.m_B, t.m_C) - p);
+        return Squared(ClosestOnTriangle(p, CornerOf(t, 0), CornerOf(t, 1), CornerOf(t, 2)) - p);
     };
-    const std::uint32_t best = m_TriangleTree.Nearest(p, m_FaceHint[v], distance);
+    const std::uint32_t best = Nearest(m_TriangleTree.GetHierarchy(), m_TriangleLinks, p, m_FaceHint[v], distance);
     if (best == None)
         return p;
     m_FaceHint[v] = best;
-    const CTriangle& t = m_Triangles[best];
-    return ClosestOnTriangle(p, t.m_A, t.m_B, t.m_C);
+    const double* t = m_TriangleTree.GetCorners(best);
+    return ClosestOnTriangle(p, CornerOf(t, 0), CornerOf(t, 1), CornerOf(t, 2));
 }
 
 }  // namespace Corvane::Pellix::Quorvel::detail::preserving
