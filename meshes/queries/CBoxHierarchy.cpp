@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 #include <memory>
+#include <numeric>
+#include <vector>
 
 #include "quorvel/maths/Limits.h"
 
@@ -250,6 +252,98 @@ void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_
     }
     for (std::uint32_t i = 0; i < count; ++i)
         m_Order[i] = references[i].m_Index;
+}
+
+void CBoxHierarchy::BuildByMedian(const double* boxes, std::uint32_t count, std::uint32_t leafSize) {
+    m_Nodes.clear();
+    m_Order.resize(count);
+    if (count == 0)
+        return;
+    leafSize = std::min<std::uint32_t>(std::max<std::uint32_t>(leafSize, 1), 255);
+    // A non-finite centre would break the ordering; such a primitive sorts
+    // as if at the origin.
+    std::vector<double> centres[3];
+    CBounds centreBounds;
+    for (int k = 0; k < 3; ++k) {
+        centres[k].resize(count);
+        for (std::uint32_t i = 0; i < count; ++i) {
+            const double c = 0.5 * (boxes[6 * std::size_t(i) + k] + boxes[6 * std::size_t(i) + 3 + k]);
+            centres[k][i] = std::isfinite(c) ? c : 0.0;
+        }
+    }
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const double c[3] = {centres[0][i], centres[1][i], centres[2][i]};
+        centreBounds.Extend(c, c);
+    }
+    std::iota(m_Order.begin(), m_Order.end(), 0u);
+
+    // Shape top-down. A node's centre box is not measured again: a child
+    // takes its parent's, cut at the median, which is all the choice of axis
+    // needs.
+    class CRange {
+    public:
+        std::uint32_t m_Node, m_Begin, m_End;
+        CBounds m_Centres;
+    };
+    std::vector<CRange> ranges;
+    m_Nodes.reserve(2 * std::size_t(count / std::max<std::uint32_t>(leafSize / 2, 1)) + 2);
+    m_Nodes.push_back(CNode());
+    // The padding that puts every pair of children on one cache line.
+    m_Nodes.push_back(CNode());
+    ranges.push_back(CRange{0, 0, count, centreBounds});
+    while (!ranges.empty()) {
+        const CRange range = ranges.back();
+        ranges.pop_back();
+        const std::uint32_t n = range.m_End - range.m_Begin;
+        if (n <= leafSize) {
+            m_Nodes[range.m_Node].m_First = range.m_Begin;
+            m_Nodes[range.m_Node].m_Count = n;
+            continue;
+        }
+        const CBounds& c = range.m_Centres;
+        int axis = 0;
+        for (int k = 1; k < 3; ++k)
+            if (c.m_Max[k] - c.m_Min[k] > c.m_Max[axis] - c.m_Min[axis])
+                axis = k;
+        const std::vector<double>& along = centres[axis];
+        const std::uint32_t middle = range.m_Begin + n / 2;
+        std::nth_element(
+            m_Order.begin() + range.m_Begin, m_Order.begin() + middle, m_Order.begin() + range.m_End,
+            [&](std::uint32_t a, std::uint32_t b) { return along[a] < along[b] || (along[a] == along[b] && a < b); });
+        const std::uint32_t children = static_cast<std::uint32_t>(m_Nodes.size());
+        m_Nodes[range.m_Node].m_First = children;
+        m_Nodes[range.m_Node].m_Count = 0;
+        m_Nodes.push_back(CNode());
+        m_Nodes.push_back(CNode());
+        CRange left{children, range.m_Begin, middle, c}, right{children + 1, middle, range.m_End, c};
+        left.m_Centres.m_Max[axis] = right.m_Centres.m_Min[axis] = along[m_Order[middle]];
+        ranges.push_back(right);
+        ranges.push_back(left);
+    }
+
+    // Boxes bottom-up: children come after their parents.
+    for (std::size_t i = m_Nodes.size(); i-- > 0;) {
+        if (i == 1)
+            continue;
+        CNode& node = m_Nodes[i];
+        if (node.IsLeaf()) {
+            CBounds bounds;
+            for (std::uint32_t j = node.m_First; j < node.m_First + node.m_Count; ++j) {
+                const double* box = boxes + 6 * std::size_t(m_Order[j]);
+                bounds.Extend(box, box + 3);
+            }
+            for (int k = 0; k < 3; ++k) {
+                node.m_Min[k] = Below(bounds.m_Min[k]);
+                node.m_Max[k] = Above(bounds.m_Max[k]);
+            }
+        } else {
+            const CNode &a = m_Nodes[node.m_First], &b = m_Nodes[node.m_First + 1];
+            for (int k = 0; k < 3; ++k) {
+                node.m_Min[k] = std::min(a.m_Min[k], b.m_Min[k]);
+                node.m_Max[k] = std::max(a.m_Max[k], b.m_Max[k]);
+            }
+        }
+    }
 }
 
 }  // namespace Corvane::Pellix::Quorvel

@@ -53,6 +53,13 @@ public:
     // bins of the box centres along the widest axis, down to at most
     // `leafSize` primitives a leaf. O(n log n). Replaces any previous tree.
     void Build(const double* boxes, std::uint32_t count, std::uint32_t leafSize);
+    // The same tree shape in a fraction of the time, for a tree built once
+    // for a single pass of queries: each node splits at the median centre
+    // along the longest side of its centres' box (ties by primitive index),
+    // down to at most `leafSize` primitives a leaf (at most 255). O(n log n),
+    // deterministic, at most 32 levels deep; the surface-area tree of Build
+    // is usually the quicker one to search. Replaces any previous tree.
+    void BuildByMedian(const double* boxes, std::uint32_t count, std::uint32_t leafSize);
     void Clear();
 
     bool IsEmpty() const { return m_Nodes.empty(); }

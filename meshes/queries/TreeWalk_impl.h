@@ -127,21 +127,16 @@ inline double BoxDistanceSquared(const CNode& node, const double p[3]) {
     return sum;
 }
 
-// Leaves in order of their boxes' distance from p, skipping those farther
-// than bound (squared). leaf(first, count, bound) lowers bound as it finds
-// nearer primitives. Boxes at exactly the bound are still visited, so a tie
-// in a later box can still be weighed by its index.
+// Nearest (below), confined to the subtree below node `subtree`.
 template <class Leaf>
-void Nearest(const CBoxHierarchy& tree, const double p[3], double& bound, Leaf&& leaf) {
-    if (tree.IsEmpty())
-        return;
+void NearestBelow(const CBoxHierarchy& tree, std::uint32_t subtree, const double p[3], double& bound, Leaf& leaf) {
     const CNode* nodes = tree.GetNodes().data();
     struct CEntry {
         std::uint32_t m_Node;
         double m_Distance;
     } stack[StackSize];
     unsigned int top = 0;
-    stack[top++] = {0, BoxDistanceSquared(nodes[0], p)};
+    stack[top++] = {subtree, BoxDistanceSquared(nodes[subtree], p)};
     while (top > 0) {
         const CEntry entry = stack[--top];
         if (entry.m_Distance > bound)
@@ -165,6 +160,17 @@ void Nearest(const CBoxHierarchy& tree, const double p[3], double& bound, Leaf&&
                 stack[top++] = {node.m_First + 1, db};
         }
     }
+}
+
+// Leaves in order of their boxes' distance from p, skipping those farther
+// than bound (squared). leaf(first, count, bound) lowers bound as it finds
+// nearer primitives. Boxes at exactly the bound are still visited, so a tie
+// in a later box can still be weighed by its index.
+template <class Leaf>
+void Nearest(const CBoxHierarchy& tree, const double p[3], double& bound, Leaf&& leaf) {
+    if (tree.IsEmpty())
+        return;
+    NearestBelow(tree, 0, p, bound, leaf);
 }
 
 // Links for walks that start at a leaf instead of the root: the parent of
@@ -195,41 +201,6 @@ public:
     std::vector<std::uint32_t> m_Parent;
     std::vector<std::uint32_t> m_Leaf;
 };
-
-// Nearest, confined to the subtree below `node`.
-template <class Leaf>
-void NearestBelow(const CBoxHierarchy& tree, std::uint32_t node, const double p[3], double& bound, Leaf& leaf) {
-    const CNode* nodes = tree.GetNodes().data();
-    struct CEntry {
-        std::uint32_t m_Node;
-        double m_Distance;
-    } stack[StackSize];
-    unsigned int top = 0;
-    stack[top++] = {node, BoxDistanceSquared(nodes[node], p)};
-    while (top > 0) {
-        const CEntry entry = stack[--top];
-        if (entry.m_Distance > bound)
-            continue;
-        const CNode& current = nodes[entry.m_Node];
-        if (current.IsLeaf()) {
-            leaf(current.m_First, current.m_Count, bound);
-            continue;
-        }
-        const double da = BoxDistanceSquared(nodes[current.m_First], p);
-        const double db = BoxDistanceSquared(nodes[current.m_First + 1], p);
-        if (da <= db) {
-            if (db <= bound)
-                stack[top++] = {current.m_First + 1, db};
-            if (da <= bound)
-                stack[top++] = {current.m_First, da};
-        } else {
-            if (da <= bound)
-                stack[top++] = {current.m_First, da};
-            if (db <= bound)
-                stack[top++] = {current.m_First + 1, db};
-        }
-    }
-}
 
 // Nearest for a point near an earlier one: the walk starts at the leaf of
 // position `start` (typically the earlier answer, whose distance the caller

@@ -1,13 +1,16 @@
-// The walk that starts at a leaf (a hint) instead of the root: its links, and
-// the nearest primitive it finds from any start, against trying every one.
+// The walk that starts at a leaf (a hint) instead of the root, over trees
+// built by surface area and by the median: its links, and the nearest
+// primitive it finds from any start, against trying every one.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <random>
 #include <vector>
 
 #include "MeshFixtures.h"
+#include "quorvel/meshes/queries/CBoxHierarchy.h"
 #include "quorvel/meshes/queries/CTriangleTree.h"
 #include "quorvel/meshes/queries/TreeWalk_impl.h"
 
@@ -16,7 +19,7 @@ namespace {
 using namespace QuorvelTest;
 using namespace Corvane::Pellix::Quorvel::TreeWalk;
 
-class HintedWalk : public ::testing::Test {
+class HintedWalk : public ::testing::TestWithParam<bool> {
 protected:
     void SetUp() override {
         TMesh<double, TVertexPN<double>, CA8, unsigned int> mesh;
@@ -34,12 +37,30 @@ protected:
                 const auto& p = mesh.m_Vertices[mesh.m_Faces[f].m_Corners[k]].m_Position;
                 m_Corners.insert(m_Corners.end(), {p.x, p.y, p.z});
             }
-        m_Tree.Build(m_Corners.data(), mesh.m_Faces.GetCount());
-        m_Links.Build(m_Tree.GetHierarchy());
+        const std::uint32_t count = mesh.m_Faces.GetCount();
+        std::vector<double> boxes;
+        for (std::uint32_t t = 0; t < count; ++t)
+            for (int side = 0; side < 2; ++side)
+                for (int k = 0; k < 3; ++k) {
+                    const double* c = &m_Corners[9 * std::size_t(t)];
+                    boxes.push_back(side == 0 ? std::min({c[k], c[3 + k], c[6 + k]})
+                                              : std::max({c[k], c[3 + k], c[6 + k]}));
+                }
+        if (GetParam())
+            m_Tree.BuildByMedian(boxes.data(), count, 4);
+        else
+            m_Tree.Build(boxes.data(), count, 4);
+        m_Position.resize(count);
+        for (std::uint32_t i = 0; i < count; ++i)
+            m_Position[m_Tree.GetOrder()[i]] = i;
+        m_Links.Build(m_Tree);
     }
 
+    std::uint32_t Count() const { return static_cast<std::uint32_t>(m_Position.size()); }
+    std::uint32_t Triangle(std::uint32_t position) const { return m_Tree.GetOrder()[position]; }
+
     double Distance(const double p[3], std::uint32_t position) const {
-        const double* t = m_Tree.GetCorners(position);
+        const double* t = &m_Corners[9 * std::size_t(Triangle(position))];
         double point[3], barycentric[3];
         return ClosestPointOnTriangle(p, t, t + 3, t + 6, point, barycentric);
     }
@@ -50,26 +71,25 @@ protected:
         std::uint32_t found = start;
         double bound = Distance(p, start);
         leaves = 0;
-        TreeWalk::NearestFrom(m_Tree.GetHierarchy(), m_Links, start, p, bound,
+        TreeWalk::NearestFrom(m_Tree, m_Links, start, p, bound,
                               [&](std::uint32_t first, std::uint32_t count, double& limit) {
                                   ++leaves;
                                   for (std::uint32_t i = first; i < first + count; ++i) {
                                       const double d = Distance(p, i);
-                                      if (d < limit ||
-                                          (d == limit && m_Tree.GetTriangle(i) < m_Tree.GetTriangle(found))) {
+                                      if (d < limit || (d == limit && Triangle(i) < Triangle(found))) {
                                           limit = d;
                                           found = i;
                                       }
                                   }
                               });
-        return m_Tree.GetTriangle(found);
+        return Triangle(found);
     }
 
     std::uint32_t BruteForce(const double p[3]) const {
         std::uint32_t best = 0;
         double bestDistance = std::numeric_limits<double>::infinity();
-        for (std::uint32_t t = 0; t < m_Tree.GetTriangleCount(); ++t) {
-            const double d = Distance(p, m_Tree.GetPosition(t));
+        for (std::uint32_t t = 0; t < Count(); ++t) {
+            const double d = Distance(p, m_Position[t]);
             if (d < bestDistance) {
                 bestDistance = d;
                 best = t;
@@ -79,16 +99,17 @@ protected:
     }
 
     std::vector<double> m_Corners;
-    CTriangleTree m_Tree;
+    CBoxHierarchy m_Tree;
+    std::vector<std::uint32_t> m_Position;
     CLinks m_Links;
 };
 
-TEST_F(HintedWalk, LinksLeadFromEveryPositionToItsLeafAndUpToTheRoot) {
-    const auto& nodes = m_Tree.GetHierarchy().GetNodes();
-    ASSERT_EQ(m_Links.m_Leaf.size(), m_Tree.GetTriangleCount());
+TEST_P(HintedWalk, LinksLeadFromEveryPositionToItsLeafAndUpToTheRoot) {
+    const auto& nodes = m_Tree.GetNodes();
+    ASSERT_EQ(m_Links.m_Leaf.size(), Count());
     ASSERT_EQ(m_Links.m_Parent.size(), nodes.size());
     EXPECT_EQ(m_Links.m_Parent[0], CLinks::NoNode);
-    for (std::uint32_t i = 0; i < m_Tree.GetTriangleCount(); ++i) {
+    for (std::uint32_t i = 0; i < Count(); ++i) {
         const std::uint32_t leaf = m_Links.m_Leaf[i];
         ASSERT_LT(leaf, nodes.size());
         ASSERT_TRUE(nodes[leaf].IsLeaf());
@@ -107,10 +128,10 @@ TEST_F(HintedWalk, LinksLeadFromEveryPositionToItsLeafAndUpToTheRoot) {
     }
 }
 
-TEST_F(HintedWalk, FindsTheNearestFromAnyStartAndLittleFromAGoodOne) {
+TEST_P(HintedWalk, FindsTheNearestFromAnyStartAndLittleFromAGoodOne) {
     std::mt19937 random(7);
     std::uniform_real_distribution<double> coordinate(-1.5, 4.5);
-    std::uniform_int_distribution<std::uint32_t> position(0, m_Tree.GetTriangleCount() - 1);
+    std::uniform_int_distribution<std::uint32_t> position(0, Count() - 1);
     unsigned int farLeaves = 0, nearLeaves = 0;
     for (int n = 0; n < 300; ++n) {
         double p[3] = {coordinate(random), coordinate(random) / 2, coordinate(random) / 2};
@@ -121,16 +142,57 @@ TEST_F(HintedWalk, FindsTheNearestFromAnyStartAndLittleFromAGoodOne) {
         unsigned int leaves = 0;
         EXPECT_EQ(NearestFrom(p, position(random), leaves), expected) << "from a random start";
         farLeaves += leaves;
-        EXPECT_EQ(NearestFrom(p, m_Tree.GetPosition(expected), leaves), expected) << "from the answer";
+        EXPECT_EQ(NearestFrom(p, m_Position[expected], leaves), expected) << "from the answer";
         nearLeaves += leaves;
     }
     // The answer's own distance prunes all but the leaves around it.
     EXPECT_LT(nearLeaves, farLeaves);
 }
 
-TEST_F(HintedWalk, AnEmptyTreeVisitsNothing) {
+TEST_P(HintedWalk, BoxesHoldTheirPrimitivesAndTheMedianTreeStaysShallow) {
+    const auto& nodes = m_Tree.GetNodes();
+    std::vector<unsigned int> depth(nodes.size(), 0);
+    unsigned int deepest = 0;
+    for (std::uint32_t n = 0; n < nodes.size(); ++n) {
+        if (n == 1)
+            continue;
+        const auto& node = nodes[n];
+        if (!node.IsLeaf()) {
+            for (const std::uint32_t child : {node.m_First, node.m_First + 1}) {
+                depth[child] = depth[n] + 1;
+                deepest = std::max(deepest, depth[child]);
+                for (int k = 0; k < 3; ++k) {
+                    EXPECT_LE(node.m_Min[k], nodes[child].m_Min[k]);
+                    EXPECT_GE(node.m_Max[k], nodes[child].m_Max[k]);
+                }
+            }
+            continue;
+        }
+        EXPECT_LE(node.m_Count, 4u);
+        for (std::uint32_t i = node.m_First; i < node.m_First + node.m_Count; ++i)
+            for (int c = 0; c < 3; ++c)
+                for (int k = 0; k < 3; ++k) {
+                    const double x = m_Corners[9 * std::size_t(Triangle(i)) + 3 * c + k];
+                    EXPECT_LE(double(node.m_Min[k]), x);
+                    EXPECT_GE(double(node.m_Max[k]), x);
+                }
+    }
+    if (GetParam()) {
+        // Halving at the median: the depth is the binary logarithm of the
+        // number of leaves, rounded up.
+        unsigned int bound = 0;
+        while ((4u << bound) < Count())
+            ++bound;
+        EXPECT_LE(deepest, bound);
+    }
+}
+
+TEST_P(HintedWalk, AnEmptyTreeVisitsNothing) {
     CBoxHierarchy empty;
-    empty.Build(nullptr, 0, 4);
+    if (GetParam())
+        empty.BuildByMedian(nullptr, 0, 4);
+    else
+        empty.Build(nullptr, 0, 4);
     CLinks links;
     links.Build(empty);
     const double p[3] = {0, 0, 0};
@@ -139,5 +201,7 @@ TEST_F(HintedWalk, AnEmptyTreeVisitsNothing) {
     TreeWalk::NearestFrom(empty, links, 0, p, bound, [&](std::uint32_t, std::uint32_t, double&) { visited = true; });
     EXPECT_FALSE(visited);
 }
+
+INSTANTIATE_TEST_SUITE_P(SurfaceAreaAndMedian, HintedWalk, ::testing::Bool());
 
 }  // namespace

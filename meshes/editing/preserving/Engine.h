@@ -23,7 +23,6 @@
 #include "quorvel/maths/TVector3.h"
 #include "quorvel/meshes/editing/preserving/CPreservingRemesher.h"
 #include "quorvel/meshes/queries/CBoxHierarchy.h"
-#include "quorvel/meshes/queries/CTriangleTree.h"
 #include "quorvel/meshes/queries/TreeWalk_impl.h"
 
 namespace Corvane::Pellix::Quorvel::detail::preserving {
@@ -143,6 +142,11 @@ inline double Squared(const Vec& v) {
 
 // The point of segment a-b nearest to p.
 Vec ClosestOnSegment(const Vec& p, const Vec& a, const Vec& b);
+
+class CTriangle {
+public:
+    Vec m_A, m_B, m_C;
+};
 
 class CSegment {
 public:
@@ -406,9 +410,10 @@ private:
     }
 
     // The input surface and its constraint lines, for projection.
-    CTriangleTree m_TriangleTree;
+    // Triangles and segments in the order of their trees.
+    std::vector<CTriangle> m_Triangles;
+    CBoxHierarchy m_TriangleTree;
     TreeWalk::CLinks m_TriangleLinks;
-    // Segments in the order of the segment tree.
     std::vector<CSegment> m_Segments;
     CBoxHierarchy m_SegmentTree;
     TreeWalk::CLinks m_SegmentLinks;

@@ -48,12 +48,10 @@ Vec ClosestOnTriangle(const Vec& p, const Vec& a, const Vec& b, const Vec& c) {
     return a + ab * (vb / sum) + ac * (vc / sum);
 }
 
-// Segments per leaf of the segment tree at most.
-constexpr std::uint32_t SegmentLeafSize = 4;
-
-inline Vec CornerOf(const double* corners, int k) {
-    return Vec(corners[3 * k], corners[3 * k + 1], corners[3 * k + 2]);
-}
+// Triangles or segments per leaf at most. The trees are built by the
+// median, cheaply: each serves one run, and a surface-area tree would cost
+// more to build than it saves the projections.
+constexpr std::uint32_t LeafSize = 4;
 
 // The primitive nearest to p by `distance(i, bound)` (squared, of the
 // primitive at position i of the tree's order; anything above the bound may
@@ -103,25 +101,33 @@ void CEngine::BuildReference(const std::vector<char>& frozenFace, const std::vec
     const std::uint32_t faces = halfEdges / 3;
 
     std::vector<std::uint32_t> items;
-    for (std::uint32_t f = 0; f < faces; ++f)
-        if (!frozenFace[f])
-            items.push_back(f);
-    std::vector<double> corners(9 * items.size());
-    for (std::size_t i = 0; i < items.size(); ++i)
-        for (std::uint32_t k = 0; k < 3; ++k) {
-            const Vec& q = m_Position[m_Corner[3 * items[i] + k]];
-            corners[9 * i + 3 * k] = q.x;
-            corners[9 * i + 3 * k + 1] = q.y;
-            corners[9 * i + 3 * k + 2] = q.z;
-        }
-    m_TriangleTree.Build(corners.data(), static_cast<std::uint32_t>(items.size()));
-    m_TriangleLinks.Build(m_TriangleTree.GetHierarchy());
+    std::vector<double> boxes;
+    boxes.reserve(6 * std::size_t(faces));
+    for (std::uint32_t f = 0; f < faces; ++f) {
+        if (frozenFace[f])
+            continue;
+        items.push_back(f);
+        Vec lo = m_Position[m_Corner[3 * f]], hi = lo;
+        for (std::uint32_t k = 1; k < 3; ++k)
+            for (int i = 0; i < 3; ++i) {
+                lo[i] = std::min(lo[i], m_Position[m_Corner[3 * f + k]][i]);
+                hi[i] = std::max(hi[i], m_Position[m_Corner[3 * f + k]][i]);
+            }
+        boxes.insert(boxes.end(), {lo.x, lo.y, lo.z, hi.x, hi.y, hi.z});
+    }
+    m_TriangleTree.BuildByMedian(boxes.data(), static_cast<std::uint32_t>(items.size()), LeafSize);
+    m_TriangleLinks.Build(m_TriangleTree);
     std::vector<std::uint32_t> slotOfFace(faces, None);
-    for (std::uint32_t i = 0; i < items.size(); ++i)
-        slotOfFace[items[i]] = m_TriangleTree.GetPosition(i);
+    m_Triangles.resize(items.size());
+    for (std::uint32_t i = 0; i < items.size(); ++i) {
+        const std::uint32_t f = items[m_TriangleTree.GetOrder()[i]];
+        slotOfFace[f] = i;
+        m_Triangles[i] =
+            CTriangle{m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]], m_Position[m_Corner[3 * f + 2]]};
+    }
 
     items.clear();
-    std::vector<double> boxes;
+    boxes.clear();
     for (std::uint32_t h = 0; h < halfEdges; ++h) {
         if (!IsLine(m_Kind[h]) || (m_Twin[h] != None && m_Twin[h] < h))
             continue;
@@ -130,7 +136,7 @@ void CEngine::BuildReference(const std::vector<char>& frozenFace, const std::vec
         boxes.insert(boxes.end(), {std::min(a.x, b.x), std::min(a.y, b.y), std::min(a.z, b.z), std::max(a.x, b.x),
                                    std::max(a.y, b.y), std::max(a.z, b.z)});
     }
-    m_SegmentTree.Build(boxes.data(), static_cast<std::uint32_t>(items.size()), SegmentLeafSize);
+    m_SegmentTree.BuildByMedian(boxes.data(), static_cast<std::uint32_t>(items.size()), LeafSize);
     m_SegmentLinks.Build(m_SegmentTree);
     std::vector<std::uint32_t> slotOfEdge(halfEdges, None);
     m_Segments.resize(items.size());
@@ -168,26 +174,26 @@ Vec CEngine::Projected(std::uint32_t v, const Vec& p) {
         return ClosestOnSegment(p, m_Segments[best].m_A, m_Segments[best].m_B);
     }
     const auto distance = [&](std::uint32_t i, double bound) {
-        const double* t = m_TriangleTree.GetCorners(i);
+        const CTriangle& t = m_Triangles[i];
         // The triangle's own box is a cheap first test; most triangles of a
         // leaf lie beyond the bound.
         double outside = 0;
         for (int k = 0; k < 3; ++k) {
-            const double low = std::min(t[k], std::min(t[3 + k], t[6 + k]));
-            const double high = std::max(t[k], std::max(t[3 + k], t[6 + k]));
+            const double low = std::min(t.m_A[k], std::min(t.m_B[k], t.m_C[k]));
+            const double high = std::max(t.m_A[k], std::max(t.m_B[k], t.m_C[k]));
             const double d = std::max(0.0, std::max(low - p[k], p[k] - high));
             outside += d * d;
         }
         if (!(outside <= bound))
             return std::numeric_limits<double>::infinity();
-        return Squared(ClosestOnTriangle(p, CornerOf(t, 0), CornerOf(t, 1), CornerOf(t, 2)) - p);
+        return Squared(ClosestOnTriangle(p, t.m_A, t.m_B, t.m_C) - p);
     };
-    const std::uint32_t best = Nearest(m_TriangleTree.GetHierarchy(), m_TriangleLinks, p, m_FaceHint[v], distance);
+    const std::uint32_t best = Nearest(m_TriangleTree, m_TriangleLinks, p, m_FaceHint[v], distance);
     if (best == None)
         return p;
     m_FaceHint[v] = best;
-    const double* t = m_TriangleTree.GetCorners(best);
-    return ClosestOnTriangle(p, CornerOf(t, 0), CornerOf(t, 1), CornerOf(t, 2));
+    const CTriangle& t = m_Triangles[best];
+    return ClosestOnTriangle(p, t.m_A, t.m_B, t.m_C);
 }
 
 }  // namespace Corvane::Pellix::Quorvel::detail::preserving
