@@ -24,6 +24,11 @@ std::uint32_t FindRoot(std::vector<std::uint32_t>& parent, std::uint32_t v) {
 CEdgeCensus::CEdgeCensus(const CMeshData& mesh) {
     // Each face side becomes a key (low end, high end, direction bit); one
     // sort groups the sides of every edge together.
+    // The shape-preserving remesh finds edges of more than two faces as well,
+    // while it pairs its half-edges; this census stays its own because it
+    // reports every edge (open, non-manifold, misoriented) of the tool's mesh
+    // data, with no half-edge arrays to build, and the engine is internal to
+    // the library.
     std::vector<std::uint64_t> sides;
     sides.reserve(mesh.m_Triangles.size() * 3);
     for (const Triangle& t : mesh.m_Triangles)

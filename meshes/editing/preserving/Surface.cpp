@@ -111,6 +111,10 @@ void CEngine::BuildTwins(const std::vector<char>& frozenFace) {
     // An edge is paired only when it has exactly one half-edge each way; any
     // other edge (more than two faces, or two faces wound alike) is locked
     // and its ends are fixed.
+    // Edges shared by more than two faces are found here, in the pass that
+    // pairs the half-edges, and not by a census of their own (as the tool's
+    // report keeps): the pairing needs every twin in the engine's numbering
+    // anyway, and an edge it cannot pair is exactly one to lock.
     for (std::uint32_t h = 0; h < halfEdges; ++h) {
         if (m_Twin[h] != None || m_Kind[h] == Locked)
             continue;
