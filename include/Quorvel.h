@@ -13,6 +13,7 @@
 #include "quorvel/meshes/TVertexPN.h"
 #include "quorvel/meshes/TVertexPNC.h"
 #include "quorvel/meshes/editing/CRemeshOptions.h"
+#include "quorvel/meshes/editing/RemeshEstimate.h"
 #include "quorvel/meshes/flex/CFlexIndices.h"
 #include "quorvel/meshes/flex/CFlexMesh.h"
 #include "quorvel/meshes/queries/CBoxHierarchy.h"

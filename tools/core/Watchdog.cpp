@@ -15,6 +15,7 @@
 #include "core/Numbers.h"
 #include "core/ToolError.h"
 #include "io/OutputFile.h"
+#include "quorvel/meshes/editing/RemeshEstimate.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
 
@@ -170,15 +171,14 @@ std::string FormatMemorySize(std::uint64_t bytes) {
     return FormatQuantity(value, 3) + " " + units[unit];
 }
 
+// The library's estimate, which the shape-preserving remesh bounds its
+// splits by, so that the tool's limits and the engine's agree.
 double EstimateRemeshFaces(const CMeshData& mesh, double target) {
-    const double equilateral = std::sqrt(3.0) / 4 * target * target;
-    double faces = 0;
-    for (const Triangle& t : mesh.m_Triangles) {
-        const Point &a = mesh.m_Positions[t[0]], &b = mesh.m_Positions[t[1]], &c = mesh.m_Positions[t[2]];
-        faces += 0.5 * ((b - a) * (c - a)).GetLength() / equilateral;
-        faces += (a.DiffVectLen(b) + b.DiffVectLen(c) + c.DiffVectLen(a)) / target;
-    }
-    return faces;
+    static_assert(sizeof(Triangle) == 3 * sizeof(std::uint32_t), "triangles are three packed corners");
+    if (mesh.m_Triangles.empty())
+        return 0;
+    return EstimateRemeshFaceCount(mesh.m_Positions.data(), mesh.m_Triangles.front().data(), mesh.m_Triangles.size(),
+                                   target);
 }
 
 double EstimatePeakFaces(const CMeshData& mesh, double target) {

@@ -1,5 +1,6 @@
 // The surface the engine edits: loading the input into half-edge arrays,
 // pairing the edges, compacting between iterations and extracting the result.
+#include "quorvel/meshes/editing/RemeshEstimate.h"
 #include "quorvel/meshes/editing/preserving/Engine.h"
 
 namespace Corvane::Pellix::Quorvel::detail::preserving {
@@ -71,17 +72,13 @@ void CEngine::Load(const std::vector<double>& positions, const std::vector<std::
     // Four times what splitting alone may make: the faces of equilateral
     // triangles of the target size that cover the input, plus two for every
     // target length along the input's edges (long thin faces are cut along
-    // their sides whatever their area), plus the input's own.
-    double area = 0, sides = 0;
-    for (std::size_t f = 0; f < faces; ++f)
-        if (!frozenFace[f]) {
-            const Vec &a = m_Position[m_Corner[3 * f]], &b = m_Position[m_Corner[3 * f + 1]],
-                      &c = m_Position[m_Corner[3 * f + 2]];
-            area += 0.5 * std::sqrt(Squared((b - a) * (c - a)));
-            sides += std::sqrt(Squared(b - a)) + std::sqrt(Squared(c - b)) + std::sqrt(Squared(a - c));
-        }
+    // their sides whatever their area), plus the input's own. The frozen
+    // faces, those with a non-finite corner, count nothing.
+    // A target whose square underflows adds nothing, rather than the
+    // infinity the estimate would divide out.
     const double equilateral = std::sqrt(3.0) / 4.0 * m_TargetLength * m_TargetLength;
-    const double cuts = equilateral > 0 ? area / equilateral + sides / m_TargetLength : 0.0;
+    const double cuts =
+        equilateral > 0 ? EstimateRemeshFaceCount(m_Position.data(), m_Corner.data(), faces, m_TargetLength) : 0.0;
     const double budget = 4.0 * (double(faces) + cuts) + 1000.0;
     // Half-edges are numbered in 32 bits, which also bounds the budget.
     m_FaceBudget = std::isfinite(budget) && budget < 4e8 ? static_cast<std::size_t>(budget) : std::size_t(400000000);

@@ -1,0 +1,48 @@
+// The face estimate that bounds the shape-preserving remesh's splits and the
+// tool's limits, against closed forms.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "quorvel/meshes/editing/RemeshEstimate.h"
+
+namespace {
+
+using namespace Corvane::Pellix::Quorvel;
+typedef Corvane::Pellix::Sarvetta::TVector3<double> Point;
+
+TEST(EstimateRemeshFaceCount, CountsAreaAndSidesOfAGrid) {
+    // An n x m grid of squares of side h, two right triangles each.
+    const unsigned int n = 6, m = 4;
+    const double h = 0.5;
+    std::vector<Point> positions;
+    for (unsigned int j = 0; j <= m; ++j)
+        for (unsigned int i = 0; i <= n; ++i)
+            positions.push_back(Point(i * h, j * h, 0));
+    std::vector<std::uint32_t> corners;
+    for (unsigned int j = 0; j < m; ++j)
+        for (unsigned int i = 0; i < n; ++i) {
+            const std::uint32_t a = j * (n + 1) + i, b = a + 1, c = a + n + 1, d = c + 1;
+            corners.insert(corners.end(), {a, b, d, a, d, c});
+        }
+    for (const double target : {h, 2 * h, 0.3 * h}) {
+        const double area = n * m * h * h / (std::sqrt(3.0) / 4 * target * target);
+        const double sides = 2.0 * n * m * (2 + std::sqrt(2.0)) * h / target;
+        EXPECT_NEAR(EstimateRemeshFaceCount(positions.data(), corners.data(), 2 * n * m, target), area + sides,
+                    1e-9 * (area + sides));
+    }
+}
+
+TEST(EstimateRemeshFaceCount, SkipsTrianglesWithANonFiniteCornerAndCountsNothingForNone) {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const std::vector<Point> positions = {Point(0, 0, 0), Point(1, 0, 0), Point(0, 1, 0), Point(nan, 0, 0)};
+    const std::vector<std::uint32_t> corners = {0, 1, 2, 0, 3, 2};
+    const double one = EstimateRemeshFaceCount(positions.data(), corners.data(), 1, 1.0);
+    EXPECT_GT(one, 0);
+    EXPECT_EQ(EstimateRemeshFaceCount(positions.data(), corners.data(), 2, 1.0), one);
+    EXPECT_EQ(EstimateRemeshFaceCount(positions.data(), corners.data(), 0, 1.0), 0);
+}
+
+}  // namespace
