@@ -7,6 +7,16 @@
 
 namespace Corvane::Pellix::Quorvel {
 
+namespace detail {
+
+// A double rounded to the float next below (above) it or equal, so that a
+// float box still holds the double one; beyond the float range, infinite.
+// NaN stays NaN: traversals read a NaN bound as "no bound" and visit.
+float RoundDown(double value);
+float RoundUp(double value);
+
+}  // namespace detail
+
 // Storage aligned to a cache line.
 template <class T>
 class TCacheLineAllocator {
