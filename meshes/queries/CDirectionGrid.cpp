@@ -36,7 +36,8 @@ void CDirectionGrid::Build(const CTriangleTree& tree, const double direction[3])
     const std::uint32_t count = tree.GetTriangleCount();
     std::vector<CEntry> boxes;
     boxes.reserve(count);
-    m_Entries.clear();
+    m_Entries.reset();
+    m_EntryCount = 0;
     m_Unbinned.clear();
     m_Starts.clear();
     double low[2] = {HUGE_VAL, HUGE_VAL}, high[2] = {-HUGE_VAL, -HUGE_VAL};
@@ -73,16 +74,22 @@ void CDirectionGrid::Build(const CTriangleTree& tree, const double direction[3])
     if (boxes.empty())
         return;
 
-    // About two triangles' boxes to a cell: a surface seen along a direction
-    // overlaps itself a few times, so a cell holds a few boxes.
+    // Cells about twice the size of a box across: a box then covers two to
+    // four cells, and a surface seen along a direction overlaps itself a
+    // few times, so a cell holds a few boxes. No smaller than the cells of
+    // two boxes to a cell of the whole plane, or very small triangles would
+    // make the grid outgrow them.
     const double width = high[0] - low[0], height = high[1] - low[1];
     const double n = double(boxes.size());
-    double cell = std::sqrt(2.0 * width * height / n);
+    double sides = 0;
+    for (const CEntry& e : boxes)
+        sides += (double(e.m_High[0]) - e.m_Low[0]) + (double(e.m_High[1]) - e.m_Low[1]);
+    double cell = std::max(sides / n, std::sqrt(2.0 * width * height / n));
     if (!(cell > 0) || !std::isfinite(cell))
         cell = std::max(width, height) / n;
     m_Origin[0] = low[0];
     m_Origin[1] = low[1];
-    const std::size_t copyLimit = 8 * boxes.size() + 64;
+    const std::size_t copyLimit = 3 * boxes.size() + 64;
     for (;;) {
         if (!(cell > 0) || !std::isfinite(cell)) {
             m_InverseCell = 0;
@@ -98,7 +105,7 @@ void CDirectionGrid::Build(const CTriangleTree& tree, const double direction[3])
                 std::size_t(Column(e.m_High[0]) - Column(e.m_Low[0]) + 1) * (Row(e.m_High[1]) - Row(e.m_Low[1]) + 1);
         if (copies <= copyLimit || m_Columns * std::size_t(m_Rows) == 1)
             break;
-        cell *= 2;
+        cell *= 1.5;
     }
 
     // Counting sort into the cells, the entries of one cell in tree order.
@@ -110,7 +117,9 @@ void CDirectionGrid::Build(const CTriangleTree& tree, const double direction[3])
                 ++m_Starts[std::size_t(r) * m_Columns + c + 1];
     for (std::size_t i = 0; i < cells; ++i)
         m_Starts[i + 1] += m_Starts[i];
-    m_Entries.resize(m_Starts[cells]);
+    // Every entry is written below: no need to clear them first.
+    m_EntryCount = m_Starts[cells];
+    m_Entries.reset(new CEntry[m_EntryCount]);
     std::vector<std::uint32_t> next(m_Starts.begin(), m_Starts.end() - 1);
     for (const CEntry& e : boxes)
         for (std::uint32_t r = Row(e.m_Low[1]); r <= Row(e.m_High[1]); ++r)
