@@ -33,14 +33,7 @@ std::vector<double> SceneCorners() {
         const auto* c = grid.m_Faces[f].m_Corners;
         AddFace(mesh, base + c[0], base + c[1], base + c[2]);
     }
-    for (int i = 0; i < 12; ++i) {
-        const unsigned int first = mesh.m_Vertices.GetCount();
-        const double y = -1.2 + 0.2 * i;
-        AddVertex(mesh, -1.3, y, -1.3 + 0.2 * i);
-        AddVertex(mesh, 1.3, -y, 1.3 - 0.1 * i);
-        AddVertex(mesh, 1.3, -y + 0.01, 1.3 - 0.1 * i);
-        AddFace(mesh, first, first + 1, first + 2);
-    }
+    AddCrossingSlivers(mesh, 12, 1.3, 0.01);
     std::vector<double> corners;
     for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
         for (int k = 0; k < 3; ++k) {

@@ -302,14 +302,7 @@ TYPED_TEST(MeshTreeTwins, InsideTestsMatchOnSliversAcrossTheBoxAndFacesWithoutAB
     typedef TVector3<Real> V;
     TypeParam mesh;
     MakeBumpySphere(mesh, 2, 0.15, 0.02);
-    for (int i = 0; i < 10; ++i) {
-        const unsigned int first = mesh.m_Vertices.GetCount();
-        const double y = -1.0 + 0.2 * i;
-        AddVertex(mesh, -1.1, y, -1.0 + 0.2 * i);
-        AddVertex(mesh, 1.1, -y, 1.0 - 0.1 * i);
-        AddVertex(mesh, 1.1, -y + 0.02, 1.0 - 0.1 * i);
-        AddFace(mesh, first, first + 1, first + 2);
-    }
+    AddCrossingSlivers(mesh, 10, 1.1, 0.02);
     const unsigned int strays = mesh.m_Vertices.GetCount();
     AddVertex(mesh, 0, 0, 0);
     AddVertex(mesh, 0, 0, 0);
