@@ -62,6 +62,8 @@ public:
     // then maximum x, y, z), splitting by the surface-area heuristic on 16
     // bins of the box centres along the widest axis, down to at most
     // `leafSize` primitives a leaf. O(n log n). Replaces any previous tree.
+    // Large trees grow the root's two subtrees on two threads; the nodes and
+    // their order are the same whatever the number of threads.
     void Build(const double* boxes, std::uint32_t count, std::uint32_t leafSize);
     void Clear();
 
