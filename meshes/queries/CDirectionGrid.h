@@ -32,10 +32,9 @@ public:
         std::uint32_t m_Position;
     };
 
-    /// \pre `direction` is finite and not zero; `tree` outlives nothing
-    /// here (the grid copies what it needs).
-    /// \post the frame's third axis is `direction` normalised, and every
-    /// triangle of `tree` is binned.
+    /// \pre `direction` is finite and not zero.
+    /// \post the frame's third axis is `direction` normalised and every
+    /// triangle of `tree` is binned; the grid keeps no reference to `tree`.
     void Build(const CTriangleTree& tree, const double direction[3]);
 
     /// Axis k (0, 1: across the direction; 2: along it), a unit vector.
