@@ -539,4 +539,19 @@ void MakePlateWithDenseHoles(Mesh& mesh, unsigned int columns = 2, unsigned int 
         }
 }
 
+// `count` long slivers, `width` wide at one end, each crossing the cube of
+// half-side `reach` from x = -reach to x = reach at its own height: boxes
+// as wide as the whole scene.
+template <typename Mesh>
+void AddCrossingSlivers(Mesh& mesh, unsigned int count, double reach, double width) {
+    for (unsigned int i = 0; i < count; ++i) {
+        const unsigned int first = mesh.m_Vertices.GetCount();
+        const double y = -reach + 0.1 + 0.2 * i;
+        AddVertex(mesh, -reach, y, y);
+        AddVertex(mesh, reach, -y, -0.5 * y);
+        AddVertex(mesh, reach, width - y, -0.5 * y);
+        AddFace(mesh, first, first + 1, first + 2);
+    }
+}
+
 }  // namespace QuorvelTest

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <exception>
 #include <limits>
 #include <memory>
 #include <numeric>
@@ -15,32 +16,11 @@ namespace {
 
 constexpr int BinCount = 16;
 
+// Below this many primitives a tree is grown on one thread.
+constexpr std::int64_t ParallelBuildSize = 1 << 15;
+constexpr std::size_t NoLimit = ~std::size_t(0);
+
 constexpr double FloatMax = Sarvetta::LargestFloat;
-
-// Rounded outwards, so that the float box still holds the double one; beyond
-// the float range, infinite. NaN stays NaN: traversals read a NaN bound as
-// "no bound" and visit the node.
-float Below(double value) {
-    if (value < -FloatMax)
-        return -std::numeric_limits<float>::infinity();
-    if (value > FloatMax)
-        return std::numeric_limits<float>::max();
-    float f = static_cast<float>(value);
-    if (static_cast<double>(f) > value)
-        f = std::nextafter(f, -std::numeric_limits<float>::infinity());
-    return f;
-}
-
-float Above(double value) {
-    if (value > FloatMax)
-        return std::numeric_limits<float>::infinity();
-    if (value < -FloatMax)
-        return -std::numeric_limits<float>::max();
-    float f = static_cast<float>(value);
-    if (static_cast<double>(f) < value)
-        f = std::nextafter(f, std::numeric_limits<float>::infinity());
-    return f;
-}
 
 class CBounds {
 public:
@@ -90,6 +70,32 @@ public:
 
 }  // namespace
 
+namespace detail {
+
+float RoundDown(double value) {
+    if (value < -FloatMax)
+        return -std::numeric_limits<float>::infinity();
+    if (value > FloatMax)
+        return std::numeric_limits<float>::max();
+    float f = static_cast<float>(value);
+    if (static_cast<double>(f) > value)
+        f = std::nextafter(f, -std::numeric_limits<float>::infinity());
+    return f;
+}
+
+float RoundUp(double value) {
+    if (value > FloatMax)
+        return std::numeric_limits<float>::infinity();
+    if (value < -FloatMax)
+        return -std::numeric_limits<float>::max();
+    float f = static_cast<float>(value);
+    if (static_cast<double>(f) < value)
+        f = std::nextafter(f, std::numeric_limits<float>::infinity());
+    return f;
+}
+
+}  // namespace detail
+
 void CBoxHierarchy::Clear() {
     m_Nodes.clear();
     m_Nodes.shrink_to_fit();
@@ -101,36 +107,17 @@ std::size_t CBoxHierarchy::GetMemoryUsage() const {
     return m_Nodes.capacity() * sizeof(CNode) + m_Order.capacity() * sizeof(std::uint32_t);
 }
 
-void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_t leafSize) {
-    m_Nodes.clear();
-    m_Order.resize(count);
-    if (count == 0)
-        return;
-    leafSize = std::max<std::uint32_t>(leafSize, 1);
-    // Uninitialised: every field is written below.
-    std::unique_ptr<CReference[]> storage(new CReference[count]);
-    CReference* const references = storage.get();
-    for (std::uint32_t i = 0; i < count; ++i) {
-        CReference& r = references[i];
-        r.m_Index = i;
-        for (int k = 0; k < 3; ++k) {
-            const double low = boxes[6 * std::size_t(i) + k], high = boxes[6 * std::size_t(i) + 3 + k];
-            r.m_Min[k] = Below(low);
-            r.m_Max[k] = Above(high);
-            // A non-finite centre would poison the bins; such a primitive
-            // goes to bin 0.
-            const double c = 0.5 * (low + high);
-            r.m_Centre[k] = std::isfinite(c) ? static_cast<float>(std::max(-FloatMax, std::min(FloatMax, c))) : 0.0f;
-        }
-    }
-    m_Nodes.reserve(2 * std::size_t(count / std::max<std::uint32_t>(leafSize / 2, 1)) + 2);
-    m_Nodes.push_back(CNode());
-    // The padding that puts every pair of children on one cache line.
-    CNode padding = CNode();
-    m_Nodes.push_back(padding);
-    std::vector<CTask> tasks;
-    tasks.push_back(CTask{0, 0, count, 0, false, CBounds(), CBounds()});
-    while (!tasks.empty()) {
+namespace {
+
+// Splits the tasks' ranges and their descendants until every range is a
+// leaf, or until maxSplits ranges have been split (the tasks left are
+// returned in `tasks`). Nodes are appended to `nodes`, children in pairs.
+void Grow(CReference* references, std::vector<CTask>& tasks, CBoxHierarchy::CNodes& nodes, std::uint32_t leafSize,
+          std::size_t maxSplits) {
+    typedef CBoxHierarchy::CNode CNode;
+    constexpr unsigned int MaxDepth = CBoxHierarchy::MaxDepth;
+    std::size_t splits = 0;
+    while (!tasks.empty() && splits < maxSplits) {
         const CTask task = tasks.back();
         tasks.pop_back();
         CBounds bounds = task.m_Bounds, centreBounds = task.m_CentreBounds;
@@ -141,15 +128,15 @@ void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_
                 centreBounds.Extend(r.m_Centre, r.m_Centre);
             }
         // Floats widened to double and back: exact.
-        CNode& node = m_Nodes[task.m_Node];
+        CNode& node = nodes[task.m_Node];
         for (int k = 0; k < 3; ++k) {
             node.m_Min[k] = static_cast<float>(bounds.m_Min[k]);
             node.m_Max[k] = static_cast<float>(bounds.m_Max[k]);
         }
         const std::uint32_t n = task.m_End - task.m_Begin;
         auto makeLeaf = [&]() {
-            m_Nodes[task.m_Node].m_First = task.m_Begin;
-            m_Nodes[task.m_Node].m_Count = n;
+            nodes[task.m_Node].m_First = task.m_Begin;
+            nodes[task.m_Node].m_Count = n;
         };
         if (n <= 1) {
             makeLeaf();
@@ -240,17 +227,95 @@ void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_
                     references + task.m_Begin, references + middle, references + task.m_End,
                     [&](const CReference& a, const CReference& b) { return a.m_Centre[axis] < b.m_Centre[axis]; });
         }
-        const std::uint32_t children = static_cast<std::uint32_t>(m_Nodes.size());
-        m_Nodes[task.m_Node].m_First = children;
-        m_Nodes[task.m_Node].m_Count = 0;
-        m_Nodes.push_back(CNode());
-        m_Nodes.push_back(CNode());
+        ++splits;
+        const std::uint32_t children = static_cast<std::uint32_t>(nodes.size());
+        nodes[task.m_Node].m_First = children;
+        nodes[task.m_Node].m_Count = 0;
+        nodes.push_back(CNode());
+        nodes.push_back(CNode());
         tasks.push_back(
             CTask{children + 1, middle, task.m_End, task.m_Depth + 1, known, childBounds[1], childCentres[1]});
         tasks.push_back(
             CTask{children, task.m_Begin, middle, task.m_Depth + 1, known, childBounds[0], childCentres[0]});
     }
-    for (std::uint32_t i = 0; i < count; ++i)
+}
+
+}  // namespace
+
+void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_t leafSize) {
+    m_Nodes.clear();
+    m_Order.resize(count);
+    if (count == 0)
+        return;
+    leafSize = std::max<std::uint32_t>(leafSize, 1);
+    // Uninitialised: every field is written below.
+    std::unique_ptr<CReference[]> storage(new CReference[count]);
+    CReference* const references = storage.get();
+    const std::int64_t n = count;
+#pragma omp parallel for schedule(static) if (n >= ParallelBuildSize)
+    for (std::int64_t i = 0; i < n; ++i) {
+        CReference& r = references[i];
+        r.m_Index = static_cast<std::uint32_t>(i);
+        for (int k = 0; k < 3; ++k) {
+            const double low = boxes[6 * i + k], high = boxes[6 * i + 3 + k];
+            r.m_Min[k] = detail::RoundDown(low);
+            r.m_Max[k] = detail::RoundUp(high);
+            // A non-finite centre would poison the bins; such a primitive
+            // goes to bin 0.
+            const double c = 0.5 * (low + high);
+            r.m_Centre[k] = std::isfinite(c) ? static_cast<float>(std::max(-FloatMax, std::min(FloatMax, c))) : 0.0f;
+        }
+    }
+    m_Nodes.reserve(2 * std::size_t(count / std::max<std::uint32_t>(leafSize / 2, 1)) + 2);
+    m_Nodes.push_back(CNode());
+    // The padding that puts every pair of children on one cache line.
+    CNode padding = CNode();
+    m_Nodes.push_back(padding);
+    std::vector<CTask> tasks;
+    tasks.push_back(CTask{0, 0, count, 0, false, CBounds(), CBounds()});
+    // The root's two subtrees cover disjoint ranges of the references: each
+    // grows into an array of its own on its own thread, and the arrays are
+    // joined behind the root. A subtree's array starts with its root and a
+    // padding node, so its pairs of children stay on even indices when it
+    // moves by an even offset.
+    Grow(references, tasks, m_Nodes, leafSize, n >= ParallelBuildSize ? 1 : NoLimit);
+    if (!tasks.empty()) {
+        CNodes subtrees[2];
+        const CTask roots[2] = {tasks[tasks.size() - 1], tasks[tasks.size() - 2]};
+        // An exception must not leave a parallel region: it is carried out.
+        std::exception_ptr failures[2];
+#pragma omp parallel for num_threads(2) schedule(static, 1)
+        for (int side = 0; side < 2; ++side)
+            try {
+                CNodes& nodes = subtrees[side];
+                nodes.reserve(2 * std::size_t((roots[side].m_End - roots[side].m_Begin) /
+                                              std::max<std::uint32_t>(leafSize / 2, 1)) +
+                              2);
+                nodes.resize(2);
+                std::vector<CTask> own(1, roots[side]);
+                own[0].m_Node = 0;
+                Grow(references, own, nodes, leafSize, NoLimit);
+            } catch (...) {
+                failures[side] = std::current_exception();
+            }
+        for (const std::exception_ptr& failure : failures)
+            if (failure)
+                std::rethrow_exception(failure);
+        for (int side = 0; side < 2; ++side) {
+            const CNodes& nodes = subtrees[side];
+            const std::uint32_t offset = static_cast<std::uint32_t>(m_Nodes.size()) - 2;
+            auto moved = [offset](CNode node) {
+                if (!node.IsLeaf())
+                    node.m_First += offset;
+                return node;
+            };
+            m_Nodes[roots[side].m_Node] = moved(nodes[0]);
+            for (std::size_t i = 2; i < nodes.size(); ++i)
+                m_Nodes.push_back(moved(nodes[i]));
+        }
+    }
+#pragma omp parallel for schedule(static) if (n >= ParallelBuildSize)
+    for (std::int64_t i = 0; i < n; ++i)
         m_Order[i] = references[i].m_Index;
 }
 

@@ -7,6 +7,16 @@
 
 namespace Corvane::Pellix::Quorvel {
 
+namespace detail {
+
+// A double rounded to the float next below (above) it or equal, so that a
+// float box still holds the double one; beyond the float range, infinite.
+// NaN stays NaN: traversals read a NaN bound as "no bound" and visit.
+float RoundDown(double value);
+float RoundUp(double value);
+
+}  // namespace detail
+
 // Storage aligned to a cache line.
 template <class T>
 class TCacheLineAllocator {
@@ -52,6 +62,8 @@ public:
     // then maximum x, y, z), splitting by the surface-area heuristic on 16
     // bins of the box centres along the widest axis, down to at most
     // `leafSize` primitives a leaf. O(n log n). Replaces any previous tree.
+    // Large trees grow the root's two subtrees on two threads; the nodes and
+    // their order are the same whatever the number of threads.
     void Build(const double* boxes, std::uint32_t count, std::uint32_t leafSize);
     // The same tree shape in a fraction of the time, for a tree built once
     // for a single pass of queries: each node splits at the median centre

@@ -61,7 +61,8 @@ inline double LinePad(double tolerance, double extent) {
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 TMeshTree<Real, Vertex, Attribute, Index>::TMeshTree()
-    : m_VertexHierarchyBuilt(new std::once_flag), m_BoundingBox(Real(Sarvetta::LargestFloat)), m_Scale(0) { }
+    : m_VertexHierarchyBuilt(new std::once_flag), m_InsideGridBuilt(new std::once_flag),
+      m_BoundingBox(Real(Sarvetta::LargestFloat)), m_Scale(0) { }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 TMeshTree<Real, Vertex, Attribute, Index>::TMeshTree(const Mesh& mesh) : TMeshTree() {
@@ -73,6 +74,8 @@ void TMeshTree<Real, Vertex, Attribute, Index>::Clear() {
     m_Faces.Clear();
     m_VertexHierarchy.Clear();
     m_VertexHierarchyBuilt.reset(new std::once_flag);
+    m_InsideGrid = CDirectionGrid();
+    m_InsideGridBuilt.reset(new std::once_flag);
     m_VertexPositions.clear();
     m_VertexPositions.shrink_to_fit();
     m_BoundingBox = TBox<Real>(Real(Sarvetta::LargestFloat));
@@ -110,6 +113,8 @@ void TMeshTree<Real, Vertex, Attribute, Index>::Build(const Mesh& mesh) {
     }
     m_VertexHierarchy.Clear();
     m_VertexHierarchyBuilt.reset(new std::once_flag);
+    m_InsideGrid = CDirectionGrid();
+    m_InsideGridBuilt.reset(new std::once_flag);
     m_Scale = std::isfinite(scale) ? scale : 0;
 }
 
@@ -125,6 +130,16 @@ const CBoxHierarchy& TMeshTree<Real, Vertex, Attribute, Index>::GetVertexHierarc
         m_VertexHierarchy.Build(boxes.data(), count, 8);
     });
     return m_VertexHierarchy;
+}
+
+template <typename Real, typename Vertex, typename Attribute, typename Index>
+const CDirectionGrid& TMeshTree<Real, Vertex, Attribute, Index>::GetInsideGrid() const {
+    std::call_once(*m_InsideGridBuilt, [this] {
+        const TVector3<Real>& first = detail::GetInsideRays<Real>()[0];
+        const double direction[3] = {first.x, first.y, first.z};
+        m_InsideGrid.Build(m_Faces, direction);
+    });
+    return m_InsideGrid;
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
@@ -149,7 +164,7 @@ const CTriangleTree& TMeshTree<Real, Vertex, Attribute, Index>::GetTriangleTree(
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 std::size_t TMeshTree<Real, Vertex, Attribute, Index>::GetMemoryUsage() const {
-    return m_Faces.GetMemoryUsage() + m_VertexHierarchy.GetMemoryUsage() +
+    return m_Faces.GetMemoryUsage() + m_VertexHierarchy.GetMemoryUsage() + m_InsideGrid.GetMemoryUsage() +
            m_VertexPositions.capacity() * sizeof(double);
 }
 
@@ -271,9 +286,10 @@ bool TMeshTree<Real, Vertex, Attribute, Index>::IntersectWithFFC(const TLine3<Re
 // ---- Inside tests ---------------------------------------------------------
 
 // The mesh's random-ray test: the same rays in the same order, each decided
-// by the same segment test on every face its segment can touch. A face whose
-// padded box the segment misses would answer "no contact", so skipping it
-// changes neither the count nor the verdict on ambiguity.
+// by the same segment test on every face the segment can touch. A face
+// farther from the segment than the test's reach would answer "no contact",
+// so skipping it changes neither the count nor the verdict on ambiguity, and
+// neither depends on the order the faces are tested in.
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 bool TMeshTree<Real, Vertex, Attribute, Index>::IsWithin(const Vector& point) const {
     if (!m_BoundingBox.IsWithin(point, Real(0)))
@@ -285,13 +301,14 @@ bool TMeshTree<Real, Vertex, Attribute, Index>::IsWithin(const Vector& point) co
     const TVector3<Real>* rays = detail::GetInsideRays<Real>();
     const double extent = m_Faces.GetLargestExtent();
     const CBoxHierarchy& hierarchy = m_Faces.GetHierarchy();
+    const double origin[3] = {point.x, point.y, point.z};
+    const double largest = std::max({std::fabs(origin[0]), std::fabs(origin[1]), std::fabs(origin[2])});
     Vector scratch;
     for (int attempt = 0; attempt < 1000; ++attempt) {
         Vector direction = rays[attempt];
         direction *= length;
         const Vector end = point + direction;
         const TEdge3<Real> segment(point, end);
-        const double origin[3] = {point.x, point.y, point.z};
         const double along[3] = {double(end.x) - double(point.x), double(end.y) - double(point.y),
                                  double(end.z) - double(point.z)};
         const double segmentLength = std::sqrt(along[0] * along[0] + along[1] * along[1] + along[2] * along[2]);
@@ -300,23 +317,54 @@ bool TMeshTree<Real, Vertex, Attribute, Index>::IsWithin(const Vector& point) co
         // the tolerance-widened triangle.
         const double pad = 2.0 * double(tolerance) * (segmentLength + 3.0 * extent) + 1e-6 * extent + GetRoundingPad() +
                            1e-12 * segmentLength;
-        const TreeWalk::CRay ray(origin, along, pad);
         int count = 0;
-        double tFar = 1.0;
-        TreeWalk::AlongRay(hierarchy, ray, 0.0, tFar, [&](std::uint32_t first, std::uint32_t n, double&) {
-            for (std::uint32_t i = first; i < first + n; ++i) {
-                const double* c = m_Faces.GetCorners(i);
-                const int code = segment.IntersectWith(detail::Corner<Real>(c, 0), detail::Corner<Real>(c, 1),
-                                                       detail::Corner<Real>(c, 2), &scratch, tolerance);
-                if (code == 0) {
-                    ++count;
-                } else if (code != 1) {
-                    count = -1;
-                    return false;
-                }
+        auto test = [&](std::uint32_t position) {
+            const double* c = m_Faces.GetCorners(position);
+            const int code = segment.IntersectWith(detail::Corner<Real>(c, 0), detail::Corner<Real>(c, 1),
+                                                   detail::Corner<Real>(c, 2), &scratch, tolerance);
+            if (code == 0) {
+                ++count;
+            } else if (code != 1) {
+                count = -1;
+                return false;
             }
             return true;
-        });
+        };
+        bool searched = false;
+        if (attempt == 0) {
+            // Nearly every point is settled by the first ray, whose
+            // direction is known in advance: the grid across it holds the
+            // faces near the segment's line.
+            const CDirectionGrid& grid = GetInsideGrid();
+            double q[3];
+            grid.ToFrame(origin, q);
+            const double* axis = grid.GetAxis(2);
+            const double depth = along[0] * axis[0] + along[1] * axis[1] + along[2] * axis[2];
+            // The segment strays from the line along the axis by the rounding
+            // of its end; the frame's coordinates are rounded too.
+            double stray = 0;
+            for (int k = 0; k < 3; ++k) {
+                const double d = along[k] - depth * axis[k];
+                stray += d * d;
+            }
+            const double reach = pad + std::sqrt(stray) + 1e-12 * largest;
+            if (std::isfinite(reach) && std::isfinite(q[0]) && std::isfinite(q[1]) && std::isfinite(q[2]) &&
+                std::isfinite(depth)) {
+                grid.ForEachNear(q[0], q[1], q[2] + std::min(depth, 0.0), q[2] + std::max(depth, 0.0), reach,
+                                 [&](std::uint32_t position) { return test(position); });
+                searched = true;
+            }
+        }
+        if (!searched) {
+            const TreeWalk::CRay ray(origin, along, pad);
+            double tFar = 1.0;
+            TreeWalk::AlongRay(hierarchy, ray, 0.0, tFar, [&](std::uint32_t first, std::uint32_t n, double&) {
+                for (std::uint32_t i = first; i < first + n; ++i)
+                    if (!test(i))
+                        return false;
+                return true;
+            });
+        }
         if (count == 0)
             return false;
         if (count > 0)

@@ -8,6 +8,7 @@
 
 #include "quorvel/meshes/TMesh.h"
 #include "quorvel/meshes/queries/CBoxHierarchy.h"
+#include "quorvel/meshes/queries/CDirectionGrid.h"
 #include "quorvel/meshes/queries/CTriangleTree.h"
 
 namespace Corvane::Pellix::Quorvel {
@@ -55,7 +56,8 @@ public:
 //
 // All queries are const and safe from any number of threads at once; none
 // touches the C library's random state. Heap allocation happens only once per
-// tree in the first FindClosestVertex (the vertex hierarchy) and the first
+// tree in the first FindClosestVertex (the vertex hierarchy), the first
+// IsWithin (the faces binned across its first ray direction) and the first
 // winding-number query (the per-node moments), once per process in the first
 // IsWithin (its table of ray directions), and in the batch forms. The batch
 // forms split their arrays across all cores. Movable, not copyable.
@@ -135,12 +137,15 @@ private:
     // Bound on rounding in the tests, from the largest coordinate.
     double GetRoundingPad() const;
     const CBoxHierarchy& GetVertexHierarchy() const;
+    const CDirectionGrid& GetInsideGrid() const;
 
     CTriangleTree m_Faces;
     // Vertex positions in the mesh's order, three doubles each.
     std::vector<double> m_VertexPositions;
     mutable std::unique_ptr<std::once_flag> m_VertexHierarchyBuilt;
     mutable CBoxHierarchy m_VertexHierarchy;
+    mutable std::unique_ptr<std::once_flag> m_InsideGridBuilt;
+    mutable CDirectionGrid m_InsideGrid;
     TBox<Real> m_BoundingBox;
     double m_Scale;
 };

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <limits>
 #include <memory>
 #include <random>
 #include <vector>
@@ -291,6 +292,30 @@ TYPED_TEST(MeshTreeTwins, InsideTestsMatchAndLeaveTheRuntimeGeneratorAlone) {
     AddVertex(cloud, 0, 0, -0.4);
     EXPECT_EQ(mesh.IsWithin(cloud), tree.IsWithin(cloud));
     EXPECT_TRUE(tree.IsWithin(cloud));
+}
+
+// Long slivers across the whole box sit in many cells of the grid the first
+// ray is searched in; faces whose corners moved to infinity or NaN after the
+// box was cached have no box at all and are tested on every ray.
+TYPED_TEST(MeshTreeTwins, InsideTestsMatchOnSliversAcrossTheBoxAndFacesWithoutABox) {
+    typedef RealOf<TypeParam> Real;
+    typedef TVector3<Real> V;
+    TypeParam mesh;
+    MakeBumpySphere(mesh, 2, 0.15, 0.02);
+    AddCrossingSlivers(mesh, 10, 1.1, 0.02);
+    const unsigned int strays = mesh.m_Vertices.GetCount();
+    AddVertex(mesh, 0, 0, 0);
+    AddVertex(mesh, 0, 0, 0);
+    AddFace(mesh, 0, 1, strays);
+    AddFace(mesh, 2, strays + 1, 3);
+    mesh.DetermineBoundingBox(true);
+    mesh.m_Vertices[strays].m_Position.x = std::numeric_limits<Real>::infinity();
+    mesh.m_Vertices[strays + 1].m_Position.y = std::numeric_limits<Real>::quiet_NaN();
+    const typename TreeOf<TypeParam>::Type tree(mesh);
+    CQueries<Real> queries;
+    const std::vector<V> points = queries.Points(mesh, 120);
+    for (std::size_t i = 0; i < points.size(); ++i)
+        ASSERT_EQ(mesh.IsWithin(points[i]), tree.IsWithin(points[i])) << "point " << i;
 }
 
 TYPED_TEST(MeshTreeTwins, MeshAgainstMeshMatches) {

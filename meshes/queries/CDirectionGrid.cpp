@@ -1,0 +1,130 @@
+#include "quorvel/meshes/queries/CDirectionGrid.h"
+
+#include <cmath>
+
+#include "quorvel/meshes/queries/CBoxHierarchy.h"
+#include "quorvel/meshes/queries/CTriangleTree.h"
+
+namespace Corvane::Pellix::Quorvel {
+
+void CDirectionGrid::Build(const CTriangleTree& tree, const double direction[3]) {
+    // The frame: the direction, and two unit vectors across it, the first
+    // from the coordinate axis least aligned with it.
+    double* w = m_Axes[2];
+    const double length =
+        std::sqrt(direction[0] * direction[0] + direction[1] * direction[1] + direction[2] * direction[2]);
+    for (int k = 0; k < 3; ++k)
+        w[k] = direction[k] / length;
+    int least = 0;
+    for (int k = 1; k < 3; ++k)
+        if (std::fabs(w[k]) < std::fabs(w[least]))
+            least = k;
+    double* u = m_Axes[0];
+    double* v = m_Axes[1];
+    double axis[3] = {0, 0, 0};
+    axis[least] = 1;
+    u[0] = axis[1] * w[2] - axis[2] * w[1];
+    u[1] = axis[2] * w[0] - axis[0] * w[2];
+    u[2] = axis[0] * w[1] - axis[1] * w[0];
+    const double uLength = std::sqrt(u[0] * u[0] + u[1] * u[1] + u[2] * u[2]);
+    for (int k = 0; k < 3; ++k)
+        u[k] /= uLength;
+    v[0] = w[1] * u[2] - w[2] * u[1];
+    v[1] = w[2] * u[0] - w[0] * u[2];
+    v[2] = w[0] * u[1] - w[1] * u[0];
+
+    const std::uint32_t count = tree.GetTriangleCount();
+    std::vector<CEntry> boxes;
+    boxes.reserve(count);
+    m_Entries.reset();
+    m_EntryCount = 0;
+    m_Unbinned.clear();
+    m_Starts.clear();
+    double low[2] = {HUGE_VAL, HUGE_VAL}, high[2] = {-HUGE_VAL, -HUGE_VAL};
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const double* corners = tree.GetCorners(i);
+        double lo[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL}, hi[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
+        bool finite = true;
+        for (int c = 0; c < 3; ++c) {
+            double q[3];
+            ToFrame(corners + 3 * c, q);
+            for (int k = 0; k < 3; ++k) {
+                finite = finite && std::isfinite(q[k]);
+                lo[k] = std::min(lo[k], q[k]);
+                hi[k] = std::max(hi[k], q[k]);
+            }
+        }
+        CEntry e;
+        e.m_Position = i;
+        for (int k = 0; k < 3; ++k) {
+            e.m_Low[k] = detail::RoundDown(lo[k]);
+            e.m_High[k] = detail::RoundUp(hi[k]);
+            finite = finite && std::isfinite(e.m_Low[k]) && std::isfinite(e.m_High[k]);
+        }
+        if (!finite) {
+            m_Unbinned.push_back(e);
+            continue;
+        }
+        for (int k = 0; k < 2; ++k) {
+            low[k] = std::min(low[k], double(e.m_Low[k]));
+            high[k] = std::max(high[k], double(e.m_High[k]));
+        }
+        boxes.push_back(e);
+    }
+    if (boxes.empty())
+        return;
+
+    // Cells about twice the size of a box across: a box then covers two to
+    // four cells, and a surface seen along a direction overlaps itself a
+    // few times, so a cell holds a few boxes. No smaller than the cells of
+    // two boxes to a cell of the whole plane, or very small triangles would
+    // make the grid outgrow them.
+    const double width = high[0] - low[0], height = high[1] - low[1];
+    const double n = double(boxes.size());
+    double sides = 0;
+    for (const CEntry& e : boxes)
+        sides += (double(e.m_High[0]) - e.m_Low[0]) + (double(e.m_High[1]) - e.m_Low[1]);
+    double cell = std::max(sides / n, std::sqrt(2.0 * width * height / n));
+    if (!(cell > 0) || !std::isfinite(cell))
+        cell = std::max(width, height) / n;
+    m_Origin[0] = low[0];
+    m_Origin[1] = low[1];
+    const std::size_t copyLimit = 3 * boxes.size() + 64;
+    for (;;) {
+        if (!(cell > 0) || !std::isfinite(cell)) {
+            m_InverseCell = 0;
+            m_Columns = m_Rows = 1;
+        } else {
+            m_InverseCell = 1.0 / cell;
+            m_Columns = static_cast<std::uint32_t>(std::min(width * m_InverseCell + 1.0, 65536.0));
+            m_Rows = static_cast<std::uint32_t>(std::min(height * m_InverseCell + 1.0, 65536.0));
+        }
+        std::size_t copies = 0;
+        for (const CEntry& e : boxes)
+            copies +=
+                std::size_t(Column(e.m_High[0]) - Column(e.m_Low[0]) + 1) * (Row(e.m_High[1]) - Row(e.m_Low[1]) + 1);
+        if (copies <= copyLimit || m_Columns * std::size_t(m_Rows) == 1)
+            break;
+        cell *= 1.5;
+    }
+
+    // Counting sort into the cells, the entries of one cell in tree order.
+    const std::size_t cells = std::size_t(m_Columns) * m_Rows;
+    m_Starts.assign(cells + 1, 0);
+    for (const CEntry& e : boxes)
+        for (std::uint32_t r = Row(e.m_Low[1]); r <= Row(e.m_High[1]); ++r)
+            for (std::uint32_t c = Column(e.m_Low[0]); c <= Column(e.m_High[0]); ++c)
+                ++m_Starts[std::size_t(r) * m_Columns + c + 1];
+    for (std::size_t i = 0; i < cells; ++i)
+        m_Starts[i + 1] += m_Starts[i];
+    // Every entry is written below: no need to clear them first.
+    m_EntryCount = m_Starts[cells];
+    m_Entries.reset(new CEntry[m_EntryCount]);
+    std::vector<std::uint32_t> next(m_Starts.begin(), m_Starts.end() - 1);
+    for (const CEntry& e : boxes)
+        for (std::uint32_t r = Row(e.m_Low[1]); r <= Row(e.m_High[1]); ++r)
+            for (std::uint32_t c = Column(e.m_Low[0]); c <= Column(e.m_High[0]); ++c)
+                m_Entries[next[std::size_t(r) * m_Columns + c]++] = e;
+}
+
+}  // namespace Corvane::Pellix::Quorvel

@@ -1,0 +1,80 @@
+// The box hierarchy's shape: whatever the size (large trees grow in parts on
+// several threads and are joined), every primitive sits in exactly one leaf,
+// every box holds what lies below it, and children come in pairs on one
+// cache line.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+#include "quorvel/meshes/queries/CBoxHierarchy.h"
+
+namespace {
+
+using Corvane::Pellix::Quorvel::CBoxHierarchy;
+
+void ExpectWellFormed(const CBoxHierarchy& tree, const std::vector<double>& boxes, std::uint32_t count,
+                      std::uint32_t leafSize) {
+    const CBoxHierarchy::CNodes& nodes = tree.GetNodes();
+    const std::vector<std::uint32_t>& order = tree.GetOrder();
+    ASSERT_EQ(order.size(), count);
+    std::vector<int> seen(count, 0);
+    std::vector<int> parents(nodes.size(), 0);
+    // Walk from the root; every node but the padding is reached once.
+    std::vector<std::uint32_t> stack(1, 0);
+    std::size_t reached = 0;
+    while (!stack.empty()) {
+        const std::uint32_t i = stack.back();
+        stack.pop_back();
+        ++reached;
+        const CBoxHierarchy::CNode& node = nodes[i];
+        auto holds = [&](const float* low, const float* high) {
+            for (int k = 0; k < 3; ++k)
+                if (!(node.m_Min[k] <= low[k] && high[k] <= node.m_Max[k]))
+                    return false;
+            return true;
+        };
+        if (node.IsLeaf()) {
+            ASSERT_LE(node.m_Count, leafSize);
+            for (std::uint32_t j = node.m_First; j < node.m_First + node.m_Count; ++j) {
+                const std::uint32_t p = order[j];
+                ++seen[p];
+                const float low[3] = {float(boxes[6 * p]), float(boxes[6 * p + 1]), float(boxes[6 * p + 2])};
+                const float high[3] = {float(boxes[6 * p + 3]), float(boxes[6 * p + 4]), float(boxes[6 * p + 5])};
+                ASSERT_TRUE(holds(low, high)) << "leaf " << i << " misses primitive " << p;
+            }
+            continue;
+        }
+        ASSERT_EQ(node.m_First % 2, 0u) << "children of " << i << " straddle a cache line";
+        ASSERT_LT(node.m_First + 1, nodes.size());
+        for (std::uint32_t child = node.m_First; child < node.m_First + 2; ++child) {
+            ASSERT_GT(child, i) << "a child before its parent";
+            ASSERT_EQ(++parents[child], 1) << "node " << child << " has two parents";
+            ASSERT_TRUE(holds(nodes[child].m_Min, nodes[child].m_Max)) << "node " << i << " misses child " << child;
+            stack.push_back(child);
+        }
+    }
+    EXPECT_EQ(reached + 1, nodes.size()) << "nodes unreached";
+    for (std::uint32_t p = 0; p < count; ++p)
+        ASSERT_EQ(seen[p], 1) << "primitive " << p;
+}
+
+}  // namespace
+
+TEST(BoxHierarchy, EveryPrimitiveInOneLeafAndEveryBoxHoldsItsSubtreeAtAnySize) {
+    std::mt19937 random(3);
+    std::uniform_real_distribution<double> unit(-1, 1), size(0, 0.01);
+    // Across the size from which the root's subtrees grow apart; the boxes
+    // are exact in float, so the test's comparisons are exact.
+    for (std::uint32_t count : {1u, 2u, 7u, 1000u, 40000u, 120000u}) {
+        std::vector<double> boxes;
+        for (std::uint32_t i = 0; i < count; ++i) {
+            const double x = float(unit(random)), y = float(unit(random)), z = float(unit(random) * 0.1);
+            boxes.insert(boxes.end(), {x, y, z, double(float(x + size(random))), double(float(y + size(random))),
+                                       double(float(z + size(random)))});
+        }
+        CBoxHierarchy tree;
+        tree.Build(boxes.data(), count, 4);
+        ExpectWellFormed(tree, boxes, count, 4);
+    }
+}

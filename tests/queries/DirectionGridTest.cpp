@@ -1,0 +1,137 @@
+// The grid of triangles seen along one direction: a query must be offered
+// every triangle that comes near its segment, and each of them once, however
+// many cells its box and the query cover.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "MeshFixtures.h"
+#include "quorvel/meshes/queries/CDirectionGrid.h"
+#include "quorvel/meshes/queries/CTriangleTree.h"
+
+namespace {
+
+using namespace QuorvelTest;
+typedef TMesh<double, TVertexPN<double>, CA8, unsigned int> Mesh;
+
+// A bumpy sphere with a flat patch through it and a fan of long slivers
+// that cross the whole scene, so that some boxes span many cells.
+std::vector<double> SceneCorners() {
+    Mesh mesh;
+    MakeBumpySphere(mesh, 3, 0.15, 0.02);
+    Mesh grid;
+    MakeGrid(grid, 6, 6, 1.0 / 3);
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    for (unsigned int v = 0; v < grid.m_Vertices.GetCount(); ++v) {
+        const auto& p = grid.m_Vertices[v].m_Position;
+        AddVertex(mesh, p.x - 1.0, p.y - 1.0, 0.1);
+    }
+    for (unsigned int f = 0; f < grid.m_Faces.GetCount(); ++f) {
+        const auto* c = grid.m_Faces[f].m_Corners;
+        AddFace(mesh, base + c[0], base + c[1], base + c[2]);
+    }
+    AddCrossingSlivers(mesh, 12, 1.3, 0.01);
+    std::vector<double> corners;
+    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
+        for (int k = 0; k < 3; ++k) {
+            const auto& p = mesh.m_Vertices[mesh.m_Faces[f].m_Corners[k]].m_Position;
+            corners.insert(corners.end(), {p.x, p.y, p.z});
+        }
+    return corners;
+}
+
+}  // namespace
+
+TEST(DirectionGrid, OffersEveryNearTriangleExactlyOnce) {
+    const std::vector<double> corners = SceneCorners();
+    CTriangleTree tree;
+    tree.Build(corners.data(), static_cast<std::uint32_t>(corners.size() / 9));
+    std::mt19937 random(5);
+    std::uniform_real_distribution<double> unit(-1.4, 1.4);
+    const double directions[][3] = {{0, 0, 1}, {1, 0, 0}, {0.3, -0.2, 0.93}, {-0.61, 0.52, 0.6}};
+    for (const auto& direction : directions) {
+        CDirectionGrid grid;
+        grid.Build(tree, direction);
+        // The frame is orthonormal with the direction as its third axis.
+        const double length =
+            std::sqrt(direction[0] * direction[0] + direction[1] * direction[1] + direction[2] * direction[2]);
+        for (int a = 0; a < 3; ++a) {
+            for (int b = 0; b < 3; ++b) {
+                const double dot = grid.GetAxis(a)[0] * grid.GetAxis(b)[0] + grid.GetAxis(a)[1] * grid.GetAxis(b)[1] +
+                                   grid.GetAxis(a)[2] * grid.GetAxis(b)[2];
+                EXPECT_NEAR(dot, a == b ? 1.0 : 0.0, 1e-15);
+            }
+            EXPECT_NEAR(grid.GetAxis(2)[a], direction[a] / length, 1e-15);
+        }
+        // Each triangle's box in the frame, as the queries must see it.
+        std::vector<double> boxes;
+        for (std::uint32_t i = 0; i < tree.GetTriangleCount(); ++i) {
+            double low[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL}, high[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
+            for (int c = 0; c < 3; ++c) {
+                double q[3];
+                grid.ToFrame(tree.GetCorners(i) + 3 * c, q);
+                for (int k = 0; k < 3; ++k) {
+                    low[k] = std::min(low[k], q[k]);
+                    high[k] = std::max(high[k], q[k]);
+                }
+            }
+            boxes.insert(boxes.end(), {low[0], low[1], low[2], high[0], high[1], high[2]});
+        }
+        for (int query = 0; query < 400; ++query) {
+            const double p[3] = {unit(random), unit(random), unit(random)};
+            double q[3];
+            grid.ToFrame(p, q);
+            // From no pad to pads many cells wide.
+            const double pad = query % 4 == 0 ? 0.0 : std::pow(10.0, -4 + query % 4);
+            const double depthLow = q[2], depthHigh = q[2] + (query % 3 == 0 ? 0.0 : 3.0);
+            std::vector<std::uint32_t> seen;
+            grid.ForEachNear(q[0], q[1], depthLow, depthHigh, pad, [&](std::uint32_t position) {
+                seen.push_back(position);
+                return true;
+            });
+            std::sort(seen.begin(), seen.end());
+            ASSERT_TRUE(std::adjacent_find(seen.begin(), seen.end()) == seen.end()) << "a triangle offered twice";
+            for (std::uint32_t i = 0; i < tree.GetTriangleCount(); ++i) {
+                const double* box = &boxes[6 * std::size_t(i)];
+                const bool near = q[0] + pad >= box[0] && q[0] - pad <= box[3] && q[1] + pad >= box[1] &&
+                                  q[1] - pad <= box[4] && depthHigh + pad >= box[2] && depthLow - pad <= box[5];
+                if (near) {
+                    ASSERT_TRUE(std::binary_search(seen.begin(), seen.end(), i))
+                        << "triangle " << i << " missed, pad " << pad;
+                }
+            }
+        }
+        // A search ends when the visitor says so.
+        unsigned int visits = 0;
+        EXPECT_FALSE(grid.ForEachNear(0, 0, -10, 10, 10, [&](std::uint32_t) { return ++visits < 3; }));
+        EXPECT_EQ(visits, 3u);
+    }
+}
+
+TEST(DirectionGrid, OffersTrianglesWithoutABoxToEveryQuery) {
+    const double inf = HUGE_VAL;
+    const double corners[] = {0, 0, 0, 1,
+                              0, 0, 0, 1,
+                              0,  //
+                              5, 5, 5, inf,
+                              5, 5, 5, 6,
+                              5,  //
+                              0, 0, 0, std::nan(""),
+                              0, 0, 0, 0,
+                              1};
+    CTriangleTree tree;
+    tree.Build(corners, 3);
+    CDirectionGrid grid;
+    const double up[3] = {0, 0, 1};
+    grid.Build(tree, up);
+    std::vector<std::uint32_t> seen;
+    grid.ForEachNear(100, 100, 0, 1, 0, [&](std::uint32_t position) {
+        seen.push_back(tree.GetTriangle(position));
+        return true;
+    });
+    std::sort(seen.begin(), seen.end());
+    EXPECT_EQ(seen, (std::vector<std::uint32_t>{1, 2}));
+}
