@@ -39,6 +39,8 @@ CEdgeCensus::CEdgeCensus(const CMeshData& mesh) {
     const std::size_t vertexCount = mesh.m_Positions.size();
     m_Valence.assign(vertexCount, 0);
     m_OnBoundary.assign(vertexCount, 0);
+    // Two sides an edge on a closed surface.
+    m_Edges.reserve(sides.size() / 2 + 1);
     for (std::size_t i = 0; i < sides.size();) {
         const std::uint64_t key = sides[i] >> 1;
         CMeshEdge edge;
