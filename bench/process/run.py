@@ -33,6 +33,9 @@ import numpy as np
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.normpath(os.path.join(HERE, "..", ".."))
+sys.path.insert(0, os.path.join(HERE, ".."))
+
+from meshfiles import write_ply  # noqa: E402
 
 
 def bumpy_sphere(faces, seed=11):
@@ -60,19 +63,6 @@ def bumpy_sphere(faces, seed=11):
             out += [(a, c, d), (a, d, b)]
         out.append((south, ring(bands - 2) + k, ring(bands - 2) + j))
     return vertices, np.array(out, dtype=np.int32)
-
-
-def write_ply(path, vertices, faces):
-    header = (f"ply\nformat binary_little_endian 1.0\nelement vertex {len(vertices)}\nproperty float x\n"
-              f"property float y\nproperty float z\nelement face {len(faces)}\n"
-              f"property list uchar int vertex_indices\nend_header\n").encode()
-    records = np.zeros(len(faces), dtype=[("n", "u1"), ("v", "<i4", (3,))])
-    records["n"] = 3
-    records["v"] = faces
-    with open(path, "wb") as stream:
-        stream.write(header)
-        stream.write(vertices.astype("<f4").tobytes())
-        stream.write(records.tobytes())
 
 
 def timed(command):
