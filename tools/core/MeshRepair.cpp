@@ -216,6 +216,7 @@ std::string CRepairSummary::Describe() const {
 void WeldCoincidentVertices(CMeshData& mesh, CRepairSummary& summary) {
     CMeshData welded;
     CPositionWelder welder(welded);
+    welder.Reserve(mesh.m_Positions.size());
     std::vector<std::uint32_t> map(mesh.m_Positions.size());
     for (std::size_t v = 0; v < mesh.m_Positions.size(); ++v)
         map[v] = welder.Add(mesh.m_Positions[v]);
