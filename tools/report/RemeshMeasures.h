@@ -33,13 +33,13 @@ std::size_t RemeshAreaSamples(std::size_t faces);
 // remesh; Finish adds the output's half and measures the distances.
 class CRemeshMeasurer {
 public:
-    /// \pre `before` outlives the measurer and is not changed while it lives.
+    // `before` must outlive the measurer and stay unchanged while it lives.
     explicit CRemeshMeasurer(const CMeshData& before);
     ~CRemeshMeasurer();
     CRemeshMeasurer(const CRemeshMeasurer&) = delete;
     CRemeshMeasurer& operator=(const CRemeshMeasurer&) = delete;
 
-    /// Once only.
+    // Called once.
     CRemeshMeasures Finish(const CMeshData& after);
 
     // One mesh's half of the measures.
