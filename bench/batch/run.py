@@ -29,7 +29,9 @@ import numpy as np
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "..", "..", "python"))
+sys.path.insert(0, os.path.join(HERE, ".."))
 
+from meshfiles import write_ply  # noqa: E402
 from quorvel import batch  # noqa: E402
 
 
@@ -64,19 +66,6 @@ def patch(n):
     a = (np.arange(n)[None, :] + (n + 1) * np.arange(n)[:, None]).ravel()
     faces = np.concatenate([np.stack([a, a + 1, a + n + 2], 1), np.stack([a, a + n + 2, a + n + 1], 1)])
     return vertices, faces.astype(np.int32)
-
-
-def write_ply(path, vertices, faces):
-    header = (f"ply\nformat binary_little_endian 1.0\nelement vertex {len(vertices)}\nproperty float x\n"
-              f"property float y\nproperty float z\nelement face {len(faces)}\n"
-              f"property list uchar int vertex_indices\nend_header\n").encode()
-    records = np.zeros(len(faces), dtype=[("n", "u1"), ("v", "<i4", (3,))])
-    records["n"] = 3
-    records["v"] = faces
-    with open(path, "wb") as stream:
-        stream.write(header)
-        stream.write(vertices.astype("<f4").tobytes())
-        stream.write(records.tobytes())
 
 
 def generate(folder, count, faces):

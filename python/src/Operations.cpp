@@ -88,61 +88,10 @@ double CheckFinite(double v, const char* name) {
     return v;
 }
 
-// Tool::TrueMeanEdgeLength bit for bit (the same edges, summed in the same
-// order: ascending (low end, high end)), from one sort of the face sides
-// instead of a whole edge census: on a 50k-face mesh the census cost a tenth
-// of the remesh itself.
-double MeanEdgeLength(const Tool::CMeshData& mesh) {
-    std::vector<std::uint64_t> keys;
-    keys.reserve(mesh.m_Triangles.size() * 3);
-    for (const Tool::Triangle& t : mesh.m_Triangles)
-        for (int k = 0; k < 3; ++k) {
-            const std::uint32_t a = t[k], b = t[(k + 1) % 3];
-            if (a != b)
-                keys.push_back(std::uint64_t(std::min(a, b)) << 32 | std::max(a, b));
-        }
-    std::sort(keys.begin(), keys.end());
-    keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
-    if (keys.empty())
-        return 0;
-    const auto length = [&mesh](std::uint64_t key) {
-        const Tool::Point& a = mesh.m_Positions[key >> 32];
-        const Tool::Point& b = mesh.m_Positions[key & 0xFFFFFFFFu];
-        const double plain = a.DiffVectLen(b);
-        if (std::isfinite(plain) && plain > 1e-150)
-            return plain;
-        return std::hypot(std::hypot(b.x - a.x, b.y - a.y), b.z - a.z);
-    };
-    const double count = static_cast<double>(keys.size());
-    double sum = 0;
-    for (std::uint64_t key : keys)
-        sum += length(key);
-    if (std::isfinite(sum))
-        return sum / count;
-    double mean = 0;
-    for (std::uint64_t key : keys)
-        mean += length(key) / count;
-    return mean;
-}
-
-// Whether two face sides run the same way along one edge. Only then does
-// Tool::OrientFaces flip anything (it flips where neighbours agree in
-// direction), so without such sides the call, and its edge census, can be
-// skipped.
-bool HasRepeatedFaceSide(const Tool::CMeshData& mesh) {
-    std::vector<std::uint64_t> sides;
-    sides.reserve(mesh.m_Triangles.size() * 3);
-    for (const Tool::Triangle& t : mesh.m_Triangles)
-        for (int k = 0; k < 3; ++k)
-            sides.push_back(std::uint64_t(t[k]) << 32 | t[(k + 1) % 3]);
-    std::sort(sides.begin(), sides.end());
-    return std::adjacent_find(sides.begin(), sides.end()) != sides.end();
-}
-
 // A length relative to the mean edge length (every edge counted once) of
 // the mesh as it is passed.
 double RelativeLength(double relative, const char* absoluteName, const Tool::CMeshData& mesh) {
-    const double mean = MeanEdgeLength(mesh);
+    const double mean = Tool::TrueMeanEdgeLength(mesh);
     const double length = relative * mean;
     if (std::isinf(mean))
         ThrowValue(std::string("edges of the mesh are longer than a double can hold, so relative has nothing to "
@@ -319,8 +268,7 @@ void Remesh(CBoundMesh& self, const py::object& targetObject, double relative, c
         Tool::WeldCoincidentVertices(input, welding);
         PrepareForLibrary(input, notes);
         Tool::DropDuplicateFaces(input, welding);
-        if (HasRepeatedFaceSide(input))
-            Tool::OrientFaces(input, welding);
+        Tool::OrientFaces(input, welding);
         NoteChanges(notes, welding);
         Tool::CRepairSummary unused;
         Tool::DropUnusedVertices(input, unused);

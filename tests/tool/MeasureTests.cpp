@@ -9,6 +9,7 @@
 #include "core/MeshRepair.h"
 #include "core/MeshTopology.h"
 #include "report/MeshStatistics.h"
+#include "report/RemeshMeasures.h"
 #include "report/SurfaceDistance.h"
 
 using namespace QuorvelToolTest;
@@ -64,6 +65,48 @@ TEST(SurfaceDistance, TreeAndHausdorffMatchBruteForceAndClosedForms) {
     EXPECT_NEAR(SampledHausdorffDistance(grid, half, 5000), lopsided.GetHausdorff(), 1e-12);
     EXPECT_LT(lopsided.GetRms(), lopsided.GetHausdorff());
     EXPECT_LT(lopsided.GetMean(), lopsided.GetRms());
+}
+
+// A unit square folded along one diagonal against the same four corners
+// folded along the other: the corners coincide, and the surfaces lie
+// furthest apart at the middle of either diagonal, h / sqrt(1 + 2 h^2) from
+// the other surface, where no vertex is.
+TEST(RemeshMeasures, DistanceFindsTheGapBetweenVerticesAndCountsItsPoints) {
+    const double h = 0.5;
+    CMeshData valley;
+    valley.m_Positions = {Point(0, 0, 0), Point(1, 0, h), Point(1, 1, 0), Point(0, 1, h)};
+    CMeshData ridge = valley;
+    valley.m_Triangles = {Triangle{0, 1, 2}, Triangle{0, 2, 3}};
+    ridge.m_Triangles = {Triangle{0, 1, 3}, Triangle{1, 2, 3}};
+    CRemeshMeasurer measurer(valley);
+    const CRemeshMeasures measures = measurer.Finish(ridge);
+    EXPECT_NEAR(measures.m_Hausdorff, h / std::sqrt(1 + 2 * h * h), 1e-12);
+    // Four vertices, five edges and the points spread by area.
+    EXPECT_EQ(measures.m_BeforeSamples, 4 + 5 + RemeshAreaSamples(2));
+    EXPECT_EQ(measures.m_AfterSamples, 4 + 5 + RemeshAreaSamples(2));
+    EXPECT_EQ(RemeshAreaSamples(2), 2000u);
+    EXPECT_EQ(RemeshAreaSamples(50000), 50000u);
+    EXPECT_EQ(RemeshAreaSamples(5000000), 100000u);
+    EXPECT_DOUBLE_EQ(measures.m_Before.m_Area, MeasureMesh(valley).m_Area);
+    EXPECT_DOUBLE_EQ(measures.m_After.m_MinAngle, MeasureMesh(ridge).m_MinAngle);
+
+    // A mesh large enough for the input's half to be prepared on a thread
+    // of its own while the caller works, against a copy with one vertex
+    // pushed out: that vertex is the furthest point, its push away.
+    const CMeshData sphere = MakeSphere(5);
+    CMeshData bumped = sphere;
+    bumped.m_Positions[17] = bumped.m_Positions[17] * 1.1;
+    CRemeshMeasurer large(sphere);
+    const CRemeshMeasures apart = large.Finish(bumped);
+    EXPECT_NEAR(apart.m_Hausdorff, 0.1, 1e-12);
+    EXPECT_EQ(apart.m_Hausdorff,
+              SampledHausdorffDistance(sphere, bumped, RemeshAreaSamples(sphere.m_Triangles.size())));
+    const CMeshStatistics bumpedFigures = MeasureMesh(bumped);
+    EXPECT_EQ(apart.m_After.m_EdgeLengths, bumpedFigures.m_EdgeLengths);
+    EXPECT_EQ(apart.m_After.m_InteriorValences, bumpedFigures.m_InteriorValences);
+    EXPECT_DOUBLE_EQ(apart.m_After.m_Volume, bumpedFigures.m_Volume);
+    // A measurer whose remesh failed is dropped unfinished.
+    { CRemeshMeasurer abandoned(sphere); }
 }
 
 TEST(MeshStatistics, CubeAndGridMatchTheirClosedForms) {

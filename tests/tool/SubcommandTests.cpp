@@ -7,7 +7,9 @@
 #include <sstream>
 
 #include "ToolTestSupport.h"
+#include "commands/DefaultMesh.h"
 #include "core/MeshTopology.h"
+#include "core/Numbers.h"
 #include "io/MeshFormats.h"
 #include "report/MeshStatistics.h"
 
@@ -113,6 +115,15 @@ TEST(Subcommands, RemeshJoinsATriangleSoupAndBothMethodsApproachTheTarget) {
             EXPECT_NE(run.m_Out.find(row), std::string::npos) << row;
         const CMeshData output = ReadMeshFile(dir.Path("out.ply"));
         const CMeshStatistics result = MeasureMesh(output);
+        // The distance is measured on the input as read: every vertex and
+        // edge midpoint of the soup, and 2,000 points spread by area, the
+        // least any mesh gets.
+        const std::uint64_t points = soup.m_Positions.size() + CEdgeCensus(soup).m_Edges.size() + 2000;
+        EXPECT_NE(run.m_Out.find("from " + FormatCount(points) + " points of the input and " +
+                                 FormatCount(output.m_Positions.size() + CEdgeCensus(output).m_Edges.size() + 2000) +
+                                 " of the output"),
+                  std::string::npos)
+            << run.m_Out;
         EXPECT_TRUE(IsClosedManifold(output));
         EXPECT_GT(result.m_MeanEdge, 0.7 * 0.15);
         EXPECT_LT(result.m_MeanEdge, 1.3 * 0.15);
@@ -130,6 +141,11 @@ TEST(Subcommands, RemeshWithoutInputRunsTheBuiltInExample) {
     ExpectSuccess(run);
     EXPECT_NE(run.m_Out.find("latitude-longitude sphere"), std::string::npos);
     EXPECT_TRUE(run.m_Err.empty()) << run.m_Err;
+    // Beyond 100,000 faces the points spread by area stop growing; every
+    // vertex and edge midpoint is still measured.
+    const CMeshData sphere = MakeDefaultMesh();
+    const std::uint64_t points = sphere.m_Positions.size() + CEdgeCensus(sphere).m_Edges.size() + 100000;
+    EXPECT_NE(run.m_Out.find("from " + FormatCount(points) + " points of the input"), std::string::npos) << run.m_Out;
 }
 
 TEST(Subcommands, RemeshRepairsOrRefusesAwkwardInputWithoutCrashing) {

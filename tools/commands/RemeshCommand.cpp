@@ -16,25 +16,12 @@
 #include "report/JsonSummary.h"
 #include "report/MeshStatistics.h"
 #include "report/QualityTable.h"
-#include "report/SurfaceDistance.h"
+#include "report/RemeshMeasures.h"
 #include "report/SvgReport.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
 
 namespace {
-
-// Samples per surface for the distance figure: about twenty a face of the
-// larger mesh finds the worst deviation of a remesh to within a small fraction
-// of an edge; the floor keeps tiny meshes measured closely, the cap keeps
-// large ones from spending longer on the figure than on the remesh.
-constexpr std::size_t SamplesPerFace = 20;
-constexpr std::size_t MinDistanceSamples = 2000;
-constexpr std::size_t MaxDistanceSamples = 200000;
-
-std::size_t DistanceSamples(const CMeshData& a, const CMeshData& b) {
-    const std::size_t faces = std::max(a.m_Triangles.size(), b.m_Triangles.size());
-    return std::clamp(SamplesPerFace * faces, MinDistanceSamples, MaxDistanceSamples);
-}
 
 enum class EMethod { Preserve, Exact };
 
@@ -234,6 +221,8 @@ int Run(const CCommandLine& line) {
                        "choose a larger --target or --relative (now " + FormatQuantity(target, 4) +
                            "); nothing was written");
     CProgress progress(line.IsQuiet());
+    // The input's half of the measures overlaps the remesh.
+    CRemeshMeasurer measurer(original);
     const auto start = std::chrono::steady_clock::now();
     watchdog.Start();
     CMeshData result = method == EMethod::Exact
@@ -258,12 +247,13 @@ int Run(const CCommandLine& line) {
                                            " may be too large for this mesh); nothing was written"));
 
     progress.Begin("measuring");
-    const CMeshStatistics before = MeasureMesh(original);
-    const CMeshStatistics after = MeasureMesh(result);
+    const CRemeshMeasures measures = measurer.Finish(result);
+    const CMeshStatistics& before = measures.m_Before;
+    const CMeshStatistics& after = measures.m_After;
     const double diagonal = DiagonalLength(input);
-    outcome.m_DistanceSamples = DistanceSamples(original, result);
-    const double distance = SampledHausdorffDistance(original, result, outcome.m_DistanceSamples);
-    outcome.m_RelativeDistance = diagonal > 0 ? distance / diagonal : 0;
+    outcome.m_InputSamples = measures.m_BeforeSamples;
+    outcome.m_OutputSamples = measures.m_AfterSamples;
+    outcome.m_RelativeDistance = diagonal > 0 ? measures.m_Hausdorff / diagonal : 0;
     progress.End();
     watchdog.Stop();
     watchdog.ThrowIfTripped();

@@ -108,6 +108,20 @@ std::uint64_t OrientConsistently(CMeshData& mesh) {
     return flipped;
 }
 
+// Whether two face sides run the same way from one vertex to another. Only
+// then does OrientConsistently flip anything (it flips where neighbours agree
+// in direction), and one sort of the sides settles it sooner than the
+// neighbour table it builds.
+bool HasRepeatedFaceSide(const CMeshData& mesh) {
+    std::vector<std::uint64_t> sides;
+    sides.reserve(mesh.m_Triangles.size() * 3);
+    for (const Triangle& t : mesh.m_Triangles)
+        for (int k = 0; k < 3; ++k)
+            sides.push_back(std::uint64_t(t[k]) << 32 | t[(k + 1) % 3]);
+    std::sort(sides.begin(), sides.end());
+    return std::adjacent_find(sides.begin(), sides.end()) != sides.end();
+}
+
 // Gives each sheet around a vertex its own copy of the vertex. Faces around
 // a vertex belong to one sheet when they are joined through two-sided,
 // consistently oriented edges at that vertex.
@@ -216,6 +230,7 @@ std::string CRepairSummary::Describe() const {
 void WeldCoincidentVertices(CMeshData& mesh, CRepairSummary& summary) {
     CMeshData welded;
     CPositionWelder welder(welded);
+    welder.Reserve(mesh.m_Positions.size());
     std::vector<std::uint32_t> map(mesh.m_Positions.size());
     for (std::size_t v = 0; v < mesh.m_Positions.size(); ++v)
         map[v] = welder.Add(mesh.m_Positions[v]);
@@ -277,7 +292,8 @@ void DropUnusedVertices(CMeshData& mesh, CRepairSummary& summary) {
 }
 
 void OrientFaces(CMeshData& mesh, CRepairSummary& summary) {
-    summary.m_FlippedFaces += OrientConsistently(mesh);
+    if (HasRepeatedFaceSide(mesh))
+        summary.m_FlippedFaces += OrientConsistently(mesh);
 }
 
 bool MakeManifold(CMeshData& mesh, CRepairSummary& summary) {

@@ -15,6 +15,13 @@ class CPositionWelder {
 public:
     explicit CPositionWelder(CMeshData& mesh) : m_Mesh(mesh) { }
 
+    // Room for `count` distinct positions, so that adding them rehashes
+    // nothing.
+    void Reserve(std::size_t count) {
+        m_Index.reserve(count);
+        m_Mesh.m_Positions.reserve(count);
+    }
+
     std::uint32_t Add(Point p) {
         p.x += 0.0;
         p.y += 0.0;

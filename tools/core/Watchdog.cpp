@@ -48,11 +48,19 @@ bool ReadSmallFile(const char* path, char* buffer, std::size_t size) {
     return true;
 }
 
-// The first two fields of /proc/self/statm: total and resident pages.
-bool ReadStatm(std::uint64_t& total, std::uint64_t& resident) {
+// The first two fields of /proc/self/statm: total and resident pages. With
+// an open descriptor of that file the figures are read afresh from offset 0,
+// sparing the watchdog an open and a close every sample.
+bool ReadStatm(std::uint64_t& total, std::uint64_t& resident, int descriptor = -1) {
     char buffer[256];
-    if (!ReadSmallFile("/proc/self/statm", buffer, sizeof buffer))
+    if (descriptor >= 0) {
+        const ssize_t count = ::pread(descriptor, buffer, sizeof buffer - 1, 0);
+        if (count <= 0)
+            return false;
+        buffer[count] = '\0';
+    } else if (!ReadSmallFile("/proc/self/statm", buffer, sizeof buffer)) {
         return false;
+    }
     unsigned long long pagesTotal = 0, pagesResident = 0;
     if (std::sscanf(buffer, "%llu %llu", &pagesTotal, &pagesResident) != 2)
         return false;
@@ -288,11 +296,12 @@ void CWatchdog::Run() {
     // When the flag was first seen raised, by this thread or by Trip.
     std::chrono::steady_clock::time_point trippedAt;
     bool seen = false;
+    const int statm = ::open("/proc/self/statm", O_RDONLY | O_CLOEXEC);
     std::unique_lock<std::mutex> lock(m_Mutex);
     while (!m_Stopping) {
         lock.unlock();
         std::uint64_t total = 0, resident = 0;
-        ReadStatm(total, resident);
+        ReadStatm(total, resident, statm);
         m_Peak = std::max(m_Peak.load(), resident);
         const auto now = std::chrono::steady_clock::now();
         const double seconds = ReadClock(m_Clock) - m_StartSeconds;
@@ -321,6 +330,8 @@ void CWatchdog::Run() {
         lock.lock();
         m_Wake.wait_for(lock, SamplingInterval, [this] { return m_Stopping; });
     }
+    if (statm >= 0)
+        ::close(statm);
 }
 
 void CWatchdog::EndProcess() {

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "core/MeshTopology.h"
-
 namespace Corvane::Pellix::Quorvel::Tool {
 
 namespace {
@@ -21,12 +19,15 @@ double CornerAngle(const Point& corner, const Point& a, const Point& b) {
 }  // namespace
 
 CMeshStatistics MeasureMesh(const CMeshData& mesh) {
+    return MeasureMesh(mesh, CEdgeCensus(mesh));
+}
+
+CMeshStatistics MeasureMesh(const CMeshData& mesh, const CEdgeCensus& census) {
     CMeshStatistics s;
     s.m_Vertices = mesh.m_Positions.size();
     s.m_Faces = mesh.m_Triangles.size();
     const auto& p = mesh.m_Positions;
 
-    const CEdgeCensus census(mesh);
     s.m_OpenEdges = census.m_OpenEdges;
     s.m_NonManifoldEdges = census.m_NonManifoldEdges;
     s.m_EdgeLengths.reserve(census.m_Edges.size());

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "core/MeshTopology.h"
 #include "io/MeshData.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
@@ -37,5 +38,7 @@ public:
 };
 
 CMeshStatistics MeasureMesh(const CMeshData& mesh);
+// The same with the mesh's edges already counted.
+CMeshStatistics MeasureMesh(const CMeshData& mesh, const CEdgeCensus& census);
 
 }  // namespace Corvane::Pellix::Quorvel::Tool

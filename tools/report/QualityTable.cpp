@@ -77,9 +77,11 @@ void PrintQualityTable(std::FILE* out, const CMeshStatistics& before, const CMes
     std::snprintf(seconds, sizeof seconds, "%.2f s", outcome.m_Seconds);
     Row(out, "wall time", "", seconds);
     std::fprintf(out,
-                 "  (target edge length %s; distance: sampled Hausdorff, %s points a surface, over "
-                 "the input's bounding-box diagonal)\n",
-                 FormatQuantity(outcome.m_TargetLength, 5).c_str(), FormatCount(outcome.m_DistanceSamples).c_str());
+                 "  (target edge length %s; distance: sampled Hausdorff over the input's bounding-box diagonal, "
+                 "from %s points of the input and %s of the output: every vertex, every edge's midpoint and "
+                 "points spread by area)\n",
+                 FormatQuantity(outcome.m_TargetLength, 5).c_str(), FormatCount(outcome.m_InputSamples).c_str(),
+                 FormatCount(outcome.m_OutputSamples).c_str());
 }
 
 }  // namespace Corvane::Pellix::Quorvel::Tool

@@ -15,8 +15,9 @@ public:
     // Sampled Hausdorff distance between input and output over the input's
     // bounding-box diagonal.
     double m_RelativeDistance = 0;
-    // Points sampled on each surface for that distance.
-    std::size_t m_DistanceSamples = 0;
+    // Points of each surface measured for that distance.
+    std::size_t m_InputSamples = 0;
+    std::size_t m_OutputSamples = 0;
     double m_Seconds = 0;
 };
 

@@ -26,37 +26,36 @@ std::vector<Point> SampleSurface(const CMeshData& mesh, std::size_t count) {
     std::vector<char> used(mesh.m_Positions.size(), 0);
     for (const Triangle& t : mesh.m_Triangles)
         used[t[0]] = used[t[1]] = used[t[2]] = 1;
-    std::vector<std::uint32_t> usedVertices;
-    for (std::uint32_t v = 0; v < used.size(); ++v)
+    std::size_t usedCount = 0;
+    for (const char u : used)
+        usedCount += static_cast<std::size_t>(u);
+    samples.reserve(usedCount + count);
+    for (std::size_t v = 0; v < used.size(); ++v)
         if (used[v])
-            usedVertices.push_back(v);
-    const std::size_t stride =
-        std::max<std::size_t>(1, (usedVertices.size() + count - 1) / std::max<std::size_t>(count, 1));
-    for (std::size_t i = 0; i < usedVertices.size(); i += stride)
-        samples.push_back(mesh.m_Positions[usedVertices[i]]);
+            samples.push_back(mesh.m_Positions[v]);
 
-    std::vector<double> cumulative;
-    cumulative.reserve(mesh.m_Triangles.size());
+    std::vector<double> cumulative(mesh.m_Triangles.size());
     double total = 0;
-    for (const Triangle& t : mesh.m_Triangles) {
+    for (std::size_t f = 0; f < mesh.m_Triangles.size(); ++f) {
+        const Triangle& t = mesh.m_Triangles[f];
         const Point &a = mesh.m_Positions[t[0]], &b = mesh.m_Positions[t[1]], &c = mesh.m_Positions[t[2]];
         total += 0.5 * ((b - a) * (c - a)).GetLength();
-        cumulative.push_back(total);
+        cumulative[f] = total;
     }
-    if (!(total > 0))
+    if (!(total > 0) || count == 0)
         return samples;
     std::mt19937_64 random(20240611);
     std::uniform_real_distribution<double> unit(0.0, 1.0);
-    // The picks in ascending order meet the faces in one pass over the
-    // running areas, and leave the samples in face order.
-    std::vector<double> picks(count);
-    for (double& pick : picks)
-        pick = unit(random) * total;
-    std::sort(picks.begin(), picks.end());
-    samples.reserve(samples.size() + count);
+    // Systematic picks, one area step apart from a random start: each face
+    // gets its share of the samples rounded up or down, where independent
+    // picks leave gaps and clusters; and the picks arrive in ascending order,
+    // meeting the faces in one pass over the running areas.
+    const double step = total / static_cast<double>(count);
+    const double start = unit(random);
     std::size_t f = 0;
     for (std::size_t i = 0; i < count; ++i) {
-        while (f + 1 < cumulative.size() && !(picks[i] < cumulative[f]))
+        const double pick = (static_cast<double>(i) + start) * step;
+        while (f + 1 < cumulative.size() && !(pick < cumulative[f]))
             ++f;
         double u = unit(random), v = unit(random);
         if (u + v > 1) {
@@ -70,7 +69,18 @@ std::vector<Point> SampleSurface(const CMeshData& mesh, std::size_t count) {
     return samples;
 }
 
+void AddEdgeMidpoints(const CMeshData& mesh, const CEdgeCensus& census, std::vector<Point>& samples) {
+    samples.reserve(samples.size() + census.m_Edges.size());
+    for (const CMeshEdge& edge : census.m_Edges)
+        samples.push_back((mesh.m_Positions[edge.m_A] + mesh.m_Positions[edge.m_B]) * 0.5);
+}
+
 namespace {
+
+// Below this many samples one thread is done sooner than a team of them is
+// started, and the tree of a mesh that small stays in cache in any order of
+// the queries.
+constexpr std::int64_t ParallelSamples = 16384;
 
 // Spreads the low 21 bits of v to every third bit.
 std::uint64_t Spread(std::uint64_t v) {
@@ -111,16 +121,19 @@ std::vector<Point> InSpaceOrder(const std::vector<Point>& samples) {
     return ordered;
 }
 
-double OneSidedMax(const std::vector<Point>& unordered, const CTriangleTree& tree) {
-    const std::vector<Point> samples = InSpaceOrder(unordered);
-    double worst = 0;
+}  // namespace
+
+double FarthestSampleDistance(std::vector<Point> samples, const CTriangleTree& tree) {
     const std::int64_t n = static_cast<std::int64_t>(samples.size());
+    if (n >= ParallelSamples)
+        samples = InSpaceOrder(samples);
+    double worst = 0;
     // A sample with a triangle within the thread's worst so far cannot raise
     // the maximum: the first such triangle settles it, without the nearest
     // one. Neighbouring samples are usually settled by the same triangle, so
     // each thread tries the last one first. (A thread's copy of `worst`
     // starts at the lowest double, hence the clamp.)
-#pragma omp parallel reduction(max : worst)
+#pragma omp parallel reduction(max : worst) if (n >= ParallelSamples)
     {
         std::uint32_t hint = CSurfacePoint::NoTriangle;
 #pragma omp for schedule(dynamic, 1024)
@@ -138,8 +151,6 @@ double OneSidedMax(const std::vector<Point>& unordered, const CTriangleTree& tre
     return worst;
 }
 
-}  // namespace
-
 COneSidedDistance MeasureOneSided(const std::vector<Point>& samples, const CTriangleTree& tree) {
     COneSidedDistance result;
     result.m_Samples = samples.size();
@@ -147,7 +158,7 @@ COneSidedDistance MeasureOneSided(const std::vector<Point>& samples, const CTria
         return result;
     double worst = 0, sum = 0, squares = 0;
     const std::int64_t n = static_cast<std::int64_t>(samples.size());
-#pragma omp parallel for schedule(dynamic, 1024) reduction(max : worst) reduction(+ : sum, squares)
+#pragma omp parallel for schedule(dynamic, 1024) reduction(max : worst) reduction(+ : sum, squares) if (n >= ParallelSamples)
     for (std::int64_t i = 0; i < n; ++i) {
         const double squared = tree.FindClosestPoint(samples[i]).m_DistanceSquared;
         const double distance = std::sqrt(squared);
@@ -191,9 +202,10 @@ double SampledHausdorffDistance(const CMeshData& a, const CMeshData& b, std::siz
     if (a.m_Triangles.empty() || b.m_Triangles.empty())
         return HUGE_VAL;
     const CTriangleTree treeA = BuildTriangleTree(a), treeB = BuildTriangleTree(b);
-    const double ab = OneSidedMax(SampleSurface(a, samples), treeB);
-    const double ba = OneSidedMax(SampleSurface(b, samples), treeA);
-    return std::max(ab, ba);
+    std::vector<Point> fromA = SampleSurface(a, samples), fromB = SampleSurface(b, samples);
+    AddEdgeMidpoints(a, CEdgeCensus(a), fromA);
+    AddEdgeMidpoints(b, CEdgeCensus(b), fromB);
+    return std::max(FarthestSampleDistance(std::move(fromA), treeB), FarthestSampleDistance(std::move(fromB), treeA));
 }
 
 }  // namespace Corvane::Pellix::Quorvel::Tool

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "core/MeshTopology.h"
 #include "io/MeshData.h"
 #include "quorvel/meshes/queries/CTriangleTree.h"
 
@@ -12,10 +13,12 @@ namespace Corvane::Pellix::Quorvel::Tool {
 // order).
 CTriangleTree BuildTriangleTree(const CMeshData& mesh);
 
-// Points on the surface: every vertex that a face uses (at most `count` of
-// them, evenly picked) and `count` points spread by area, from a fixed seed
-// so that runs are repeatable.
+// Points on the surface: every vertex that a face uses and `count` points
+// spread by area (each face gets its share rounded up or down, placed at
+// random within it), from a fixed seed so that runs are repeatable.
 std::vector<Point> SampleSurface(const CMeshData& mesh, std::size_t count);
+// Appends the midpoint of every edge of the census.
+void AddEdgeMidpoints(const CMeshData& mesh, const CEdgeCensus& census, std::vector<Point>& samples);
 
 // How far the samples of one surface lie from the other surface.
 class COneSidedDistance {
@@ -39,15 +42,20 @@ public:
     double GetRms() const;
 };
 
+// The largest of the samples' distances to the tree's surface. A sample
+// nearer than the largest so far is settled by the first triangle that
+// shows it, without its nearest one. On all cores when there are many.
+double FarthestSampleDistance(std::vector<Point> samples, const CTriangleTree& tree);
+
 // Every sample's exact distance to the other surface, on all cores.
 COneSidedDistance MeasureOneSided(const std::vector<Point>& samples, const CTriangleTree& tree);
 CSurfaceDistances MeasureSurfaceDistances(const CMeshData& a, const CMeshData& b, std::size_t samples);
 
 // The larger of the two one-sided sampled distances between the surfaces:
-// the furthest that a sample of one lies from the other. Faster than
-// MeasureSurfaceDistances: a sample nearer than the largest distance so far
-// is settled by the first triangle that shows it. Infinite when either mesh
-// has no triangles.
+// the furthest that a sample of one (its vertices, edge midpoints and
+// `samples` points spread by area) lies from the other. Faster than
+// MeasureSurfaceDistances, see FarthestSampleDistance. Infinite when either
+// mesh has no triangles.
 double SampledHausdorffDistance(const CMeshData& a, const CMeshData& b, std::size_t samples);
 
 }  // namespace Corvane::Pellix::Quorvel::Tool
