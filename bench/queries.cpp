@@ -47,7 +47,7 @@ void IntersectWithNearest(benchmark::State& state) {
     }
     V hit;
     size_t i = 0;
-    for (auto _ : state) {  // NOLINT(clang-analyzer-deadcode.DeadStores): the loop variable is never read
+    for (auto _ : state) {
         const bool found = mesh.IntersectWith(lines[i++ % lines.size()], &hit, 0.0f);
         benchmark::DoNotOptimize(found);
         benchmark::DoNotOptimize(hit);
@@ -86,7 +86,7 @@ void IsWithinPoint(benchmark::State& state) {
 
     size_t i = 0;
     int64_t cast = 0;
-    for (auto _ : state) {  // NOLINT(clang-analyzer-deadcode.DeadStores): the loop variable is never read
+    for (auto _ : state) {
         const size_t k = i++ % points.size();
         const bool within = mesh.IsWithin(points[k]);
         benchmark::DoNotOptimize(within);
