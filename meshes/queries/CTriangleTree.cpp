@@ -156,7 +156,7 @@ void CTriangleTree::Clear() {
     m_Position.shrink_to_fit();
     m_Dipoles.clear();
     m_Dipoles.shrink_to_fit();
-    m_DipolesBuilt.reset(new std::once_flag);
+    m_DipolesBuilt = std::make_unique<std::once_flag>();
 }
 
 std::size_t CTriangleTree::GetMemoryUsage() const {
@@ -190,7 +190,7 @@ void CTriangleTree::Build(const double* corners, std::uint32_t count) {
     for (std::uint32_t i = 0; i < count; ++i)
         m_Position[order[i]] = i;
     m_Dipoles.clear();
-    m_DipolesBuilt.reset(new std::once_flag);
+    m_DipolesBuilt = std::make_unique<std::once_flag>();
 }
 
 void CTriangleTree::BuildDipoles() const {
