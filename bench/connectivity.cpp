@@ -25,7 +25,7 @@ Mesh& SharedMesh(Shape shape, unsigned int size) {
     static std::map<std::pair<int, unsigned int>, std::unique_ptr<Mesh>> meshes;
     std::unique_ptr<Mesh>& slot = meshes[std::make_pair(int(shape), size)];
     if (!slot) {
-        slot.reset(new Mesh);
+        slot = std::make_unique<Mesh>();
         if (shape == Torus)
             MakeTorus(*slot, size, size / 2);  // size * size faces
         else

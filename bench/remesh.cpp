@@ -59,7 +59,7 @@ Mesh& Input(int level) {
     static std::map<int, std::unique_ptr<Mesh>> inputs;
     auto& slot = inputs[level];
     if (!slot) {
-        slot.reset(new Mesh);
+        slot = std::make_unique<Mesh>();
         MakeIcosphere(*slot, static_cast<unsigned int>(level));
         unsigned int state = 2463534242u;
         for (unsigned int v = 0; v < slot->m_Vertices.GetCount(); ++v) {

@@ -19,7 +19,7 @@ typedef TMesh<float, TVertexPN<float>, CA8, unsigned int> Mesh;
 Mesh& Input() {
     static std::unique_ptr<Mesh> mesh;
     if (!mesh) {
-        mesh.reset(new Mesh);
+        mesh = std::make_unique<Mesh>();
         MakeTorus(*mesh, 1024u, 1024u, 2.0, 0.5);
         mesh->AssignVertexConnectivity(true);
         mesh->AssignVertexNormals();

@@ -17,8 +17,8 @@
 
 #include "FuzzChecks.h"
 #include "commands/CommandSupport.h"
-#include "core/MeshRepair.h"
 #include "core/MeshTopology.h"
+#include "core/Preparation.h"
 #include "core/ToolError.h"
 #include "core/ToolMesh.h"
 #include "core/Watchdog.h"
@@ -37,20 +37,8 @@ constexpr double RunawayFaces = 16;
 // The tool's preparation before either method; false where the tool would
 // refuse the mesh.
 bool Prepare(CMeshData& mesh, bool exact) {
-    CRepairSummary summary;
-    WeldCoincidentVertices(mesh, summary);
-    DropRepeatedCornerFaces(mesh, summary);
-    if (mesh.m_Triangles.empty())
-        return false;
-    DropDuplicateFaces(mesh, summary);
-    OrientFaces(mesh, summary);
-    DropUnusedVertices(mesh, summary);
-    if (exact) {
-        if (!MakeManifold(mesh, summary))
-            return false;
-        DropUnusedVertices(mesh, summary);
-    }
-    return !mesh.m_Triangles.empty();
+    CPreparation changes;
+    return PrepareForRemesh(mesh, exact, changes) == EPreparationFault::None;
 }
 
 }  // namespace

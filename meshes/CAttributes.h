@@ -5,7 +5,9 @@
 namespace Corvane::Pellix::Quorvel {
 
 // Flag words kept one per vertex and one per face. Bit 0 of a vertex marks it
-// open; the whole value 255 marks a vertex removed by edge collapse.
+// open; the whole value 255 marks a vertex removed by edge collapse. The
+// macro's arguments are a name and a type, which cannot be parenthesised.
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define QUORVEL_ATTRIBUTE_RECORD(Name, Type)                                                                           \
     class Name {                                                                                                       \
     public:                                                                                                            \
@@ -22,6 +24,7 @@ namespace Corvane::Pellix::Quorvel {
 QUORVEL_ATTRIBUTE_RECORD(CA8, std::uint8_t)
 QUORVEL_ATTRIBUTE_RECORD(CA16, std::uint16_t)
 QUORVEL_ATTRIBUTE_RECORD(CA32, std::uint32_t)
+// NOLINTEND(bugprone-macro-parentheses)
 
 #undef QUORVEL_ATTRIBUTE_RECORD
 

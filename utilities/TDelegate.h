@@ -25,11 +25,7 @@ public:
 
     TDelegate(const TDelegate& other) : m_Observer(other.m_Observer), m_Method(other.m_Method) { }
 
-    TDelegate& operator=(const TDelegate& other) {
-        m_Observer = other.m_Observer;
-        m_Method = other.m_Method;
-        return *this;
-    }
+    TDelegate& operator=(const TDelegate&) = default;
 
     bool operator==(const TDelegate& other) const {
         return m_Method == other.m_Method && m_Observer == other.m_Observer;

@@ -35,13 +35,7 @@ public:
     }
 
     // Deliberately shallow: both events share the arrays afterwards.
-    TEvent& operator=(const TEvent& other) {
-        m_Delegates = other.m_Delegates;
-        m_Functions = other.m_Functions;
-        m_DelegateCount = other.m_DelegateCount;
-        m_FunctionCount = other.m_FunctionCount;
-        return *this;
-    }
+    TEvent& operator=(const TEvent&) = default;
 
     // No duplicate check: a handler registered twice runs twice.
     TEvent& operator+=(Function function) {

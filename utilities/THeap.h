@@ -34,13 +34,7 @@ public:
     ~THeap() { Clear(true); }
 
     // Deliberately shallow: both pools then share one chain.
-    THeap& operator=(const THeap& other) {
-        m_Count = other.m_Count;
-        m_GrowSize = other.m_GrowSize;
-        m_First = other.m_First;
-        m_Current = other.m_Current;
-        return *this;
-    }
+    THeap& operator=(const THeap&) = default;
 
     void Add(const T& value) {
         NextBlock()->Add(value);

@@ -27,12 +27,7 @@ public:
         m_Data = nullptr;
     }
 
-    THeapBlock& operator=(const THeapBlock& other) {
-        m_Capacity = other.m_Capacity;
-        m_Count = other.m_Count;
-        m_Data = other.m_Data;
-        return *this;
-    }
+    THeapBlock& operator=(const THeapBlock&) = default;
 
     operator T*() { return m_Data; }
 

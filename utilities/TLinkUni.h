@@ -17,11 +17,7 @@ public:
     TLinkUni(const TLinkUni& other) : m_Value(other.m_Value), m_Next(other.m_Next) { }
     virtual ~TLinkUni() { }
 
-    TLinkUni& operator=(const TLinkUni& other) {
-        m_Value = other.m_Value;
-        m_Next = other.m_Next;
-        return *this;
-    }
+    TLinkUni& operator=(const TLinkUni&) = default;
 
     void SetNext(TLinkUni* node) { m_Next = node; }
 

@@ -23,6 +23,7 @@
 #include "commands/CommandSupport.h"
 #include "core/MeshRepair.h"
 #include "core/MeshTopology.h"
+#include "core/Preparation.h"
 #include "core/ToolMesh.h"
 #include "io/MeshFormats.h"
 
@@ -84,12 +85,8 @@ CArrays Library(const CArrays& in, double target) {
 
 CMeshData Pipeline(const CMeshData& original) {
     CMeshData input = original;
-    CRepairSummary summary;
-    WeldCoincidentVertices(input, summary);
-    DropRepeatedCornerFaces(input, summary);
-    DropDuplicateFaces(input, summary);
-    OrientFaces(input, summary);
-    DropUnusedVertices(input, summary);
+    CPreparation changes;
+    PrepareForRemesh(input, false, changes);
     const int exponent = UnitScaleExponent(input, false);
     ScaleByPowerOfTwo(input, exponent);
     const double target = TrueMeanEdgeLength(input);
@@ -98,8 +95,8 @@ CMeshData Pipeline(const CMeshData& original) {
     mesh.RemeshPreservingShape(target);
     CMeshData result = ExtractFromMesh(mesh);
     ScaleByPowerOfTwo(result, -exponent);
-    DropRepeatedCornerFaces(result, summary);
-    DropUnusedVertices(result, summary);
+    DropRepeatedCornerFaces(result, changes.m_Degenerate);
+    DropUnusedVertices(result, changes.m_Unused);
     return result;
 }
 

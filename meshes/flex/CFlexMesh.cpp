@@ -42,7 +42,9 @@ CFlexMesh::~CFlexMesh() {
     Clear();
 }
 
-CFlexMesh& CFlexMesh::operator=(const CFlexMesh& other) {
+// Member by member, so a self-assignment empties the lists as TList's own
+// assignment does.
+CFlexMesh& CFlexMesh::operator=(const CFlexMesh& other) {  // NOLINT(bugprone-unhandled-self-assignment)
     m_Polygon = other.m_Polygon;
     m_PointIndices = other.m_PointIndices;
     m_Indices = other.m_Indices;

@@ -398,8 +398,8 @@ void CBoxHierarchy::BuildByMedian(const double* boxes, std::uint32_t count, std:
                 bounds.Extend(box, box + 3);
             }
             for (int k = 0; k < 3; ++k) {
-                node.m_Min[k] = Below(bounds.m_Min[k]);
-                node.m_Max[k] = Above(bounds.m_Max[k]);
+                node.m_Min[k] = detail::RoundDown(bounds.m_Min[k]);
+                node.m_Max[k] = detail::RoundUp(bounds.m_Max[k]);
             }
         } else {
             const CNode &a = m_Nodes[node.m_First], &b = m_Nodes[node.m_First + 1];

@@ -158,7 +158,7 @@ void CTriangleTree::Clear() {
     m_Position.shrink_to_fit();
     m_Dipoles.clear();
     m_Dipoles.shrink_to_fit();
-    m_DipolesBuilt.reset(new std::once_flag);
+    m_DipolesBuilt = std::make_unique<std::once_flag>();
 }
 
 std::size_t CTriangleTree::GetMemoryUsage() const {
@@ -198,7 +198,7 @@ void CTriangleTree::Build(const double* corners, std::uint32_t count) {
         m_Position[order[i]] = static_cast<std::uint32_t>(i);
     }
     m_Dipoles.clear();
-    m_DipolesBuilt.reset(new std::once_flag);
+    m_DipolesBuilt = std::make_unique<std::once_flag>();
 }
 
 void CTriangleTree::BuildDipoles() const {

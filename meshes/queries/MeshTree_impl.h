@@ -73,9 +73,9 @@ template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::Clear() {
     m_Faces.Clear();
     m_VertexHierarchy.Clear();
-    m_VertexHierarchyBuilt.reset(new std::once_flag);
+    m_VertexHierarchyBuilt = std::make_unique<std::once_flag>();
     m_InsideGrid = CDirectionGrid();
-    m_InsideGridBuilt.reset(new std::once_flag);
+    m_InsideGridBuilt = std::make_unique<std::once_flag>();
     m_VertexPositions.clear();
     m_VertexPositions.shrink_to_fit();
     m_BoundingBox = TBox<Real>(Real(Sarvetta::LargestFloat));
@@ -112,9 +112,9 @@ void TMeshTree<Real, Vertex, Attribute, Index>::Build(const Mesh& mesh) {
         scale = std::max({scale, std::fabs(q[0]), std::fabs(q[1]), std::fabs(q[2])});
     }
     m_VertexHierarchy.Clear();
-    m_VertexHierarchyBuilt.reset(new std::once_flag);
+    m_VertexHierarchyBuilt = std::make_unique<std::once_flag>();
     m_InsideGrid = CDirectionGrid();
-    m_InsideGridBuilt.reset(new std::once_flag);
+    m_InsideGridBuilt = std::make_unique<std::once_flag>();
     m_Scale = std::isfinite(scale) ? scale : 0;
 }
 

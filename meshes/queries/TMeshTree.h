@@ -70,8 +70,9 @@ public:
 
     TMeshTree();
     explicit TMeshTree(const Mesh& mesh);
-    TMeshTree(TMeshTree&&) = default;
-    TMeshTree& operator=(TMeshTree&&) = default;
+    // Defaulted, so noexcept exactly when the members' moves are.
+    TMeshTree(TMeshTree&&) = default;  // NOLINT(performance-noexcept-move-constructor)
+    TMeshTree& operator=(TMeshTree&&) = default;  // NOLINT(performance-noexcept-move-constructor)
 
     void Build(const Mesh& mesh);
     void Clear();
@@ -150,6 +151,7 @@ private:
     double m_Scale;
 };
 
+// NOLINTNEXTLINE(bugprone-macro-parentheses): types and a template name
 #define QUORVEL_EXTERN_MESH_TREE(R, V, A, I) extern template class TMeshTree<R, V<R>, A, I>;
 QUORVEL_FOR_EACH_MESH(QUORVEL_EXTERN_MESH_TREE)
 #undef QUORVEL_EXTERN_MESH_TREE

@@ -387,7 +387,7 @@ normalised.)doc")
             "An independent copy (cheap: the two share storage until one of them changes).")
         .def("__copy__", [](const CBoundMesh& self) { return CBoundMesh(self); })
         .def(
-            "__deepcopy__", [](const CBoundMesh& self, py::object) { return CBoundMesh(self); }, py::arg("memo"))
+            "__deepcopy__", [](const CBoundMesh& self, const py::object&) { return CBoundMesh(self); }, py::arg("memo"))
         .def("__repr__", &Repr)
         .def(py::pickle([](const CBoundMesh& self) { return py::make_tuple(Vertices(self), Faces(self)); },
                         [](const py::tuple& state) {

@@ -69,12 +69,12 @@ py::array_t<double> Bounds(const CBoundMesh& self) {
 
 py::array_t<double> PrincipalAxes(const CBoundMesh& self) {
     // Rows major, middle, minor; NaN rows for what the library leaves unset.
-    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
     std::array<Triple, 3> axes;
     {
         py::gil_scoped_release release;
         axes = std::visit(
             [](const auto& mesh) {
+                constexpr double nan = std::numeric_limits<double>::quiet_NaN();
                 typedef typename std::remove_cv_t<std::remove_reference_t<decltype(*mesh)>>::Vector Vector;
                 const Vector unset(nan, nan, nan);
                 Vector major = unset, middle = unset, minor = unset;

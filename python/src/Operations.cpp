@@ -19,6 +19,8 @@
 #include "core/MeshTopology.h"
 #include "core/Numbers.h"
 #include "core/PositionWelder.h"
+#include "core/Preparation.h"
+#include "core/ResultEstimates.h"
 #include "core/ToolError.h"
 #include "core/Watchdog.h"
 #include "io/ReaderSupport.h"
@@ -136,18 +138,13 @@ void PrepareForLibrary(Tool::CMeshData& mesh, std::vector<std::string>& notes) {
     Tool::CRepairSummary summary;
     Tool::DropRepeatedCornerFaces(mesh, summary);
     if (mesh.m_Triangles.empty())
-        ThrowValue("no usable faces: every face names a vertex twice");
+        ThrowValue(Tool::NoUsableFacesMessage);
     NoteChanges(notes, summary);
 }
 
 void CheckResult(const Tool::CMeshData& mesh, const std::string& operation) {
-    for (const Tool::Point& p : mesh.m_Positions)
-        if (!Tool::IsFinitePoint(p))
-            ThrowValue(operation + " produced a non-finite coordinate; the mesh is unchanged");
-    for (const Tool::Triangle& t : mesh.m_Triangles)
-        for (std::uint32_t v : t)
-            if (v >= mesh.m_Positions.size())
-                ThrowValue(operation + " produced a face with an invalid vertex index; the mesh is unchanged");
+    if (const char* fault = Tool::FindResultFault(mesh))
+        ThrowValue(operation + " " + fault + "; the mesh is unchanged");
 }
 
 template <typename Mesh>
@@ -260,29 +257,18 @@ void Remesh(CBoundMesh& self, const py::object& targetObject, double relative, c
 
     Change(self, [&](const Snapshot& snapshot, std::vector<std::string>& notes) -> Snapshot {
         Tool::CMeshData input = ExtractData(snapshot);
-        // The result is a new mesh, so the input's numbering need not
-        // survive: copies of one position are joined, what that makes
-        // degenerate is dropped, repeated faces are dropped and faces are
-        // turned to agree with their neighbours, as `quorvel remesh` does.
-        Tool::CRepairSummary welding;
-        Tool::WeldCoincidentVertices(input, welding);
-        PrepareForLibrary(input, notes);
-        Tool::DropDuplicateFaces(input, welding);
-        Tool::OrientFaces(input, welding);
-        NoteChanges(notes, welding);
-        Tool::CRepairSummary unused;
-        Tool::DropUnusedVertices(input, unused);
-        if (exact) {
-            // The edge operations of the exact method assume an oriented
-            // manifold; the mesh is repaired into one first.
-            Tool::CRepairSummary summary;
-            if (!Tool::MakeManifold(input, summary))
-                ThrowValue("the mesh could not be made manifold for method='exact'; try method='preserve'");
-            Tool::DropUnusedVertices(input, summary);
-            NoteChanges(notes, summary, "for method='exact': ");
-            if (input.m_Triangles.empty())
-                ThrowValue("no faces are left for method='exact'");
-        }
+        // The same preparation as `quorvel remesh`.
+        Tool::CPreparation changes;
+        const Tool::EPreparationFault fault = Tool::PrepareForRemesh(input, exact, changes);
+        if (fault == Tool::EPreparationFault::NoUsableFaces)
+            ThrowValue(Tool::NoUsableFacesMessage);
+        if (fault == Tool::EPreparationFault::NotManifold)
+            ThrowValue("the mesh could not be made manifold for method='exact'; try method='preserve'");
+        NoteChanges(notes, changes.m_Degenerate);
+        NoteChanges(notes, changes.m_Repairs);
+        NoteChanges(notes, changes.m_Manifold, "for method='exact': ");
+        if (fault == Tool::EPreparationFault::NoFacesLeft)
+            ThrowValue("no faces are left for method='exact'");
 
         const int exponent = Tool::UnitScaleExponent(input, false);
         Tool::ScaleByPowerOfTwo(input, exponent);
@@ -369,7 +355,7 @@ void Remesh(CBoundMesh& self, const py::object& targetObject, double relative, c
         if (collapsed.m_RepeatedCornerFaces != 0)
             notes.push_back(std::to_string(collapsed.m_RepeatedCornerFaces) +
                             " faces that remeshing reduced to lines dropped from the result");
-        Tool::DropUnusedVertices(result, unused);
+        Tool::DropUnusedVertices(result, changes.m_Unused);
         if (result.m_Triangles.empty())
             ThrowValue("remeshing left no faces (the target " + Tool::FormatQuantity(target, 4) +
                        " may be too large for this mesh); the mesh is unchanged");
@@ -445,18 +431,6 @@ void Offset(CBoundMesh& self, double distance) {
     });
 }
 
-// Longest-edge bisection of a face until no edge exceeds the limit ends with
-// about twice (longest / limit) squared pieces.
-double EstimateSubdivisionFaces(const Tool::CMeshData& mesh, double maxLength) {
-    double faces = 0;
-    for (const Tool::Triangle& t : mesh.m_Triangles) {
-        const Tool::Point &a = mesh.m_Positions[t[0]], &b = mesh.m_Positions[t[1]], &c = mesh.m_Positions[t[2]];
-        const double longest = std::max({a.DiffVectLen(b), b.DiffVectLen(c), c.DiffVectLen(a)}) / maxLength;
-        faces += std::max(1.0, 2 * longest * longest);
-    }
-    return faces;
-}
-
 void Subdivide(CBoundMesh& self, const py::object& maxLength, double relative) {
     const double given = CheckLengthChoice(maxLength, "max_length", relative, 0.5);
     const bool single = self.IsSingle();
@@ -467,7 +441,7 @@ void Subdivide(CBoundMesh& self, const py::object& maxLength, double relative) {
         const int exponent = Tool::UnitScaleExponent(data, true);
         Tool::ScaleByPowerOfTwo(data, exponent);
         const double scaledLength = std::ldexp(length, exponent);
-        Tool::CheckEstimatedSize(EstimateSubdivisionFaces(data, scaledLength), "faces",
+        Tool::CheckEstimatedSize(Tool::EstimateSubdivisionFaces(data, scaledLength), "faces",
                                  "choose a larger max_length or relative (now " + Tool::FormatQuantity(length, 4) + ")",
                                  "subdivide");
         Tool::CMeshData pieces = WithPrecision(single, [&](auto* kind) {
@@ -492,17 +466,15 @@ void Thicken(CBoundMesh& self, double thickness) {
     const bool single = self.IsSingle();
     Change(self, [&](const Snapshot& snapshot, std::vector<std::string>& notes) -> Snapshot {
         Tool::CMeshData data = ExtractData(snapshot);
-        // Walls follow the open edges and the copy follows the vertex
-        // normals, so the library needs one oriented sheet (as in `quorvel
-        // thicken`).
-        Tool::CRepairSummary summary;
-        Tool::WeldCoincidentVertices(data, summary);
-        PrepareForLibrary(data, notes);
-        Tool::DropDuplicateFaces(data, summary);
-        if (!Tool::MakeManifold(data, summary))
+        // The same preparation as `quorvel thicken`.
+        Tool::CPreparation changes;
+        const Tool::EPreparationFault fault = Tool::PrepareForShell(data, changes);
+        if (fault == Tool::EPreparationFault::NoUsableFaces)
+            ThrowValue(Tool::NoUsableFacesMessage);
+        if (fault == Tool::EPreparationFault::NotManifold)
             ThrowValue("the mesh could not be made an oriented manifold, which a shell needs");
-        Tool::DropUnusedVertices(data, summary);
-        NoteChanges(notes, summary);
+        NoteChanges(notes, changes.m_Degenerate);
+        NoteChanges(notes, changes.m_Repairs);
         if (Tool::CEdgeCensus(data).m_OpenEdges == 0)
             notes.push_back("the mesh has no open edges, so the shell is two nested surfaces without walls");
 
@@ -517,15 +489,7 @@ void Thicken(CBoundMesh& self, double thickness) {
             return ExtractData(*mesh);
         });
         Tool::ScaleByPowerOfTwo(result, -exponent);
-        // The library keeps the winding of the moved copy; the sheet that
-        // ends up inside the shell is turned over so that the shell is
-        // consistently oriented.
-        const std::size_t first = thickness > 0 ? faces : 0;
-        for (std::size_t f = first; f < first + faces && f < result.m_Triangles.size(); ++f)
-            std::swap(result.m_Triangles[f][0], result.m_Triangles[f][2]);
-        result = Tool::WeldByPosition(result);
-        Tool::CRepairSummary collapsed;
-        Tool::DropRepeatedCornerFaces(result, collapsed);
+        Tool::FinishShell(result, faces, thickness);
         CheckResult(result, "thickening");
         if (result.m_Triangles.empty())
             ThrowValue("thickening left no faces; the mesh is unchanged");
@@ -601,18 +565,6 @@ py::array_t<double> Contour(const CBoundMesh& self) {
     });
 }
 
-// Each face is swept by segments parallel to its shortest edge, about
-// (longest side / spacing) of them with as many points each at most.
-double EstimateInfillPoints(const Tool::CMeshData& mesh, double spacing) {
-    double points = static_cast<double>(mesh.m_Positions.size());
-    for (const Tool::Triangle& t : mesh.m_Triangles) {
-        const Tool::Point &a = mesh.m_Positions[t[0]], &b = mesh.m_Positions[t[1]], &c = mesh.m_Positions[t[2]];
-        const double longest = std::max({a.DiffVectLen(b), b.DiffVectLen(c), c.DiffVectLen(a)}) / spacing;
-        points += (longest + 1) * (longest + 1);
-    }
-    return points;
-}
-
 py::array_t<double> Infill(const CBoundMesh& self, const py::object& spacingObject, double relative) {
     const double given = CheckLengthChoice(spacingObject, "spacing", relative, 0.5);
     const bool single = self.IsSingle();
@@ -623,7 +575,7 @@ py::array_t<double> Infill(const CBoundMesh& self, const py::object& spacingObje
         const int exponent = Tool::UnitScaleExponent(data, true);
         Tool::ScaleByPowerOfTwo(data, exponent);
         const double scaledSpacing = std::ldexp(spacing, exponent);
-        Tool::CheckEstimatedSize(EstimateInfillPoints(data, scaledSpacing), "points",
+        Tool::CheckEstimatedSize(Tool::EstimateInfillPoints(data, scaledSpacing), "points",
                                  "choose a larger spacing or relative (now " + Tool::FormatQuantity(spacing, 4) + ")",
                                  "infill");
         std::vector<Tool::Point> points;

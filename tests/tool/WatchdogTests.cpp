@@ -180,6 +180,7 @@ TEST(Watchdog, EndsTheProcessWithStatusTwoAndRemovesThePartialOutput) {
         limits.m_MaxMemory = GetResidentMemory() + (32 << 20);
         CWatchdog watchdog(limits, EWatchdogAction::Exit, "mesh.off: remeshing", "nothing was written");
         watchdog.Start();
+        // Held, never read: the resident memory the watchdog must notice.
         const std::vector<char> block = Touch(256 << 20);
         std::this_thread::sleep_for(std::chrono::seconds(60));
         ::_exit(0);

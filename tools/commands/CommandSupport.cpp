@@ -5,9 +5,9 @@
 #include <cstdio>
 #include <vector>
 
-#include "core/MeshRepair.h"
 #include "core/MeshTopology.h"
 #include "core/Numbers.h"
+#include "core/Preparation.h"
 #include "core/ToolError.h"
 #include "io/ReaderSupport.h"
 
@@ -83,14 +83,21 @@ CMeshData LoadMesh(const std::string& fileName, const CCommandLine& line) {
     return mesh;
 }
 
+const char* const NoUsableFacesMessage = "no usable faces: every face names a vertex twice";
+
+void NoteChanges(const CCommandLine& line, const std::string& fileName, const CRepairSummary& changes,
+                 const std::string& prefix) {
+    const std::string text = changes.Describe();
+    if (!text.empty())
+        Note(line, fileName + ": " + prefix + text);
+}
+
 void PrepareForLibrary(CMeshData& mesh, const std::string& fileName, const CCommandLine& line) {
     CRepairSummary summary;
     DropRepeatedCornerFaces(mesh, summary);
     if (mesh.m_Triangles.empty())
-        throw CToolError(Located(fileName, "no usable faces: every face names a vertex twice"));
-    const std::string changes = summary.Describe();
-    if (!changes.empty())
-        Note(line, fileName + ": " + changes);
+        throw CToolError(Located(fileName, NoUsableFacesMessage));
+    NoteChanges(line, fileName, summary);
 }
 
 double ResolveLength(const CCommandLine& line, const std::string& absoluteOption, double defaultRelative,
@@ -145,14 +152,8 @@ void CheckEstimatedSize(double estimate, const char* what, const std::string& ad
 }
 
 void CheckResult(const CMeshData& mesh, const std::string& operation, const std::string& fileName) {
-    for (const Point& p : mesh.m_Positions)
-        if (!IsFinitePoint(p))
-            throw CToolError(Located(fileName, operation + " produced a non-finite coordinate; nothing was written"));
-    for (const Triangle& t : mesh.m_Triangles)
-        for (std::uint32_t v : t)
-            if (v >= mesh.m_Positions.size())
-                throw CToolError(Located(
-                    fileName, operation + " produced a face with an invalid vertex index; nothing was written"));
+    if (const char* fault = FindResultFault(mesh))
+        throw CToolError(Located(fileName, operation + " " + fault + "; nothing was written"));
 }
 
 void WriteMesh(const std::string& fileName, const CMeshData& mesh, const CCommandLine& line) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "core/Arguments.h"
+#include "core/MeshRepair.h"
 #include "io/MeshData.h"
 #include "io/MeshFormats.h"
 
@@ -29,11 +30,17 @@ EEncoding GetEncoding(const CCommandLine& line);
 void Note(const CCommandLine& line, const std::string& text);
 void FlushNotes();
 
+// "FILE: PREFIXwhat changed" as a note, unless nothing did.
+void NoteChanges(const CCommandLine& line, const std::string& fileName, const CRepairSummary& changes,
+                 const std::string& prefix = "");
+
 // Reads a mesh file and notes polygons that had to be left out.
 CMeshData LoadMesh(const std::string& fileName, const CCommandLine& line);
 // Drops the faces the library steps cannot take (a vertex named twice) and
 // notes them; CToolError when no face is left.
 void PrepareForLibrary(CMeshData& mesh, const std::string& fileName, const CCommandLine& line);
+// Why PrepareForLibrary refuses a mesh.
+extern const char* const NoUsableFacesMessage;
 
 // A length given either absolutely (--NAME L) or relative to the mesh's true
 // mean edge length (--relative R, default `defaultRelative`). Errors name

@@ -2,11 +2,11 @@
 #include <vector>
 
 #include "commands/Command.h"
+#include "commands/CommandPipeline.h"
 #include "commands/CommandSupport.h"
 #include "core/MeshTopology.h"
 #include "core/Numbers.h"
 #include "core/ToolError.h"
-#include "core/ToolMesh.h"
 #include "io/PointFiles.h"
 #include "io/ReaderSupport.h"
 
@@ -24,8 +24,8 @@ int Run(const CCommandLine& line) {
     const std::string& output = line.Get("--output");
     CheckPolylineFileName(output);
 
-    CMeshData data = LoadMesh(input, line);
-    PrepareForLibrary(data, input, line);
+    CMeshPipeline pipeline(line, "contour", input, output);
+    const CMeshData& data = pipeline.LoadForLibrary();
     const CEdgeCensus census(data);
     if (census.m_OpenEdges == 0)
         throw CToolError(Located(input, "the mesh is closed: it has no open boundary to extract"));
@@ -33,14 +33,14 @@ int Run(const CCommandLine& line) {
         Note(line, input + ": the mesh has " + std::to_string(census.m_OpenContours) +
                        " open contours; the one through the lowest-numbered boundary vertex is written");
 
-    ToolMesh mesh;
-    LoadIntoMesh(data, mesh);
-    mesh.AssignFaceConnectivity(true);
-    mesh.AssignVertexConnectivity(true);
-    mesh.AllocateVertexAttributeBuffer();
-    mesh.ResetAttributes();
     TPolygon<double, Point> polygon;
-    mesh.ExtractOpenContour(ContourMark, &polygon);
+    pipeline.Run(nullptr, [&](ToolMesh& mesh) {
+        mesh.AssignFaceConnectivity(true);
+        mesh.AssignVertexConnectivity(true);
+        mesh.AllocateVertexAttributeBuffer();
+        mesh.ResetAttributes();
+        mesh.ExtractOpenContour(ContourMark, &polygon);
+    });
 
     std::vector<Point> points(polygon.GetStream(), polygon.GetStream() + polygon.GetCount());
     for (const Point& p : points)

@@ -1,33 +1,20 @@
 #include <algorithm>
 #include <cctype>
-#include <chrono>
-#include <cmath>
 #include <cstdio>
 #include <vector>
 
 #include "commands/Command.h"
+#include "commands/CommandPipeline.h"
 #include "commands/CommandSupport.h"
 #include "core/Numbers.h"
+#include "core/ResultEstimates.h"
 #include "core/ToolError.h"
-#include "core/ToolMesh.h"
 #include "io/PointFiles.h"
 #include "io/ReaderSupport.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
 
 namespace {
-
-// Each face is swept by segments parallel to its shortest edge, about
-// (longest side / spacing) of them with as many points each at most.
-double EstimatePoints(const CMeshData& mesh, double spacing) {
-    double points = static_cast<double>(mesh.m_Positions.size());
-    for (const Triangle& t : mesh.m_Triangles) {
-        const Point &a = mesh.m_Positions[t[0]], &b = mesh.m_Positions[t[1]], &c = mesh.m_Positions[t[2]];
-        const double longest = std::max({a.DiffVectLen(b), b.DiffVectLen(c), c.DiffVectLen(a)}) / spacing;
-        points += (longest + 1) * (longest + 1);
-    }
-    return points;
-}
 
 bool HasExtension(const std::string& name, const char* extension) {
     const std::string tail(extension);
@@ -47,27 +34,21 @@ int Run(const CCommandLine& line) {
         throw CToolError(Located(output, "a point set is written as PLY: give the output the extension .ply"));
     CheckOutputWritable(output);
 
-    CMeshData data = LoadMesh(input, line);
-    PrepareForLibrary(data, input, line);
+    CMeshPipeline pipeline(line, "infill", input, output);
+    const CMeshData& data = pipeline.LoadForLibrary();
     const double spacing = ResolveLength(line, "--spacing", 0.5, data, input);
     // Meshes at extreme scales are filled at unit scale, where edge lengths
     // and their ratios to the spacing stay finite.
-    const int exponent = UnitScaleExponent(data, true);
-    ScaleByPowerOfTwo(data, exponent);
-    const double scaledSpacing = std::ldexp(spacing, exponent);
-    CheckEstimatedSize(EstimatePoints(data, scaledSpacing), "points",
+    pipeline.ScaleToUnit();
+    const double scaledSpacing = pipeline.ToLibraryScale(spacing);
+    CheckEstimatedSize(EstimateInfillPoints(data, scaledSpacing), "points",
                        "choose a larger --spacing or --relative (now " + FormatQuantity(spacing, 4) + ")", input);
-
-    ToolMesh mesh;
-    LoadIntoMesh(data, mesh);
     TList<Point> list;
     list.SetUseExponentialGrowth(true);
-    const auto start = std::chrono::steady_clock::now();
-    mesh.ExtractInfilledPointSet(scaledSpacing, &list);
-    const double seconds = SecondsSince(start);
+    pipeline.Run(nullptr, [&](ToolMesh& mesh) { mesh.ExtractInfilledPointSet(scaledSpacing, &list); });
 
     std::vector<Point> points(list.GetStream(), list.GetStream() + list.GetCount());
-    ScaleByPowerOfTwo(points, -exponent);
+    ScaleByPowerOfTwo(points, -pipeline.m_Exponent);
     for (const Point& p : points)
         if (!IsFinitePoint(p))
             throw CToolError(Located(input, "the infill produced a non-finite point; nothing was written"));
@@ -75,7 +56,7 @@ int Run(const CCommandLine& line) {
     WritePlyPoints(out, points, GetEncoding(line));
     out.Commit();
     std::printf("wrote %s: %s points at most %s apart in %.2f s\n", output.c_str(), FormatCount(points.size()).c_str(),
-                FormatQuantity(spacing, 5).c_str(), seconds);
+                FormatQuantity(spacing, 5).c_str(), pipeline.m_Seconds);
     return 0;
 }
 

@@ -2,10 +2,10 @@
 #include <cstdio>
 
 #include "commands/Command.h"
+#include "commands/CommandPipeline.h"
 #include "commands/CommandSupport.h"
 #include "core/MeshTopology.h"
 #include "core/Numbers.h"
-#include "core/ToolMesh.h"
 #include "report/JsonSummary.h"
 #include "report/MeshStatistics.h"
 
@@ -23,9 +23,10 @@ void Row(const char* name, const std::string& value) {
 
 int Run(const CCommandLine& line) {
     const std::string& input = RequireInput(line);
-    const CMeshData data = LoadMesh(input, line);
+    CMeshPipeline pipeline(line, "info", input);
+    const CMeshData& data = pipeline.Load();
     const CEdgeCensus census(data);
-    const CMeshStatistics statistics = MeasureMesh(data);
+    const CMeshStatistics& statistics = pipeline.MeasureInput();
 
     std::uint64_t repeated = 0;
     std::vector<char> used(data.m_Positions.size(), 0);
@@ -38,15 +39,17 @@ int Run(const CCommandLine& line) {
         unused += !u;
 
     // The whole-mesh measures come from the library itself.
-    ToolMesh mesh;
-    LoadIntoMesh(data, mesh);
-    mesh.DetermineBoundingBox(true);
-    const double area = mesh.GetSurfaceArea();
-    const double volume = mesh.GetVolume();
-    Point centre;
-    mesh.CentreOfMass(&centre);
-    Point major, middle, minor;
-    const bool axes = mesh.DeterminePrincipalAxes(&major, &middle, &minor);
+    double area = 0, volume = 0;
+    Point centre, major, middle, minor;
+    bool axes = false;
+    pipeline.Run(nullptr, [&](ToolMesh& mesh) {
+        mesh.DetermineBoundingBox(true);
+        area = mesh.GetSurfaceArea();
+        volume = mesh.GetVolume();
+        mesh.CentreOfMass(&centre);
+        axes = mesh.DeterminePrincipalAxes(&major, &middle, &minor);
+    });
+    const ToolMesh& mesh = pipeline.m_Mesh;
 
     std::printf("%s\n", input.c_str());
     Row("vertices", FormatCount(data.m_Positions.size()) + (unused ? " (" + FormatCount(unused) + " unused)" : ""));

@@ -1,12 +1,10 @@
-#include <chrono>
-#include <cmath>
 #include <cstdio>
 
 #include "commands/Command.h"
+#include "commands/CommandPipeline.h"
 #include "commands/CommandSupport.h"
 #include "core/Numbers.h"
 #include "core/ToolError.h"
-#include "core/ToolMesh.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
 
@@ -14,30 +12,24 @@ namespace {
 
 int Run(const CCommandLine& line) {
     const std::string& input = RequireInput(line);
-    const std::string& output = RequireMeshOutput(line);
+    CMeshPipeline pipeline(line, "offset", input, RequireMeshOutput(line));
     if (!line.Has("--distance"))
         throw CToolError("missing --distance D (see --help)");
     const double distance = line.GetNonZeroNumber("--distance");
 
-    CMeshData data = LoadMesh(input, line);
-    PrepareForLibrary(data, input, line);
-    ToolMesh mesh;
+    pipeline.LoadForLibrary();
     // Face normals are cross products, which leave the double range for
     // meshes at extreme scales; such meshes are processed at unit scale.
-    const int exponent = UnitScaleExponent(data, true);
-    ScaleByPowerOfTwo(data, exponent);
-    LoadIntoMesh(data, mesh);
-    const auto start = std::chrono::steady_clock::now();
-    mesh.AssignVertexNormals();
-    mesh.Offset(std::ldexp(distance, exponent));
-    const double seconds = SecondsSince(start);
+    pipeline.ScaleToUnit();
+    pipeline.Run(nullptr, [&](ToolMesh& mesh) {
+        mesh.AssignVertexNormals();
+        mesh.Offset(pipeline.ToLibraryScale(distance));
+    });
 
-    CMeshData result = ExtractFromMesh(mesh);
-    ScaleByPowerOfTwo(result, -exponent);
-    CheckResult(result, "the offset", input);
-    WriteMesh(output, result, line);
-    std::printf("wrote %s: %s vertices moved by %s along their normals in %.2f s\n", output.c_str(),
-                FormatCount(result.m_Positions.size()).c_str(), FormatQuantity(distance).c_str(), seconds);
+    const CMeshData result = pipeline.GetResult();
+    pipeline.Write(result, "the offset");
+    std::printf("wrote %s: %s vertices moved by %s along their normals in %.2f s\n", pipeline.m_Output.c_str(),
+                FormatCount(result.m_Positions.size()).c_str(), FormatQuantity(distance).c_str(), pipeline.m_Seconds);
     return 0;
 }
 

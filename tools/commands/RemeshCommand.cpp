@@ -9,6 +9,7 @@
 #include "core/MeshRepair.h"
 #include "core/MeshTopology.h"
 #include "core/Numbers.h"
+#include "core/Preparation.h"
 #include "core/Progress.h"
 #include "core/ToolError.h"
 #include "core/ToolMesh.h"
@@ -38,21 +39,6 @@ std::uint64_t GetMemorySize(const CCommandLine& line, const std::string& name) {
     if (!ParseMemorySize(line.Get(name), bytes))
         throw CToolError(name + " needs a size such as 4G, 512M or 1000000 (bytes), not '" + line.Get(name) + "'");
     return bytes;
-}
-
-// The library's edge operations assume an oriented manifold (every edge
-// shared by at most two faces running opposite ways); the exact method gets
-// one, repaired where needed.
-void PrepareForExact(CMeshData& mesh, const std::string& name, const CCommandLine& line) {
-    CRepairSummary summary;
-    if (!MakeManifold(mesh, summary))
-        throw CToolError(name + ": the mesh could not be made manifold for --method exact; try --method preserve");
-    DropUnusedVertices(mesh, summary);
-    const std::string changes = summary.Describe();
-    if (!changes.empty())
-        Note(line, name + ": for --method exact: " + changes);
-    if (mesh.m_Triangles.empty())
-        throw CToolError(name + ": no faces are left for --method exact");
 }
 
 // The limits a remesh runs under: --max-memory (default: half the machine's
@@ -169,23 +155,17 @@ int Run(const CCommandLine& line) {
 
     const CMeshData original = builtIn ? MakeDefaultMesh() : LoadMesh(name, line);
     CMeshData input = original;
-    // The output is a new mesh, so the input's vertex numbering need not
-    // survive: copies of one position are joined first, and what that makes
-    // degenerate is dropped with the rest. A face repeated on the same three
-    // vertices adds no surface, but would pin a doubled, non-manifold sliver
-    // into the result of either method, and faces wound against their
-    // neighbours would stay so in the result.
-    CRepairSummary welding;
-    WeldCoincidentVertices(input, welding);
-    PrepareForLibrary(input, name, line);
-    DropDuplicateFaces(input, welding);
-    OrientFaces(input, welding);
-    if (!welding.Describe().empty())
-        Note(line, name + ": " + welding.Describe());
-    CRepairSummary unused;
-    DropUnusedVertices(input, unused);
-    if (method == EMethod::Exact)
-        PrepareForExact(input, name, line);
+    CPreparation changes;
+    const EPreparationFault fault = PrepareForRemesh(input, method == EMethod::Exact, changes);
+    if (fault == EPreparationFault::NoUsableFaces)
+        throw CToolError(Located(name, NoUsableFacesMessage));
+    if (fault == EPreparationFault::NotManifold)
+        throw CToolError(name + ": the mesh could not be made manifold for --method exact; try --method preserve");
+    NoteChanges(line, name, changes.m_Degenerate);
+    NoteChanges(line, name, changes.m_Repairs);
+    NoteChanges(line, name, changes.m_Manifold, "for --method exact: ");
+    if (fault == EPreparationFault::NoFacesLeft)
+        throw CToolError(name + ": no faces are left for --method exact");
 
     const int exponent = UnitScaleExponent(input, false);
     ScaleByPowerOfTwo(input, exponent);
@@ -241,7 +221,7 @@ int Run(const CCommandLine& line) {
     if (collapsed.m_RepeatedCornerFaces != 0)
         Note(line, name + ": " + std::to_string(collapsed.m_RepeatedCornerFaces) +
                        " faces that remeshing reduced to lines dropped from the result");
-    DropUnusedVertices(result, unused);
+    DropUnusedVertices(result, changes.m_Unused);
     if (result.m_Triangles.empty())
         throw CToolError(Located(name, "remeshing left no faces (the target " + FormatQuantity(target, 4) +
                                            " may be too large for this mesh); nothing was written"));

@@ -1,11 +1,9 @@
-#include <chrono>
 #include <cstdio>
 
 #include "commands/Command.h"
+#include "commands/CommandPipeline.h"
 #include "commands/CommandSupport.h"
 #include "core/Numbers.h"
-#include "core/Progress.h"
-#include "core/ToolMesh.h"
 #include "report/JsonSummary.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
@@ -17,45 +15,33 @@ const CA32 OpenVertex(1);
 
 int Run(const CCommandLine& line) {
     const std::string& input = RequireInput(line);
-    const std::string& output = RequireMeshOutput(line);
+    CMeshPipeline pipeline(line, "smooth", input, RequireMeshOutput(line));
     const unsigned int iterations = line.Has("--iterations") ? line.GetCount("--iterations", 0, 10000) : 10;
 
-    CMeshData data = LoadMesh(input, line);
-    const CMeshStatistics before = line.Has("--json") ? MeasureMesh(data) : CMeshStatistics();
-    PrepareForLibrary(data, input, line);
-    ToolMesh mesh;
+    pipeline.LoadForLibrary();
     // Sums of positions and the cross products of the normals leave the
     // double range for meshes at extreme scales; such meshes are smoothed at
     // unit scale.
-    const int exponent = UnitScaleExponent(data, true);
-    ScaleByPowerOfTwo(data, exponent);
-    LoadIntoMesh(data, mesh);
+    pipeline.ScaleToUnit();
+    pipeline.Run("smoothing", [&](ToolMesh& mesh) {
+        mesh.AssignFaceConnectivity(true);
+        mesh.AssignVertexConnectivity(true);
+        mesh.AllocateVertexAttributeBuffer();
+        mesh.ResetAttributes();
+        char fixedMask = 0;
+        if (!line.Has("--free-boundary")) {
+            mesh.MarkOpenVertices(OpenVertex);
+            fixedMask = static_cast<char>(OpenVertex.m_Value);
+        }
+        mesh.Smooth(iterations, fixedMask, 0, 0);
+    });
 
-    CProgress progress(line.IsQuiet());
-    const auto start = std::chrono::steady_clock::now();
-    progress.Begin("smoothing");
-    mesh.AssignFaceConnectivity(true);
-    mesh.AssignVertexConnectivity(true);
-    mesh.AllocateVertexAttributeBuffer();
-    mesh.ResetAttributes();
-    char fixedMask = 0;
-    if (!line.Has("--free-boundary")) {
-        mesh.MarkOpenVertices(OpenVertex);
-        fixedMask = static_cast<char>(OpenVertex.m_Value);
-    }
-    mesh.Smooth(iterations, fixedMask, 0, 0);
-    progress.End();
-    const double seconds = SecondsSince(start);
-
-    CMeshData result = ExtractFromMesh(mesh);
-    ScaleByPowerOfTwo(result, -exponent);
-    CheckResult(result, "smoothing", input);
-    WriteMesh(output, result, line);
-    std::printf("wrote %s: %s vertices, %s faces, %u smoothing iterations in %.2f s\n", output.c_str(),
+    const CMeshData result = pipeline.GetResult();
+    pipeline.Write(result, "smoothing");
+    std::printf("wrote %s: %s vertices, %s faces, %u smoothing iterations in %.2f s\n", pipeline.m_Output.c_str(),
                 FormatCount(result.m_Positions.size()).c_str(), FormatCount(result.m_Triangles.size()).c_str(),
-                iterations, seconds);
-    if (line.Has("--json"))
-        WriteJsonSummary(line, SummariseEdit("smooth", input, output, before, MeasureMesh(result), seconds));
+                iterations, pipeline.m_Seconds);
+    pipeline.Summarise(result);
     return 0;
 }
 

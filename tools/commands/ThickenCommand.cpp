@@ -1,16 +1,12 @@
-#include <chrono>
-#include <cmath>
 #include <cstdio>
-#include <utility>
 
 #include "commands/Command.h"
+#include "commands/CommandPipeline.h"
 #include "commands/CommandSupport.h"
-#include "core/MeshRepair.h"
 #include "core/MeshTopology.h"
 #include "core/Numbers.h"
-#include "core/PositionWelder.h"
+#include "core/Preparation.h"
 #include "core/ToolError.h"
-#include "core/ToolMesh.h"
 #include "report/JsonSummary.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
@@ -19,71 +15,46 @@ namespace {
 
 int Run(const CCommandLine& line) {
     const std::string& input = RequireInput(line);
-    const std::string& output = RequireMeshOutput(line);
+    CMeshPipeline pipeline(line, "thicken", input, RequireMeshOutput(line));
     if (!line.Has("--thickness"))
         throw CToolError("missing --thickness T (see --help)");
     const double thickness = line.GetNonZeroNumber("--thickness");
 
-    CMeshData data = LoadMesh(input, line);
-    const CMeshStatistics before = line.Has("--json") ? MeasureMesh(data) : CMeshStatistics();
-    // Walls follow the open edges and the copy follows the vertex normals, so
-    // the library needs one oriented sheet: a surface written face by face
-    // has every edge open, repeated faces add walls inside the shell and
-    // faces wound against their neighbours cancel the normals. The shell is
-    // a new mesh, so the input's vertex numbering need not survive.
-    CRepairSummary summary;
-    WeldCoincidentVertices(data, summary);
-    PrepareForLibrary(data, input, line);
-    DropDuplicateFaces(data, summary);
-    if (!MakeManifold(data, summary))
+    CMeshData& data = pipeline.Load();
+    // The shell is a new mesh, so the input's vertex numbering need not
+    // survive.
+    CPreparation changes;
+    const EPreparationFault fault = PrepareForShell(data, changes);
+    if (fault == EPreparationFault::NoUsableFaces)
+        throw CToolError(Located(input, NoUsableFacesMessage));
+    NoteChanges(line, input, changes.m_Degenerate);
+    if (fault == EPreparationFault::NotManifold)
         throw CToolError(Located(input, "the mesh could not be made an oriented manifold, which a shell needs"));
-    DropUnusedVertices(data, summary);
-    if (!summary.Describe().empty())
-        Note(line, input + ": " + summary.Describe());
+    NoteChanges(line, input, changes.m_Repairs);
     if (CEdgeCensus(data).m_OpenEdges == 0)
         Note(line, input + ": the mesh has no open edges, so the shell is two nested surfaces without walls");
 
-    ToolMesh mesh;
     // Face normals are cross products, which leave the double range for
     // meshes at extreme scales; such meshes are processed at unit scale.
-    const int exponent = UnitScaleExponent(data, true);
-    ScaleByPowerOfTwo(data, exponent);
-    LoadIntoMesh(data, mesh);
-    const auto start = std::chrono::steady_clock::now();
-    mesh.AssignVertexNormals();
-    const unsigned int faces = mesh.m_Faces.GetCount();
-    mesh.OffsetStitch(std::ldexp(thickness, exponent), true);
-    const double seconds = SecondsSince(start);
+    pipeline.ScaleToUnit();
+    pipeline.Run(nullptr, [&](ToolMesh& mesh) {
+        mesh.AssignVertexNormals();
+        mesh.OffsetStitch(pipeline.ToLibraryScale(thickness), true);
+    });
 
-    // The library keeps the winding of the moved copy, so the two sheets face
-    // the same way. The sheet that ends up inside the shell is turned over,
-    // which makes the shell a consistently oriented closed surface: the copy
-    // for a positive thickness (it moved against the normals), the original
-    // for a negative one.
-    CMeshData result = ExtractFromMesh(mesh);
-    ScaleByPowerOfTwo(result, -exponent);
-    const std::size_t first = thickness > 0 ? faces : 0;
-    for (std::size_t f = first; f < first + faces && f < result.m_Triangles.size(); ++f)
-        std::swap(result.m_Triangles[f][0], result.m_Triangles[f][2]);
-    // Every wall triangle has vertices of its own; equal positions are
-    // joined so that the shell is one connected surface.
-    result = WeldByPosition(result);
-    // A vertex whose face normals cancel does not move, and the walls at it
-    // collapse to lines.
-    CRepairSummary collapsed;
-    DropRepeatedCornerFaces(result, collapsed);
+    CMeshData result = pipeline.GetResult();
+    FinishShell(result, data.m_Triangles.size(), thickness);
     CheckResult(result, "thickening", input);
     const CEdgeCensus shell(result);
     if (shell.m_OpenEdges != 0 || shell.m_NonManifoldEdges != 0 || shell.m_MisorientedEdges != 0)
         Note(line, input + ": the shell is not a closed manifold: " + std::to_string(shell.m_OpenEdges) + " open, " +
                        std::to_string(shell.m_NonManifoldEdges) + " non-manifold and " +
                        std::to_string(shell.m_MisorientedEdges) + " misoriented edges remain");
-    WriteMesh(output, result, line);
-    std::printf("wrote %s: %s vertices, %s faces, thickness %s in %.2f s\n", output.c_str(),
+    pipeline.Write(result, "thickening");
+    std::printf("wrote %s: %s vertices, %s faces, thickness %s in %.2f s\n", pipeline.m_Output.c_str(),
                 FormatCount(result.m_Positions.size()).c_str(), FormatCount(result.m_Triangles.size()).c_str(),
-                FormatQuantity(thickness).c_str(), seconds);
-    if (line.Has("--json"))
-        WriteJsonSummary(line, SummariseEdit("thicken", input, output, before, MeasureMesh(result), seconds));
+                FormatQuantity(thickness).c_str(), pipeline.m_Seconds);
+    pipeline.Summarise(result);
     return 0;
 }
 

@@ -9,7 +9,8 @@
 #include <string_view>
 #include <thread>
 
-#include <time.h>
+// POSIX declares its clocks (clockid_t, CLOCK_MONOTONIC) here, not in <ctime>.
+#include <time.h>  // NOLINT(modernize-deprecated-headers)
 
 #include "io/MeshData.h"
 

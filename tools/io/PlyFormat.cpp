@@ -93,7 +93,7 @@ public:
     }
 
     std::string GetLocation() const {
-        return m_Element->c_str() + (" " + std::to_string(m_Index)) + " of " + std::to_string(m_Count);
+        return *m_Element + (" " + std::to_string(m_Index)) + " of " + std::to_string(m_Count);
     }
 
     double ReadReal(EPlyType type) {
