@@ -24,7 +24,7 @@ template <typename Real>
 void ExpectPoints(const TList<TVector3<Real>>& actual, const Points& expected, unsigned int first = 0) {
     ASSERT_EQ(actual.GetCount(), first + expected.size());
     for (unsigned int i = 0; i < expected.size(); ++i) {
-        const TVector3<Real> point(Real(expected[i][0]), Real(expected[i][1]), Real(expected[i][2]));
+        const TVector3<Real> point{Real(expected[i][0]), Real(expected[i][1]), Real(expected[i][2])};
         EXPECT_NEAR(actual[first + i].DiffVectLen(point), 0, 1e-5) << "point " << first + i;
     }
 }
