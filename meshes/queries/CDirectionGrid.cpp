@@ -119,7 +119,7 @@ void CDirectionGrid::Build(const CTriangleTree& tree, const double direction[3])
         m_Starts[i + 1] += m_Starts[i];
     // Every entry is written below: no need to clear them first.
     m_EntryCount = m_Starts[cells];
-    m_Entries.reset(new CEntry[m_EntryCount]);
+    m_Entries.reset(new CEntry[m_EntryCount]);  // NOLINT(modernize-make-unique): make_unique would zero them
     std::vector<std::uint32_t> next(m_Starts.begin(), m_Starts.end() - 1);
     for (const CEntry& e : boxes)
         for (std::uint32_t r = Row(e.m_Low[1]); r <= Row(e.m_High[1]); ++r)
