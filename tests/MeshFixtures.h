@@ -675,7 +675,7 @@ void MakeImplicitSurface(Mesh& mesh, Field&& field, int cells, double low, doubl
         return index;
     };
     const auto emit = [&](unsigned int a, unsigned int b, unsigned int c, std::int64_t inside, std::int64_t outside) {
-        const std::array<double, 3> &pa = points[a], &pb = points[b], &pc = points[c];
+        const std::array<double, 3>&pa = points[a], &pb = points[b], &pc = points[c];
         const std::array<double, 3> pi = position(inside), po = position(outside);
         const double u[3] = {pb[0] - pa[0], pb[1] - pa[1], pb[2] - pa[2]};
         const double v[3] = {pc[0] - pa[0], pc[1] - pa[1], pc[2] - pa[2]};
@@ -749,18 +749,17 @@ void MakeLimbedFigure(Mesh& mesh, int cells = 64, double limbRadius = 0.09, doub
     const double trunk = 0.42;
     const double armX = trunk + gap + limbRadius, legX = 0.5 * gap + limbRadius;
     const P capsules[][2] = {
-        {P{0, 0, -0.45}, P{0, 0, 0.55}},                   // trunk (with its own radius)
-        {P{0, 0, 0.95}, P{0, 0, 1.05}},                    // head
-        {P{0.2, 0, 0.7}, P{armX, 0, 0.62}},                // shoulders
-        {P{-0.2, 0, 0.7}, P{-armX, 0, 0.62}},              //
-        {P{armX, 0, 0.62}, P{armX, 0.02, -0.45}},          // arms
-        {P{-armX, 0, 0.62}, P{-armX, -0.02, -0.45}},       //
-        {P{legX, 0, -0.6}, P{legX, 0.03, -1.75}},          // legs
-        {P{-legX, 0, -0.6}, P{-legX, -0.03, -1.75}},       //
-        {P{0, 0, 0.7}, P{0, 0, 0.9}},                      // neck
+        {P{0, 0, -0.45}, P{0, 0, 0.55}},  // trunk (with its own radius)
+        {P{0, 0, 0.95}, P{0, 0, 1.05}},  // head
+        {P{0.2, 0, 0.7}, P{armX, 0, 0.62}},  // shoulders
+        {P{-0.2, 0, 0.7}, P{-armX, 0, 0.62}},  //
+        {P{armX, 0, 0.62}, P{armX, 0.02, -0.45}},  // arms
+        {P{-armX, 0, 0.62}, P{-armX, -0.02, -0.45}},  //
+        {P{legX, 0, -0.6}, P{legX, 0.03, -1.75}},  // legs
+        {P{-legX, 0, -0.6}, P{-legX, -0.03, -1.75}},  //
+        {P{0, 0, 0.7}, P{0, 0, 0.9}},  // neck
     };
-    const double radii[] = {trunk, 0.28, limbRadius, limbRadius, limbRadius, limbRadius, limbRadius, limbRadius,
-                            0.12};
+    const double radii[] = {trunk, 0.28, limbRadius, limbRadius, limbRadius, limbRadius, limbRadius, limbRadius, 0.12};
     // A smooth minimum blends the parts where they join, narrower than the
     // gaps so that these stay open.
     const double blend = 0.4 * gap;

@@ -227,7 +227,8 @@ void CompareStandIns(double relative, unsigned int repeat) {
 }  // namespace
 
 int Usage(const char* program) {
-    std::fprintf(stderr, "usage: %s [--relative R] [--repeat N] [--stand-ins] [FACES ...]   (FACES at least 1000 each)\n",
+    std::fprintf(stderr,
+                 "usage: %s [--relative R] [--repeat N] [--stand-ins] [FACES ...]   (FACES at least 1000 each)\n",
                  program);
     return 2;
 }

@@ -70,6 +70,7 @@ void CEngine::Split(std::uint32_t h) {
     const std::uint32_t m = NewVertex((m_Position[a] + m_Position[b]) * 0.5);
     if (kind == Kept) {
         m_Flags[m] = Fixed;
+        m_Roughness[m] = std::max(m_Roughness[a], m_Roughness[b]);
         // Each half carries the removed vertices that lie beside it.
         std::vector<Vec> first, second;
         const Vec along = m_Position[b] - m_Position[a];
