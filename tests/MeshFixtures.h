@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <map>
 #include <type_traits>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -435,13 +437,18 @@ std::vector<unsigned int> AddRing(Mesh& mesh, unsigned int count, Place&& point)
 // An open cylinder of radius 1 and height 2 refined near one rim, as meshes
 // refined for another purpose come: the rim at z = 0 holds `dense` vertices,
 // every other ring of the `rings` + 1 holds `coarse`.
+// `rimNoise` moves each vertex of the dense rim in or out along its radius by
+// up to that share of the radius, as the cut of a noisy scan does.
 template <typename Mesh>
-void MakeDenseRimCylinder(Mesh& mesh, unsigned int dense = 400, unsigned int coarse = 40, unsigned int rings = 20) {
+void MakeDenseRimCylinder(Mesh& mesh, unsigned int dense = 400, unsigned int coarse = 40, unsigned int rings = 20,
+                          double rimNoise = 0, unsigned int seed = 3) {
+    CNoise noise(seed);
     std::vector<unsigned int> previous;
     for (unsigned int k = 0; k <= rings; ++k) {
         const double z = 2.0 * k / rings;
         std::vector<unsigned int> ring = AddRing(mesh, k == 0 ? dense : coarse, [&](double a) {
-            return std::array<double, 3>{std::cos(a), std::sin(a), z};
+            const double r = k == 0 ? 1 + rimNoise * noise.Next() : 1.0;
+            return std::array<double, 3>{r * std::cos(a), r * std::sin(a), z};
         });
         if (k > 0)
             AddRingStrip(mesh, previous, ring);
@@ -452,10 +459,12 @@ void MakeDenseRimCylinder(Mesh& mesh, unsigned int dense = 400, unsigned int coa
 // A bumpy sphere cut by the plane z = -0.5 like a scan of an object standing
 // on a table: rings of latitude from the pole, as many vertices as their
 // length needs at about `coarse` around the equator, except the cut rim, which
-// holds `dense`.
+// holds `dense`. `rimNoise` moves each vertex of the cut rim in or out within
+// its plane by up to that share of the rim's radius, as a noisy scan's cut.
 template <typename Mesh>
 void MakeCutSphere(Mesh& mesh, unsigned int dense = 400, unsigned int coarse = 48, unsigned int rings = 16,
-                   double bumps = 0.08) {
+                   double bumps = 0.08, double rimNoise = 0, unsigned int seed = 4) {
+    CNoise noise(seed);
     const double pi = 3.14159265358979323846;
     const double cut = 2 * pi / 3;
     const auto place = [&](double theta, double a) {
@@ -471,7 +480,15 @@ void MakeCutSphere(Mesh& mesh, unsigned int dense = 400, unsigned int coarse = 4
         const double theta = cut * k / rings;
         const unsigned int count =
             k == rings ? dense : std::max(6u, static_cast<unsigned int>(std::lround(coarse * std::sin(theta))));
-        std::vector<unsigned int> ring = AddRing(mesh, count, [&](double a) { return place(theta, a); });
+        std::vector<unsigned int> ring = AddRing(mesh, count, [&](double a) {
+            std::array<double, 3> p = place(theta, a);
+            if (k == rings) {
+                const double r = 1 + rimNoise * noise.Next();
+                p[0] *= r;
+                p[1] *= r;
+            }
+            return p;
+        });
         if (k == 1)
             for (unsigned int i = 0; i < count; ++i)
                 AddFace(mesh, apex, ring[i], ring[(i + 1) % count]);
@@ -552,6 +569,213 @@ void AddCrossingSlivers(Mesh& mesh, unsigned int count, double reach, double wid
         AddVertex(mesh, reach, width - y, -0.5 * y);
         AddFace(mesh, first, first + 1, first + 2);
     }
+}
+
+}  // namespace QuorvelTest
+
+namespace QuorvelTest {
+
+// A prism over a convex outline in the z = 0 plane (counter-clockwise seen
+// from +z), `height` tall, tessellated as CAD programs export solids: each cap
+// a fan from the outline's first point, each wall segment one quad from bottom
+// to top. Caps and walls meet at right angles; most faces are long and thin.
+template <typename Mesh>
+void AddCadPrism(Mesh& mesh, const std::vector<std::array<double, 2>>& outline, double height) {
+    const unsigned int n = static_cast<unsigned int>(outline.size());
+    const unsigned int bottom = mesh.m_Vertices.GetCount(), top = bottom + n;
+    for (const double z : {0.0, height})
+        for (const auto& p : outline)
+            AddVertex(mesh, p[0], p[1], z);
+    for (unsigned int i = 1; i + 1 < n; ++i) {
+        AddFace(mesh, bottom, bottom + i + 1, bottom + i);
+        AddFace(mesh, top, top + i, top + i + 1);
+    }
+    for (unsigned int i = 0; i < n; ++i) {
+        const unsigned int j = (i + 1) % n;
+        AddFace(mesh, bottom + i, bottom + j, top + j);
+        AddFace(mesh, bottom + i, top + j, top + i);
+    }
+}
+
+// A closed cylinder of radius 1 and the given height with `sides` sides,
+// CAD-style (see AddCadPrism): two circles of sharp edges, caps of fans.
+template <typename Mesh>
+void MakeCadCylinder(Mesh& mesh, unsigned int sides = 64, double height = 3) {
+    std::vector<std::array<double, 2>> outline(sides);
+    for (unsigned int i = 0; i < sides; ++i) {
+        const double a = 2 * 3.14159265358979323846 * i / sides;
+        outline[i] = {std::cos(a), std::sin(a)};
+    }
+    AddCadPrism(mesh, outline, height);
+}
+
+// A machined block [0, 4] x [0, 2] x [0, height], CAD-style (see
+// AddCadPrism), whose vertical edges at (4, 0) and (0, 2) are rounded with
+// fillets of `radius` in `segments` facets each, the other two left sharp:
+// the outlines of top and bottom are feature lines, and at the sharp edges
+// three feature lines meet in each corner.
+template <typename Mesh>
+void MakeFilletedBlock(Mesh& mesh, unsigned int segments = 12, double radius = 0.6, double height = 1.5) {
+    const double pi = 3.14159265358979323846;
+    std::vector<std::array<double, 2>> outline;
+    const auto fillet = [&](double cx, double cy, double from) {
+        for (unsigned int k = 0; k <= segments; ++k) {
+            const double a = from + 0.5 * pi * k / segments;
+            outline.push_back({cx + radius * std::cos(a), cy + radius * std::sin(a)});
+        }
+    };
+    outline.push_back({0, 0});
+    fillet(4 - radius, radius, -0.5 * pi);
+    outline.push_back({4, 2});
+    fillet(radius, 2 - radius, 0.5 * pi);
+    AddCadPrism(mesh, outline, height);
+}
+
+// The surface field(x, y, z) = 0 in the cube [low, high]^3 of `cells`^3
+// cubes, each cut into six tetrahedra around its main diagonal (the same way
+// in every cube, so neighbouring cubes agree on their shared faces), as
+// surface reconstructions deliver it: closed, manifold, consistently oriented
+// (normals towards positive values), but with slivers and edge lengths that
+// vary by orders of magnitude.
+template <typename Mesh, typename Field>
+void MakeImplicitSurface(Mesh& mesh, Field&& field, int cells, double low, double high) {
+    const double step = (high - low) / cells;
+    const std::int64_t side = cells + 1;
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    // A small shift keeps grid points off symmetric surfaces, so that no
+    // value is exactly zero and no triangle collapses.
+    const auto position = [&](std::int64_t g) {
+        const std::int64_t i = g % side, j = (g / side) % side, k = g / (side * side);
+        return std::array<double, 3>{low + i * step + 1.234e-4, low + j * step + 2.345e-4, low + k * step + 0.876e-4};
+    };
+    std::vector<double> value(static_cast<std::size_t>(side * side * side));
+    for (std::int64_t g = 0; g < side * side * side; ++g) {
+        const std::array<double, 3> p = position(g);
+        value[static_cast<std::size_t>(g)] = field(p[0], p[1], p[2]);
+        if (value[static_cast<std::size_t>(g)] == 0)
+            value[static_cast<std::size_t>(g)] = 1e-12;
+    }
+    std::vector<std::array<double, 3>> points;
+    std::unordered_map<std::uint64_t, unsigned int> onEdge;
+    const auto crossing = [&](std::int64_t a, std::int64_t b) {
+        if (a > b)
+            std::swap(a, b);
+        const std::uint64_t key = static_cast<std::uint64_t>(a) * static_cast<std::uint64_t>(side * side * side) +
+                                  static_cast<std::uint64_t>(b);
+        const auto found = onEdge.find(key);
+        if (found != onEdge.end())
+            return found->second;
+        const double va = value[static_cast<std::size_t>(a)], vb = value[static_cast<std::size_t>(b)];
+        const std::array<double, 3> pa = position(a), pb = position(b);
+        const double t = va / (va - vb);
+        const unsigned int index = static_cast<unsigned int>(points.size());
+        points.push_back({pa[0] + (pb[0] - pa[0]) * t, pa[1] + (pb[1] - pa[1]) * t, pa[2] + (pb[2] - pa[2]) * t});
+        AddVertex(mesh, points.back()[0], points.back()[1], points.back()[2]);
+        onEdge.emplace(key, index);
+        return index;
+    };
+    const auto emit = [&](unsigned int a, unsigned int b, unsigned int c, std::int64_t inside, std::int64_t outside) {
+        const std::array<double, 3>&pa = points[a], &pb = points[b], &pc = points[c];
+        const std::array<double, 3> pi = position(inside), po = position(outside);
+        const double u[3] = {pb[0] - pa[0], pb[1] - pa[1], pb[2] - pa[2]};
+        const double v[3] = {pc[0] - pa[0], pc[1] - pa[1], pc[2] - pa[2]};
+        const double normal[3] = {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
+        const double outwards = normal[0] * (po[0] - pi[0]) + normal[1] * (po[1] - pi[1]) + normal[2] * (po[2] - pi[2]);
+        if (outwards >= 0)
+            AddFace(mesh, base + a, base + b, base + c);
+        else
+            AddFace(mesh, base + a, base + c, base + b);
+    };
+    static const int tetrahedra[6][4] = {{0, 1, 3, 7}, {0, 3, 2, 7}, {0, 2, 6, 7},
+                                         {0, 6, 4, 7}, {0, 4, 5, 7}, {0, 5, 1, 7}};
+    for (std::int64_t k = 0; k < cells; ++k)
+        for (std::int64_t j = 0; j < cells; ++j)
+            for (std::int64_t i = 0; i < cells; ++i) {
+                std::int64_t corner[8];
+                for (int q = 0; q < 8; ++q)
+                    corner[q] = ((k + ((q >> 2) & 1)) * side + j + ((q >> 1) & 1)) * side + i + (q & 1);
+                for (const auto& tetrahedron : tetrahedra) {
+                    std::int64_t in[4], out[4];
+                    int ins = 0, outs = 0;
+                    for (int q = 0; q < 4; ++q) {
+                        const std::int64_t g = corner[tetrahedron[q]];
+                        if (value[static_cast<std::size_t>(g)] < 0)
+                            in[ins++] = g;
+                        else
+                            out[outs++] = g;
+                    }
+                    if (ins == 1) {
+                        emit(crossing(in[0], out[0]), crossing(in[0], out[1]), crossing(in[0], out[2]), in[0], out[0]);
+                    } else if (ins == 3) {
+                        emit(crossing(out[0], in[0]), crossing(out[0], in[1]), crossing(out[0], in[2]), in[0], out[0]);
+                    } else if (ins == 2) {
+                        const unsigned int a = crossing(in[0], out[0]), b = crossing(in[0], out[1]);
+                        const unsigned int c = crossing(in[1], out[1]), d = crossing(in[1], out[0]);
+                        emit(a, b, c, in[0], out[0]);
+                        emit(a, c, d, in[0], out[0]);
+                    }
+                }
+            }
+}
+
+// The distance from p to the segment a-b.
+inline double DistanceToSegment(const std::array<double, 3>& p, const std::array<double, 3>& a,
+                                const std::array<double, 3>& b) {
+    double ab2 = 0, t = 0;
+    for (int k = 0; k < 3; ++k) {
+        ab2 += (b[k] - a[k]) * (b[k] - a[k]);
+        t += (p[k] - a[k]) * (b[k] - a[k]);
+    }
+    t = ab2 > 0 ? std::clamp(t / ab2, 0.0, 1.0) : 0.0;
+    double d2 = 0;
+    for (int k = 0; k < 3; ++k) {
+        const double d = p[k] - (a[k] + (b[k] - a[k]) * t);
+        d2 += d * d;
+    }
+    return std::sqrt(d2);
+}
+
+// A standing figure like a scanned or sculpted human, as a surface
+// reconstruction delivers it (MakeImplicitSurface on a grid of `cells`
+// cubes, about 40,000 faces at 64): a trunk with a head, two legs that nearly
+// touch and two thin arms hanging close beside the trunk. Limbs are
+// `limbRadius` thick and the gaps between legs and between arms and trunk
+// `gap` wide; at the defaults the limbs are about two mean edges thick and
+// the gaps about as wide as the limbs, so that every part of the surface has
+// another close behind it.
+template <typename Mesh>
+void MakeLimbedFigure(Mesh& mesh, int cells = 64, double limbRadius = 0.09, double gap = 0.1) {
+    typedef std::array<double, 3> P;
+    const double trunk = 0.42;
+    const double armX = trunk + gap + limbRadius, legX = 0.5 * gap + limbRadius;
+    const P capsules[][2] = {
+        {P{0, 0, -0.45}, P{0, 0, 0.55}},  // trunk (with its own radius)
+        {P{0, 0, 0.95}, P{0, 0, 1.05}},  // head
+        {P{0.2, 0, 0.7}, P{armX, 0, 0.62}},  // shoulders
+        {P{-0.2, 0, 0.7}, P{-armX, 0, 0.62}},  //
+        {P{armX, 0, 0.62}, P{armX, 0.02, -0.45}},  // arms
+        {P{-armX, 0, 0.62}, P{-armX, -0.02, -0.45}},  //
+        {P{legX, 0, -0.6}, P{legX, 0.03, -1.75}},  // legs
+        {P{-legX, 0, -0.6}, P{-legX, -0.03, -1.75}},  //
+        {P{0, 0, 0.7}, P{0, 0, 0.9}},  // neck
+    };
+    const double radii[] = {trunk, 0.28, limbRadius, limbRadius, limbRadius, limbRadius, limbRadius, limbRadius, 0.12};
+    // A smooth minimum blends the parts where they join, narrower than the
+    // gaps so that these stay open.
+    const double blend = 0.4 * gap;
+    const auto field = [&](double x, double y, double z) {
+        const P p{x, y, z};
+        double d = DistanceToSegment(p, capsules[0][0], capsules[0][1]) - radii[0];
+        for (std::size_t i = 1; i < sizeof(radii) / sizeof(radii[0]); ++i) {
+            const double e = DistanceToSegment(p, capsules[i][0], capsules[i][1]) - radii[i];
+            // The legs and arms join the trunk only through the shoulders and
+            // the hips, where they overlap it.
+            const double h = std::clamp(0.5 + 0.5 * (e - d) / blend, 0.0, 1.0);
+            d = e + (d - e) * h - blend * h * (1 - h);
+        }
+        return d;
+    };
+    MakeImplicitSurface(mesh, field, cells, -1.9, 1.9);
 }
 
 }  // namespace QuorvelTest

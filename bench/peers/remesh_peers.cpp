@@ -9,10 +9,17 @@
 // and one table row each: faces, wall-clock seconds, speed relative to
 // cgal-proj, and the quality figures of the command-line tool's report.
 //
-// Usage: bench_peers_remesh [--relative R] [--repeat N] [FACES ...]
+// With --stand-ins the inputs are instead the test suite's procedural
+// stand-ins for the kinds of real input the shape-preserving remesh finds
+// hardest (CAD tessellations with sharp features and long thin faces, organic
+// figures with thin limbs and tight folds, noisy kept boundaries), each run
+// by preserve and cgal-proj only.
+//
+// Usage: bench_peers_remesh [--relative R] [--repeat N] [--stand-ins] [FACES ...]
 //   FACES       input sizes (default: 50000 500000)
 //   --relative  target = R times the input's mean edge length (default 1)
 //   --repeat    run every method N times and report the fastest (default 1)
+//   --stand-ins the stand-ins instead of the generated sizes
 #include <CGAL/Exact_predicates_inexact_constructions_kernel.h>
 #include <CGAL/Polygon_mesh_processing/remesh.h>
 #include <CGAL/Surface_mesh.h>
@@ -28,6 +35,7 @@
 #include <utility>
 #include <vector>
 
+#include "MeshFixtures.h"
 #include "Quorvel.h"
 #include "ScanLikeMesh.h"
 #include "core/MeshTopology.h"
@@ -169,7 +177,8 @@ CRun Fastest(unsigned int repeat, Method&& method) {
     return best;
 }
 
-void Compare(const std::string& name, const CMeshData& input, double relative, unsigned int repeat) {
+// every: all four methods; otherwise preserve beside cgal-proj.
+void Compare(const std::string& name, const CMeshData& input, double relative, unsigned int repeat, bool every = true) {
     const double target = relative * Tool::TrueMeanEdgeLength(input);
     const CMeshStatistics before = Tool::MeasureMesh(input);
     std::printf(
@@ -177,19 +186,50 @@ void Compare(const std::string& name, const CMeshData& input, double relative, u
         name.c_str(), input.m_Positions.size(), input.m_Triangles.size(), before.m_EdgeVariation, before.m_MinAngle,
         target, relative);
     const CRun reference = Fastest(repeat, [&] { return RunCgal(input, target, true); });
-    const CRun runs[] = {Fastest(repeat, [&] { return RunPreserve(input, target); }),
-                         Fastest(repeat, [&] { return RunExact(input, target); }),
-                         Fastest(repeat, [&] { return RunCgal(input, target, false); })};
+    std::vector<CRun> runs;
+    runs.push_back(Fastest(repeat, [&] { return RunPreserve(input, target); }));
+    if (every) {
+        runs.push_back(Fastest(repeat, [&] { return RunExact(input, target); }));
+        runs.push_back(Fastest(repeat, [&] { return RunCgal(input, target, false); }));
+    }
     PrintHeader();
     for (const CRun& run : runs)
         PrintRow(run, input, before, reference.m_Seconds);
     PrintRow(reference, input, before, reference.m_Seconds);
 }
 
+template <class Build>
+CMeshData StandIn(Build&& build) {
+    Mesh mesh;
+    mesh.SetUseExponentialGrowth(true);
+    build(mesh);
+    return Extract(mesh);
+}
+
+void CompareStandIns(double relative, unsigned int repeat) {
+    using namespace QuorvelTest;
+    const std::pair<const char*, std::function<void(Mesh&)>> standIns[] = {
+        {"CAD cylinder", [](Mesh& m) { MakeCadCylinder(m); }},
+        {"filleted block", [](Mesh& m) { MakeFilletedBlock(m); }},
+        {"pierced block", [](Mesh& m) { MakePiercedBlock(m); }},
+        {"blade strip", [](Mesh& m) { MakeBladeStrip(m, 300, 2); }},
+        {"limbed figure", [](Mesh& m) { MakeLimbedFigure(m); }},
+        {"limbed figure, fine", [](Mesh& m) { MakeLimbedFigure(m, 128); }},
+        {"scanned creature", [](Mesh& m) { MakeScannedCreature(m, 5); }},
+        {"scanned bone", [](Mesh& m) { MakeScannedBone(m, 5); }},
+        {"noisy dense rim, 1 %", [](Mesh& m) { MakeDenseRimCylinder(m, 400, 40, 20, 0.01); }},
+        {"noisy cut sphere", [](Mesh& m) { MakeCutSphere(m, 400, 48, 16, 0.08, 0.01); }},
+    };
+    for (const auto& standIn : standIns)
+        Compare(standIn.first, StandIn(standIn.second), relative, repeat, false);
+}
+
 }  // namespace
 
 int Usage(const char* program) {
-    std::fprintf(stderr, "usage: %s [--relative R] [--repeat N] [FACES ...]   (FACES at least 1000 each)\n", program);
+    std::fprintf(stderr,
+                 "usage: %s [--relative R] [--repeat N] [--stand-ins] [FACES ...]   (FACES at least 1000 each)\n",
+                 program);
     return 2;
 }
 
@@ -197,6 +237,7 @@ int main(int argc, char** argv) {
     std::vector<std::size_t> sizes;
     double relative = 1;
     unsigned long repeat = 1;
+    bool standIns = false;
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
         char* end = nullptr;
@@ -208,6 +249,8 @@ int main(int argc, char** argv) {
             repeat = std::strtoul(argv[++i], &end, 10);
             if (*end != '\0' || repeat < 1)
                 return Usage(argv[0]);
+        } else if (argument == "--stand-ins") {
+            standIns = true;
         } else {
             const unsigned long long faces = std::strtoull(argv[i], &end, 10);
             if (end == argv[i] || *end != '\0' || faces < 1000)
@@ -222,6 +265,10 @@ int main(int argc, char** argv) {
                 "seconds: fastest of %lu. speed: cgal-proj seconds / seconds. volume: change from the input.\n"
                 "hausdorff: sampled symmetric distance to the input over the input's bounding-box diagonal.\n",
                 relative, Iterations, omp_get_max_threads(), CGAL_VERSION_STR, repeat);
+    if (standIns) {
+        CompareStandIns(relative, static_cast<unsigned int>(repeat));
+        return 0;
+    }
     for (const std::size_t faces : sizes) {
         Compare("bumpy sphere", PeerBench::Generate(PeerBench::BumpySphere, -1.3, 1.3, faces), relative,
                 static_cast<unsigned int>(repeat));

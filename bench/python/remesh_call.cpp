@@ -33,10 +33,7 @@ using namespace Corvane::Pellix::Quorvel::Tool;
 namespace {
 
 CMeshData Generate(int faces) {
-    const int trial = 40;
-    const CMeshData probe = PeerBench::MarchingTetrahedra(PeerBench::BumpySphere, trial, -1.3, 1.3);
-    const int cells = static_cast<int>(std::lround(trial * std::sqrt(double(faces) / probe.m_Triangles.size())));
-    return PeerBench::MarchingTetrahedra(PeerBench::BumpySphere, cells, -1.3, 1.3);
+    return PeerBench::Generate(PeerBench::BumpySphere, -1.3, 1.3, static_cast<std::size_t>(faces));
 }
 
 double Seconds(std::chrono::steady_clock::time_point start) {

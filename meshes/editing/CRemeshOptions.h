@@ -20,7 +20,12 @@ public:
     /// where the boundary turns there by less than the corner angle and the
     /// straightened boundary stays within a twentieth of the target of the
     /// input's boundary vertices (a boundary finer than the target would
-    /// otherwise leave slivers). A target between 3/4 of the longest and twice
+    /// otherwise leave slivers). Where the input's boundary is noisy (it
+    /// zig-zags from vertex to vertex, as the cut of a scan does) the
+    /// straightening may reach four times the boundary's typical bend at its
+    /// vertices (the median over nine neighbours along it), at most a quarter
+    /// of the target, and a turn within that is no corner; a clean boundary
+    /// keeps the limits above. A target between 3/4 of the longest and twice
     /// the shortest open edge leaves the open edges exactly as they are.
     /// False: boundary vertices slide along the boundary, which is remeshed
     /// like the rest.

@@ -1,10 +1,13 @@
 // Open surfaces whose kept boundary is much finer than the target: a cylinder
-// refined near one rim, a scan cut by a plane, a plate with round holes.
-// Kept boundary vertices that all stayed left a fan of slivers beside each
-// (smallest angles under 5 degrees); vertices much closer than the target now
-// merge along the boundary where it is nearly straight. The boundary must
-// still follow the input's: every vertex on it is on the input's boundary, and
-// the input's boundary stays close to the result's.
+// refined near one rim, a scan cut by a plane, a plate with round holes, and
+// the first two again with rims that zig-zag by half a percent and a percent
+// of their radius, as the cuts of noisy scans do. Kept boundary vertices that
+// all stayed left a fan of slivers beside each (smallest angles under 5
+// degrees on clean rims, 3 to 8 on noisy ones); vertices much closer than the
+// target now merge along the boundary where it is nearly straight, or where
+// it turns only within its own noise. The boundary must still follow the
+// input's: every vertex on it is on the input's boundary, and the input's
+// boundary stays close to the result's.
 #include <gtest/gtest.h>
 #include <omp.h>
 
@@ -31,21 +34,6 @@ std::vector<std::pair<Point, Point>> OpenSegments(const ShapeMesh& mesh) {
     return open;
 }
 
-// The mean length of the edges, each counted once: the target the tool
-// picks by default.
-double MeanEdge(const ShapeMesh& mesh) {
-    double sum = 0;
-    unsigned int count = 0;
-    const auto edges = DirectedEdges(mesh);
-    for (const auto& edge : edges)
-        if (edge.first.first < edge.first.second ||
-            edges.count(std::make_pair(edge.first.second, edge.first.first)) == 0) {
-            sum += Position(mesh, edge.first.first).DiffVectLen(Position(mesh, edge.first.second));
-            ++count;
-        }
-    return sum / count;
-}
-
 double DistanceToPolyline(const Point& p, const std::vector<std::pair<Point, Point>>& segments) {
     double nearest = 1e300;
     for (const auto& segment : segments)
@@ -57,8 +45,12 @@ struct CDenseRim {
     std::string m_Name;
     std::function<void(ShapeMesh&)> m_Build;
     // What the remesh reaches today less a margin that catches a return of
-    // the slivers (under 5 degrees before), not noise.
+    // the slivers, not noise.
     double m_MinAngle;
+    // How far, in target lengths, the input's boundary vertices may lie from
+    // the result's boundary: the plain limit (a twentieth) on a clean rim,
+    // the noise on a noisy one.
+    double m_Straightening;
 };
 
 class DenseBoundary : public ::testing::TestWithParam<CDenseRim> { };
@@ -75,34 +67,44 @@ TEST_P(DenseBoundary, LosesItsSliversButNotItsShape) {
     EXPECT_GT(SmallestAngleInDegrees(mesh), GetParam().m_MinAngle);
 
     // Both ways, vertex to surface: the surfaces stay within a tenth of the
-    // target (the bumps of the cut sphere take the most, about 0.08).
+    // target (the bumps of the cut sphere take the most, about 0.08), but for
+    // the noise a noisy rim loses.
     EXPECT_LT(FarthestVertex(mesh, input), 0.1 * target);
-    EXPECT_LT(FarthestVertex(input, mesh), 0.1 * target);
+    EXPECT_LT(FarthestVertex(input, mesh), std::max(0.1, GetParam().m_Straightening) * target);
 
     // Vertices of the result's boundary are vertices of the input's, or on
     // its edges; the input's boundary vertices lie within the allowed
-    // straightening (a twentieth of the target) of the result's boundary, and
-    // the boundary has thinned out.
+    // straightening of the result's boundary, and the boundary has thinned
+    // out.
     const std::vector<std::pair<Point, Point>> after = OpenSegments(mesh);
     for (const auto& segment : after)
         EXPECT_LT(DistanceToPolyline(segment.first, before), 1e-12);
     double straightened = 0;
     for (const auto& segment : before)
         straightened = std::max(straightened, DistanceToPolyline(segment.first, after));
-    EXPECT_LE(straightened, 0.05 * target);
+    EXPECT_LE(straightened, GetParam().m_Straightening * target);
     EXPECT_LT(after.size(), before.size() / 2);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     RemeshPreservingShape, DenseBoundary,
-    ::testing::Values(CDenseRim{"cylinder_with_a_dense_rim", [](ShapeMesh& m) { MakeDenseRimCylinder(m); }, 26.0},
-                      CDenseRim{"sphere_cut_by_a_plane", [](ShapeMesh& m) { MakeCutSphere(m); }, 25.0},
-                      CDenseRim{"plate_with_dense_holes", [](ShapeMesh& m) { MakePlateWithDenseHoles(m); }, 22.0}),
+    ::testing::Values(CDenseRim{"cylinder_with_a_dense_rim", [](ShapeMesh& m) { MakeDenseRimCylinder(m); }, 26.0, 0.05},
+                      CDenseRim{"sphere_cut_by_a_plane", [](ShapeMesh& m) { MakeCutSphere(m); }, 25.0, 0.05},
+                      CDenseRim{"plate_with_dense_holes", [](ShapeMesh& m) { MakePlateWithDenseHoles(m); }, 22.0, 0.05},
+                      CDenseRim{"cylinder_with_a_rim_noisy_by_half_a_percent",
+                                [](ShapeMesh& m) { MakeDenseRimCylinder(m, 400, 40, 20, 0.005); }, 26.0, 0.1},
+                      CDenseRim{"cylinder_with_a_rim_noisy_by_a_percent",
+                                [](ShapeMesh& m) { MakeDenseRimCylinder(m, 400, 40, 20, 0.01); }, 25.0, 0.2},
+                      CDenseRim{"sphere_cut_noisily_by_half_a_percent",
+                                [](ShapeMesh& m) { MakeCutSphere(m, 400, 48, 16, 0.08, 0.005); }, 23.0, 0.1},
+                      CDenseRim{"sphere_cut_noisily_by_a_percent",
+                                [](ShapeMesh& m) { MakeCutSphere(m, 400, 48, 16, 0.08, 0.01); }, 10.0, 0.2}),
     [](const ::testing::TestParamInfo<CDenseRim>& info) { return info.param.m_Name; });
 
+// A noisy rim, so that the measured noise takes part too.
 TEST(RemeshPreservingShape, ThinnedBoundaryDoesNotDependOnTheThreadCount) {
     ShapeMesh one;
-    MakeDenseRimCylinder(one, 2000, 200, 100);
+    MakeDenseRimCylinder(one, 2000, 200, 100, 0.005);
     ShapeMesh two(one);
     const double target = MeanSide(one);
     const int threads = omp_get_max_threads();

@@ -171,9 +171,11 @@ double FarthestVertex(const Mesh& mesh, const Mesh& surface) {
 }
 
 // Edges whose two faces turn against each other (normals more than 90
-// degrees apart): folds, on a surface as smooth as the test inputs.
+// degrees apart, or as far apart as minCosine says): folds, on a surface as
+// smooth as the test inputs (on one with right-angled creases, count from
+// further apart).
 template <typename Mesh>
-unsigned int FoldedEdges(const Mesh& mesh) {
+unsigned int FoldedEdges(const Mesh& mesh, double minCosine = 0) {
     std::map<std::pair<unsigned int, unsigned int>, unsigned int> faceOf;
     for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
         for (int k = 0; k < 3; ++k)
@@ -184,8 +186,10 @@ unsigned int FoldedEdges(const Mesh& mesh) {
         if (entry.first.first > entry.first.second)
             continue;
         const auto other = faceOf.find(std::make_pair(entry.first.second, entry.first.first));
-        if (other != faceOf.end())
-            folded += !(AreaNormal(mesh, entry.second) % AreaNormal(mesh, other->second) > 0);
+        if (other != faceOf.end()) {
+            const TVector3<double> n1 = AreaNormal(mesh, entry.second), n2 = AreaNormal(mesh, other->second);
+            folded += !(n1 % n2 > minCosine * n1.GetLength() * n2.GetLength());
+        }
     }
     return folded;
 }
@@ -202,6 +206,22 @@ double SmallestAngleInDegrees(const Mesh& mesh) {
             smallest = std::min(smallest, std::atan2((u * w).GetLength(), u % w) * 180 / 3.14159265358979323846);
         }
     return smallest;
+}
+
+// The mean length of the edges, each counted once: the target the tool
+// picks by default.
+template <typename Mesh>
+double MeanEdge(const Mesh& mesh) {
+    double sum = 0;
+    unsigned int count = 0;
+    const auto edges = DirectedEdges(mesh);
+    for (const auto& edge : edges)
+        if (edge.first.first < edge.first.second ||
+            edges.count(std::make_pair(edge.first.second, edge.first.first)) == 0) {
+            sum += Position(mesh, edge.first.first).DiffVectLen(Position(mesh, edge.first.second));
+            ++count;
+        }
+    return sum / count;
 }
 
 // The plain mean over the faces' sides (each inner edge counted twice).

@@ -56,19 +56,6 @@ std::vector<CStandIn> StandIns() {
     };
 }
 
-// The mean length of the edges, each counted once.
-double MeanEdge(const ShapeMesh& mesh) {
-    std::set<std::pair<unsigned int, unsigned int>> seen;
-    double sum = 0;
-    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
-        for (int k = 0; k < 3; ++k) {
-            const unsigned int a = mesh.m_Faces[f].m_Corners[k], b = mesh.m_Faces[f].m_Corners[(k + 1) % 3];
-            if (seen.insert(std::make_pair(std::min(a, b), std::max(a, b))).second)
-                sum += Position(mesh, a).DiffVectLen(Position(mesh, b));
-        }
-    return sum / static_cast<double>(seen.size());
-}
-
 double Area(const ShapeMesh& mesh) {
     double area = 0;
     for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)

@@ -287,6 +287,7 @@ void CEngine::Collapse(std::uint32_t h, bool removeOrigin, const Vec& target) {
     if (t != None)
         --m_Valence[d];
     m_Position[s] = target;
+    m_Roughness[s] = std::max(m_Roughness[s], m_Roughness[r]);
     m_Flags[r] = Deleted;
     if (m_FaceHint[s] == None)
         m_FaceHint[s] = m_FaceHint[r];

@@ -1,5 +1,6 @@
 // The constraints: feature lines and open boundaries, and the vertices that
-// are kept, slide along a line or are corners.
+// are kept, slide along a line or are corners, and the noise measured along
+// kept boundaries.
 #include "quorvel/meshes/editing/preserving/Engine.h"
 
 namespace Corvane::Pellix::Quorvel::detail::preserving {
@@ -144,6 +145,45 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     BuildReference(frozenFace, first);
 }
 
+void CEngine::MeasureBoundaryNoise() {
+    const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
+    // The distance of each kept boundary vertex from the chord of its two
+    // neighbours along the boundary; -1 where v is no such vertex.
+    std::vector<double> bend(vertexCount, -1.0);
+    const auto onBoundary = [&](std::uint32_t v) {
+        return !(m_Flags[v] & (Deleted | NonManifold)) && m_Out[v] != None && IsOpen(v) && m_Kind[m_Out[v]] == Kept;
+    };
+    for (std::uint32_t v = 0; v < vertexCount; ++v) {
+        if (!onBoundary(v))
+            continue;
+        std::uint32_t before = None, after = None;
+        BoundaryNeighbours(v, before, after);
+        if (before != after)
+            bend[v] = std::sqrt(
+                Squared(m_Position[v] - ClosestOnSegment(m_Position[v], m_Position[before], m_Position[after])));
+    }
+    // Bounded: 2 RoughnessReach + 1 steps along the boundary per vertex.
+    std::vector<double> window;
+    for (std::uint32_t v = 0; v < vertexCount; ++v) {
+        if (!(bend[v] >= 0))
+            continue;
+        window.assign(1, bend[v]);
+        for (const int direction : {0, 1}) {
+            std::uint32_t x = v;
+            for (int step = 0; step < RoughnessReach; ++step) {
+                std::uint32_t before = None, after = None;
+                BoundaryNeighbours(x, before, after);
+                x = direction == 0 ? before : after;
+                if (x == v || !(bend[x] >= 0))
+                    break;
+                window.push_back(bend[x]);
+            }
+        }
+        std::nth_element(window.begin(), window.begin() + window.size() / 2, window.end());
+        m_Roughness[v] = std::min(m_MaxRoughness, RoughnessAllowance * window[window.size() / 2]);
+    }
+}
+
 bool CEngine::CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::uint32_t& after) const {
     if ((m_Flags[v] & (Deleted | Sliding | NonManifold | Corner)) || !IsOpen(v))
         return false;
@@ -164,9 +204,14 @@ bool CEngine::CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::
     if (before == after)
         return false;
     const Vec &p = m_Position[v], &u = m_Position[before], &w = m_Position[after];
-    // A corner of the boundary stays.
+    // On a noisy boundary the allowance grows to the noise (a clean one has
+    // none, and keeps the plain limits).
+    const double limit = std::max(m_KeptDeviation, m_Roughness[v]);
+    const double limit2 = limit * limit;
+    // A corner of the boundary stays, unless v turns only within the noise.
     const Vec in = p - u, out = w - p;
-    if (!(in % out > m_CosCorner * std::sqrt(Squared(in) * Squared(out))))
+    if (!(in % out > m_CosCorner * std::sqrt(Squared(in) * Squared(out))) &&
+        !(m_Roughness[v] > m_KeptDeviation && Squared(p - ClosestOnSegment(p, u, w)) <= limit2))
         return false;
     // The straightened boundary must stay close to the input's: the new edge
     // u-w near v and near every vertex removed along the two edges before
@@ -174,7 +219,6 @@ bool CEngine::CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::
     // vertices bound the whole polyline).
     if (Carried(before).size() + Carried(v).size() + 1 > MaxCarriedVertices)
         return false;
-    const double limit2 = m_KeptDeviation * m_KeptDeviation;
     const auto near = [&](const Vec& q) { return Squared(q - ClosestOnSegment(q, u, w)) <= limit2; };
     if (!near(p))
         return false;

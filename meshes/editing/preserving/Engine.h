@@ -97,6 +97,19 @@ constexpr double KeptDeviationFactor = 0.05;
 // would give it more is refused, so that each check and merge of the lists
 // costs at most this much.
 constexpr std::size_t MaxCarriedVertices = 48;
+// A noisy kept boundary (the cut of a scan) zig-zags by more than that
+// deviation and turns by more than the corner angle at nearly every vertex,
+// so none could leave it, and slivers lined it. Its noise is measured at each
+// input vertex as the median, over this many neighbours along the boundary
+// on each side, of every vertex's distance from the chord of its two
+// neighbours (a median, so that a real corner, one large distance among
+// small ones, does not count as noise)...
+constexpr int RoughnessReach = 4;
+// ...and the boundary may straighten within this many times that noise (a
+// turn within it is no corner)...
+constexpr double RoughnessAllowance = 4.0;
+// ...but never by more than this many target lengths.
+constexpr double MaxRoughnessFactor = 0.25;
 
 // Loops over fewer items than these stay on the calling thread: waking a team
 // costs more than the work saves, and far more when the cores are busy with
@@ -204,6 +217,15 @@ private:
     void BuildTwins(const std::vector<char>& frozenFace);
     void ClassifyConstraints(const std::vector<char>& frozenFace);
     void BuildReference(const std::vector<char>& frozenFace, const std::vector<std::uint32_t>& firstConstraint);
+    void MeasureBoundaryNoise();
+    // The neighbours of open vertex v along the boundary: the target of its
+    // open outgoing edge and the origin of its open incoming one.
+    void BoundaryNeighbours(std::uint32_t v, std::uint32_t& before, std::uint32_t& after) const {
+        std::uint32_t last = None;
+        ForEachOutgoing(v, [&](std::uint32_t e) { last = e; });
+        after = Target(m_Out[v]);
+        before = m_Corner[Prev(last)];
+    }
 
     // ---- Topology helpers ---------------------------------------------------
     std::uint32_t Target(std::uint32_t h) const { return m_Corner[Next(h)]; }
@@ -277,6 +299,7 @@ private:
         m_FaceHint.push_back(None);
         m_SegmentHint.push_back(None);
         m_CarriedSlot.push_back(None);
+        m_Roughness.push_back(0.0);
         return static_cast<std::uint32_t>(m_Position.size() - 1);
     }
     std::uint32_t NewFace(std::uint32_t a, std::uint32_t b, std::uint32_t c) {
@@ -369,6 +392,7 @@ private:
     double m_MergeLength2 = 0;
     double m_KeptCollapseLength2 = 0;
     double m_KeptDeviation = 0;
+    double m_MaxRoughness = 0;
     double m_CosCorner = 0;
     double m_MidpointLength2 = 0;
     double m_AngleReachLength2 = 0;
@@ -397,6 +421,11 @@ private:
     // (Few vertices carry any: each holds a slot in a pool only once it does.)
     std::vector<std::uint32_t> m_CarriedSlot;
     std::vector<std::vector<Vec>> m_CarriedPool;
+    // Per vertex on a kept boundary: how far the boundary may straighten
+    // there because the input's boundary is that noisy (see RoughnessReach;
+    // 0 on a clean boundary, capped by m_MaxRoughness). New vertices on the
+    // boundary take the larger of their ends'.
+    std::vector<double> m_Roughness;
     const std::vector<Vec>& Carried(std::uint32_t v) const {
         static const std::vector<Vec> none;
         return m_CarriedSlot[v] == None ? none : m_CarriedPool[m_CarriedSlot[v]];

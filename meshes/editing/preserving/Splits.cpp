@@ -70,12 +70,29 @@ void CEngine::Split(std::uint32_t h) {
     const std::uint32_t m = NewVertex((m_Position[a] + m_Position[b]) * 0.5);
     if (kind == Kept) {
         m_Flags[m] = Fixed;
+        m_Roughness[m] = std::max(m_Roughness[a], m_Roughness[b]);
+        // An edge straightened over removed input vertices is cut at the one
+        // nearest its middle instead: the middle may lie off the input's
+        // boundary (by up to the straightening allowed), and the result's
+        // boundary keeps to the input's vertices and edges.
+        const std::vector<Vec>& carried = Carried(a);
+        std::size_t cutAt = carried.size();
+        double nearest = std::numeric_limits<double>::infinity();
+        for (std::size_t i = 0; i < carried.size(); ++i)
+            if (Squared(carried[i] - m_Position[m]) < nearest) {
+                nearest = Squared(carried[i] - m_Position[m]);
+                cutAt = i;
+            }
+        if (cutAt < carried.size())
+            m_Position[m] = carried[cutAt];
         // Each half carries the removed vertices that lie beside it.
         std::vector<Vec> first, second;
         const Vec along = m_Position[b] - m_Position[a];
-        for (const Vec& q : Carried(a))
-            ((q - m_Position[a]) % along < 0.5 * Squared(along) ? first : second).push_back(q);
-        if (!second.empty()) {
+        const double cut = (m_Position[m] - m_Position[a]) % along;
+        for (std::size_t i = 0; i < carried.size(); ++i)
+            if (i != cutAt)
+                ((carried[i] - m_Position[a]) % along < cut ? first : second).push_back(carried[i]);
+        if (!second.empty() || cutAt < carried.size()) {
             CarriedToFill(a).swap(first);
             CarriedToFill(m).swap(second);
         }

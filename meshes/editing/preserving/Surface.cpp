@@ -16,6 +16,7 @@ CEngine::CEngine(const std::vector<double>& positions, const std::vector<std::ui
     m_MergeLength2 = merge * merge;
     m_KeptCollapseLength2 = KeptCollapseFactor * KeptCollapseFactor * targetLength * targetLength;
     m_KeptDeviation = KeptDeviationFactor * targetLength;
+    m_MaxRoughness = MaxRoughnessFactor * targetLength;
     const bool features = options.m_FeatureAngle > 0 && options.m_FeatureAngle < 180;
     m_CosCorner = std::cos((features ? options.m_FeatureAngle : DefaultCornerAngle) * Pi / 180.0);
     m_AngleReachLength2 = AngleReachFactor * AngleReachFactor * m_TargetLength * m_TargetLength;
@@ -42,6 +43,7 @@ void CEngine::Load(const std::vector<double>& positions, const std::vector<std::
     m_FaceHint.assign(vertexCount, None);
     m_SegmentHint.assign(vertexCount, None);
     m_CarriedSlot.assign(vertexCount, None);
+    m_Roughness.assign(vertexCount, 0.0);
     m_CarriedPool.clear();
 
     const std::size_t faceCount = triangles.size() / 3;
@@ -69,6 +71,8 @@ void CEngine::Load(const std::vector<double>& positions, const std::vector<std::
 
     BuildTwins(frozenFace);
     ClassifyConstraints(frozenFace);
+    if (m_Options.m_KeepBoundaries)
+        MeasureBoundaryNoise();
     // Four times what splitting alone may make: the faces of equilateral
     // triangles of the target size that cover the input, plus two for every
     // target length along the input's edges (long thin faces are cut along
@@ -270,6 +274,7 @@ void CEngine::Compact() {
     permute(m_FaceHint);
     permute(m_SegmentHint);
     permute(m_CarriedSlot);
+    permute(m_Roughness);
     std::vector<std::uint32_t> out(vertices);
     for (std::uint32_t i = 0; i < vertices; ++i)
         out[i] = mapHalf(m_Out[order[i]]);

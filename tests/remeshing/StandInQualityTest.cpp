@@ -1,0 +1,86 @@
+// The quality of the shape-preserving remesh on procedural stand-ins for the
+// kinds of real input it found hardest: CAD tessellations (long thin fans and
+// quads, features at right angles, three feature lines meeting in a corner)
+// and organic closed surfaces (a figure with limbs about two target lengths
+// thick and gaps as narrow beside them, a noisy scanned creature). Each must
+// keep its smallest angle and its distance from the input, its sharp
+// corners, and fold nowhere.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "remeshing/RemeshChecks.h"
+
+namespace {
+
+using namespace QuorvelTest;
+typedef TVector3<double> Point;
+
+struct CQualityCase {
+    std::string m_Name;
+    std::function<void(ShapeMesh&)> m_Build;
+    // The target as a multiple of the input's mean edge length.
+    double m_Relative;
+    // What the remesh reaches today, less a margin that catches a return of
+    // slivers or of vertices pulled off the surface, not noise: the smallest
+    // angle in degrees and the distance of any vertex from the other
+    // surface, both ways, in target lengths.
+    double m_MinAngle;
+    double m_MaxDistance;
+    // Points that must stay vertices of the result: corners where three
+    // feature lines meet.
+    std::vector<std::array<double, 3>> m_Corners;
+    // Edges whose faces turn by more than 120 degrees that the remesh still
+    // leaves: one beside a hole of the pierced block, whose input holds 64
+    // such edges; two on the creature, whose input holds none (not yet
+    // understood). More is a regression.
+    unsigned int m_KnownFolds = 0;
+};
+
+class StandInQuality : public ::testing::TestWithParam<CQualityCase> { };
+
+TEST_P(StandInQuality, KeepsItsAnglesItsDistanceAndItsCorners) {
+    ShapeMesh mesh;
+    GetParam().m_Build(mesh);
+    const ShapeMesh input(mesh);
+    const double target = GetParam().m_Relative * MeanEdge(input);
+    ASSERT_TRUE(mesh.RemeshPreservingShape(target));
+    EXPECT_TRUE(IsCleanResult(mesh, true));
+    // The CAD inputs bend by right angles at their creases.
+    EXPECT_LE(FoldedEdges(mesh, -0.5), GetParam().m_KnownFolds);
+    EXPECT_GT(SmallestAngleInDegrees(mesh), GetParam().m_MinAngle);
+    EXPECT_LT(FarthestVertex(mesh, input), GetParam().m_MaxDistance * target);
+    EXPECT_LT(FarthestVertex(input, mesh), GetParam().m_MaxDistance * target);
+    for (const auto& corner : GetParam().m_Corners) {
+        const Point c(corner[0], corner[1], corner[2]);
+        double nearest = 1e300;
+        for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
+            nearest = std::min(nearest, Position(mesh, v).DiffVectLen(c));
+        EXPECT_LT(nearest, 1e-9) << "corner " << corner[0] << ", " << corner[1] << ", " << corner[2];
+    }
+}
+
+const std::vector<std::array<double, 3>> BlockCorners = {{0, 0, 0}, {0, 0, 1.5}, {4, 2, 0}, {4, 2, 1.5}};
+
+INSTANTIATE_TEST_SUITE_P(
+    RemeshPreservingShape, StandInQuality,
+    ::testing::Values(
+        CQualityCase{"cad_cylinder", [](ShapeMesh& m) { MakeCadCylinder(m); }, 1.0, 30.0, 0.4, {}},
+        CQualityCase{"cad_cylinder_fine", [](ShapeMesh& m) { MakeCadCylinder(m); }, 0.3, 27.0, 0.12, {}},
+        CQualityCase{"filleted_block", [](ShapeMesh& m) { MakeFilletedBlock(m); }, 1.0, 27.0, 0.3, BlockCorners},
+        CQualityCase{"filleted_block_fine", [](ShapeMesh& m) { MakeFilletedBlock(m); }, 0.3, 27.0, 0.12, BlockCorners},
+        CQualityCase{"pierced_block_fine",
+                     [](ShapeMesh& m) { MakePiercedBlock(m, 2, 2, 32); },
+                     0.3,
+                     27.0,
+                     0.6,
+                     {{0, 0, 0}, {2, 2, 2}},
+                     1},
+        CQualityCase{"limbed_figure", [](ShapeMesh& m) { MakeLimbedFigure(m, 48); }, 1.0, 27.0, 0.45, {}},
+        CQualityCase{"scanned_creature", [](ShapeMesh& m) { MakeScannedCreature(m, 4); }, 1.0, 25.0, 0.7, {}, 2}),
+    [](const ::testing::TestParamInfo<CQualityCase>& info) { return info.param.m_Name; });
+
+}  // namespace
