@@ -166,7 +166,7 @@ std::size_t CTriangleTree::GetMemoryUsage() const {
            m_Position.capacity() * sizeof(std::uint32_t) + m_Dipoles.capacity() * sizeof(CDipole);
 }
 
-void CTriangleTree::Build(const double* corners, std::uint32_t count) {
+void CTriangleTree::Build(const double* corners, std::uint32_t count, EShape shape) {
     m_Count = count;
     std::unique_ptr<double[]> boxes(new double[6 * std::size_t(count)]);
     const std::int64_t n = count;
@@ -186,7 +186,10 @@ void CTriangleTree::Build(const double* corners, std::uint32_t count) {
         }
     }
     m_LargestExtent = largest;
-    m_Hierarchy.Build(boxes.get(), count, LeafSize);
+    if (shape == EShape::Median)
+        m_Hierarchy.BuildByMedian(boxes.get(), count, LeafSize);
+    else
+        m_Hierarchy.Build(boxes.get(), count, LeafSize);
     boxes.reset();
     const std::uint32_t* order = m_Hierarchy.GetOrder().data();
     m_Corners.resize(9 * std::size_t(count));

@@ -9,7 +9,7 @@
 
 namespace Corvane::Pellix::Quorvel::Tool {
 
-CTriangleTree BuildTriangleTree(const CMeshData& mesh) {
+CTriangleTree BuildTriangleTree(const CMeshData& mesh, CTriangleTree::EShape shape) {
     std::vector<double> corners(9 * mesh.m_Triangles.size());
     for (std::size_t f = 0; f < mesh.m_Triangles.size(); ++f)
         for (int k = 0; k < 3; ++k) {
@@ -19,7 +19,7 @@ CTriangleTree BuildTriangleTree(const CMeshData& mesh) {
             corners[9 * f + 3 * k + 2] = p.z;
         }
     CTriangleTree tree;
-    tree.Build(corners.data(), static_cast<std::uint32_t>(mesh.m_Triangles.size()));
+    tree.Build(corners.data(), static_cast<std::uint32_t>(mesh.m_Triangles.size()), shape);
     return tree;
 }
 
@@ -246,7 +246,8 @@ CSurfaceDistances MeasureSurfaceDistances(const CMeshData& a, const CMeshData& b
 double SampledHausdorffDistance(const CMeshData& a, const CMeshData& b, std::size_t samples) {
     if (a.m_Triangles.empty() || b.m_Triangles.empty())
         return HUGE_VAL;
-    const CTriangleTree treeA = BuildTriangleTree(a), treeB = BuildTriangleTree(b);
+    const CTriangleTree treeA = BuildTriangleTree(a, CTriangleTree::EShape::Median),
+                        treeB = BuildTriangleTree(b, CTriangleTree::EShape::Median);
     std::vector<Point> fromA = SampleSurface(a, samples), fromB = SampleSurface(b, samples);
     AddEdgeMidpoints(a, CEdgeCensus(a), fromA);
     AddEdgeMidpoints(b, CEdgeCensus(b), fromB);
