@@ -23,10 +23,12 @@ public:
     /// otherwise leave slivers). Where the input's boundary is noisy (it
     /// zig-zags from vertex to vertex, as the cut of a scan does) the
     /// straightening may reach four times the boundary's typical bend at its
-    /// vertices (the median over nine neighbours along it), at most a quarter
-    /// of the target, and a turn within that is no corner; a clean boundary
-    /// keeps the limits above. A target between 3/4 of the longest and twice
-    /// the shortest open edge leaves the open edges exactly as they are.
+    /// vertices (the median over nine neighbours along it; six times where
+    /// the merge removes a triangle with an angle under 30 degrees), at most
+    /// a quarter of the target, and a turn within that is no corner; a clean
+    /// boundary keeps the limits above. A target between 3/4 of the longest
+    /// and twice the shortest open edge leaves the open edges exactly as they
+    /// are.
     /// False: boundary vertices slide along the boundary, which is remeshed
     /// like the rest.
     bool m_KeepBoundaries = true;

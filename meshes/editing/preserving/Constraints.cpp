@@ -184,7 +184,7 @@ void CEngine::MeasureBoundaryNoise() {
     }
 }
 
-bool CEngine::CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::uint32_t& after) const {
+bool CEngine::CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::uint32_t& after, bool thinFace) const {
     if ((m_Flags[v] & (Deleted | Sliding | NonManifold | Corner)) || !IsOpen(v))
         return false;
     // The fan runs from the open edge leaving v to the one arriving; every
@@ -206,12 +206,15 @@ bool CEngine::CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::
     const Vec &p = m_Position[v], &u = m_Position[before], &w = m_Position[after];
     // On a noisy boundary the allowance grows to the noise (a clean one has
     // none, and keeps the plain limits).
-    const double limit = std::max(m_KeptDeviation, m_Roughness[v]);
+    const bool noisy = m_Roughness[v] > m_KeptDeviation;
+    const double roughness =
+        noisy && thinFace ? std::min(m_MaxRoughness, ThinFaceRoughnessFactor * m_Roughness[v]) : m_Roughness[v];
+    const double limit = std::max(m_KeptDeviation, roughness);
     const double limit2 = limit * limit;
     // A corner of the boundary stays, unless v turns only within the noise.
     const Vec in = p - u, out = w - p;
     if (!(in % out > m_CosCorner * std::sqrt(Squared(in) * Squared(out))) &&
-        !(m_Roughness[v] > m_KeptDeviation && Squared(p - ClosestOnSegment(p, u, w)) <= limit2))
+        !(noisy && Squared(p - ClosestOnSegment(p, u, w)) <= limit2))
         return false;
     // The straightened boundary must stay close to the input's: the new edge
     // u-w near v and near every vertex removed along the two edges before

@@ -197,7 +197,7 @@ bool CEngine::ImproveAngles() {
             const std::uint32_t a = m_Corner[e], b = Target(e);
             // A cap whose corner sits on the opposite side cannot always lose
             // it to an end of a side; the midpoint is allowed here.
-            if (!TryCollapse(e, m_CollapseLength2, m_AngleReachLength2))
+            if (!TryCollapse(e, m_CollapseLength2, m_AngleReachLength2, true))
                 continue;
             collapsed = true;
             const std::uint32_t survivor = (m_Flags[a] & Deleted) ? b : a;
