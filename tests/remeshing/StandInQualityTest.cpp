@@ -70,7 +70,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         CQualityCase{"cad_cylinder", [](ShapeMesh& m) { MakeCadCylinder(m); }, 1.0, 30.0, 0.4, {}},
         CQualityCase{"cad_cylinder_fine", [](ShapeMesh& m) { MakeCadCylinder(m); }, 0.3, 27.0, 0.12, {}},
-        CQualityCase{"filleted_block", [](ShapeMesh& m) { MakeFilletedBlock(m); }, 1.0, 27.0, 0.3, BlockCorners},
+        CQualityCase{"filleted_block", [](ShapeMesh& m) { MakeFilletedBlock(m); }, 1.0, 29.5, 0.3, BlockCorners},
         CQualityCase{"filleted_block_fine", [](ShapeMesh& m) { MakeFilletedBlock(m); }, 0.3, 27.0, 0.12, BlockCorners},
         CQualityCase{"pierced_block_fine",
                      [](ShapeMesh& m) { MakePiercedBlock(m, 2, 2, 32); },

@@ -205,7 +205,9 @@ public:
 //   flips  at most one per half-edge slot (3 F);
 //   angle passes  at most 4, each at most one flip or collapse per face;
 //   relaxation  m_RelaxationSteps steps, each one sweep over the vertices
-//           and at most 4 F face checks.
+//           and at most 4 F face checks;
+//   the final moves  at most 4 sweeps over the faces, after the last
+//           iteration, each at most three fan walks per face.
 // Every walk around a vertex follows twin links around one fan and so visits
 // each of its faces once; collapses walk only fans of at most
 // MaxCollapseValence edges. The number of iterations is the caller's.
@@ -365,6 +367,13 @@ private:
     bool FlipIsValid(std::uint32_t h) const;
     void Flip(std::uint32_t h);
     bool ImproveAngles();
+    bool RaiseSmallestAngles();
+    void FinalMoves() {
+        for (int pass = 0; pass < 4 && RaiseSmallestAngles(); ++pass) { }
+    }
+    // Moves free vertex v towards the centroid of its ring where that raises
+    // the smallest angle of its fan without turning a face; whether it moved.
+    bool MoveToRaiseAngles(std::uint32_t v);
     void RelaxAndProject();
     Vec Relaxed(std::uint32_t v) const;
     // Whether face f, with its corners at their moved places, faces the
