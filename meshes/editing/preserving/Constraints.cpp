@@ -5,6 +5,14 @@
 
 namespace Corvane::Pellix::Quorvel::detail::preserving {
 
+namespace {
+
+// Faces whose normals are closer to opposite than this cosine (a fraction of
+// a degree) lie folded flat onto each other.
+constexpr double FlatFold = -0.9999;
+
+}  // namespace
+
 void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
     const std::uint32_t faces = halfEdges / 3;
@@ -35,8 +43,13 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
             }
         } else if (features && h < t) {
             const Vec &n1 = normal[h / 3], &n2 = normal[t / 3];
-            // A face without a normal (zero area) makes no feature.
-            if (Squared(n1) > 0 && Squared(n2) > 0 && n1 % n2 < cosFeature)
+            // A face without a normal (zero area) makes no feature, and nor
+            // do two faces folded flat onto each other: the crease where a
+            // fan overlaps itself (a CAD fan to a hole's rim, beyond the
+            // point where its lines touch the rim), which is no edge of the
+            // shape and, left a feature, cuts the real edges it meets into
+            // pieces too short to keep.
+            if (Squared(n1) > 0 && Squared(n2) > 0 && n1 % n2 < cosFeature && n1 % n2 > FlatFold)
                 m_Kind[h] = m_Kind[t] = Pending;
         }
     }
