@@ -10,6 +10,9 @@ namespace {
 // edge.
 constexpr double ThinAngle = 30.0 * Pi / 180.0;
 const double CosThinAngle = std::cos(ThinAngle);
+// A final move must raise its fan's smallest angle by this much: smaller
+// gains cost the edge lengths more than they help.
+constexpr double MinAngleGain = 1.0 * Pi / 180.0;
 
 // Whether a triangle has an angle below ThinAngle. The smallest angle lies
 // opposite the shortest side; its cosine by the law of cosines screens the
@@ -267,7 +270,7 @@ bool CEngine::MoveToRaiseAngles(std::uint32_t v) {
             keeps = keeps && Squared(moved) > m_MinCross2 && old % moved > 0;
             after = std::min(after, SmallestAngle(q, x, y));
         });
-        if (keeps && after > before + 1e-3) {
+        if (keeps && after > before + MinAngleGain) {
             m_Position[v] = q;
             return true;
         }
