@@ -24,7 +24,7 @@ public:
     /// zig-zags from vertex to vertex, as the cut of a scan does) the
     /// straightening may reach four times the boundary's typical bend at its
     /// vertices (the median over nine neighbours along it; six times where
-    /// the merge removes a triangle with an angle under 30 degrees), at most
+    /// the merge removes a triangle with an angle under 20 degrees), at most
     /// a quarter of the target, and a turn within that is no corner; a clean
     /// boundary keeps the limits above. A target between 3/4 of the longest
     /// and twice the shortest open edge leaves the open edges exactly as they

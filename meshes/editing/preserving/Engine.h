@@ -110,11 +110,12 @@ constexpr int RoughnessReach = 4;
 constexpr double RoughnessAllowance = 4.0;
 // ...but never by more than this many target lengths.
 constexpr double MaxRoughnessFactor = 0.25;
-// To remove a thin face beside a noisy kept boundary the straightening may
-// reach this many times further (within the same cap): the noise measure is
-// a median, and the zig-zag's peaks lie further out than it, so a removal
-// within this still stays inside the band the noise spans, where the sliver
-// it removes would stay for good.
+// To remove a sliver (a face with an angle under 20 degrees, see Flips.cpp)
+// beside a noisy kept boundary the straightening may reach this many times
+// further (within the same cap): the noise measure is a median, and the
+// zig-zag's peaks lie further out than it, so a removal within this still
+// stays inside the band the noise spans, where the sliver it removes would
+// stay for good.
 constexpr double ThinFaceRoughnessFactor = 1.5;
 
 // Loops over fewer items than these stay on the calling thread: waking a team
@@ -351,7 +352,7 @@ private:
     // it into a neighbour (see KeptCollapseFactor): only a vertex whose sole
     // constraints are its two open edges. On success before and after are
     // its neighbours along the boundary. thinFace: the removal would remove
-    // a thin face (see ThinFaceRoughnessFactor).
+    // a sliver (see ThinFaceRoughnessFactor).
     bool CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::uint32_t& after, bool thinFace) const;
     bool CanRemove(std::uint32_t v, std::uint32_t kind) const {
         const std::uint8_t flags = m_Flags[v];
@@ -359,7 +360,7 @@ private:
     }
     // midpointLength2: edges shorter than this may go to their midpoint;
     // reachLength2: no edge of the merged vertex may be longer than this;
-    // thinFace: the collapse would remove a thin face.
+    // thinFace: the collapse would remove a sliver.
     bool TryCollapse(std::uint32_t h, double midpointLength2, double reachLength2, bool thinFace = false);
     void Collapse(std::uint32_t h, bool removeOrigin, const Vec& target);
     bool FlipEdges();

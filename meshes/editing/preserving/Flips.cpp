@@ -10,6 +10,10 @@ namespace {
 // edge.
 constexpr double ThinAngle = 30.0 * Pi / 180.0;
 const double CosThinAngle = std::cos(ThinAngle);
+// A face thinner than this may take a kept boundary vertex that straightens
+// a noisy boundary further (see ThinFaceRoughnessFactor); between this and
+// ThinAngle the boundary's shape comes first.
+constexpr double SliverAngle = 20.0 * Pi / 180.0;
 // A final move must raise its fan's smallest angle by this much: smaller
 // gains cost the edge lengths more than they help.
 constexpr double MinAngleGain = 1.0 * Pi / 180.0;
@@ -200,7 +204,7 @@ bool CEngine::ImproveAngles() {
             const std::uint32_t a = m_Corner[e], b = Target(e);
             // A cap whose corner sits on the opposite side cannot always lose
             // it to an end of a side; the midpoint is allowed here.
-            if (!TryCollapse(e, m_CollapseLength2, m_AngleReachLength2, true))
+            if (!TryCollapse(e, m_CollapseLength2, m_AngleReachLength2, smallest < SliverAngle))
                 continue;
             collapsed = true;
             const std::uint32_t survivor = (m_Flags[a] & Deleted) ? b : a;
