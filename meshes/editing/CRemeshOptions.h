@@ -12,6 +12,9 @@ public:
     /// Edges whose dihedral angle exceeds this many degrees are kept as
     /// features, and so are tips whose faces lean further than this from the
     /// plane across them (the apex of a cone); 0 turns feature detection off.
+    /// An edge whose two faces lie folded flat onto each other (normals
+    /// within 0.8 degrees of opposite, as where a fan overlaps itself) is
+    /// no feature whatever this angle.
     double m_FeatureAngle = 45.0;
     /// True: boundary vertices stay where they are, and so does the shape of
     /// the boundary; an open edge longer than 4/3 of the target is still split,

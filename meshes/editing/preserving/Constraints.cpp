@@ -7,8 +7,8 @@ namespace Corvane::Pellix::Quorvel::detail::preserving {
 
 namespace {
 
-// Faces whose normals are closer to opposite than this cosine (a fraction of
-// a degree) lie folded flat onto each other.
+// Faces whose normals are closer to opposite than this cosine (0.8 degrees)
+// lie folded flat onto each other.
 constexpr double FlatFold = -0.9999;
 
 }  // namespace
