@@ -609,6 +609,34 @@ void MakeCadCylinder(Mesh& mesh, unsigned int sides = 64, double height = 3) {
     AddCadPrism(mesh, outline, height);
 }
 
+// A straight blade CAD-style (see AddCadPrism): a symmetric airfoil section
+// of the given chord and thickness (a share of the chord) whose trailing edge
+// closes to a sharp wedge of about 16 degrees, with `points` points on each
+// side, crowded towards both edges as CAD programs space them, extruded
+// `span` tall. Each cap is a fan from the trailing edge, so at each end of
+// the trailing edge a fan of long thin triangles meets three feature lines
+// at unequal angles: the two sides of the wedge and the edge itself.
+template <typename Mesh>
+void MakeCadBlade(Mesh& mesh, unsigned int points = 40, double thickness = 0.12, double chord = 4, double span = 2) {
+    const double pi = 3.14159265358979323846;
+    const auto half = [&](double x) {
+        return 5 * thickness *
+               (0.2969 * std::sqrt(x) - 0.1260 * x - 0.3516 * x * x + 0.2843 * x * x * x - 0.1036 * x * x * x * x);
+    };
+    // Counter-clockwise from the trailing edge: the lower side to the
+    // leading edge, then the upper side back.
+    std::vector<std::array<double, 2>> outline;
+    for (unsigned int i = 0; i < points; ++i) {
+        const double x = 0.5 * (1 + std::cos(pi * i / points));
+        outline.push_back({chord * x, -chord * half(x)});
+    }
+    for (unsigned int i = 0; i < points; ++i) {
+        const double x = 0.5 * (1 - std::cos(pi * i / points));
+        outline.push_back({chord * x, chord * half(x)});
+    }
+    AddCadPrism(mesh, outline, span);
+}
+
 // A machined block [0, 4] x [0, 2] x [0, height], CAD-style (see
 // AddCadPrism), whose vertical edges at (4, 0) and (0, 2) are rounded with
 // fillets of `radius` in `segments` facets each, the other two left sharp:

@@ -211,6 +211,7 @@ void CompareStandIns(double relative, unsigned int repeat) {
     const std::pair<const char*, std::function<void(Mesh&)>> standIns[] = {
         {"CAD cylinder", [](Mesh& m) { MakeCadCylinder(m); }},
         {"filleted block", [](Mesh& m) { MakeFilletedBlock(m); }},
+        {"CAD blade", [](Mesh& m) { MakeCadBlade(m); }},
         {"pierced block", [](Mesh& m) { MakePiercedBlock(m); }},
         {"blade strip", [](Mesh& m) { MakeBladeStrip(m, 300, 2); }},
         {"limbed figure", [](Mesh& m) { MakeLimbedFigure(m); }},

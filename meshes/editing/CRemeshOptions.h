@@ -12,6 +12,9 @@ public:
     /// Edges whose dihedral angle exceeds this many degrees are kept as
     /// features, and so are tips whose faces lean further than this from the
     /// plane across them (the apex of a cone); 0 turns feature detection off.
+    /// An edge whose two faces lie folded flat onto each other (normals
+    /// within 0.8 degrees of opposite, as where a fan overlaps itself) is
+    /// no feature whatever this angle.
     double m_FeatureAngle = 45.0;
     /// True: boundary vertices stay where they are, and so does the shape of
     /// the boundary; an open edge longer than 4/3 of the target is still split,
@@ -23,10 +26,12 @@ public:
     /// otherwise leave slivers). Where the input's boundary is noisy (it
     /// zig-zags from vertex to vertex, as the cut of a scan does) the
     /// straightening may reach four times the boundary's typical bend at its
-    /// vertices (the median over nine neighbours along it), at most a quarter
-    /// of the target, and a turn within that is no corner; a clean boundary
-    /// keeps the limits above. A target between 3/4 of the longest and twice
-    /// the shortest open edge leaves the open edges exactly as they are.
+    /// vertices (the median over nine neighbours along it; six times where
+    /// the merge removes a triangle with an angle under 20 degrees), at most
+    /// a quarter of the target, and a turn within that is no corner; a clean
+    /// boundary keeps the limits above. A target between 3/4 of the longest
+    /// and twice the shortest open edge leaves the open edges exactly as they
+    /// are.
     /// False: boundary vertices slide along the boundary, which is remeshed
     /// like the rest.
     bool m_KeepBoundaries = true;

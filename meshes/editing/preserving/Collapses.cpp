@@ -61,7 +61,7 @@ bool CEngine::CollapseShortEdges() {
 // may go to its midpoint when neither end will do. The topology is checked
 // once, and all places are measured in the same two walks around the ends;
 // of the two ends, the one whose longest new edge is shorter is preferred.
-bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachLength2) {
+bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachLength2, bool thinFace) {
     const std::uint32_t kind = m_Kind[h];
     if (kind == Locked)
         return false;
@@ -81,8 +81,8 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         if (!(EdgeLength2(h) < m_KeptCollapseLength2))
             return false;
         std::uint32_t unused = None;
-        aGoes = CanLeaveKeptBoundary(a, y, unused);
-        bGoes = CanLeaveKeptBoundary(b, unused, x);
+        aGoes = CanLeaveKeptBoundary(a, y, unused, thinFace);
+        bGoes = CanLeaveKeptBoundary(b, unused, x, thinFace);
         if (!aGoes && !bGoes)
             return false;
     }

@@ -5,6 +5,14 @@
 
 namespace Corvane::Pellix::Quorvel::detail::preserving {
 
+namespace {
+
+// Faces whose normals are closer to opposite than this cosine (0.8 degrees)
+// lie folded flat onto each other.
+constexpr double FlatFold = -0.9999;
+
+}  // namespace
+
 void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
     const std::uint32_t faces = halfEdges / 3;
@@ -35,8 +43,13 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
             }
         } else if (features && h < t) {
             const Vec &n1 = normal[h / 3], &n2 = normal[t / 3];
-            // A face without a normal (zero area) makes no feature.
-            if (Squared(n1) > 0 && Squared(n2) > 0 && n1 % n2 < cosFeature)
+            // A face without a normal (zero area) makes no feature, and nor
+            // do two faces folded flat onto each other: the crease where a
+            // fan overlaps itself (a CAD fan to a hole's rim, beyond the
+            // point where its lines touch the rim), which is no edge of the
+            // shape and, left a feature, cuts the real edges it meets into
+            // pieces too short to keep.
+            if (Squared(n1) > 0 && Squared(n2) > 0 && n1 % n2 < cosFeature && n1 % n2 > FlatFold)
                 m_Kind[h] = m_Kind[t] = Pending;
         }
     }
@@ -184,7 +197,7 @@ void CEngine::MeasureBoundaryNoise() {
     }
 }
 
-bool CEngine::CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::uint32_t& after) const {
+bool CEngine::CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::uint32_t& after, bool thinFace) const {
     if ((m_Flags[v] & (Deleted | Sliding | NonManifold | Corner)) || !IsOpen(v))
         return false;
     // The fan runs from the open edge leaving v to the one arriving; every
@@ -206,12 +219,15 @@ bool CEngine::CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::
     const Vec &p = m_Position[v], &u = m_Position[before], &w = m_Position[after];
     // On a noisy boundary the allowance grows to the noise (a clean one has
     // none, and keeps the plain limits).
-    const double limit = std::max(m_KeptDeviation, m_Roughness[v]);
+    const bool noisy = m_Roughness[v] > m_KeptDeviation;
+    const double roughness =
+        noisy && thinFace ? std::min(m_MaxRoughness, ThinFaceRoughnessFactor * m_Roughness[v]) : m_Roughness[v];
+    const double limit = std::max(m_KeptDeviation, roughness);
     const double limit2 = limit * limit;
     // A corner of the boundary stays, unless v turns only within the noise.
     const Vec in = p - u, out = w - p;
     if (!(in % out > m_CosCorner * std::sqrt(Squared(in) * Squared(out))) &&
-        !(m_Roughness[v] > m_KeptDeviation && Squared(p - ClosestOnSegment(p, u, w)) <= limit2))
+        !(noisy && Squared(p - ClosestOnSegment(p, u, w)) <= limit2))
         return false;
     // The straightened boundary must stay close to the input's: the new edge
     // u-w near v and near every vertex removed along the two edges before

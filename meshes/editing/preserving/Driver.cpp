@@ -17,9 +17,15 @@ bool CEngine::Run() {
         // a few passes settle them.
         for (int pass = 0; pass < 4 && ImproveAngles(); ++pass) { }
         Compact();
-        if (m_Options.m_Progress && !m_Options.m_Progress(iteration + 1, total))
+        // The final moves (see RaiseSmallestAngles) follow the last
+        // iteration done, so that stopping after k iterations gives what
+        // asking for k gives.
+        if (m_Options.m_Progress && !m_Options.m_Progress(iteration + 1, total)) {
+            FinalMoves();
             return false;
+        }
     }
+    FinalMoves();
     return true;
 }
 

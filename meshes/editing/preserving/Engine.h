@@ -110,6 +110,13 @@ constexpr int RoughnessReach = 4;
 constexpr double RoughnessAllowance = 4.0;
 // ...but never by more than this many target lengths.
 constexpr double MaxRoughnessFactor = 0.25;
+// To remove a sliver (a face with an angle under 20 degrees, see Flips.cpp)
+// beside a noisy kept boundary the straightening may reach this many times
+// further (within the same cap): the noise measure is a median, and the
+// zig-zag's peaks lie further out than it, so a removal within this still
+// stays inside the band the noise spans, where the sliver it removes would
+// stay for good.
+constexpr double ThinFaceRoughnessFactor = 1.5;
 
 // Loops over fewer items than these stay on the calling thread: waking a team
 // costs more than the work saves, and far more when the cores are busy with
@@ -199,7 +206,9 @@ public:
 //   flips  at most one per half-edge slot (3 F);
 //   angle passes  at most 4, each at most one flip or collapse per face;
 //   relaxation  m_RelaxationSteps steps, each one sweep over the vertices
-//           and at most 4 F face checks.
+//           and at most 4 F face checks;
+//   the final moves  at most 4 sweeps over the faces, after the last
+//           iteration, each at most three fan walks per face.
 // Every walk around a vertex follows twin links around one fan and so visits
 // each of its faces once; collapses walk only fans of at most
 // MaxCollapseValence edges. The number of iterations is the caller's.
@@ -342,21 +351,30 @@ private:
     // Whether kept boundary vertex v may leave the boundary by merging along
     // it into a neighbour (see KeptCollapseFactor): only a vertex whose sole
     // constraints are its two open edges. On success before and after are
-    // its neighbours along the boundary.
-    bool CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::uint32_t& after) const;
+    // its neighbours along the boundary. thinFace: the removal would remove
+    // a sliver (see ThinFaceRoughnessFactor).
+    bool CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::uint32_t& after, bool thinFace) const;
     bool CanRemove(std::uint32_t v, std::uint32_t kind) const {
         const std::uint8_t flags = m_Flags[v];
         return !(flags & (Fixed | Deleted)) && (!(flags & Sliding) || kind == m_Line[v]);
     }
     // midpointLength2: edges shorter than this may go to their midpoint;
-    // reachLength2: no edge of the merged vertex may be longer than this.
-    bool TryCollapse(std::uint32_t h, double midpointLength2, double reachLength2);
+    // reachLength2: no edge of the merged vertex may be longer than this;
+    // thinFace: the collapse would remove a sliver.
+    bool TryCollapse(std::uint32_t h, double midpointLength2, double reachLength2, bool thinFace = false);
     void Collapse(std::uint32_t h, bool removeOrigin, const Vec& target);
     bool FlipEdges();
     bool FlipIsAllowed(std::uint32_t h) const;
     bool FlipIsValid(std::uint32_t h) const;
     void Flip(std::uint32_t h);
     bool ImproveAngles();
+    bool RaiseSmallestAngles();
+    void FinalMoves() {
+        for (int pass = 0; pass < 4 && RaiseSmallestAngles(); ++pass) { }
+    }
+    // Moves free vertex v towards the centroid of its ring where that raises
+    // the smallest angle of its fan without turning a face; whether it moved.
+    bool MoveToRaiseAngles(std::uint32_t v);
     void RelaxAndProject();
     Vec Relaxed(std::uint32_t v) const;
     // Whether face f, with its corners at their moved places, faces the

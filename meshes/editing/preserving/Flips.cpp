@@ -10,6 +10,13 @@ namespace {
 // edge.
 constexpr double ThinAngle = 30.0 * Pi / 180.0;
 const double CosThinAngle = std::cos(ThinAngle);
+// A face thinner than this may take a kept boundary vertex that straightens
+// a noisy boundary further (see ThinFaceRoughnessFactor); between this and
+// ThinAngle the boundary's shape comes first.
+constexpr double SliverAngle = 20.0 * Pi / 180.0;
+// A final move must raise its fan's smallest angle by this much: smaller
+// gains cost the edge lengths more than they help.
+constexpr double MinAngleGain = 1.0 * Pi / 180.0;
 
 // Whether a triangle has an angle below ThinAngle. The smallest angle lies
 // opposite the shortest side; its cosine by the law of cosines screens the
@@ -197,7 +204,7 @@ bool CEngine::ImproveAngles() {
             const std::uint32_t a = m_Corner[e], b = Target(e);
             // A cap whose corner sits on the opposite side cannot always lose
             // it to an end of a side; the midpoint is allowed here.
-            if (!TryCollapse(e, m_CollapseLength2, m_AngleReachLength2))
+            if (!TryCollapse(e, m_CollapseLength2, m_AngleReachLength2, smallest < SliverAngle))
                 continue;
             collapsed = true;
             const std::uint32_t survivor = (m_Flags[a] & Deleted) ? b : a;
@@ -212,6 +219,67 @@ bool CEngine::ImproveAngles() {
         changed = true;
     }
     return changed;
+}
+
+// After the last iteration the faces that are still thin are where no flip
+// or collapse could help: a free corner of each may move to the plain
+// centroid of its ring, or half-way there, back onto the input, where that
+// raises the smallest angle of its fan and turns none of its faces. Only
+// here, at the end: moved earlier, the vertices would steer the next
+// iteration's edits elsewhere, for better or worse, while at the end every
+// move can only raise the smallest angle of the result.
+bool CEngine::RaiseSmallestAngles() {
+    bool changed = false;
+    const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
+    // Bounded: one sweep over the faces, at most three attempts per face,
+    // each a walk around one fan (twice) and two projections.
+    for (std::uint32_t f = 0; f < faceCount; ++f) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        if (corner[0] == None || !IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]))
+            continue;
+        for (std::uint32_t k = 0; k < 3; ++k)
+            if (MoveToRaiseAngles(corner[k])) {
+                changed = true;
+                break;
+            }
+    }
+    return changed;
+}
+
+bool CEngine::MoveToRaiseAngles(std::uint32_t v) {
+    if ((m_Flags[v] & (Deleted | Fixed | Sliding | NonManifold)) || IsOpen(v))
+        return false;
+    const Vec p = m_Position[v];
+    Vec centroid;
+    int count = 0;
+    double before = Pi;
+    ForEachOutgoing(v, [&](std::uint32_t e) {
+        const Vec &x = m_Position[Target(e)], &y = m_Position[m_Corner[Prev(e)]];
+        centroid += x;
+        ++count;
+        before = std::min(before, SmallestAngle(p, x, y));
+    });
+    if (count < 3)
+        return false;
+    centroid = centroid / double(count);
+    for (const double share : {1.0, 0.5}) {
+        const Vec q = Projected(v, p + (centroid - p) * share);
+        if (!IsFinite(q))
+            continue;
+        double after = Pi;
+        bool keeps = true;
+        ForEachOutgoing(v, [&](std::uint32_t e) {
+            const Vec &x = m_Position[Target(e)], &y = m_Position[m_Corner[Prev(e)]];
+            const Vec old = (x - p) * (y - p), moved = (x - q) * (y - q);
+            keeps = keeps && Squared(moved) > m_MinCross2 && old % moved > 0;
+            after = std::min(after, SmallestAngle(q, x, y));
+        });
+        if (keeps && after > before + MinAngleGain) {
+            m_Position[v] = q;
+            return true;
+        }
+    }
+    return false;
 }
 
 }  // namespace Corvane::Pellix::Quorvel::detail::preserving
