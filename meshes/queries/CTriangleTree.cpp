@@ -167,36 +167,40 @@ std::size_t CTriangleTree::GetMemoryUsage() const {
 }
 
 void CTriangleTree::Build(const double* corners, std::uint32_t count) {
+    Build(corners, nullptr, count);
+}
+
+void CTriangleTree::Build(const double* positions, const std::uint32_t* indices, std::uint32_t count) {
     m_Count = count;
-    std::unique_ptr<double[]> boxes(new double[6 * std::size_t(count)]);
-    const std::int64_t n = count;
-    double largest = 0;
-    // The passes over all triangles are split across the cores: on large
-    // meshes much of their time is the first touch of fresh pages.
-#pragma omp parallel for schedule(static) reduction(max : largest) if (n >= ParallelSize)
-    for (std::int64_t f = 0; f < n; ++f) {
-        const double* c = corners + 9 * f;
-        double* box = &boxes[6 * f];
-        for (int k = 0; k < 3; ++k) {
-            box[k] = std::min({c[k], c[3 + k], c[6 + k]});
-            box[3 + k] = std::max({c[k], c[3 + k], c[6 + k]});
-            const double extent = box[3 + k] - box[k];
-            if (extent > largest)
-                largest = extent;
-        }
-    }
-    m_LargestExtent = largest;
-    m_Hierarchy.Build(boxes.get(), count, LeafSize);
-    boxes.reset();
+    m_Hierarchy.BuildOverPoints(positions, indices, 3, count, LeafSize);
     const std::uint32_t* order = m_Hierarchy.GetOrder().data();
+    // Sized without being cleared: every value is written below.
     m_Corners.resize(9 * std::size_t(count));
     m_Position.resize(count);
     double* copies = m_Corners.data();
-#pragma omp parallel for schedule(static) if (n >= ParallelSize)
+    const std::int64_t n = count;
+    double largest = 0;
+    // Split across the cores: on large meshes much of the time is the first
+    // touch of fresh pages.
+#pragma omp parallel for schedule(static) reduction(max : largest) if (n >= ParallelSize)
     for (std::int64_t i = 0; i < n; ++i) {
-        std::copy(corners + 9 * std::size_t(order[i]), corners + 9 * std::size_t(order[i]) + 9, copies + 9 * i);
-        m_Position[order[i]] = static_cast<std::uint32_t>(i);
+        const std::size_t t = order[i];
+        double* c = copies + 9 * i;
+        for (int j = 0; j < 3; ++j) {
+            const std::size_t point = 3 * t + j;
+            const double* p = positions + 3 * (indices ? std::size_t(indices[point]) : point);
+            c[3 * j] = p[0];
+            c[3 * j + 1] = p[1];
+            c[3 * j + 2] = p[2];
+        }
+        for (int k = 0; k < 3; ++k) {
+            const double extent = std::max({c[k], c[3 + k], c[6 + k]}) - std::min({c[k], c[3 + k], c[6 + k]});
+            if (extent > largest)
+                largest = extent;
+        }
+        m_Position[t] = static_cast<std::uint32_t>(i);
     }
+    m_LargestExtent = largest;
     m_Dipoles.clear();
     m_DipolesBuilt = std::make_unique<std::once_flag>();
 }

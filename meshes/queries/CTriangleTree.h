@@ -51,6 +51,9 @@ public:
     // Degenerate triangles (repeated corners, no area) are kept: indices stay
     // those of the input.
     void Build(const double* corners, std::uint32_t count);
+    // The same from shared points: corner k of triangle t is the point at
+    // positions[3 * indices[3 * t + k]] (three doubles).
+    void Build(const double* positions, const std::uint32_t* indices, std::uint32_t count);
     void Clear();
 
     std::uint32_t GetTriangleCount() const { return m_Count; }
@@ -130,7 +133,7 @@ private:
     std::uint32_t m_Count = 0;
     double m_LargestExtent = 0;
     CBoxHierarchy m_Hierarchy;
-    std::vector<double> m_Corners;
+    std::vector<double, TCacheLineAllocator<double>> m_Corners;
     std::vector<std::uint32_t> m_Position;
     mutable std::unique_ptr<std::once_flag> m_DipolesBuilt;
     mutable CDipoles m_Dipoles;

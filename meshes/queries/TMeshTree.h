@@ -142,7 +142,7 @@ private:
 
     CTriangleTree m_Faces;
     // Vertex positions in the mesh's order, three doubles each.
-    std::vector<double> m_VertexPositions;
+    std::vector<double, TCacheLineAllocator<double>> m_VertexPositions;
     mutable std::unique_ptr<std::once_flag> m_VertexHierarchyBuilt;
     mutable CBoxHierarchy m_VertexHierarchy;
     mutable std::unique_ptr<std::once_flag> m_InsideGridBuilt;
