@@ -58,6 +58,39 @@ inline double LinePad(double tolerance, double extent) {
     return (2.0 * std::max(tolerance, 0.0) + 1e-6) * extent;
 }
 
+// Whether the point (q[0], q[1]) of the plane across axes u and v lies
+// farther than `margin` outside one side of the triangle seen along the
+// third axis, beyond doubt: `scale` bounds the coordinates, and the rounding
+// of the projection and of the products is allowed for. A triangle seen so
+// nearly edge-on that the hand of its sides is in doubt is never beside.
+inline bool IsFootBeside(const double* corners, const double* u, const double* v, const double* q, double margin,
+                         double scale) {
+    double x[3], y[3];
+    for (int k = 0; k < 3; ++k) {
+        const double* p = corners + 3 * k;
+        x[k] = u[0] * p[0] + u[1] * p[1] + u[2] * p[2] - q[0];
+        y[k] = v[0] * p[0] + v[1] * p[1] + v[2] * p[2] - q[1];
+    }
+    double e[3], error[3], total = 0;
+    for (int k = 0; k < 3; ++k) {
+        const int i = (k + 1) % 3, j = (k + 2) % 3;
+        e[k] = x[i] * y[j] - x[j] * y[i];
+        error[k] = 1e-14 * ((std::fabs(x[i]) + std::fabs(x[j]) + std::fabs(y[i]) + std::fabs(y[j])) * scale +
+                            std::fabs(x[i] * y[j]) + std::fabs(x[j] * y[i]));
+        total += error[k];
+    }
+    const double area = e[0] + e[1] + e[2];
+    if (!(std::fabs(area) > 2 * total))
+        return false;
+    for (int k = 0; k < 3; ++k) {
+        const int i = (k + 1) % 3, j = (k + 2) % 3;
+        const double outside = (area > 0 ? -e[k] : e[k]) - error[k];
+        if (outside > 0 && outside > margin * (1 + 1e-9) * std::hypot(x[j] - x[i], y[j] - y[i]))
+            return true;
+    }
+    return false;
+}
+
 }  // namespace detail
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
@@ -348,8 +381,21 @@ bool TMeshTree<Real, Vertex, Attribute, Index>::IsWithin(const Vector& point) co
             const double reach = pad + std::sqrt(stray) + 1e-12 * largest;
             if (std::isfinite(reach) && std::isfinite(q[0]) && std::isfinite(q[1]) && std::isfinite(q[2]) &&
                 std::isfinite(depth)) {
+                // A face whose box is near may still lie clearly beside the
+                // segment: seen along the axis, the foot lies outside one of
+                // its sides by more than the reach (and the rounding of
+                // this check), so the segment test would find no contact.
+                const double* u = grid.GetAxis(0);
+                const double* v = grid.GetAxis(1);
+                const double scale = largest + m_Scale;
+                const double margin = reach + 1e-12 * scale;
                 grid.ForEachNear(q[0], q[1], q[2] + std::min(depth, 0.0), q[2] + std::max(depth, 0.0), reach,
-                                 [&](std::uint32_t position) { return test(position); });
+                                 [&](std::uint32_t position) {
+                                     const double* c = m_Faces.GetCorners(position);
+                                     if (detail::IsFootBeside(c, u, v, q, margin, scale))
+                                         return true;
+                                     return test(position);
+                                 });
                 searched = true;
             }
         }
