@@ -127,6 +127,23 @@ TYPED_TEST(SurfaceQueries, ClosestPointsAreTheNearestOfAllFaces) {
     }
 }
 
+// Adds a second shell inside: an icosphere of radius 1/2 about the origin,
+// wound outwards as the fixtures' shells are.
+template <typename Mesh>
+void AddInnerShell(Mesh& mesh) {
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    Mesh small;
+    MakeIcosphere(small, 2, 0.5);
+    for (unsigned int v = 0; v < small.m_Vertices.GetCount(); ++v) {
+        const D3 p = Position(small, v);
+        AddVertex(mesh, p.x, p.y, p.z);
+    }
+    for (unsigned int f = 0; f < small.m_Faces.GetCount(); ++f) {
+        const auto* c = small.m_Faces[f].m_Corners;
+        AddFace(mesh, base + c[0], base + c[1], base + c[2]);
+    }
+}
+
 TYPED_TEST(SurfaceQueries, WindingNumbersCountShellsAndApproximationsAgree) {
     typedef RealOf<TypeParam> Real;
     typedef TVector3<Real> V;
@@ -169,17 +186,7 @@ TYPED_TEST(SurfaceQueries, WindingNumbersCountShellsAndApproximationsAgree) {
     // Two nested shells wound the same way count twice; a hole in the
     // surface leaves a fraction rather than a wrong whole answer.
     TypeParam nested = sphere;
-    const unsigned int base = nested.m_Vertices.GetCount();
-    TypeParam small;
-    MakeIcosphere(small, 2, 0.5);
-    for (unsigned int v = 0; v < small.m_Vertices.GetCount(); ++v) {
-        const D3 p = Position(small, v);
-        AddVertex(nested, p.x, p.y, p.z);
-    }
-    for (unsigned int f = 0; f < small.m_Faces.GetCount(); ++f) {
-        const auto* c = small.m_Faces[f].m_Corners;
-        AddFace(nested, base + c[0], base + c[1], base + c[2]);
-    }
+    AddInnerShell(nested);
     const typename TreeOf<TypeParam>::Type twice(nested);
     EXPECT_NEAR(twice.GetWindingNumber(V(0.1f, 0.1f, 0.1f)), 2, 1e-9);
     EXPECT_NEAR(twice.GetWindingNumber(V(0.7f, 0, 0)), 1, 1e-9);
@@ -290,17 +297,7 @@ TYPED_TEST(SurfaceQueries, ContainsOnClosedMeshesAnswersAsTheExactWindingNumber)
         keep("torus", torus);
         // Two shells, the inner one wound the same way: twice inside there.
         TypeParam nested = sphere;
-        TypeParam small;
-        MakeIcosphere(small, 2, 0.5);
-        const unsigned int base = nested.m_Vertices.GetCount();
-        for (unsigned int v = 0; v < small.m_Vertices.GetCount(); ++v) {
-            const D3 p = Position(small, v);
-            AddVertex(nested, p.x, p.y, p.z);
-        }
-        for (unsigned int f = 0; f < small.m_Faces.GetCount(); ++f) {
-            const auto* c = small.m_Faces[f].m_Corners;
-            AddFace(nested, base + c[0], base + c[1], base + c[2]);
-        }
+        AddInnerShell(nested);
         keep("nested shells", nested);
         TypeParam cube;
         MakeGridCube(cube, 6);
