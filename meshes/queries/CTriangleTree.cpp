@@ -176,13 +176,36 @@ std::size_t CTriangleTree::GetMemoryUsage() const {
            m_CornerPoints.capacity() * sizeof(std::uint32_t) + m_CrossingGrid.GetMemoryUsage();
 }
 
-void CTriangleTree::Build(const double* corners, std::uint32_t count) {
-    Build(corners, nullptr, count);
+void CTriangleTree::Build(const double* corners, std::uint32_t count, EShape shape) {
+    Build(corners, nullptr, count, shape);
 }
 
-void CTriangleTree::Build(const double* positions, const std::uint32_t* indices, std::uint32_t count) {
+void CTriangleTree::Build(const double* positions, const std::uint32_t* indices, std::uint32_t count, EShape shape) {
     m_Count = count;
-    m_Hierarchy.BuildOverPoints(positions, indices, 3, count, LeafSize);
+    if (shape == EShape::Median) {
+        // The median splits read boxes.
+        std::vector<double> boxes(6 * std::size_t(count));
+        const std::int64_t n = count;
+#pragma omp parallel for schedule(static) if (n >= ParallelSize)
+        for (std::int64_t t = 0; t < n; ++t) {
+            double* box = &boxes[6 * t];
+            for (int k = 0; k < 3; ++k) {
+                box[k] = HUGE_VAL;
+                box[3 + k] = -HUGE_VAL;
+            }
+            for (int j = 0; j < 3; ++j) {
+                const std::size_t corner = 3 * std::size_t(t) + j;
+                const double* p = positions + 3 * (indices ? std::size_t(indices[corner]) : corner);
+                for (int k = 0; k < 3; ++k) {
+                    box[k] = std::min(box[k], p[k]);
+                    box[3 + k] = std::max(box[3 + k], p[k]);
+                }
+            }
+        }
+        m_Hierarchy.BuildByMedian(boxes.data(), count, LeafSize);
+    } else {
+        m_Hierarchy.BuildOverPoints(positions, indices, 3, count, LeafSize);
+    }
     const std::uint32_t* order = m_Hierarchy.GetOrder().data();
     // Sized without being cleared: every value is written below.
     m_Corners.resize(9 * std::size_t(count));

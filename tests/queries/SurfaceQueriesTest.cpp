@@ -93,6 +93,15 @@ TYPED_TEST(SurfaceQueries, ClosestPointsAreTheNearestOfAllFaces) {
     AddTables(mesh, {{-1.5, -1.5, 0.1}, {1.5, -1.5, 0.1}, {0, 1.5, 0.1}, {0.3, 0.3, 0.3}}, {{0, 1, 2}, {3, 3, 3}});
     mesh.DetermineBoundingBox(true);
     const typename TreeOf<TypeParam>::Type tree(mesh);
+    // The same triangles in a tree of the other shape: the same answers.
+    std::vector<double> corners;
+    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
+        for (int k = 0; k < 3; ++k) {
+            const D3 c = Position(mesh, mesh.m_Faces[f].m_Corners[k]);
+            corners.insert(corners.end(), {c.x, c.y, c.z});
+        }
+    CTriangleTree median;
+    median.Build(corners.data(), mesh.m_Faces.GetCount(), CTriangleTree::EShape::Median);
     std::mt19937 random(7);
     std::uniform_real_distribution<double> uniform(-2, 2);
     std::vector<V> points;
@@ -124,6 +133,9 @@ TYPED_TEST(SurfaceQueries, ClosestPointsAreTheNearestOfAllFaces) {
         EXPECT_EQ(hinted.m_Triangle, found.m_Triangle);
         EXPECT_EQ(hinted.m_DistanceSquared, found.m_DistanceSquared);
         EXPECT_EQ(batch[i].m_DistanceSquared, found.m_DistanceSquared);
+        const CSurfacePoint fromMedian = median.FindClosestPoint(p);
+        EXPECT_EQ(fromMedian.m_Triangle, found.m_Triangle);
+        EXPECT_EQ(fromMedian.m_DistanceSquared, found.m_DistanceSquared);
     }
 }
 

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -466,19 +467,22 @@ void WritePly(COutputFile& out, const CMeshData& mesh, EEncoding encoding) {
         }
         return;
     }
+    // Each list goes out in one piece: a call per element cost more than
+    // its bytes.
+    chunk.reserve(std::max(24 * mesh.m_Positions.size(), 13 * mesh.m_Triangles.size()));
     for (const Point& p : mesh.m_Positions) {
-        chunk.clear();
         AppendLittleEndian(chunk, p.x);
         AppendLittleEndian(chunk, p.y);
         AppendLittleEndian(chunk, p.z);
-        out.Write(chunk);
     }
+    out.Write(chunk);
+    chunk.clear();
     for (const Triangle& t : mesh.m_Triangles) {
-        chunk.assign(1, char(3));
+        chunk.push_back(char(3));
         for (int k = 0; k < 3; ++k)
             AppendLittleEndian(chunk, static_cast<std::int32_t>(t[k]));
-        out.Write(chunk);
     }
+    out.Write(chunk);
 }
 
 void WritePlyPoints(COutputFile& out, const std::vector<Point>& points, EEncoding encoding) {

@@ -9,12 +9,30 @@ namespace {
 
 constexpr double DegreesPerRadian = 57.29577951308232;
 
-// atan2 of the cross and dot products stays accurate near 0 and 180 degrees
-// and gives 0, not NaN, at a corner with a zero-length side.
-double CornerAngle(const Point& corner, const Point& a, const Point& b) {
-    const Point u = a - corner, v = b - corner;
-    return std::atan2((u * v).GetLength(), u % v) * DegreesPerRadian;
-}
+// A corner's angle is atan2 of the cross and dot products of its sides,
+// which stays accurate near 0 and 180 degrees. Only the smallest and the
+// largest are reported, so corners are compared by a key that grows with the
+// angle (0 at 0 degrees, 1 at 90, 2 at 180) and costs a division, and atan2
+// runs for the two extremes alone.
+class CCorner {
+public:
+    explicit CCorner(double key) : m_Key(key) { }
+    CCorner(const Point& corner, const Point& a, const Point& b) {
+        const Point u = a - corner, v = b - corner;
+        m_Sine = (u * v).GetLength();
+        m_Cosine = u % v;
+        const double sum = std::fabs(m_Cosine) + m_Sine;
+        // A side of zero length: atan2 gives 0 or 180 degrees by the signs
+        // of the zeros.
+        if (!(sum > 0))
+            m_Key = GetDegrees() > 90 ? 2 : 0;
+        else
+            m_Key = m_Cosine >= 0 ? m_Sine / sum : 2 - m_Sine / sum;
+    }
+    double GetDegrees() const { return std::atan2(m_Sine, m_Cosine) * DegreesPerRadian; }
+
+    double m_Sine = 0, m_Cosine = 1, m_Key;
+};
 
 }  // namespace
 
@@ -68,15 +86,24 @@ CMeshStatistics MeasureMesh(const CMeshData& mesh, const CEdgeCensus& census) {
     // Volume terms are taken about a point on the mesh rather than the
     // origin, so a model far from the origin loses no precision to them.
     const Point origin = mesh.m_Triangles.empty() ? Point() : p[mesh.m_Triangles[0][0]];
+    CCorner smallest(HUGE_VAL), largest(-HUGE_VAL);
     for (const Triangle& t : mesh.m_Triangles) {
         const Point &a = p[t[0]], &b = p[t[1]], &c = p[t[2]];
-        for (const double angle : {CornerAngle(a, b, c), CornerAngle(b, c, a), CornerAngle(c, a, b)}) {
-            s.m_MinAngle = std::min(s.m_MinAngle, angle);
-            s.m_MaxAngle = std::max(s.m_MaxAngle, angle);
+        for (const CCorner& corner : {CCorner(a, b, c), CCorner(b, c, a), CCorner(c, a, b)}) {
+            // NaN keys (non-finite corners) are never kept, as std::min and
+            // std::max of angles would not keep them.
+            if (corner.m_Key < smallest.m_Key)
+                smallest = corner;
+            if (corner.m_Key > largest.m_Key)
+                largest = corner;
         }
         s.m_Area += 0.5 * ((b - a) * (c - a)).GetLength();
         s.m_Volume += ((a - origin) % ((b - origin) * (c - origin))) / 6.0;
     }
+    if (smallest.m_Key <= 2)
+        s.m_MinAngle = smallest.GetDegrees();
+    if (largest.m_Key >= 0)
+        s.m_MaxAngle = largest.GetDegrees();
     return s;
 }
 

@@ -34,7 +34,7 @@ CRemeshMeasurer::CSide PrepareSide(const CMeshData& mesh) {
     CRemeshMeasurer::CSide side;
     const CEdgeCensus census(mesh);
     side.m_Statistics = MeasureMesh(mesh, census);
-    side.m_Tree = BuildTriangleTree(mesh);
+    side.m_Tree = BuildTriangleTree(mesh, CTriangleTree::EShape::Median);
     AddSamples(mesh, census, side);
     return side;
 }
@@ -45,7 +45,7 @@ CRemeshMeasurer::CSide PrepareSideInParallel(const CMeshData& mesh) {
 #pragma omp parallel sections num_threads(2)
     {
 #pragma omp section
-        side.m_Tree = BuildTriangleTree(mesh);
+        side.m_Tree = BuildTriangleTree(mesh, CTriangleTree::EShape::Median);
 #pragma omp section
         {
             const CEdgeCensus census(mesh);

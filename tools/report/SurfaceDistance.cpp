@@ -5,9 +5,11 @@
 #include <random>
 #include <utility>
 
+#include "quorvel/meshes/queries/TreeWalk_impl.h"
+
 namespace Corvane::Pellix::Quorvel::Tool {
 
-CTriangleTree BuildTriangleTree(const CMeshData& mesh) {
+CTriangleTree BuildTriangleTree(const CMeshData& mesh, CTriangleTree::EShape shape) {
     std::vector<double> corners(9 * mesh.m_Triangles.size());
     for (std::size_t f = 0; f < mesh.m_Triangles.size(); ++f)
         for (int k = 0; k < 3; ++k) {
@@ -17,7 +19,7 @@ CTriangleTree BuildTriangleTree(const CMeshData& mesh) {
             corners[9 * f + 3 * k + 2] = p.z;
         }
     CTriangleTree tree;
-    tree.Build(corners.data(), static_cast<std::uint32_t>(mesh.m_Triangles.size()));
+    tree.Build(corners.data(), static_cast<std::uint32_t>(mesh.m_Triangles.size()), shape);
     return tree;
 }
 
@@ -127,25 +129,68 @@ double FarthestSampleDistance(std::vector<Point> samples, const CTriangleTree& t
     const std::int64_t n = static_cast<std::int64_t>(samples.size());
     if (n >= ParallelSamples)
         samples = InSpaceOrder(samples);
+    const CBoxHierarchy& hierarchy = tree.GetHierarchy();
+    const CBoxHierarchy::CNode* nodes = hierarchy.GetNodes().data();
+    TreeWalk::CLinks links;
+    links.Build(hierarchy);
     double worst = 0;
     // A sample with a triangle within the thread's worst so far cannot raise
     // the maximum: the first such triangle settles it, without the nearest
-    // one. Neighbouring samples are usually settled by the same triangle, so
-    // each thread tries the last one first. (A thread's copy of `worst`
-    // starts at the lowest double, hence the clamp.)
+    // one. Neighbouring samples are usually settled by the same triangle or
+    // another of its leaf, so each thread's search starts at the leaf of the
+    // last triangle found (`hint`, a position of the tree's order) and
+    // climbs. (A thread's copy of `worst` starts at
+    // the lowest double, hence the clamp.)
 #pragma omp parallel reduction(max : worst) if (n >= ParallelSamples)
     {
         std::uint32_t hint = CSurfacePoint::NoTriangle;
 #pragma omp for schedule(dynamic, 1024)
         for (std::int64_t i = 0; i < n; ++i) {
             const double bound = std::max(worst, 0.0);
-            if (hint != CSurfacePoint::NoTriangle && tree.GetDistanceSquared(samples[i], hint) <= bound * bound)
-                continue;
-            if (tree.HasTriangleWithin(samples[i], bound * bound, &hint))
-                continue;
+            const double limit = bound * bound;
+            const double p[3] = {samples[i].x, samples[i].y, samples[i].z};
+            if (hint != CSurfacePoint::NoTriangle) {
+                double reach = limit;
+                bool found = false;
+                auto leaf = [&](std::uint32_t first, std::uint32_t count, double& within) {
+                    for (std::uint32_t k = first; k < first + count; ++k) {
+                        const double* t = tree.GetCorners(k);
+                        double point[3], weights[3];
+                        if (ClosestPointOnTriangle(p, t, t + 3, t + 6, point, weights) <= limit) {
+                            found = true;
+                            hint = k;
+                            // Below every box distance: the walk ends.
+                            within = -1;
+                            return;
+                        }
+                    }
+                };
+                // Up from the hint's leaf, into every sibling within reach,
+                // until a triangle is found.
+                std::uint32_t node = links.m_Leaf[hint];
+                TreeWalk::NearestBelow(hierarchy, node, p, reach, leaf);
+                for (std::uint32_t parent = links.m_Parent[node]; !found && parent != TreeWalk::CLinks::NoNode;
+                     parent = links.m_Parent[node]) {
+                    const std::uint32_t sibling = node ^ 1u;
+                    if (TreeWalk::BoxDistanceSquared(nodes[sibling], p) <= reach)
+                        TreeWalk::NearestBelow(hierarchy, sibling, p, reach, leaf);
+                    node = parent;
+                }
+                if (found)
+                    continue;
+            } else {
+                std::uint32_t triangle = 0;
+                if (tree.HasTriangleWithin(samples[i], limit, &triangle)) {
+                    hint = tree.GetPosition(triangle);
+                    continue;
+                }
+            }
             const CSurfacePoint nearest = tree.FindClosestPoint(samples[i]);
             worst = std::max(worst, std::sqrt(nearest.m_DistanceSquared));
-            hint = nearest.m_Triangle;
+            // No triangle at all is nearest when every one has a non-finite
+            // corner.
+            hint = nearest.m_Triangle == CSurfacePoint::NoTriangle ? CSurfacePoint::NoTriangle
+                                                                   : tree.GetPosition(nearest.m_Triangle);
         }
     }
     return worst;
@@ -201,7 +246,8 @@ CSurfaceDistances MeasureSurfaceDistances(const CMeshData& a, const CMeshData& b
 double SampledHausdorffDistance(const CMeshData& a, const CMeshData& b, std::size_t samples) {
     if (a.m_Triangles.empty() || b.m_Triangles.empty())
         return HUGE_VAL;
-    const CTriangleTree treeA = BuildTriangleTree(a), treeB = BuildTriangleTree(b);
+    const CTriangleTree treeA = BuildTriangleTree(a, CTriangleTree::EShape::Median),
+                        treeB = BuildTriangleTree(b, CTriangleTree::EShape::Median);
     std::vector<Point> fromA = SampleSurface(a, samples), fromB = SampleSurface(b, samples);
     AddEdgeMidpoints(a, CEdgeCensus(a), fromA);
     AddEdgeMidpoints(b, CEdgeCensus(b), fromB);

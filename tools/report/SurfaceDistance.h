@@ -10,8 +10,10 @@
 namespace Corvane::Pellix::Quorvel::Tool {
 
 // The library's triangle tree over a mesh's triangles (all of them, in file
-// order).
-CTriangleTree BuildTriangleTree(const CMeshData& mesh);
+// order), shaped for many queries or, with EShape::Median, built sooner for
+// one pass of them.
+CTriangleTree BuildTriangleTree(const CMeshData& mesh,
+                                CTriangleTree::EShape shape = CTriangleTree::EShape::SurfaceArea);
 
 // Points on the surface: every vertex that a face uses and `count` points
 // spread by area (each face gets its share rounded up or down, placed at
