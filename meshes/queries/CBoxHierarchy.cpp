@@ -10,6 +10,13 @@
 
 #include "quorvel/maths/Limits.h"
 
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace Corvane::Pellix::Quorvel {
 
 namespace {
@@ -19,30 +26,61 @@ constexpr int BinCount = 16;
 // Below this many primitives a tree is grown on one thread.
 constexpr std::int64_t ParallelBuildSize = 1 << 15;
 constexpr std::size_t NoLimit = ~std::size_t(0);
+// Ranges a large tree is cut into before they grow in parallel.
+constexpr std::size_t SubtreeCount = 16;
 
 constexpr double FloatMax = Sarvetta::LargestFloat;
 
-class CBounds {
+// Grow keeps its bounds in single precision, as the references are: the
+// passes over them then work on twice the values per instruction.
+template <typename T>
+class TBounds {
 public:
-    double m_Min[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL};
-    double m_Max[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
+    T m_Min[3] = {T(HUGE_VAL), T(HUGE_VAL), T(HUGE_VAL)};
+    T m_Max[3] = {T(-HUGE_VAL), T(-HUGE_VAL), T(-HUGE_VAL)};
 
     template <typename Real>
     void Extend(const Real* low, const Real* high) {
         for (int k = 0; k < 3; ++k) {
-            m_Min[k] = std::min(m_Min[k], double(low[k]));
-            m_Max[k] = std::max(m_Max[k], double(high[k]));
+            m_Min[k] = std::min(m_Min[k], T(low[k]));
+            m_Max[k] = std::max(m_Max[k], T(high[k]));
         }
     }
-    void Extend(const CBounds& other) { Extend(other.m_Min, other.m_Max); }
+    void Extend(const TBounds& other) { Extend(other.m_Min, other.m_Max); }
     // Half the surface area, which is all the heuristic compares.
     double GetHalfArea() const {
-        const double dx = m_Max[0] - m_Min[0], dy = m_Max[1] - m_Min[1], dz = m_Max[2] - m_Min[2];
+        const double dx = double(m_Max[0]) - m_Min[0], dy = double(m_Max[1]) - m_Min[1],
+                     dz = double(m_Max[2]) - m_Min[2];
         if (!(dx >= 0) || !(dy >= 0) || !(dz >= 0))
             return 0;
         return dx * dy + dy * dz + dz * dx;
     }
 };
+
+typedef TBounds<double> CBounds;
+typedef TBounds<float> CFloatBounds;
+
+inline float RoundDown(double value) {
+    if (value < -FloatMax)
+        return -std::numeric_limits<float>::infinity();
+    if (value > FloatMax)
+        return std::numeric_limits<float>::max();
+    float f = static_cast<float>(value);
+    if (static_cast<double>(f) > value)
+        f = std::nextafter(f, -std::numeric_limits<float>::infinity());
+    return f;
+}
+
+inline float RoundUp(double value) {
+    if (value > FloatMax)
+        return std::numeric_limits<float>::infinity();
+    if (value < -FloatMax)
+        return -std::numeric_limits<float>::max();
+    float f = static_cast<float>(value);
+    if (static_cast<double>(f) < value)
+        f = std::nextafter(f, std::numeric_limits<float>::infinity());
+    return f;
+}
 
 // A range still to split, with the bounds of its boxes and of their centres
 // when the parent's bins already gave them.
@@ -53,8 +91,8 @@ public:
     std::uint32_t m_End;
     std::uint32_t m_Depth;
     bool m_Known;
-    CBounds m_Bounds;
-    CBounds m_CentreBounds;
+    CFloatBounds m_Bounds;
+    CFloatBounds m_CentreBounds;
 };
 
 // A primitive as the builder moves it about: its box (rounded outwards to
@@ -72,26 +110,34 @@ public:
 
 namespace detail {
 
+namespace {
+
+constexpr std::size_t HugePage = std::size_t(2) << 20;
+
+}  // namespace
+
+void* AllocateStorage(std::size_t bytes) {
+    if (bytes < 2 * HugePage)
+        return ::operator new(bytes, std::align_val_t(64));
+    void* block = ::operator new(bytes, std::align_val_t(HugePage));
+#ifdef MADV_HUGEPAGE
+    // Advice only: where huge pages are off or none is free, small ones
+    // serve as before.
+    madvise(block, bytes / HugePage * HugePage, MADV_HUGEPAGE);
+#endif
+    return block;
+}
+
+void FreeStorage(void* block, std::size_t bytes) {
+    ::operator delete(block, std::align_val_t(bytes < 2 * HugePage ? 64 : HugePage));
+}
+
 float RoundDown(double value) {
-    if (value < -FloatMax)
-        return -std::numeric_limits<float>::infinity();
-    if (value > FloatMax)
-        return std::numeric_limits<float>::max();
-    float f = static_cast<float>(value);
-    if (static_cast<double>(f) > value)
-        f = std::nextafter(f, -std::numeric_limits<float>::infinity());
-    return f;
+    return Quorvel::RoundDown(value);
 }
 
 float RoundUp(double value) {
-    if (value > FloatMax)
-        return std::numeric_limits<float>::infinity();
-    if (value < -FloatMax)
-        return -std::numeric_limits<float>::max();
-    float f = static_cast<float>(value);
-    if (static_cast<double>(f) < value)
-        f = std::nextafter(f, std::numeric_limits<float>::infinity());
-    return f;
+    return Quorvel::RoundUp(value);
 }
 
 }  // namespace detail
@@ -120,18 +166,17 @@ void Grow(CReference* references, std::vector<CTask>& tasks, CBoxHierarchy::CNod
     while (!tasks.empty() && splits < maxSplits) {
         const CTask task = tasks.back();
         tasks.pop_back();
-        CBounds bounds = task.m_Bounds, centreBounds = task.m_CentreBounds;
+        CFloatBounds bounds = task.m_Bounds, centreBounds = task.m_CentreBounds;
         if (!task.m_Known)
             for (std::uint32_t i = task.m_Begin; i < task.m_End; ++i) {
                 const CReference& r = references[i];
                 bounds.Extend(r.m_Min, r.m_Max);
                 centreBounds.Extend(r.m_Centre, r.m_Centre);
             }
-        // Floats widened to double and back: exact.
         CNode& node = nodes[task.m_Node];
         for (int k = 0; k < 3; ++k) {
-            node.m_Min[k] = static_cast<float>(bounds.m_Min[k]);
-            node.m_Max[k] = static_cast<float>(bounds.m_Max[k]);
+            node.m_Min[k] = bounds.m_Min[k];
+            node.m_Max[k] = bounds.m_Max[k];
         }
         const std::uint32_t n = task.m_End - task.m_Begin;
         auto makeLeaf = [&]() {
@@ -144,22 +189,54 @@ void Grow(CReference* references, std::vector<CTask>& tasks, CBoxHierarchy::CNod
         }
         int axis = 0;
         for (int k = 1; k < 3; ++k)
-            if (centreBounds.m_Max[k] - centreBounds.m_Min[k] > centreBounds.m_Max[axis] - centreBounds.m_Min[axis])
+            if (double(centreBounds.m_Max[k]) - centreBounds.m_Min[k] >
+                double(centreBounds.m_Max[axis]) - centreBounds.m_Min[axis])
                 axis = k;
         const double low = centreBounds.m_Min[axis];
-        const double extent = centreBounds.m_Max[axis] - low;
+        const double extent = double(centreBounds.m_Max[axis]) - low;
         std::uint32_t middle = task.m_Begin;
         const bool coincident = !(extent > 0);
-        CBounds childBounds[2], childCentres[2];
+        CFloatBounds childBounds[2], childCentres[2];
         bool known = false;
         if (!coincident && task.m_Depth < MaxDepth - 40) {
-            CBounds binBounds[BinCount], binCentres[BinCount];
+            CFloatBounds binBounds[BinCount], binCentres[BinCount];
             std::uint32_t binCounts[BinCount] = {};
             const double scale = BinCount / extent;
             auto binOf = [&](const CReference& r) {
                 const int b = static_cast<int>((double(r.m_Centre[axis]) - low) * scale);
                 return std::min(std::max(b, 0), BinCount - 1);
             };
+#if defined(__SSE2__)
+            // Four lanes at once: each load takes a fourth value that is
+            // never read back (the next field), and minps/maxps keep the
+            // bound where a value is NaN, as std::min and std::max do.
+            __m128 lows[BinCount], highs[BinCount], centreLows[BinCount], centreHighs[BinCount];
+            for (int b = 0; b < BinCount; ++b) {
+                lows[b] = centreLows[b] = _mm_set1_ps(HUGE_VALF);
+                highs[b] = centreHighs[b] = _mm_set1_ps(-HUGE_VALF);
+            }
+            for (std::uint32_t i = task.m_Begin; i < task.m_End; ++i) {
+                const CReference& r = references[i];
+                const int b = binOf(r);
+                const __m128 centre = _mm_loadu_ps(r.m_Centre);
+                lows[b] = _mm_min_ps(_mm_loadu_ps(r.m_Min), lows[b]);
+                highs[b] = _mm_max_ps(_mm_loadu_ps(r.m_Max), highs[b]);
+                centreLows[b] = _mm_min_ps(centre, centreLows[b]);
+                centreHighs[b] = _mm_max_ps(centre, centreHighs[b]);
+                ++binCounts[b];
+            }
+            for (int b = 0; b < BinCount; ++b) {
+                float lane[4][4];
+                _mm_storeu_ps(lane[0], lows[b]);
+                _mm_storeu_ps(lane[1], highs[b]);
+                _mm_storeu_ps(lane[2], centreLows[b]);
+                _mm_storeu_ps(lane[3], centreHighs[b]);
+                if (binCounts[b] == 0)
+                    continue;
+                binBounds[b].Extend(lane[0], lane[1]);
+                binCentres[b].Extend(lane[2], lane[3]);
+            }
+#else
             for (std::uint32_t i = task.m_Begin; i < task.m_End; ++i) {
                 const CReference& r = references[i];
                 const int b = binOf(r);
@@ -167,10 +244,11 @@ void Grow(CReference* references, std::vector<CTask>& tasks, CBoxHierarchy::CNod
                 binCentres[b].Extend(r.m_Centre, r.m_Centre);
                 ++binCounts[b];
             }
+#endif
             // Sweep from the right for the suffix areas, then from the left.
             double rightArea[BinCount];
             std::uint32_t rightCount[BinCount];
-            CBounds sweep;
+            CFloatBounds sweep;
             std::uint32_t sum = 0;
             for (int b = BinCount - 1; b > 0; --b) {
                 sweep.Extend(binBounds[b]);
@@ -178,7 +256,7 @@ void Grow(CReference* references, std::vector<CTask>& tasks, CBoxHierarchy::CNod
                 rightArea[b] = sweep.GetHalfArea();
                 rightCount[b] = sum;
             }
-            CBounds left;
+            CFloatBounds left;
             std::uint32_t leftCount = 0;
             double bestCost = HUGE_VAL;
             int bestSplit = -1;
@@ -243,26 +321,75 @@ void Grow(CReference* references, std::vector<CTask>& tasks, CBoxHierarchy::CNod
 }  // namespace
 
 void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_t leafSize) {
+    BuildFrom(count, leafSize, [boxes](std::int64_t i, double low[3], double high[3]) {
+        for (int k = 0; k < 3; ++k) {
+            low[k] = boxes[6 * i + k];
+            high[k] = boxes[6 * i + 3 + k];
+        }
+    });
+}
+
+void CBoxHierarchy::BuildOverPoints(const double* positions, const std::uint32_t* indices, std::uint32_t pointsPer,
+                                    std::uint32_t count, std::uint32_t leafSize) {
+    BuildFrom(count, leafSize, [=](std::int64_t i, double low[3], double high[3]) {
+        for (int k = 0; k < 3; ++k) {
+            low[k] = HUGE_VAL;
+            high[k] = -HUGE_VAL;
+        }
+        for (std::uint32_t j = 0; j < pointsPer; ++j) {
+            const std::size_t point = std::size_t(pointsPer) * std::size_t(i) + j;
+            const double* p = positions + 3 * (indices ? std::size_t(indices[point]) : point);
+            for (int k = 0; k < 3; ++k) {
+                // A NaN coordinate makes the bound NaN, as a NaN box would.
+                low[k] = p[k] < low[k] || p[k] != p[k] ? p[k] : low[k];
+                high[k] = p[k] > high[k] || p[k] != p[k] ? p[k] : high[k];
+            }
+        }
+    });
+}
+
+namespace {
+
+class CReferenceStorage {
+public:
+    explicit CReferenceStorage(std::size_t count)
+        : m_Bytes(count * sizeof(CReference)),
+          m_References(static_cast<CReference*>(detail::AllocateStorage(m_Bytes))) { }
+    ~CReferenceStorage() { detail::FreeStorage(m_References, m_Bytes); }
+    CReferenceStorage(const CReferenceStorage&) = delete;
+    CReferenceStorage& operator=(const CReferenceStorage&) = delete;
+    CReference* Get() const { return m_References; }
+
+private:
+    std::size_t m_Bytes;
+    CReference* m_References;
+};
+
+}  // namespace
+
+template <class Boxes>
+void CBoxHierarchy::BuildFrom(std::uint32_t count, std::uint32_t leafSize, const Boxes& boxOf) {
     m_Nodes.clear();
     m_Order.resize(count);
     if (count == 0)
         return;
     leafSize = std::max<std::uint32_t>(leafSize, 1);
     // Uninitialised: every field is written below.
-    std::unique_ptr<CReference[]> storage(new CReference[count]);
-    CReference* const references = storage.get();
+    const CReferenceStorage storage(count);
+    CReference* const references = storage.Get();
     const std::int64_t n = count;
 #pragma omp parallel for schedule(static) if (n >= ParallelBuildSize)
     for (std::int64_t i = 0; i < n; ++i) {
         CReference& r = references[i];
         r.m_Index = static_cast<std::uint32_t>(i);
+        double low[3], high[3];
+        boxOf(i, low, high);
         for (int k = 0; k < 3; ++k) {
-            const double low = boxes[6 * i + k], high = boxes[6 * i + 3 + k];
-            r.m_Min[k] = detail::RoundDown(low);
-            r.m_Max[k] = detail::RoundUp(high);
+            r.m_Min[k] = RoundDown(low[k]);
+            r.m_Max[k] = RoundUp(high[k]);
             // A non-finite centre would poison the bins; such a primitive
             // goes to bin 0.
-            const double c = 0.5 * (low + high);
+            const double c = 0.5 * (low[k] + high[k]);
             r.m_Centre[k] = std::isfinite(c) ? static_cast<float>(std::max(-FloatMax, std::min(FloatMax, c))) : 0.0f;
         }
     }
@@ -272,46 +399,77 @@ void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_
     CNode padding = CNode();
     m_Nodes.push_back(padding);
     std::vector<CTask> tasks;
-    tasks.push_back(CTask{0, 0, count, 0, false, CBounds(), CBounds()});
-    // The root's two subtrees cover disjoint ranges of the references: each
-    // grows into an array of its own on its own thread, and the arrays are
-    // joined behind the root. A subtree's array starts with its root and a
-    // padding node, so its pairs of children stay on even indices when it
-    // moves by an even offset.
-    Grow(references, tasks, m_Nodes, leafSize, n >= ParallelBuildSize ? 1 : NoLimit);
-    if (!tasks.empty()) {
-        CNodes subtrees[2];
-        const CTask roots[2] = {tasks[tasks.size() - 1], tasks[tasks.size() - 2]};
+    tasks.push_back(CTask{0, 0, count, 0, false, CFloatBounds(), CFloatBounds()});
+    // Subtrees cover disjoint ranges of the references: on large trees each
+    // grows into an array of its own on some thread, and the arrays are
+    // joined behind the top levels.
+    if (n < ParallelBuildSize) {
+        Grow(references, tasks, m_Nodes, leafSize, NoLimit);
+    } else {
+        // The top levels are split here, the largest range first, until
+        // there are a few ranges per core: the ranges left grow on whichever
+        // thread is free, the largest first, so that uneven splits still
+        // keep both cores busy.
+        while (!tasks.empty() && tasks.size() < SubtreeCount) {
+            const auto largest = std::max_element(tasks.begin(), tasks.end(), [](const CTask& a, const CTask& b) {
+                return a.m_End - a.m_Begin < b.m_End - b.m_Begin;
+            });
+            if (largest->m_End - largest->m_Begin < std::uint32_t(ParallelBuildSize / 4))
+                break;
+            std::iter_swap(largest, tasks.end() - 1);
+            Grow(references, tasks, m_Nodes, leafSize, 1);
+        }
+        const std::size_t count = tasks.size();
+        std::vector<std::size_t> bySize(count);
+        std::iota(bySize.begin(), bySize.end(), std::size_t(0));
+        std::stable_sort(bySize.begin(), bySize.end(), [&](std::size_t a, std::size_t b) {
+            return tasks[a].m_End - tasks[a].m_Begin > tasks[b].m_End - tasks[b].m_Begin;
+        });
+        std::vector<CNodes> subtrees(count);
         // An exception must not leave a parallel region: it is carried out.
-        std::exception_ptr failures[2];
-#pragma omp parallel for num_threads(2) schedule(static, 1)
-        for (int side = 0; side < 2; ++side)
+        std::vector<std::exception_ptr> failures(count);
+        const std::int64_t jobs = static_cast<std::int64_t>(count);
+#pragma omp parallel for schedule(dynamic, 1)
+        for (std::int64_t job = 0; job < jobs; ++job)
             try {
-                CNodes& nodes = subtrees[side];
-                nodes.reserve(2 * std::size_t((roots[side].m_End - roots[side].m_Begin) /
-                                              std::max<std::uint32_t>(leafSize / 2, 1)) +
-                              2);
-                nodes.resize(2);
-                std::vector<CTask> own(1, roots[side]);
+                const std::size_t t = bySize[job];
+                CNodes& nodes = subtrees[t];
+                nodes.reserve(
+                    2 * std::size_t((tasks[t].m_End - tasks[t].m_Begin) / std::max<std::uint32_t>(leafSize / 2, 1)) +
+                    2);
+                nodes.resize(2, CNode());
+                std::vector<CTask> own(1, tasks[t]);
                 own[0].m_Node = 0;
                 Grow(references, own, nodes, leafSize, NoLimit);
             } catch (...) {
-                failures[side] = std::current_exception();
+                failures[bySize[job]] = std::current_exception();
             }
         for (const std::exception_ptr& failure : failures)
             if (failure)
                 std::rethrow_exception(failure);
-        for (int side = 0; side < 2; ++side) {
-            const CNodes& nodes = subtrees[side];
-            const std::uint32_t offset = static_cast<std::uint32_t>(m_Nodes.size()) - 2;
+        // Each subtree's array starts with its root and a padding node, so
+        // its pairs of children stay on even indices when it moves by an
+        // even offset; its root takes the place of the range's node.
+        std::size_t total = m_Nodes.size();
+        std::vector<std::size_t> offsets(count);
+        for (std::size_t t = 0; t < count; ++t) {
+            offsets[t] = total - 2;
+            total += subtrees[t].size() - 2;
+        }
+        m_Nodes.resize(total);
+        CNode* const joined = m_Nodes.data();
+#pragma omp parallel for schedule(dynamic, 1)
+        for (std::int64_t job = 0; job < jobs; ++job) {
+            const CNodes& nodes = subtrees[job];
+            const std::uint32_t offset = static_cast<std::uint32_t>(offsets[job]);
             auto moved = [offset](CNode node) {
                 if (!node.IsLeaf())
                     node.m_First += offset;
                 return node;
             };
-            m_Nodes[roots[side].m_Node] = moved(nodes[0]);
+            joined[tasks[job].m_Node] = moved(nodes[0]);
             for (std::size_t i = 2; i < nodes.size(); ++i)
-                m_Nodes.push_back(moved(nodes[i]));
+                joined[offset + i] = moved(nodes[i]);
         }
     }
 #pragma omp parallel for schedule(static) if (n >= ParallelBuildSize)

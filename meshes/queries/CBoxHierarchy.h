@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <new>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace Corvane::Pellix::Quorvel {
@@ -17,7 +19,21 @@ float RoundUp(double value);
 
 }  // namespace detail
 
-// Storage aligned to a cache line.
+namespace detail {
+
+// Storage for the index's arrays: aligned to a cache line, and a large block
+// to a huge page, which the system is asked to back with huge pages where it
+// can. A tree of a large mesh fills tens of megabytes at once; in 4 KB pages
+// the first touch of each page costs more than the data written to it, and
+// the queries that wander over the arrays miss the address cache less.
+void* AllocateStorage(std::size_t bytes);
+void FreeStorage(void* block, std::size_t bytes);
+
+}  // namespace detail
+
+// Allocator of the index's arrays (see detail::AllocateStorage). Elements
+// are default-initialised: resize leaves plain data unset, for arrays that
+// are filled at once after sizing.
 template <class T>
 class TCacheLineAllocator {
 public:
@@ -25,8 +41,16 @@ public:
     TCacheLineAllocator() = default;
     template <class U>
     TCacheLineAllocator(const TCacheLineAllocator<U>&) { }
-    T* allocate(std::size_t n) { return static_cast<T*>(::operator new(n * sizeof(T), std::align_val_t(64))); }
-    void deallocate(T* p, std::size_t) { ::operator delete(p, std::align_val_t(64)); }
+    T* allocate(std::size_t n) { return static_cast<T*>(detail::AllocateStorage(n * sizeof(T))); }
+    void deallocate(T* p, std::size_t n) { detail::FreeStorage(p, n * sizeof(T)); }
+    template <class U>
+    void construct(U* p) noexcept(std::is_nothrow_default_constructible<U>::value) {
+        ::new (static_cast<void*>(p)) U;
+    }
+    template <class U, class... Arguments>
+    void construct(U* p, Arguments&&... arguments) {
+        ::new (static_cast<void*>(p)) U(std::forward<Arguments>(arguments)...);
+    }
     bool operator==(const TCacheLineAllocator&) const { return true; }
     bool operator!=(const TCacheLineAllocator&) const { return false; }
 };
@@ -62,9 +86,16 @@ public:
     // then maximum x, y, z), splitting by the surface-area heuristic on 16
     // bins of the box centres along the widest axis, down to at most
     // `leafSize` primitives a leaf. O(n log n). Replaces any previous tree.
-    // Large trees grow the root's two subtrees on two threads; the nodes and
-    // their order are the same whatever the number of threads.
+    // Large trees grow their subtrees on all cores; the nodes and their order
+    // are the same whatever the number of threads.
     void Build(const double* boxes, std::uint32_t count, std::uint32_t leafSize);
+    // The same over primitives given as points (three doubles each): the box
+    // of primitive i holds its `pointsPer` points, point j being
+    // positions[3 * indices[pointsPer * i + j]], or
+    // positions[3 * (pointsPer * i + j)] when `indices` is null. Saves the
+    // caller an array of boxes.
+    void BuildOverPoints(const double* positions, const std::uint32_t* indices, std::uint32_t pointsPer,
+                         std::uint32_t count, std::uint32_t leafSize);
     // The same tree shape in a fraction of the time, for a tree built once
     // for a single pass of queries: each node splits at the median centre
     // along the longest side of its centres' box (ties by primitive index),
@@ -82,6 +113,9 @@ public:
     std::size_t GetMemoryUsage() const;
 
 private:
+    template <class Boxes>
+    void BuildFrom(std::uint32_t count, std::uint32_t leafSize, const Boxes& boxOf);
+
     CNodes m_Nodes;
     std::vector<std::uint32_t> m_Order;
 };

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <limits>
 #include <memory>
 
 #include "quorvel/meshes/queries/TreeWalk_impl.h"
@@ -141,7 +143,7 @@ double SolidAngle(const double p[3], const double a[3], const double b[3], const
     return 2.0 * std::atan2(det, denominator);
 }
 
-CTriangleTree::CTriangleTree() : m_DipolesBuilt(new std::once_flag) { }
+CTriangleTree::CTriangleTree() : m_CrossingsPrepared(new std::once_flag), m_DipolesBuilt(new std::once_flag) { }
 
 const CTriangleTree::CDipoles& CTriangleTree::GetDipoles() const {
     std::call_once(*m_DipolesBuilt, [this] { BuildDipoles(); });
@@ -159,49 +161,94 @@ void CTriangleTree::Clear() {
     m_Dipoles.clear();
     m_Dipoles.shrink_to_fit();
     m_DipolesBuilt = std::make_unique<std::once_flag>();
+    m_CornerPoints.clear();
+    m_CornerPoints.shrink_to_fit();
+    m_PointCount = 0;
+    m_Scale = 0;
+    m_Closed = false;
+    m_CrossingGrid = CDirectionGrid();
+    m_CrossingsPrepared = std::make_unique<std::once_flag>();
 }
 
 std::size_t CTriangleTree::GetMemoryUsage() const {
     return m_Hierarchy.GetMemoryUsage() + m_Corners.capacity() * sizeof(double) +
-           m_Position.capacity() * sizeof(std::uint32_t) + m_Dipoles.capacity() * sizeof(CDipole);
+           m_Position.capacity() * sizeof(std::uint32_t) + m_Dipoles.capacity() * sizeof(CDipole) +
+           m_CornerPoints.capacity() * sizeof(std::uint32_t) + m_CrossingGrid.GetMemoryUsage();
 }
 
 void CTriangleTree::Build(const double* corners, std::uint32_t count, EShape shape) {
+    Build(corners, nullptr, count, shape);
+}
+
+void CTriangleTree::Build(const double* positions, const std::uint32_t* indices, std::uint32_t count, EShape shape) {
     m_Count = count;
-    std::unique_ptr<double[]> boxes(new double[6 * std::size_t(count)]);
-    const std::int64_t n = count;
-    double largest = 0;
-    // The passes over all triangles are split across the cores: on large
-    // meshes much of their time is the first touch of fresh pages.
-#pragma omp parallel for schedule(static) reduction(max : largest) if (n >= ParallelSize)
-    for (std::int64_t f = 0; f < n; ++f) {
-        const double* c = corners + 9 * f;
-        double* box = &boxes[6 * f];
-        for (int k = 0; k < 3; ++k) {
-            box[k] = std::min({c[k], c[3 + k], c[6 + k]});
-            box[3 + k] = std::max({c[k], c[3 + k], c[6 + k]});
-            const double extent = box[3 + k] - box[k];
-            if (extent > largest)
-                largest = extent;
+    if (shape == EShape::Median) {
+        // The median splits read boxes.
+        std::vector<double> boxes(6 * std::size_t(count));
+        const std::int64_t n = count;
+#pragma omp parallel for schedule(static) if (n >= ParallelSize)
+        for (std::int64_t t = 0; t < n; ++t) {
+            double* box = &boxes[6 * t];
+            for (int k = 0; k < 3; ++k) {
+                box[k] = HUGE_VAL;
+                box[3 + k] = -HUGE_VAL;
+            }
+            for (int j = 0; j < 3; ++j) {
+                const std::size_t corner = 3 * std::size_t(t) + j;
+                const double* p = positions + 3 * (indices ? std::size_t(indices[corner]) : corner);
+                for (int k = 0; k < 3; ++k) {
+                    box[k] = std::min(box[k], p[k]);
+                    box[3 + k] = std::max(box[3 + k], p[k]);
+                }
+            }
         }
+        m_Hierarchy.BuildByMedian(boxes.data(), count, LeafSize);
+    } else {
+        m_Hierarchy.BuildOverPoints(positions, indices, 3, count, LeafSize);
     }
-    m_LargestExtent = largest;
-    if (shape == EShape::Median)
-        m_Hierarchy.BuildByMedian(boxes.get(), count, LeafSize);
-    else
-        m_Hierarchy.Build(boxes.get(), count, LeafSize);
-    boxes.reset();
     const std::uint32_t* order = m_Hierarchy.GetOrder().data();
+    // Sized without being cleared: every value is written below.
     m_Corners.resize(9 * std::size_t(count));
     m_Position.resize(count);
+    m_CornerPoints.resize(3 * std::size_t(count));
     double* copies = m_Corners.data();
-#pragma omp parallel for schedule(static) if (n >= ParallelSize)
+    std::uint32_t* points = m_CornerPoints.data();
+    const std::int64_t n = count;
+    double largest = 0, scale = 0;
+    std::uint32_t lastPoint = 0;
+    // Split across the cores: on large meshes much of the time is the first
+    // touch of fresh pages.
+#pragma omp parallel for schedule(static) reduction(max : largest, scale, lastPoint) if (n >= ParallelSize)
     for (std::int64_t i = 0; i < n; ++i) {
-        std::copy(corners + 9 * std::size_t(order[i]), corners + 9 * std::size_t(order[i]) + 9, copies + 9 * i);
-        m_Position[order[i]] = static_cast<std::uint32_t>(i);
+        const std::size_t t = order[i];
+        double* c = copies + 9 * i;
+        for (int j = 0; j < 3; ++j) {
+            const std::size_t corner = 3 * t + j;
+            const std::size_t point = indices ? std::size_t(indices[corner]) : corner;
+            const double* p = positions + 3 * point;
+            c[3 * j] = p[0];
+            c[3 * j + 1] = p[1];
+            c[3 * j + 2] = p[2];
+            points[3 * i + j] = static_cast<std::uint32_t>(point);
+            lastPoint = std::max(lastPoint, static_cast<std::uint32_t>(point));
+        }
+        for (int k = 0; k < 3; ++k) {
+            const double low = std::min({c[k], c[3 + k], c[6 + k]}), high = std::max({c[k], c[3 + k], c[6 + k]});
+            const double extent = high - low;
+            if (extent > largest)
+                largest = extent;
+            scale = std::max({scale, std::fabs(low), std::fabs(high)});
+        }
+        m_Position[t] = static_cast<std::uint32_t>(i);
     }
+    m_LargestExtent = largest;
+    m_Scale = scale;
+    m_PointCount = count == 0 ? 0 : lastPoint + 1;
     m_Dipoles.clear();
     m_DipolesBuilt = std::make_unique<std::once_flag>();
+    m_Closed = false;
+    m_CrossingGrid = CDirectionGrid();
+    m_CrossingsPrepared = std::make_unique<std::once_flag>();
 }
 
 void CTriangleTree::BuildDipoles() const {
@@ -433,8 +480,189 @@ double CTriangleTree::EstimateWindingNumber(const Point& p, double accuracy) con
     return sum / FourPi;
 }
 
+namespace {
+
+// The fixed direction of the crossing rays: no coordinate plane holds it and
+// no simple ratio of its components is rational, so the edges of meshes laid
+// out along the axes are not met edge-on.
+const double CrossingDirection[3] = {0.3174069186751519, 0.5126915419285367, 0.7977418219046427};
+
+// Relative size of the rounding the frame's coordinates carry, against the
+// largest coordinate: a few hundred units in the last place, far above what
+// the three products and two sums of a projection lose.
+constexpr double FrameRounding = 1e-13;
+
+std::uint64_t PositionKey(const double* p) {
+    std::uint64_t key = 0x9E3779B97F4A7C15ull;
+    for (int k = 0; k < 3; ++k) {
+        // Equal values must hash alike: -0 is 0.
+        const double value = p[k] == 0 ? 0.0 : p[k];
+        std::uint64_t bits;
+        std::memcpy(&bits, &value, sizeof bits);
+        key = (key ^ bits) * 0xFF51AFD7ED558CCDull;
+        key ^= key >> 32;
+    }
+    return key;
+}
+
+}  // namespace
+
+void CTriangleTree::PrepareCrossings() const {
+    m_Closed = false;
+    if (m_Count == 0)
+        return;
+    const std::size_t corners = 3 * std::size_t(m_Count);
+    constexpr std::uint32_t None = 0xFFFFFFFFu;
+    // One vertex for every position: the first point found there stands
+    // for all points at the same position.
+    std::vector<std::uint32_t> vertexOf(m_PointCount, None);
+    std::vector<std::uint32_t> cornerOf(m_PointCount, None);
+    for (std::size_t j = 0; j < corners; ++j)
+        if (cornerOf[m_CornerPoints[j]] == None)
+            cornerOf[m_CornerPoints[j]] = static_cast<std::uint32_t>(j);
+    std::size_t slots = 64;
+    while (slots < 2 * std::size_t(m_PointCount))
+        slots *= 2;
+    std::vector<std::uint32_t> table(slots, None);
+    std::uint32_t vertexCount = 0;
+    for (std::uint32_t point = 0; point < m_PointCount; ++point) {
+        if (cornerOf[point] == None)
+            continue;
+        const double* p = &m_Corners[3 * std::size_t(cornerOf[point])];
+        if (!std::isfinite(p[0]) || !std::isfinite(p[1]) || !std::isfinite(p[2]))
+            return;
+        for (std::size_t slot = PositionKey(p) & (slots - 1);; slot = (slot + 1) & (slots - 1)) {
+            if (table[slot] == None) {
+                table[slot] = point;
+                vertexOf[point] = vertexCount++;
+                break;
+            }
+            const double* q = &m_Corners[3 * std::size_t(cornerOf[table[slot]])];
+            if (p[0] == q[0] && p[1] == q[1] && p[2] == q[2]) {
+                vertexOf[point] = vertexOf[table[slot]];
+                break;
+            }
+        }
+    }
+    table = std::vector<std::uint32_t>();
+    // Each vertex's outgoing edges. Closed and consistently oriented: no
+    // edge runs twice the same way, and every edge has its reverse.
+    std::vector<std::uint32_t> starts(std::size_t(vertexCount) + 1, 0);
+    auto vertex = [&](std::size_t corner) { return vertexOf[m_CornerPoints[corner]]; };
+    for (std::size_t t = 0; t < m_Count; ++t) {
+        const std::uint32_t a = vertex(3 * t), b = vertex(3 * t + 1), c = vertex(3 * t + 2);
+        if (a == b || b == c || c == a)
+            return;
+        ++starts[a + 1];
+        ++starts[b + 1];
+        ++starts[c + 1];
+    }
+    for (std::uint32_t v = 0; v < vertexCount; ++v)
+        starts[v + 1] += starts[v];
+    std::vector<std::uint32_t> targets(corners);
+    std::vector<std::uint32_t> next(starts.begin(), starts.end() - 1);
+    for (std::size_t t = 0; t < m_Count; ++t)
+        for (int k = 0; k < 3; ++k)
+            targets[next[vertex(3 * t + k)]++] = vertex(3 * t + (k + 1) % 3);
+    for (std::uint32_t v = 0; v < vertexCount; ++v)
+        for (std::uint32_t i = starts[v]; i < starts[v + 1]; ++i) {
+            const std::uint32_t w = targets[i];
+            for (std::uint32_t j = starts[v]; j < i; ++j)
+                if (targets[j] == w)
+                    return;
+            bool reversed = false;
+            for (std::uint32_t j = starts[w]; j < starts[w + 1] && !reversed; ++j)
+                reversed = targets[j] == v;
+            if (!reversed)
+                return;
+        }
+    if (!std::isfinite(m_Scale))
+        return;
+    m_CrossingGrid.Build(*this, CrossingDirection);
+    m_Closed = true;
+}
+
+bool CTriangleTree::CountCrossings(const Point& p, int& winding) const {
+    const double origin[3] = {p.x, p.y, p.z};
+    double q[3];
+    m_CrossingGrid.ToFrame(origin, q);
+    const double scale = std::max({m_Scale, std::fabs(p.x), std::fabs(p.y), std::fabs(p.z)});
+    // Every frame coordinate may be off by this much.
+    const double rounding = FrameRounding * scale;
+    if (!std::isfinite(q[0]) || !std::isfinite(q[1]) || !std::isfinite(q[2]) || !std::isfinite(rounding))
+        return false;
+    int sum = 0;
+    bool clean = true;
+    const double* u = m_CrossingGrid.GetAxis(0);
+    const double* v = m_CrossingGrid.GetAxis(1);
+    const double* w = m_CrossingGrid.GetAxis(2);
+    m_CrossingGrid.ForEachNear(
+        q[0], q[1], q[2], std::numeric_limits<double>::max(), 4 * rounding, [&](std::uint32_t position) {
+            const double* t = GetCorners(position);
+            // Corners relative to the ray in the frame: x, y across it, z
+            // along it.
+            double x[3], y[3], z[3];
+            for (int c = 0; c < 3; ++c) {
+                const double* a = t + 3 * c;
+                x[c] = u[0] * a[0] + u[1] * a[1] + u[2] * a[2] - q[0];
+                y[c] = v[0] * a[0] + v[1] * a[1] + v[2] * a[2] - q[1];
+                z[c] = w[0] * a[0] + w[1] * a[1] + w[2] * a[2] - q[2];
+            }
+            // Twice the signed area of the ray's foot and each side, seen
+            // along the ray: side c runs from corner c + 1 to corner c + 2.
+            double e[3], error[3];
+            int clearlyPositive = 0, clearlyNegative = 0;
+            for (int c = 0; c < 3; ++c) {
+                const int i = (c + 1) % 3, j = (c + 2) % 3;
+                e[c] = x[i] * y[j] - x[j] * y[i];
+                // Each coordinate may be off by `rounding` (twice, in the
+                // differences), and the products round.
+                error[c] = 4 * rounding * (std::fabs(x[i]) + std::fabs(x[j]) + std::fabs(y[i]) + std::fabs(y[j])) +
+                           1e-15 * (std::fabs(x[i] * y[j]) + std::fabs(x[j] * y[i]));
+                if (std::fabs(e[c]) > error[c])
+                    ++(e[c] > 0 ? clearlyPositive : clearlyNegative);
+            }
+            // Two sides that see the foot on opposite hands: it lies outside.
+            if (clearlyPositive > 0 && clearlyNegative > 0)
+                return true;
+            const bool positive = clearlyPositive == 3;
+            if (!positive && clearlyNegative != 3) {
+                // The foot is within rounding of a side or a corner, or the
+                // triangle is seen edge-on: too close to tell, unless the
+                // triangle lies behind p.
+                if (std::max({z[0], z[1], z[2]}) < -4 * rounding)
+                    return true;
+                clean = false;
+                return false;
+            }
+            // The crossing's depth, times the area: ahead of p or behind.
+            const double depth = e[0] * z[0] + e[1] * z[1] + e[2] * z[2];
+            const double depthError =
+                error[0] * std::fabs(z[0]) + error[1] * std::fabs(z[1]) + error[2] * std::fabs(z[2]) +
+                4 * rounding * (std::fabs(e[0]) + std::fabs(e[1]) + std::fabs(e[2])) +
+                1e-15 * (std::fabs(e[0] * z[0]) + std::fabs(e[1] * z[1]) + std::fabs(e[2] * z[2]));
+            if (std::fabs(depth) <= depthError) {
+                clean = false;
+                return false;
+            }
+            // The triangle's normal along the ray: leaving through a face
+            // wound counter-clockwise seen from behind counts +1.
+            if ((depth > 0) == positive)
+                sum += positive ? 1 : -1;
+            return true;
+        });
+    winding = sum;
+    return clean;
+}
+
 bool CTriangleTree::Contains(const Point& p) const {
-    return EstimateWindingNumber(p) >= 0.5;
+    std::call_once(*m_CrossingsPrepared, [this] { PrepareCrossings(); });
+    if (!m_Closed)
+        return EstimateWindingNumber(p) >= 0.5;
+    int winding = 0;
+    if (CountCrossings(p, winding))
+        return winding >= 1;
+    return GetWindingNumber(p) >= 0.5;
 }
 
 void CTriangleTree::FindClosestPoints(const Point* points, std::size_t count, CSurfacePoint* results) const {

@@ -8,6 +8,7 @@
 
 #include "quorvel/maths/TVector3.h"
 #include "quorvel/meshes/queries/CBoxHierarchy.h"
+#include "quorvel/meshes/queries/CDirectionGrid.h"
 
 namespace Corvane::Pellix::Quorvel {
 
@@ -57,6 +58,10 @@ public:
     // Degenerate triangles (repeated corners, no area) are kept: indices stay
     // those of the input.
     void Build(const double* corners, std::uint32_t count, EShape shape = EShape::SurfaceArea);
+    // The same from shared points: corner k of triangle t is the point at
+    // positions[3 * indices[3 * t + k]] (three doubles).
+    void Build(const double* positions, const std::uint32_t* indices, std::uint32_t count,
+               EShape shape = EShape::SurfaceArea);
     void Clear();
 
     std::uint32_t GetTriangleCount() const { return m_Count; }
@@ -90,9 +95,9 @@ public:
     double GetDistanceSquared(const Point& p, std::uint32_t triangle) const;
     // Unsigned distance to the surface; infinite when empty.
     double GetDistance(const Point& p) const;
-    // Negative inside, by the fast winding number: right for closed
-    // surfaces, and on open ones it follows the surface's orientation near
-    // the holes rather than failing.
+    // Negative inside (Contains): right for closed surfaces, and on open
+    // ones it follows the surface's orientation near the holes rather than
+    // failing.
     double GetSignedDistance(const Point& p) const;
 
     // Generalised winding number: the solid angle of the whole surface seen
@@ -106,7 +111,18 @@ public:
     // is about 0.005 on average and a few hundredths at worst, close to the
     // surface; accuracy 4 quarters it at about twice the cost.
     double EstimateWindingNumber(const Point& p, double accuracy = 2.0) const;
-    // EstimateWindingNumber(p) >= 1/2.
+    // Whether p is inside: a winding number of at least 1/2.
+    // On a closed, consistently oriented surface (every edge shared by
+    // exactly two triangles that run along it in opposite directions,
+    // corners matched by exact position) this is the exact winding number's
+    // answer, GetWindingNumber(p) >= 1/2, found by counting the signed
+    // crossings of one ray; a point whose ray comes within rounding of an
+    // edge or a corner, or that lies within rounding of the surface, is
+    // answered by the exact sum instead (O(n), and on the surface itself
+    // either answer may come). On other surfaces it is
+    // EstimateWindingNumber(p) >= 1/2. The first call finds out which kind
+    // the surface is and, for a closed one, bins the triangles across the
+    // ray's direction (O(n) time and memory).
     bool Contains(const Point& p) const;
 
     // Batch forms over `count` points, split across all cores.
@@ -130,14 +146,29 @@ private:
     };
 
     void BuildDipoles() const;
+    // Closedness and the crossing grid, built by the first Contains.
+    void PrepareCrossings() const;
+    // The signed crossings of the ray from p along the crossing grid's
+    // direction: the winding number of a closed surface; false when the ray
+    // or p comes within rounding of the surface's edges, corners or faces.
+    bool CountCrossings(const Point& p, int& winding) const;
     typedef std::vector<CDipole, TCacheLineAllocator<CDipole>> CDipoles;
     const CDipoles& GetDipoles() const;
 
     std::uint32_t m_Count = 0;
     double m_LargestExtent = 0;
     CBoxHierarchy m_Hierarchy;
-    std::vector<double> m_Corners;
+    std::vector<double, TCacheLineAllocator<double>> m_Corners;
     std::vector<std::uint32_t> m_Position;
+    // The points the corners came from, three per triangle in tree order
+    // (what tells shared corners apart from coincident ones before their
+    // positions are compared), and one more than the largest.
+    std::vector<std::uint32_t, TCacheLineAllocator<std::uint32_t>> m_CornerPoints;
+    std::uint32_t m_PointCount = 0;
+    double m_Scale = 0;
+    mutable std::unique_ptr<std::once_flag> m_CrossingsPrepared;
+    mutable bool m_Closed = false;
+    mutable CDirectionGrid m_CrossingGrid;
     mutable std::unique_ptr<std::once_flag> m_DipolesBuilt;
     mutable CDipoles m_Dipoles;
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <type_traits>
 
 #include "quorvel/meshes/SpatialQueries_impl.h"
 #include "quorvel/meshes/queries/CRuntimeRandom.h"
@@ -57,6 +58,39 @@ inline double LinePad(double tolerance, double extent) {
     return (2.0 * std::max(tolerance, 0.0) + 1e-6) * extent;
 }
 
+// Whether the point (q[0], q[1]) of the plane across axes u and v lies
+// farther than `margin` outside one side of the triangle seen along the
+// third axis, beyond doubt: `scale` bounds the coordinates, and the rounding
+// of the projection and of the products is allowed for. A triangle seen so
+// nearly edge-on that the hand of its sides is in doubt is never beside.
+inline bool IsFootBeside(const double* corners, const double* u, const double* v, const double* q, double margin,
+                         double scale) {
+    double x[3], y[3];
+    for (int k = 0; k < 3; ++k) {
+        const double* p = corners + 3 * k;
+        x[k] = u[0] * p[0] + u[1] * p[1] + u[2] * p[2] - q[0];
+        y[k] = v[0] * p[0] + v[1] * p[1] + v[2] * p[2] - q[1];
+    }
+    double e[3], error[3], total = 0;
+    for (int k = 0; k < 3; ++k) {
+        const int i = (k + 1) % 3, j = (k + 2) % 3;
+        e[k] = x[i] * y[j] - x[j] * y[i];
+        error[k] = 1e-14 * ((std::fabs(x[i]) + std::fabs(x[j]) + std::fabs(y[i]) + std::fabs(y[j])) * scale +
+                            std::fabs(x[i] * y[j]) + std::fabs(x[j] * y[i]));
+        total += error[k];
+    }
+    const double area = e[0] + e[1] + e[2];
+    if (!(std::fabs(area) > 2 * total))
+        return false;
+    for (int k = 0; k < 3; ++k) {
+        const int i = (k + 1) % 3, j = (k + 2) % 3;
+        const double outside = (area > 0 ? -e[k] : e[k]) - error[k];
+        if (outside > 0 && outside > margin * (1 + 1e-9) * std::hypot(x[j] - x[i], y[j] - y[i]))
+            return true;
+    }
+    return false;
+}
+
 }  // namespace detail
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
@@ -87,29 +121,32 @@ void TMeshTree<Real, Vertex, Attribute, Index>::Build(const Mesh& mesh) {
     m_BoundingBox = mesh.m_BoundingBox;
     const unsigned int faceCount = mesh.m_Faces.GetCount();
     const unsigned int vertexCount = mesh.m_Vertices.GetCount();
+    // Sized without being cleared: every value is written below.
+    m_VertexPositions.resize(3 * std::size_t(vertexCount));
+    double* positions = m_VertexPositions.data();
+    const std::int64_t vertices = vertexCount;
     double scale = 0;
-    {
-        std::unique_ptr<double[]> corners(new double[9 * std::size_t(faceCount)]);
-        for (unsigned int f = 0; f < faceCount; ++f) {
-            const TFace<Index>& face = mesh.m_Faces[f];
-            for (int k = 0; k < 3; ++k) {
-                const Vector& p = mesh.m_Vertices[face.m_Corners[k]].m_Position;
-                double* c = &corners[9 * std::size_t(f) + 3 * k];
-                c[0] = p.x;
-                c[1] = p.y;
-                c[2] = p.z;
-            }
-        }
-        m_Faces.Build(corners.get(), faceCount);
-    }
-
-    m_VertexPositions.clear();
-    m_VertexPositions.reserve(3 * std::size_t(vertexCount));
-    for (unsigned int v = 0; v < vertexCount; ++v) {
-        const Vector& p = mesh.m_Vertices[v].m_Position;
-        const double q[3] = {p.x, p.y, p.z};
-        m_VertexPositions.insert(m_VertexPositions.end(), q, q + 3);
+#pragma omp parallel for schedule(static) reduction(max : scale) if (vertices >= (1 << 15))
+    for (std::int64_t v = 0; v < vertices; ++v) {
+        const Vector& p = mesh.m_Vertices[static_cast<unsigned int>(v)].m_Position;
+        double* q = positions + 3 * v;
+        q[0] = p.x;
+        q[1] = p.y;
+        q[2] = p.z;
         scale = std::max({scale, std::fabs(q[0]), std::fabs(q[1]), std::fabs(q[2])});
+    }
+    // The faces' corners are read straight from the copied positions; a
+    // mesh of 32-bit indices lends its face list as it is.
+    if (faceCount == 0) {
+        m_Faces.Build(positions, nullptr, 0);
+    } else if constexpr (std::is_same<Index, std::uint32_t>::value && sizeof(TFace<Index>) == 3 * sizeof(Index)) {
+        m_Faces.Build(positions, &mesh.m_Faces[0].m_Corners[0], faceCount);
+    } else {
+        std::vector<std::uint32_t> indices(3 * std::size_t(faceCount));
+        for (unsigned int f = 0; f < faceCount; ++f)
+            for (int k = 0; k < 3; ++k)
+                indices[3 * std::size_t(f) + k] = mesh.m_Faces[f].m_Corners[k];
+        m_Faces.Build(positions, indices.data(), faceCount);
     }
     m_VertexHierarchy.Clear();
     m_VertexHierarchyBuilt = std::make_unique<std::once_flag>();
@@ -121,13 +158,7 @@ void TMeshTree<Real, Vertex, Attribute, Index>::Build(const Mesh& mesh) {
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 const CBoxHierarchy& TMeshTree<Real, Vertex, Attribute, Index>::GetVertexHierarchy() const {
     std::call_once(*m_VertexHierarchyBuilt, [this] {
-        const std::uint32_t count = GetVertexCount();
-        std::vector<double> boxes(6 * std::size_t(count));
-        for (std::uint32_t v = 0; v < count; ++v)
-            for (int k = 0; k < 3; ++k)
-                boxes[6 * std::size_t(v) + k] = boxes[6 * std::size_t(v) + 3 + k] =
-                    m_VertexPositions[3 * std::size_t(v) + k];
-        m_VertexHierarchy.Build(boxes.data(), count, 8);
+        m_VertexHierarchy.BuildOverPoints(m_VertexPositions.data(), nullptr, 1, GetVertexCount(), 8);
     });
     return m_VertexHierarchy;
 }
@@ -350,8 +381,21 @@ bool TMeshTree<Real, Vertex, Attribute, Index>::IsWithin(const Vector& point) co
             const double reach = pad + std::sqrt(stray) + 1e-12 * largest;
             if (std::isfinite(reach) && std::isfinite(q[0]) && std::isfinite(q[1]) && std::isfinite(q[2]) &&
                 std::isfinite(depth)) {
+                // A face whose box is near may still lie clearly beside the
+                // segment: seen along the axis, the foot lies outside one of
+                // its sides by more than the reach (and the rounding of
+                // this check), so the segment test would find no contact.
+                const double* u = grid.GetAxis(0);
+                const double* v = grid.GetAxis(1);
+                const double scale = largest + m_Scale;
+                const double margin = reach + 1e-12 * scale;
                 grid.ForEachNear(q[0], q[1], q[2] + std::min(depth, 0.0), q[2] + std::max(depth, 0.0), reach,
-                                 [&](std::uint32_t position) { return test(position); });
+                                 [&](std::uint32_t position) {
+                                     const double* c = m_Faces.GetCorners(position);
+                                     if (detail::IsFootBeside(c, u, v, q, margin, scale))
+                                         return true;
+                                     return test(position);
+                                 });
                 searched = true;
             }
         }

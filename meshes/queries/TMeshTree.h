@@ -57,8 +57,10 @@ public:
 // All queries are const and safe from any number of threads at once; none
 // touches the C library's random state. Heap allocation happens only once per
 // tree in the first FindClosestVertex (the vertex hierarchy), the first
-// IsWithin (the faces binned across its first ray direction) and the first
-// winding-number query (the per-node moments), once per process in the first
+// IsWithin (the faces binned across its first ray direction), the first
+// Contains (the check for a closed surface and, for one, the faces binned
+// across its ray) and the first estimated winding number (the per-node
+// moments), once per process in the first
 // IsWithin (its table of ray directions), and in the batch forms. The batch
 // forms split their arrays across all cores. Movable, not copyable.
 template <typename Real, typename Vertex, typename Attribute, typename Index>
@@ -109,15 +111,20 @@ public:
     // index) and the weights of the face's corners; computed in double.
     CSurfacePoint FindClosestPoint(const Vector& point) const;
     double GetDistance(const Vector& point) const;
-    // Negative inside (EstimateWindingNumber >= 1/2).
+    // Negative inside (Contains).
     double GetSignedDistance(const Vector& point) const;
     // Generalised winding number (see CTriangleTree): exact, O(faces).
     double GetWindingNumber(const Vector& point) const;
     // Hierarchical approximation, O(log faces) off the surface.
     double EstimateWindingNumber(const Vector& point, double accuracy = 2.0) const;
-    // Containment by the winding number: right for closed meshes whatever
-    // the number of shells, and on open ones inside means "more than half
-    // enclosed". Unlike IsWithin it follows no parity rule and reads no box.
+    // Containment by the winding number (at least 1/2): right for closed
+    // meshes whatever the number of shells, and on open ones inside means
+    // "more than half enclosed". Unlike IsWithin it follows no parity rule
+    // and reads no box. On a closed, consistently oriented mesh (faces
+    // matched by exact corner positions) the answer is the exact winding
+    // number's, GetWindingNumber(point) >= 1/2, from the signed crossings of
+    // one ray, near the surface too; elsewhere it is the estimate's,
+    // EstimateWindingNumber(point) >= 1/2 (see CTriangleTree::Contains).
     bool Contains(const Vector& point) const;
 
     // Batch forms: result i belongs to element i; work is split across all
@@ -142,7 +149,7 @@ private:
 
     CTriangleTree m_Faces;
     // Vertex positions in the mesh's order, three doubles each.
-    std::vector<double> m_VertexPositions;
+    std::vector<double, TCacheLineAllocator<double>> m_VertexPositions;
     mutable std::unique_ptr<std::once_flag> m_VertexHierarchyBuilt;
     mutable CBoxHierarchy m_VertexHierarchy;
     mutable std::unique_ptr<std::once_flag> m_InsideGridBuilt;

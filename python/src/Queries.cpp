@@ -328,7 +328,10 @@ thousandths away from the surface; exact=True sums every face.)doc");
              R"doc(Whether each point is inside, by the winding number (>= 1/2): a (k,) bool array, or a bool.
 
 Unlike is_within (the library's designed parity test) it is right for closed
-meshes of any number of shells and degrades gracefully on open ones.)doc");
+meshes of any number of shells and degrades gracefully on open ones. On a
+closed, consistently oriented mesh (corners matched by exact position) the
+answer is that of the exact winding number (winding_number(exact=True) >= 1/2),
+near the surface too; on other meshes that of the default estimate.)doc");
 }
 
 }  // namespace Corvane::Pellix::Quorvel::Python

@@ -4,6 +4,7 @@
 // cache line.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <vector>
 
@@ -76,5 +77,48 @@ TEST(BoxHierarchy, EveryPrimitiveInOneLeafAndEveryBoxHoldsItsSubtreeAtAnySize) {
         CBoxHierarchy tree;
         tree.Build(boxes.data(), count, 4);
         ExpectWellFormed(tree, boxes, count, 4);
+    }
+}
+
+TEST(BoxHierarchy, TreeOverPointsEqualsTreeOverTheirBoxes) {
+    std::mt19937 random(5);
+    std::uniform_real_distribution<double> unit(-1, 1);
+    for (std::uint32_t count : {1u, 9u, 3000u, 70000u}) {
+        // Triangles over shared points, through an index list, against the
+        // same triangles' boxes.
+        const std::uint32_t pointCount = count / 2 + 3;
+        std::vector<double> points;
+        for (std::uint32_t i = 0; i < pointCount; ++i)
+            points.insert(points.end(), {unit(random), unit(random), 0.2 * unit(random)});
+        std::vector<std::uint32_t> indices;
+        std::vector<double> boxes;
+        for (std::uint32_t t = 0; t < count; ++t) {
+            const std::uint32_t a = t % pointCount, b = (t * 7 + 1) % pointCount, c = (t * 13 + 2) % pointCount;
+            indices.insert(indices.end(), {a, b, c});
+            for (int k = 0; k < 3; ++k)
+                boxes.push_back(std::min({points[3 * a + k], points[3 * b + k], points[3 * c + k]}));
+            for (int k = 0; k < 3; ++k)
+                boxes.push_back(std::max({points[3 * a + k], points[3 * b + k], points[3 * c + k]}));
+        }
+        CBoxHierarchy byBoxes, byPoints, byPlainPoints;
+        byBoxes.Build(boxes.data(), count, 4);
+        byPoints.BuildOverPoints(points.data(), indices.data(), 3, count, 4);
+        // Points given in place: the two corners of each box.
+        byPlainPoints.BuildOverPoints(boxes.data(), nullptr, 2, count, 4);
+        for (const CBoxHierarchy* tree : {&byPoints, &byPlainPoints}) {
+            ASSERT_EQ(tree->GetOrder(), byBoxes.GetOrder()) << count;
+            ASSERT_EQ(tree->GetNodes().size(), byBoxes.GetNodes().size()) << count;
+            for (std::size_t i = 0; i < byBoxes.GetNodes().size(); ++i) {
+                if (i == 1)
+                    continue;  // padding
+                const CBoxHierarchy::CNode &a = tree->GetNodes()[i], &b = byBoxes.GetNodes()[i];
+                ASSERT_EQ(a.m_First, b.m_First) << count << " node " << i;
+                ASSERT_EQ(a.m_Count, b.m_Count) << count << " node " << i;
+                for (int k = 0; k < 3; ++k) {
+                    ASSERT_EQ(a.m_Min[k], b.m_Min[k]) << count << " node " << i;
+                    ASSERT_EQ(a.m_Max[k], b.m_Max[k]) << count << " node " << i;
+                }
+            }
+        }
     }
 }

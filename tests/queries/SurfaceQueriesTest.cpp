@@ -2,9 +2,13 @@
 // mesh tree, against brute force and closed forms.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
+#include <map>
 #include <memory>
 #include <random>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "MeshFixtures.h"
@@ -135,6 +139,23 @@ TYPED_TEST(SurfaceQueries, ClosestPointsAreTheNearestOfAllFaces) {
     }
 }
 
+// Adds a second shell inside: an icosphere of radius 1/2 about the origin,
+// wound outwards as the fixtures' shells are.
+template <typename Mesh>
+void AddInnerShell(Mesh& mesh) {
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    Mesh small;
+    MakeIcosphere(small, 2, 0.5);
+    for (unsigned int v = 0; v < small.m_Vertices.GetCount(); ++v) {
+        const D3 p = Position(small, v);
+        AddVertex(mesh, p.x, p.y, p.z);
+    }
+    for (unsigned int f = 0; f < small.m_Faces.GetCount(); ++f) {
+        const auto* c = small.m_Faces[f].m_Corners;
+        AddFace(mesh, base + c[0], base + c[1], base + c[2]);
+    }
+}
+
 TYPED_TEST(SurfaceQueries, WindingNumbersCountShellsAndApproximationsAgree) {
     typedef RealOf<TypeParam> Real;
     typedef TVector3<Real> V;
@@ -177,17 +198,7 @@ TYPED_TEST(SurfaceQueries, WindingNumbersCountShellsAndApproximationsAgree) {
     // Two nested shells wound the same way count twice; a hole in the
     // surface leaves a fraction rather than a wrong whole answer.
     TypeParam nested = sphere;
-    const unsigned int base = nested.m_Vertices.GetCount();
-    TypeParam small;
-    MakeIcosphere(small, 2, 0.5);
-    for (unsigned int v = 0; v < small.m_Vertices.GetCount(); ++v) {
-        const D3 p = Position(small, v);
-        AddVertex(nested, p.x, p.y, p.z);
-    }
-    for (unsigned int f = 0; f < small.m_Faces.GetCount(); ++f) {
-        const auto* c = small.m_Faces[f].m_Corners;
-        AddFace(nested, base + c[0], base + c[1], base + c[2]);
-    }
+    AddInnerShell(nested);
     const typename TreeOf<TypeParam>::Type twice(nested);
     EXPECT_NEAR(twice.GetWindingNumber(V(0.1f, 0.1f, 0.1f)), 2, 1e-9);
     EXPECT_NEAR(twice.GetWindingNumber(V(0.7f, 0, 0)), 1, 1e-9);
@@ -198,6 +209,172 @@ TYPED_TEST(SurfaceQueries, WindingNumbersCountShellsAndApproximationsAgree) {
     EXPECT_GT(w, 0.5);
     EXPECT_LT(w, 1.0);
     EXPECT_TRUE(holed.Contains(V(0, 0, 0)));
+}
+
+// A closed cube of side 1 whose sides are n by n grids of squares, each
+// split into two triangles, wound outwards: its vertices and edges line up
+// with the axes, so that lines along the axes run through them.
+template <typename Mesh>
+void MakeGridCube(Mesh& mesh, unsigned int n) {
+    std::map<std::array<unsigned int, 3>, unsigned int> index;
+    auto vertex = [&](std::array<unsigned int, 3> p) {
+        const auto found = index.find(p);
+        if (found != index.end())
+            return found->second;
+        const unsigned int v = mesh.m_Vertices.GetCount();
+        AddVertex(mesh, double(p[0]) / n, double(p[1]) / n, double(p[2]) / n);
+        index.emplace(p, v);
+        return v;
+    };
+    for (int a = 0; a < 3; ++a)
+        for (unsigned int side = 0; side < 2; ++side)
+            for (unsigned int i = 0; i < n; ++i)
+                for (unsigned int j = 0; j < n; ++j) {
+                    // Counter-clockwise in the plane of the next two axes
+                    // faces along axis a: outwards on the far side.
+                    unsigned int corners[4];
+                    const unsigned int uv[4][2] = {{i, j}, {i + 1, j}, {i + 1, j + 1}, {i, j + 1}};
+                    for (int k = 0; k < 4; ++k) {
+                        std::array<unsigned int, 3> p;
+                        p[a] = side * n;
+                        p[(a + 1) % 3] = uv[k][0];
+                        p[(a + 2) % 3] = uv[k][1];
+                        corners[k] = vertex(p);
+                    }
+                    if (side == 1) {
+                        AddFace(mesh, corners[0], corners[1], corners[2]);
+                        AddFace(mesh, corners[0], corners[2], corners[3]);
+                    } else {
+                        AddFace(mesh, corners[0], corners[2], corners[1]);
+                        AddFace(mesh, corners[0], corners[3], corners[2]);
+                    }
+                }
+}
+
+// Points that test an inside test hard: random ones through the box and
+// beyond, the corners, edge midpoints and centres of the faces, those moved
+// off the surface by tiny amounts either way, and points on lines along the
+// axes through corners and edge midpoints.
+template <typename Mesh>
+std::vector<TVector3<RealOf<Mesh>>> HardPoints(const Mesh& mesh, std::mt19937& random, unsigned int count) {
+    typedef RealOf<Mesh> Real;
+    typedef TVector3<Real> V;
+    std::vector<V> points;
+    std::uniform_real_distribution<double> unit(-1.2, 1.2);
+    D3 low(HUGE_VAL, HUGE_VAL, HUGE_VAL), high(-HUGE_VAL, -HUGE_VAL, -HUGE_VAL);
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) {
+        const D3 p = Position(mesh, v);
+        low = D3(std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z));
+        high = D3(std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z));
+    }
+    const D3 centre = (low + high) * 0.5, half = (high - low) * 0.5;
+    auto add = [&](const D3& p) { points.push_back(V(Real(p.x), Real(p.y), Real(p.z))); };
+    for (unsigned int i = 0; i < count; ++i)
+        add(centre + D3(half.x * unit(random), half.y * unit(random), half.z * unit(random)));
+    std::uniform_int_distribution<unsigned int> pick(0, mesh.m_Faces.GetCount() - 1);
+    const double offsets[] = {0, 1e-13, -1e-13, 1e-9, -1e-9, 1e-6, -1e-6};
+    for (unsigned int i = 0; i < count / 4; ++i) {
+        const auto* c = mesh.m_Faces[pick(random)].m_Corners;
+        const D3 a = Position(mesh, c[0]), b = Position(mesh, c[1]), d = Position(mesh, c[2]);
+        const D3 spots[] = {a, (a + b) * 0.5, (a + b + d) / 3.0};
+        const D3 normal = (b - a) * (d - a);
+        const double length = normal.GetLength();
+        for (const D3& spot : spots) {
+            for (double offset : offsets)
+                add(length > 0 ? spot + normal * (offset / length) : spot);
+            // Along an axis through the spot, from either side.
+            const int axis = static_cast<int>(i % 3);
+            D3 step(0, 0, 0);
+            (axis == 0 ? step.x : axis == 1 ? step.y : step.z) = 0.37 * (half.x + half.y + half.z) / 3;
+            add(spot + step);
+            add(spot - step);
+        }
+    }
+    return points;
+}
+
+TYPED_TEST(SurfaceQueries, ContainsOnClosedMeshesAnswersAsTheExactWindingNumber) {
+    typedef RealOf<TypeParam> Real;
+    typedef TVector3<Real> V;
+    std::vector<std::pair<const char*, std::unique_ptr<TypeParam>>> meshes;
+    auto keep = [&](const char* name, TypeParam& mesh) {
+        meshes.emplace_back(name, std::make_unique<TypeParam>(mesh));
+    };
+    {
+        TypeParam sphere;
+        MakeIcosphere(sphere, 3, 1.0);
+        keep("icosphere", sphere);
+        TypeParam torus;
+        MakeTorus(torus, 32, 16);
+        keep("torus", torus);
+        // Two shells, the inner one wound the same way: twice inside there.
+        TypeParam nested = sphere;
+        AddInnerShell(nested);
+        keep("nested shells", nested);
+        TypeParam cube;
+        MakeGridCube(cube, 6);
+        keep("grid cube", cube);
+        // The same cube with every face on vertices of its own: closed by
+        // position, not by index.
+        TypeParam loose;
+        for (unsigned int f = 0; f < cube.m_Faces.GetCount(); ++f) {
+            for (int k = 0; k < 3; ++k) {
+                const D3 p = Position(cube, cube.m_Faces[f].m_Corners[k]);
+                AddVertex(loose, p.x, p.y, p.z);
+            }
+            AddFace(loose, 3 * f, 3 * f + 1, 3 * f + 2);
+        }
+        keep("loose grid cube", loose);
+        // Turned inside out: -1 inside, never contained.
+        TypeParam inverted = sphere;
+        for (unsigned int f = 0; f < inverted.m_Faces.GetCount(); ++f)
+            std::swap(inverted.m_Faces[f].m_Corners[1], inverted.m_Faces[f].m_Corners[2]);
+        keep("inverted icosphere", inverted);
+    }
+    std::mt19937 random(17);
+    for (auto& [name, owned] : meshes) {
+        TypeParam& mesh = *owned;
+        mesh.DetermineBoundingBox(true);
+        const typename TreeOf<TypeParam>::Type tree(mesh);
+        const std::vector<V> points = HardPoints(mesh, random, 1200);
+        std::unique_ptr<bool[]> batch(new bool[points.size()]);
+        tree.Contains(points.data(), points.size(), batch.get());
+        unsigned int inside = 0;
+        for (std::size_t i = 0; i < points.size(); ++i) {
+            const double winding = tree.GetWindingNumber(points[i]);
+            ASSERT_EQ(tree.Contains(points[i]), winding >= 0.5)
+                << name << ", point " << i << " (" << points[i].x << ", " << points[i].y << ", " << points[i].z
+                << "), winding number " << winding;
+            ASSERT_EQ(batch[i], winding >= 0.5) << name << ", point " << i;
+            // On the surface itself the sum's rounding decides.
+            inside += batch[i] && tree.GetDistance(points[i]) > 1e-9;
+        }
+        // Both answers occur, except where nothing can be inside.
+        if (std::string(name) != "inverted icosphere")
+            EXPECT_GT(inside, 100u) << name;
+        else
+            EXPECT_EQ(inside, 0u);
+    }
+}
+
+TYPED_TEST(SurfaceQueries, ContainsOnOpenMeshesFollowsTheEstimate) {
+    typedef RealOf<TypeParam> Real;
+    typedef TVector3<Real> V;
+    TypeParam sphere;
+    MakeIcosphere(sphere, 3, 1.0);
+    // Holes, and a face that runs the wrong way round: neither is closed.
+    TypeParam holed = sphere;
+    holed.m_Faces.RemoveFromEnd(30);
+    TypeParam flipped = sphere;
+    std::swap(flipped.m_Faces[7].m_Corners[1], flipped.m_Faces[7].m_Corners[2]);
+    std::mt19937 random(19);
+    for (TypeParam* mesh : {&holed, &flipped}) {
+        mesh->DetermineBoundingBox(true);
+        const typename TreeOf<TypeParam>::Type tree(*mesh);
+        const std::vector<V> points = HardPoints(*mesh, random, 800);
+        for (std::size_t i = 0; i < points.size(); ++i)
+            ASSERT_EQ(tree.Contains(points[i]), tree.EstimateWindingNumber(points[i]) >= 0.5) << "point " << i;
+    }
 }
 
 TYPED_TEST(SurfaceQueries, BatchHitsEqualSingleHits) {
