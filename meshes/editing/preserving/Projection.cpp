@@ -55,23 +55,30 @@ constexpr std::uint32_t LeafSize = 4;
 
 // The primitive nearest to p by `distance(i, bound)` (squared, of the
 // primitive at position i of the tree's order; anything above the bound may
-// be answered with infinity), or None. A hint, the answer for a nearby
-// earlier point, bounds the search from the start, which starts at the
+// be answered with infinity), or None; `chosen()` is called right after the
+// distance of each primitive that becomes the nearest so far, so that the
+// caller can keep what that measure computed. A hint, the answer for a
+// nearby earlier point, bounds the search from the start, which starts at the
 // hint's leaf. Ties go to the hint, then to the lowest primitive number,
 // whatever the shape of the tree.
-template <class Distance>
+template <class Distance, class Chosen>
 std::uint32_t Nearest(const CBoxHierarchy& tree, const TreeWalk::CLinks& links, const Vec& p, std::uint32_t hint,
-                      Distance&& distance) {
+                      Distance&& distance, Chosen&& chosen) {
     double best = std::numeric_limits<double>::infinity();
     std::uint32_t found = None;
     const double q[3] = {p.x, p.y, p.z};
     const std::vector<std::uint32_t>& order = tree.GetOrder();
+    // The hint, met again in its leaf, is skipped: it is either the nearest
+    // so far, which it cannot displace, or farther than a nearer one.
     const auto leaf = [&](std::uint32_t first, std::uint32_t count, double& bound) {
         for (std::uint32_t i = first; i < first + count; ++i) {
+            if (i == hint)
+                continue;
             const double d = distance(i, bound);
             if (d < bound || (d == bound && found != None && found != hint && order[i] < order[found])) {
                 bound = d;
                 found = i;
+                chosen();
             }
         }
     };
@@ -81,6 +88,7 @@ std::uint32_t Nearest(const CBoxHierarchy& tree, const TreeWalk::CLinks& links, 
     }
     best = distance(hint, best);
     found = hint;
+    chosen();
     TreeWalk::NearestFrom(tree, links, hint, q, best, leaf);
     return found;
 }
@@ -162,17 +170,33 @@ Vec CEngine::Projected(std::uint32_t v, const Vec& p) {
         const std::uint32_t line = m_Line[v];
         const std::uint32_t hint =
             m_SegmentHint[v] != None && m_Segments[m_SegmentHint[v]].m_Line == line ? m_SegmentHint[v] : None;
-        const std::uint32_t best = Nearest(m_SegmentTree, m_SegmentLinks, p, hint, [&](std::uint32_t i, double) {
-            const CSegment& s = m_Segments[i];
-            if (s.m_Line != line)
-                return std::numeric_limits<double>::infinity();
-            return Squared(ClosestOnSegment(p, s.m_A, s.m_B) - p);
-        });
+        // The closest point of the segment last measured, and of the nearest
+        // (with their numbers: a hint beyond every bound was never measured).
+        Vec measured, nearest;
+        std::uint32_t measuredOf = None, nearestOf = None;
+        const std::uint32_t best = Nearest(
+            m_SegmentTree, m_SegmentLinks, p, hint,
+            [&](std::uint32_t i, double) {
+                const CSegment& s = m_Segments[i];
+                if (s.m_Line != line)
+                    return std::numeric_limits<double>::infinity();
+                measured = ClosestOnSegment(p, s.m_A, s.m_B);
+                measuredOf = i;
+                return Squared(measured - p);
+            },
+            [&] {
+                nearest = measured;
+                nearestOf = measuredOf;
+            });
         if (best == None)
             return p;
         m_SegmentHint[v] = best;
-        return ClosestOnSegment(p, m_Segments[best].m_A, m_Segments[best].m_B);
+        return nearestOf == best ? nearest : ClosestOnSegment(p, m_Segments[best].m_A, m_Segments[best].m_B);
     }
+    // The closest point of the triangle last measured, and of the nearest
+    // (with their numbers: a hint beyond every bound was never measured).
+    Vec measured, nearest;
+    std::uint32_t measuredOf = None, nearestOf = None;
     const auto distance = [&](std::uint32_t i, double bound) {
         const CTriangle& t = m_Triangles[i];
         // The triangle's own box is a cheap first test; most triangles of a
@@ -186,12 +210,19 @@ Vec CEngine::Projected(std::uint32_t v, const Vec& p) {
         }
         if (!(outside <= bound))
             return std::numeric_limits<double>::infinity();
-        return Squared(ClosestOnTriangle(p, t.m_A, t.m_B, t.m_C) - p);
+        measured = ClosestOnTriangle(p, t.m_A, t.m_B, t.m_C);
+        measuredOf = i;
+        return Squared(measured - p);
     };
-    const std::uint32_t best = Nearest(m_TriangleTree, m_TriangleLinks, p, m_FaceHint[v], distance);
+    const std::uint32_t best = Nearest(m_TriangleTree, m_TriangleLinks, p, m_FaceHint[v], distance, [&] {
+        nearest = measured;
+        nearestOf = measuredOf;
+    });
     if (best == None)
         return p;
     m_FaceHint[v] = best;
+    if (nearestOf == best)
+        return nearest;
     const CTriangle& t = m_Triangles[best];
     return ClosestOnTriangle(p, t.m_A, t.m_B, t.m_C);
 }
