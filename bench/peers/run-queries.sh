@@ -11,4 +11,8 @@ build=${BUILD_DIR:-$root/build-peers}
 cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DQUORVEL_BUILD_TESTS=OFF -DQUORVEL_BUILD_TOOLS=ON \
     -DQUORVEL_BUILD_BENCHMARKS=ON -DQUORVEL_BUILD_PEER_BENCHMARKS=ON
 cmake --build "$build" --target bench_peers_queries -j 2
+# Threads waiting for the next parallel loop sleep rather than spin, as in
+# the quorvel tool: on a machine shared with other work a spinning thread takes
+# the core that the serial passes need (an environment that sets it wins).
+export OMP_WAIT_POLICY="${OMP_WAIT_POLICY:-passive}"
 exec "$build/bench/peers/bench_peers_queries" "$@"
