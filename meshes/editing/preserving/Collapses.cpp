@@ -141,6 +141,25 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         else
             return before % after > CollapseMinCos * std::sqrt(before2 * after2);
     };
+    // A sliding vertex merges along its line only where the line,
+    // straightened past it, stays near it (LineDeviationFactor). Without the
+    // bound a tight bend of a line (the rim around the nose of a blade
+    // thinner than the target) loses one vertex after another until the
+    // line cuts straight across the part, and slivers fill what is left.
+    if (IsLine(kind))
+        for (int k = 0; k < 3; ++k) {
+            const std::uint32_t gone = k == 1 ? b : a, survivor = k == 1 ? a : b;
+            if (!open[k] || !(m_Flags[gone] & Sliding))
+                continue;
+            std::uint32_t other = None;
+            ForEachNeighbour(gone, [&](std::uint32_t x, std::uint32_t e) {
+                if (m_Kind[e] == kind && x != survivor)
+                    other = x;
+            });
+            if (other != None && Squared(ClosestOnSegment(m_Position[gone], m_Position[other], places[k]) -
+                                         m_Position[gone]) > m_LineDeviation2)
+                open[k] = false;
+        }
     double reach[3] = {0, 0, 0};
     const std::uint32_t f0 = h / 3, f1 = t != None ? t / 3 : None;
     // The walked vertex's neighbours become the survivor's; where both are on

@@ -83,6 +83,9 @@ constexpr int MaxCollapseValence = 64;
 // vertices of two lines that run side by side, as noise in scans makes them)
 // are one corner at the target resolution: they may merge.
 constexpr double CornerMergeFactor = 0.25;
+// A sliding vertex may merge along its line into a neighbour only where the
+// line, straightened past it, stays within this many target lengths of it.
+constexpr double LineDeviationFactor = 0.25;
 // A kept open boundary much finer than the target (a rim refined for another
 // purpose, a scan cut by a plane) would leave slivers beside every fixed
 // vertex. A vertex of it closer than this many target lengths to a
@@ -408,6 +411,7 @@ private:
     double m_SplitLength2 = 0;
     double m_CollapseLength2 = 0;
     double m_MergeLength2 = 0;
+    double m_LineDeviation2 = 0;
     double m_KeptCollapseLength2 = 0;
     double m_KeptDeviation = 0;
     double m_MaxRoughness = 0;
