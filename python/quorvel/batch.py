@@ -593,10 +593,15 @@ def _run_dask(tasks, client, finish, tick, worker_wait):
     try:
         while pending:
             for future in [f for f in pending if f.done()]:
+                status = future.status
+                # A result held by a worker that dies is lost and computed
+                # again: the future was done a moment ago and is pending now.
+                if status not in ("finished", "error", "cancelled"):
+                    continue
                 pending.discard(future)
                 index = futures[future]
                 task = task_of[index]
-                if future.status == "finished":
+                if status == "finished":
                     try:
                         row = future.result()
                     except Exception as error:
