@@ -130,7 +130,6 @@ double FarthestSampleDistance(std::vector<Point> samples, const CTriangleTree& t
     if (n >= ParallelSamples)
         samples = InSpaceOrder(samples);
     const CBoxHierarchy& hierarchy = tree.GetHierarchy();
-    const CBoxHierarchy::CNode* nodes = hierarchy.GetNodes().data();
     TreeWalk::CLinks links;
     links.Build(hierarchy);
     double worst = 0;
@@ -167,15 +166,7 @@ double FarthestSampleDistance(std::vector<Point> samples, const CTriangleTree& t
                 };
                 // Up from the hint's leaf, into every sibling within reach,
                 // until a triangle is found.
-                std::uint32_t node = links.m_Leaf[hint];
-                TreeWalk::NearestBelow(hierarchy, node, p, reach, leaf);
-                for (std::uint32_t parent = links.m_Parent[node]; !found && parent != TreeWalk::CLinks::NoNode;
-                     parent = links.m_Parent[node]) {
-                    const std::uint32_t sibling = node ^ 1u;
-                    if (TreeWalk::BoxDistanceSquared(nodes[sibling], p) <= reach)
-                        TreeWalk::NearestBelow(hierarchy, sibling, p, reach, leaf);
-                    node = parent;
-                }
+                TreeWalk::NearestFrom(hierarchy, links, hint, p, reach, leaf);
                 if (found)
                     continue;
             } else {
