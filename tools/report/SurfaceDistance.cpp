@@ -84,19 +84,22 @@ namespace {
 // the queries.
 constexpr std::int64_t ParallelSamples = 16384;
 
-// Spreads the low 21 bits of v to every third bit.
-std::uint64_t Spread(std::uint64_t v) {
-    v &= 0x1FFFFF;
-    v = (v | v << 32) & 0x1F00000000FFFFull;
-    v = (v | v << 16) & 0x1F0000FF0000FFull;
-    v = (v | v << 8) & 0x100F00F00F00F00Full;
-    v = (v | v << 4) & 0x10C30C30C30C30C3ull;
-    v = (v | v << 2) & 0x1249249249249249ull;
+// Spreads the low 10 bits of v to every third bit.
+std::uint32_t Spread(std::uint32_t v) {
+    v &= 0x3FF;
+    v = (v | v << 16) & 0x030000FFu;
+    v = (v | v << 8) & 0x0300F00Fu;
+    v = (v | v << 4) & 0x030C30C3u;
+    v = (v | v << 2) & 0x09249249u;
     return v;
 }
 
 // The samples along a Morton curve through their box: consecutive queries
-// then walk the same upper nodes of the tree, which stay in cache.
+// then walk the same upper nodes of the tree, which stay in cache. A grid of
+// 1024 cells an axis leaves about one sample a cell on a surface; the 30-bit
+// cell numbers are sorted by four stable passes over their bytes, in a
+// fraction of the time a comparison sort takes, and samples in one cell keep
+// their order.
 std::vector<Point> InSpaceOrder(const std::vector<Point>& samples) {
     Point low(HUGE_VAL, HUGE_VAL, HUGE_VAL), high(-HUGE_VAL, -HUGE_VAL, -HUGE_VAL);
     for (const Point& p : samples)
@@ -104,22 +107,32 @@ std::vector<Point> InSpaceOrder(const std::vector<Point>& samples) {
             low[k] = std::min(low[k], p[k]);
             high[k] = std::max(high[k], p[k]);
         }
-    std::vector<std::pair<std::uint64_t, std::uint32_t>> keys(samples.size());
+    // The cell number in the high half, the sample's index in the low one.
+    std::vector<std::uint64_t> keys(samples.size()), scratch(samples.size());
     for (std::size_t i = 0; i < samples.size(); ++i) {
-        std::uint64_t key = 0;
+        std::uint32_t cell = 0;
         for (int k = 0; k < 3; ++k) {
             const double extent = high[k] - low[k];
             const double unit = extent > 0 ? (samples[i][k] - low[k]) / extent : 0.0;
-            const std::uint64_t cell =
-                std::isfinite(unit) ? static_cast<std::uint64_t>(std::clamp(unit, 0.0, 1.0) * 2097151.0) : 0;
-            key |= Spread(cell) << k;
+            const std::uint32_t step =
+                std::isfinite(unit) ? static_cast<std::uint32_t>(std::clamp(unit, 0.0, 1.0) * 1023.0) : 0;
+            cell |= Spread(step) << k;
         }
-        keys[i] = {key, static_cast<std::uint32_t>(i)};
+        keys[i] = std::uint64_t(cell) << 32 | static_cast<std::uint32_t>(i);
     }
-    std::sort(keys.begin(), keys.end());
+    for (int shift = 32; shift < 64; shift += 8) {
+        std::size_t start[257] = {};
+        for (const std::uint64_t key : keys)
+            ++start[(key >> shift & 0xFF) + 1];
+        for (int d = 0; d < 256; ++d)
+            start[d + 1] += start[d];
+        for (const std::uint64_t key : keys)
+            scratch[start[key >> shift & 0xFF]++] = key;
+        keys.swap(scratch);
+    }
     std::vector<Point> ordered(samples.size());
     for (std::size_t i = 0; i < keys.size(); ++i)
-        ordered[i] = samples[keys[i].second];
+        ordered[i] = samples[static_cast<std::uint32_t>(keys[i])];
     return ordered;
 }
 
