@@ -5,6 +5,7 @@
 #include <random>
 #include <utility>
 
+#include "core/KeySort.h"
 #include "quorvel/meshes/queries/TreeWalk_impl.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
@@ -97,7 +98,7 @@ std::uint32_t Spread(std::uint32_t v) {
 // The samples along a Morton curve through their box: consecutive queries
 // then walk the same upper nodes of the tree, which stay in cache. A grid of
 // 1024 cells an axis leaves about one sample a cell on a surface; the 30-bit
-// cell numbers are sorted by four stable passes over their bytes, in a
+// cell numbers, with the sample's index below them, are sorted by bytes in a
 // fraction of the time a comparison sort takes, and samples in one cell keep
 // their order.
 std::vector<Point> InSpaceOrder(const std::vector<Point>& samples) {
@@ -108,7 +109,7 @@ std::vector<Point> InSpaceOrder(const std::vector<Point>& samples) {
             high[k] = std::max(high[k], p[k]);
         }
     // The cell number in the high half, the sample's index in the low one.
-    std::vector<std::uint64_t> keys(samples.size()), scratch(samples.size());
+    std::vector<std::uint64_t> keys(samples.size());
     for (std::size_t i = 0; i < samples.size(); ++i) {
         std::uint32_t cell = 0;
         for (int k = 0; k < 3; ++k) {
@@ -120,16 +121,7 @@ std::vector<Point> InSpaceOrder(const std::vector<Point>& samples) {
         }
         keys[i] = std::uint64_t(cell) << 32 | static_cast<std::uint32_t>(i);
     }
-    for (int shift = 32; shift < 64; shift += 8) {
-        std::size_t start[257] = {};
-        for (const std::uint64_t key : keys)
-            ++start[(key >> shift & 0xFF) + 1];
-        for (int d = 0; d < 256; ++d)
-            start[d + 1] += start[d];
-        for (const std::uint64_t key : keys)
-            scratch[start[key >> shift & 0xFF]++] = key;
-        keys.swap(scratch);
-    }
+    SortKeys(keys);
     std::vector<Point> ordered(samples.size());
     for (std::size_t i = 0; i < keys.size(); ++i)
         ordered[i] = samples[static_cast<std::uint32_t>(keys[i])];
