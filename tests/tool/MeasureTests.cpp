@@ -212,4 +212,15 @@ TEST(KeySort, AgreesWithAComparisonSortWhateverBytesTheKeysShare) {
             SortKeys(keys);
             EXPECT_EQ(keys, expected) << count << " keys under mask " << std::hex << mask;
         }
+
+    // Compared from bit 32 up: the low halves, here descending, keep their
+    // order among equal high halves.
+    std::vector<std::uint64_t> keys(50000);
+    for (std::size_t i = 0; i < keys.size(); ++i)
+        keys[i] = (random() % 1000) << 32 | (keys.size() - i);
+    std::vector<std::uint64_t> expected = keys;
+    std::stable_sort(expected.begin(), expected.end(),
+                     [](std::uint64_t a, std::uint64_t b) { return a >> 32 < b >> 32; });
+    SortKeys(keys, 32);
+    EXPECT_EQ(keys, expected);
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -10,33 +9,34 @@ namespace Corvane::Pellix::Quorvel::Tool {
 
 // Sorts 64-bit keys ascending. The tool's keys pack vertex or face numbers,
 // so most of their bytes are the same in every key: a byte-wise radix sort
-// skips those bytes and passes over the others once each, several times
-// sooner than a comparison sort on the hundred thousands of keys of a large
-// mesh. Equal keys are indistinguishable, so the result is the one
-// std::sort gives.
-inline void SortKeys(std::vector<std::uint64_t>& keys) {
+// skips those bytes and passes over the others once each, sooner than a
+// comparison sort on the hundred thousands of keys of a large mesh. Equal
+// keys are indistinguishable, so the result is the one std::sort gives.
+//
+// From bit `from` (rounded down to a byte) the keys are compared, and keys
+// equal there keep their order: a key whose low bits hold an ascending index
+// needs no pass over the index. (Short runs are sorted whole, which orders
+// such keys the same way.)
+inline void SortKeys(std::vector<std::uint64_t>& keys, int from = 0) {
     if (keys.size() < 4096) {
         std::sort(keys.begin(), keys.end());
         return;
     }
-    std::vector<std::array<std::size_t, 256>> counts(8, std::array<std::size_t, 256>{});
+    // Bytes where some key differs from the first; the others are skipped.
+    std::uint64_t differ = 0;
     for (const std::uint64_t key : keys)
-        for (int byte = 0; byte < 8; ++byte)
-            ++counts[byte][key >> (8 * byte) & 0xFF];
+        differ |= key ^ keys.front();
     std::vector<std::uint64_t> scratch(keys.size());
-    for (int byte = 0; byte < 8; ++byte) {
-        std::array<std::size_t, 256>& count = counts[byte];
-        const int shift = 8 * byte;
-        if (count[keys.front() >> shift & 0xFF] == keys.size())
+    for (int shift = from / 8 * 8; shift < 64; shift += 8) {
+        if ((differ >> shift & 0xFF) == 0)
             continue;
-        std::size_t start = 0;
-        for (std::size_t& c : count) {
-            const std::size_t n = c;
-            c = start;
-            start += n;
-        }
+        std::size_t start[257] = {};
         for (const std::uint64_t key : keys)
-            scratch[count[key >> shift & 0xFF]++] = key;
+            ++start[(key >> shift & 0xFF) + 1];
+        for (int digit = 0; digit < 256; ++digit)
+            start[digit + 1] += start[digit];
+        for (const std::uint64_t key : keys)
+            scratch[start[key >> shift & 0xFF]++] = key;
         keys.swap(scratch);
     }
 }

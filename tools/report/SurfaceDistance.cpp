@@ -121,7 +121,7 @@ std::vector<Point> InSpaceOrder(const std::vector<Point>& samples) {
         }
         keys[i] = std::uint64_t(cell) << 32 | static_cast<std::uint32_t>(i);
     }
-    SortKeys(keys);
+    SortKeys(keys, 32);
     std::vector<Point> ordered(samples.size());
     for (std::size_t i = 0; i < keys.size(); ++i)
         ordered[i] = samples[static_cast<std::uint32_t>(keys[i])];
