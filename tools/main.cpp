@@ -51,14 +51,15 @@ __attribute__((constructor(102))) static void PreferLargePages() {
     mallopt(M_TOP_PAD, static_cast<int>(Reserve));
     // A block larger than what the heap has left makes it grow now, by the
     // reserve; the barrier keeps the compiler from eliding the pair.
-    const std::uintptr_t before = reinterpret_cast<std::uintptr_t>(sbrk(0));
+    char* const before = static_cast<char*>(sbrk(0));
     void* block = std::malloc(std::size_t(1) << 20);
     asm volatile("" : : "r"(block) : "memory");
-    const std::uintptr_t after = reinterpret_cast<std::uintptr_t>(sbrk(0));
+    char* const after = static_cast<char*>(sbrk(0));
     std::free(block);
-    const std::uintptr_t start = (before + LargePage - 1) & ~(LargePage - 1), end = after & ~(LargePage - 1);
-    if (block != nullptr && end > start)
-        madvise(reinterpret_cast<void*>(start), end - start, MADV_HUGEPAGE);
+    // Large pages cover whole aligned 2 MB spans of the region.
+    char* const start = before + (LargePage - reinterpret_cast<std::uintptr_t>(before) % LargePage) % LargePage;
+    if (block != nullptr && after > start)
+        madvise(start, static_cast<std::size_t>(after - start), MADV_HUGEPAGE);
 }
 
 int main(int argc, char** argv) {
