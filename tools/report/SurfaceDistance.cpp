@@ -142,9 +142,9 @@ double FarthestSampleDistance(std::vector<Point> samples, const CTriangleTree& t
     // the maximum: the first such triangle settles it, without the nearest
     // one. Neighbouring samples are usually settled by the same triangle or
     // another of its leaf, so each thread's search starts at the leaf of the
-    // last triangle found (`hint`, a position of the tree's order) and
-    // climbs. (A thread's copy of `worst` starts at
-    // the lowest double, hence the clamp.)
+    // last triangle found (`hint`, a position of the tree's order), tries
+    // that triangle first and then climbs. (A thread's copy of `worst`
+    // starts at the lowest double, hence the clamp.)
 #pragma omp parallel reduction(max : worst) if (n >= ParallelSamples)
     {
         std::uint32_t hint = CSurfacePoint::NoTriangle;
@@ -154,10 +154,20 @@ double FarthestSampleDistance(std::vector<Point> samples, const CTriangleTree& t
             const double limit = bound * bound;
             const double p[3] = {samples[i].x, samples[i].y, samples[i].z};
             if (hint != CSurfacePoint::NoTriangle) {
+                // The last triangle found settles most samples on its own.
+                const std::uint32_t start = hint;
+                {
+                    const double* t = tree.GetCorners(start);
+                    double point[3], weights[3];
+                    if (ClosestPointOnTriangle(p, t, t + 3, t + 6, point, weights) <= limit)
+                        continue;
+                }
                 double reach = limit;
                 bool found = false;
                 auto leaf = [&](std::uint32_t first, std::uint32_t count, double& within) {
                     for (std::uint32_t k = first; k < first + count; ++k) {
+                        if (k == start)
+                            continue;
                         const double* t = tree.GetCorners(k);
                         double point[3], weights[3];
                         if (ClosestPointOnTriangle(p, t, t + 3, t + 6, point, weights) <= limit) {
@@ -171,7 +181,7 @@ double FarthestSampleDistance(std::vector<Point> samples, const CTriangleTree& t
                 };
                 // Up from the hint's leaf, into every sibling within reach,
                 // until a triangle is found.
-                TreeWalk::NearestFrom(hierarchy, links, hint, p, reach, leaf);
+                TreeWalk::NearestFrom(hierarchy, links, start, p, reach, leaf);
                 if (found)
                     continue;
             } else {
