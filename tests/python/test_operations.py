@@ -202,10 +202,8 @@ class TestOtherEdits:
         assert mesh.vertex_count == 4 and mesh.face_count == 4
         assert mesh.volume == pytest.approx(1 / 6, rel=1e-4)
 
-    def test_contour_of_a_closed_mesh_is_empty(self, sphere):
+    def test_contour_walks_the_rim(self, sphere):
         assert sphere.contour().shape == (0, 3)
-
-    def test_contour_walks_the_rim(self):
         contour = quorvel.Mesh(*grid(4)).contour()
         # The walk's closing step scans only the lowest-numbered vertices, so
         # the last rim vertex of this grid is left out, as designed.
