@@ -7,7 +7,7 @@ import numpy as np
 import pytest
 
 import quorvel
-from conftest import grid, icosphere, tetrahedron
+from conftest import icosphere, tetrahedron
 
 V, F = tetrahedron()
 

@@ -10,7 +10,6 @@ import signal
 import stat
 import struct
 import subprocess
-import sys
 import threading
 import time
 
