@@ -203,7 +203,7 @@ double SmallestAngleInDegrees(const Mesh& mesh) {
             const TVector3<double> a = Position(mesh, mesh.m_Faces[f].m_Corners[k]);
             const TVector3<double> u = Position(mesh, mesh.m_Faces[f].m_Corners[(k + 1) % 3]) - a;
             const TVector3<double> w = Position(mesh, mesh.m_Faces[f].m_Corners[(k + 2) % 3]) - a;
-            smallest = std::min(smallest, std::atan2((u * w).GetLength(), u % w) * 180 / 3.14159265358979323846);
+            smallest = std::min(smallest, std::atan2((u * w).GetLength(), u % w) * 180 / Pi);
         }
     return smallest;
 }
