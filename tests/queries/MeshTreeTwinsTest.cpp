@@ -173,21 +173,19 @@ TYPED_TEST(MeshTreeTwins, NearestHitsMatchInEveryCullingMode) {
     for (std::size_t i = 0; i < lines.size(); ++i) {
         const TLine3<Real>& line = lines[i];
         const Real tolerance = tolerances[i % 3];
-        V expected(7, 7, 7), actual(7, 7, 7);
-        bool a = mesh.IntersectWith(line, &expected, tolerance), b = tree.IntersectWith(line, &actual, tolerance);
-        ASSERT_EQ(a, b) << "line " << i;
-        ASSERT_EQ(expected, actual) << "line " << i;
-        hits += a;
-        expected = actual = V(7, 7, 7);
-        a = mesh.IntersectWithBFC(line, &expected, tolerance);
-        b = tree.IntersectWithBFC(line, &actual, tolerance);
-        ASSERT_EQ(a, b) << "line " << i;
-        ASSERT_EQ(expected, actual) << "line " << i;
-        expected = actual = V(7, 7, 7);
-        a = mesh.IntersectWithFFC(line, &expected, tolerance);
-        b = tree.IntersectWithFFC(line, &actual, tolerance);
-        ASSERT_EQ(a, b) << "line " << i;
-        ASSERT_EQ(expected, actual) << "line " << i;
+        // No culling, back faces culled, front faces culled.
+        for (int mode = 0; mode < 3; ++mode) {
+            V expected(7, 7, 7), actual(7, 7, 7);
+            const bool a = mode == 0   ? mesh.IntersectWith(line, &expected, tolerance)
+                           : mode == 1 ? mesh.IntersectWithBFC(line, &expected, tolerance)
+                                       : mesh.IntersectWithFFC(line, &expected, tolerance);
+            const bool b = mode == 0   ? tree.IntersectWith(line, &actual, tolerance)
+                           : mode == 1 ? tree.IntersectWithBFC(line, &actual, tolerance)
+                                       : tree.IntersectWithFFC(line, &actual, tolerance);
+            ASSERT_EQ(a, b) << "line " << i << ", mode " << mode;
+            ASSERT_EQ(expected, actual) << "line " << i << ", mode " << mode;
+            hits += mode == 0 && a;
+        }
 
         // The face reported is the first face, in index order, that the
         // one-face query hits at that distance.
