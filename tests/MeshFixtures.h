@@ -204,6 +204,21 @@ void AddTables(Mesh& mesh, const std::vector<std::array<double, 3>>& points,
         AddFace(mesh, base + f[0], base + f[1], base + f[2]);
 }
 
+// Appends another mesh's vertices moved by (dx, dy, dz) and its faces,
+// turned over when `flip` is set.
+template <typename Mesh, typename Other>
+void AddMesh(Mesh& mesh, const Other& other, double dx = 0, double dy = 0, double dz = 0, bool flip = false) {
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    for (unsigned int v = 0; v < other.m_Vertices.GetCount(); ++v) {
+        const auto& p = other.m_Vertices[v].m_Position;
+        AddVertex(mesh, double(p.x) + dx, double(p.y) + dy, double(p.z) + dz);
+    }
+    for (unsigned int f = 0; f < other.m_Faces.GetCount(); ++f) {
+        const auto* c = other.m_Faces[f].m_Corners;
+        AddFace(mesh, base + c[0], base + c[flip ? 2 : 1], base + c[flip ? 1 : 2]);
+    }
+}
+
 // An open, twisted and curved strip like a turbine blade exported from CAD:
 // `bands` bands across its span, each tessellated with faces that run from one
 // rim to the next (about 4 / `chordPoints` as wide as they are long). The

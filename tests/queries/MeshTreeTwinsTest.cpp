@@ -44,17 +44,9 @@ TYPED_TEST_SUITE(MeshTreeTwins, AllMeshes);
 template <typename Mesh>
 void MakeScene(Mesh& mesh, unsigned int levels = 3) {
     MakeBumpySphere(mesh, levels, 0.15, 0.02);
-    const unsigned int base = mesh.m_Vertices.GetCount();
     Mesh grid;
     MakeGrid(grid, 8, 8, 0.25);
-    for (unsigned int v = 0; v < grid.m_Vertices.GetCount(); ++v) {
-        const auto& p = grid.m_Vertices[v].m_Position;
-        AddVertex(mesh, double(p.x) - 1.0, double(p.y) - 1.0, 0.25);
-    }
-    for (unsigned int f = 0; f < grid.m_Faces.GetCount(); ++f) {
-        const auto* c = grid.m_Faces[f].m_Corners;
-        AddFace(mesh, base + c[0], base + c[1], base + c[2]);
-    }
+    AddMesh(mesh, grid, -1.0, -1.0, 0.25);
     const auto* c = mesh.m_Faces[17].m_Corners;
     AddFace(mesh, c[0], c[1], c[2]);
     AddFace(mesh, 5, 5, 5);
@@ -246,20 +238,10 @@ TYPED_TEST(MeshTreeTwins, InsideTestsMatchAndLeaveTheRuntimeGeneratorAlone) {
     MakeScene(mesh, 2);
     // A cavity: a box inside the sphere wound inwards, so points in it see
     // two shells and are within by the parity rule.
-    {
-        TypeParam box;
-        MakeBox(box, 0.3, 0.3, 0.3);
-        const unsigned int base = mesh.m_Vertices.GetCount();
-        for (unsigned int v = 0; v < 8; ++v) {
-            const auto& p = box.m_Vertices[v].m_Position;
-            AddVertex(mesh, double(p.x) - 0.15, double(p.y) - 0.15, double(p.z) - 0.5);
-        }
-        for (unsigned int f = 0; f < 12; ++f) {
-            const auto* c = box.m_Faces[f].m_Corners;
-            AddFace(mesh, base + c[0], base + c[2], base + c[1]);
-        }
-        mesh.DetermineBoundingBox(true);
-    }
+    TypeParam box;
+    MakeBox(box, 0.3, 0.3, 0.3);
+    AddMesh(mesh, box, -0.15, -0.15, -0.5, true);
+    mesh.DetermineBoundingBox(true);
     const typename TreeOf<TypeParam>::Type tree(mesh);
     CQueries<Real> queries;
     std::vector<V> points = queries.Points(mesh, 150);
