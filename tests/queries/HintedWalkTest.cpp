@@ -182,6 +182,21 @@ TEST_P(HintedWalk, BoxesHoldTheirPrimitivesAndTheMedianTreeStaysShallow) {
     }
 }
 
+TEST_P(HintedWalk, ALeafThatDropsTheBoundBelowZeroEndsTheWalk) {
+    // With no bound every leaf would be visited; the first one that settles
+    // the query is the last.
+    const double p[3] = {0.3, -0.2, 0.1};
+    for (const std::uint32_t start : {0u, Count() / 2, Count() - 1}) {
+        double bound = std::numeric_limits<double>::infinity();
+        unsigned int leaves = 0;
+        TreeWalk::NearestFrom(m_Tree, m_Links, start, p, bound, [&](std::uint32_t, std::uint32_t, double& limit) {
+            if (++leaves == 2)
+                limit = -1;
+        });
+        EXPECT_EQ(leaves, 2u) << "from position " << start;
+    }
+}
+
 TEST_P(HintedWalk, AnEmptyTreeVisitsNothing) {
     CBoxHierarchy empty;
     if (GetParam())
