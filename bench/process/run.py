@@ -13,8 +13,15 @@ a Markdown table:
   processor time  user and system time of that run, all threads: steadier
                   than wall time when other work shares the machine
   start-up        `quorvel --help`: loading the program and its libraries
+  CGAL process    wall time of CGAL's whole remeshing process on the same file
+                  (bench/peers/process_peer.cpp: read, isotropic remeshing to
+                  the mean edge length with projection, write binary PLY),
+                  fastest run; its runs alternate with the tool's so that both
+                  see the same load. Left out when the program is not built
+                  (BUILD_DIR=build-peers bench/peers/run.sh builds it).
 
-    bench/process/run.py [--repeat 20] [--tool build/release/tools/quorvel] [FACES ...]
+    bench/process/run.py [--repeat 20] [--tool build/release/tools/quorvel]
+                         [--peer build-peers/bench/peers/bench_peers_process] [FACES ...]
 
 FACES defaults to 50 1000 10000 50000.
 """
@@ -83,7 +90,10 @@ def main():
     parser.add_argument("--repeat", type=int, default=20, help="runs per size; the fastest counts")
     parser.add_argument("--tool", default=os.path.join(ROOT, "build", "release", "tools", "quorvel"))
     parser.add_argument("--method", default="preserve", choices=["preserve", "exact"])
+    parser.add_argument("--peer", default=os.path.join(ROOT, "build-peers", "bench", "peers", "bench_peers_process"),
+                        help="CGAL's whole process; its column is left out when the program is missing")
     args = parser.parse_args()
+    peer = args.peer if os.access(args.peer, os.X_OK) else None
     work = tempfile.mkdtemp(prefix="quorvel-process-bench-")
     try:
         startup = min(timed([args.tool, "--help"]) for _ in range(args.repeat))[0]
@@ -92,23 +102,26 @@ def main():
             vertices, faces = bumpy_sphere(requested)
             source, target, summary = (os.path.join(work, name) for name in ("in.ply", "out.ply", "run.json"))
             write_ply(source, vertices, faces)
-            runs = []
+            runs, peers = [], []
             for _ in range(args.repeat):
                 seconds, processor = timed([args.tool, "remesh", source, "-o", target, "--method", args.method,
                                             "--json", summary, "--quiet"])
                 with open(summary) as stream:
                     runs.append((seconds, json.load(stream)["wall_time"], processor))
+                if peer:
+                    peers.append(timed([peer, source, os.path.join(work, "peer.ply")])[0])
             whole, remesh, processor = min(runs)
-            rows.append((len(faces), whole, remesh, processor))
-            print(f"{len(faces)} faces: {whole * 1e3:.1f} ms, remesh {remesh * 1e3:.1f} ms", file=sys.stderr)
+            rows.append((len(faces), whole, remesh, processor, min(peers) if peers else None))
+            print(f"{len(faces)} faces: {whole * 1e3:.1f} ms, remesh {remesh * 1e3:.1f} ms"
+                  + (f", CGAL process {min(peers) * 1e3:.1f} ms" if peers else ""), file=sys.stderr)
         print(f"\n`quorvel remesh --method {args.method}`, fastest of {args.repeat} runs; "
               f"{os.cpu_count()} cores; start-up (`quorvel --help`) {startup * 1e3:.1f} ms; "
               f"load average {open('/proc/loadavg').read().split()[0]}.\n")
-        print("| faces | whole process | remeshing alone | ratio | processor time |")
-        print("|---:|---:|---:|---:|---:|")
-        for faces, whole, remesh, processor in rows:
+        print("| faces | whole process | remeshing alone | ratio | processor time |" + (" CGAL process |" if peer else ""))
+        print("|---:|---:|---:|---:|---:|" + ("---:|" if peer else ""))
+        for faces, whole, remesh, processor, cgal in rows:
             print(f"| {faces:,} | {whole * 1e3:.1f} ms | {remesh * 1e3:.1f} ms | {whole / remesh:.2f} "
-                  f"| {processor * 1e3:.0f} ms |")
+                  f"| {processor * 1e3:.0f} ms |" + (f" {cgal * 1e3:.1f} ms |" if peer else ""))
     finally:
         shutil.rmtree(work, ignore_errors=True)
 

@@ -87,7 +87,8 @@ TEST(RemeshMeasures, DistanceFindsTheGapBetweenVerticesAndCountsItsPoints) {
     // Four vertices, five edges and the points spread by area.
     EXPECT_EQ(measures.m_BeforeSamples, 4 + 5 + RemeshAreaSamples(2));
     EXPECT_EQ(measures.m_AfterSamples, 4 + 5 + RemeshAreaSamples(2));
-    EXPECT_EQ(RemeshAreaSamples(2), 2000u);
+    EXPECT_EQ(RemeshAreaSamples(2), 500u);
+    EXPECT_EQ(RemeshAreaSamples(1000), 1000u);
     EXPECT_EQ(RemeshAreaSamples(50000), 50000u);
     EXPECT_EQ(RemeshAreaSamples(5000000), 100000u);
     EXPECT_DOUBLE_EQ(measures.m_Before.m_Area, MeasureMesh(valley).m_Area);

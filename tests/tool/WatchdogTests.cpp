@@ -253,3 +253,25 @@ TEST_F(RemeshLimits, RunningOutOfMemoryOutsideTheWatchdogIsAnErrorLine) {
     m_InputBytes = ReadFile(m_Sphere);
     ExpectStopped(run, m_Sphere, {"out of memory"});
 }
+
+TEST(Watchdog, OnceStoppedItNeitherTripsNorEndsTheProcess) {
+    // Stop does not wait for the watchdog's thread; what the process does
+    // after it (measuring, writing the output) must still be safe from it.
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        CResourceLimits limits;
+        limits.m_MaxMemory = GetResidentMemory() + (32 << 20);
+        CWatchdog watchdog(limits, EWatchdogAction::Exit, "mesh.off: remeshing", "nothing was written");
+        watchdog.Start();
+        watchdog.Stop();
+        const bool trippedAtStop = watchdog.IsTripped();
+        const std::vector<char> block = Touch(256 << 20);
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        ::_exit(trippedAtStop || watchdog.IsTripped() ? 3 : 0);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+}

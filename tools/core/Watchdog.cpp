@@ -233,10 +233,12 @@ CWatchdog::CWatchdog(CResourceLimits limits, EWatchdogAction action, std::string
 
 CWatchdog::~CWatchdog() {
     Stop();
+    Join();
 }
 
 void CWatchdog::Start() {
     Stop();
+    Join();
     if (::pthread_getcpuclockid(::pthread_self(), &m_Clock) != 0)
         m_Clock = CLOCK_MONOTONIC;
     m_StartSeconds = ReadClock(m_Clock);
@@ -244,6 +246,11 @@ void CWatchdog::Start() {
     m_Thread = std::thread([this] { Run(); });
 }
 
+// Stop does not wait for the thread: on a busy machine the woken thread can
+// wait milliseconds for a core, and the work that follows (measures, writing
+// the output) need not wait with it. The flag set under the mutex is enough,
+// since the thread checks it under the mutex before it records a trip or
+// ends the process.
 void CWatchdog::Stop() {
     if (!m_Thread.joinable())
         return;
@@ -252,7 +259,11 @@ void CWatchdog::Stop() {
         m_Stopping = true;
     }
     m_Wake.notify_all();
-    m_Thread.join();
+}
+
+void CWatchdog::Join() {
+    if (m_Thread.joinable())
+        m_Thread.join();
 }
 
 std::string CWatchdog::GetMessage() const {
@@ -271,6 +282,10 @@ void CWatchdog::ThrowIfTripped() const {
 
 void CWatchdog::Record(const std::string& reason) {
     std::lock_guard<std::mutex> lock(m_Mutex);
+    RecordLocked(reason);
+}
+
+void CWatchdog::RecordLocked(const std::string& reason) {
     if (m_Tripped)
         return;
     m_Message = m_Context + " stopped: " + reason + (m_Advice.empty() ? "" : "; " + m_Advice);
@@ -310,8 +325,15 @@ void CWatchdog::Run() {
             m_AddressSpaceLimit != 0 && total > AddressSpaceShare * static_cast<double>(m_AddressSpaceLimit);
         const bool overTime = m_Limits.m_MaxSeconds > 0 && seconds > m_Limits.m_MaxSeconds;
         const bool runningAway = runaway != 0 && resident > runaway;
+        lock.lock();
+        // Once stopped, the work is over: nothing may trip after Stop returns.
+        if (m_Stopping)
+            break;
         if (!m_Tripped && (overMemory || overAddress || runningAway || overTime))
-            Record(overMemory ? memoryReason : overAddress ? addressReason : runningAway ? runawayReason : timeReason);
+            RecordLocked(overMemory    ? memoryReason
+                         : overAddress ? addressReason
+                         : runningAway ? runawayReason
+                                       : timeReason);
         if (m_Tripped && !seen) {
             seen = true;
             trippedAt = now;
@@ -320,14 +342,9 @@ void CWatchdog::Run() {
             const bool emergency = overAddress ||
                                    (m_Limits.m_MaxMemory != 0 && resident > MemoryOvershoot * m_Limits.m_MaxMemory) ||
                                    (runaway != 0 && resident > MemoryOvershoot * runaway);
-            if (m_Action == EWatchdogAction::Exit || emergency || now - trippedAt > GracePeriod) {
-                lock.lock();
-                if (m_Stopping)
-                    break;
+            if (m_Action == EWatchdogAction::Exit || emergency || now - trippedAt > GracePeriod)
                 EndProcess();
-            }
         }
-        lock.lock();
         m_Wake.wait_for(lock, SamplingInterval, [this] { return m_Stopping; });
     }
     if (statm >= 0)

@@ -157,6 +157,9 @@ public:
     CWatchdog& operator=(const CWatchdog&) = delete;
 
     void Start();
+    // After Stop returns the watchdog neither trips nor ends the process. It
+    // does not wait for the thread to finish: that is joined by the next
+    // Start or the destructor.
     void Stop();
     // Safe from any thread.
     bool IsTripped() const { return m_Tripped.load(); }
@@ -173,6 +176,9 @@ public:
 private:
     void Run();
     void Record(const std::string& reason);
+    // Record with m_Mutex held.
+    void RecordLocked(const std::string& reason);
+    void Join();
     [[noreturn]] void EndProcess();
 
     CResourceLimits m_Limits;
