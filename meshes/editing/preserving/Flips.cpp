@@ -107,12 +107,19 @@ bool CEngine::FlipIsValid(std::uint32_t h) const {
         const Vec& x = m_Position[corner[0]];
         return (m_Position[corner[1]] - x) * (m_Position[corner[2]] - x);
     };
+    // Faces narrower across their shared side than NarrowFoldFactor targets
+    // may fold there, as in a collapse (see MakesFold).
+    const auto narrow = [&](const Vec& m, const Vec& n, const Vec& x, const Vec& y) {
+        const double narrow2 = NarrowFoldFactor * NarrowFoldFactor * m_TargetLength * m_TargetLength * Squared(x - y);
+        return Squared(m) < narrow2 && Squared(n) < narrow2;
+    };
     const auto turns = [&](const Vec& made, const Vec& old, std::uint32_t e) {
         const Vec beside = outer(e);
-        return Squared(beside) > 0 && Folded(made, beside) && !Folded(old, beside);
+        return Squared(beside) > 0 && Folded(made, beside) && !Folded(old, beside) &&
+               !narrow(made, beside, m_Position[m_Corner[e]], m_Position[Target(e)]);
     };
     const std::uint32_t n = Next(h), p = Prev(h), tn = Next(t), tp = Prev(t);
-    if (Folded(new0, new1) && !Folded(old0, old1))
+    if (Folded(new0, new1) && !Folded(old0, old1) && !narrow(new0, new1, pc, pd))
         return false;
     return !(turns(new0, old0, p) || turns(new0, old1, tn) || turns(new1, old1, tp) || turns(new1, old0, n));
 }
