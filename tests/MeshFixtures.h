@@ -18,6 +18,8 @@ namespace QuorvelTest {
 
 using namespace Corvane::Pellix::Quorvel;
 
+constexpr double Pi = 3.14159265358979323846;
+
 template <typename Mesh>
 using RealOf = decltype(Mesh().m_BoundingBox.m_Min.x);
 
@@ -37,6 +39,21 @@ void AddFace(Mesh& mesh, unsigned int a, unsigned int b, unsigned int c) {
     typedef typename std::remove_reference<decltype(mesh.m_Faces[0].m_Corners[0])>::type Index;
     mesh.m_Faces.Add(TFace<Index>(Index(a), Index(b), Index(c)));
 }
+
+// Deterministic noise in [-1, 1] (xorshift), the same on every platform.
+class CNoise {
+public:
+    explicit CNoise(unsigned int seed) : m_State(seed ? seed : 1u) { }
+    double Next() {
+        m_State ^= m_State << 13;
+        m_State ^= m_State >> 17;
+        m_State ^= m_State << 5;
+        return (m_State % 20001) / 10000.0 - 1;
+    }
+
+private:
+    unsigned int m_State;
+};
 
 // One triangle in the z = 0 plane, counter-clockwise seen from +z.
 template <typename Mesh>
@@ -134,10 +151,6 @@ void BuildConnectivity(Mesh& mesh) {
     mesh.AssignVertexConnectivity(true);
 }
 
-}  // namespace QuorvelTest
-
-namespace QuorvelTest {
-
 // Torus of n x m quads (n around the tube's axis, m around the tube), each
 // split into two triangles with the same diagonal, so every vertex has
 // valence 6. Vertex (i, j) has index j * n + i; quad (i, j) gives faces
@@ -145,10 +158,9 @@ namespace QuorvelTest {
 // surface.
 template <typename Mesh>
 void MakeTorus(Mesh& mesh, unsigned int n, unsigned int m, double major = 2, double minor = 0.5) {
-    const double pi = 3.14159265358979323846;
     for (unsigned int j = 0; j < m; ++j)
         for (unsigned int i = 0; i < n; ++i) {
-            const double u = 2 * pi * i / n, v = 2 * pi * j / m;
+            const double u = 2 * Pi * i / n, v = 2 * Pi * j / m;
             const double ring = major + minor * std::cos(v);
             AddVertex(mesh, ring * std::cos(u), ring * std::sin(u), minor * std::sin(v));
         }
@@ -161,10 +173,6 @@ void MakeTorus(Mesh& mesh, unsigned int n, unsigned int m, double major = 2, dou
         }
 }
 
-}  // namespace QuorvelTest
-
-namespace QuorvelTest {
-
 // An icosphere of radius about 1 whose vertices are pushed in or out along
 // their radius by smooth bumps of the given amplitude plus deterministic
 // noise of the given amplitude: a star-shaped closed surface around the
@@ -172,24 +180,17 @@ namespace QuorvelTest {
 template <typename Mesh>
 void MakeBumpySphere(Mesh& mesh, unsigned int levels, double bumps, double noise, unsigned int seed = 12345) {
     MakeIcosphere(mesh, levels);
-    unsigned int state = seed;
+    CNoise random(seed);
     for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) {
-        state ^= state << 13;
-        state ^= state >> 17;
-        state ^= state << 5;
         auto& p = mesh.m_Vertices[v].m_Position;
         const double x = p.x, y = p.y, z = p.z;
-        const double random = (state % 20001) / 10000.0 - 1;
-        const double scale = 1 + bumps * std::sin(4 * x) * std::sin(5 * y) * std::sin(3 * z + 1) + noise * random;
+        const double scale =
+            1 + bumps * std::sin(4 * x) * std::sin(5 * y) * std::sin(3 * z + 1) + noise * random.Next();
         p.x = decltype(p.x)(x * scale);
         p.y = decltype(p.y)(y * scale);
         p.z = decltype(p.z)(z * scale);
     }
 }
-
-}  // namespace QuorvelTest
-
-namespace QuorvelTest {
 
 // A small mesh spelled out as a table of positions and a table of corners
 // (numbered from the first added vertex), appended to what the mesh holds.
@@ -203,24 +204,20 @@ void AddTables(Mesh& mesh, const std::vector<std::array<double, 3>>& points,
         AddFace(mesh, base + f[0], base + f[1], base + f[2]);
 }
 
-}  // namespace QuorvelTest
-
-namespace QuorvelTest {
-
-// Deterministic noise in [-1, 1] (xorshift), the same on every platform.
-class CNoise {
-public:
-    explicit CNoise(unsigned int seed) : m_State(seed ? seed : 1u) { }
-    double Next() {
-        m_State ^= m_State << 13;
-        m_State ^= m_State >> 17;
-        m_State ^= m_State << 5;
-        return (m_State % 20001) / 10000.0 - 1;
+// Appends another mesh's vertices moved by (dx, dy, dz) and its faces,
+// turned over when `flip` is set.
+template <typename Mesh, typename Other>
+void AddMesh(Mesh& mesh, const Other& other, double dx = 0, double dy = 0, double dz = 0, bool flip = false) {
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    for (unsigned int v = 0; v < other.m_Vertices.GetCount(); ++v) {
+        const auto& p = other.m_Vertices[v].m_Position;
+        AddVertex(mesh, double(p.x) + dx, double(p.y) + dy, double(p.z) + dz);
     }
-
-private:
-    unsigned int m_State;
-};
+    for (unsigned int f = 0; f < other.m_Faces.GetCount(); ++f) {
+        const auto* c = other.m_Faces[f].m_Corners;
+        AddFace(mesh, base + c[0], base + c[flip ? 2 : 1], base + c[flip ? 1 : 2]);
+    }
+}
 
 // An open, twisted and curved strip like a turbine blade exported from CAD:
 // `bands` bands across its span, each tessellated with faces that run from one
@@ -229,7 +226,6 @@ private:
 // zig-zags of slivers and fans rather than regular quads.
 template <typename Mesh>
 void MakeBladeStrip(Mesh& mesh, unsigned int chordPoints = 200, unsigned int bands = 2, unsigned int seed = 7) {
-    const double pi = 3.14159265358979323846;
     CNoise noise(seed);
     const unsigned int base = mesh.m_Vertices.GetCount();
     std::vector<std::vector<double>> rims(bands + 1);
@@ -245,7 +241,7 @@ void MakeBladeStrip(Mesh& mesh, unsigned int chordPoints = 200, unsigned int ban
         const double twist = 1.1 * t, span = 4.0 * t;
         for (const double u : s) {
             // A cambered chord of length 1, twisted about the span and bent.
-            const double x = u - 0.5, y = 0.12 * std::sin(pi * u);
+            const double x = u - 0.5, y = 0.12 * std::sin(Pi * u);
             AddVertex(mesh, x * std::cos(twist) - y * std::sin(twist) + 0.3 * t * t,
                       x * std::sin(twist) + y * std::cos(twist), span);
         }
@@ -276,7 +272,6 @@ void MakeBladeStrip(Mesh& mesh, unsigned int chordPoints = 200, unsigned int ban
 template <typename Mesh>
 void MakePiercedBlock(Mesh& mesh, unsigned int columns = 4, unsigned int rows = 3, unsigned int sides = 32,
                       double depth = 2, double radius = 0.3) {
-    const double pi = 3.14159265358979323846;
     const unsigned int base = mesh.m_Vertices.GetCount();
     const unsigned int quarter = sides / 4;
     sides = 4 * quarter;
@@ -298,7 +293,7 @@ void MakePiercedBlock(Mesh& mesh, unsigned int columns = 4, unsigned int rows = 
                 for (unsigned int k = 0; k < sides; ++k) {
                     // Rim points start half a step past the diagonal, so none
                     // lies on a line to a corner.
-                    const double angle = 2 * pi * (k + 0.5) / sides + pi / 4;
+                    const double angle = 2 * Pi * (k + 0.5) / sides + Pi / 4;
                     AddVertex(mesh, i + 0.5 + radius * std::cos(angle), j + 0.5 + radius * std::sin(angle),
                               top * depth);
                 }
@@ -397,10 +392,6 @@ void MakeScannedBone(Mesh& mesh, unsigned int levels = 4, double length = 8, uns
     }
 }
 
-}  // namespace QuorvelTest
-
-namespace QuorvelTest {
-
 // Faces between two closed rings of vertices (indices, in the same turning
 // sense and starting at the same angle) whose counts differ: the ring that
 // is behind in its share of the turn advances, so the faces fan where one
@@ -428,7 +419,7 @@ std::vector<unsigned int> AddRing(Mesh& mesh, unsigned int count, Place&& point)
     std::vector<unsigned int> ring(count);
     for (unsigned int i = 0; i < count; ++i) {
         ring[i] = mesh.m_Vertices.GetCount();
-        const std::array<double, 3> p = point(2 * 3.14159265358979323846 * i / count);
+        const std::array<double, 3> p = point(2 * Pi * i / count);
         AddVertex(mesh, p[0], p[1], p[2]);
     }
     return ring;
@@ -465,8 +456,7 @@ template <typename Mesh>
 void MakeCutSphere(Mesh& mesh, unsigned int dense = 400, unsigned int coarse = 48, unsigned int rings = 16,
                    double bumps = 0.08, double rimNoise = 0, unsigned int seed = 4) {
     CNoise noise(seed);
-    const double pi = 3.14159265358979323846;
-    const double cut = 2 * pi / 3;
+    const double cut = 2 * Pi / 3;
     const auto place = [&](double theta, double a) {
         const double x = std::sin(theta) * std::cos(a), y = std::sin(theta) * std::sin(a), z = std::cos(theta);
         // The bumps vanish at the cut, so that the rim stays a circle in its plane.
@@ -527,14 +517,13 @@ void MakePlateWithDenseHoles(Mesh& mesh, unsigned int columns = 2, unsigned int 
             std::vector<unsigned int> previous;
             for (unsigned int k = 0; k <= rings; ++k) {
                 const double blend = double(k) / rings;
-                const unsigned int count =
-                    k == 0 ? dense
-                           : static_cast<unsigned int>(std::lround(
-                                 (1 - blend) * 2 * 3.14159265358979323846 * radius * side / 2 + blend * 4 * side));
+                const unsigned int count = k == 0 ? dense
+                                                  : static_cast<unsigned int>(std::lround(
+                                                        (1 - blend) * 2 * Pi * radius * side / 2 + blend * 4 * side));
                 const unsigned int n = k == rings ? 4 * side : std::max(8u, count);
                 std::vector<unsigned int> ring(n);
                 for (unsigned int i = 0; i < n; ++i) {
-                    const double share = double(i) / n, a = 2 * 3.14159265358979323846 * share;
+                    const double share = double(i) / n, a = 2 * Pi * share;
                     const std::array<double, 2> square = onSquare(share);
                     const double x = cx + (1 - blend) * radius * std::cos(a) + blend * square[0];
                     const double y = cy + (1 - blend) * radius * std::sin(a) + blend * square[1];
@@ -571,10 +560,6 @@ void AddCrossingSlivers(Mesh& mesh, unsigned int count, double reach, double wid
     }
 }
 
-}  // namespace QuorvelTest
-
-namespace QuorvelTest {
-
 // A prism over a convex outline in the z = 0 plane (counter-clockwise seen
 // from +z), `height` tall, tessellated as CAD programs export solids: each cap
 // a fan from the outline's first point, each wall segment one quad from bottom
@@ -603,7 +588,7 @@ template <typename Mesh>
 void MakeCadCylinder(Mesh& mesh, unsigned int sides = 64, double height = 3) {
     std::vector<std::array<double, 2>> outline(sides);
     for (unsigned int i = 0; i < sides; ++i) {
-        const double a = 2 * 3.14159265358979323846 * i / sides;
+        const double a = 2 * Pi * i / sides;
         outline[i] = {std::cos(a), std::sin(a)};
     }
     AddCadPrism(mesh, outline, height);
@@ -618,7 +603,6 @@ void MakeCadCylinder(Mesh& mesh, unsigned int sides = 64, double height = 3) {
 // at unequal angles: the two sides of the wedge and the edge itself.
 template <typename Mesh>
 void MakeCadBlade(Mesh& mesh, unsigned int points = 40, double thickness = 0.12, double chord = 4, double span = 2) {
-    const double pi = 3.14159265358979323846;
     const auto half = [&](double x) {
         return 5 * thickness *
                (0.2969 * std::sqrt(x) - 0.1260 * x - 0.3516 * x * x + 0.2843 * x * x * x - 0.1036 * x * x * x * x);
@@ -627,11 +611,11 @@ void MakeCadBlade(Mesh& mesh, unsigned int points = 40, double thickness = 0.12,
     // leading edge, then the upper side back.
     std::vector<std::array<double, 2>> outline;
     for (unsigned int i = 0; i < points; ++i) {
-        const double x = 0.5 * (1 + std::cos(pi * i / points));
+        const double x = 0.5 * (1 + std::cos(Pi * i / points));
         outline.push_back({chord * x, -chord * half(x)});
     }
     for (unsigned int i = 0; i < points; ++i) {
-        const double x = 0.5 * (1 - std::cos(pi * i / points));
+        const double x = 0.5 * (1 - std::cos(Pi * i / points));
         outline.push_back({chord * x, chord * half(x)});
     }
     AddCadPrism(mesh, outline, span);
@@ -644,18 +628,17 @@ void MakeCadBlade(Mesh& mesh, unsigned int points = 40, double thickness = 0.12,
 // three feature lines meet in each corner.
 template <typename Mesh>
 void MakeFilletedBlock(Mesh& mesh, unsigned int segments = 12, double radius = 0.6, double height = 1.5) {
-    const double pi = 3.14159265358979323846;
     std::vector<std::array<double, 2>> outline;
     const auto fillet = [&](double cx, double cy, double from) {
         for (unsigned int k = 0; k <= segments; ++k) {
-            const double a = from + 0.5 * pi * k / segments;
+            const double a = from + 0.5 * Pi * k / segments;
             outline.push_back({cx + radius * std::cos(a), cy + radius * std::sin(a)});
         }
     };
     outline.push_back({0, 0});
-    fillet(4 - radius, radius, -0.5 * pi);
+    fillet(4 - radius, radius, -0.5 * Pi);
     outline.push_back({4, 2});
-    fillet(radius, 2 - radius, 0.5 * pi);
+    fillet(radius, 2 - radius, 0.5 * Pi);
     AddCadPrism(mesh, outline, height);
 }
 

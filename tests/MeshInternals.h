@@ -1,7 +1,7 @@
 #pragma once
 
 // The mesh fixtures plus the mesh's private and protected steps (SplitEdges,
-// CollapseEdges, FlipEdges, RelaxVertices, the face-adding helpers, the
+// CollapseEdges, FlipEdges, RelaxVertices, AddDegenerateFace, the
 // infill of one segment), reached through the access type that TMesh
 // befriends for its tests.
 #include <utility>
@@ -27,21 +27,9 @@ struct CMeshTestAccess {
     static void RelaxVertices(Mesh& mesh) {
         mesh.RelaxVertices();
     }
-    template <typename Mesh>
-    static void StitchOpenEdges(Mesh& mesh) {
-        mesh.StitchOpenEdges();
-    }
     template <typename Mesh, typename... Args>
     static void AddDegenerateFace(Mesh& mesh, Args&&... args) {
         mesh.AddDegenerateFace(std::forward<Args>(args)...);
-    }
-    template <typename Mesh, typename... Args>
-    static void AddEdgePair(Mesh& mesh, Args&&... args) {
-        mesh.AddEdgePair(std::forward<Args>(args)...);
-    }
-    template <typename Mesh, typename... Args>
-    static void FindMatchedEdge(Mesh& mesh, Args&&... args) {
-        mesh.FindMatchedEdge(std::forward<Args>(args)...);
     }
     template <typename Mesh, typename... Args>
     static void InfillBetweenTwoPoints(Mesh& mesh, Args&&... args) {

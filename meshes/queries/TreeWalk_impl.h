@@ -207,7 +207,9 @@ public:
 // has put into bound) and climbs to the root, entering every sibling subtree
 // whose box lies within the bound. It visits the leaves that Nearest would
 // visit, less those its tighter start rules out, in another order: a caller
-// that must break ties independently of the order does so in leaf().
+// that must break ties independently of the order does so in leaf(). A
+// leaf() that sets bound below zero ends the walk, as no box lies within it:
+// a caller content with any primitive within reach stops at the first.
 // `links` must have been built from this tree.
 template <class Leaf>
 void NearestFrom(const CBoxHierarchy& tree, const CLinks& links, std::uint32_t start, const double p[3], double& bound,
@@ -218,7 +220,8 @@ void NearestFrom(const CBoxHierarchy& tree, const CLinks& links, std::uint32_t s
     std::uint32_t node = links.m_Leaf[start];
     NearestBelow(tree, node, p, bound, leaf);
     // Siblings are the two nodes of one even-odd pair.
-    for (std::uint32_t parent = links.m_Parent[node]; parent != CLinks::NoNode; parent = links.m_Parent[node]) {
+    for (std::uint32_t parent = links.m_Parent[node]; parent != CLinks::NoNode && !(bound < 0);
+         parent = links.m_Parent[node]) {
         const std::uint32_t sibling = node ^ 1u;
         if (BoxDistanceSquared(nodes[sibling], p) <= bound)
             NearestBelow(tree, sibling, p, bound, leaf);

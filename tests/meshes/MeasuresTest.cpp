@@ -14,8 +14,6 @@ typedef TMesh<double, TVertexPN<double>, CA8, unsigned int> Mesh;
 typedef TMesh<float, TVertexPNC<float>, CA16, unsigned short> FloatMesh;
 typedef TVector3<double> V;
 
-const double Pi = 3.14159265358979323846;
-
 // Area and volume of the polyhedron from its raw positions, in long double,
 // with the tetrahedra taken from an off-centre point rather than the origin.
 template <typename M>

@@ -7,7 +7,7 @@ import numpy as np
 import pytest
 
 import quorvel
-from conftest import grid, icosphere, tetrahedron
+from conftest import icosphere, tetrahedron
 
 V, F = tetrahedron()
 
@@ -108,11 +108,11 @@ class TestOperationArguments:
             sphere.remesh(**kwargs)
         np.testing.assert_array_equal(sphere.vertices, before)
 
-    def test_remesh_types(self, sphere):
-        with pytest.raises(TypeError, match="target must be a number, not 'big'"):
-            sphere.remesh(target="big")
-        with pytest.raises(TypeError, match="progress must be a callable"):
-            sphere.remesh(progress=5)
+    @pytest.mark.parametrize("kwargs, message", [(dict(target="big"), "target must be a number, not 'big'"),
+                                                 (dict(progress=5), "progress must be a callable")])
+    def test_remesh_types(self, sphere, kwargs, message):
+        with pytest.raises(TypeError, match=message):
+            sphere.remesh(**kwargs)
 
     @pytest.mark.parametrize("call, message", [
         (lambda m: m.subdivide(max_length=0), "max_length must be a positive finite number"),
@@ -178,31 +178,23 @@ class TestExactMethodOnNonManifoldInput:
 
 
 class TestFiles:
-    def test_missing_file(self, tmp_path):
-        with pytest.raises(FileNotFoundError, match="missing.obj"):
-            quorvel.load(tmp_path / "missing.obj")
-
-    def test_directory(self, tmp_path):
-        os.mkdir(tmp_path / "folder.obj")
-        with pytest.raises(OSError, match="not a regular file"):
-            quorvel.load(tmp_path / "folder.obj")
-
-    def test_malformed_text_names_the_line(self, tmp_path):
-        path = tmp_path / "bad.obj"
-        path.write_text("v 0 0 0\nv 1 0 0\nv 0 abc 0\nf 1 2 3\n")
-        with pytest.raises(ValueError, match=r"bad.obj:3: .*'abc'"):
-            quorvel.load(path)
-
-    @pytest.mark.parametrize("text, message", [
-        ("v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 9\n", "bad.obj:4:"),
-        ("v 0 0 0\nv 1 0 0\nv nan 1 0\nf 1 2 3\n", "bad.obj:3:"),
-        ("v 0 0 0\nv 1 0 0\nv 0 1 0\n", "no faces"),
-        ("", "empty"),
+    @pytest.mark.parametrize("name, content, error, message", [
+        ("missing.obj", None, FileNotFoundError, "missing.obj"),
+        ("folder.obj", os.mkdir, OSError, "not a regular file"),
+        ("mesh.dae", None, ValueError, "use .off, .obj, .ply or .stl"),
+        ("bad.obj", "v 0 0 0\nv 1 0 0\nv 0 abc 0\nf 1 2 3\n", ValueError, r"bad.obj:3: .*'abc'"),
+        ("bad.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 9\n", ValueError, "bad.obj:4:"),
+        ("bad.obj", "v 0 0 0\nv 1 0 0\nv nan 1 0\nf 1 2 3\n", ValueError, "bad.obj:3:"),
+        ("bad.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\n", ValueError, "no faces"),
+        ("bad.obj", "", ValueError, "empty"),
     ])
-    def test_bad_content(self, tmp_path, text, message):
-        path = tmp_path / "bad.obj"
-        path.write_text(text)
-        with pytest.raises(ValueError, match=message):
+    def test_load_names_what_is_wrong(self, tmp_path, name, content, error, message):
+        path = tmp_path / name
+        if callable(content):
+            content(path)
+        elif content is not None:
+            path.write_text(content)
+        with pytest.raises(error, match=message):
             quorvel.load(path)
 
     def test_truncated_binary_ply(self, tmp_path, sphere):
@@ -212,15 +204,14 @@ class TestFiles:
         with pytest.raises(ValueError, match="cut.ply"):
             quorvel.load(tmp_path / "cut.ply")
 
-    def test_unknown_extension(self, tmp_path, sphere):
-        with pytest.raises(ValueError, match="use .off, .obj, .ply or .stl"):
-            sphere.save(tmp_path / "mesh.xyz")
-        with pytest.raises(ValueError, match="use .off, .obj, .ply or .stl"):
-            quorvel.load(tmp_path / "mesh.dae")
-
-    def test_unwritable_directory(self, tmp_path, sphere):
-        with pytest.raises(FileNotFoundError, match="does not exist"):
-            sphere.save(tmp_path / "no" / "such" / "dir.ply")
+    @pytest.mark.parametrize("path, error, message", [
+        ("mesh.xyz", ValueError, "use .off, .obj, .ply or .stl"),
+        ("no/such/dir.ply", FileNotFoundError, "does not exist"),
+        (42, TypeError, "path must be a str or os.PathLike"),
+    ])
+    def test_save_names_what_is_wrong(self, tmp_path, sphere, path, error, message):
+        with pytest.raises(error, match=message):
+            sphere.save(tmp_path / path if isinstance(path, str) else path)
 
     def test_stl_cannot_hold_beyond_single_precision(self, tmp_path):
         vertices = V.copy()
@@ -228,7 +219,3 @@ class TestFiles:
         with pytest.raises(ValueError, match="single-precision range"):
             quorvel.Mesh(vertices, F).save(tmp_path / "far.stl")
         assert not (tmp_path / "far.stl").exists()
-
-    def test_path_type(self, sphere):
-        with pytest.raises(TypeError, match="path must be a str or os.PathLike"):
-            sphere.save(42)

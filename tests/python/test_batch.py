@@ -5,17 +5,17 @@ killed mid-batch. The tool is $QUORVEL_TOOL (ctest sets it to the built one)."""
 import csv
 import glob
 import json
-import math
 import os
 import signal
 import stat
 import struct
 import subprocess
-import sys
 import threading
 import time
 
+import numpy as np
 import pytest
+from conftest import grid, icosphere
 
 from quorvel import batch
 
@@ -23,80 +23,30 @@ TOOL = batch.find_tool()
 PYTHON = "/usr/bin/python3"
 
 
-# ------------------------------------------------------------ mesh makers
+# ------------------------------------------------------------ mesh files
 
-def icosphere(level):
-    t = (1 + 5 ** 0.5) / 2
-    vertices = [(-1, t, 0), (1, t, 0), (-1, -t, 0), (1, -t, 0), (0, -1, t), (0, 1, t),
-                (0, -1, -t), (0, 1, -t), (t, 0, -1), (t, 0, 1), (-t, 0, -1), (-t, 0, 1)]
-    vertices = [tuple(c / math.sqrt(sum(x * x for x in v)) for c in v) for v in vertices]
-    faces = [(0, 11, 5), (0, 5, 1), (0, 1, 7), (0, 7, 10), (0, 10, 11), (1, 5, 9), (5, 11, 4), (11, 10, 2),
-             (10, 7, 6), (7, 1, 8), (3, 9, 4), (3, 4, 2), (3, 2, 6), (3, 6, 8), (3, 8, 9), (4, 9, 5),
-             (2, 4, 11), (6, 2, 10), (8, 6, 7), (9, 8, 1)]
-    for _ in range(level):
-        middles, split = {}, []
-
-        def middle(a, b):
-            key = (min(a, b), max(a, b))
-            if key not in middles:
-                m = [(p + q) / 2 for p, q in zip(vertices[a], vertices[b])]
-                length = math.sqrt(sum(x * x for x in m))
-                vertices.append(tuple(x / length for x in m))
-                middles[key] = len(vertices) - 1
-            return middles[key]
-
-        for a, b, c in faces:
-            ab, bc, ca = middle(a, b), middle(b, c), middle(c, a)
-            split += [(a, ab, ca), (b, bc, ab), (c, ca, bc), (ab, bc, ca)]
-        faces = split
-    return vertices, faces
-
-
-def grid(n):
-    """An open, gently curved n x n patch."""
-    vertices = [(i / n, j / n, 0.1 * math.sin(3 * i / n) * math.cos(2 * j / n))
-                for j in range(n + 1) for i in range(n + 1)]
-    faces = []
-    for j in range(n):
-        for i in range(n):
-            a = j * (n + 1) + i
-            faces += [(a, a + 1, a + n + 2), (a, a + n + 2, a + n + 1)]
-    return vertices, faces
-
-
-def write_off(path, mesh):
-    vertices, faces = mesh
+def write(path, mesh):
+    """The mesh in the format its extension names: binary STL, the others as text."""
+    vertices, faces = (np.asarray(a).tolist() for a in mesh)
+    kind = os.path.splitext(path)[1].lower()
+    if kind == ".stl":
+        with open(path, "wb") as f:
+            f.write(b"\0" * 80 + struct.pack("<I", len(faces)))
+            for face in faces:
+                f.write(struct.pack("<3f", 0, 0, 0) + b"".join(struct.pack("<3f", *vertices[v]) for v in face) + b"\0\0")
+        return
+    rows = [f"{x!r} {y!r} {z!r}" for x, y, z in vertices]
+    corners = [f"3 {a} {b} {c}" for a, b, c in faces]
+    if kind == ".obj":
+        lines = [f"v {row}" for row in rows] + [f"f {a + 1} {b + 1} {c + 1}" for a, b, c in faces]
+    elif kind == ".off":
+        lines = ["OFF", f"{len(vertices)} {len(faces)} 0"] + rows + corners
+    else:
+        lines = ["ply", "format ascii 1.0", f"element vertex {len(vertices)}"] + [
+            f"property double {c}" for c in "xyz"] + [
+            f"element face {len(faces)}", "property list uchar int vertex_indices", "end_header"] + rows + corners
     with open(path, "w") as f:
-        f.write(f"OFF\n{len(vertices)} {len(faces)} 0\n")
-        f.writelines(f"{x!r} {y!r} {z!r}\n" for x, y, z in vertices)
-        f.writelines(f"3 {a} {b} {c}\n" for a, b, c in faces)
-
-
-def write_obj(path, mesh):
-    vertices, faces = mesh
-    with open(path, "w") as f:
-        f.writelines(f"v {x!r} {y!r} {z!r}\n" for x, y, z in vertices)
-        f.writelines(f"f {a + 1} {b + 1} {c + 1}\n" for a, b, c in faces)
-
-
-def write_ply(path, mesh):
-    vertices, faces = mesh
-    with open(path, "w") as f:
-        f.write(f"ply\nformat ascii 1.0\nelement vertex {len(vertices)}\nproperty double x\nproperty double y\n"
-                f"property double z\nelement face {len(faces)}\nproperty list uchar int vertex_indices\nend_header\n")
-        f.writelines(f"{x!r} {y!r} {z!r}\n" for x, y, z in vertices)
-        f.writelines(f"3 {a} {b} {c}\n" for a, b, c in faces)
-
-
-def write_stl(path, mesh):
-    vertices, faces = mesh
-    with open(path, "wb") as f:
-        f.write(b"\0" * 80 + struct.pack("<I", len(faces)))
-        for face in faces:
-            f.write(struct.pack("<3f", 0, 0, 0))
-            for v in face:
-                f.write(struct.pack("<3f", *vertices[v]))
-            f.write(b"\0\0")
+        f.write("\n".join(lines) + "\n")
 
 
 # What each file of the data set is; broken ones name a part of their error.
@@ -117,14 +67,14 @@ BROKEN = {
 def make_dataset(root):
     os.makedirs(os.path.join(root, "parts", "deep"))
     os.makedirs(os.path.join(root, "broken"))
-    write_off(os.path.join(root, "sphere.off"), icosphere(2))
-    write_ply(os.path.join(root, "parts", "grid.PLY"), grid(10))
-    write_stl(os.path.join(root, "parts", "ball.stl"), icosphere(1))
-    write_obj(os.path.join(root, "parts", "deep", "sheet.obj"), grid(8))
+    write(os.path.join(root, "sphere.off"), icosphere(2))
+    write(os.path.join(root, "parts", "grid.PLY"), grid(10))
+    write(os.path.join(root, "parts", "ball.stl"), icosphere(1))
+    write(os.path.join(root, "parts", "deep", "sheet.obj"), grid(8))
     with open(os.path.join(root, "broken", "malformed.off"), "w") as f:
         f.write("OFF\n3 1 0\n0 0 0\n1 zero 0\n0 1 0\n3 0 1 2\n")
-    write_ply(os.path.join(root, "broken", "empty.ply"), ([(0, 0, 0), (1, 0, 0), (0, 1, 0)], []))
-    write_stl(os.path.join(root, "broken", "truncated.stl"), icosphere(1))
+    write(os.path.join(root, "broken", "empty.ply"), ([(0, 0, 0), (1, 0, 0), (0, 1, 0)], []))
+    write(os.path.join(root, "broken", "truncated.stl"), icosphere(1))
     with open(os.path.join(root, "broken", "truncated.stl"), "r+b") as f:
         f.truncate(84 + 50 * 30)
     os.symlink(os.path.join(root, "nowhere.obj"), os.path.join(root, "broken", "gone.obj"))
@@ -272,16 +222,16 @@ class TestLocalBatch:
         assert all(r["status"] == "ok" and r["faces_out"] == r["faces_in"] for r in rows)
 
     def test_outputs_that_would_collide_fail_instead_of_overwriting(self, tmp_path):
-        write_off(str(tmp_path / "a.off"), icosphere(1))
-        write_obj(str(tmp_path / "a.obj"), icosphere(1))
+        write(str(tmp_path / "a.off"), icosphere(1))
+        write(str(tmp_path / "a.obj"), icosphere(1))
         rows = batch.subdivide([str(tmp_path)], str(tmp_path / "out"), format="stl", relative=0.9)
         assert [r["status"] for r in rows] == ["ok", "failed"]
         assert "would overwrite" in rows[1]["error"]
 
     def test_crashed_slow_and_missing_tools_become_rows(self, tmp_path):
-        write_off(str(tmp_path / "crash.off"), icosphere(1))
-        write_off(str(tmp_path / "slow.off"), icosphere(1))
-        write_off(str(tmp_path / "fine.off"), icosphere(1))
+        write(str(tmp_path / "crash.off"), icosphere(1))
+        write(str(tmp_path / "slow.off"), icosphere(1))
+        write(str(tmp_path / "fine.off"), icosphere(1))
         out = str(tmp_path / "out")
         wrapper = make_tool_wrapper(str(tmp_path))
         rows = {os.path.basename(r["input"]): r
@@ -349,7 +299,7 @@ class TestCommandLine:
         folder = tmp_path / "in"
         folder.mkdir()
         for name in ("a.off", "b.off", "c-pause.off", "d.off"):
-            write_off(str(folder / name), icosphere(1))
+            write(str(folder / name), icosphere(1))
         out, table = tmp_path / "out", str(tmp_path / "r.csv")
         wrapper = make_tool_wrapper(str(tmp_path))
         child = subprocess.Popen([PYTHON, "-m", "quorvel.batch", "subdivide", str(folder), "-o", str(out), "--jobs",
@@ -420,7 +370,7 @@ class TestDaskBatch:
         _, client = cluster
         root = str(tmp_path / "in")
         make_dataset(root)
-        write_off(os.path.join(root, "stall.off"), icosphere(2))
+        write(os.path.join(root, "stall.off"), icosphere(2))
         marker = str(tmp_path / "worker.pid")
         wrapper = make_tool_wrapper(str(tmp_path), marker)
         out = str(tmp_path / "out")
@@ -450,7 +400,7 @@ class TestDaskBatch:
 
     def test_task_that_keeps_killing_workers_is_a_failed_row(self, cluster, tmp_path):
         _, client = cluster
-        write_off(str(tmp_path / "killer.off"), icosphere(1))
+        write(str(tmp_path / "killer.off"), icosphere(1))
         wrapper = make_tool_wrapper(str(tmp_path))
         rows = batch.remesh([str(tmp_path / "killer.off")], str(tmp_path / "out"), client=client, tool=wrapper)
         assert rows[0]["status"] == "failed"

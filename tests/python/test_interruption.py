@@ -71,47 +71,27 @@ def python_sigint_handler():
 
 @pytest.mark.usefixtures("python_sigint_handler")
 class TestCtrlC:
-    def interrupt_soon(self, delay=0.3):
-        timer = threading.Timer(delay, os.kill, (os.getpid(), signal.SIGINT))
-        timer.start()
-        return timer
-
-    def test_sigint_during_a_long_remesh(self):
+    @pytest.mark.parametrize("call", [
+        lambda mesh: mesh.remesh(relative=0.4, iterations=100),
+        lambda mesh: mesh.smooth(iterations=1_000_000),
+        # The exact winding number sums every face for every point: seconds
+        # of work, where the indexed queries would end too soon.
+        lambda mesh: mesh.winding_number(np.random.default_rng(3).uniform(-0.5, 0.5, size=(200_000, 3)), exact=True),
+    ], ids=["remesh", "smooth", "winding-number"])
+    def test_sigint_stops_a_long_call_and_leaves_the_mesh(self, call):
         mesh = long_remesh_input()
         before = mesh.vertices
         start = time.monotonic()
-        timer = self.interrupt_soon()
+        timer = threading.Timer(0.3, os.kill, (os.getpid(), signal.SIGINT))
+        timer.start()
         try:
             with pytest.raises(KeyboardInterrupt):
-                mesh.remesh(relative=0.4, iterations=100)
+                call(mesh)
         finally:
             timer.cancel()
         assert time.monotonic() - start < 20
         np.testing.assert_array_equal(mesh.vertices, before)
         assert mesh.face_count == 5120
-
-    def test_sigint_during_many_smoothing_iterations(self):
-        mesh = quorvel.Mesh(*icosphere(4))
-        before = mesh.vertices
-        timer = self.interrupt_soon()
-        try:
-            with pytest.raises(KeyboardInterrupt):
-                mesh.smooth(iterations=1_000_000)
-        finally:
-            timer.cancel()
-        np.testing.assert_array_equal(mesh.vertices, before)
-
-    def test_sigint_during_many_queries(self):
-        mesh = quorvel.Mesh(*icosphere(4))
-        points = np.random.default_rng(3).uniform(-0.5, 0.5, size=(200_000, 3))
-        timer = self.interrupt_soon()
-        try:
-            # The exact winding number sums every face for every point:
-            # seconds of work, where the indexed queries would end too soon.
-            with pytest.raises(KeyboardInterrupt):
-                mesh.winding_number(points, exact=True)
-        finally:
-            timer.cancel()
 
 
 class TestReentrance:

@@ -24,15 +24,7 @@ std::vector<double> SceneCorners() {
     MakeBumpySphere(mesh, 3, 0.15, 0.02);
     Mesh grid;
     MakeGrid(grid, 6, 6, 1.0 / 3);
-    const unsigned int base = mesh.m_Vertices.GetCount();
-    for (unsigned int v = 0; v < grid.m_Vertices.GetCount(); ++v) {
-        const auto& p = grid.m_Vertices[v].m_Position;
-        AddVertex(mesh, p.x - 1.0, p.y - 1.0, 0.1);
-    }
-    for (unsigned int f = 0; f < grid.m_Faces.GetCount(); ++f) {
-        const auto* c = grid.m_Faces[f].m_Corners;
-        AddFace(mesh, base + c[0], base + c[1], base + c[2]);
-    }
+    AddMesh(mesh, grid, -1.0, -1.0, 0.1);
     AddCrossingSlivers(mesh, 12, 1.3, 0.01);
     std::vector<double> corners;
     for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)

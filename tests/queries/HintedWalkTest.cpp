@@ -22,16 +22,11 @@ using namespace Corvane::Pellix::Quorvel::TreeWalk;
 class HintedWalk : public ::testing::TestWithParam<bool> {
 protected:
     void SetUp() override {
-        TMesh<double, TVertexPN<double>, CA8, unsigned int> mesh;
+        TMesh<double, TVertexPN<double>, CA8, unsigned int> mesh, grid;
         MakeBumpySphere(mesh, 3, 0.2, 0.02);
         // A flat grid beside the sphere: many faces at equal distances.
-        const unsigned int base = mesh.m_Vertices.GetCount();
-        MakeGrid(mesh, 8, 8, 0.25);
-        for (unsigned int v = base; v < mesh.m_Vertices.GetCount(); ++v)
-            mesh.m_Vertices[v].m_Position.x += 2;
-        for (unsigned int f = mesh.m_Faces.GetCount() - 128; f < mesh.m_Faces.GetCount(); ++f)
-            for (int k = 0; k < 3; ++k)
-                mesh.m_Faces[f].m_Corners[k] += base;
+        MakeGrid(grid, 8, 8, 0.25);
+        AddMesh(mesh, grid, 2);
         for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
             for (int k = 0; k < 3; ++k) {
                 const auto& p = mesh.m_Vertices[mesh.m_Faces[f].m_Corners[k]].m_Position;
@@ -184,6 +179,21 @@ TEST_P(HintedWalk, BoxesHoldTheirPrimitivesAndTheMedianTreeStaysShallow) {
         while ((4u << bound) < Count())
             ++bound;
         EXPECT_LE(deepest, bound);
+    }
+}
+
+TEST_P(HintedWalk, ALeafThatDropsTheBoundBelowZeroEndsTheWalk) {
+    // With no bound every leaf would be visited; the first one that settles
+    // the query is the last.
+    const double p[3] = {0.3, -0.2, 0.1};
+    for (const std::uint32_t start : {0u, Count() / 2, Count() - 1}) {
+        double bound = std::numeric_limits<double>::infinity();
+        unsigned int leaves = 0;
+        TreeWalk::NearestFrom(m_Tree, m_Links, start, p, bound, [&](std::uint32_t, std::uint32_t, double& limit) {
+            if (++leaves == 2)
+                limit = -1;
+        });
+        EXPECT_EQ(leaves, 2u) << "from position " << start;
     }
 }
 

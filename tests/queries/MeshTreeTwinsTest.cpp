@@ -44,17 +44,9 @@ TYPED_TEST_SUITE(MeshTreeTwins, AllMeshes);
 template <typename Mesh>
 void MakeScene(Mesh& mesh, unsigned int levels = 3) {
     MakeBumpySphere(mesh, levels, 0.15, 0.02);
-    const unsigned int base = mesh.m_Vertices.GetCount();
     Mesh grid;
     MakeGrid(grid, 8, 8, 0.25);
-    for (unsigned int v = 0; v < grid.m_Vertices.GetCount(); ++v) {
-        const auto& p = grid.m_Vertices[v].m_Position;
-        AddVertex(mesh, double(p.x) - 1.0, double(p.y) - 1.0, 0.25);
-    }
-    for (unsigned int f = 0; f < grid.m_Faces.GetCount(); ++f) {
-        const auto* c = grid.m_Faces[f].m_Corners;
-        AddFace(mesh, base + c[0], base + c[1], base + c[2]);
-    }
+    AddMesh(mesh, grid, -1.0, -1.0, 0.25);
     const auto* c = mesh.m_Faces[17].m_Corners;
     AddFace(mesh, c[0], c[1], c[2]);
     AddFace(mesh, 5, 5, 5);
@@ -173,21 +165,19 @@ TYPED_TEST(MeshTreeTwins, NearestHitsMatchInEveryCullingMode) {
     for (std::size_t i = 0; i < lines.size(); ++i) {
         const TLine3<Real>& line = lines[i];
         const Real tolerance = tolerances[i % 3];
-        V expected(7, 7, 7), actual(7, 7, 7);
-        bool a = mesh.IntersectWith(line, &expected, tolerance), b = tree.IntersectWith(line, &actual, tolerance);
-        ASSERT_EQ(a, b) << "line " << i;
-        ASSERT_EQ(expected, actual) << "line " << i;
-        hits += a;
-        expected = actual = V(7, 7, 7);
-        a = mesh.IntersectWithBFC(line, &expected, tolerance);
-        b = tree.IntersectWithBFC(line, &actual, tolerance);
-        ASSERT_EQ(a, b) << "line " << i;
-        ASSERT_EQ(expected, actual) << "line " << i;
-        expected = actual = V(7, 7, 7);
-        a = mesh.IntersectWithFFC(line, &expected, tolerance);
-        b = tree.IntersectWithFFC(line, &actual, tolerance);
-        ASSERT_EQ(a, b) << "line " << i;
-        ASSERT_EQ(expected, actual) << "line " << i;
+        // No culling, back faces culled, front faces culled.
+        for (int mode = 0; mode < 3; ++mode) {
+            V expected(7, 7, 7), actual(7, 7, 7);
+            const bool a = mode == 0   ? mesh.IntersectWith(line, &expected, tolerance)
+                           : mode == 1 ? mesh.IntersectWithBFC(line, &expected, tolerance)
+                                       : mesh.IntersectWithFFC(line, &expected, tolerance);
+            const bool b = mode == 0   ? tree.IntersectWith(line, &actual, tolerance)
+                           : mode == 1 ? tree.IntersectWithBFC(line, &actual, tolerance)
+                                       : tree.IntersectWithFFC(line, &actual, tolerance);
+            ASSERT_EQ(a, b) << "line " << i << ", mode " << mode;
+            ASSERT_EQ(expected, actual) << "line " << i << ", mode " << mode;
+            hits += mode == 0 && a;
+        }
 
         // The face reported is the first face, in index order, that the
         // one-face query hits at that distance.
@@ -248,20 +238,10 @@ TYPED_TEST(MeshTreeTwins, InsideTestsMatchAndLeaveTheRuntimeGeneratorAlone) {
     MakeScene(mesh, 2);
     // A cavity: a box inside the sphere wound inwards, so points in it see
     // two shells and are within by the parity rule.
-    {
-        TypeParam box;
-        MakeBox(box, 0.3, 0.3, 0.3);
-        const unsigned int base = mesh.m_Vertices.GetCount();
-        for (unsigned int v = 0; v < 8; ++v) {
-            const auto& p = box.m_Vertices[v].m_Position;
-            AddVertex(mesh, double(p.x) - 0.15, double(p.y) - 0.15, double(p.z) - 0.5);
-        }
-        for (unsigned int f = 0; f < 12; ++f) {
-            const auto* c = box.m_Faces[f].m_Corners;
-            AddFace(mesh, base + c[0], base + c[2], base + c[1]);
-        }
-        mesh.DetermineBoundingBox(true);
-    }
+    TypeParam box;
+    MakeBox(box, 0.3, 0.3, 0.3);
+    AddMesh(mesh, box, -0.15, -0.15, -0.5, true);
+    mesh.DetermineBoundingBox(true);
     const typename TreeOf<TypeParam>::Type tree(mesh);
     CQueries<Real> queries;
     std::vector<V> points = queries.Points(mesh, 150);

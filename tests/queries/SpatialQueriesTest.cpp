@@ -22,15 +22,7 @@ template <typename Mesh>
 void AddBox(Mesh& mesh, const D3& lo, const D3& hi, bool outward = true) {
     Mesh box;
     MakeBox(box, hi.x - lo.x, hi.y - lo.y, hi.z - lo.z);
-    const unsigned int base = mesh.m_Vertices.GetCount();
-    for (unsigned int v = 0; v < 8; ++v) {
-        const auto& p = box.m_Vertices[v].m_Position;
-        AddVertex(mesh, p.x + lo.x, p.y + lo.y, p.z + lo.z);
-    }
-    for (unsigned int f = 0; f < 12; ++f) {
-        const auto* c = box.m_Faces[f].m_Corners;
-        AddFace(mesh, base + c[0], base + c[outward ? 1 : 2], base + c[outward ? 2 : 1]);
-    }
+    AddMesh(mesh, box, lo.x, lo.y, lo.z, !outward);
     mesh.DetermineBoundingBox(true);
 }
 

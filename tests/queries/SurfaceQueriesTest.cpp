@@ -143,17 +143,9 @@ TYPED_TEST(SurfaceQueries, ClosestPointsAreTheNearestOfAllFaces) {
 // wound outwards as the fixtures' shells are.
 template <typename Mesh>
 void AddInnerShell(Mesh& mesh) {
-    const unsigned int base = mesh.m_Vertices.GetCount();
     Mesh small;
     MakeIcosphere(small, 2, 0.5);
-    for (unsigned int v = 0; v < small.m_Vertices.GetCount(); ++v) {
-        const D3 p = Position(small, v);
-        AddVertex(mesh, p.x, p.y, p.z);
-    }
-    for (unsigned int f = 0; f < small.m_Faces.GetCount(); ++f) {
-        const auto* c = small.m_Faces[f].m_Corners;
-        AddFace(mesh, base + c[0], base + c[1], base + c[2]);
-    }
+    AddMesh(mesh, small);
 }
 
 TYPED_TEST(SurfaceQueries, WindingNumbersCountShellsAndApproximationsAgree) {

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,17 +25,7 @@ namespace {
 using namespace QuorvelTest;
 typedef TVector3<double> Point;
 
-// The open edges of a mesh, as pairs of end positions.
-std::vector<std::pair<Point, Point>> OpenSegments(const ShapeMesh& mesh) {
-    std::vector<std::pair<Point, Point>> open;
-    const auto edges = DirectedEdges(mesh);
-    for (const auto& edge : edges)
-        if (edges.count(std::make_pair(edge.first.second, edge.first.first)) == 0)
-            open.push_back(std::make_pair(Position(mesh, edge.first.first), Position(mesh, edge.first.second)));
-    return open;
-}
-
-double DistanceToPolyline(const Point& p, const std::vector<std::pair<Point, Point>>& segments) {
+double DistanceToPolyline(const Point& p, const std::set<std::pair<Point, Point>>& segments) {
     double nearest = 1e300;
     for (const auto& segment : segments)
         nearest = std::min(nearest, SegmentDistance(p, segment.first, segment.second));
@@ -60,7 +51,7 @@ TEST_P(DenseBoundary, LosesItsSliversButNotItsShape) {
     GetParam().m_Build(mesh);
     const ShapeMesh input(mesh);
     const double target = MeanEdge(input);
-    const std::vector<std::pair<Point, Point>> before = OpenSegments(input);
+    const std::set<std::pair<Point, Point>> before = OpenEdges(input);
     ASSERT_TRUE(mesh.RemeshPreservingShape(target));
     EXPECT_TRUE(IsCleanResult(mesh, false));
     EXPECT_EQ(FoldedEdges(mesh), 0u);
@@ -76,7 +67,7 @@ TEST_P(DenseBoundary, LosesItsSliversButNotItsShape) {
     // its edges; the input's boundary vertices lie within the allowed
     // straightening of the result's boundary, and the boundary has thinned
     // out.
-    const std::vector<std::pair<Point, Point>> after = OpenSegments(mesh);
+    const std::set<std::pair<Point, Point>> after = OpenEdges(mesh);
     for (const auto& segment : after)
         EXPECT_LT(DistanceToPolyline(segment.first, before), 1e-12);
     double straightened = 0;

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -40,6 +41,17 @@ std::map<std::pair<unsigned int, unsigned int>, int> DirectedEdges(const Mesh& m
             ++edges[std::make_pair(unsigned(mesh.m_Faces[f].m_Corners[k]),
                                    unsigned(mesh.m_Faces[f].m_Corners[(k + 1) % 3]))];
     return edges;
+}
+
+// The open edges as pairs of end positions, run the way their faces run them.
+template <typename Mesh>
+std::set<std::pair<TVector3<double>, TVector3<double>>> OpenEdges(const Mesh& mesh) {
+    std::set<std::pair<TVector3<double>, TVector3<double>>> open;
+    const auto edges = DirectedEdges(mesh);
+    for (const auto& edge : edges)
+        if (edges.count(std::make_pair(edge.first.second, edge.first.first)) == 0)
+            open.insert(std::make_pair(Position(mesh, edge.first.first), Position(mesh, edge.first.second)));
+    return open;
 }
 
 // The result is a clean oriented manifold whose derived lists are current:
@@ -203,7 +215,7 @@ double SmallestAngleInDegrees(const Mesh& mesh) {
             const TVector3<double> a = Position(mesh, mesh.m_Faces[f].m_Corners[k]);
             const TVector3<double> u = Position(mesh, mesh.m_Faces[f].m_Corners[(k + 1) % 3]) - a;
             const TVector3<double> w = Position(mesh, mesh.m_Faces[f].m_Corners[(k + 2) % 3]) - a;
-            smallest = std::min(smallest, std::atan2((u * w).GetLength(), u % w) * 180 / 3.14159265358979323846);
+            smallest = std::min(smallest, std::atan2((u * w).GetLength(), u % w) * 180 / Pi);
         }
     return smallest;
 }

@@ -18,17 +18,6 @@ bool IsExtreme(double value) {
     return value == 0.0 || value == 1.0;
 }
 
-// The open edges of a mesh as pairs of end positions, run the way the face
-// runs them.
-std::set<std::pair<Point, Point>> OpenEdges(const ShapeMesh& mesh) {
-    std::set<std::pair<Point, Point>> open;
-    const auto edges = DirectedEdges(mesh);
-    for (const auto& edge : edges)
-        if (edges.count(std::make_pair(edge.first.second, edge.first.first)) == 0)
-            open.insert(std::make_pair(Position(mesh, edge.first.first), Position(mesh, edge.first.second)));
-    return open;
-}
-
 TEST(RemeshPreservingShape, IcosphereStaysOnTheSphereAndKeepsItsVolume) {
     // Finer and coarser than the input's own edges.
     for (const double factor : {0.6, 1.0, 1.3}) {

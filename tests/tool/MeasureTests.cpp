@@ -2,10 +2,13 @@
 // repairs done before the exact remesh.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
+#include <vector>
 
 #include "ToolTestSupport.h"
+#include "core/KeySort.h"
 #include "core/MeshRepair.h"
 #include "core/MeshTopology.h"
 #include "report/MeshStatistics.h"
@@ -171,4 +174,53 @@ TEST(MeshRepair, MakeManifoldSeparatesSheetsAndOrientsFaces) {
     EXPECT_EQ(cleaned.m_RepeatedCornerFaces, 1u);
     EXPECT_EQ(cleaned.m_DuplicateFaces, 1u);
     EXPECT_EQ(messy.m_Triangles, MakeCube().m_Triangles);
+}
+
+TEST(MeshRepair, DuplicateFacesOfALargeMeshGoAndTheFirstOfEachStays) {
+    // Enough faces for the packed check to sort by bytes; the copies name
+    // their corners rotated and reversed.
+    const CMeshData grid = MakeGrid(60);
+    ASSERT_GT(grid.m_Triangles.size(), 5000u);
+    CMeshData doubled = grid;
+    for (const std::size_t f : {std::size_t(0), grid.m_Triangles.size() / 2, grid.m_Triangles.size() - 1}) {
+        const Triangle& t = grid.m_Triangles[f];
+        doubled.m_Triangles.push_back(Triangle{t[1], t[2], t[0]});
+        doubled.m_Triangles.push_back(Triangle{t[0], t[2], t[1]});
+    }
+    CRepairSummary cleaned;
+    DropDuplicateFaces(doubled, cleaned);
+    EXPECT_EQ(cleaned.m_DuplicateFaces, 6u);
+    EXPECT_EQ(doubled.m_Triangles, grid.m_Triangles);
+
+    CRepairSummary none;
+    CMeshData clean = grid;
+    DropDuplicateFaces(clean, none);
+    EXPECT_EQ(none.m_DuplicateFaces, 0u);
+    EXPECT_EQ(clean.m_Triangles, grid.m_Triangles);
+}
+
+TEST(KeySort, AgreesWithAComparisonSortWhateverBytesTheKeysShare) {
+    std::mt19937_64 random(7);
+    for (const std::size_t count : {std::size_t(0), std::size_t(1), std::size_t(100), std::size_t(50000)})
+        for (const std::uint64_t mask : {~std::uint64_t(0), std::uint64_t(0x0000FFFF0000FFFFull),
+                                         std::uint64_t(0xFF00000000000001ull), std::uint64_t(0)}) {
+            std::vector<std::uint64_t> keys(count);
+            for (std::uint64_t& key : keys)
+                key = (random() & mask) | 0x0000010000000000ull;
+            std::vector<std::uint64_t> expected = keys;
+            std::sort(expected.begin(), expected.end());
+            SortKeys(keys);
+            EXPECT_EQ(keys, expected) << count << " keys under mask " << std::hex << mask;
+        }
+
+    // Compared from bit 32 up: the low halves, here descending, keep their
+    // order among equal high halves.
+    std::vector<std::uint64_t> keys(50000);
+    for (std::size_t i = 0; i < keys.size(); ++i)
+        keys[i] = (random() % 1000) << 32 | (keys.size() - i);
+    std::vector<std::uint64_t> expected = keys;
+    std::stable_sort(expected.begin(), expected.end(),
+                     [](std::uint64_t a, std::uint64_t b) { return a >> 32 < b >> 32; });
+    SortKeys(keys, 32);
+    EXPECT_EQ(keys, expected);
 }

@@ -11,6 +11,7 @@
 #include "ToolTestSupport.h"
 #include "core/MeshTopology.h"
 #include "io/MeshFormats.h"
+#include "report/MeshStatistics.h"
 
 using namespace QuorvelToolTest;
 
@@ -30,15 +31,6 @@ std::vector<CStandIn> StandIns() {
         {"creature.off", Tables([](ToolMesh& m) { QuorvelTest::MakeScannedCreature(m, 4); }), "0.5", true},
         {"bone.off", Tables([](ToolMesh& m) { QuorvelTest::MakeScannedBone(m, 3); }), "0.25", true},
     };
-}
-
-double Area(const CMeshData& mesh) {
-    double area = 0;
-    for (const Triangle& t : mesh.m_Triangles) {
-        const Point &a = mesh.m_Positions[t[0]], &b = mesh.m_Positions[t[1]], &c = mesh.m_Positions[t[2]];
-        area += 0.5 * ((b - a) * (c - a)).GetLength();
-    }
-    return area;
 }
 
 // Every face names three distinct vertices that exist, at finite positions.
@@ -81,7 +73,7 @@ TEST(StandIns, BothMethodsEndAndWriteAValidMesh) {
                 sum += standIn.m_Mesh.m_Positions[edge.m_A].DiffVectLen(standIn.m_Mesh.m_Positions[edge.m_B]);
             const double target = std::stod(standIn.m_Relative) * sum / input.m_Edges.size();
             const double bound = 2.0 * (standIn.m_Mesh.m_Triangles.size() +
-                                        Area(standIn.m_Mesh) / (std::sqrt(3.0) / 4 * target * target));
+                                        MeasureMesh(standIn.m_Mesh).m_Area / (std::sqrt(3.0) / 4 * target * target));
             EXPECT_LT(output.m_Triangles.size(), bound);
             if (method == std::string("preserve")) {
                 const CEdgeCensus census(output);

@@ -40,19 +40,6 @@ CMeshData MakeTwistedStrip(unsigned int segments) {
     return strip;
 }
 
-// A run that must end in one "quorvel: " line with status 2, leaving the
-// directory (the input included, byte for byte) as it was.
-void ExpectStopped(const CScratchDirectory& dir, const CRun& run, const std::vector<std::string>& before,
-                   const std::string& input, const std::string& inputBytes, const std::vector<std::string>& fragments) {
-    EXPECT_EQ(run.m_Status, 2) << run.m_Err;
-    EXPECT_EQ(run.m_Err.rfind("quorvel: ", 0), 0u) << run.m_Err;
-    EXPECT_EQ(run.m_Err.find('\n'), run.m_Err.size() - 1) << run.m_Err;
-    for (const std::string& fragment : fragments)
-        EXPECT_NE(run.m_Err.find(fragment), std::string::npos) << run.m_Err;
-    EXPECT_EQ(dir.List(), before);
-    EXPECT_EQ(ReadFile(input), inputBytes);
-}
-
 // Waits, without any timing assertion, for a condition that must come.
 template <typename Condition>
 bool Eventually(Condition condition) {
@@ -85,8 +72,16 @@ protected:
         m_InputBytes = ReadFile(input);
         return RunQuorvel(arguments, 120, addressSpace);
     }
+    // The run must end in one "quorvel: " line with status 2, leaving the
+    // directory (the input included, byte for byte) as it was.
     void ExpectStopped(const CRun& run, const std::string& input, const std::vector<std::string>& fragments) {
-        ::ExpectStopped(m_Dir, run, m_Before, input, m_InputBytes, fragments);
+        EXPECT_EQ(run.m_Status, 2) << run.m_Err;
+        EXPECT_EQ(run.m_Err.rfind("quorvel: ", 0), 0u) << run.m_Err;
+        EXPECT_EQ(run.m_Err.find('\n'), run.m_Err.size() - 1) << run.m_Err;
+        for (const std::string& fragment : fragments)
+            EXPECT_NE(run.m_Err.find(fragment), std::string::npos) << run.m_Err;
+        EXPECT_EQ(m_Dir.List(), m_Before);
+        EXPECT_EQ(ReadFile(input), m_InputBytes);
     }
 
     CScratchDirectory m_Dir;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <numeric>
 
+#include "core/KeySort.h"
 #include "core/MeshTopology.h"
 #include "core/PositionWelder.h"
 
@@ -118,7 +119,7 @@ bool HasRepeatedFaceSide(const CMeshData& mesh) {
     for (const Triangle& t : mesh.m_Triangles)
         for (int k = 0; k < 3; ++k)
             sides.push_back(std::uint64_t(t[k]) << 32 | t[(k + 1) % 3]);
-    std::sort(sides.begin(), sides.end());
+    SortKeys(sides);
     return std::adjacent_find(sides.begin(), sides.end()) != sides.end();
 }
 
@@ -250,7 +251,31 @@ void DropRepeatedCornerFaces(CMeshData& mesh, CRepairSummary& summary) {
     summary.m_RepeatedCornerFaces += before - mesh.m_Triangles.size();
 }
 
+namespace {
+
+// Whether two faces may use the same three vertices. Most inputs have none,
+// and with fewer than 2^21 vertices one sort of the corner sets packed into
+// single keys settles that; only when it finds a pair (or cannot pack) does
+// the slower sort that also tells which face came first run.
+bool MayHaveDuplicateFaces(const CMeshData& mesh) {
+    constexpr std::uint32_t Packable = 1u << 21;
+    std::vector<std::uint64_t> keys;
+    keys.reserve(mesh.m_Triangles.size());
+    for (Triangle t : mesh.m_Triangles) {
+        std::sort(t.begin(), t.end());
+        if (t[2] >= Packable)
+            return true;
+        keys.push_back(std::uint64_t(t[0]) << 42 | std::uint64_t(t[1]) << 21 | t[2]);
+    }
+    SortKeys(keys);
+    return std::adjacent_find(keys.begin(), keys.end()) != keys.end();
+}
+
+}  // namespace
+
 void DropDuplicateFaces(CMeshData& mesh, CRepairSummary& summary) {
+    if (!MayHaveDuplicateFaces(mesh))
+        return;
     std::vector<std::pair<Triangle, std::uint32_t>> sorted;
     sorted.reserve(mesh.m_Triangles.size());
     for (std::uint32_t f = 0; f < mesh.m_Triangles.size(); ++f) {

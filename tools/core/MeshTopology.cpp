@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <numeric>
 
+#include "core/KeySort.h"
+
 namespace Corvane::Pellix::Quorvel::Tool {
 
 namespace {
@@ -39,7 +41,7 @@ CEdgeCensus::CEdgeCensus(const CMeshData& mesh) {
             const std::uint64_t low = std::min(a, b), high = std::max(a, b);
             sides.push_back((low << 32 | high) << 1 | (a < b ? 1u : 0u));
         }
-    std::sort(sides.begin(), sides.end());
+    SortKeys(sides);
 
     const std::size_t vertexCount = mesh.m_Positions.size();
     m_Valence.assign(vertexCount, 0);
@@ -103,7 +105,7 @@ double TrueMeanEdgeLength(const CMeshData& mesh) {
             if (a != b)
                 keys.push_back(std::uint64_t(std::min(a, b)) << 32 | std::max(a, b));
         }
-    std::sort(keys.begin(), keys.end());
+    SortKeys(keys);
     keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
     if (keys.empty())
         return 0;
