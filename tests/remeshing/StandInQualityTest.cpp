@@ -35,8 +35,8 @@ struct CQualityCase {
     std::vector<std::array<double, 3>> m_Corners;
     // Edges whose faces turn by more than 120 degrees that the remesh still
     // leaves: one beside a hole of the pierced block, whose input holds 64
-    // such edges; two on the creature, whose input holds none (not yet
-    // understood). More is a regression.
+    // such edges, and those along the blade's trailing-edge wedge. More is a
+    // regression.
     unsigned int m_KnownFolds = 0;
 };
 
@@ -81,26 +81,27 @@ INSTANTIATE_TEST_SUITE_P(
                      1.0,
                      0.6,
                      {{0, 0, 0}, {4, 0, 0}, {0, 3, 2}, {4, 3, 2}},
-                     125},
+                     89},
         CQualityCase{"pierced_block_fine",
                      [](ShapeMesh& m) { MakePiercedBlock(m, 2, 2, 32); },
                      0.3,
                      27.0,
                      0.6,
                      {{0, 0, 0}, {2, 2, 2}},
-                     1},
+                     0},
         // The blade's caps close at the trailing edge in a wedge of about 16
         // degrees, which bounds the smallest angle there; the wedge's sides
         // turn by more than 120 degrees, so its edges count as folds. At the
         // default target the blade is a third of the target thick and its
         // rims merge: what is pinned there is that no sliver is left beside
-        // the trailing edge's corners (the nose, far thinner than the
-        // target, is lost: the distance bound is loose).
-        CQualityCase{"cad_blade", [](ShapeMesh& m) { MakeCadBlade(m); }, 1.0, 8.0, 1.6, {{4, 0, 0}, {4, 0, 2}}, 7},
+        // the trailing edge's corners and that the blade does not flatten
+        // (no collapse may fold one side onto the other; today 0.88 targets
+        // from the input).
+        CQualityCase{"cad_blade", [](ShapeMesh& m) { MakeCadBlade(m); }, 1.0, 8.0, 1.1, {{4, 0, 0}, {4, 0, 2}}, 4},
         CQualityCase{
-            "cad_blade_fine", [](ShapeMesh& m) { MakeCadBlade(m); }, 0.3, 14.0, 0.5, {{4, 0, 0}, {4, 0, 2}}, 6},
+            "cad_blade_fine", [](ShapeMesh& m) { MakeCadBlade(m); }, 0.3, 14.0, 0.5, {{4, 0, 0}, {4, 0, 2}}, 5},
         CQualityCase{"limbed_figure", [](ShapeMesh& m) { MakeLimbedFigure(m, 48); }, 1.0, 27.0, 0.45, {}},
-        CQualityCase{"scanned_creature", [](ShapeMesh& m) { MakeScannedCreature(m, 4); }, 1.0, 25.0, 0.7, {}, 2}),
+        CQualityCase{"scanned_creature", [](ShapeMesh& m) { MakeScannedCreature(m, 4); }, 1.0, 25.0, 0.7, {}}),
     [](const ::testing::TestParamInfo<CQualityCase>& info) { return info.param.m_Name; });
 
 }  // namespace

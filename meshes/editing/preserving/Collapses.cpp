@@ -61,7 +61,7 @@ bool CEngine::CollapseShortEdges() {
 // may go to its midpoint when neither end will do. The topology is checked
 // once, and all places are measured in the same two walks around the ends;
 // of the two ends, the one whose longest new edge is shorter is preferred.
-bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachLength2, bool thinFace) {
+bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachLength2, bool thinFace, bool anglePass) {
     const std::uint32_t kind = m_Kind[h];
     if (kind == Locked)
         return false;
@@ -227,7 +227,7 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
 
     const int first = reach[1] < reach[0] ? 1 : 0;
     for (const int k : {first, 1 - first, 2}) {
-        if (!open[k])
+        if (!open[k] || MakesFold(h, places[k], anglePass))
             continue;
         // The open edge that takes the removed vertex's place on a kept
         // boundary starts at a when b goes, at y when a goes.
@@ -251,6 +251,93 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         return true;
     }
     return false;
+}
+
+// The face check of TryCollapse bounds how far each face turns, not how far
+// two neighbours turn against each other: on a steep cone (a thin limb's tip)
+// faces that each turn by less than a right angle may still fold onto their
+// neighbours, and neither a flip nor a later collapse can always open the
+// fold again. So no edge around the merged vertex, nor any edge of its ring,
+// may fold that did not fold before.
+bool CEngine::MakesFold(std::uint32_t h, const Vec& q, bool anglePass) const {
+    const std::uint32_t t = m_Twin[h];
+    const std::uint32_t a = m_Corner[h], b = Target(h);
+    const std::uint32_t f0 = h / 3, f1 = t != None ? t / 3 : None;
+    const std::uint32_t outerN = m_Twin[Next(h)], outerP = m_Twin[Prev(h)];
+    const std::uint32_t outerTn = t != None ? m_Twin[Next(t)] : None, outerTp = t != None ? m_Twin[Prev(t)] : None;
+    const auto moved = [&](std::uint32_t v) -> const Vec& { return v == a || v == b ? q : m_Position[v]; };
+    const auto normal = [&](std::uint32_t f, bool after) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        const Vec& x = after ? moved(corner[0]) : m_Position[corner[0]];
+        const Vec& y = after ? moved(corner[1]) : m_Position[corner[1]];
+        const Vec& z = after ? moved(corner[2]) : m_Position[corner[2]];
+        return (y - x) * (z - x);
+    };
+    bool folds = false;
+    const auto check = [&](std::uint32_t e) {
+        const std::uint32_t face = e / 3;
+        for (const std::uint32_t side : {e, Next(e), Prev(e)}) {
+            std::uint32_t across = m_Twin[side];
+            if (across == None)
+                continue;
+            // The removed faces' outer neighbours become neighbours of each
+            // other; they folded before only where one of them folded
+            // against the removed face between them.
+            std::uint32_t between = None;
+            if (across / 3 == f0) {
+                between = f0;
+                across = across == Next(h) ? outerP : (across == Prev(h) ? outerN : None);
+            } else if (f1 != None && across / 3 == f1) {
+                between = f1;
+                across = across == Next(t) ? outerTp : (across == Prev(t) ? outerTn : None);
+            }
+            if (across == None)
+                continue;
+            const std::uint32_t other = across / 3;
+            const Vec made = normal(face, true), beside = normal(other, true);
+            if (!Folded(made, beside))
+                continue;
+            if (between == None ? Folded(normal(face, false), normal(other, false))
+                                : Folded(normal(face, false), normal(between, false)) ||
+                                      Folded(normal(between, false), normal(other, false)))
+                continue;
+            // Where the input turns as sharply between the corners of the
+            // two faces off their shared side (across the tip of a cone
+            // sharper than the target resolves), the fold is the input's
+            // own, and the flips and relaxation that follow mostly open it
+            // again; not so after the angle passes, the last edits of an
+            // iteration, which get no such exception. Two faces narrower
+            // across their shared side than NarrowFoldFactor targets lie on
+            // a part thinner than the target resolves (a thin tube
+            // coarsened): kept from folding, it could not coarsen at all.
+            const double side2 = Squared(moved(m_Corner[side]) - moved(Target(side)));
+            const double narrow2 = NarrowFoldFactor * NarrowFoldFactor * m_TargetLength * m_TargetLength * side2;
+            if ((Squared(made) < narrow2 && Squared(beside) < narrow2) ||
+                (!anglePass &&
+                 Folded(InputNormal(m_Corner[Prev(side)], a, b), InputNormal(m_Corner[Prev(across)], a, b))))
+                continue;
+            folds = true;
+        }
+    };
+    ForEachOutgoing(a, [&](std::uint32_t e) {
+        if (!folds && e / 3 != f0 && e / 3 != f1)
+            check(e);
+    });
+    ForEachOutgoing(b, [&](std::uint32_t e) {
+        if (!folds && e / 3 != f0 && e / 3 != f1)
+            check(e);
+    });
+    return folds;
+}
+
+Vec CEngine::InputNormal(std::uint32_t v, std::uint32_t a, std::uint32_t b) const {
+    std::uint32_t hint = m_FaceHint[v];
+    if (hint == None && (v == a || v == b))
+        hint = m_FaceHint[v == a ? b : a];
+    if (hint == None)
+        return Vec();
+    const CTriangle& t = m_Triangles[hint];
+    return (t.m_B - t.m_A) * (t.m_C - t.m_A);
 }
 
 void CEngine::Collapse(std::uint32_t h, bool removeOrigin, const Vec& target) {

@@ -59,6 +59,12 @@ constexpr double CollapseFactor = 4.0 / 5.0;
 constexpr double DefaultCornerAngle = 45.0;
 // A collapse may turn no surrounding face by 90 degrees or more.
 constexpr double CollapseMinCos = 0.0;
+// Two faces fold against each other where their normals lie more than 120
+// degrees apart; no collapse may make a new fold (see MakesFold).
+constexpr double MaxFoldCos = -0.5;
+// Faces narrower than this many target lengths across the side they share
+// may fold there (see MakesFold).
+constexpr double NarrowFoldFactor = 1.0 / 3.0;
 // An edge shorter than this many target lengths that no end can take may
 // collapse to its midpoint instead. (Midpoints for every collapse would make
 // more of them pass the length test and leave the edges about a tenth longer
@@ -136,6 +142,12 @@ constexpr double MinFeatureLength = 3.0;
 // over the sum of the squared sides; about 0.03 for a smallest angle of 5
 // degrees).
 constexpr double SliverShape = 0.03;
+
+// Whether faces with normals m and n fold against each other (see
+// MaxFoldCos).
+inline bool Folded(const Vec& m, const Vec& n) {
+    return m % n < MaxFoldCos * std::sqrt((m % m) * (n % n));
+}
 
 inline bool IsLine(std::uint32_t kind) {
     return kind < Pending;
@@ -363,8 +375,17 @@ private:
     }
     // midpointLength2: edges shorter than this may go to their midpoint;
     // reachLength2: no edge of the merged vertex may be longer than this;
-    // thinFace: the collapse would remove a sliver.
-    bool TryCollapse(std::uint32_t h, double midpointLength2, double reachLength2, bool thinFace = false);
+    // thinFace: the collapse would remove a sliver; anglePass: it is made
+    // by the angle passes (see MakesFold).
+    bool TryCollapse(std::uint32_t h, double midpointLength2, double reachLength2, bool thinFace = false,
+                     bool anglePass = false);
+    // Whether merging the ends of h at q would fold an edge that does not
+    // fold now (see MaxFoldCos).
+    bool MakesFold(std::uint32_t h, const Vec& q, bool anglePass) const;
+    // The normal of the input triangle last found nearest to vertex v (a or
+    // b stands in for the other where only one has been projected); zero
+    // where none has.
+    Vec InputNormal(std::uint32_t v, std::uint32_t a, std::uint32_t b) const;
     void Collapse(std::uint32_t h, bool removeOrigin, const Vec& target);
     bool FlipEdges();
     bool FlipIsAllowed(std::uint32_t h) const;
@@ -378,6 +399,9 @@ private:
     // Moves free vertex v towards the centroid of its ring where that raises
     // the smallest angle of its fan without turning a face; whether it moved.
     bool MoveToRaiseAngles(std::uint32_t v);
+    // Whether moving vertex v to q would fold an edge of its fan or ring
+    // that does not fold now (see MaxFoldCos).
+    bool MoveFolds(std::uint32_t v, const Vec& q) const;
     void RelaxAndProject();
     Vec Relaxed(std::uint32_t v) const;
     // Whether face f, with its corners at their moved places, faces the

@@ -94,7 +94,34 @@ bool CEngine::FlipIsValid(std::uint32_t h) const {
     const Vec new0 = (pa - pc) * (pd - pc), new1 = (pb - pd) * (pc - pd);
     if (!(Squared(new0) > m_MinCross2) || !(Squared(new1) > m_MinCross2))
         return false;
-    return new0 % old0 > 0 && new0 % old1 > 0 && new1 % old0 > 0 && new1 % old1 > 0;
+    if (!(new0 % old0 > 0 && new0 % old1 > 0 && new1 % old0 > 0 && new1 % old1 > 0))
+        return false;
+    // Nor may the new faces fold against each other or against the faces
+    // beside them where the old ones did not (a valence flip on a steep
+    // cone, such as a thin limb's tip, would otherwise make folds).
+    const auto outer = [&](std::uint32_t e) {
+        const std::uint32_t across = m_Twin[e];
+        if (across == None)
+            return Vec();
+        const std::uint32_t* corner = &m_Corner[across - across % 3];
+        const Vec& x = m_Position[corner[0]];
+        return (m_Position[corner[1]] - x) * (m_Position[corner[2]] - x);
+    };
+    // Faces narrower across their shared side than NarrowFoldFactor targets
+    // may fold there, as in a collapse (see MakesFold).
+    const auto narrow = [&](const Vec& m, const Vec& n, const Vec& x, const Vec& y) {
+        const double narrow2 = NarrowFoldFactor * NarrowFoldFactor * m_TargetLength * m_TargetLength * Squared(x - y);
+        return Squared(m) < narrow2 && Squared(n) < narrow2;
+    };
+    const auto turns = [&](const Vec& made, const Vec& old, std::uint32_t e) {
+        const Vec beside = outer(e);
+        return Squared(beside) > 0 && Folded(made, beside) && !Folded(old, beside) &&
+               !narrow(made, beside, m_Position[m_Corner[e]], m_Position[Target(e)]);
+    };
+    const std::uint32_t n = Next(h), p = Prev(h), tn = Next(t), tp = Prev(t);
+    if (Folded(new0, new1) && !Folded(old0, old1) && !narrow(new0, new1, pc, pd))
+        return false;
+    return !(turns(new0, old0, p) || turns(new0, old1, tn) || turns(new1, old1, tp) || turns(new1, old0, n));
 }
 
 // Faces (a, b, c) and (b, a, d) become (c, a, d) and (d, b, c), in the same
@@ -204,13 +231,13 @@ bool CEngine::ImproveAngles() {
             const std::uint32_t a = m_Corner[e], b = Target(e);
             // A cap whose corner sits on the opposite side cannot always lose
             // it to an end of a side; the midpoint is allowed here.
-            if (!TryCollapse(e, m_CollapseLength2, m_AngleReachLength2, smallest < SliverAngle))
+            if (!TryCollapse(e, m_CollapseLength2, m_AngleReachLength2, smallest < SliverAngle, true))
                 continue;
             collapsed = true;
             const std::uint32_t survivor = (m_Flags[a] & Deleted) ? b : a;
             if (!(m_Flags[survivor] & Fixed)) {
                 const Vec projected = Projected(survivor, m_Position[survivor]);
-                if (IsFinite(projected))
+                if (IsFinite(projected) && !MoveFolds(survivor, projected))
                     m_Position[survivor] = projected;
             }
         }
@@ -223,8 +250,9 @@ bool CEngine::ImproveAngles() {
 
 // After the last iteration the faces that are still thin are where no flip
 // or collapse could help: a free corner of each may move to the plain
-// centroid of its ring, or half-way there, back onto the input, where that
-// raises the smallest angle of its fan and turns none of its faces. Only
+// centroid of its ring, half-way there, or where relaxation would put it,
+// back onto the input, where that raises the smallest angle of its fan and
+// turns or folds none of its faces. Only
 // here, at the end: moved earlier, the vertices would steer the next
 // iteration's edits elsewhere, for better or worse, while at the end every
 // move can only raise the smallest angle of the result.
@@ -246,6 +274,31 @@ bool CEngine::RaiseSmallestAngles() {
     return changed;
 }
 
+bool CEngine::MoveFolds(std::uint32_t v, const Vec& q) const {
+    const Vec& p = m_Position[v];
+    // The normal of face f with v at place at.
+    const auto normal = [&](std::uint32_t f, const Vec& at) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        const Vec& x = corner[0] == v ? at : m_Position[corner[0]];
+        const Vec& y = corner[1] == v ? at : m_Position[corner[1]];
+        const Vec& z = corner[2] == v ? at : m_Position[corner[2]];
+        return (y - x) * (z - x);
+    };
+    bool folds = false;
+    // Each face of the fan against the face before it and the face beyond
+    // its far side.
+    ForEachOutgoing(v, [&](std::uint32_t e) {
+        for (const std::uint32_t side : {e, Next(e)}) {
+            const std::uint32_t across = m_Twin[side];
+            if (folds || across == None)
+                continue;
+            const std::uint32_t f = e / 3, g = across / 3;
+            folds = Folded(normal(f, q), normal(g, q)) && !Folded(normal(f, p), normal(g, p));
+        }
+    });
+    return folds;
+}
+
 bool CEngine::MoveToRaiseAngles(std::uint32_t v) {
     if ((m_Flags[v] & (Deleted | Fixed | Sliding | NonManifold)) || IsOpen(v))
         return false;
@@ -262,8 +315,11 @@ bool CEngine::MoveToRaiseAngles(std::uint32_t v) {
     if (count < 3)
         return false;
     centroid = centroid / double(count);
-    for (const double share : {1.0, 0.5}) {
-        const Vec q = Projected(v, p + (centroid - p) * share);
+    // The centroid of the ring, half-way there, or where relaxation would
+    // put the vertex (which evens out the fan around a cone's tip).
+    const Vec places[3] = {p + (centroid - p), p + (centroid - p) * 0.5, Relaxed(v)};
+    for (const Vec& place : places) {
+        const Vec q = Projected(v, place);
         if (!IsFinite(q))
             continue;
         double after = Pi;
@@ -274,7 +330,7 @@ bool CEngine::MoveToRaiseAngles(std::uint32_t v) {
             keeps = keeps && Squared(moved) > m_MinCross2 && old % moved > 0;
             after = std::min(after, SmallestAngle(q, x, y));
         });
-        if (keeps && after > before + MinAngleGain) {
+        if (keeps && after > before + MinAngleGain && !MoveFolds(v, q)) {
             m_Position[v] = q;
             return true;
         }
