@@ -29,6 +29,11 @@ constexpr std::uint32_t SweepSize = 8;
 
 // Below this many primitives a tree is grown on one thread.
 constexpr std::int64_t ParallelBuildSize = 1 << 15;
+// Below this many the passes that only copy (the references in, the order
+// out, the subtrees joined) stay on one thread: in huge pages they take a
+// millisecond or two, and every parallel loop waits for the last thread to
+// arrive, which on a core busy with other work can take longer than that.
+constexpr std::int64_t ParallelCopySize = 1 << 18;
 constexpr std::size_t NoLimit = ~std::size_t(0);
 // Ranges a large tree is cut into before they grow in parallel.
 constexpr std::size_t SubtreeCount = 16;
@@ -472,7 +477,7 @@ void CBoxHierarchy::BuildFrom(std::uint32_t count, std::uint32_t leafSize, const
     const CReferenceStorage storage(count);
     CReference* const references = storage.Get();
     const std::int64_t n = count;
-#pragma omp parallel for schedule(static) if (n >= ParallelBuildSize)
+#pragma omp parallel for schedule(static) if (n >= ParallelCopySize)
     for (std::int64_t i = 0; i < n; ++i) {
         CReference& r = references[i];
         r.m_Index = static_cast<std::uint32_t>(i);
@@ -552,7 +557,7 @@ void CBoxHierarchy::BuildFrom(std::uint32_t count, std::uint32_t leafSize, const
         }
         m_Nodes.resize(total);
         CNode* const joined = m_Nodes.data();
-#pragma omp parallel for schedule(dynamic, 1)
+#pragma omp parallel for schedule(dynamic, 1) if (n >= ParallelCopySize)
         for (std::int64_t job = 0; job < jobs; ++job) {
             const CNodes& nodes = subtrees[job];
             const std::uint32_t offset = static_cast<std::uint32_t>(offsets[job]);
@@ -566,7 +571,7 @@ void CBoxHierarchy::BuildFrom(std::uint32_t count, std::uint32_t leafSize, const
                 joined[offset + i] = moved(nodes[i]);
         }
     }
-#pragma omp parallel for schedule(static) if (n >= ParallelBuildSize)
+#pragma omp parallel for schedule(static) if (n >= ParallelCopySize)
     for (std::int64_t i = 0; i < n; ++i)
         m_Order[i] = references[i].m_Index;
 }
