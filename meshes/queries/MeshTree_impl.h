@@ -592,43 +592,43 @@ void TMeshTree<Real, Vertex, Attribute, Index>::IsWithin(const Vector* points, s
         results[i] = IsWithin(points[i]);
 }
 
-namespace detail {
-
-template <typename Real>
-std::vector<CTriangleTree::Point> Widen(const TVector3<Real>* points, std::size_t count) {
-    std::vector<CTriangleTree::Point> wide(count);
-    for (std::size_t i = 0; i < count; ++i)
-        wide[i] = CTriangleTree::Point(points[i].x, points[i].y, points[i].z);
-    return wide;
-}
-
-}  // namespace detail
+// The batch forms below widen each point where it is used: a widened copy
+// of the whole array costs a pass on one thread, and the first touch of its
+// fresh pages, before the parallel loop can start.
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::FindClosestPoints(const Vector* points, std::size_t count,
                                                                   CSurfacePoint* results) const {
-    const std::vector<CTriangleTree::Point> wide = detail::Widen(points, count);
-    m_Faces.FindClosestPoints(wide.data(), count, results);
+    const std::int64_t n = static_cast<std::int64_t>(count);
+#pragma omp parallel for schedule(dynamic, 256)
+    for (std::int64_t i = 0; i < n; ++i)
+        results[i] = FindClosestPoint(points[i]);
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::GetSignedDistances(const Vector* points, std::size_t count,
                                                                    double* results) const {
-    const std::vector<CTriangleTree::Point> wide = detail::Widen(points, count);
-    m_Faces.GetSignedDistances(wide.data(), count, results);
+    const std::int64_t n = static_cast<std::int64_t>(count);
+#pragma omp parallel for schedule(dynamic, 256)
+    for (std::int64_t i = 0; i < n; ++i)
+        results[i] = GetSignedDistance(points[i]);
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::EstimateWindingNumbers(const Vector* points, std::size_t count,
                                                                        double* results) const {
-    const std::vector<CTriangleTree::Point> wide = detail::Widen(points, count);
-    m_Faces.EstimateWindingNumbers(wide.data(), count, results);
+    const std::int64_t n = static_cast<std::int64_t>(count);
+#pragma omp parallel for schedule(dynamic, 256)
+    for (std::int64_t i = 0; i < n; ++i)
+        results[i] = EstimateWindingNumber(points[i]);
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::Contains(const Vector* points, std::size_t count, bool* results) const {
-    const std::vector<CTriangleTree::Point> wide = detail::Widen(points, count);
-    m_Faces.Contains(wide.data(), count, results);
+    const std::int64_t n = static_cast<std::int64_t>(count);
+#pragma omp parallel for schedule(dynamic, 256)
+    for (std::int64_t i = 0; i < n; ++i)
+        results[i] = Contains(points[i]);
 }
 
 }  // namespace Corvane::Pellix::Quorvel
