@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <exception>
 #include <limits>
 #include <memory>
@@ -22,9 +23,17 @@ namespace Corvane::Pellix::Quorvel {
 namespace {
 
 constexpr int BinCount = 16;
+// Ranges of at most this many primitives are split by a sweep over their
+// sorted centres rather than by bins.
+constexpr std::uint32_t SweepSize = 8;
 
 // Below this many primitives a tree is grown on one thread.
 constexpr std::int64_t ParallelBuildSize = 1 << 15;
+// Below this many the passes that only copy (the references in, the order
+// out, the subtrees joined) stay on one thread: in huge pages they take a
+// millisecond or two, and every parallel loop waits for the last thread to
+// arrive, which on a core busy with other work can take longer than that.
+constexpr std::int64_t ParallelCopySize = 1 << 18;
 constexpr std::size_t NoLimit = ~std::size_t(0);
 // Ranges a large tree is cut into before they grow in parallel.
 constexpr std::size_t SubtreeCount = 16;
@@ -60,15 +69,31 @@ public:
 typedef TBounds<double> CBounds;
 typedef TBounds<float> CFloatBounds;
 
+// The float next to a finite f towards minus (plus) infinity, by its bits:
+// a call into the maths library per bound showed in a build's profile.
+inline float NextBelow(float f) {
+    std::uint32_t bits;
+    std::memcpy(&bits, &f, sizeof bits);
+    bits = f > 0 ? bits - 1 : f < 0 ? bits + 1 : 0x80000001u;
+    std::memcpy(&f, &bits, sizeof bits);
+    return f;
+}
+
+inline float NextAbove(float f) {
+    std::uint32_t bits;
+    std::memcpy(&bits, &f, sizeof bits);
+    bits = f > 0 ? bits + 1 : f < 0 ? bits - 1 : 0x00000001u;
+    std::memcpy(&f, &bits, sizeof bits);
+    return f;
+}
+
 inline float RoundDown(double value) {
     if (value < -FloatMax)
         return -std::numeric_limits<float>::infinity();
     if (value > FloatMax)
         return std::numeric_limits<float>::max();
-    float f = static_cast<float>(value);
-    if (static_cast<double>(f) > value)
-        f = std::nextafter(f, -std::numeric_limits<float>::infinity());
-    return f;
+    const float f = static_cast<float>(value);
+    return static_cast<double>(f) > value ? NextBelow(f) : f;
 }
 
 inline float RoundUp(double value) {
@@ -76,10 +101,8 @@ inline float RoundUp(double value) {
         return std::numeric_limits<float>::infinity();
     if (value < -FloatMax)
         return -std::numeric_limits<float>::max();
-    float f = static_cast<float>(value);
-    if (static_cast<double>(f) < value)
-        f = std::nextafter(f, std::numeric_limits<float>::infinity());
-    return f;
+    const float f = static_cast<float>(value);
+    return static_cast<double>(f) < value ? NextAbove(f) : f;
 }
 
 // A range still to split, with the bounds of its boxes and of their centres
@@ -113,23 +136,54 @@ namespace detail {
 namespace {
 
 constexpr std::size_t HugePage = std::size_t(2) << 20;
+// From this size on a block is mapped on its own, in whole huge pages. The
+// first touch of a fresh small page costs microseconds (more under a
+// hypervisor): a tree of 50,000 faces, filling about 6 MB in 1,500 pages,
+// spent about as long in those faults as in its own work. A huge page costs one fault and the
+// zeroing of 2 MB, which pays from about an eighth of it on; the unused tail
+// of the last page is address space, not memory, unless huge pages are on.
+constexpr std::size_t MappedBlock = HugePage / 4;
+
+std::size_t MappedBytes(std::size_t bytes) {
+    return (bytes + HugePage - 1) / HugePage * HugePage;
+}
 
 }  // namespace
 
 void* AllocateStorage(std::size_t bytes) {
-    if (bytes < 2 * HugePage)
-        return ::operator new(bytes, std::align_val_t(64));
-    void* block = ::operator new(bytes, std::align_val_t(HugePage));
-#ifdef MADV_HUGEPAGE
-    // Advice only: where huge pages are off or none is free, small ones
-    // serve as before.
-    madvise(block, bytes / HugePage * HugePage, MADV_HUGEPAGE);
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+    if (bytes >= MappedBlock) {
+        // Over-allocate by one huge page and trim both ends, so that the
+        // block starts on a huge-page boundary.
+        const std::size_t size = MappedBytes(bytes);
+        void* mapped = mmap(nullptr, size + HugePage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (mapped == MAP_FAILED)
+            throw std::bad_alloc();
+        const std::uintptr_t start = reinterpret_cast<std::uintptr_t>(mapped);
+        const std::uintptr_t aligned = (start + HugePage - 1) / HugePage * HugePage;
+        const std::size_t head = aligned - start, tail = HugePage - head;
+        if (head > 0)
+            munmap(mapped, head);
+        if (tail > 0)
+            munmap(reinterpret_cast<void*>(aligned + size), tail);
+        void* block = reinterpret_cast<void*>(aligned);
+        // Advice only: where huge pages are off or none is free, small ones
+        // serve as before.
+        madvise(block, size, MADV_HUGEPAGE);
+        return block;
+    }
 #endif
-    return block;
+    return ::operator new(bytes, std::align_val_t(64));
 }
 
 void FreeStorage(void* block, std::size_t bytes) {
-    ::operator delete(block, std::align_val_t(bytes < 2 * HugePage ? 64 : HugePage));
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+    if (bytes >= MappedBlock) {
+        munmap(block, MappedBytes(bytes));
+        return;
+    }
+#endif
+    ::operator delete(block, std::align_val_t(64));
 }
 
 float RoundDown(double value) {
@@ -198,7 +252,52 @@ void Grow(CReference* references, std::vector<CTask>& tasks, CBoxHierarchy::CNod
         const bool coincident = !(extent > 0);
         CFloatBounds childBounds[2], childCentres[2];
         bool known = false;
-        if (!coincident && task.m_Depth < MaxDepth - 40) {
+        if (!coincident && task.m_Depth < MaxDepth - 40 && n <= SweepSize) {
+            // A handful of primitives, as most ranges near the leaves are:
+            // sorted by centre, every split between two of them is weighed,
+            // for less work than filling the bins and a split at least as
+            // good.
+            CReference* const first = references + task.m_Begin;
+            auto before = [axis](const CReference& a, const CReference& b) {
+                return a.m_Centre[axis] < b.m_Centre[axis] ||
+                       (a.m_Centre[axis] == b.m_Centre[axis] && a.m_Index < b.m_Index);
+            };
+            for (std::uint32_t i = 1; i < n; ++i)
+                for (std::uint32_t j = i; j > 0 && before(first[j], first[j - 1]); --j)
+                    std::swap(first[j], first[j - 1]);
+            CFloatBounds suffix[SweepSize];
+            double rightArea[SweepSize];
+            CFloatBounds sweep;
+            for (std::uint32_t i = n - 1; i > 0; --i) {
+                sweep.Extend(first[i].m_Min, first[i].m_Max);
+                suffix[i] = sweep;
+                rightArea[i] = sweep.GetHalfArea();
+            }
+            CFloatBounds left, bestLeft;
+            double bestCost = HUGE_VAL;
+            std::uint32_t best = 0;
+            for (std::uint32_t i = 1; i < n; ++i) {
+                left.Extend(first[i - 1].m_Min, first[i - 1].m_Max);
+                const double cost = left.GetHalfArea() * i + rightArea[i] * (n - i);
+                if (cost < bestCost) {
+                    bestCost = cost;
+                    best = i;
+                    bestLeft = left;
+                }
+            }
+            if (n <= leafSize && (best == 0 || !(bestCost < (double(n) - 1) * bounds.GetHalfArea()))) {
+                makeLeaf();
+                continue;
+            }
+            if (best > 0) {
+                middle = task.m_Begin + best;
+                childBounds[0] = bestLeft;
+                childBounds[1] = suffix[best];
+                for (std::uint32_t i = 0; i < n; ++i)
+                    childCentres[i < best ? 0 : 1].Extend(first[i].m_Centre, first[i].m_Centre);
+                known = true;
+            }
+        } else if (!coincident && task.m_Depth < MaxDepth - 40) {
             CFloatBounds binBounds[BinCount], binCentres[BinCount];
             std::uint32_t binCounts[BinCount] = {};
             const double scale = BinCount / extent;
@@ -378,7 +477,7 @@ void CBoxHierarchy::BuildFrom(std::uint32_t count, std::uint32_t leafSize, const
     const CReferenceStorage storage(count);
     CReference* const references = storage.Get();
     const std::int64_t n = count;
-#pragma omp parallel for schedule(static) if (n >= ParallelBuildSize)
+#pragma omp parallel for schedule(static) if (n >= ParallelCopySize)
     for (std::int64_t i = 0; i < n; ++i) {
         CReference& r = references[i];
         r.m_Index = static_cast<std::uint32_t>(i);
@@ -458,7 +557,7 @@ void CBoxHierarchy::BuildFrom(std::uint32_t count, std::uint32_t leafSize, const
         }
         m_Nodes.resize(total);
         CNode* const joined = m_Nodes.data();
-#pragma omp parallel for schedule(dynamic, 1)
+#pragma omp parallel for schedule(dynamic, 1) if (n >= ParallelCopySize)
         for (std::int64_t job = 0; job < jobs; ++job) {
             const CNodes& nodes = subtrees[job];
             const std::uint32_t offset = static_cast<std::uint32_t>(offsets[job]);
@@ -472,7 +571,7 @@ void CBoxHierarchy::BuildFrom(std::uint32_t count, std::uint32_t leafSize, const
                 joined[offset + i] = moved(nodes[i]);
         }
     }
-#pragma omp parallel for schedule(static) if (n >= ParallelBuildSize)
+#pragma omp parallel for schedule(static) if (n >= ParallelCopySize)
     for (std::int64_t i = 0; i < n; ++i)
         m_Order[i] = references[i].m_Index;
 }

@@ -21,11 +21,12 @@ float RoundUp(double value);
 
 namespace detail {
 
-// Storage for the index's arrays: aligned to a cache line, and a large block
-// to a huge page, which the system is asked to back with huge pages where it
-// can. A tree of a large mesh fills tens of megabytes at once; in 4 KB pages
-// the first touch of each page costs more than the data written to it, and
-// the queries that wander over the arrays miss the address cache less.
+// Storage for the index's arrays: aligned to a cache line, and a block of
+// half a megabyte or more mapped on its own, on a huge-page boundary, which
+// the system is asked to back with huge pages where it can. A tree fills
+// megabytes at once; in 4 KB pages the first touch of each page costs more
+// than the data written to it, and the queries that wander over the arrays
+// miss the address cache less.
 void* AllocateStorage(std::size_t bytes);
 void FreeStorage(void* block, std::size_t bytes);
 

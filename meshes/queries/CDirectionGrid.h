@@ -6,6 +6,8 @@
 #include <memory>
 #include <vector>
 
+#include "quorvel/meshes/queries/CBoxHierarchy.h"
+
 namespace Corvane::Pellix::Quorvel {
 
 class CTriangleTree;
@@ -21,7 +23,7 @@ class CTriangleTree;
 // Boxes are rounded outwards to single precision; a triangle with a
 // non-finite corner has no box and is offered to every query. Built in
 // O(n); a triangle sits in every cell its box covers, and the cells are
-// coarsened until the copies number at most three per triangle.
+// coarsened until the copies number at most five per triangle.
 class CDirectionGrid {
 public:
     class CEntry {
@@ -45,7 +47,8 @@ public:
             q[k] = m_Axes[k][0] * p[0] + m_Axes[k][1] * p[1] + m_Axes[k][2] * p[2];
     }
     std::size_t GetMemoryUsage() const {
-        return m_Starts.capacity() * sizeof(std::uint32_t) + (m_EntryCount + m_Unbinned.capacity()) * sizeof(CEntry);
+        return m_Starts.capacity() * sizeof(std::uint32_t) +
+               (m_Entries.capacity() + m_Unbinned.capacity()) * sizeof(CEntry);
     }
 
     /// Calls visit(position) once for every triangle whose box, grown by
@@ -101,9 +104,8 @@ private:
     std::uint32_t m_Rows = 0;
     // Entries of cell (column c, row r) are m_Entries[m_Starts[i]] up to
     // m_Entries[m_Starts[i + 1]], i = r * m_Columns + c.
-    std::vector<std::uint32_t> m_Starts;
-    std::unique_ptr<CEntry[]> m_Entries;
-    std::size_t m_EntryCount = 0;
+    std::vector<std::uint32_t, TCacheLineAllocator<std::uint32_t>> m_Starts;
+    std::vector<CEntry, TCacheLineAllocator<CEntry>> m_Entries;
     std::vector<CEntry> m_Unbinned;
 };
 

@@ -17,6 +17,10 @@ namespace {
 constexpr std::uint32_t LeafSize = 4;
 // Below this many triangles a pass over them stays on one thread.
 constexpr std::int64_t ParallelSize = 1 << 15;
+// The same for a pass that only copies: in huge pages it is quick, and a
+// parallel loop waits for its last thread, which is slow to come when the
+// other cores are busy with other work.
+constexpr std::int64_t ParallelCopySize = 1 << 18;
 constexpr double FourPi = 12.566370614359172;
 
 inline void Sub(const double* a, const double* b, double* r) {
@@ -216,9 +220,9 @@ void CTriangleTree::Build(const double* positions, const std::uint32_t* indices,
     const std::int64_t n = count;
     double largest = 0, scale = 0;
     std::uint32_t lastPoint = 0;
-    // Split across the cores: on large meshes much of the time is the first
-    // touch of fresh pages.
-#pragma omp parallel for schedule(static) reduction(max : largest, scale, lastPoint) if (n >= ParallelSize)
+    // Split across the cores on large meshes, where much of the time is the
+    // first touch of fresh pages.
+#pragma omp parallel for schedule(static) reduction(max : largest, scale, lastPoint) if (n >= ParallelCopySize)
     for (std::int64_t i = 0; i < n; ++i) {
         const std::size_t t = order[i];
         double* c = copies + 9 * i;
@@ -492,6 +496,10 @@ const double CrossingDirection[3] = {0.3174069186751519, 0.5126915419285367, 0.7
 // the three products and two sums of a projection lose.
 constexpr double FrameRounding = 1e-13;
 
+// The index's storage: on a large mesh these arrays fill megabytes, whose
+// first touch in small pages costs more than the work done in them.
+typedef std::vector<std::uint32_t, TCacheLineAllocator<std::uint32_t>> CIndices;
+
 std::uint64_t PositionKey(const double* p) {
     std::uint64_t key = 0x9E3779B97F4A7C15ull;
     for (int k = 0; k < 3; ++k) {
@@ -515,15 +523,15 @@ void CTriangleTree::PrepareCrossings() const {
     constexpr std::uint32_t None = 0xFFFFFFFFu;
     // One vertex for every position: the first point found there stands
     // for all points at the same position.
-    std::vector<std::uint32_t> vertexOf(m_PointCount, None);
-    std::vector<std::uint32_t> cornerOf(m_PointCount, None);
+    CIndices vertexOf(m_PointCount, None);
+    CIndices cornerOf(m_PointCount, None);
     for (std::size_t j = 0; j < corners; ++j)
         if (cornerOf[m_CornerPoints[j]] == None)
             cornerOf[m_CornerPoints[j]] = static_cast<std::uint32_t>(j);
     std::size_t slots = 64;
     while (slots < 2 * std::size_t(m_PointCount))
         slots *= 2;
-    std::vector<std::uint32_t> table(slots, None);
+    CIndices table(slots, None);
     std::uint32_t vertexCount = 0;
     for (std::uint32_t point = 0; point < m_PointCount; ++point) {
         if (cornerOf[point] == None)
@@ -544,10 +552,10 @@ void CTriangleTree::PrepareCrossings() const {
             }
         }
     }
-    table = std::vector<std::uint32_t>();
+    table = CIndices();
     // Each vertex's outgoing edges. Closed and consistently oriented: no
     // edge runs twice the same way, and every edge has its reverse.
-    std::vector<std::uint32_t> starts(std::size_t(vertexCount) + 1, 0);
+    CIndices starts(std::size_t(vertexCount) + 1, 0);
     auto vertex = [&](std::size_t corner) { return vertexOf[m_CornerPoints[corner]]; };
     for (std::size_t t = 0; t < m_Count; ++t) {
         const std::uint32_t a = vertex(3 * t), b = vertex(3 * t + 1), c = vertex(3 * t + 2);
@@ -559,8 +567,8 @@ void CTriangleTree::PrepareCrossings() const {
     }
     for (std::uint32_t v = 0; v < vertexCount; ++v)
         starts[v + 1] += starts[v];
-    std::vector<std::uint32_t> targets(corners);
-    std::vector<std::uint32_t> next(starts.begin(), starts.end() - 1);
+    CIndices targets(corners);
+    CIndices next(starts.begin(), starts.end() - 1);
     for (std::size_t t = 0; t < m_Count; ++t)
         for (int k = 0; k < 3; ++k)
             targets[next[vertex(3 * t + k)]++] = vertex(3 * t + (k + 1) % 3);
