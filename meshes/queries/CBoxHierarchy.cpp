@@ -164,9 +164,11 @@ void* AllocateStorage(std::size_t bytes) {
         const std::size_t head = aligned - start, tail = HugePage - head;
         if (head > 0)
             munmap(mapped, head);
+        // Pointer arithmetic on the mapping, not a cast back from the
+        // integer, keeps the block's provenance visible to the compiler.
+        char* block = static_cast<char*>(mapped) + head;
         if (tail > 0)
-            munmap(reinterpret_cast<void*>(aligned + size), tail);
-        void* block = reinterpret_cast<void*>(aligned);
+            munmap(block + size, tail);
         // Advice only: where huge pages are off or none is free, small ones
         // serve as before.
         madvise(block, size, MADV_HUGEPAGE);
