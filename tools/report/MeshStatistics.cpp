@@ -70,8 +70,13 @@ CMeshStatistics MeasureMesh(const CMeshData& mesh, const CEdgeCensus& census) {
     for (const Triangle& t : mesh.m_Triangles)
         used[t[0]] = used[t[1]] = used[t[2]] = 1;
     std::uint64_t interior = 0, regular = 0;
+    Point low(HUGE_VAL, HUGE_VAL, HUGE_VAL), high(-HUGE_VAL, -HUGE_VAL, -HUGE_VAL);
     for (std::size_t v = 0; v < p.size(); ++v) {
-        if (!used[v] || census.m_OnBoundary[v])
+        if (!used[v])
+            continue;
+        low = Point(std::min(low.x, p[v].x), std::min(low.y, p[v].y), std::min(low.z, p[v].z));
+        high = Point(std::max(high.x, p[v].x), std::max(high.y, p[v].y), std::max(high.z, p[v].z));
+        if (census.m_OnBoundary[v])
             continue;
         const std::uint32_t valence = census.m_Valence[v];
         ++interior;
@@ -83,9 +88,13 @@ CMeshStatistics MeasureMesh(const CMeshData& mesh, const CEdgeCensus& census) {
     s.m_RegularShare = interior == 0 ? 0 : static_cast<double>(regular) / static_cast<double>(interior);
 
     s.m_MinAngle = mesh.m_Triangles.empty() ? 0 : 180;
-    // Volume terms are taken about a point on the mesh rather than the
-    // origin, so a model far from the origin loses no precision to them.
-    const Point origin = mesh.m_Triangles.empty() ? Point() : p[mesh.m_Triangles[0][0]];
+    // Volume terms are taken about the centre of the used vertices' box
+    // rather than the origin, so a model far from the origin loses no
+    // precision to them. An open surface encloses no volume of its own and
+    // its figure depends on that point: the box's centre is the same
+    // whatever the order of the faces, and moves little when a remesh keeps
+    // the shape, so the before and after of an open surface compare.
+    const Point origin = low.x <= high.x ? (low + high) * 0.5 : Point();
     CCorner smallest(HUGE_VAL), largest(-HUGE_VAL);
     for (const Triangle& t : mesh.m_Triangles) {
         const Point &a = p[t[0]], &b = p[t[1]], &c = p[t[2]];
