@@ -121,6 +121,23 @@ TEST(MeshStatistics, CubeAndGridMatchTheirClosedForms) {
     EXPECT_DOUBLE_EQ(cube.m_MeanEdge, (12 * 2 + 6 * 2 * std::sqrt(2.0)) / 18);
     EXPECT_NEAR(cube.m_MinAngle, 45, 1e-9);
     EXPECT_NEAR(cube.m_MaxAngle, 90, 1e-9);
+    EXPECT_NEAR(cube.m_Volume, 8, 1e-12);
+    // Open, its volume is taken about the box's centre: five of the six
+    // pyramids from the centre, whatever the order of the faces.
+    CMeshData open = MakeCube(2);
+    double top = -HUGE_VAL;
+    for (const Point& p : open.m_Positions)
+        top = std::max(top, p.z);
+    open.m_Triangles.erase(std::remove_if(open.m_Triangles.begin(), open.m_Triangles.end(),
+                                          [&](const Triangle& t) {
+                                              return open.m_Positions[t[0]].z == top &&
+                                                     open.m_Positions[t[1]].z == top && open.m_Positions[t[2]].z == top;
+                                          }),
+                           open.m_Triangles.end());
+    ASSERT_EQ(open.m_Triangles.size(), 10u);
+    EXPECT_NEAR(MeasureMesh(open).m_Volume, 8.0 * 5 / 6, 1e-12);
+    std::reverse(open.m_Triangles.begin(), open.m_Triangles.end());
+    EXPECT_NEAR(MeasureMesh(open).m_Volume, 8.0 * 5 / 6, 1e-12);
     const unsigned int n = 5;
     const CMeshData gridMesh = MakeGrid(n);
     const CMeshStatistics grid = MeasureMesh(gridMesh);
