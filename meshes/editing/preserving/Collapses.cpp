@@ -266,13 +266,7 @@ bool CEngine::MakesFold(std::uint32_t h, const Vec& q, bool anglePass) const {
     const std::uint32_t outerN = m_Twin[Next(h)], outerP = m_Twin[Prev(h)];
     const std::uint32_t outerTn = t != None ? m_Twin[Next(t)] : None, outerTp = t != None ? m_Twin[Prev(t)] : None;
     const auto moved = [&](std::uint32_t v) -> const Vec& { return v == a || v == b ? q : m_Position[v]; };
-    const auto normal = [&](std::uint32_t f, bool after) {
-        const std::uint32_t* corner = &m_Corner[3 * f];
-        const Vec& x = after ? moved(corner[0]) : m_Position[corner[0]];
-        const Vec& y = after ? moved(corner[1]) : m_Position[corner[1]];
-        const Vec& z = after ? moved(corner[2]) : m_Position[corner[2]];
-        return (y - x) * (z - x);
-    };
+    const auto normal = [&](std::uint32_t f, bool after) { return after ? FaceNormal(f, a, b, q) : FaceNormal(f); };
     bool folds = false;
     const auto check = [&](std::uint32_t e) {
         const std::uint32_t face = e / 3;
@@ -310,9 +304,7 @@ bool CEngine::MakesFold(std::uint32_t h, const Vec& q, bool anglePass) const {
             // across their shared side than NarrowFoldFactor targets lie on
             // a part thinner than the target resolves (a thin tube
             // coarsened): kept from folding, it could not coarsen at all.
-            const double side2 = Squared(moved(m_Corner[side]) - moved(Target(side)));
-            const double narrow2 = NarrowFoldFactor * NarrowFoldFactor * m_TargetLength * m_TargetLength * side2;
-            if ((Squared(made) < narrow2 && Squared(beside) < narrow2) ||
+            if (NarrowAcross(made, beside, Squared(moved(m_Corner[side]) - moved(Target(side)))) ||
                 (!anglePass &&
                  Folded(InputNormal(m_Corner[Prev(side)], a, b), InputNormal(m_Corner[Prev(across)], a, b))))
                 continue;

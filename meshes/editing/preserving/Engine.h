@@ -402,6 +402,22 @@ private:
     // Whether moving vertex v to q would fold an edge of its fan or ring
     // that does not fold now (see MaxFoldCos).
     bool MoveFolds(std::uint32_t v, const Vec& q) const;
+    // The normal (not unit) of face f, with vertices v and w (which may be
+    // one, or None) at `at` instead of their own places.
+    Vec FaceNormal(std::uint32_t f, std::uint32_t v = None, std::uint32_t w = None, const Vec& at = Vec()) const {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        const auto place = [&](std::uint32_t x) -> const Vec& { return x == v || x == w ? at : m_Position[x]; };
+        const Vec &x = place(corner[0]), &y = place(corner[1]), &z = place(corner[2]);
+        return (y - x) * (z - x);
+    }
+    // Whether two faces with normals m and n are both narrower than
+    // NarrowFoldFactor targets across the side they share (side2 its squared
+    // length), and so may fold there: they lie on a part thinner than the
+    // target resolves.
+    bool NarrowAcross(const Vec& m, const Vec& n, double side2) const {
+        const double narrow2 = NarrowFoldFactor * NarrowFoldFactor * m_TargetLength * m_TargetLength * side2;
+        return Squared(m) < narrow2 && Squared(n) < narrow2;
+    }
     void RelaxAndProject();
     Vec Relaxed(std::uint32_t v) const;
     // Whether face f, with its corners at their moved places, faces the

@@ -99,27 +99,15 @@ bool CEngine::FlipIsValid(std::uint32_t h) const {
     // Nor may the new faces fold against each other or against the faces
     // beside them where the old ones did not (a valence flip on a steep
     // cone, such as a thin limb's tip, would otherwise make folds).
-    const auto outer = [&](std::uint32_t e) {
-        const std::uint32_t across = m_Twin[e];
-        if (across == None)
-            return Vec();
-        const std::uint32_t* corner = &m_Corner[across - across % 3];
-        const Vec& x = m_Position[corner[0]];
-        return (m_Position[corner[1]] - x) * (m_Position[corner[2]] - x);
-    };
     // Faces narrower across their shared side than NarrowFoldFactor targets
     // may fold there, as in a collapse (see MakesFold).
-    const auto narrow = [&](const Vec& m, const Vec& n, const Vec& x, const Vec& y) {
-        const double narrow2 = NarrowFoldFactor * NarrowFoldFactor * m_TargetLength * m_TargetLength * Squared(x - y);
-        return Squared(m) < narrow2 && Squared(n) < narrow2;
-    };
     const auto turns = [&](const Vec& made, const Vec& old, std::uint32_t e) {
-        const Vec beside = outer(e);
+        const Vec beside = m_Twin[e] != None ? FaceNormal(m_Twin[e] / 3) : Vec();
         return Squared(beside) > 0 && Folded(made, beside) && !Folded(old, beside) &&
-               !narrow(made, beside, m_Position[m_Corner[e]], m_Position[Target(e)]);
+               !NarrowAcross(made, beside, EdgeLength2(e));
     };
     const std::uint32_t n = Next(h), p = Prev(h), tn = Next(t), tp = Prev(t);
-    if (Folded(new0, new1) && !Folded(old0, old1) && !narrow(new0, new1, pc, pd))
+    if (Folded(new0, new1) && !Folded(old0, old1) && !NarrowAcross(new0, new1, Squared(pc - pd)))
         return false;
     return !(turns(new0, old0, p) || turns(new0, old1, tn) || turns(new1, old1, tp) || turns(new1, old0, n));
 }
@@ -276,14 +264,7 @@ bool CEngine::RaiseSmallestAngles() {
 
 bool CEngine::MoveFolds(std::uint32_t v, const Vec& q) const {
     const Vec& p = m_Position[v];
-    // The normal of face f with v at place at.
-    const auto normal = [&](std::uint32_t f, const Vec& at) {
-        const std::uint32_t* corner = &m_Corner[3 * f];
-        const Vec& x = corner[0] == v ? at : m_Position[corner[0]];
-        const Vec& y = corner[1] == v ? at : m_Position[corner[1]];
-        const Vec& z = corner[2] == v ? at : m_Position[corner[2]];
-        return (y - x) * (z - x);
-    };
+    const auto normal = [&](std::uint32_t f, const Vec& at) { return FaceNormal(f, v, v, at); };
     bool folds = false;
     // Each face of the fan against the face before it and the face beyond
     // its far side.
