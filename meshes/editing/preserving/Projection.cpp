@@ -53,32 +53,34 @@ Vec ClosestOnTriangle(const Vec& p, const Vec& a, const Vec& b, const Vec& c) {
 // more to build than it saves the projections.
 constexpr std::uint32_t LeafSize = 4;
 
-// The primitive nearest to p by `distance(i, bound)` (squared, of the
-// primitive at position i of the tree's order; anything above the bound may
-// be answered with infinity), or None; `chosen()` is called right after the
-// distance of each primitive that becomes the nearest so far, so that the
-// caller can keep what that measure computed. A hint, the answer for a
-// nearby earlier point, bounds the search from the start, which starts at the
-// hint's leaf. Ties go to the hint, then to the lowest primitive number,
-// whatever the shape of the tree.
-template <class Distance, class Chosen>
+// The primitive nearest to p by `closest(i, bound, point)` (the squared
+// distance of the primitive at position i of the tree's order, whose closest
+// point it writes to `point`; anything above the bound may be answered with
+// infinity, leaving `point` unwritten), or None; `nearest` receives the
+// closest point of the answer. A hint, the answer for a nearby earlier point,
+// bounds the search from the start, which starts at the hint's leaf: it is
+// measured against an infinite bound, so its point is always written. Ties go
+// to the hint, then to the lowest primitive number, whatever the shape of the
+// tree.
+template <class Closest>
 std::uint32_t Nearest(const CBoxHierarchy& tree, const TreeWalk::CLinks& links, const Vec& p, std::uint32_t hint,
-                      Distance&& distance, Chosen&& chosen) {
+                      Closest&& closest, Vec& nearest) {
     double best = std::numeric_limits<double>::infinity();
     std::uint32_t found = None;
     const double q[3] = {p.x, p.y, p.z};
     const std::vector<std::uint32_t>& order = tree.GetOrder();
+    Vec measured;
     // The hint, met again in its leaf, is skipped: it is either the nearest
     // so far, which it cannot displace, or farther than a nearer one.
     const auto leaf = [&](std::uint32_t first, std::uint32_t count, double& bound) {
         for (std::uint32_t i = first; i < first + count; ++i) {
             if (i == hint)
                 continue;
-            const double d = distance(i, bound);
+            const double d = closest(i, bound, measured);
             if (d < bound || (d == bound && found != None && found != hint && order[i] < order[found])) {
                 bound = d;
                 found = i;
-                chosen();
+                nearest = measured;
             }
         }
     };
@@ -86,9 +88,8 @@ std::uint32_t Nearest(const CBoxHierarchy& tree, const TreeWalk::CLinks& links, 
         TreeWalk::Nearest(tree, q, best, leaf);
         return found;
     }
-    best = distance(hint, best);
+    best = closest(hint, best, nearest);
     found = hint;
-    chosen();
     TreeWalk::NearestFrom(tree, links, hint, q, best, leaf);
     return found;
 }
@@ -166,41 +167,31 @@ void CEngine::BuildReference(const std::vector<char>& frozenFace, const std::vec
 // Hints and answers are positions in the trees' order, where the segments
 // and the triangles' corners are stored.
 Vec CEngine::Projected(std::uint32_t v, const Vec& p) {
+    Vec nearest;
     if (m_Flags[v] & Sliding) {
         const std::uint32_t line = m_Line[v];
         const std::uint32_t hint =
             m_SegmentHint[v] != None && m_Segments[m_SegmentHint[v]].m_Line == line ? m_SegmentHint[v] : None;
-        // The closest point of the segment last measured, and of the nearest
-        // (with their numbers: a hint beyond every bound was never measured).
-        Vec measured, nearest;
-        std::uint32_t measuredOf = None, nearestOf = None;
         const std::uint32_t best = Nearest(
             m_SegmentTree, m_SegmentLinks, p, hint,
-            [&](std::uint32_t i, double) {
+            [&](std::uint32_t i, double, Vec& point) {
                 const CSegment& s = m_Segments[i];
                 if (s.m_Line != line)
                     return std::numeric_limits<double>::infinity();
-                measured = ClosestOnSegment(p, s.m_A, s.m_B);
-                measuredOf = i;
-                return Squared(measured - p);
+                point = ClosestOnSegment(p, s.m_A, s.m_B);
+                return Squared(point - p);
             },
-            [&] {
-                nearest = measured;
-                nearestOf = measuredOf;
-            });
+            nearest);
         if (best == None)
             return p;
         m_SegmentHint[v] = best;
-        return nearestOf == best ? nearest : ClosestOnSegment(p, m_Segments[best].m_A, m_Segments[best].m_B);
+        return nearest;
     }
-    // The closest point of the triangle last measured, and of the nearest
-    // (with their numbers: a hint beyond every bound was never measured).
-    Vec measured, nearest;
-    std::uint32_t measuredOf = None, nearestOf = None;
-    const auto distance = [&](std::uint32_t i, double bound) {
+    const auto closest = [&](std::uint32_t i, double bound, Vec& point) {
         const CTriangle& t = m_Triangles[i];
         // The triangle's own box is a cheap first test; most triangles of a
-        // leaf lie beyond the bound.
+        // leaf lie beyond the bound. (Against the infinite bound, a hint's
+        // is always measured, even where the box is not a number.)
         double outside = 0;
         for (int k = 0; k < 3; ++k) {
             const double low = std::min(t.m_A[k], std::min(t.m_B[k], t.m_C[k]));
@@ -208,23 +199,16 @@ Vec CEngine::Projected(std::uint32_t v, const Vec& p) {
             const double d = std::max(0.0, std::max(low - p[k], p[k] - high));
             outside += d * d;
         }
-        if (!(outside <= bound))
+        if (!(outside <= bound) && bound != std::numeric_limits<double>::infinity())
             return std::numeric_limits<double>::infinity();
-        measured = ClosestOnTriangle(p, t.m_A, t.m_B, t.m_C);
-        measuredOf = i;
-        return Squared(measured - p);
+        point = ClosestOnTriangle(p, t.m_A, t.m_B, t.m_C);
+        return Squared(point - p);
     };
-    const std::uint32_t best = Nearest(m_TriangleTree, m_TriangleLinks, p, m_FaceHint[v], distance, [&] {
-        nearest = measured;
-        nearestOf = measuredOf;
-    });
+    const std::uint32_t best = Nearest(m_TriangleTree, m_TriangleLinks, p, m_FaceHint[v], closest, nearest);
     if (best == None)
         return p;
     m_FaceHint[v] = best;
-    if (nearestOf == best)
-        return nearest;
-    const CTriangle& t = m_Triangles[best];
-    return ClosestOnTriangle(p, t.m_A, t.m_B, t.m_C);
+    return nearest;
 }
 
 }  // namespace Corvane::Pellix::Quorvel::detail::preserving
