@@ -241,7 +241,9 @@ private:
     void BuildTwins(const std::vector<char>& frozenFace);
     void ClassifyConstraints(const std::vector<char>& frozenFace);
     void BuildReference(const std::vector<char>& frozenFace, const std::vector<std::uint32_t>& firstConstraint);
-    void MeasureBoundaryNoise();
+    // Also gives each vertex's place with the noise of a kept boundary
+    // smoothed out (its own where there is none).
+    void MeasureBoundaryNoise(std::vector<Vec>& smoothed);
     // The neighbours of open vertex v along the boundary: the target of its
     // open outgoing edge and the origin of its open incoming one.
     void BoundaryNeighbours(std::uint32_t v, std::uint32_t& before, std::uint32_t& after) const {
