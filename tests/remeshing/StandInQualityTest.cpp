@@ -104,4 +104,19 @@ INSTANTIATE_TEST_SUITE_P(
         CQualityCase{"scanned_creature", [](ShapeMesh& m) { MakeScannedCreature(m, 4); }, 1.0, 25.0, 0.7, {}}),
     [](const ::testing::TestParamInfo<CQualityCase>& info) { return info.param.m_Name; });
 
+// The limbed figure's coarse facets cross its limbs at about the feature
+// angle, so at a fine target it keeps short feature lines along them; where
+// the input's sampling breaks such a crease, two line ends sit a third of
+// the target apart at a foot and pinned a 16 degree sliver between them.
+// Line ends that stop in the open surface merge from half the target.
+TEST(StandInQualityFine, LimbedFigureLineEndsMergeAtAFineTarget) {
+    ShapeMesh mesh;
+    MakeLimbedFigure(mesh);
+    const double target = 0.3 * MeanEdge(mesh);
+    ASSERT_TRUE(mesh.RemeshPreservingShape(target));
+    EXPECT_TRUE(IsCleanResult(mesh, true));
+    EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 27.0);
+}
+
 }  // namespace

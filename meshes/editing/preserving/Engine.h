@@ -89,6 +89,12 @@ constexpr int MaxCollapseValence = 64;
 // vertices of two lines that run side by side, as noise in scans makes them)
 // are one corner at the target resolution: they may merge.
 constexpr double CornerMergeFactor = 0.25;
+// The end of a feature line that stops in the open surface is no corner of
+// the shape, only where the crease fades out. Two such ends (a crease the
+// input's sampling broke in two, as along the coarse facets of a
+// reconstructed limb) closer than this many target lengths merge, so that no
+// pair of fixed vertices closer than the target pins slivers between them.
+constexpr double LineEndMergeFactor = 0.5;
 // A sliding vertex may merge along its line into a neighbour only where the
 // line, straightened past it, stays within this many target lengths of it.
 constexpr double LineDeviationFactor = 0.25;
@@ -371,6 +377,21 @@ private:
     // its neighbours along the boundary. thinFace: the removal would remove
     // a sliver (see ThinFaceRoughnessFactor).
     bool CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::uint32_t& after, bool thinFace) const;
+    // Whether v is a corner only as the end of one line in the open
+    // surface: exactly one constraint edge, a line's, around it.
+    bool EndsOneLine(std::uint32_t v) const {
+        if ((m_Flags[v] & (Deleted | NonManifold | Sliding)) != 0 || !(m_Flags[v] & Corner) || IsOpen(v))
+            return false;
+        int constraints = 0;
+        bool line = false;
+        ForEachNeighbour(v, [&](std::uint32_t, std::uint32_t e) {
+            if (m_Kind[e] != None) {
+                ++constraints;
+                line = IsLine(m_Kind[e]);
+            }
+        });
+        return constraints == 1 && line;
+    }
     bool CanRemove(std::uint32_t v, std::uint32_t kind) const {
         const std::uint8_t flags = m_Flags[v];
         return !(flags & (Fixed | Deleted)) && (!(flags & Sliding) || kind == m_Line[v]);
@@ -453,6 +474,7 @@ private:
     double m_SplitLength2 = 0;
     double m_CollapseLength2 = 0;
     double m_MergeLength2 = 0;
+    double m_LineEndMergeLength2 = 0;
     double m_LineDeviation2 = 0;
     double m_KeptCollapseLength2 = 0;
     double m_KeptDeviation = 0;
