@@ -10,6 +10,7 @@
 #include <array>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "remeshing/RemeshChecks.h"
@@ -117,6 +118,25 @@ TEST(StandInQualityFine, LimbedFigureLineEndsMergeAtAFineTarget) {
     EXPECT_TRUE(IsCleanResult(mesh, true));
     EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
     EXPECT_GT(SmallestAngleInDegrees(mesh), 27.0);
+}
+
+// The scans' worst faces after the edits lie just above 30 degrees among free
+// vertices, where the final moves now also reach; they must not fold.
+TEST(StandInQualityFine, ScansRaiseTheirFreeFacesPastThirtyDegrees) {
+    const std::pair<const char*, std::function<void(ShapeMesh&)>> scans[] = {
+        {"creature", [](ShapeMesh& m) { MakeScannedCreature(m, 5); }},
+        {"bone", [](ShapeMesh& m) { MakeScannedBone(m, 5); }},
+    };
+    for (const auto& scan : scans) {
+        SCOPED_TRACE(scan.first);
+        ShapeMesh mesh;
+        scan.second(mesh);
+        const double target = MeanEdge(mesh);
+        ASSERT_TRUE(mesh.RemeshPreservingShape(target));
+        EXPECT_TRUE(IsCleanResult(mesh, true));
+        EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
+        EXPECT_GT(SmallestAngleInDegrees(mesh), 32.5);
+    }
 }
 
 }  // namespace

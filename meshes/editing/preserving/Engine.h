@@ -415,9 +415,10 @@ private:
     bool FlipIsValid(std::uint32_t h) const;
     void Flip(std::uint32_t h);
     bool ImproveAngles();
-    bool RaiseSmallestAngles();
+    // freeFaces: also the faces among free vertices under FreeThinAngle.
+    bool RaiseSmallestAngles(bool freeFaces);
     void FinalMoves() {
-        for (int pass = 0; pass < 4 && RaiseSmallestAngles(); ++pass) { }
+        for (int pass = 0; pass < 4 && RaiseSmallestAngles(pass == 0); ++pass) { }
     }
     // Moves free vertex v towards the centroid of its ring where that raises
     // the smallest angle of its fan without turning a face; whether it moved.
