@@ -30,15 +30,29 @@ bool HasVertexAt(const ShapeMesh& mesh, const Point& p) {
     return false;
 }
 
+// A CAD input and its remesh at the input's mean edge length, the default
+// target, where these inputs are coarser than their parts.
+class CCoarseRemesh {
+public:
+    template <class Build>
+    explicit CCoarseRemesh(Build&& build) {
+        build(m_Input);
+        m_Mesh = m_Input;
+        m_Target = MeanEdge(m_Input);
+        m_Done = m_Mesh.RemeshPreservingShape(m_Target) && IsCleanResult(m_Mesh, true);
+    }
+    ShapeMesh m_Input, m_Mesh;
+    double m_Target = 0;
+    bool m_Done = false;
+};
+
 // The blade is 0.48 thick and 4 long; its outline turns by 180 degrees
 // around the nose within a twentieth of the target.
 TEST(RemeshPreservingShapeFeatureLines, ThinBladeKeepsItsNoseAtTheDefaultTarget) {
-    ShapeMesh mesh;
-    MakeCadBlade(mesh);
-    const ShapeMesh input(mesh);
-    const double target = MeanEdge(input);
-    ASSERT_TRUE(mesh.RemeshPreservingShape(target));
-    EXPECT_TRUE(IsCleanResult(mesh, true));
+    const CCoarseRemesh run([](ShapeMesh& m) { MakeCadBlade(m); });
+    ASSERT_TRUE(run.m_Done);
+    const ShapeMesh &mesh = run.m_Mesh, &input = run.m_Input;
+    const double target = run.m_Target;
     // The tip of each cap's outline stays where it is...
     EXPECT_TRUE(HasVertexAt(mesh, Point(0, 0, 0)));
     EXPECT_TRUE(HasVertexAt(mesh, Point(0, 0, 2)));
@@ -69,12 +83,10 @@ TEST(RemeshPreservingShapeFeatureLines, ThinBladeKeepsItsNoseAtTheDefaultTarget)
 // two targets round: kept, the tunnels stay open, and their walls near the
 // result.
 TEST(RemeshPreservingShapeFeatureLines, NarrowHolesStayOpen) {
-    ShapeMesh mesh;
-    MakePiercedBlock(mesh);
-    const ShapeMesh input(mesh);
-    const double target = MeanEdge(input);
-    ASSERT_TRUE(mesh.RemeshPreservingShape(target));
-    EXPECT_TRUE(IsCleanResult(mesh, true));
+    const CCoarseRemesh run([](ShapeMesh& m) { MakePiercedBlock(m); });
+    ASSERT_TRUE(run.m_Done);
+    const ShapeMesh &mesh = run.m_Mesh, &input = run.m_Input;
+    const double target = run.m_Target;
     double farthest = 0;
     for (int i = 0; i < 4; ++i)
         for (int j = 0; j < 3; ++j)
