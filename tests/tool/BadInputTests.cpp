@@ -126,7 +126,14 @@ TEST(BadInput, BadOptionsAndImpossibleRequestsAreRefusedBeforeAnyOutput) {
                                                {"--feature-angle", "200"},
                                                {"--iterations", "0"},
                                                {"--method", "exact", "--iterations", "3"},
-                                               {"--method", "exact", "--relative", "1e6"}}) {
+                                               {"--method", "exact", "--relative", "1e6"},
+                                               {"--max-memory", "0"},
+                                               {"--max-memory", "-1G"},
+                                               {"--max-memory", "lots"},
+                                               {"--max-memory", "1e30G"},
+                                               {"--max-time", "0"},
+                                               {"--max-time", "-5"},
+                                               {"--max-time", "soon"}}) {
         SCOPED_TRACE(options.back());
         std::vector<std::string> arguments = {"remesh", input, "-o", dir.Path("out.obj")};
         arguments.insert(arguments.end(), options.begin(), options.end());

@@ -162,10 +162,7 @@ TEST(FormatLimits, LineEndingsAndByteOrderMarksChangeNothingThatIsRead) {
     CScratchDirectory dir;
     for (const std::string ending : {"\n", "\r\n", "mixed"}) {
         for (const std::string bom : {"", "\xEF\xBB\xBF"}) {
-            SCOPED_TRACE(std::string(ending == "\n"      ? "LF"
-                                     : ending == "mixed" ? "mixed"
-                                                         : "CRLF") +
-                         (bom.empty() ? "" : " BOM"));
+            SCOPED_TRACE(::testing::PrintToString(ending) + (bom.empty() ? "" : " BOM"));
             for (const auto& [name, text] :
                  std::vector<std::pair<std::string, std::string>>{{"s.obj", bom + WithEndings(obj, ending)},
                                                                   {"s.off", bom + WithEndings(off, ending)},
@@ -210,25 +207,21 @@ TEST(FormatLimits, EveryFormatGivesBackEveryValueItCanHold) {
     wide.m_Triangles = {{0, 65535, 65536}, {69999, 1, 32768}};
 
     CScratchDirectory dir;
-    for (const auto& [name, encoding] : std::vector<std::pair<std::string, EEncoding>>{{"a.off", EEncoding::Text},
-                                                                                       {"a.obj", EEncoding::Text},
-                                                                                       {"a.ply", EEncoding::Text},
-                                                                                       {"b.ply", EEncoding::Binary}}) {
-        SCOPED_TRACE(name);
-        for (const CMeshData* mesh : {&extremes, &wide}) {
-            WriteMeshFile(dir.Path(name), *mesh, encoding);
-            const CMeshData back = ReadMeshFile(dir.Path(name));
+    const struct {
+        const char* m_Name;
+        EEncoding m_Encoding;
+        std::vector<const CMeshData*> m_Meshes;
+    } cases[] = {{"a.off", EEncoding::Text, {&extremes, &wide}}, {"a.obj", EEncoding::Text, {&extremes, &wide}},
+                 {"a.ply", EEncoding::Text, {&extremes, &wide}}, {"b.ply", EEncoding::Binary, {&extremes, &wide}},
+                 {"a.stl", EEncoding::Text, {&floats}},          {"b.stl", EEncoding::Binary, {&floats}}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.m_Name);
+        for (const CMeshData* mesh : c.m_Meshes) {
+            WriteMeshFile(dir.Path(c.m_Name), *mesh, c.m_Encoding);
+            const CMeshData back = ReadMeshFile(dir.Path(c.m_Name));
             EXPECT_TRUE(SameBits(back.m_Positions, mesh->m_Positions));
             EXPECT_EQ(back.m_Triangles, mesh->m_Triangles);
         }
-    }
-    for (const auto& [name, encoding] :
-         std::vector<std::pair<std::string, EEncoding>>{{"a.stl", EEncoding::Text}, {"b.stl", EEncoding::Binary}}) {
-        SCOPED_TRACE(name);
-        WriteMeshFile(dir.Path(name), floats, encoding);
-        const CMeshData back = ReadMeshFile(dir.Path(name));
-        EXPECT_TRUE(SameBits(back.m_Positions, floats.m_Positions));
-        EXPECT_EQ(back.m_Triangles, floats.m_Triangles);
     }
 
     // PLY of either byte order with coordinates and corners of every integer

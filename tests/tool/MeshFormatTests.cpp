@@ -85,30 +85,7 @@ TEST(MeshFormats, HandWrittenFilesOfEveryFormatReadAsDescribed) {
         EXPECT_EQ(mesh.m_Triangles, fans) << name;
     }
 
-    // Binary PLY in either byte order, past properties and elements that
-    // carry nothing for a mesh.
     const std::vector<Point> corners = {Point(0, 0, 0), Point(1, 0, 0), Point(0, 1, 0)};
-    for (bool big : {false, true}) {
-        std::string ply = std::string("ply\nformat binary_") + (big ? "big" : "little") +
-                          "_endian 1.0\n"
-                          "element vertex 3\nproperty double x\nproperty double y\nproperty double z\n"
-                          "property list uchar float uv\nelement face 1\nproperty list uchar uint vertex_indices\n"
-                          "element edge 1\nproperty int a\nproperty int b\nend_header\n";
-        for (const Point& p : corners) {
-            for (double c : {p.x, p.y, p.z})
-                AppendBytes(ply, c, big);
-            AppendBytes(ply, std::uint8_t(1), big);
-            AppendBytes(ply, 0.5f, big);
-        }
-        AppendBytes(ply, std::uint8_t(3), big);
-        for (std::uint32_t corner : {2u, 1u, 0u})
-            AppendBytes(ply, corner, big);
-        for (std::int32_t end : {0, 1})
-            AppendBytes(ply, end, big);
-        WriteFile(dir.Path("b.ply"), ply);
-        EXPECT_EQ(ReadMeshFile(dir.Path("b.ply")).m_Positions, corners);
-        EXPECT_EQ(ReadMeshFile(dir.Path("b.ply")).m_Triangles, (std::vector<Triangle>{{2, 1, 0}}));
-    }
     // A binary STL whose header starts like a text one: its size matches its
     // triangle count, which settles it.
     std::string stl = "solid, not a facet of text";

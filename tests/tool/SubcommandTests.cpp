@@ -31,6 +31,27 @@ std::string Field(const std::string& report, const std::string& name) {
     return report.substr(value, report.find('\n', value) - value);
 }
 
+// The mesh written triangle by triangle, as some exporters do: every edge is
+// open until equal positions are joined.
+CMeshData Soup(const CMeshData& mesh) {
+    CMeshData soup;
+    for (const Triangle& t : mesh.m_Triangles) {
+        const std::uint32_t first = static_cast<std::uint32_t>(soup.m_Positions.size());
+        for (std::uint32_t v : t)
+            soup.m_Positions.push_back(mesh.m_Positions[v]);
+        soup.m_Triangles.push_back(Triangle{first, first + 1, first + 2});
+    }
+    return soup;
+}
+
+// Runs a command whose arguments start "COMMAND INPUT -o OUTPUT" and reads
+// its output.
+CMeshData Produce(const std::vector<std::string>& arguments) {
+    const CRun run = RunQuorvel(arguments);
+    EXPECT_EQ(run.m_Status, 0) << run.m_Err;
+    return ReadMeshFile(arguments.at(3));
+}
+
 bool IsClosedManifold(const CMeshData& mesh) {
     const CEdgeCensus census(mesh);
     return census.m_OpenEdges == 0 && census.m_NonManifoldEdges == 0 && census.m_MisorientedEdges == 0;
@@ -88,17 +109,9 @@ TEST(Subcommands, HelpAndParserAgreeOnEveryOption) {
 }
 
 TEST(Subcommands, RemeshJoinsATriangleSoupAndBothMethodsApproachTheTarget) {
-    // Written triangle by triangle, as some exporters do: every edge is open
-    // until equal positions are joined.
     CScratchDirectory dir;
     const CMeshData sphere = MakeSphere(2);
-    CMeshData soup;
-    for (const Triangle& t : sphere.m_Triangles) {
-        const std::uint32_t first = static_cast<std::uint32_t>(soup.m_Positions.size());
-        for (std::uint32_t v : t)
-            soup.m_Positions.push_back(sphere.m_Positions[v]);
-        soup.m_Triangles.push_back(Triangle{first, first + 1, first + 2});
-    }
+    CMeshData soup = Soup(sphere);
     // One face written twice adds nothing to the surface; one wound against
     // its neighbours is turned to agree with them.
     soup.m_Triangles.push_back(soup.m_Triangles[5]);
@@ -248,8 +261,8 @@ TEST(Subcommands, SmoothFlattensBumpsAndKeepsTheBoundary) {
         if (!census.m_OnBoundary[v])
             bumpy.m_Positions[v].z = 0.2 * std::sin(7.0 * v);
     WriteMeshFile(dir.Path("bumpy.ply"), bumpy, EEncoding::Binary);
-    ExpectSuccess(RunQuorvel({"smooth", dir.Path("bumpy.ply"), "-o", dir.Path("smooth.ply"), "--iterations", "20"}));
-    const CMeshData smooth = ReadMeshFile(dir.Path("smooth.ply"));
+    const CMeshData smooth =
+        Produce({"smooth", dir.Path("bumpy.ply"), "-o", dir.Path("smooth.ply"), "--iterations", "20"});
     ASSERT_EQ(smooth.m_Positions.size(), bumpy.m_Positions.size());
     EXPECT_EQ(smooth.m_Triangles, bumpy.m_Triangles);
     double before = 0, after = 0;
@@ -259,16 +272,16 @@ TEST(Subcommands, SmoothFlattensBumpsAndKeepsTheBoundary) {
         after = std::max(after, std::fabs(smooth.m_Positions[v].z));
     }
     EXPECT_LT(after, 0.5 * before);
-    ExpectSuccess(RunQuorvel({"smooth", dir.Path("bumpy.ply"), "-o", dir.Path("free.ply"), "--free-boundary"}));
-    EXPECT_NE(ReadMeshFile(dir.Path("free.ply")).m_Positions[0], bumpy.m_Positions[0]);
+    EXPECT_NE(Produce({"smooth", dir.Path("bumpy.ply"), "-o", dir.Path("free.ply"), "--free-boundary"}).m_Positions[0],
+              bumpy.m_Positions[0]);
 }
 
 TEST(Subcommands, OffsetMovesEveryVertexByTheDistanceOutwards) {
     CScratchDirectory dir;
     const CMeshData sphere = MakeSphere(3);
     WriteMeshFile(dir.Path("sphere.obj"), sphere, EEncoding::Text);
-    ExpectSuccess(RunQuorvel({"offset", dir.Path("sphere.obj"), "-o", dir.Path("grown.obj"), "--distance", "0.25"}));
-    const CMeshData grown = ReadMeshFile(dir.Path("grown.obj"));
+    const CMeshData grown =
+        Produce({"offset", dir.Path("sphere.obj"), "-o", dir.Path("grown.obj"), "--distance", "0.25"});
     ASSERT_EQ(grown.m_Positions.size(), sphere.m_Positions.size());
     for (std::size_t v = 0; v < sphere.m_Positions.size(); ++v) {
         EXPECT_NEAR(grown.m_Positions[v].DiffVectLen(sphere.m_Positions[v]), 0.25, 1e-12);
@@ -279,8 +292,8 @@ TEST(Subcommands, OffsetMovesEveryVertexByTheDistanceOutwards) {
 TEST(Subcommands, SubdivideBoundsEdgesAndKeepsTheSurface) {
     CScratchDirectory dir;
     WriteMeshFile(dir.Path("grid.obj"), MakeGrid(3), EEncoding::Text);
-    ExpectSuccess(RunQuorvel({"subdivide", dir.Path("grid.obj"), "-o", dir.Path("fine.obj"), "--max-length", "0.3"}));
-    const CMeshData fine = ReadMeshFile(dir.Path("fine.obj"));
+    const CMeshData fine =
+        Produce({"subdivide", dir.Path("grid.obj"), "-o", dir.Path("fine.obj"), "--max-length", "0.3"});
     const CMeshStatistics statistics = MeasureMesh(fine);
     EXPECT_LE(statistics.m_MaxEdge, 0.3);
     EXPECT_NEAR(statistics.m_Area, 9, 1e-9);
@@ -293,28 +306,20 @@ TEST(Subcommands, SubdivideBoundsEdgesAndKeepsTheSurface) {
 TEST(Subcommands, ThickenMakesAClosedShellOfTheGivenThickness) {
     CScratchDirectory dir;
     WriteMeshFile(dir.Path("sheet.off"), MakeGrid(4, 0.5), EEncoding::Text);
-    // The same sheet with faces wound against their neighbours, written as
-    // separate triangles.
-    CMeshData jumbled;
-    const CMeshData grid = MakeGrid(4, 0.5);
-    for (std::size_t f = 0; f < grid.m_Triangles.size(); ++f) {
-        const std::uint32_t first = static_cast<std::uint32_t>(jumbled.m_Positions.size());
-        for (std::uint32_t v : grid.m_Triangles[f])
-            jumbled.m_Positions.push_back(grid.m_Positions[v]);
-        jumbled.m_Triangles.push_back(f % 3 == 1 ? Triangle{first, first + 2, first + 1}
-                                                 : Triangle{first, first + 1, first + 2});
-    }
+    // The same sheet written as separate triangles, some wound against their
+    // neighbours.
+    CMeshData jumbled = Soup(MakeGrid(4, 0.5));
+    for (std::size_t f = 1; f < jumbled.m_Triangles.size(); f += 3)
+        std::swap(jumbled.m_Triangles[f][1], jumbled.m_Triangles[f][2]);
     WriteMeshFile(dir.Path("jumbled.obj"), jumbled, EEncoding::Text);
     for (const char* thickness : {"0.25", "-0.25"}) {
         SCOPED_TRACE(thickness);
-        ExpectSuccess(
-            RunQuorvel({"thicken", dir.Path("sheet.off"), "-o", dir.Path("shell.off"), "--thickness", thickness}));
-        ExpectSuccess(
-            RunQuorvel({"thicken", dir.Path("jumbled.obj"), "-o", dir.Path("jumbled.off"), "--thickness", thickness}));
-        const CMeshData repaired = ReadMeshFile(dir.Path("jumbled.off"));
+        const CMeshData repaired =
+            Produce({"thicken", dir.Path("jumbled.obj"), "-o", dir.Path("jumbled.off"), "--thickness", thickness});
         EXPECT_TRUE(IsClosedManifold(repaired));
         EXPECT_NEAR(std::fabs(MeasureMesh(repaired).m_Volume), 4 * 0.25, 1e-9);
-        const CMeshData shell = ReadMeshFile(dir.Path("shell.off"));
+        const CMeshData shell =
+            Produce({"thicken", dir.Path("sheet.off"), "-o", dir.Path("shell.off"), "--thickness", thickness});
         EXPECT_TRUE(IsClosedManifold(shell));
         const CMeshStatistics statistics = MeasureMesh(shell);
         EXPECT_NEAR(statistics.m_Volume, 4 * 0.25, 1e-9);
