@@ -8,7 +8,6 @@ import json
 import os
 import signal
 import stat
-import struct
 import subprocess
 import threading
 import time
@@ -26,27 +25,15 @@ PYTHON = "/usr/bin/python3"
 # ------------------------------------------------------------ mesh files
 
 def write(path, mesh):
-    """The mesh in the format its extension names: binary STL, the others as text."""
+    """The mesh as OFF text, converted by the tool for other extensions (STL binary)."""
     vertices, faces = (np.asarray(a).tolist() for a in mesh)
-    kind = os.path.splitext(path)[1].lower()
-    if kind == ".stl":
-        with open(path, "wb") as f:
-            f.write(b"\0" * 80 + struct.pack("<I", len(faces)))
-            for face in faces:
-                f.write(struct.pack("<3f", 0, 0, 0) + b"".join(struct.pack("<3f", *vertices[v]) for v in face) + b"\0\0")
-        return
-    rows = [f"{x!r} {y!r} {z!r}" for x, y, z in vertices]
-    corners = [f"3 {a} {b} {c}" for a, b, c in faces]
-    if kind == ".obj":
-        lines = [f"v {row}" for row in rows] + [f"f {a + 1} {b + 1} {c + 1}" for a, b, c in faces]
-    elif kind == ".off":
-        lines = ["OFF", f"{len(vertices)} {len(faces)} 0"] + rows + corners
-    else:
-        lines = ["ply", "format ascii 1.0", f"element vertex {len(vertices)}"] + [
-            f"property double {c}" for c in "xyz"] + [
-            f"element face {len(faces)}", "property list uchar int vertex_indices", "end_header"] + rows + corners
-    with open(path, "w") as f:
-        f.write("\n".join(lines) + "\n")
+    off = path if path.lower().endswith(".off") else path + ".off"
+    with open(off, "w") as f:
+        f.write("\n".join(["OFF", f"{len(vertices)} {len(faces)} 0"] + [f"{x!r} {y!r} {z!r}" for x, y, z in vertices]
+                          + [f"3 {a} {b} {c}" for a, b, c in faces]) + "\n")
+    if off != path:
+        subprocess.run([TOOL, "smooth", off, "-o", path, "--iterations", "0", "--quiet"], check=True)
+        os.unlink(off)
 
 
 # What each file of the data set is; broken ones name a part of their error.
@@ -67,19 +54,18 @@ BROKEN = {
 def make_dataset(root):
     os.makedirs(os.path.join(root, "parts", "deep"))
     os.makedirs(os.path.join(root, "broken"))
-    write(os.path.join(root, "sphere.off"), icosphere(2))
-    write(os.path.join(root, "parts", "grid.PLY"), grid(10))
-    write(os.path.join(root, "parts", "ball.stl"), icosphere(1))
-    write(os.path.join(root, "parts", "deep", "sheet.obj"), grid(8))
-    with open(os.path.join(root, "broken", "malformed.off"), "w") as f:
-        f.write("OFF\n3 1 0\n0 0 0\n1 zero 0\n0 1 0\n3 0 1 2\n")
-    write(os.path.join(root, "broken", "empty.ply"), ([(0, 0, 0), (1, 0, 0), (0, 1, 0)], []))
-    write(os.path.join(root, "broken", "truncated.stl"), icosphere(1))
+    for name, mesh in [("sphere.off", icosphere(2)), ("parts/grid.PLY", grid(10)), ("parts/ball.stl", icosphere(1)),
+                       ("parts/deep/sheet.obj", grid(8)), ("broken/truncated.stl", icosphere(1))]:
+        write(os.path.join(root, name), mesh)
     with open(os.path.join(root, "broken", "truncated.stl"), "r+b") as f:
         f.truncate(84 + 50 * 30)
+    for name, text in [("broken/malformed.off", "OFF\n3 1 0\n0 0 0\n1 zero 0\n0 1 0\n3 0 1 2\n"),
+                       ("broken/empty.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nproperty float y\n"
+                        "property float z\nelement face 0\nproperty list uchar int vertex_indices\nend_header\n0 0 0\n"),
+                       ("readme.txt", "not a mesh: left out of folder searches\n")]:
+        with open(os.path.join(root, name), "w") as f:
+            f.write(text)
     os.symlink(os.path.join(root, "nowhere.obj"), os.path.join(root, "broken", "gone.obj"))
-    with open(os.path.join(root, "readme.txt"), "w") as f:
-        f.write("not a mesh: left out of folder searches\n")
     return root
 
 
@@ -182,10 +168,8 @@ class TestLocalBatch:
         _, table, rows = first_run
         written = read_table(table)
         assert list(written[0]) == list(batch.COLUMNS)
-        assert [w["input"] for w in written] == [r["input"] for r in rows]
-        assert [w["status"] for w in written] == [r["status"] for r in rows]
-        assert [w["faces_out"] for w in written] == [str(r["faces_out"] or "") for r in rows]
-        assert [w["error"] for w in written] == [r["error"] for r in rows]
+        for column in ("input", "status", "faces_out", "error"):
+            assert [w[column] for w in written] == [str(r[column] or "") for r in rows], column
 
     def test_rerun_skips_done_files_and_redoes_touched_ones(self, dataset, first_run):
         out, table, rows = first_run
@@ -322,25 +306,23 @@ class TestCommandLine:
         done = run_cli([PYTHON, "-m", "quorvel.batch", "info", dataset], QUORVEL_TOOL=str(tmp_path / "none"))
         assert done.returncode == 2 and "does not exist" in done.stderr
 
-    def test_json_figures_of_the_tool_match_its_table(self, dataset, tmp_path):
+    def test_json_figures_match_the_table_and_are_written_only_for_a_run_that_succeeds(self, dataset, tmp_path):
         done = run_cli([TOOL, "remesh", os.path.join(dataset, "sphere.off"), "-o", str(tmp_path / "s.ply"),
                         "--json", "-"])
         figures = json.loads(done.stdout)
         assert figures["faces_in"] == 320 and figures["faces"] == tool_info(str(tmp_path / "s.ply"))["faces_in"]
         assert f"{figures['smallest_angle']:.2f} deg" in done.stderr
-
-    def test_json_file_is_written_only_for_a_run_that_succeeds(self, dataset, tmp_path):
-        figures = str(tmp_path / "figures.json")
+        path = str(tmp_path / "figures.json")
         done = run_cli([TOOL, "smooth", os.path.join(dataset, "parts", "grid.PLY"), "-o", str(tmp_path / "g.obj"),
-                        "--json", figures])
+                        "--json", path])
         assert done.returncode == 0, done.stderr
-        written = json.load(open(figures))
+        written = json.load(open(path))
         assert written["command"] == "smooth" and written["faces_in"] == written["faces"] == 200
         assert written["open_edges"] == tool_info(str(tmp_path / "g.obj"))["open_edges_in"] == 40
-        os.unlink(figures)
+        os.unlink(path)
         done = run_cli([TOOL, "smooth", os.path.join(dataset, "broken", "malformed.off"), "-o",
-                        str(tmp_path / "m.obj"), "--json", figures])
-        assert done.returncode == 2 and not os.path.exists(figures)
+                        str(tmp_path / "m.obj"), "--json", path])
+        assert done.returncode == 2 and not os.path.exists(path)
 
 
 # ------------------------------------------------------------------ Dask
