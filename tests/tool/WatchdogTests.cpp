@@ -59,6 +59,26 @@ std::vector<char> Touch(std::size_t bytes) {
     return block;
 }
 
+// The exit status of a child process that runs `play` (which must end in
+// _exit or be ended), -1 if it did not exit.
+template <typename Play>
+int StatusOfChild(Play play) {
+    const pid_t child = ::fork();
+    if (child == 0)
+        play();
+    int status = 0;
+    if (child < 0 || ::waitpid(child, &status, 0) != child || !WIFEXITED(status))
+        return -1;
+    return WEXITSTATUS(status);
+}
+
+// A watchdog that ends the process once its resident memory grows 32 MB.
+CWatchdog ExitingWatchdog() {
+    CResourceLimits limits;
+    limits.m_MaxMemory = GetResidentMemory() + (32 << 20);
+    return CWatchdog(limits, EWatchdogAction::Exit, "mesh.off: remeshing", "nothing was written");
+}
+
 class RemeshLimits : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -147,25 +167,18 @@ TEST(Watchdog, EndsTheProcessWithStatusTwoAndRemovesThePartialOutput) {
     // child process plays the tool, half-way through writing its output.
     CScratchDirectory dir;
     const std::string errors = dir.Path("stderr");
-    const pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        std::freopen(errors.c_str(), "w", stderr);
-        COutputFile output(dir.Path("out.off"));
-        output.Write("OFF\n");
-        CResourceLimits limits;
-        limits.m_MaxMemory = GetResidentMemory() + (32 << 20);
-        CWatchdog watchdog(limits, EWatchdogAction::Exit, "mesh.off: remeshing", "nothing was written");
-        watchdog.Start();
-        // Held, never read: the resident memory the watchdog must notice.
-        const std::vector<char> block = Touch(256 << 20);
-        std::this_thread::sleep_for(std::chrono::seconds(60));
-        ::_exit(0);
-    }
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 2);
+    EXPECT_EQ(StatusOfChild([&] {
+                  std::freopen(errors.c_str(), "w", stderr);
+                  COutputFile output(dir.Path("out.off"));
+                  output.Write("OFF\n");
+                  CWatchdog watchdog = ExitingWatchdog();
+                  watchdog.Start();
+                  // Held, never read: the resident memory the watchdog must notice.
+                  const std::vector<char> block = Touch(256 << 20);
+                  std::this_thread::sleep_for(std::chrono::seconds(60));
+                  ::_exit(0);
+              }),
+              2);
     const std::string message = ReadFile(errors);
     EXPECT_EQ(message.rfind("quorvel: mesh.off: remeshing stopped: it needed more than ", 0), 0u) << message;
     EXPECT_EQ(message.find('\n'), message.size() - 1) << message;
@@ -221,21 +234,14 @@ TEST_F(RemeshLimits, UnderAnAddressSpaceLimitEveryRunEndsWithAResultOrOneErrorLi
 TEST(Watchdog, OnceStoppedItNeitherTripsNorEndsTheProcess) {
     // Stop does not wait for the watchdog's thread; what the process does
     // after it (measuring, writing the output) must still be safe from it.
-    const pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        CResourceLimits limits;
-        limits.m_MaxMemory = GetResidentMemory() + (32 << 20);
-        CWatchdog watchdog(limits, EWatchdogAction::Exit, "mesh.off: remeshing", "nothing was written");
-        watchdog.Start();
-        watchdog.Stop();
-        const bool trippedAtStop = watchdog.IsTripped();
-        const std::vector<char> block = Touch(256 << 20);
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
-        ::_exit(trippedAtStop || watchdog.IsTripped() ? 3 : 0);
-    }
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(StatusOfChild([] {
+                  CWatchdog watchdog = ExitingWatchdog();
+                  watchdog.Start();
+                  watchdog.Stop();
+                  const bool trippedAtStop = watchdog.IsTripped();
+                  const std::vector<char> block = Touch(256 << 20);
+                  std::this_thread::sleep_for(std::chrono::milliseconds(200));
+                  ::_exit(trippedAtStop || watchdog.IsTripped() ? 3 : 0);
+              }),
+              0);
 }
