@@ -1,5 +1,6 @@
 // Every subcommand run as a user runs it, on small generated files, with its
-// result checked against what the operation means geometrically.
+// result checked against what the operation means geometrically, and the
+// remesh on stand-ins for inputs that once made it run without end.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -22,13 +23,25 @@ void ExpectSuccess(const CRun& run) {
     EXPECT_EQ(run.m_Status, 0) << run.m_Err;
 }
 
-// The value of one "  name   value" row of the info report.
+// The value of one "  name   value" row of a report.
 std::string Field(const std::string& report, const std::string& name) {
     const std::size_t row = report.find("\n  " + name + " ");
     if (row == std::string::npos)
         return "(no row " + name + ")";
     const std::size_t value = report.find_first_not_of(' ', row + name.size() + 3);
     return report.substr(value, report.find('\n', value) - value);
+}
+
+// The values of the named rows, runs of spaces squeezed to one, joined by " | ".
+std::string Fields(const std::string& report, const std::vector<std::string>& names) {
+    std::string joined;
+    for (const std::string& name : names) {
+        joined += joined.empty() ? "" : " | ";
+        for (char c : Field(report, name))
+            if (c != ' ' || joined.back() != ' ')
+                joined += c;
+    }
+    return joined;
 }
 
 // The mesh written triangle by triangle, as some exporters do: every edge is
@@ -50,6 +63,22 @@ CMeshData Produce(const std::vector<std::string>& arguments) {
     const CRun run = RunQuorvel(arguments);
     EXPECT_EQ(run.m_Status, 0) << run.m_Err;
     return ReadMeshFile(arguments.at(3));
+}
+
+struct CStandIn {
+    std::string m_File;
+    CMeshData m_Mesh;
+    std::string m_Relative;
+    bool m_Closed;
+};
+
+std::vector<CStandIn> StandIns() {
+    return {
+        {"blade.off", Tables([](ToolMesh& m) { QuorvelTest::MakeBladeStrip(m, 300, 2); }), "1", false},
+        {"block.off", Tables([](ToolMesh& m) { QuorvelTest::MakePiercedBlock(m, 3, 3, 16); }), "0.25", true},
+        {"creature.off", Tables([](ToolMesh& m) { QuorvelTest::MakeScannedCreature(m, 4); }), "0.5", true},
+        {"bone.off", Tables([](ToolMesh& m) { QuorvelTest::MakeScannedBone(m, 3); }), "0.25", true},
+    };
 }
 
 bool IsClosedManifold(const CMeshData& mesh) {
@@ -196,19 +225,10 @@ TEST(Subcommands, InfoReportsMeasuresAndDefects) {
     const CRun cube = RunQuorvel({"info", dir.Path("cube.stl")}), grid = RunQuorvel({"info", dir.Path("grid.obj")});
     ExpectSuccess(cube);
     ExpectSuccess(grid);
-    const std::pair<const char*, const char*> cubeRows[] = {{"vertices", "8"},
-                                                            {"faces", "12"},
-                                                            {"area", "24"},
-                                                            {"volume", "8"},
-                                                            {"centre of mass", "(1, 1, 1)"},
-                                                            {"size", "(2, 2, 2)"},
-                                                            {"open edges", "0"},
-                                                            {"closed manifold", "yes"}};
-    for (const auto& row : cubeRows)
-        EXPECT_EQ(Field(cube.m_Out, row.first), row.second) << row.first;
-    EXPECT_EQ(Field(grid.m_Out, "open edges"), "12");
-    EXPECT_EQ(Field(grid.m_Out, "open contours"), "1");
-    EXPECT_EQ(Field(grid.m_Out, "closed manifold"), "no");
+    EXPECT_EQ(Fields(cube.m_Out, {"vertices", "faces", "area", "volume", "centre of mass", "size", "open edges",
+                                  "closed manifold"}),
+              "8 | 12 | 24 | 8 | (1, 1, 1) | (2, 2, 2) | 0 | yes");
+    EXPECT_EQ(Fields(grid.m_Out, {"open edges", "open contours", "closed manifold"}), "12 | 1 | no");
 }
 
 TEST(Subcommands, CompareMeasuresDistancesBothWaysAndShowsBothMeshes) {
@@ -224,18 +244,8 @@ TEST(Subcommands, CompareMeasuresDistancesBothWaysAndShowsBothMeshes) {
     WriteMeshFile(dir.Path("small.obj"), small, EEncoding::Text);
     const CRun run = RunQuorvel({"compare", dir.Path("large.ply"), dir.Path("small.obj"), "--samples", "20000"});
     ExpectSuccess(run);
-    // The two columns of a row, one space apart.
-    const auto columns = [](const std::string& report, const std::string& name) {
-        std::string text = Field(report, name), squeezed;
-        for (char c : text)
-            if (c != ' ' || squeezed.empty() || squeezed.back() != ' ')
-                squeezed += c;
-        return squeezed;
-    };
-    EXPECT_EQ(columns(run.m_Out, "faces"), "128 32");
-    EXPECT_EQ(columns(run.m_Out, "open edges"), "32 16");
-    EXPECT_EQ(columns(run.m_Out, "max"), "1.5 0.5");
-    EXPECT_EQ(columns(run.m_Out, "Hausdorff (sampled)"), "1.5 53 %");
+    EXPECT_EQ(Fields(run.m_Out, {"faces", "open edges", "max", "Hausdorff (sampled)"}),
+              "128 32 | 32 16 | 1.5 0.5 | 1.5 53 %");
     // The mean lies between the two one-sided extremes.
     const double mean = std::stod(Field(run.m_Out, "mean"));
     EXPECT_GT(mean, 0.5);
@@ -243,7 +253,7 @@ TEST(Subcommands, CompareMeasuresDistancesBothWaysAndShowsBothMeshes) {
     // Symmetric in what it reports: swapping the files swaps the columns.
     const CRun swapped = RunQuorvel({"compare", dir.Path("small.obj"), dir.Path("large.ply"), "--samples", "20000"});
     ExpectSuccess(swapped);
-    EXPECT_EQ(columns(swapped.m_Out, "max"), "0.5 1.5");
+    EXPECT_EQ(Fields(swapped.m_Out, {"max"}), "0.5 1.5");
     // Bad input: one file, a file without faces, a count that is no count.
     EXPECT_EQ(RunQuorvel({"compare", dir.Path("large.ply")}).m_Status, 2);
     WriteFile(dir.Path("points.off"), "OFF\n3 0 0\n0 0 0\n1 0 0\n0 1 0\n");
@@ -368,5 +378,43 @@ TEST(Subcommands, InfillCoversTheSurfaceWithinTheSpacing) {
         for (const Point& p : points)
             nearest = std::min(nearest, p.DiffVectLen(q));
         EXPECT_LE(nearest, 0.25);
+    }
+}
+
+// The procedural stand-ins for inputs on which `quorvel remesh` once never
+// ended: each run must end with exit status 0 and write a valid mesh of a
+// size in proportion to the input.
+TEST(StandIns, BothMethodsEndAndWriteAValidMesh) {
+    CScratchDirectory dir;
+    for (const CStandIn& standIn : StandIns()) {
+        WriteMeshFile(dir.Path(standIn.m_File), standIn.m_Mesh, EEncoding::Text);
+        for (const std::string method : {"exact", "preserve"}) {
+            SCOPED_TRACE(standIn.m_File + ", " + method);
+            const CRun run = RunQuorvel({"remesh", dir.Path(standIn.m_File), "-o", dir.Path("out.off"), "--method",
+                                         method, "--relative", standIn.m_Relative, "--quiet"},
+                                        60);
+            ASSERT_EQ(run.m_Status, 0) << run.m_Err;
+            // The reader refuses indices past the vertices and non-finite
+            // positions; a face naming a vertex twice it lets through.
+            const CMeshData output = ReadMeshFile(dir.Path("out.off"));
+            ASSERT_FALSE(output.m_Triangles.empty());
+            for (const Triangle& t : output.m_Triangles)
+                ASSERT_TRUE(t[0] != t[1] && t[1] != t[2] && t[2] != t[0]);
+            // Twice the input plus the equilateral faces of the target size
+            // (the mean edge times the factor) that cover its area.
+            const CMeshStatistics input = MeasureMesh(standIn.m_Mesh);
+            const double target = std::stod(standIn.m_Relative) * input.m_MeanEdge;
+            const double bound =
+                2.0 * (standIn.m_Mesh.m_Triangles.size() + input.m_Area / (std::sqrt(3.0) / 4 * target * target));
+            EXPECT_LT(output.m_Triangles.size(), bound);
+            if (method == std::string("preserve")) {
+                const CEdgeCensus census(output);
+                EXPECT_EQ(census.m_NonManifoldEdges, 0u);
+                EXPECT_EQ(census.m_MisorientedEdges, 0u);
+                if (standIn.m_Closed) {
+                    EXPECT_EQ(census.m_OpenEdges, 0u);
+                }
+            }
+        }
     }
 }
