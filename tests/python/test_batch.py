@@ -103,6 +103,12 @@ def tool_info(path):
     return json.loads(done.stdout)
 
 
+def wait_for(path):
+    deadline = time.monotonic() + 60
+    while not os.path.exists(path) and time.monotonic() < deadline:
+        time.sleep(0.05)
+
+
 def partial_files(folder):
     return glob.glob(os.path.join(folder, "**", ".*partial*"), recursive=True)
 
@@ -111,37 +117,26 @@ def by_name(rows, root):
     return {os.path.relpath(row["input"], root): row for row in rows}
 
 
-def check_rows(rows, root, out, workers=None):
+def check_rows(rows, root, out):
     """Every input has its row, good ones an output that matches it, broken ones an error and no output."""
     assert [os.path.relpath(r["input"], root) for r in rows] == sorted(
         list(GOOD) + list(BROKEN)), "one row per input, in sorted order"
     named = by_name(rows, root)
     for name, faces in GOOD.items():
         row = named[name]
-        assert row["status"] == "ok", (name, row["error"])
-        assert row["error"] == ""
-        assert row["output"] == os.path.join(out, name)
-        assert row["faces_in"] == faces
-        assert row["faces_out"] == tool_info(row["output"])["faces_in"]
-        assert 0 < row["smallest_angle"] < 60
-        assert 0 <= row["valence6_share"] <= 1
-        assert 0 <= row["edge_cv"] < 1
-        assert 0 <= row["hausdorff"] < 0.2
-        assert row["wall_time"] > 0
-        if workers is not None:
-            assert row["worker"] in workers
-    # Edges 1.5 times longer than the input's: fewer faces, and the corners
-    # of a coarse convex polyhedron cut off.
-    for name in GOOD:
-        assert named[name]["faces_out"] < named[name]["faces_in"]
+        assert (row["status"], row["error"], row["output"], row["faces_in"]) == ("ok", "", os.path.join(out, name),
+                                                                                 faces), name
+        # Edges 1.5 times longer than the input's: fewer faces.
+        assert row["faces_out"] == tool_info(row["output"])["faces_in"] < faces
+        assert 0 < row["smallest_angle"] < 60 and 0 <= row["valence6_share"] <= 1 and 0 <= row["edge_cv"] < 1
+        assert 0 <= row["hausdorff"] < 0.2 and row["wall_time"] > 0
+    # The corners of a coarse convex polyhedron are cut off.
     for sphere in ("sphere.off", "parts/ball.stl"):
         assert -0.3 < named[sphere]["volume_change"] < 0
     for name, message in BROKEN.items():
         row = named[name]
-        assert row["status"] == "failed", name
-        assert message in row["error"] and row["error"], (name, row["error"])
-        assert row["faces_out"] is None
-        assert not os.path.exists(row["output"])
+        assert row["status"] == "failed" and message in row["error"] and row["error"], (name, row["error"])
+        assert row["faces_out"] is None and not os.path.exists(row["output"])
     assert partial_files(out) == []
 
 
@@ -160,12 +155,9 @@ class TestLocalBatch:
         rows = batch.remesh([dataset], out, jobs=2, results=table, relative=1.5)
         return out, table, rows
 
-    def test_every_input_gets_an_output_or_its_error(self, dataset, first_run):
-        out, _, rows = first_run
+    def test_every_input_gets_an_output_or_its_error_in_rows_and_on_disk(self, dataset, first_run):
+        out, table, rows = first_run
         check_rows(rows, dataset, out)
-
-    def test_table_on_disk_matches_the_rows(self, first_run):
-        _, table, rows = first_run
         written = read_table(table)
         assert list(written[0]) == list(batch.COLUMNS)
         for column in ("input", "status", "faces_out", "error"):
@@ -185,12 +177,10 @@ class TestLocalBatch:
             # later tests redo it.
             os.utime(touched, ns=(original.st_atime_ns, original.st_mtime_ns))
         for name in GOOD:
-            expected = "ok" if name == "parts/ball.stl" else "skipped"
-            assert again[name]["status"] == expected, name
+            assert again[name]["status"] == ("ok" if name == "parts/ball.stl" else "skipped"), name
             # Skipped files keep the figures of the run that made them.
             assert again[name]["faces_out"] == before[name]["faces_out"]
-        for name in BROKEN:
-            assert again[name]["status"] == "failed"
+        assert all(again[name]["status"] == "failed" for name in BROKEN)
         forced = by_name(batch.remesh([dataset], out, jobs=2, results=table, force=True, relative=1.5), dataset)
         assert all(forced[name]["status"] == "ok" for name in GOOD)
 
@@ -206,16 +196,15 @@ class TestLocalBatch:
         assert all(r["status"] == "ok" and r["faces_out"] == r["faces_in"] for r in rows)
 
     def test_outputs_that_would_collide_fail_instead_of_overwriting(self, tmp_path):
-        write(str(tmp_path / "a.off"), icosphere(1))
-        write(str(tmp_path / "a.obj"), icosphere(1))
+        for name in ("a.off", "a.obj"):
+            write(str(tmp_path / name), icosphere(1))
         rows = batch.subdivide([str(tmp_path)], str(tmp_path / "out"), format="stl", relative=0.9)
         assert [r["status"] for r in rows] == ["ok", "failed"]
         assert "would overwrite" in rows[1]["error"]
 
     def test_crashed_slow_and_missing_tools_become_rows(self, tmp_path):
-        write(str(tmp_path / "crash.off"), icosphere(1))
-        write(str(tmp_path / "slow.off"), icosphere(1))
-        write(str(tmp_path / "fine.off"), icosphere(1))
+        for name in ("crash.off", "slow.off", "fine.off"):
+            write(str(tmp_path / name), icosphere(1))
         out = str(tmp_path / "out")
         wrapper = make_tool_wrapper(str(tmp_path))
         rows = {os.path.basename(r["input"]): r
@@ -289,9 +278,7 @@ class TestCommandLine:
         child = subprocess.Popen([PYTHON, "-m", "quorvel.batch", "subdivide", str(folder), "-o", str(out), "--jobs",
                                   "1", "--results", table], env=dict(os.environ, QUORVEL_TOOL=wrapper),
                                  stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, start_new_session=True)
-        deadline = time.monotonic() + 60
-        while not (folder / "c-pause.off.started").exists() and time.monotonic() < deadline:
-            time.sleep(0.05)
+        wait_for(str(folder / "c-pause.off.started"))
         # What a terminal does on Ctrl-C: SIGINT to the whole foreground group.
         os.killpg(child.pid, signal.SIGINT)
         _, stderr = child.communicate(timeout=30)
@@ -331,25 +318,20 @@ distributed = pytest.importorskip("distributed")
 
 
 @pytest.fixture(scope="module")
-def cluster():
+def dask_client():
     import dask
     # One death is retried elsewhere; a task whose worker dies twice fails.
     with dask.config.set({"distributed.scheduler.allowed-failures": 1}):
         cluster = distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True,
                                            dashboard_address=None, silence_logs=50)
         client = distributed.Client(cluster)
-        yield cluster, client
+        yield client
         client.close()
         cluster.close()
 
 
-def worker_pids(client):
-    return set(client.run(os.getpid).values())
-
-
 class TestDaskBatch:
-    def test_killed_worker_loses_nothing(self, cluster, dataset, tmp_path):
-        _, client = cluster
+    def test_killed_worker_loses_nothing(self, dask_client, dataset, tmp_path):
         root = str(tmp_path / "in")
         make_dataset(root)
         write(os.path.join(root, "stall.off"), icosphere(2))
@@ -359,15 +341,13 @@ class TestDaskBatch:
         outcome = {}
 
         def run():
-            outcome["rows"] = batch.remesh([root], out, client=client, tool=wrapper, relative=1.5)
+            outcome["rows"] = batch.remesh([root], out, client=dask_client, tool=wrapper, relative=1.5)
 
         thread = threading.Thread(target=run)
         thread.start()
-        deadline = time.monotonic() + 60
-        while not os.path.exists(marker) and time.monotonic() < deadline:
-            time.sleep(0.05)
+        wait_for(marker)
         pid = int(open(marker).read())
-        assert pid in worker_pids(client), "the stalled tool runs under a Dask worker"
+        assert pid in set(dask_client.run(os.getpid).values()), "the stalled tool runs under a Dask worker"
         os.kill(pid, signal.SIGKILL)
         thread.join(120)
         assert not thread.is_alive(), "the batch ends after losing a worker"
@@ -380,11 +360,10 @@ class TestDaskBatch:
         check_rows([r for r in rows if r is not stalled[0]], root, out)
         assert all(r["worker"].startswith("tcp://") for r in rows if r["status"] == "ok")
 
-    def test_task_that_keeps_killing_workers_is_a_failed_row(self, cluster, tmp_path):
-        _, client = cluster
+    def test_task_that_keeps_killing_workers_is_a_failed_row(self, dask_client, tmp_path):
         write(str(tmp_path / "killer.off"), icosphere(1))
         wrapper = make_tool_wrapper(str(tmp_path))
-        rows = batch.remesh([str(tmp_path / "killer.off")], str(tmp_path / "out"), client=client, tool=wrapper)
+        rows = batch.remesh([str(tmp_path / "killer.off")], str(tmp_path / "out"), client=dask_client, tool=wrapper)
         assert rows[0]["status"] == "failed"
         assert "Dask workers died while running it" in rows[0]["error"]
         assert partial_files(str(tmp_path / "out")) == []
