@@ -73,9 +73,14 @@ TEST(FormatLimits, MalformedFilesOfEachFormatAreRefusedAtTheirPlace) {
         PlyHeader("binary_big_endian", "property double x\nproperty double y\nproperty double z\n", 2, "uchar int", 0);
     for (double c : {0.0, 0.0, 0.0, 1.0, -std::numeric_limits<double>::infinity(), 0.0})
         AppendBytes(nanVertex, c, true);
-    std::string shortStl(80, ' ');
-    AppendBytes(shortStl, std::uint32_t(2));
-    shortStl += std::string(50, '\0');
+    const auto binaryStl = [](std::uint32_t count, std::initializer_list<float> values) {
+        std::string bytes(80, ' ');
+        AppendBytes(bytes, count);
+        for (float v : values)
+            AppendBytes(bytes, v);
+        return bytes + std::string(2, '\0');
+    };
+    const float nan = std::numeric_limits<float>::quiet_NaN();
 
     const struct {
         const char* m_Name;
@@ -128,7 +133,29 @@ TEST(FormatLimits, MalformedFilesOfEachFormatAreRefusedAtTheirPlace) {
         {"keyword.stl", "solid s\nfacet normal 0 0 1\nouter loop\nvertices 0 0 0\n", ":4: ", "unexpected 'vertices'"},
         {"two.stl", "solid s\nfacet normal 0 0 1\nouter loop\nvertex 0 0\n", ":4: ", "three coordinates"},
         {"float.stl", "solid s\nfacet normal 0 0 1\nouter loop\nvertex 1e39 0 0\n", ":4: ", "non-finite"},
-        {"short.stl", shortStl, ": ", "declares 2 triangles"},
+        {"short.stl", binaryStl(2, {}) + std::string(48, '\0'), ": ", "declares 2 triangles"},
+        // More of each format; the tool shows every one of these messages as
+        // it shows the few of them in BadInput.
+        {"short.obj", "v 0 0 0\nv 1 0\nv 0 1 0\nf 1 2 3\n", ":2: ", "three coordinates"},
+        {"range.obj", "v 0 0 0\nv 1 0 0\nf 1 2 9\nv 0 1 0\n", ":3: ", "index 9 out of range"},
+        {"zero.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 0 1 2\n", ":4: ", "index 0"},
+        {"nan.obj", "v 0 0 0\nv 1 0 0\nv nan 1 0\nf 1 2 3\n", ":3: ", "non-finite"},
+        {"huge.obj", "v 0 0 0\nv 1e999 0 0\nv 0 1 0\nf 1 2 3\n", ":2: ", "1e999"},
+        {"truncated.off", "OFF\n4 2 0\n0.0 0.0 0.0\n1.0 0.0 0.0\n0.0 1.0 0.0\n1.0 1.0 0.0\n3 0 1 2\n", ": ",
+         "truncated"},
+        {"header.off", "OFF\n3 x 0\n", ":2: ", "malformed face count"},
+        {"inf.off", "OFF\n3 1 0\n0 0 0\ninf 0 0\n0 1 0\n3 0 1 2\n", ":4: ", "non-finite"},
+        {"giant.off", "OFF\n2000000000 2000000000 0\n0 0 0\n", ":2: ", "more than the rest of the file can hold"},
+        {"notoff.off", "ply\n", ":1: ", "not an OFF file"},
+        {"range.ply", PlyHeader("ascii", FloatXyz, 3, "uchar int", 1) + "0 0 0\n1 0 0\n0 1 0\n3 0 1 -1\n",
+         ":13: ", "index -1 out of range"},
+        {"truncated.ply", PlyHeader("binary_little_endian", FloatXyz, 3, "uchar int", 1) + std::string(24, '\0'), ": ",
+         "truncated"},
+        {"giant.ply", PlyHeader("binary_little_endian", FloatXyz, 2000000000, "uchar int", 1) + std::string(24, '\0'),
+         ": ", "truncated"},
+        {"nan.stl", binaryStl(1, {0, 0, 0, 0, 0, 0, 1, 0, 0, nan, 1, 0}), ": ", "non-finite"},
+        {"giant.stl", binaryStl(0xFFFFFFFFu, {}) + std::string(48, '\0'), ": ", "truncated"},
+        {"tiny.stl", "abc", ": ", "truncated"},
     };
     CScratchDirectory dir;
     for (const auto& bad : cases) {
