@@ -60,8 +60,9 @@ def make_dataset(root):
     with open(os.path.join(root, "broken", "truncated.stl"), "r+b") as f:
         f.truncate(84 + 50 * 30)
     for name, text in [("broken/malformed.off", "OFF\n3 1 0\n0 0 0\n1 zero 0\n0 1 0\n3 0 1 2\n"),
-                       ("broken/empty.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nproperty float y\n"
-                        "property float z\nelement face 0\nproperty list uchar int vertex_indices\nend_header\n0 0 0\n"),
+                       ("broken/empty.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\n"
+                        "property float y\nproperty float z\nelement face 0\n"
+                        "property list uchar int vertex_indices\nend_header\n0 0 0\n"),
                        ("readme.txt", "not a mesh: left out of folder searches\n")]:
         with open(os.path.join(root, name), "w") as f:
             f.write(text)
