@@ -22,16 +22,15 @@ class TestRoundTrip:
         np.testing.assert_array_equal(reference.vertices, vertices)
         np.testing.assert_array_equal(reference.faces, faces)
 
-    def test_precision_follows_the_input_unless_dtype_forces_it(self):
+    @pytest.mark.parametrize("given, forced, expected", [(np.float32, None, np.float32), (int, None, np.float64),
+                                                         (np.float64, np.float32, np.float32),
+                                                         (np.float32, "float64", np.float64)])
+    def test_precision_follows_the_input_unless_dtype_forces_it(self, given, forced, expected):
         vertices, faces = tetrahedron()
-        single = quorvel.Mesh(vertices.astype(np.float32), faces)
-        assert single.dtype == np.float32
-        assert single.vertices.dtype == np.float32 and single.vertex_normals.dtype == np.float32
-        np.testing.assert_array_equal(single.vertices, vertices.astype(np.float32))
-        assert quorvel.Mesh(vertices.astype(int), faces).dtype == np.float64
-        assert quorvel.Mesh(vertices, faces, dtype=np.float32).dtype == np.float32
-        assert quorvel.Mesh(vertices.astype(np.float32), faces, dtype="float64").dtype == np.float64
-        assert quorvel.Mesh(vertices, faces).faces.dtype == np.int64
+        mesh = quorvel.Mesh(vertices.astype(given), faces, dtype=forced)
+        assert mesh.dtype == mesh.vertices.dtype == mesh.vertex_normals.dtype == expected
+        assert mesh.faces.dtype == np.int64
+        np.testing.assert_array_equal(mesh.vertices, vertices.astype(expected))
 
 
 class TestCopies:
