@@ -134,7 +134,7 @@ TEST(MemorySizes, ParseWithBinaryUnitsAndRefuseAnythingElse) {
     EXPECT_EQ(FormatMemorySize(100), "100 bytes");
 }
 
-TEST(Watchdog, RaisesItsFlagWhenMemoryGrowsPastTheLimit) {
+TEST(Watchdog, RaisesItsFlagWhenMemoryGrowsPastTheLimitOrTheCallerTripsIt) {
     CResourceLimits limits;
     limits.m_MaxMemory = GetResidentMemory() + (32 << 20);
     CWatchdog watchdog(limits, EWatchdogAction::Flag, "mesh.off: remeshing", "choose a larger --target");
@@ -147,13 +147,10 @@ TEST(Watchdog, RaisesItsFlagWhenMemoryGrowsPastTheLimit) {
     EXPECT_EQ(watchdog.GetMessage().rfind("mesh.off: remeshing stopped: ", 0), 0u) << watchdog.GetMessage();
     EXPECT_NE(watchdog.GetMessage().find("--max-memory"), std::string::npos) << watchdog.GetMessage();
     EXPECT_THROW(watchdog.ThrowIfTripped(), CToolError);
-}
 
-TEST(Watchdog, ChecksOfTheCallerTripIt) {
-    CResourceLimits generous;
-    generous.m_MaxMemory = GetResidentMemory() + (1ull << 30);
-    generous.m_MaxSeconds = 3600;
-    CWatchdog tripped(generous, EWatchdogAction::FlagThenExit, "mesh.off: remeshing", "choose a larger --target");
+    limits.m_MaxMemory = GetResidentMemory() + (1ull << 30);
+    limits.m_MaxSeconds = 3600;
+    CWatchdog tripped(limits, EWatchdogAction::FlagThenExit, "mesh.off: remeshing", "choose a larger --target");
     tripped.Start();
     tripped.Trip("after iteration 1 of 5 it had 9 faces");
     EXPECT_TRUE(tripped.IsTripped());
