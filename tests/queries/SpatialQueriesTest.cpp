@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "MeshFixtures.h"
+#include "MeshTypeLists.h"
 
 namespace {
 
@@ -11,10 +11,7 @@ typedef TVector3<double> D3;
 
 template <typename Mesh>
 class SpatialQueries : public ::testing::Test { };
-typedef ::testing::Types<TMesh<float, TVertexPN<float>, CA8, unsigned short>,
-                         TMesh<double, TVertexPNC<double>, CA32, unsigned int>>
-    QueryMeshes;
-TYPED_TEST_SUITE(SpatialQueries, QueryMeshes);
+TYPED_TEST_SUITE(SpatialQueries, TwoMeshTypes);
 
 // Box [lo, hi] appended to the mesh, wound outward or (the wall of a cavity)
 // inward. The cached box is trusted as it stands, so it is refitted here.

@@ -11,8 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "MeshFixtures.h"
-#include "quorvel/meshes/queries/TMeshTree.h"
+#include "MeshTypeLists.h"
 
 namespace {
 
@@ -22,18 +21,8 @@ using Corvane::Pellix::Sarvetta::TLine3;
 typedef TVector3<double> D3;
 
 template <typename Mesh>
-struct TreeOf;
-template <typename R, typename V, typename A, typename I>
-struct TreeOf<TMesh<R, V, A, I>> {
-    typedef TMeshTree<R, V, A, I> Type;
-};
-
-template <typename Mesh>
 class SurfaceQueries : public ::testing::Test { };
-typedef ::testing::Types<TMesh<float, TVertexPN<float>, CA8, unsigned short>,
-                         TMesh<double, TVertexPNC<double>, CA32, unsigned int>>
-    QueryMeshes;
-TYPED_TEST_SUITE(SurfaceQueries, QueryMeshes);
+TYPED_TEST_SUITE(SurfaceQueries, TwoMeshTypes);
 
 template <typename Mesh>
 D3 Position(const Mesh& mesh, unsigned int v) {
@@ -285,12 +274,18 @@ std::vector<TVector3<RealOf<Mesh>>> HardPoints(const Mesh& mesh, std::mt19937& r
     return points;
 }
 
-TYPED_TEST(SurfaceQueries, ContainsOnClosedMeshesAnswersAsTheExactWindingNumber) {
+// Closed meshes answer as the exact winding number, open ones as the estimate.
+TYPED_TEST(SurfaceQueries, ContainsFollowsTheWindingNumber) {
     typedef RealOf<TypeParam> Real;
     typedef TVector3<Real> V;
-    std::vector<std::pair<const char*, std::unique_ptr<TypeParam>>> meshes;
-    auto keep = [&](const char* name, TypeParam& mesh) {
-        meshes.emplace_back(name, std::make_unique<TypeParam>(mesh));
+    struct Case {
+        std::string name;
+        std::unique_ptr<TypeParam> mesh;
+        bool closed;
+    };
+    std::vector<Case> meshes;
+    auto keep = [&](const char* name, TypeParam& mesh, bool closed = true) {
+        meshes.push_back({name, std::make_unique<TypeParam>(mesh), closed});
     };
     {
         TypeParam sphere;
@@ -322,10 +317,18 @@ TYPED_TEST(SurfaceQueries, ContainsOnClosedMeshesAnswersAsTheExactWindingNumber)
         for (unsigned int f = 0; f < inverted.m_Faces.GetCount(); ++f)
             std::swap(inverted.m_Faces[f].m_Corners[1], inverted.m_Faces[f].m_Corners[2]);
         keep("inverted icosphere", inverted);
+        // Holes, and a face that runs the wrong way round: neither is closed.
+        TypeParam holed = sphere;
+        holed.m_Faces.RemoveFromEnd(30);
+        keep("holed icosphere", holed, false);
+        TypeParam flipped = sphere;
+        std::swap(flipped.m_Faces[7].m_Corners[1], flipped.m_Faces[7].m_Corners[2]);
+        keep("icosphere with a flipped face", flipped, false);
     }
     std::mt19937 random(17);
-    for (auto& [name, owned] : meshes) {
-        TypeParam& mesh = *owned;
+    for (Case& c : meshes) {
+        SCOPED_TRACE(c.name);
+        TypeParam& mesh = *c.mesh;
         mesh.DetermineBoundingBox(true);
         const typename TreeOf<TypeParam>::Type tree(mesh);
         const std::vector<V> points = HardPoints(mesh, random, 1200);
@@ -333,65 +336,18 @@ TYPED_TEST(SurfaceQueries, ContainsOnClosedMeshesAnswersAsTheExactWindingNumber)
         tree.Contains(points.data(), points.size(), batch.get());
         unsigned int inside = 0;
         for (std::size_t i = 0; i < points.size(); ++i) {
-            const double winding = tree.GetWindingNumber(points[i]);
+            const double winding = c.closed ? tree.GetWindingNumber(points[i]) : tree.EstimateWindingNumber(points[i]);
             ASSERT_EQ(tree.Contains(points[i]), winding >= 0.5)
-                << name << ", point " << i << " (" << points[i].x << ", " << points[i].y << ", " << points[i].z
+                << "point " << i << " (" << points[i].x << ", " << points[i].y << ", " << points[i].z
                 << "), winding number " << winding;
-            ASSERT_EQ(batch[i], winding >= 0.5) << name << ", point " << i;
+            ASSERT_EQ(batch[i], winding >= 0.5) << "point " << i;
             // On the surface itself the sum's rounding decides.
             inside += batch[i] && tree.GetDistance(points[i]) > 1e-9;
         }
         // Both answers occur, except where nothing can be inside.
-        if (std::string(name) != "inverted icosphere")
-            EXPECT_GT(inside, 100u) << name;
+        if (c.name != "inverted icosphere")
+            EXPECT_GT(inside, 100u);
         else
             EXPECT_EQ(inside, 0u);
-    }
-}
-
-TYPED_TEST(SurfaceQueries, ContainsOnOpenMeshesFollowsTheEstimate) {
-    typedef RealOf<TypeParam> Real;
-    typedef TVector3<Real> V;
-    TypeParam sphere;
-    MakeIcosphere(sphere, 3, 1.0);
-    // Holes, and a face that runs the wrong way round: neither is closed.
-    TypeParam holed = sphere;
-    holed.m_Faces.RemoveFromEnd(30);
-    TypeParam flipped = sphere;
-    std::swap(flipped.m_Faces[7].m_Corners[1], flipped.m_Faces[7].m_Corners[2]);
-    std::mt19937 random(19);
-    for (TypeParam* mesh : {&holed, &flipped}) {
-        mesh->DetermineBoundingBox(true);
-        const typename TreeOf<TypeParam>::Type tree(*mesh);
-        const std::vector<V> points = HardPoints(*mesh, random, 800);
-        for (std::size_t i = 0; i < points.size(); ++i)
-            ASSERT_EQ(tree.Contains(points[i]), tree.EstimateWindingNumber(points[i]) >= 0.5) << "point " << i;
-    }
-}
-
-TYPED_TEST(SurfaceQueries, BatchHitsEqualSingleHits) {
-    typedef RealOf<TypeParam> Real;
-    typedef TVector3<Real> V;
-    TypeParam sphere;
-    MakeBumpySphere(sphere, 3, 0.2, 0.03);
-    sphere.DetermineBoundingBox(true);
-    const typename TreeOf<TypeParam>::Type tree(sphere);
-    std::mt19937 random(5);
-    std::uniform_real_distribution<double> uniform(-2, 2);
-    std::vector<TLine3<Real>> lines;
-    for (int i = 0; i < 2000; ++i)
-        lines.push_back(TLine3<Real>(V(Real(uniform(random)), Real(uniform(random)), Real(uniform(random))),
-                                     V(Real(uniform(random)), Real(uniform(random)), Real(uniform(random)))));
-    std::vector<TLineHit<Real>> hits(lines.size());
-    for (ECulling culling : {ECulling::None, ECulling::BackFaces, ECulling::FrontFaces}) {
-        tree.IntersectNearest(lines.data(), lines.size(), hits.data(), Real(0), culling);
-        for (std::size_t i = 0; i < lines.size(); ++i) {
-            TLineHit<Real> single;
-            ASSERT_EQ(tree.IntersectNearest(lines[i], single, Real(0), culling), hits[i].m_Hit);
-            if (single.m_Hit) {
-                EXPECT_EQ(single.m_Face, hits[i].m_Face);
-                EXPECT_EQ(single.m_Point, hits[i].m_Point);
-            }
-        }
     }
 }
