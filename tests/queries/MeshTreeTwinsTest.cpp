@@ -51,36 +51,22 @@ public:
     template <typename Mesh>
     std::vector<TLine3<Real>> Lines(const Mesh& mesh, unsigned int count) {
         std::vector<TLine3<Real>> lines;
-        const unsigned int vertices = mesh.m_Vertices.GetCount();
         for (unsigned int i = 0; i < count; ++i) {
             const V origin = Point(2.0);
-            V target;
-            switch (i % 4) {
-            case 0:
-                target = Point(1.2);
-                break;
-            case 1:
-                target = mesh.m_Vertices[m_Random() % vertices].m_Position;
-                break;
-            case 2: {
-                const auto& face = mesh.m_Faces[m_Random() % mesh.m_Faces.GetCount()];
-                target =
-                    (mesh.m_Vertices[face.m_Corners[0]].m_Position + mesh.m_Vertices[face.m_Corners[1]].m_Position) *
-                    Real(0.5);
-                break;
-            }
-            default: {
-                const Real x = Real(-1.0 + 0.125 * double(m_Random() % 17));
-                const Real y = Real(-1.0 + 0.25 * double(m_Random() % 9));
-                const int axis = int(m_Random() % 3);
-                const V start = axis == 0 ? V(Real(-3), x, Real(0.25))
-                                          : (axis == 1 ? V(x, Real(-3), Real(0.25)) : V(x, y, Real(-3)));
-                const V towards = axis == 0 ? V(1, 0, 0) : (axis == 1 ? V(0, 1, 0) : V(0, 0, 1));
-                lines.push_back(TLine3<Real>(start, i % 8 == 3 ? towards : towards * Real(-1)));
+            const auto& face = mesh.m_Faces[m_Random() % mesh.m_Faces.GetCount()];
+            const V targets[3] = {
+                Point(1.2), mesh.m_Vertices[m_Random() % mesh.m_Vertices.GetCount()].m_Position,
+                (mesh.m_Vertices[face.m_Corners[0]].m_Position + mesh.m_Vertices[face.m_Corners[1]].m_Position) *
+                    Real(0.5)};
+            if (i % 4 < 3) {
+                lines.push_back(TLine3<Real>(origin, targets[i % 4] - origin));
                 continue;
             }
-            }
-            lines.push_back(TLine3<Real>(origin, target - origin));
+            const Real x = Real(-1.0 + 0.125 * double(m_Random() % 17)), y = Real(-1.0 + 0.25 * double(m_Random() % 9));
+            const V starts[3] = {V(Real(-3), x, Real(0.25)), V(x, Real(-3), Real(0.25)), V(x, y, Real(-3))};
+            const V towards[3] = {V(1, 0, 0), V(0, 1, 0), V(0, 0, 1)};
+            const int axis = int(m_Random() % 3);
+            lines.push_back(TLine3<Real>(starts[axis], towards[axis] * Real(i % 8 == 3 ? 1 : -1)));
         }
         return lines;
     }
@@ -96,30 +82,12 @@ public:
             const V a = mesh.m_Vertices[face.m_Corners[0]].m_Position,
                     b = mesh.m_Vertices[face.m_Corners[1]].m_Position,
                     c = mesh.m_Vertices[face.m_Corners[2]].m_Position;
-            switch (i % 6) {
-            case 0:
-                points.push_back(Point(1.3));
-                break;
-            case 1:
-                points.push_back(a);
-                break;
-            case 2:
-                points.push_back((a + b) * Real(0.5));
-                break;
-            case 3:
-                points.push_back((a + b + c) / Real(3));
-                break;
-            case 4:
-                points.push_back(V(m_Random() % 2 ? box.m_Min.x : box.m_Max.x,
-                                   m_Random() % 2 ? box.m_Min.y : box.m_Max.y,
-                                   m_Random() % 2 ? box.m_Min.z : box.m_Max.z));
-                break;
-            default: {
-                V p = Point(1.0);
-                p.z = m_Random() % 2 ? box.m_Min.z : box.m_Max.z;
-                points.push_back(p);
-            }
-            }
+            const V corner(m_Random() % 2 ? box.m_Min.x : box.m_Max.x, m_Random() % 2 ? box.m_Min.y : box.m_Max.y,
+                           m_Random() % 2 ? box.m_Min.z : box.m_Max.z);
+            V side = Point(1.0);
+            side.z = m_Random() % 2 ? box.m_Min.z : box.m_Max.z;
+            const V choices[6] = {Point(1.3), a, (a + b) * Real(0.5), (a + b + c) / Real(3), corner, side};
+            points.push_back(choices[i % 6]);
         }
         return points;
     }
