@@ -230,17 +230,12 @@ TYPED_TEST(SurfaceQueries, ClosestPointsAreTheNearestOfAllFaces) {
         EXPECT_NEAR(rebuilt.DiffVectLen(found.m_Point), 0, 1e-12);
         EXPECT_NEAR(found.m_Barycentric[0] + found.m_Barycentric[1] + found.m_Barycentric[2], 1, 1e-12);
         EXPECT_DOUBLE_EQ(tree.GetDistance(points[i]), std::sqrt(expected));
-        EXPECT_EQ(batch[i].m_Triangle, found.m_Triangle);
-        // Any hint gives the same answer, in either tree.
+        // The batch, the median tree and any hint, in either tree, give the
+        // same answer.
         const std::uint32_t hint = static_cast<std::uint32_t>((i * 37) % mesh.m_Faces.GetCount());
-        for (const CTriangleTree* shape : {&tree.GetTriangleTree(), static_cast<const CTriangleTree*>(&median)}) {
-            const CSurfacePoint hinted = shape->FindClosestPoint(p, hint);
-            EXPECT_TRUE(hinted.m_Triangle == found.m_Triangle && hinted.m_DistanceSquared == found.m_DistanceSquared);
-        }
-        EXPECT_EQ(batch[i].m_DistanceSquared, found.m_DistanceSquared);
-        const CSurfacePoint fromMedian = median.FindClosestPoint(p);
-        EXPECT_EQ(fromMedian.m_Triangle, found.m_Triangle);
-        EXPECT_EQ(fromMedian.m_DistanceSquared, found.m_DistanceSquared);
+        for (const CSurfacePoint& other : {batch[i], median.FindClosestPoint(p), median.FindClosestPoint(p, hint),
+                                           tree.GetTriangleTree().FindClosestPoint(p, hint)})
+            EXPECT_TRUE(other.m_Triangle == found.m_Triangle && other.m_DistanceSquared == found.m_DistanceSquared);
     }
 }
 
