@@ -98,8 +98,9 @@ TEST_F(EventTest, RemovalDropsEveryEqualHandler) {
     // firing then reaches only what is left.
     FriendEvent empty;
     empty -= &FunctionA;
+    EXPECT_EQ(empty.m_Functions, nullptr);
     empty -= firstOnFriend;
-    EXPECT_TRUE(empty.m_Functions == nullptr && empty.m_Delegates != nullptr);
+    EXPECT_NE(empty.m_Delegates, nullptr);
     calls.clear();
     empty.Fire(&item);
     event.Fire(&item);
