@@ -18,12 +18,13 @@ bool IsExtreme(double value) {
     return value == 0.0 || value == 1.0;
 }
 
-TEST(RemeshPreservingShape, IcosphereStaysOnTheSphereAndKeepsItsVolume) {
+TEST(RemeshPreservingShape, IcosphereStaysOnItsSurfaceAndKeepsItsVolume) {
     // Finer and coarser than the input's own edges.
     for (const double factor : {0.6, 1.0, 1.3}) {
         SCOPED_TRACE(factor);
         ShapeMesh mesh;
         MakeIcosphere(mesh, 4);
+        const ShapeMesh input(mesh);
         const double volume = EnclosedVolume(mesh);
         const unsigned int faces = mesh.m_Faces.GetCount();
         const double target = factor * MeanSide(mesh);
@@ -32,10 +33,7 @@ TEST(RemeshPreservingShape, IcosphereStaysOnTheSphereAndKeepsItsVolume) {
 
         EXPECT_TRUE(IsCleanResult(mesh, true));
         EXPECT_EQ(InwardFaces(mesh), 0u);
-        double worst = 0;
-        for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
-            worst = std::max(worst, std::fabs(Position(mesh, v).GetLength() - 1.0));
-        EXPECT_LT(worst, 0.01);
+        EXPECT_LT(FarthestVertex(mesh, input), 1e-12);
         EXPECT_NEAR(EnclosedVolume(mesh) / volume, 1.0, 0.005);
         // The edges come near the target: they settle inside the band
         // between the collapse and split limits, a little below the target
@@ -49,18 +47,6 @@ TEST(RemeshPreservingShape, IcosphereStaysOnTheSphereAndKeepsItsVolume) {
             ASSERT_NEAR(n.GetLength(), 1.0, 1e-9);
             ASSERT_GT(n % Position(mesh, v), 0.9);
         }
-    }
-}
-
-TEST(RemeshPreservingShape, EveryVertexEndsOnTheInputSurface) {
-    for (const double factor : {0.7, 1.6}) {
-        SCOPED_TRACE(factor);
-        ShapeMesh input;
-        MakeBumpySphere(input, 3, 0.15, 0.02);
-        ShapeMesh mesh(input);
-        ASSERT_TRUE(mesh.RemeshPreservingShape(factor * MeanSide(input)));
-        EXPECT_TRUE(IsCleanResult(mesh, true));
-        EXPECT_LT(FarthestVertex(mesh, input), 1e-12);
     }
 }
 
