@@ -40,6 +40,13 @@ void AddFace(Mesh& mesh, unsigned int a, unsigned int b, unsigned int c) {
     mesh.m_Faces.Add(TFace<Index>(Index(a), Index(b), Index(c)));
 }
 
+// The quad a b c d as the faces (a, b, c) and (a, c, d).
+template <typename Mesh>
+void AddQuad(Mesh& mesh, unsigned int a, unsigned int b, unsigned int c, unsigned int d) {
+    AddFace(mesh, a, b, c);
+    AddFace(mesh, a, c, d);
+}
+
 // A small mesh spelled out as a table of positions and a table of corners
 // (numbered from the first added vertex), appended to what the mesh holds.
 template <typename Mesh>
@@ -80,10 +87,8 @@ void MakeBox(Mesh& mesh, double sx = 1, double sy = 1, double sz = 1) {
         AddVertex(mesh, (i & 1) ? sx : 0, (i & 2) ? sy : 0, (i & 4) ? sz : 0);
     const unsigned int quads[6][4] = {{0, 2, 3, 1}, {4, 5, 7, 6}, {0, 1, 5, 4},
                                       {2, 6, 7, 3}, {0, 4, 6, 2}, {1, 3, 7, 5}};
-    for (auto& q : quads) {
-        AddFace(mesh, q[0], q[1], q[2]);
-        AddFace(mesh, q[0], q[2], q[3]);
-    }
+    for (auto& q : quads)
+        AddQuad(mesh, q[0], q[1], q[2], q[3]);
 }
 
 // A flat n x m grid of squares in z = 0, each split into two triangles,
@@ -96,8 +101,7 @@ void MakeGrid(Mesh& mesh, unsigned int n, unsigned int m, double h = 1) {
     for (unsigned int j = 0; j < m; ++j)
         for (unsigned int i = 0; i < n; ++i) {
             const unsigned int a = j * (n + 1) + i, b = a + 1, c = a + n + 1, d = c + 1;
-            AddFace(mesh, a, b, d);
-            AddFace(mesh, a, d, c);
+            AddQuad(mesh, a, b, d, c);
         }
 }
 
@@ -164,8 +168,7 @@ void MakeTorus(Mesh& mesh, unsigned int n, unsigned int m, double major = 2, dou
         for (unsigned int i = 0; i < n; ++i) {
             const unsigned int a = j * n + i, b = j * n + (i + 1) % n;
             const unsigned int c = ((j + 1) % m) * n + i, d = ((j + 1) % m) * n + (i + 1) % n;
-            AddFace(mesh, a, b, d);
-            AddFace(mesh, a, d, c);
+            AddQuad(mesh, a, b, d, c);
         }
 }
 
@@ -310,25 +313,18 @@ void MakePiercedBlock(Mesh& mesh, unsigned int columns = 4, unsigned int rows = 
                 }
             }
             // Hole walls face into the hole.
-            for (unsigned int k = 0; k < sides; ++k) {
-                const unsigned int b0 = rim(cell, k, 0), b1 = rim(cell, k + 1, 0), t0 = rim(cell, k, 1),
-                                   t1 = rim(cell, k + 1, 1);
-                AddFace(mesh, b0, t0, t1);
-                AddFace(mesh, b0, t1, b1);
-            }
+            for (unsigned int k = 0; k < sides; ++k)
+                AddQuad(mesh, rim(cell, k, 0), rim(cell, k, 1), rim(cell, k + 1, 1), rim(cell, k + 1, 0));
         }
     // Outer walls.
     for (unsigned int i = 0; i < columns; ++i) {
-        AddFace(mesh, corner(i, 0, 0), corner(i + 1, 0, 0), corner(i + 1, 0, 1));
-        AddFace(mesh, corner(i, 0, 0), corner(i + 1, 0, 1), corner(i, 0, 1));
-        AddFace(mesh, corner(i + 1, rows, 0), corner(i, rows, 0), corner(i, rows, 1));
-        AddFace(mesh, corner(i + 1, rows, 0), corner(i, rows, 1), corner(i + 1, rows, 1));
+        AddQuad(mesh, corner(i, 0, 0), corner(i + 1, 0, 0), corner(i + 1, 0, 1), corner(i, 0, 1));
+        AddQuad(mesh, corner(i + 1, rows, 0), corner(i, rows, 0), corner(i, rows, 1), corner(i + 1, rows, 1));
     }
     for (unsigned int j = 0; j < rows; ++j) {
-        AddFace(mesh, corner(columns, j, 0), corner(columns, j + 1, 0), corner(columns, j + 1, 1));
-        AddFace(mesh, corner(columns, j, 0), corner(columns, j + 1, 1), corner(columns, j, 1));
-        AddFace(mesh, corner(0, j + 1, 0), corner(0, j, 0), corner(0, j, 1));
-        AddFace(mesh, corner(0, j + 1, 0), corner(0, j, 1), corner(0, j + 1, 1));
+        AddQuad(mesh, corner(columns, j, 0), corner(columns, j + 1, 0), corner(columns, j + 1, 1),
+                corner(columns, j, 1));
+        AddQuad(mesh, corner(0, j + 1, 0), corner(0, j, 0), corner(0, j, 1), corner(0, j + 1, 1));
     }
 }
 
@@ -563,8 +559,7 @@ void AddCadPrism(Mesh& mesh, const std::vector<std::array<double, 2>>& outline, 
     }
     for (unsigned int i = 0; i < n; ++i) {
         const unsigned int j = (i + 1) % n;
-        AddFace(mesh, bottom + i, bottom + j, top + j);
-        AddFace(mesh, bottom + i, top + j, top + i);
+        AddQuad(mesh, bottom + i, bottom + j, top + j, top + i);
     }
 }
 
