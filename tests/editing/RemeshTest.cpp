@@ -69,11 +69,8 @@ TEST(Remesh, KeepsTheBoundaryOfAnOpenPatchInPlace) {
         // The signed area is a boundary integral: it stays 64 only if the
         // border is intact and every face kept its winding.
         double area = 0;
-        for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f) {
-            const auto* c = mesh.m_Faces[f].m_Corners;
-            const auto& p0 = mesh.m_Vertices[c[0]].m_Position;
-            area += ((mesh.m_Vertices[c[1]].m_Position - p0) * (mesh.m_Vertices[c[2]].m_Position - p0)).z / 2;
-        }
+        for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
+            area += AreaNormal(mesh, f).z / 2;
         EXPECT_NEAR(area, 64, 1e-9);
     }
 }

@@ -65,15 +65,11 @@ template <typename Mesh>
     const unsigned int vertexCount = mesh.m_Vertices.GetCount();
     const unsigned int faceCount = mesh.m_Faces.GetCount();
     std::vector<char> used(vertexCount, 0);
-    for (unsigned int f = 0; f < faceCount; ++f) {
-        const auto* c = mesh.m_Faces[f].m_Corners;
-        for (int k = 0; k < 3; ++k) {
-            if (c[k] >= vertexCount)
-                return ::testing::AssertionFailure() << "face " << f << " indexes past the vertices";
-            used[c[k]] = 1;
-        }
-        if (c[0] == c[1] || c[1] == c[2] || c[2] == c[0])
-            return ::testing::AssertionFailure() << "face " << f << " is degenerate";
+    for (unsigned int i = 0; i < 3 * faceCount; ++i) {
+        const auto* c = mesh.m_Faces[i / 3].m_Corners;
+        if (c[i % 3] >= vertexCount || c[i % 3] == c[(i + 1) % 3])
+            return ::testing::AssertionFailure() << "face " << i / 3 << " indexes past the vertices or is degenerate";
+        used[c[i % 3]] = 1;
     }
     for (unsigned int v = 0; v < vertexCount; ++v) {
         if (!used[v])
