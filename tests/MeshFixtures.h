@@ -638,8 +638,9 @@ void MakeImplicitSurface(Mesh& mesh, Field&& field, int cells, double low, doubl
     // A small shift keeps grid points off symmetric surfaces, so that no
     // value is exactly zero and no triangle collapses.
     const auto position = [&](std::size_t g) {
-        const double i = double(g % side), j = double(g / side % side), k = double(g / (side * side));
-        return std::array<double, 3>{low + i * step + 1.234e-4, low + j * step + 2.345e-4, low + k * step + 0.876e-4};
+        const std::size_t i = g % side, j = g / side % side, k = g / (side * side);
+        return std::array<double, 3>{low + double(i) * step + 1.234e-4, low + double(j) * step + 2.345e-4,
+                                     low + double(k) * step + 0.876e-4};
     };
     std::vector<double> value(points);
     for (std::size_t g = 0; g < points; ++g) {
