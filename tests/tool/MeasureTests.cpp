@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ToolTestSupport.h"
+#include "commands/CommandSupport.h"
 #include "core/KeySort.h"
 #include "core/MeshRepair.h"
 #include "core/MeshTopology.h"
@@ -241,4 +242,23 @@ TEST(KeySort, AgreesWithAComparisonSortWhateverBytesTheKeysShare) {
                      [](std::uint64_t a, std::uint64_t b) { return a >> 32 < b >> 32; });
     SortKeys(keys, 32);
     EXPECT_EQ(keys, expected);
+}
+
+// The tool works on meshes scaled near unit size by a power of two and scales
+// the result back: both ways must round as ldexp does, to the last bit, even
+// where the result is subnormal or overflows.
+TEST(UnitScale, ScalingByAPowerOfTwoRoundsAsLdexpDoes) {
+    const double values[] = {
+        1.0, -1.2345678901234567, 0x1.fffffffffffffp+1023, 0x1p-1074, 0x1.8p-1070, 3.0e-300, -7.5e300,
+        0.0, 1.0000000000000002};
+    for (const int exponent : {-1100, -1074, -1060, -1022, -200, -1, 1, 17, 1023, 1030, 2000}) {
+        std::vector<Point> points;
+        for (const double v : values)
+            points.emplace_back(v, -v, v * 0.5);
+        std::vector<Point> scaled = points;
+        ScaleByPowerOfTwo(scaled, exponent);
+        for (std::size_t i = 0; i < points.size(); ++i)
+            for (int k = 0; k < 3; ++k)
+                EXPECT_EQ(scaled[i][k], std::ldexp(points[i][k], exponent)) << points[i][k] << " * 2^" << exponent;
+    }
 }
