@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
+#include <tuple>
 #include <vector>
 
 #include "ToolTestSupport.h"
@@ -261,4 +262,34 @@ TEST(UnitScale, ScalingByAPowerOfTwoRoundsAsLdexpDoes) {
             for (int k = 0; k < 3; ++k)
                 EXPECT_EQ(scaled[i][k], std::ldexp(points[i][k], exponent)) << points[i][k] << " * 2^" << exponent;
     }
+}
+
+// The distance passes take their samples in space order, prepared ahead on
+// one core or on all, and may start from a floor (the other pass's result):
+// neither changes the figure, which is the exact largest distance or the
+// floor, whichever is larger.
+TEST(SurfaceDistance, OrderedPassIsTheLargerOfItsFloorAndTheExactFarthestSample) {
+    const CMeshData sphere = MakeSphere(5);
+    CMeshData bumped = sphere;
+    for (const std::size_t v : {17u, 400u, 9000u})
+        bumped.m_Positions[v] = bumped.m_Positions[v] * (1 + 0.01 * double(v % 7));
+    std::vector<Point> samples = SampleSurface(bumped, 20000);
+    AddEdgeMidpoints(bumped, CEdgeCensus(bumped), samples);
+    const CTriangleTree tree = BuildTriangleTree(sphere, CTriangleTree::EShape::Median);
+    const double exact = MeasureOneSided(samples, tree).m_Max;
+    ASSERT_GT(exact, 0.01);
+
+    const std::vector<Point> ordered = InSpaceOrder(samples), alone = InSpaceOrder(samples, false);
+    EXPECT_EQ(ordered, alone);
+    std::vector<Point> sorted = ordered, original = samples;
+    const auto less = [](const Point& a, const Point& b) { return std::tie(a.x, a.y, a.z) < std::tie(b.x, b.y, b.z); };
+    std::sort(sorted.begin(), sorted.end(), less);
+    std::sort(original.begin(), original.end(), less);
+    EXPECT_EQ(sorted, original);
+    EXPECT_NE(ordered, samples);
+
+    EXPECT_EQ(FarthestOrderedSampleDistance(ordered, tree, 0), exact);
+    EXPECT_EQ(FarthestOrderedSampleDistance(ordered, tree, exact / 2), exact);
+    EXPECT_EQ(FarthestOrderedSampleDistance(ordered, tree, 2 * exact), 2 * exact);
+    EXPECT_EQ(FarthestSampleDistance(samples, tree), exact);
 }
