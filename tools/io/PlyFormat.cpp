@@ -546,6 +546,28 @@ void WritePly(COutputFile& out, const CMeshData& mesh, EEncoding encoding) {
     }
     // Each list goes out in one piece: a call per element cost more than
     // its bytes.
+    if (__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__) {
+        // The bytes in memory are the file's: copied in place, without an
+        // append per value.
+        chunk.resize(std::max(24 * mesh.m_Positions.size(), 13 * mesh.m_Triangles.size()));
+        char* at = chunk.data();
+        for (const Point& p : mesh.m_Positions) {
+            const double xyz[3] = {p.x, p.y, p.z};
+            std::memcpy(at, xyz, 24);
+            at += 24;
+        }
+        out.Write(std::string_view(chunk.data(), 24 * mesh.m_Positions.size()));
+        at = chunk.data();
+        for (const Triangle& t : mesh.m_Triangles) {
+            const std::int32_t corners[3] = {static_cast<std::int32_t>(t[0]), static_cast<std::int32_t>(t[1]),
+                                             static_cast<std::int32_t>(t[2])};
+            *at = char(3);
+            std::memcpy(at + 1, corners, 12);
+            at += 13;
+        }
+        out.Write(std::string_view(chunk.data(), 13 * mesh.m_Triangles.size()));
+        return;
+    }
     chunk.reserve(std::max(24 * mesh.m_Positions.size(), 13 * mesh.m_Triangles.size()));
     for (const Point& p : mesh.m_Positions) {
         AppendLittleEndian(chunk, p.x);
