@@ -293,3 +293,20 @@ TEST(SurfaceDistance, OrderedPassIsTheLargerOfItsFloorAndTheExactFarthestSample)
     EXPECT_EQ(FarthestOrderedSampleDistance(ordered, tree, 2 * exact), 2 * exact);
     EXPECT_EQ(FarthestSampleDistance(samples, tree), exact);
 }
+
+// The mean edge length that sets the default target sums the same edges in
+// the same order as the table's figure, so the two agree to the bit, on a
+// mesh with repeated, reversed and degenerate faces and unused vertices.
+TEST(MeshStatistics, TrueMeanEdgeLengthIsTheTablesMeanToTheBit) {
+    CMeshData mesh = MakeSphere(4);
+    std::mt19937 random(3);
+    std::uniform_real_distribution<double> jitter(-0.01, 0.01);
+    for (Point& p : mesh.m_Positions)
+        p = p + Point(jitter(random), jitter(random), jitter(random));
+    const Triangle first = mesh.m_Triangles[0];
+    mesh.m_Triangles.push_back(first);
+    mesh.m_Triangles.push_back(Triangle{first[2], first[1], first[0]});
+    mesh.m_Triangles.push_back(Triangle{first[0], first[0], first[1]});
+    mesh.m_Positions.emplace_back(5, 5, 5);
+    EXPECT_EQ(TrueMeanEdgeLength(mesh), MeasureMesh(mesh).m_MeanEdge);
+}
