@@ -39,9 +39,9 @@ CRemeshMeasurer::CSide PrepareSide(const CMeshData& mesh) {
     side.m_Statistics = MeasureMesh(mesh, census);
     side.m_Tree = BuildTriangleTree(mesh, CTriangleTree::EShape::Median);
     AddSamples(mesh, census, side);
-    // The samples go in the distance pass's order here: the input's on a
-    // thread of its own while the remesh leaves a core idle for most of its
-    // time.
+    // The samples go in the distance pass's order here, on this thread
+    // alone: for the input that is the thread of its own that runs beside
+    // the remesh, which leaves a core idle for most of its time.
     side.m_Samples = InSpaceOrder(std::move(side.m_Samples), false);
     return side;
 }
