@@ -15,11 +15,12 @@
 // figures with thin limbs and tight folds, noisy kept boundaries), each run
 // by preserve and cgal-proj only.
 //
-// Usage: bench_peers_remesh [--relative R] [--repeat N] [--stand-ins] [FACES ...]
+// Usage: bench_peers_remesh [--relative R] [--repeat N] [--stand-ins [--only NAME]] [FACES ...]
 //   FACES       input sizes (default: 50000 500000)
 //   --relative  target = R times the input's mean edge length (default 1)
 //   --repeat    run every method N times and report the fastest (default 1)
 //   --stand-ins the stand-ins instead of the generated sizes
+//   --only      only the stand-ins whose name contains NAME (to iterate on one)
 #include <CGAL/Exact_predicates_inexact_constructions_kernel.h>
 #include <CGAL/Polygon_mesh_processing/remesh.h>
 #include <CGAL/Surface_mesh.h>
@@ -206,7 +207,7 @@ CMeshData StandIn(Build&& build) {
     return Extract(mesh);
 }
 
-void CompareStandIns(double relative, unsigned int repeat) {
+void CompareStandIns(double relative, unsigned int repeat, const std::string& only) {
     using namespace QuorvelTest;
     const std::pair<const char*, std::function<void(Mesh&)>> standIns[] = {
         {"CAD cylinder", [](Mesh& m) { MakeCadCylinder(m); }},
@@ -222,15 +223,17 @@ void CompareStandIns(double relative, unsigned int repeat) {
         {"noisy cut sphere", [](Mesh& m) { MakeCutSphere(m, 400, 48, 16, 0.08, 0.01); }},
     };
     for (const auto& standIn : standIns)
-        Compare(standIn.first, StandIn(standIn.second), relative, repeat, false);
+        if (std::string(standIn.first).find(only) != std::string::npos)
+            Compare(standIn.first, StandIn(standIn.second), relative, repeat, false);
 }
 
 }  // namespace
 
 int Usage(const char* program) {
-    std::fprintf(stderr,
-                 "usage: %s [--relative R] [--repeat N] [--stand-ins] [FACES ...]   (FACES at least 1000 each)\n",
-                 program);
+    std::fprintf(
+        stderr,
+        "usage: %s [--relative R] [--repeat N] [--stand-ins [--only NAME]] [FACES ...]   (FACES at least 1000 each)\n",
+        program);
     return 2;
 }
 
@@ -239,6 +242,7 @@ int main(int argc, char** argv) {
     double relative = 1;
     unsigned long repeat = 1;
     bool standIns = false;
+    std::string only;
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
         char* end = nullptr;
@@ -250,6 +254,8 @@ int main(int argc, char** argv) {
             repeat = std::strtoul(argv[++i], &end, 10);
             if (*end != '\0' || repeat < 1)
                 return Usage(argv[0]);
+        } else if (argument == "--only" && i + 1 < argc) {
+            only = argv[++i];
         } else if (argument == "--stand-ins") {
             standIns = true;
         } else {
@@ -267,7 +273,7 @@ int main(int argc, char** argv) {
                 "hausdorff: sampled symmetric distance to the input over the input's bounding-box diagonal.\n",
                 relative, Iterations, omp_get_max_threads(), CGAL_VERSION_STR, repeat);
     if (standIns) {
-        CompareStandIns(relative, static_cast<unsigned int>(repeat));
+        CompareStandIns(relative, static_cast<unsigned int>(repeat), only);
         return 0;
     }
     for (const std::size_t faces : sizes) {

@@ -98,10 +98,10 @@ TEST(Measures, CentresAndBoxesCountOnlyWhatTheyShould) {
     AddVertex(mesh, 100, 100, 100);  // used by no face
     EXPECT_EQ(mesh.GetCentre(false), V(0.25, 0.25, 0.25));
     EXPECT_NEAR(mesh.GetCentre(true).x, 101.0 / 5, 1e-12);
-    mesh.DetermineBoundingBox(false);
-    EXPECT_EQ(mesh.m_BoundingBox.m_Max, V(1, 1, 1));
-    mesh.DetermineBoundingBox(true);
-    EXPECT_EQ(mesh.m_BoundingBox.m_Max, V(100, 100, 100));
+    for (const bool all : {false, true}) {
+        mesh.DetermineBoundingBox(all);
+        EXPECT_EQ(mesh.m_BoundingBox.m_Max, all ? V(100, 100, 100) : V(1, 1, 1));
+    }
     // Nothing to count: a zero centre and the reset box, whatever was there.
     EXPECT_EQ(empty.GetCentre(true), V(0, 0, 0));
     empty.m_BoundingBox.Extend(V(1, 1, 1));
@@ -131,16 +131,13 @@ TEST(Measures, PrincipalAxesFollowTheVertexScatter) {
     const V untouched(7, 7, 7);
     major = untouched;
     ASSERT_TRUE(cube.DeterminePrincipalAxes(&major, &middle, &minor));
-    EXPECT_EQ(major, untouched);
-    EXPECT_EQ(minor, vectors[0]);
-    EXPECT_EQ(middle, vectors[2]);
+    EXPECT_TRUE(major == untouched && minor == vectors[0] && middle == vectors[2]);
 
     // A non-finite scatter makes the solver fail; the outputs stay.
     AddVertex(cube, std::numeric_limits<double>::infinity(), 0, 0);
     minor = middle = untouched;
     EXPECT_FALSE(cube.DeterminePrincipalAxes(&major, &middle, &minor));
-    EXPECT_EQ(minor, untouched);
-    EXPECT_EQ(middle, untouched);
+    EXPECT_TRUE(minor == untouched && middle == untouched);
 }
 
 TEST(Measures, EdgeLengthsAndTheFaceCountMean) {
@@ -158,10 +155,8 @@ TEST(Measures, EdgeLengthsAndTheFaceCountMean) {
     // No faces: the sentinels show through.
     FloatMesh empty;
     EXPECT_FLOAT_EQ(empty.GetMinEdgeLength(), std::sqrt(std::numeric_limits<float>::max()));
-    EXPECT_TRUE(std::isnan(empty.GetMaxEdgeLength()));
-    EXPECT_TRUE(std::isnan(empty.GetMeanEdgeLength()));
-    EXPECT_EQ(empty.GetVolume(), 0.0f);
-    EXPECT_EQ(empty.GetSurfaceArea(), 0.0f);
+    EXPECT_TRUE(std::isnan(empty.GetMaxEdgeLength()) && std::isnan(empty.GetMeanEdgeLength()));
+    EXPECT_TRUE(empty.GetVolume() == 0.0f && empty.GetSurfaceArea() == 0.0f);
     EXPECT_DOUBLE_EQ(Mesh().GetMinEdgeLength(), std::sqrt(std::numeric_limits<double>::max()));
 }
 

@@ -67,20 +67,15 @@ TEST(MeshObject, CopyTakesFaceNormalsButAssignmentKeepsItsOwn) {
     target = source;
     ASSERT_EQ(copy.m_FaceNormals.GetCount(), source.m_FaceNormals.GetCount());
     EXPECT_EQ(copy.m_FaceNormals[7], source.m_FaceNormals[7]);
-    EXPECT_EQ(target.m_FaceNormals.GetCount(), 4u);
-    EXPECT_EQ(target.m_FaceNormals[0], oldNormal);
-    for (const Mesh* m : {&copy, &target}) {
-        EXPECT_EQ(m->m_BoundingBox.m_Max, source.m_BoundingBox.m_Max);
-        EXPECT_EQ(m->m_Faces.GetCount(), source.m_Faces.GetCount());
-        EXPECT_EQ(m->m_FaceConnectivity[5], source.m_FaceConnectivity[5]);
-    }
-
+    EXPECT_TRUE(target.m_FaceNormals.GetCount() == 4u && target.m_FaceNormals[0] == oldNormal);
     // The tables are deep copies in both cases.
     const unsigned int neighbour = source.m_VertexConnectivity[0][0], face = source.m_VertexFaceConnectivity[0][0];
     source.m_VertexConnectivity[0][0] = source.m_VertexFaceConnectivity[0][0] = 12345;
     for (const Mesh* m : {&copy, &target}) {
-        EXPECT_EQ(m->m_VertexConnectivity[0][0], neighbour);
-        EXPECT_EQ(m->m_VertexFaceConnectivity[0][0], face);
+        EXPECT_TRUE(m->m_BoundingBox.m_Max == source.m_BoundingBox.m_Max &&
+                    m->m_Faces.GetCount() == source.m_Faces.GetCount() &&
+                    m->m_FaceConnectivity[5] == source.m_FaceConnectivity[5]);
+        EXPECT_TRUE(m->m_VertexConnectivity[0][0] == neighbour && m->m_VertexFaceConnectivity[0][0] == face);
     }
 }
 
@@ -99,8 +94,7 @@ TEST(MeshObject, AppendOffsetsFacesAndGrowsTheBox) {
     for (int k = 0; k < 3; ++k)
         EXPECT_EQ(mesh.m_Faces[9].m_Corners[k], other.m_Faces[1].m_Corners[k] + 10);
     EXPECT_EQ(mesh.m_FaceAttributes.GetCount(), 8u);
-    EXPECT_EQ(mesh.m_BoundingBox.m_Min, V(0, 0, 0));
-    EXPECT_EQ(mesh.m_BoundingBox.m_Max, V(4, 1, 4));
+    EXPECT_TRUE(mesh.m_BoundingBox.m_Min == V(0, 0, 0) && mesh.m_BoundingBox.m_Max == V(4, 1, 4));
 
     // 16-bit meshes wrap the offset silently.
     Mesh16 wide, triangle;
@@ -118,8 +112,7 @@ TEST(MeshObject, AppendOffsetsFacesAndGrowsTheBox) {
               0u);
     EXPECT_EQ(mesh.m_Vertices.GetCapacity(), capacity);
     mesh.Clear(true);
-    EXPECT_EQ(mesh.m_Vertices.GetCapacity(), 0u);
-    EXPECT_EQ(mesh.m_BoundingBox.m_Max, V(4, 1, 4));
+    EXPECT_TRUE(mesh.m_Vertices.GetCapacity() == 0u && mesh.m_BoundingBox.m_Max == V(4, 1, 4));
 }
 
 TEST(MeshObject, TransformsMoveOrRebuildTheBox) {
@@ -132,8 +125,7 @@ TEST(MeshObject, TransformsMoveOrRebuildTheBox) {
     EXPECT_EQ(mesh.m_BoundingBox.m_Min, V(1, 1, 1));
     mesh -= V(1, 1, 1);
     mesh *= -2.0;
-    EXPECT_EQ(mesh.m_BoundingBox.m_Min, V(0, 0, 0));
-    EXPECT_EQ(mesh.m_BoundingBox.m_Max, V(-2, -4, -6));
+    EXPECT_TRUE(mesh.m_BoundingBox.m_Min == V(0, 0, 0) && mesh.m_BoundingBox.m_Max == V(-2, -4, -6));
     mesh /= -2.0;
     EXPECT_EQ(mesh.m_BoundingBox.m_Max, V(1, 2, 3));
 
@@ -141,13 +133,10 @@ TEST(MeshObject, TransformsMoveOrRebuildTheBox) {
     // and turns the vertex normals; a homogeneous matrix translates by row 3.
     mesh.m_Vertices[7].m_Normal = V(1, 0, 0);
     mesh *= TMatrix3x3<double>(0, 1, 0, -1, 0, 0, 0, 0, 1);
-    EXPECT_EQ(mesh.m_Vertices[7].m_Position, V(-2, 1, 3));
-    EXPECT_EQ(mesh.m_Vertices[7].m_Normal, V(0, 1, 0));
-    EXPECT_EQ(mesh.m_BoundingBox.m_Min, V(-2, 0, 0));
-    EXPECT_EQ(mesh.m_BoundingBox.m_Max, V(0, 1, 3));
+    EXPECT_TRUE(mesh.m_Vertices[7].m_Position == V(-2, 1, 3) && mesh.m_Vertices[7].m_Normal == V(0, 1, 0));
+    EXPECT_TRUE(mesh.m_BoundingBox.m_Min == V(-2, 0, 0) && mesh.m_BoundingBox.m_Max == V(0, 1, 3));
     mesh *= TMatrix4x4<double>(1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 5, 6, 7, 1);
-    EXPECT_EQ(mesh.m_BoundingBox.m_Min, V(3, 6, 7));
-    EXPECT_EQ(mesh.m_Vertices[7].m_Normal, V(0, 1, 0));
+    EXPECT_TRUE(mesh.m_BoundingBox.m_Min == V(3, 6, 7) && mesh.m_Vertices[7].m_Normal == V(0, 1, 0));
 
     // The quaternion operator rotates by q: a quarter turn about z takes +x
     // to +y. Face normals are not transformed.
@@ -173,9 +162,8 @@ TEST(MeshObject, AttributeBuffersGrowButNeverShrink) {
     mesh.m_Faces.RemoveFromEnd(2);
     mesh.AllocateVertexAttributeBuffer();
     mesh.AllocateFaceAttributeBuffer();
-    EXPECT_EQ(mesh.m_VertexAttributes.GetCount(), 4u);
-    EXPECT_EQ(mesh.m_FaceAttributes.GetCount(), 4u);
-    EXPECT_EQ(mesh.m_VertexAttributes[3].m_Value, 9);
+    EXPECT_TRUE(mesh.m_VertexAttributes.GetCount() == 4u && mesh.m_FaceAttributes.GetCount() == 4u &&
+                mesh.m_VertexAttributes[3].m_Value == 9);
 
     mesh.AllocateVertexConnectivityBuffer();
     mesh.AllocateVertexFaceConnectivityBuffer();

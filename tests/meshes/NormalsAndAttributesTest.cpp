@@ -51,8 +51,7 @@ TEST(Normals, FaceNormalsAreUnitOutwardAndComputedInDouble) {
     const auto lastNormal = sphere.m_FaceNormals[count - 1];
     sphere.m_Faces.RemoveFromEnd(5);
     sphere.AssignFaceNormals();
-    EXPECT_EQ(sphere.m_FaceNormals.GetCount(), count);
-    EXPECT_EQ(sphere.m_FaceNormals[count - 1], lastNormal);
+    EXPECT_TRUE(sphere.m_FaceNormals.GetCount() == count && sphere.m_FaceNormals[count - 1] == lastNormal);
 }
 
 TEST(Normals, VertexNormalsAreUniformlyWeightedUnitSums) {
@@ -78,8 +77,8 @@ TEST(Normals, VertexNormalsAreUniformlyWeightedUnitSums) {
     // Normalise rescales the normals and leaves positions alone.
     grid.m_Vertices[3].m_Normal *= 7.0;
     grid.Normalise();
-    EXPECT_EQ(grid.m_Vertices[3].m_Normal, TVector3<double>(0, 0, 1));
-    EXPECT_EQ(grid.m_Vertices[3].m_Position, TVector3<double>(3, 0, 0));
+    EXPECT_TRUE(grid.m_Vertices[3].m_Normal == TVector3<double>(0, 0, 1) &&
+                grid.m_Vertices[3].m_Position == TVector3<double>(3, 0, 0));
 }
 
 TEST(Attributes, ResetsAreCrossedAndFlagsAreWholeValues) {

@@ -51,13 +51,9 @@ def grid(n=8, size=1.0, bump=0.1):
     xs = np.linspace(0, size, n + 1)
     x, y = np.meshgrid(xs, xs, indexing="xy")
     z = bump * np.sin(np.pi * x / size) * np.sin(np.pi * y / size)
-    vertices = np.column_stack([x.ravel(), y.ravel(), z.ravel()])
-    faces = []
-    for j in range(n):
-        for i in range(n):
-            a = j * (n + 1) + i
-            faces += [[a, a + 1, a + n + 2], [a, a + n + 2, a + n + 1]]
-    return vertices, np.array(faces)
+    a = (np.arange(n)[:, None] * (n + 1) + np.arange(n)).ravel()
+    faces = np.stack([a, a + 1, a + n + 2, a, a + n + 2, a + n + 1], axis=1).reshape(-1, 3)
+    return np.column_stack([x.ravel(), y.ravel(), z.ravel()]), faces
 
 
 def as_mesh(pair, dtype=None):

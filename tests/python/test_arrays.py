@@ -7,7 +7,7 @@ import numpy as np
 import pytest
 
 import quorvel
-from conftest import grid, icosphere, tetrahedron
+from conftest import grid, icosphere, same_mesh, tetrahedron
 
 
 class TestRoundTrip:
@@ -15,24 +15,22 @@ class TestRoundTrip:
         vertices, faces = icosphere(1)
         wide = np.zeros((len(vertices), 6))
         wide[:, ::2] = vertices  # a strided view is read as its values
-        for v, f in [(vertices, faces), (np.asfortranarray(vertices), np.asfortranarray(faces)),
-                     (vertices.tolist(), faces.tolist()), (wide[:, ::2], faces.astype(np.uint16)),
-                     (vertices, faces.astype(np.int32))]:
-            mesh = quorvel.Mesh(v, f)
-            np.testing.assert_array_equal(mesh.vertices, vertices)
-            np.testing.assert_array_equal(mesh.faces, faces)
-            assert mesh.vertex_count == len(vertices) and mesh.face_count == len(faces)
+        reference = quorvel.Mesh(vertices, faces)
+        for v, f in [(np.asfortranarray(vertices), np.asfortranarray(faces)), (vertices.tolist(), faces.tolist()),
+                     (wide[:, ::2], faces.astype(np.uint16)), (vertices, faces.astype(np.int32))]:
+            same_mesh(quorvel.Mesh(v, f), reference)
+        np.testing.assert_array_equal(reference.vertices, vertices)
+        np.testing.assert_array_equal(reference.faces, faces)
 
-    def test_precision_follows_the_input_unless_dtype_forces_it(self):
+    @pytest.mark.parametrize("given, forced, expected", [(np.float32, None, np.float32), (int, None, np.float64),
+                                                         (np.float64, np.float32, np.float32),
+                                                         (np.float32, "float64", np.float64)])
+    def test_precision_follows_the_input_unless_dtype_forces_it(self, given, forced, expected):
         vertices, faces = tetrahedron()
-        single = quorvel.Mesh(vertices.astype(np.float32), faces)
-        assert single.dtype == np.float32
-        assert single.vertices.dtype == np.float32 and single.vertex_normals.dtype == np.float32
-        np.testing.assert_array_equal(single.vertices, vertices.astype(np.float32))
-        assert quorvel.Mesh(vertices.astype(int), faces).dtype == np.float64
-        assert quorvel.Mesh(vertices, faces, dtype=np.float32).dtype == np.float32
-        assert quorvel.Mesh(vertices.astype(np.float32), faces, dtype="float64").dtype == np.float64
-        assert quorvel.Mesh(vertices, faces).faces.dtype == np.int64
+        mesh = quorvel.Mesh(vertices.astype(given), faces, dtype=forced)
+        assert mesh.dtype == mesh.vertices.dtype == mesh.vertex_normals.dtype == expected
+        assert mesh.faces.dtype == np.int64
+        np.testing.assert_array_equal(mesh.vertices, vertices.astype(expected))
 
 
 class TestCopies:
@@ -61,37 +59,29 @@ class TestCopies:
             assert not np.array_equal(duplicate.vertices, mesh.vertices)
         np.testing.assert_array_equal(mesh.vertices, grid(4)[0])
 
-    def test_pickle_keeps_vertices_faces_and_precision(self):
-        for dtype in (np.float32, np.float64):
-            mesh = quorvel.Mesh(*icosphere(1), dtype=dtype)
-            back = pickle.loads(pickle.dumps(mesh))
-            assert back.dtype == dtype
-            np.testing.assert_array_equal(back.vertices, mesh.vertices)
-            np.testing.assert_array_equal(back.faces, mesh.faces)
+    @pytest.mark.parametrize("dtype", [np.float32, np.float64])
+    def test_pickle_keeps_vertices_faces_and_precision(self, dtype):
+        mesh = quorvel.Mesh(*icosphere(1), dtype=dtype)
+        back = pickle.loads(pickle.dumps(mesh))
+        assert back.dtype == dtype
+        same_mesh(back, mesh)
 
     def test_repr_names_counts_and_precision(self):
         assert repr(quorvel.Mesh(*tetrahedron())) == "quorvel.Mesh(4 vertices, 4 faces, float64)"
 
 
 class TestNormals:
-    def test_face_normals_match_cross_products(self):
-        vertices, faces = icosphere(2)
-        mesh = quorvel.Mesh(vertices, faces)
+    def test_face_normals_are_unit_cross_products_and_vertex_normals_their_normalised_sums(self):
+        vertices, faces = grid(6)
+        mesh = quorvel.Mesh(np.vstack([vertices, [5, 5, 5]]), faces)
         a, b, c = (vertices[faces[:, k]] for k in range(3))
         expected = np.cross(b - a, c - a)
         expected /= np.linalg.norm(expected, axis=1)[:, None]
         np.testing.assert_allclose(mesh.face_normals, expected, atol=1e-12)
-
-    def test_vertex_normals_are_the_normalised_sum_of_face_normals(self):
-        vertices, faces = grid(6)
-        mesh = quorvel.Mesh(vertices, faces)
         summed = np.zeros_like(vertices)
         for k in range(3):
-            np.add.at(summed, faces[:, k], mesh.face_normals)
-        expected = summed / np.linalg.norm(summed, axis=1)[:, None]
-        np.testing.assert_allclose(mesh.vertex_normals, expected, atol=1e-12)
-
-    def test_unused_vertex_has_a_zero_normal(self):
-        vertices, faces = tetrahedron()
-        mesh = quorvel.Mesh(np.vstack([vertices, [5, 5, 5]]), faces)
-        np.testing.assert_array_equal(mesh.vertex_normals[4], [0, 0, 0])
+            np.add.at(summed, faces[:, k], expected)
+        np.testing.assert_allclose(mesh.vertex_normals[:-1], summed / np.linalg.norm(summed, axis=1)[:, None],
+                                   atol=1e-12)
+        # The unused vertex has no faces to take a direction from.
+        np.testing.assert_array_equal(mesh.vertex_normals[-1], [0, 0, 0])

@@ -10,7 +10,7 @@ import numpy as np
 import pytest
 
 import quorvel
-from conftest import grid, icosphere
+from conftest import grid, icosphere, same_mesh
 
 
 def long_remesh_input():
@@ -18,46 +18,25 @@ def long_remesh_input():
     return quorvel.Mesh(*icosphere(4))
 
 
-class TestCallbackStops:
-    @pytest.mark.parametrize("error", [KeyboardInterrupt, RuntimeError])
-    def test_remesh(self, error):
-        mesh = long_remesh_input()
-        before = mesh.vertices
-        seen = []
+@pytest.mark.parametrize("pair, call, stop, error", [
+    (icosphere(4), lambda m, p: m.remesh(relative=0.5, iterations=50, progress=p), 2, KeyboardInterrupt),
+    (icosphere(4), lambda m, p: m.remesh(relative=0.5, iterations=50, progress=p), 2, RuntimeError),
+    (icosphere(2), lambda m, p: m.remesh(method="exact", progress=p), 0, KeyboardInterrupt),
+    (grid(10), lambda m, p: m.smooth(iterations=100, progress=p), 3, ValueError),
+], ids=["remesh-interrupt", "remesh-error", "exact", "smooth"])
+def test_an_exception_from_the_callback_stops_the_call(pair, call, stop, error):
+    mesh, seen = quorvel.Mesh(*pair), []
 
-        def progress(done, total):
-            seen.append(done)
-            if done == 2:
-                raise error("stop")
+    def progress(done, total):
+        seen.append(done)
+        if done == stop:
+            raise error("stop")
 
-        with pytest.raises(error, match="stop"):
-            mesh.remesh(relative=0.5, iterations=50, progress=progress)
-        assert seen == [0, 1, 2]
-        np.testing.assert_array_equal(mesh.vertices, before)
-        assert mesh.face_count == 5120
-        mesh.remesh(iterations=1)  # still usable
-
-    def test_exact_remesh(self):
-        mesh = quorvel.Mesh(*icosphere(2))
-
-        def progress(done, total):
-            raise KeyboardInterrupt
-
-        with pytest.raises(KeyboardInterrupt):
-            mesh.remesh(method="exact", progress=progress)
-        assert mesh.face_count == 320
-
-    def test_smooth(self):
-        mesh = quorvel.Mesh(*grid(10))
-        before = mesh.vertices
-
-        def progress(done, total):
-            if done == 3:
-                raise ValueError("enough")
-
-        with pytest.raises(ValueError, match="enough"):
-            mesh.smooth(iterations=100, progress=progress)
-        np.testing.assert_array_equal(mesh.vertices, before)
+    with pytest.raises(error, match="stop"):
+        call(mesh, progress)
+    assert seen == list(range(stop + 1))
+    same_mesh(mesh, quorvel.Mesh(*pair))
+    mesh.remesh(iterations=1)  # still usable
 
 
 @pytest.fixture(autouse=False)

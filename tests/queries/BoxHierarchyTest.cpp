@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "quorvel/meshes/queries/CBoxHierarchy.h"
@@ -14,19 +15,22 @@ namespace {
 
 using Corvane::Pellix::Quorvel::CBoxHierarchy;
 
+// `deepest` receives the depth of the deepest node.
 void ExpectWellFormed(const CBoxHierarchy& tree, const std::vector<double>& boxes, std::uint32_t count,
-                      std::uint32_t leafSize) {
+                      std::uint32_t leafSize, unsigned int& deepest) {
     const CBoxHierarchy::CNodes& nodes = tree.GetNodes();
     const std::vector<std::uint32_t>& order = tree.GetOrder();
     ASSERT_EQ(order.size(), count);
     std::vector<int> seen(count, 0);
     std::vector<int> parents(nodes.size(), 0);
     // Walk from the root; every node but the padding is reached once.
-    std::vector<std::uint32_t> stack(1, 0);
+    std::vector<std::pair<std::uint32_t, unsigned int>> stack(1, {0, 0});
     std::size_t reached = 0;
+    deepest = 0;
     while (!stack.empty()) {
-        const std::uint32_t i = stack.back();
+        const auto [i, depth] = stack.back();
         stack.pop_back();
+        deepest = std::max(deepest, depth);
         ++reached;
         const CBoxHierarchy::CNode& node = nodes[i];
         auto holds = [&](const float* low, const float* high) {
@@ -52,7 +56,7 @@ void ExpectWellFormed(const CBoxHierarchy& tree, const std::vector<double>& boxe
             ASSERT_GT(child, i) << "a child before its parent";
             ASSERT_EQ(++parents[child], 1) << "node " << child << " has two parents";
             ASSERT_TRUE(holds(nodes[child].m_Min, nodes[child].m_Max)) << "node " << i << " misses child " << child;
-            stack.push_back(child);
+            stack.emplace_back(child, depth + 1);
         }
     }
     EXPECT_EQ(reached + 1, nodes.size()) << "nodes unreached";
@@ -62,6 +66,9 @@ void ExpectWellFormed(const CBoxHierarchy& tree, const std::vector<double>& boxe
 
 }  // namespace
 
+// By surface area or by the median; the median tree stays shallow: halving
+// at the median, its depth is the binary logarithm of the number of leaves,
+// rounded up.
 TEST(BoxHierarchy, EveryPrimitiveInOneLeafAndEveryBoxHoldsItsSubtreeAtAnySize) {
     std::mt19937 random(3);
     std::uniform_real_distribution<double> unit(-1, 1), size(0, 0.01);
@@ -74,9 +81,15 @@ TEST(BoxHierarchy, EveryPrimitiveInOneLeafAndEveryBoxHoldsItsSubtreeAtAnySize) {
             boxes.insert(boxes.end(), {x, y, z, double(float(x + size(random))), double(float(y + size(random))),
                                        double(float(z + size(random)))});
         }
-        CBoxHierarchy tree;
+        CBoxHierarchy tree, median;
         tree.Build(boxes.data(), count, 4);
-        ExpectWellFormed(tree, boxes, count, 4);
+        median.BuildByMedian(boxes.data(), count, 4);
+        unsigned int deepest = 0, bound = 0;
+        ExpectWellFormed(tree, boxes, count, 4, deepest);
+        ExpectWellFormed(median, boxes, count, 4, deepest);
+        while ((4u << bound) < count)
+            ++bound;
+        EXPECT_LE(deepest, bound) << count;
     }
 }
 

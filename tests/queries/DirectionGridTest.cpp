@@ -48,15 +48,11 @@ TEST(DirectionGrid, OffersEveryNearTriangleExactlyOnce) {
         CDirectionGrid grid;
         grid.Build(tree, direction);
         // The frame is orthonormal with the direction as its third axis.
-        const double length =
-            std::sqrt(direction[0] * direction[0] + direction[1] * direction[1] + direction[2] * direction[2]);
+        auto dot = [](const double* u, const double* v) { return u[0] * v[0] + u[1] * v[1] + u[2] * v[2]; };
         for (int a = 0; a < 3; ++a) {
-            for (int b = 0; b < 3; ++b) {
-                const double dot = grid.GetAxis(a)[0] * grid.GetAxis(b)[0] + grid.GetAxis(a)[1] * grid.GetAxis(b)[1] +
-                                   grid.GetAxis(a)[2] * grid.GetAxis(b)[2];
-                EXPECT_NEAR(dot, a == b ? 1.0 : 0.0, 1e-15);
-            }
-            EXPECT_NEAR(grid.GetAxis(2)[a], direction[a] / length, 1e-15);
+            for (int b = 0; b < 3; ++b)
+                EXPECT_NEAR(dot(grid.GetAxis(a), grid.GetAxis(b)), a == b ? 1.0 : 0.0, 1e-15);
+            EXPECT_NEAR(grid.GetAxis(2)[a], direction[a] / std::sqrt(dot(direction, direction)), 1e-15);
         }
         // Each triangle's box in the frame, as the queries must see it.
         std::vector<double> boxes;

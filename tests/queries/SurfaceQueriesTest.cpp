@@ -1,5 +1,7 @@
-// Closest points, distances, winding numbers and the batch forms of the
-// mesh tree, against brute force and closed forms.
+// The mesh's own line hits, inside test, mesh against mesh and closest
+// vertex on small scenes with known answers; closest points, distances,
+// winding numbers and the batch forms of the mesh tree, against brute force
+// and closed forms.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -11,8 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "MeshFixtures.h"
-#include "quorvel/meshes/queries/TMeshTree.h"
+#include "MeshTypeLists.h"
 
 namespace {
 
@@ -22,18 +23,8 @@ using Corvane::Pellix::Sarvetta::TLine3;
 typedef TVector3<double> D3;
 
 template <typename Mesh>
-struct TreeOf;
-template <typename R, typename V, typename A, typename I>
-struct TreeOf<TMesh<R, V, A, I>> {
-    typedef TMeshTree<R, V, A, I> Type;
-};
-
-template <typename Mesh>
 class SurfaceQueries : public ::testing::Test { };
-typedef ::testing::Types<TMesh<float, TVertexPN<float>, CA8, unsigned short>,
-                         TMesh<double, TVertexPNC<double>, CA32, unsigned int>>
-    QueryMeshes;
-TYPED_TEST_SUITE(SurfaceQueries, QueryMeshes);
+TYPED_TEST_SUITE(SurfaceQueries, TwoMeshTypes);
 
 template <typename Mesh>
 D3 Position(const Mesh& mesh, unsigned int v) {
@@ -62,7 +53,120 @@ double BruteDistanceSquared(const Mesh& mesh, const D3& p, unsigned int* face) {
     return best;
 }
 
+// Box [lo, hi] appended to the mesh, wound outward or (the wall of a cavity)
+// inward. The cached box is trusted as it stands, so it is refitted here.
+template <typename Mesh>
+void AddBox(Mesh& mesh, const D3& lo, const D3& hi, bool outward = true) {
+    Mesh box;
+    MakeBox(box, hi.x - lo.x, hi.y - lo.y, hi.z - lo.z);
+    AddMesh(mesh, box, lo.x, lo.y, lo.z, !outward);
+    mesh.DetermineBoundingBox(true);
+}
+
 }  // namespace
+
+TYPED_TEST(SurfaceQueries, LineHitsReportTheirPointAndRefuseThoseBehind) {
+    typedef RealOf<TypeParam> Real;
+    typedef TVector3<Real> V;
+    TypeParam box;
+    // Face 0 holds (0.25, 0.75) of the bottom, face 3 of the top; a hit's
+    // height tells which face gave it.
+    MakeBox(box);
+    const TLine3<Real> below(V(0.25, 0.75, -1), V(0, 0, 1)), inside(V(0.25, 0.75, 0.5), V(0, 0, 1));
+    V p;
+    Real d = 0;
+    EXPECT_TRUE(box.IntersectWith(below, 0, &p, &d, Real(0)));
+    EXPECT_NEAR(p.z, 0, 1e-6);
+    EXPECT_NEAR(d, 1, 1e-6);
+    EXPECT_FALSE(box.IntersectWith(below, 1, &p, &d, Real(0)));
+    // A hit behind the origin is refused but still reported.
+    EXPECT_FALSE(box.IntersectWith(inside, 0, &p, &d, Real(0)));
+    EXPECT_NEAR(d, -0.5, 1e-6);
+    // Back-face culling keeps the faces the line enters by, front-face the exits.
+    EXPECT_TRUE(box.IntersectWithBFC(below, 0, &p, &d, Real(0)));
+    EXPECT_FALSE(box.IntersectWithBFC(below, 3, &p, &d, Real(0)));
+    EXPECT_FALSE(box.IntersectWithFFC(below, 0, &p, &d, Real(0)));
+    EXPECT_TRUE(box.IntersectWithFFC(below, 3, &p, &d, Real(0)));
+    EXPECT_NEAR(d, 2, 1e-6);
+
+    // Whole-mesh forms: the nearest hit ahead wins, a miss leaves the point.
+    const V untouched(9, 9, 9);
+    EXPECT_TRUE(box.IntersectWith(inside, &p, Real(0)));
+    EXPECT_NEAR(p.z, 1, 1e-6);
+    EXPECT_TRUE(box.IntersectWithFFC(below, &p, Real(0)));
+    EXPECT_NEAR(p.z, 1, 1e-6);
+    p = untouched;
+    EXPECT_FALSE(box.IntersectWith(TLine3<Real>(V(0.25, 0.75, 2), V(0, 0, 1)), &p, Real(0)));
+    EXPECT_FALSE(box.IntersectWithBFC(inside, &p, Real(0)));
+    EXPECT_EQ(p, untouched);
+
+    // Parallel sheets listed far, near, middle: the near one wins.
+    TypeParam sheets;
+    for (double h : {3.0, 1.0, 2.0})
+        AddTables(sheets, {{0, 0, h}, {1, 0, h}, {0, 1, h + 0.1}}, {{0, 1, 2}});
+    EXPECT_TRUE(sheets.IntersectWith(TLine3<Real>(V(0.2, 0.2, 0), V(0, 0, 3)), &p, Real(0)));
+    EXPECT_NEAR(p.z, 1.02, 1e-6);
+}
+
+TYPED_TEST(SurfaceQueries, InsideTestCallsOddCrossingsOutsideByItsParityRule) {
+    typedef TVector3<RealOf<TypeParam>> V;
+    // One shell around the point: every clean ray crosses it once, an odd
+    // count, so the point is reported as not within.
+    TypeParam box, hollow;
+    AddBox(box, D3(0, 0, 0), D3(1, 1, 1));
+    EXPECT_FALSE(box.IsWithin(V(0.3, 0.6, 0.2)));
+    // A cavity [1, 2]^3 in [0, 3]^3: two shells around the point, an even
+    // count, so within; the solid between the shells is crossed once or three times.
+    AddBox(hollow, D3(0, 0, 0), D3(3, 3, 3));
+    AddBox(hollow, D3(1, 1, 1), D3(2, 2, 2), false);
+    EXPECT_TRUE(hollow.IsWithin(V(1.2, 1.7, 1.1)));
+    EXPECT_FALSE(hollow.IsWithin(V(0.5, 0.5, 0.5)));
+    EXPECT_FALSE(hollow.IsWithin(V(2.5, 1.5, 0.3)));
+    // One vertex within is enough for a mesh to be within.
+    TypeParam cloud;
+    AddTables(cloud, {{0.5, 0.5, 0.5}, {5, 5, 5}}, {});
+    EXPECT_FALSE(hollow.IsWithin(cloud));
+    AddVertex(cloud, 1.5, 1.5, 1.5);
+    EXPECT_TRUE(hollow.IsWithin(cloud));
+    // A stale cached box decides on its own.
+    hollow.m_BoundingBox.m_Max = V(1, 1, 1);
+    EXPECT_FALSE(hollow.IsWithin(V(1.5, 1.5, 1.5)));
+}
+
+TYPED_TEST(SurfaceQueries, MeshAgainstMeshRejectsByBoxThenTestsContainmentAndEdges) {
+    auto boxAt = [](const D3& lo, const D3& hi) {
+        TypeParam mesh;
+        AddBox(mesh, lo, hi);
+        return mesh;
+    };
+    TypeParam unit = boxAt(D3(0, 0, 0), D3(1, 1, 1));
+    EXPECT_TRUE(unit.IntersectsWith(boxAt(D3(0.5, 0.5, 0.5), D3(1.5, 1.5, 1.5))));
+    // Apart on either side of any axis: each of the six box tests rejects once.
+    for (const D3& offset : {D3(3, 0, 0), D3(0, 3, 0), D3(0, 0, 3), D3(-3, 0, 0), D3(0, -3, 0), D3(0, 0, -3)})
+        EXPECT_FALSE(unit.IntersectsWith(boxAt(offset, offset + D3(1, 1, 1))));
+    // Boxes sharing a face plane pass the box test; the faces there meet.
+    EXPECT_TRUE(unit.IntersectsWith(boxAt(D3(0, 0, 1), D3(1, 1, 2))));
+    // A box wholly inside another: its corners see one crossing each (odd,
+    // not within) and no edges meet, so the pair does not intersect.
+    TypeParam nested = boxAt(D3(0.4, 0.4, 0.4), D3(0.6, 0.6, 0.6));
+    EXPECT_FALSE(unit.IntersectsWith(nested));
+    // In a cavity the corners see two crossings: within, from either side.
+    TypeParam hollow = boxAt(D3(0, 0, 0), D3(3, 3, 3));
+    AddBox(hollow, D3(1, 1, 1), D3(2, 2, 2), false);
+    TypeParam pebble = boxAt(D3(1.4, 1.4, 1.4), D3(1.6, 1.6, 1.6));
+    EXPECT_TRUE(hollow.IntersectsWith(pebble));
+    EXPECT_TRUE(pebble.IntersectsWith(hollow));
+}
+
+TYPED_TEST(SurfaceQueries, ClosestVertexKeepsTheFirstOfEqualDistances) {
+    typedef TVector3<RealOf<TypeParam>> V;
+    TypeParam mesh;
+    EXPECT_EQ(mesh.FindClosestVertex(V(1, 2, 3)), 0u);
+    AddTables(mesh, {{2, 0, 0}, {1, 0, 0}, {-1, 0, 0}, {0, 1, 0}}, {});
+    EXPECT_EQ(mesh.FindClosestVertex(V(0, 0, 0)), 1u);
+    EXPECT_EQ(mesh.FindClosestVertex(V(-0.5, 0.2, 0)), 2u);
+    EXPECT_EQ(mesh.FindClosestVertex(V(50, 0, 0)), 0u);
+}
 
 TEST(ClosestPointOnTriangle, FindsCornersEdgesAndTheInterior) {
     const double a[3] = {0, 0, 0}, b[3] = {2, 0, 0}, c[3] = {0, 2, 0};
@@ -126,16 +230,12 @@ TYPED_TEST(SurfaceQueries, ClosestPointsAreTheNearestOfAllFaces) {
         EXPECT_NEAR(rebuilt.DiffVectLen(found.m_Point), 0, 1e-12);
         EXPECT_NEAR(found.m_Barycentric[0] + found.m_Barycentric[1] + found.m_Barycentric[2], 1, 1e-12);
         EXPECT_DOUBLE_EQ(tree.GetDistance(points[i]), std::sqrt(expected));
-        EXPECT_EQ(batch[i].m_Triangle, found.m_Triangle);
-        // Any hint gives the same answer.
-        const CSurfacePoint hinted =
-            tree.GetTriangleTree().FindClosestPoint(p, static_cast<std::uint32_t>((i * 37) % mesh.m_Faces.GetCount()));
-        EXPECT_EQ(hinted.m_Triangle, found.m_Triangle);
-        EXPECT_EQ(hinted.m_DistanceSquared, found.m_DistanceSquared);
-        EXPECT_EQ(batch[i].m_DistanceSquared, found.m_DistanceSquared);
-        const CSurfacePoint fromMedian = median.FindClosestPoint(p);
-        EXPECT_EQ(fromMedian.m_Triangle, found.m_Triangle);
-        EXPECT_EQ(fromMedian.m_DistanceSquared, found.m_DistanceSquared);
+        // The batch, the median tree and any hint, in either tree, give the
+        // same answer.
+        const std::uint32_t hint = static_cast<std::uint32_t>((i * 37) % mesh.m_Faces.GetCount());
+        for (const CSurfacePoint& other : {batch[i], median.FindClosestPoint(p), median.FindClosestPoint(p, hint),
+                                           tree.GetTriangleTree().FindClosestPoint(p, hint)})
+            EXPECT_TRUE(other.m_Triangle == found.m_Triangle && other.m_DistanceSquared == found.m_DistanceSquared);
     }
 }
 
@@ -243,7 +343,7 @@ void MakeGridCube(Mesh& mesh, unsigned int n) {
                 }
 }
 
-// Points that test an inside test hard: random ones through the box and
+// Points that test an inside test hard: random ones through the (cached) box and
 // beyond, the corners, edge midpoints and centres of the faces, those moved
 // off the surface by tiny amounts either way, and points on lines along the
 // axes through corners and edge midpoints.
@@ -253,12 +353,8 @@ std::vector<TVector3<RealOf<Mesh>>> HardPoints(const Mesh& mesh, std::mt19937& r
     typedef TVector3<Real> V;
     std::vector<V> points;
     std::uniform_real_distribution<double> unit(-1.2, 1.2);
-    D3 low(HUGE_VAL, HUGE_VAL, HUGE_VAL), high(-HUGE_VAL, -HUGE_VAL, -HUGE_VAL);
-    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) {
-        const D3 p = Position(mesh, v);
-        low = D3(std::min(low.x, p.x), std::min(low.y, p.y), std::min(low.z, p.z));
-        high = D3(std::max(high.x, p.x), std::max(high.y, p.y), std::max(high.z, p.z));
-    }
+    const auto& box = mesh.m_BoundingBox;
+    const D3 low(box.m_Min.x, box.m_Min.y, box.m_Min.z), high(box.m_Max.x, box.m_Max.y, box.m_Max.z);
     const D3 centre = (low + high) * 0.5, half = (high - low) * 0.5;
     auto add = [&](const D3& p) { points.push_back(V(Real(p.x), Real(p.y), Real(p.z))); };
     for (unsigned int i = 0; i < count; ++i)
@@ -285,12 +381,18 @@ std::vector<TVector3<RealOf<Mesh>>> HardPoints(const Mesh& mesh, std::mt19937& r
     return points;
 }
 
-TYPED_TEST(SurfaceQueries, ContainsOnClosedMeshesAnswersAsTheExactWindingNumber) {
+// Closed meshes answer as the exact winding number, open ones as the estimate.
+TYPED_TEST(SurfaceQueries, ContainsFollowsTheWindingNumber) {
     typedef RealOf<TypeParam> Real;
     typedef TVector3<Real> V;
-    std::vector<std::pair<const char*, std::unique_ptr<TypeParam>>> meshes;
-    auto keep = [&](const char* name, TypeParam& mesh) {
-        meshes.emplace_back(name, std::make_unique<TypeParam>(mesh));
+    struct Case {
+        std::string name;
+        std::unique_ptr<TypeParam> mesh;
+        bool closed;
+    };
+    std::vector<Case> meshes;
+    auto keep = [&](const char* name, TypeParam& mesh, bool closed = true) {
+        meshes.push_back({name, std::make_unique<TypeParam>(mesh), closed});
     };
     {
         TypeParam sphere;
@@ -322,10 +424,18 @@ TYPED_TEST(SurfaceQueries, ContainsOnClosedMeshesAnswersAsTheExactWindingNumber)
         for (unsigned int f = 0; f < inverted.m_Faces.GetCount(); ++f)
             std::swap(inverted.m_Faces[f].m_Corners[1], inverted.m_Faces[f].m_Corners[2]);
         keep("inverted icosphere", inverted);
+        // Holes, and a face that runs the wrong way round: neither is closed.
+        TypeParam holed = sphere;
+        holed.m_Faces.RemoveFromEnd(30);
+        keep("holed icosphere", holed, false);
+        TypeParam flipped = sphere;
+        std::swap(flipped.m_Faces[7].m_Corners[1], flipped.m_Faces[7].m_Corners[2]);
+        keep("icosphere with a flipped face", flipped, false);
     }
     std::mt19937 random(17);
-    for (auto& [name, owned] : meshes) {
-        TypeParam& mesh = *owned;
+    for (Case& c : meshes) {
+        SCOPED_TRACE(c.name);
+        TypeParam& mesh = *c.mesh;
         mesh.DetermineBoundingBox(true);
         const typename TreeOf<TypeParam>::Type tree(mesh);
         const std::vector<V> points = HardPoints(mesh, random, 1200);
@@ -333,65 +443,18 @@ TYPED_TEST(SurfaceQueries, ContainsOnClosedMeshesAnswersAsTheExactWindingNumber)
         tree.Contains(points.data(), points.size(), batch.get());
         unsigned int inside = 0;
         for (std::size_t i = 0; i < points.size(); ++i) {
-            const double winding = tree.GetWindingNumber(points[i]);
+            const double winding = c.closed ? tree.GetWindingNumber(points[i]) : tree.EstimateWindingNumber(points[i]);
             ASSERT_EQ(tree.Contains(points[i]), winding >= 0.5)
-                << name << ", point " << i << " (" << points[i].x << ", " << points[i].y << ", " << points[i].z
+                << "point " << i << " (" << points[i].x << ", " << points[i].y << ", " << points[i].z
                 << "), winding number " << winding;
-            ASSERT_EQ(batch[i], winding >= 0.5) << name << ", point " << i;
+            ASSERT_EQ(batch[i], winding >= 0.5) << "point " << i;
             // On the surface itself the sum's rounding decides.
             inside += batch[i] && tree.GetDistance(points[i]) > 1e-9;
         }
         // Both answers occur, except where nothing can be inside.
-        if (std::string(name) != "inverted icosphere")
-            EXPECT_GT(inside, 100u) << name;
+        if (c.name != "inverted icosphere")
+            EXPECT_GT(inside, 100u);
         else
             EXPECT_EQ(inside, 0u);
-    }
-}
-
-TYPED_TEST(SurfaceQueries, ContainsOnOpenMeshesFollowsTheEstimate) {
-    typedef RealOf<TypeParam> Real;
-    typedef TVector3<Real> V;
-    TypeParam sphere;
-    MakeIcosphere(sphere, 3, 1.0);
-    // Holes, and a face that runs the wrong way round: neither is closed.
-    TypeParam holed = sphere;
-    holed.m_Faces.RemoveFromEnd(30);
-    TypeParam flipped = sphere;
-    std::swap(flipped.m_Faces[7].m_Corners[1], flipped.m_Faces[7].m_Corners[2]);
-    std::mt19937 random(19);
-    for (TypeParam* mesh : {&holed, &flipped}) {
-        mesh->DetermineBoundingBox(true);
-        const typename TreeOf<TypeParam>::Type tree(*mesh);
-        const std::vector<V> points = HardPoints(*mesh, random, 800);
-        for (std::size_t i = 0; i < points.size(); ++i)
-            ASSERT_EQ(tree.Contains(points[i]), tree.EstimateWindingNumber(points[i]) >= 0.5) << "point " << i;
-    }
-}
-
-TYPED_TEST(SurfaceQueries, BatchHitsEqualSingleHits) {
-    typedef RealOf<TypeParam> Real;
-    typedef TVector3<Real> V;
-    TypeParam sphere;
-    MakeBumpySphere(sphere, 3, 0.2, 0.03);
-    sphere.DetermineBoundingBox(true);
-    const typename TreeOf<TypeParam>::Type tree(sphere);
-    std::mt19937 random(5);
-    std::uniform_real_distribution<double> uniform(-2, 2);
-    std::vector<TLine3<Real>> lines;
-    for (int i = 0; i < 2000; ++i)
-        lines.push_back(TLine3<Real>(V(Real(uniform(random)), Real(uniform(random)), Real(uniform(random))),
-                                     V(Real(uniform(random)), Real(uniform(random)), Real(uniform(random)))));
-    std::vector<TLineHit<Real>> hits(lines.size());
-    for (ECulling culling : {ECulling::None, ECulling::BackFaces, ECulling::FrontFaces}) {
-        tree.IntersectNearest(lines.data(), lines.size(), hits.data(), Real(0), culling);
-        for (std::size_t i = 0; i < lines.size(); ++i) {
-            TLineHit<Real> single;
-            ASSERT_EQ(tree.IntersectNearest(lines[i], single, Real(0), culling), hits[i].m_Hit);
-            if (single.m_Hit) {
-                EXPECT_EQ(single.m_Face, hits[i].m_Face);
-                EXPECT_EQ(single.m_Point, hits[i].m_Point);
-            }
-        }
     }
 }

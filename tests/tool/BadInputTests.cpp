@@ -3,8 +3,6 @@
 // leaves the directory, earlier outputs included, as it was.
 #include <gtest/gtest.h>
 
-#include <limits>
-
 #include "ToolTestSupport.h"
 
 using namespace QuorvelToolTest;
@@ -30,51 +28,22 @@ void ExpectRefused(const CScratchDirectory& dir, const std::vector<std::string>&
 }  // namespace
 
 TEST(BadInput, EveryDefectGivesOneLineNamingTheFileAndStatusTwo) {
-    const auto binaryStl = [](std::uint32_t count, std::initializer_list<float> values) {
-        std::string bytes(80, ' ');
-        AppendBytes(bytes, count);
-        for (float v : values)
-            AppendBytes(bytes, v);
-        return bytes + std::string(2, '\0');
-    };
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-    const auto ply = [](const char* format, const std::string& vertices, const std::string& body) {
-        return std::string("ply\nformat ") + format + " 1.0\nelement vertex " + vertices +
-               "\nproperty float x\n"
-               "property float y\nproperty float z\nelement face 1\nproperty list uchar int vertex_indices\n"
-               "end_header\n" +
-               body;
-    };
     const struct {
         const char* m_Name;
         std::string m_Bytes;  // "<absent>" and "<directory>" make no regular file
         int m_Line;  // 0 where no line applies
         const char* m_Fragment;
     } cases[] = {
+        // What the tool itself finds, and one reader error of each format:
+        // the readers' other messages are FormatLimits'.
         {"absent.obj", "<absent>", 0, "cannot read"},
         {"folder.obj", "<directory>", 0, "not a regular file"},
         {"empty.obj", "", 0, "empty"},
         {"letters.obj", "v 0 0 0\nv 1 0 0\nv 0 abc 0\nf 1 2 3\n", 3, "malformed vertex coordinate 'abc'"},
-        {"short.obj", "v 0 0 0\nv 1 0\nv 0 1 0\nf 1 2 3\n", 2, "three coordinates"},
-        {"range.obj", "v 0 0 0\nv 1 0 0\nf 1 2 9\nv 0 1 0\n", 3, "index 9 out of range"},
-        {"zero.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 0 1 2\n", 4, "index 0"},
-        {"nan.obj", "v 0 0 0\nv 1 0 0\nv nan 1 0\nf 1 2 3\n", 3, "non-finite"},
-        {"huge.obj", "v 0 0 0\nv 1e999 0 0\nv 0 1 0\nf 1 2 3\n", 2, "1e999"},
         {"nofaces.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\n", 0, "no faces"},
         {"degenerate.obj", "v 0 0 0\nv 0 0 0\nv 1 0 0\nf 1 2 3\nf 1 3\n", 0, "no usable faces"},
-        {"truncated.off", "OFF\n4 2 0\n0.0 0.0 0.0\n1.0 0.0 0.0\n0.0 1.0 0.0\n1.0 1.0 0.0\n3 0 1 2\n", 0, "truncated"},
-        {"header.off", "OFF\n3 x 0\n", 2, "malformed face count"},
         {"range.off", "OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 3\n", 6, "index 3 out of range"},
-        {"inf.off", "OFF\n3 1 0\n0 0 0\ninf 0 0\n0 1 0\n3 0 1 2\n", 4, "non-finite"},
-        {"giant.off", "OFF\n2000000000 2000000000 0\n0 0 0\n", 2, "more than the rest of the file can hold"},
-        {"notoff.off", "ply\n", 1, "not an OFF file"},
-        {"range.ply", ply("ascii", "3", "0 0 0\n1 0 0\n0 1 0\n3 0 1 -1\n"), 13, "index -1 out of range"},
         {"noend.ply", "ply\nformat ascii 1.0\nelement vertex 3\n", 3, "end_header"},
-        {"truncated.ply", ply("binary_little_endian", "3", std::string(24, '\0')), 0, "truncated"},
-        {"giant.ply", ply("binary_little_endian", "2000000000", std::string(24, '\0')), 0, "truncated"},
-        {"nan.stl", binaryStl(1, {0, 0, 0, 0, 0, 0, 1, 0, 0, nan, 1, 0}), 0, "non-finite"},
-        {"giant.stl", binaryStl(0xFFFFFFFFu, {}) + std::string(48, '\0'), 0, "truncated"},
-        {"tiny.stl", "abc", 0, "truncated"},
         {"cut.stl", "solid x\nfacet normal 0 0 1\n outer loop\n  vertex 0 0 0\n  vertex 1 0 0\n", 5, "truncated"},
         {"mesh.xyz", "v 0 0 0\n", 0, "unknown extension"},
     };
@@ -126,7 +95,14 @@ TEST(BadInput, BadOptionsAndImpossibleRequestsAreRefusedBeforeAnyOutput) {
                                                {"--feature-angle", "200"},
                                                {"--iterations", "0"},
                                                {"--method", "exact", "--iterations", "3"},
-                                               {"--method", "exact", "--relative", "1e6"}}) {
+                                               {"--method", "exact", "--relative", "1e6"},
+                                               {"--max-memory", "0"},
+                                               {"--max-memory", "-1G"},
+                                               {"--max-memory", "lots"},
+                                               {"--max-memory", "1e30G"},
+                                               {"--max-time", "0"},
+                                               {"--max-time", "-5"},
+                                               {"--max-time", "soon"}}) {
         SCOPED_TRACE(options.back());
         std::vector<std::string> arguments = {"remesh", input, "-o", dir.Path("out.obj")};
         arguments.insert(arguments.end(), options.begin(), options.end());

@@ -1,6 +1,8 @@
-// The readers against malformed files of each format, against the line
-// endings and byte order marks that editors leave, and the writers at the
-// limits of what each format holds.
+// The readers against hand-written and malformed files of each format,
+// against the line endings and byte order marks that editors leave, the
+// writers at the limits of what each format holds, and every format written
+// and read back through the tool: vertex order and count survive OFF, OBJ
+// and PLY exactly, polygons become fans.
 #include <gtest/gtest.h>
 
 #include <cfloat>
@@ -8,6 +10,7 @@
 #include <limits>
 
 #include "ToolTestSupport.h"
+#include "core/Numbers.h"
 #include "core/ToolError.h"
 #include "io/MeshFormats.h"
 
@@ -71,9 +74,14 @@ TEST(FormatLimits, MalformedFilesOfEachFormatAreRefusedAtTheirPlace) {
         PlyHeader("binary_big_endian", "property double x\nproperty double y\nproperty double z\n", 2, "uchar int", 0);
     for (double c : {0.0, 0.0, 0.0, 1.0, -std::numeric_limits<double>::infinity(), 0.0})
         AppendBytes(nanVertex, c, true);
-    std::string shortStl(80, ' ');
-    AppendBytes(shortStl, std::uint32_t(2));
-    shortStl += std::string(50, '\0');
+    const auto binaryStl = [](std::uint32_t count, std::initializer_list<float> values) {
+        std::string bytes(80, ' ');
+        AppendBytes(bytes, count);
+        for (float v : values)
+            AppendBytes(bytes, v);
+        return bytes + std::string(2, '\0');
+    };
+    const float nan = std::numeric_limits<float>::quiet_NaN();
 
     const struct {
         const char* m_Name;
@@ -126,7 +134,29 @@ TEST(FormatLimits, MalformedFilesOfEachFormatAreRefusedAtTheirPlace) {
         {"keyword.stl", "solid s\nfacet normal 0 0 1\nouter loop\nvertices 0 0 0\n", ":4: ", "unexpected 'vertices'"},
         {"two.stl", "solid s\nfacet normal 0 0 1\nouter loop\nvertex 0 0\n", ":4: ", "three coordinates"},
         {"float.stl", "solid s\nfacet normal 0 0 1\nouter loop\nvertex 1e39 0 0\n", ":4: ", "non-finite"},
-        {"short.stl", shortStl, ": ", "declares 2 triangles"},
+        {"short.stl", binaryStl(2, {}) + std::string(48, '\0'), ": ", "declares 2 triangles"},
+        // More of each format; the tool shows every one of these messages as
+        // it shows the few of them in BadInput.
+        {"short.obj", "v 0 0 0\nv 1 0\nv 0 1 0\nf 1 2 3\n", ":2: ", "three coordinates"},
+        {"range.obj", "v 0 0 0\nv 1 0 0\nf 1 2 9\nv 0 1 0\n", ":3: ", "index 9 out of range"},
+        {"zero.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 0 1 2\n", ":4: ", "index 0"},
+        {"nan.obj", "v 0 0 0\nv 1 0 0\nv nan 1 0\nf 1 2 3\n", ":3: ", "non-finite"},
+        {"huge.obj", "v 0 0 0\nv 1e999 0 0\nv 0 1 0\nf 1 2 3\n", ":2: ", "1e999"},
+        {"truncated.off", "OFF\n4 2 0\n0.0 0.0 0.0\n1.0 0.0 0.0\n0.0 1.0 0.0\n1.0 1.0 0.0\n3 0 1 2\n", ": ",
+         "truncated"},
+        {"header.off", "OFF\n3 x 0\n", ":2: ", "malformed face count"},
+        {"inf.off", "OFF\n3 1 0\n0 0 0\ninf 0 0\n0 1 0\n3 0 1 2\n", ":4: ", "non-finite"},
+        {"giant.off", "OFF\n2000000000 2000000000 0\n0 0 0\n", ":2: ", "more than the rest of the file can hold"},
+        {"notoff.off", "ply\n", ":1: ", "not an OFF file"},
+        {"range.ply", PlyHeader("ascii", FloatXyz, 3, "uchar int", 1) + "0 0 0\n1 0 0\n0 1 0\n3 0 1 -1\n",
+         ":13: ", "index -1 out of range"},
+        {"truncated.ply", PlyHeader("binary_little_endian", FloatXyz, 3, "uchar int", 1) + std::string(24, '\0'), ": ",
+         "truncated"},
+        {"giant.ply", PlyHeader("binary_little_endian", FloatXyz, 2000000000, "uchar int", 1) + std::string(24, '\0'),
+         ": ", "truncated"},
+        {"nan.stl", binaryStl(1, {0, 0, 0, 0, 0, 0, 1, 0, 0, nan, 1, 0}), ": ", "non-finite"},
+        {"giant.stl", binaryStl(0xFFFFFFFFu, {}) + std::string(48, '\0'), ": ", "truncated"},
+        {"tiny.stl", "abc", ": ", "truncated"},
     };
     CScratchDirectory dir;
     for (const auto& bad : cases) {
@@ -138,48 +168,30 @@ TEST(FormatLimits, MalformedFilesOfEachFormatAreRefusedAtTheirPlace) {
 }
 
 TEST(FormatLimits, LineEndingsAndByteOrderMarksChangeNothingThatIsRead) {
-    // A square of two triangles in each text format, plus a binary PLY whose
-    // header alone is text.
-    const std::string obj = "# square\nv 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nf 1 2 3\nf 1 3 4\n";
-    const std::string off = "OFF\n4 2 0\n0 0 0\n1 0 0\n1 1 0\n0 1 0\n3 0 1 2\n3 0 2 3\n";
-    const std::string ply = PlyHeader("ascii", FloatXyz, 4, "uchar int", 2) + "0 0 0\n1 0 0\n1 1 0\n0 1 0\n"
-                                                                              "3 0 1 2\n3 0 2 3\n";
-    const std::string stl = "solid square\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 0 0\nvertex 1 1 0\n"
-                            "endloop\nendfacet\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 1 0\n"
-                            "vertex 0 1 0\nendloop\nendfacet\nendsolid square\n";
-    std::string body;
-    for (float c : {0.f, 0.f, 0.f, 1.f, 0.f, 0.f, 1.f, 1.f, 0.f, 0.f, 1.f, 0.f})
-        AppendBytes(body, c);
-    for (int corner : {0, 1, 2, 0, 2, 3}) {
-        if (corner == 0)
-            AppendBytes(body, std::uint8_t(3));
-        AppendBytes(body, std::int32_t(corner));
-    }
-    const std::string binary = PlyHeader("binary_little_endian", FloatXyz, 4, "uchar int", 2);
-
-    const std::vector<Point> square = {Point(0, 0, 0), Point(1, 0, 0), Point(1, 1, 0), Point(0, 1, 0)};
-    const std::vector<Triangle> faces = {{0, 1, 2}, {0, 2, 3}};
+    // A square of two triangles as each format's writer puts it; of the
+    // binary PLY only the header is text.
+    CMeshData square;
+    square.m_Positions = {Point(0, 0, 0), Point(1, 0, 0), Point(1, 1, 0), Point(0, 1, 0)};
+    square.m_Triangles = {{0, 1, 2}, {0, 2, 3}};
     CScratchDirectory dir;
+    std::vector<std::pair<std::string, std::string>> files;
+    for (const auto& [name, encoding] : std::vector<std::pair<std::string, EEncoding>>{{"s.obj", EEncoding::Text},
+                                                                                       {"s.off", EEncoding::Text},
+                                                                                       {"s.ply", EEncoding::Text},
+                                                                                       {"b.ply", EEncoding::Binary},
+                                                                                       {"s.stl", EEncoding::Text}}) {
+        WriteMeshFile(dir.Path(name), square, encoding);
+        files.emplace_back(name, ReadFile(dir.Path(name)));
+    }
     for (const std::string ending : {"\n", "\r\n", "mixed"}) {
         for (const std::string bom : {"", "\xEF\xBB\xBF"}) {
-            SCOPED_TRACE(std::string(ending == "\n"      ? "LF"
-                                     : ending == "mixed" ? "mixed"
-                                                         : "CRLF") +
-                         (bom.empty() ? "" : " BOM"));
-            for (const auto& [name, text] :
-                 std::vector<std::pair<std::string, std::string>>{{"s.obj", bom + WithEndings(obj, ending)},
-                                                                  {"s.off", bom + WithEndings(off, ending)},
-                                                                  {"s.ply", bom + WithEndings(ply, ending)},
-                                                                  {"b.ply", bom + WithEndings(binary, ending) + body},
-                                                                  {"s.stl", bom + WithEndings(stl, ending)}}) {
-                WriteFile(dir.Path(name), text);
-                try {
-                    const CMeshData mesh = ReadMeshFile(dir.Path(name));
-                    EXPECT_EQ(mesh.m_Positions, square) << name;
-                    EXPECT_EQ(mesh.m_Triangles, faces) << name;
-                } catch (const CToolError& error) {
-                    ADD_FAILURE() << error.what();
-                }
+            SCOPED_TRACE(::testing::PrintToString(ending) + (bom.empty() ? "" : " BOM"));
+            for (const auto& [name, text] : files) {
+                const std::size_t textEnd = name == "b.ply" ? text.find("end_header\n") + 11 : text.size();
+                WriteFile(dir.Path(name), bom + WithEndings(text.substr(0, textEnd), ending) + text.substr(textEnd));
+                const CMeshData mesh = ReadMeshFile(dir.Path(name));
+                EXPECT_EQ(mesh.m_Positions, square.m_Positions) << name;
+                EXPECT_EQ(mesh.m_Triangles, square.m_Triangles) << name;
             }
             // Line numbers in messages still count lines.
             const std::string bad = WithEndings("v 0 0 0\nv 1 0 0\nv 0 x 0\nf 1 2 3\n", ending);
@@ -210,25 +222,21 @@ TEST(FormatLimits, EveryFormatGivesBackEveryValueItCanHold) {
     wide.m_Triangles = {{0, 65535, 65536}, {69999, 1, 32768}};
 
     CScratchDirectory dir;
-    for (const auto& [name, encoding] : std::vector<std::pair<std::string, EEncoding>>{{"a.off", EEncoding::Text},
-                                                                                       {"a.obj", EEncoding::Text},
-                                                                                       {"a.ply", EEncoding::Text},
-                                                                                       {"b.ply", EEncoding::Binary}}) {
-        SCOPED_TRACE(name);
-        for (const CMeshData* mesh : {&extremes, &wide}) {
-            WriteMeshFile(dir.Path(name), *mesh, encoding);
-            const CMeshData back = ReadMeshFile(dir.Path(name));
+    const struct {
+        const char* m_Name;
+        EEncoding m_Encoding;
+        std::vector<const CMeshData*> m_Meshes;
+    } cases[] = {{"a.off", EEncoding::Text, {&extremes, &wide}}, {"a.obj", EEncoding::Text, {&extremes, &wide}},
+                 {"a.ply", EEncoding::Text, {&extremes, &wide}}, {"b.ply", EEncoding::Binary, {&extremes, &wide}},
+                 {"a.stl", EEncoding::Text, {&floats}},          {"b.stl", EEncoding::Binary, {&floats}}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.m_Name);
+        for (const CMeshData* mesh : c.m_Meshes) {
+            WriteMeshFile(dir.Path(c.m_Name), *mesh, c.m_Encoding);
+            const CMeshData back = ReadMeshFile(dir.Path(c.m_Name));
             EXPECT_TRUE(SameBits(back.m_Positions, mesh->m_Positions));
             EXPECT_EQ(back.m_Triangles, mesh->m_Triangles);
         }
-    }
-    for (const auto& [name, encoding] :
-         std::vector<std::pair<std::string, EEncoding>>{{"a.stl", EEncoding::Text}, {"b.stl", EEncoding::Binary}}) {
-        SCOPED_TRACE(name);
-        WriteMeshFile(dir.Path(name), floats, encoding);
-        const CMeshData back = ReadMeshFile(dir.Path(name));
-        EXPECT_TRUE(SameBits(back.m_Positions, floats.m_Positions));
-        EXPECT_EQ(back.m_Triangles, floats.m_Triangles);
     }
 
     // PLY of either byte order with coordinates and corners of every integer
@@ -260,5 +268,134 @@ TEST(FormatLimits, EveryFormatGivesBackEveryValueItCanHold) {
         const std::size_t header = file.find("end_header\n") + 11;
         for (std::size_t cut = header; cut < file.size(); cut += 3)
             EXPECT_NE(ReadError(dir, "cut.ply", file.substr(0, cut)).find("truncated"), std::string::npos) << cut;
+    }
+}
+
+TEST(MeshFormats, EveryFormatRoundTripsThroughTheToolKeepingVertexOrder) {
+    // Vertices numbered against the order of first use, coordinates that
+    // need every bit of a double, a second vertex at one position and an
+    // unused vertex.
+    CMeshData mesh = MakeSphere(1);
+    const std::uint32_t used = static_cast<std::uint32_t>(mesh.m_Positions.size());
+    std::reverse(mesh.m_Positions.begin(), mesh.m_Positions.end());
+    for (Triangle& t : mesh.m_Triangles)
+        for (std::uint32_t& v : t)
+            v = used - 1 - v;
+    mesh.m_Positions.push_back(mesh.m_Positions[mesh.m_Triangles[0][0]]);
+    mesh.m_Triangles[0][0] = used;
+    mesh.m_Positions.emplace_back(0.1, 1.0 / 3.0, -2.5e-7);
+
+    // Zero smoothing iterations move nothing, so "smooth" converts; the
+    // outputs' extensions show that case does not matter. (STL, which keeps
+    // single-precision corners and welds them, is FormatLimits' concern.)
+    const struct {
+        const char* m_Input;
+        const char* m_Output;
+        EEncoding m_Encoding;
+    } cases[] = {{"a.off", "A.OFF", EEncoding::Text},
+                 {"b.obj", "B.Obj", EEncoding::Text},
+                 {"c.ply", "C.PLY", EEncoding::Text},
+                 {"d.ply", "D.Ply", EEncoding::Binary}};
+    CScratchDirectory dir;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.m_Input);
+        WriteMeshFile(dir.Path(c.m_Input), mesh, c.m_Encoding);
+        const CRun run = RunQuorvel({"smooth", dir.Path(c.m_Input), "-o", dir.Path(c.m_Output), "--iterations", "0",
+                                     c.m_Encoding == EEncoding::Text ? "--ascii" : "--quiet"});
+        ASSERT_EQ(run.m_Status, 0) << run.m_Err;
+        const CMeshData back = ReadMeshFile(dir.Path(c.m_Output));
+        EXPECT_EQ(back.m_Positions, mesh.m_Positions);
+        EXPECT_EQ(back.m_Triangles, mesh.m_Triangles);
+    }
+    // Nothing but inputs and outputs is left: temporary files were renamed.
+    EXPECT_EQ(dir.List().size(), 2 * std::size(cases));
+}
+
+TEST(MeshFormats, HandWrittenFilesOfEveryFormatReadAsDescribed) {
+    CScratchDirectory dir;
+    // A square and a pentagon sharing an edge; the pentagon becomes a fan
+    // around its first corner.
+    WriteFile(dir.Path("p.obj"), "# comment\nv 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 2 0 0\nv 2 1 0\nv 1.5 2 0\n"
+                                 "vt 0 0\nvn 0 0 1\ng polys\nf 1/1/1 2/1/1 3/1/1 4/1/1\nf -6//1 5 6 7 3\n");
+    // The OFF file starts with the byte order mark some editors write.
+    WriteFile(dir.Path("p.off"),
+              "\xEF\xBB\xBFOFF\n# comment\n7 2 0\n0 0 0\n1 0 0\n1 1 0\n0 1 0\n2 0 0\n2 1 0\n1.5 2 0\n"
+              "4 0 1 2 3\n5 1 4 5 6 2 255 0 0\n");
+    WriteFile(dir.Path("p.ply"), "ply\nformat ascii 1.0\ncomment x\nelement vertex 7\nproperty float x\n"
+                                 "property float y\nproperty float z\nproperty uchar red\nelement face 2\n"
+                                 "property list uchar int vertex_indices\nproperty int flags\nend_header\n"
+                                 "0 0 0 1\n1 0 0 1\n1 1 0 1\n0 1 0 1\n2 0 0 1\n2 1 0 1\n1.5 2 0 1\n"
+                                 "4 0 1 2 3 9\n5 1 4 5 6 2 9\n");
+    const std::vector<Triangle> fans = {{0, 1, 2}, {0, 2, 3}, {1, 4, 5}, {1, 5, 6}, {1, 6, 2}};
+    for (const char* name : {"p.obj", "p.off", "p.ply"}) {
+        const CMeshData mesh = ReadMeshFile(dir.Path(name));
+        EXPECT_EQ(mesh.m_Positions.size(), 7u) << name;
+        EXPECT_EQ(mesh.m_Positions[6], Point(1.5, 2, 0)) << name;
+        EXPECT_EQ(mesh.m_Triangles, fans) << name;
+    }
+
+    const std::vector<Point> corners = {Point(0, 0, 0), Point(1, 0, 0), Point(0, 1, 0)};
+    // A binary STL whose header starts like a text one: its size matches its
+    // triangle count, which settles it.
+    std::string stl = "solid, not a facet of text";
+    stl.resize(80, ' ');
+    AppendBytes(stl, std::uint32_t(1));
+    for (float c : {0.f, 0.f, 1.f, 0.f, 0.f, 0.f, 1.f, 0.f, 0.f, 0.f, 1.f, 0.f})
+        AppendBytes(stl, c);
+    WriteFile(dir.Path("one.stl"), stl + std::string(2, '\0'));
+    const CMeshData one = ReadMeshFile(dir.Path("one.stl"));
+    EXPECT_EQ(one.m_Positions, corners);
+    EXPECT_EQ(one.m_Triangles, (std::vector<Triangle>{{0, 1, 2}}));
+}
+
+// Binary PLY in the common layout (fixed-size vertex properties, faces of
+// one corner list) is read by a shorter path than other layouts: the same
+// file with its faces as a quad, or with a further element, takes the
+// general one, and all give the mesh the ASCII form of the file gives.
+TEST(MeshFormats, BinaryPlyReadsAsItsAsciiTwinWhateverItsLayout) {
+    const float xs[] = {0.1f, 1.5f, -2.25f, 3.0f};
+    const double ys[] = {1.0 / 3.0, -0.5, 2.0, 1e-300};
+    const float zs[] = {0.0f, 1.0f, -7.5f, 4.0f};
+    auto header = [](const char* format, const char* faces, const char* extra) {
+        return std::string("ply\nformat ") + format +
+               " 1.0\nelement vertex 4\nproperty float x\nproperty uchar red\nproperty double y\nproperty float "
+               "z\nelement face " +
+               faces + "\nproperty list uchar int vertex_indices\n" + extra + "end_header\n";
+    };
+    auto vertices = [&]() {
+        std::string bytes;
+        for (int i = 0; i < 4; ++i) {
+            AppendBytes(bytes, xs[i]);
+            AppendBytes(bytes, static_cast<std::uint8_t>(200 + i));
+            AppendBytes(bytes, ys[i]);
+            AppendBytes(bytes, zs[i]);
+        }
+        return bytes;
+    };
+    auto face = [](std::string& bytes, std::initializer_list<std::int32_t> corners) {
+        AppendBytes(bytes, static_cast<std::uint8_t>(corners.size()));
+        for (const std::int32_t c : corners)
+            AppendBytes(bytes, c);
+    };
+    std::string common = header("binary_little_endian", "2", "") + vertices();
+    face(common, {0, 1, 2});
+    face(common, {0, 2, 3});
+    std::string quad = header("binary_little_endian", "1", "") + vertices();
+    face(quad, {0, 1, 2, 3});
+    std::string extra = header("binary_little_endian", "2", "element note 1\nproperty uchar n\n") + vertices();
+    face(extra, {0, 1, 2});
+    face(extra, {0, 2, 3});
+    AppendBytes(extra, static_cast<std::uint8_t>(9));
+    std::string ascii = header("ascii", "2", "");
+    for (int i = 0; i < 4; ++i)
+        ascii += FormatReal(xs[i]) + " 7 " + FormatReal(ys[i]) + " " + FormatReal(zs[i]) + "\n";
+    ascii += "3 0 1 2\n3 0 2 3\n";
+
+    const CMeshData expected = ReadPly(ascii, "ascii.ply");
+    ASSERT_EQ(expected.m_Triangles.size(), 2u);
+    for (const std::string* bytes : {&common, &quad, &extra}) {
+        const CMeshData mesh = ReadPly(*bytes, "binary.ply");
+        EXPECT_EQ(mesh.m_Positions, expected.m_Positions);
+        EXPECT_EQ(mesh.m_Triangles, expected.m_Triangles);
     }
 }

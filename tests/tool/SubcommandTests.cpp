@@ -1,5 +1,6 @@
 // Every subcommand run as a user runs it, on small generated files, with its
-// result checked against what the operation means geometrically.
+// result checked against what the operation means geometrically, and the
+// remesh on stand-ins for inputs that once made it run without end.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -22,13 +23,62 @@ void ExpectSuccess(const CRun& run) {
     EXPECT_EQ(run.m_Status, 0) << run.m_Err;
 }
 
-// The value of one "  name   value" row of the info report.
+// The value of one "  name   value" row of a report.
 std::string Field(const std::string& report, const std::string& name) {
     const std::size_t row = report.find("\n  " + name + " ");
     if (row == std::string::npos)
         return "(no row " + name + ")";
     const std::size_t value = report.find_first_not_of(' ', row + name.size() + 3);
     return report.substr(value, report.find('\n', value) - value);
+}
+
+// The values of the named rows, runs of spaces squeezed to one, joined by " | ".
+std::string Fields(const std::string& report, const std::vector<std::string>& names) {
+    std::string joined;
+    for (const std::string& name : names) {
+        joined += joined.empty() ? "" : " | ";
+        for (char c : Field(report, name))
+            if (c != ' ' || joined.back() != ' ')
+                joined += c;
+    }
+    return joined;
+}
+
+// The mesh written triangle by triangle, as some exporters do: every edge is
+// open until equal positions are joined.
+CMeshData Soup(const CMeshData& mesh) {
+    CMeshData soup;
+    for (const Triangle& t : mesh.m_Triangles) {
+        const std::uint32_t first = static_cast<std::uint32_t>(soup.m_Positions.size());
+        for (std::uint32_t v : t)
+            soup.m_Positions.push_back(mesh.m_Positions[v]);
+        soup.m_Triangles.push_back(Triangle{first, first + 1, first + 2});
+    }
+    return soup;
+}
+
+// Runs a command whose arguments start "COMMAND INPUT -o OUTPUT" and reads
+// its output.
+CMeshData Produce(const std::vector<std::string>& arguments) {
+    const CRun run = RunQuorvel(arguments);
+    EXPECT_EQ(run.m_Status, 0) << run.m_Err;
+    return ReadMeshFile(arguments.at(3));
+}
+
+struct CStandIn {
+    std::string m_File;
+    CMeshData m_Mesh;
+    std::string m_Relative;
+    bool m_Closed;
+};
+
+std::vector<CStandIn> StandIns() {
+    return {
+        {"blade.off", Tables([](ToolMesh& m) { QuorvelTest::MakeBladeStrip(m, 300, 2); }), "1", false},
+        {"block.off", Tables([](ToolMesh& m) { QuorvelTest::MakePiercedBlock(m, 3, 3, 16); }), "0.25", true},
+        {"creature.off", Tables([](ToolMesh& m) { QuorvelTest::MakeScannedCreature(m, 4); }), "0.5", true},
+        {"bone.off", Tables([](ToolMesh& m) { QuorvelTest::MakeScannedBone(m, 3); }), "0.25", true},
+    };
 }
 
 bool IsClosedManifold(const CMeshData& mesh) {
@@ -88,17 +138,9 @@ TEST(Subcommands, HelpAndParserAgreeOnEveryOption) {
 }
 
 TEST(Subcommands, RemeshJoinsATriangleSoupAndBothMethodsApproachTheTarget) {
-    // Written triangle by triangle, as some exporters do: every edge is open
-    // until equal positions are joined.
     CScratchDirectory dir;
     const CMeshData sphere = MakeSphere(2);
-    CMeshData soup;
-    for (const Triangle& t : sphere.m_Triangles) {
-        const std::uint32_t first = static_cast<std::uint32_t>(soup.m_Positions.size());
-        for (std::uint32_t v : t)
-            soup.m_Positions.push_back(sphere.m_Positions[v]);
-        soup.m_Triangles.push_back(Triangle{first, first + 1, first + 2});
-    }
+    CMeshData soup = Soup(sphere);
     // One face written twice adds nothing to the surface; one wound against
     // its neighbours is turned to agree with them.
     soup.m_Triangles.push_back(soup.m_Triangles[5]);
@@ -183,19 +225,10 @@ TEST(Subcommands, InfoReportsMeasuresAndDefects) {
     const CRun cube = RunQuorvel({"info", dir.Path("cube.stl")}), grid = RunQuorvel({"info", dir.Path("grid.obj")});
     ExpectSuccess(cube);
     ExpectSuccess(grid);
-    const std::pair<const char*, const char*> cubeRows[] = {{"vertices", "8"},
-                                                            {"faces", "12"},
-                                                            {"area", "24"},
-                                                            {"volume", "8"},
-                                                            {"centre of mass", "(1, 1, 1)"},
-                                                            {"size", "(2, 2, 2)"},
-                                                            {"open edges", "0"},
-                                                            {"closed manifold", "yes"}};
-    for (const auto& row : cubeRows)
-        EXPECT_EQ(Field(cube.m_Out, row.first), row.second) << row.first;
-    EXPECT_EQ(Field(grid.m_Out, "open edges"), "12");
-    EXPECT_EQ(Field(grid.m_Out, "open contours"), "1");
-    EXPECT_EQ(Field(grid.m_Out, "closed manifold"), "no");
+    EXPECT_EQ(Fields(cube.m_Out, {"vertices", "faces", "area", "volume", "centre of mass", "size", "open edges",
+                                  "closed manifold"}),
+              "8 | 12 | 24 | 8 | (1, 1, 1) | (2, 2, 2) | 0 | yes");
+    EXPECT_EQ(Fields(grid.m_Out, {"open edges", "open contours", "closed manifold"}), "12 | 1 | no");
 }
 
 TEST(Subcommands, CompareMeasuresDistancesBothWaysAndShowsBothMeshes) {
@@ -211,18 +244,8 @@ TEST(Subcommands, CompareMeasuresDistancesBothWaysAndShowsBothMeshes) {
     WriteMeshFile(dir.Path("small.obj"), small, EEncoding::Text);
     const CRun run = RunQuorvel({"compare", dir.Path("large.ply"), dir.Path("small.obj"), "--samples", "20000"});
     ExpectSuccess(run);
-    // The two columns of a row, one space apart.
-    const auto columns = [](const std::string& report, const std::string& name) {
-        std::string text = Field(report, name), squeezed;
-        for (char c : text)
-            if (c != ' ' || squeezed.empty() || squeezed.back() != ' ')
-                squeezed += c;
-        return squeezed;
-    };
-    EXPECT_EQ(columns(run.m_Out, "faces"), "128 32");
-    EXPECT_EQ(columns(run.m_Out, "open edges"), "32 16");
-    EXPECT_EQ(columns(run.m_Out, "max"), "1.5 0.5");
-    EXPECT_EQ(columns(run.m_Out, "Hausdorff (sampled)"), "1.5 53 %");
+    EXPECT_EQ(Fields(run.m_Out, {"faces", "open edges", "max", "Hausdorff (sampled)"}),
+              "128 32 | 32 16 | 1.5 0.5 | 1.5 53 %");
     // The mean lies between the two one-sided extremes.
     const double mean = std::stod(Field(run.m_Out, "mean"));
     EXPECT_GT(mean, 0.5);
@@ -230,7 +253,7 @@ TEST(Subcommands, CompareMeasuresDistancesBothWaysAndShowsBothMeshes) {
     // Symmetric in what it reports: swapping the files swaps the columns.
     const CRun swapped = RunQuorvel({"compare", dir.Path("small.obj"), dir.Path("large.ply"), "--samples", "20000"});
     ExpectSuccess(swapped);
-    EXPECT_EQ(columns(swapped.m_Out, "max"), "0.5 1.5");
+    EXPECT_EQ(Fields(swapped.m_Out, {"max"}), "0.5 1.5");
     // Bad input: one file, a file without faces, a count that is no count.
     EXPECT_EQ(RunQuorvel({"compare", dir.Path("large.ply")}).m_Status, 2);
     WriteFile(dir.Path("points.off"), "OFF\n3 0 0\n0 0 0\n1 0 0\n0 1 0\n");
@@ -248,8 +271,8 @@ TEST(Subcommands, SmoothFlattensBumpsAndKeepsTheBoundary) {
         if (!census.m_OnBoundary[v])
             bumpy.m_Positions[v].z = 0.2 * std::sin(7.0 * v);
     WriteMeshFile(dir.Path("bumpy.ply"), bumpy, EEncoding::Binary);
-    ExpectSuccess(RunQuorvel({"smooth", dir.Path("bumpy.ply"), "-o", dir.Path("smooth.ply"), "--iterations", "20"}));
-    const CMeshData smooth = ReadMeshFile(dir.Path("smooth.ply"));
+    const CMeshData smooth =
+        Produce({"smooth", dir.Path("bumpy.ply"), "-o", dir.Path("smooth.ply"), "--iterations", "20"});
     ASSERT_EQ(smooth.m_Positions.size(), bumpy.m_Positions.size());
     EXPECT_EQ(smooth.m_Triangles, bumpy.m_Triangles);
     double before = 0, after = 0;
@@ -259,16 +282,16 @@ TEST(Subcommands, SmoothFlattensBumpsAndKeepsTheBoundary) {
         after = std::max(after, std::fabs(smooth.m_Positions[v].z));
     }
     EXPECT_LT(after, 0.5 * before);
-    ExpectSuccess(RunQuorvel({"smooth", dir.Path("bumpy.ply"), "-o", dir.Path("free.ply"), "--free-boundary"}));
-    EXPECT_NE(ReadMeshFile(dir.Path("free.ply")).m_Positions[0], bumpy.m_Positions[0]);
+    EXPECT_NE(Produce({"smooth", dir.Path("bumpy.ply"), "-o", dir.Path("free.ply"), "--free-boundary"}).m_Positions[0],
+              bumpy.m_Positions[0]);
 }
 
 TEST(Subcommands, OffsetMovesEveryVertexByTheDistanceOutwards) {
     CScratchDirectory dir;
     const CMeshData sphere = MakeSphere(3);
     WriteMeshFile(dir.Path("sphere.obj"), sphere, EEncoding::Text);
-    ExpectSuccess(RunQuorvel({"offset", dir.Path("sphere.obj"), "-o", dir.Path("grown.obj"), "--distance", "0.25"}));
-    const CMeshData grown = ReadMeshFile(dir.Path("grown.obj"));
+    const CMeshData grown =
+        Produce({"offset", dir.Path("sphere.obj"), "-o", dir.Path("grown.obj"), "--distance", "0.25"});
     ASSERT_EQ(grown.m_Positions.size(), sphere.m_Positions.size());
     for (std::size_t v = 0; v < sphere.m_Positions.size(); ++v) {
         EXPECT_NEAR(grown.m_Positions[v].DiffVectLen(sphere.m_Positions[v]), 0.25, 1e-12);
@@ -279,8 +302,8 @@ TEST(Subcommands, OffsetMovesEveryVertexByTheDistanceOutwards) {
 TEST(Subcommands, SubdivideBoundsEdgesAndKeepsTheSurface) {
     CScratchDirectory dir;
     WriteMeshFile(dir.Path("grid.obj"), MakeGrid(3), EEncoding::Text);
-    ExpectSuccess(RunQuorvel({"subdivide", dir.Path("grid.obj"), "-o", dir.Path("fine.obj"), "--max-length", "0.3"}));
-    const CMeshData fine = ReadMeshFile(dir.Path("fine.obj"));
+    const CMeshData fine =
+        Produce({"subdivide", dir.Path("grid.obj"), "-o", dir.Path("fine.obj"), "--max-length", "0.3"});
     const CMeshStatistics statistics = MeasureMesh(fine);
     EXPECT_LE(statistics.m_MaxEdge, 0.3);
     EXPECT_NEAR(statistics.m_Area, 9, 1e-9);
@@ -293,28 +316,20 @@ TEST(Subcommands, SubdivideBoundsEdgesAndKeepsTheSurface) {
 TEST(Subcommands, ThickenMakesAClosedShellOfTheGivenThickness) {
     CScratchDirectory dir;
     WriteMeshFile(dir.Path("sheet.off"), MakeGrid(4, 0.5), EEncoding::Text);
-    // The same sheet with faces wound against their neighbours, written as
-    // separate triangles.
-    CMeshData jumbled;
-    const CMeshData grid = MakeGrid(4, 0.5);
-    for (std::size_t f = 0; f < grid.m_Triangles.size(); ++f) {
-        const std::uint32_t first = static_cast<std::uint32_t>(jumbled.m_Positions.size());
-        for (std::uint32_t v : grid.m_Triangles[f])
-            jumbled.m_Positions.push_back(grid.m_Positions[v]);
-        jumbled.m_Triangles.push_back(f % 3 == 1 ? Triangle{first, first + 2, first + 1}
-                                                 : Triangle{first, first + 1, first + 2});
-    }
+    // The same sheet written as separate triangles, some wound against their
+    // neighbours.
+    CMeshData jumbled = Soup(MakeGrid(4, 0.5));
+    for (std::size_t f = 1; f < jumbled.m_Triangles.size(); f += 3)
+        std::swap(jumbled.m_Triangles[f][1], jumbled.m_Triangles[f][2]);
     WriteMeshFile(dir.Path("jumbled.obj"), jumbled, EEncoding::Text);
     for (const char* thickness : {"0.25", "-0.25"}) {
         SCOPED_TRACE(thickness);
-        ExpectSuccess(
-            RunQuorvel({"thicken", dir.Path("sheet.off"), "-o", dir.Path("shell.off"), "--thickness", thickness}));
-        ExpectSuccess(
-            RunQuorvel({"thicken", dir.Path("jumbled.obj"), "-o", dir.Path("jumbled.off"), "--thickness", thickness}));
-        const CMeshData repaired = ReadMeshFile(dir.Path("jumbled.off"));
+        const CMeshData repaired =
+            Produce({"thicken", dir.Path("jumbled.obj"), "-o", dir.Path("jumbled.off"), "--thickness", thickness});
         EXPECT_TRUE(IsClosedManifold(repaired));
         EXPECT_NEAR(std::fabs(MeasureMesh(repaired).m_Volume), 4 * 0.25, 1e-9);
-        const CMeshData shell = ReadMeshFile(dir.Path("shell.off"));
+        const CMeshData shell =
+            Produce({"thicken", dir.Path("sheet.off"), "-o", dir.Path("shell.off"), "--thickness", thickness});
         EXPECT_TRUE(IsClosedManifold(shell));
         const CMeshStatistics statistics = MeasureMesh(shell);
         EXPECT_NEAR(statistics.m_Volume, 4 * 0.25, 1e-9);
@@ -363,5 +378,43 @@ TEST(Subcommands, InfillCoversTheSurfaceWithinTheSpacing) {
         for (const Point& p : points)
             nearest = std::min(nearest, p.DiffVectLen(q));
         EXPECT_LE(nearest, 0.25);
+    }
+}
+
+// The procedural stand-ins for inputs on which `quorvel remesh` once never
+// ended: each run must end with exit status 0 and write a valid mesh of a
+// size in proportion to the input.
+TEST(StandIns, BothMethodsEndAndWriteAValidMesh) {
+    CScratchDirectory dir;
+    for (const CStandIn& standIn : StandIns()) {
+        WriteMeshFile(dir.Path(standIn.m_File), standIn.m_Mesh, EEncoding::Text);
+        for (const std::string method : {"exact", "preserve"}) {
+            SCOPED_TRACE(standIn.m_File + ", " + method);
+            const CRun run = RunQuorvel({"remesh", dir.Path(standIn.m_File), "-o", dir.Path("out.off"), "--method",
+                                         method, "--relative", standIn.m_Relative, "--quiet"},
+                                        60);
+            ASSERT_EQ(run.m_Status, 0) << run.m_Err;
+            // The reader refuses indices past the vertices and non-finite
+            // positions; a face naming a vertex twice it lets through.
+            const CMeshData output = ReadMeshFile(dir.Path("out.off"));
+            ASSERT_FALSE(output.m_Triangles.empty());
+            for (const Triangle& t : output.m_Triangles)
+                ASSERT_TRUE(t[0] != t[1] && t[1] != t[2] && t[2] != t[0]);
+            // Twice the input plus the equilateral faces of the target size
+            // (the mean edge times the factor) that cover its area.
+            const CMeshStatistics input = MeasureMesh(standIn.m_Mesh);
+            const double target = std::stod(standIn.m_Relative) * input.m_MeanEdge;
+            const double bound =
+                2.0 * (standIn.m_Mesh.m_Triangles.size() + input.m_Area / (std::sqrt(3.0) / 4 * target * target));
+            EXPECT_LT(output.m_Triangles.size(), bound);
+            if (method == std::string("preserve")) {
+                const CEdgeCensus census(output);
+                EXPECT_EQ(census.m_NonManifoldEdges, 0u);
+                EXPECT_EQ(census.m_MisorientedEdges, 0u);
+                if (standIn.m_Closed) {
+                    EXPECT_EQ(census.m_OpenEdges, 0u);
+                }
+            }
+        }
     }
 }

@@ -91,8 +91,7 @@ TEST_F(EventTest, RemovalDropsEveryEqualHandler) {
     const FriendDelegate* before = event.m_Delegates;
     event -= firstOnFriend;
     event -= &FunctionB;
-    EXPECT_NE(event.m_Delegates, before);
-    EXPECT_NE(event.m_Functions, nullptr);
+    EXPECT_TRUE(event.m_Delegates != before && event.m_Functions != nullptr);
 
     // With nothing registered, removing a delegate still leaves a
     // zero-length array, while removing a function leaves nothing behind;
@@ -120,9 +119,9 @@ TEST_F(EventTest, HandlersAddedWhileFiringRunInTheSameFiringAndAssignmentShares)
     // so the aliases must let go of them before they are destroyed.
     alias = event;
     FriendEvent copy(event);
-    EXPECT_TRUE(alias.m_Delegates == event.m_Delegates && alias.m_Functions == event.m_Functions);
-    EXPECT_TRUE(copy.m_Delegates == event.m_Delegates && copy.m_Functions == event.m_Functions);
-    EXPECT_EQ(alias.m_FunctionCount, 2u);
+    for (const FriendEvent* shared : {&alias, &copy})
+        EXPECT_TRUE(shared->m_Delegates == event.m_Delegates && shared->m_Functions == event.m_Functions &&
+                    shared->m_FunctionCount == 2u);
     alias.m_Delegates = copy.m_Delegates = nullptr;
     alias.m_Functions = copy.m_Functions = nullptr;
 }

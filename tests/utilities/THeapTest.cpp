@@ -41,8 +41,7 @@ TEST(BlockPool, ElementsKeepTheirAddressesAndClearedBlocksAreRefilled) {
     for (int i = 1; i < 1001; ++i)
         pool.Add(&faces[i]);
     EXPECT_EQ(Blocks(pool), (Shape{{1000, 1000}, {1000, 1}}));
-    EXPECT_EQ(&pool.GetFirst(), first);
-    EXPECT_EQ(pool.GetLast().m_Index, 1000);
+    EXPECT_TRUE(&pool.GetFirst() == first && pool.GetLast().m_Index == 1000);
 
     // A range spills into new blocks of max(grow size, what is left); into
     // an empty pool it makes one block large enough for it, even when empty.
@@ -55,8 +54,7 @@ TEST(BlockPool, ElementsKeepTheirAddressesAndClearedBlocksAreRefilled) {
     EXPECT_EQ(Blocks(small), (Shape{{4, 4}, {5, 5}, {4, 3}}));
     for (unsigned int i = 0; i < small.GetCount(); ++i)
         ASSERT_EQ(small[i].m_Index, int(i));
-    EXPECT_EQ(Blocks(none), (Shape{{1000, 0}}));
-    EXPECT_EQ(Blocks(preset), (Shape{{3, 0}}));
+    EXPECT_TRUE(Blocks(none) == (Shape{{1000, 0}}) && Blocks(preset) == (Shape{{3, 0}}));
 
     // Clear(false) keeps the blocks and refills them in order; a slot reused
     // by Add() holds a fresh record, not the old contents.
@@ -64,10 +62,8 @@ TEST(BlockPool, ElementsKeepTheirAddressesAndClearedBlocksAreRefilled) {
     small.Clear(false);
     EXPECT_EQ(small.GetCount(), 0u);
     small.AddRange(faces.data(), 3);
-    EXPECT_EQ(&small[0], firstSlot);
     Face* fresh = small.Add();
-    EXPECT_EQ(fresh, firstSlot + 3);
-    EXPECT_EQ(fresh->m_Index, -1);
+    EXPECT_TRUE(&small[0] == firstSlot && fresh == firstSlot + 3 && fresh->m_Index == -1);
     small.Add(faces[4]);
     EXPECT_EQ(Blocks(small), (Shape{{4, 4}, {5, 1}, {4, 0}}));
 
@@ -102,11 +98,9 @@ TEST(LinkChain, CountsAndReleasesLinearAndCircularChains) {
     CountedNode *a = new CountedNode(1), *b = new CountedNode(2), *c = new CountedNode(3);
     a->Add(c);
     a->InsertAfter(b);
-    EXPECT_EQ(b->m_Next, c);
-    EXPECT_EQ(b->GetCount(), 2u);
+    EXPECT_TRUE(b->m_Next == c && b->GetCount() == 2u);
     a->MakeCircular();
-    EXPECT_EQ(c->m_Next, a);
-    EXPECT_EQ(b->GetCount(), 3u);
+    EXPECT_TRUE(c->m_Next == a && b->GetCount() == 3u);
     TLinkUni<int>::ReleaseMemoryCircular(b);
     a = new CountedNode(4);
     a->SetNext(new CountedNode(5));

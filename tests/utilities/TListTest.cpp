@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <functional>
-#include <initializer_list>
 #include <random>
 #include <string>
 #include <utility>
@@ -77,7 +76,7 @@ private:
 };
 
 template <class T, class L = TList<T>>
-L Make(std::initializer_list<int> values, unsigned int growSize = 1000) {
+L Make(const Ints& values, unsigned int growSize = 1000) {
     L list(0u, growSize);
     for (int v : values)
         list.Add(T(v));
@@ -98,8 +97,7 @@ TEST(List, GrowthFollowsGrowSizeAndDoubling) {
     fresh.Add(7u);
     exact.SetGrowSize(5);
     exact.SetGrowSize(0);
-    EXPECT_EQ(fresh.GetCapacity(), 1000u);
-    EXPECT_EQ(exact.GetGrowSize(), 5u);
+    EXPECT_TRUE(fresh.GetCapacity() == 1000u && exact.GetGrowSize() == 5u);
     const struct {
         unsigned int capacity, growSize;
         bool doubling;
@@ -138,8 +136,7 @@ TEST(List, CopyKeepsGrowthCapacityWhileAssignmentContracts) {
     source.SetUseExponentialGrowth(true);
     WatchedList copy(source), target = Make<Item, WatchedList>({7, 8}, 3), fresh;
     EXPECT_EQ(Values(copy), Values(source));
-    EXPECT_EQ(copy.GetCapacity(), 1000u);
-    EXPECT_FALSE(copy.GetUseExponentialGrowth());
+    EXPECT_TRUE(copy.GetCapacity() == 1000u && !copy.GetUseExponentialGrowth());
 
     // Assignment reports the old contents as removed, always reports a
     // clearing (even with nothing ever allocated), appends, and ends with
@@ -148,15 +145,13 @@ TEST(List, CopyKeepsGrowthCapacityWhileAssignmentContracts) {
     target = source;
     fresh = source;
     EXPECT_EQ(Values(target), Values(source));
-    EXPECT_EQ(target.GetCapacity(), 5u);
-    EXPECT_EQ(target.GetGrowSize(), 1000u);
+    EXPECT_TRUE(target.GetCapacity() == 5u && target.GetGrowSize() == 1000u);
     EXPECT_EQ(Log(), "removes@0[7,8] clear adds@0[1,2,3,4,5] clear adds@0[1,2,3,4,5]");
 
     // Self-assignment empties the list, leaving a zero-length array.
     WatchedList& alias = copy;
     copy = alias;
-    EXPECT_EQ(copy.GetCapacity(), 0u);
-    EXPECT_NE(copy.GetStream(), nullptr);
+    EXPECT_TRUE(copy.GetCapacity() == 0u && copy.GetStream() != nullptr);
 }
 
 TEST(List, AddingNotifiesWithTheNewSlotsExceptInsertRange) {
@@ -214,8 +209,7 @@ TEST(List, RemovalNotificationsFollowTheirBranch) {
     ends.RemoveFromEnd(2);
     ends.RemoveFromFront(1);
     ends.RemoveFromEnd(5);
-    EXPECT_EQ(notes[1].second, 2u);
-    EXPECT_EQ(ends.GetCapacity(), 1000u);
+    EXPECT_TRUE(notes[1].second == 2u && ends.GetCapacity() == 1000u);
     cleared.Clear(false);
     cleared.Add(Item(1));
     cleared.Clear(false);
@@ -240,12 +234,10 @@ TEST(List, ExpandContractAndReverseWorkOnRawSlots) {
     ResetCounts();
     list.Reverse();
     EXPECT_EQ(Counts(), (Ints{0, 0, 0, 0}));
-    EXPECT_EQ(Values(list), (Ints{-1, 4, 3, 2, 1}));
-    EXPECT_EQ(notes.size(), 1u);
+    EXPECT_TRUE(Values(list) == (Ints{-1, 4, 3, 2, 1}) && notes.size() == 1u);
     list.RemoveFromEnd(5);
     list.Contract();
-    EXPECT_EQ(list.GetCapacity(), 0u);
-    EXPECT_NE(list.GetStream(), nullptr);
+    EXPECT_TRUE(list.GetCapacity() == 0u && list.GetStream() != nullptr);
 
     // The swap count is half the count taken in single precision: 2^25 + 2
     // rounds to 2^25, so the two middle elements stay where they are.
@@ -262,8 +254,7 @@ TEST(List, ExpandContractAndReverseWorkOnRawSlots) {
 
 TEST(List, SearchAndSortUseTheElementOrder) {
     TList<unsigned int> list = Make<unsigned int>({5, 3, 9, 3, 1});
-    EXPECT_EQ(list.Search(3u), 1);
-    EXPECT_EQ(list.Search(4u), -1);
+    EXPECT_TRUE(list.Search(3u) == 1 && list.Search(4u) == -1);
     list.Sort();
     EXPECT_EQ(Values(list), (Ints{1, 3, 3, 5, 9}));
     list.SortDescending();
@@ -274,8 +265,7 @@ TEST(List, SearchAndSortUseTheElementOrder) {
     for (unsigned int payload : {4u, 2u, 7u, 0u, 5u, 1u, 6u, 3u})
         pairs.Add(TPair<float, unsigned int>(float(payload % 2), payload));
     pairs.Sort();
-    EXPECT_EQ(pairs[3].m_Payload, 6u);
-    EXPECT_EQ(pairs.Search(TPair<float, unsigned int>(1.0f, 3u)), 5);
+    EXPECT_TRUE(pairs[3].m_Payload == 6u && pairs.Search(TPair<float, unsigned int>(1.0f, 3u)) == 5);
     pairs.SortDescending();
     EXPECT_EQ(pairs[0].m_Payload, 7u);
 }
@@ -289,8 +279,7 @@ TEST(ListValueForms, LiteralZeroIsAValueOrACapacityNotANullPointer) {
     list.AddUnique(0);
     list.Insert(0, 0);
     list.Add(&seven);
-    EXPECT_EQ(Values(list), (Ints{0, 0, 7}));
-    EXPECT_EQ(list.GetCapacity(), 10u);
+    EXPECT_TRUE(Values(list) == (Ints{0, 0, 7}) && list.GetCapacity() == 10u);
     list.Remove(0, true);
     list.AddUnique(&seven);
     list.Insert(&seven, 0);
@@ -342,13 +331,15 @@ TEST(ListBinarySearch, BracketsAgreeWithStandardBoundsOnSortedRuns) {
 
     // Fewer than three elements: two are bracketed but never widened to
     // their run, one is only ever hit.
-    const std::pair<int, int> none(-1, -1);
-    EXPECT_EQ(Bracket(Make<int>({10, 20}), 15, false), std::make_pair(0, 1));
-    EXPECT_EQ(Bracket(Make<int>({20, 20}), 20, true), std::make_pair(0, 0));
-    EXPECT_EQ(Bracket(Make<int>({10, 20}), 25, false), none);
-    EXPECT_EQ(Bracket(Make<int>({10}), 15, false), none);
-    EXPECT_EQ(Bracket(Make<int>({10}), 10, true), std::make_pair(0, 0));
-    EXPECT_EQ(Bracket(TList<int>(), 10, true), none);
+    const struct {
+        Ints values;
+        int value;
+        bool expand;
+        std::pair<int, int> bracket;
+    } shortLists[] = {{{10, 20}, 15, false, {0, 1}}, {{20, 20}, 20, true, {0, 0}}, {{10, 20}, 25, false, {-1, -1}},
+                      {{10}, 15, false, {-1, -1}},   {{10}, 10, true, {0, 0}},     {{}, 10, true, {-1, -1}}};
+    for (const auto& c : shortLists)
+        EXPECT_EQ(Bracket(Make<int>(c.values), c.value, c.expand), c.bracket);
 
     // The single-index forms succeed only on a hit, but name the lower
     // neighbour of a bracketed value.

@@ -66,9 +66,14 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     std::vector<std::uint32_t> first(vertexCount, None), second(vertexCount, None);
     std::vector<std::uint32_t> parent(halfEdges);
     std::vector<double> length(halfEdges, 0.0);
+    // Per vertex: the edges of lines long enough to stay; per line (its
+    // root): its ends at such vertices, 3 once any end lies elsewhere.
+    std::vector<std::uint32_t> longEdges(vertexCount, 0);
+    std::vector<std::uint8_t> bridgeEnds(halfEdges, 0);
     const double cornerAngle = features ? m_Options.m_FeatureAngle : DefaultCornerAngle;
     const double cosCorner = std::cos(cornerAngle * Pi / 180.0);
     const double shortest = MinFeatureLength * m_TargetLength;
+    const double shortestLoop = MinLoopLength * m_TargetLength;
     const auto find = [&](std::uint32_t x) {
         while (parent[x] != x) {
             parent[x] = parent[parent[x]];
@@ -117,15 +122,48 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
                 continue;
             length[find(h)] += m_Twin[h] == None ? std::numeric_limits<double>::infinity() : std::sqrt(EdgeLength2(h));
         }
+        // A short line between two vertices where longer lines pass or meet
+        // (the edge of a thin wedge between its two sides) is no noise: it
+        // closes the outline those lines draw, and without it the corners it
+        // joins keep fans that no edit can even out. Each end must carry at
+        // least two edges of lines that stay, so that a cluster of short
+        // lines, which noise makes, still goes.
+        std::fill(longEdges.begin(), longEdges.end(), 0);
+        for (std::uint32_t h = 0; h < halfEdges; ++h)
+            if (m_Kind[h] == Pending && canonical(h) == h && !(length[find(h)] < shortest)) {
+                ++longEdges[m_Corner[h]];
+                ++longEdges[Target(h)];
+            }
+        std::fill(bridgeEnds.begin(), bridgeEnds.end(), 0);
+        for (std::uint32_t h = 0; h < halfEdges; ++h) {
+            if (m_Kind[h] != Pending || canonical(h) != h)
+                continue;
+            const std::uint32_t root = find(h);
+            if (!(length[root] < shortest))
+                continue;
+            for (const std::uint32_t v : {m_Corner[h], Target(h)})
+                if (!slides[v])
+                    bridgeEnds[root] = bridgeEnds[root] < 2 && longEdges[v] >= 2 ? bridgeEnds[root] + 1 : 3;
+        }
+        // A closed line that turns nowhere sharply (no end at all: the rim of
+        // a hole narrower than the target) keeps the hole open down to a
+        // shorter length: dropped, the tunnel behind it closes and its walls
+        // lie far from the result.
+        const auto stays = [&](std::uint32_t root) {
+            return !(length[root] < shortest) || bridgeEnds[root] == 2 ||
+                   (bridgeEnds[root] == 0 && !(length[root] < shortestLoop));
+        };
         bool dropped = false;
         for (std::uint32_t h = 0; h < halfEdges; ++h)
-            if (m_Kind[h] == Pending && length[find(canonical(h))] < shortest) {
+            if (m_Kind[h] == Pending && !stays(find(canonical(h)))) {
                 m_Kind[h] = None;
                 dropped = true;
             }
         if (!dropped)
             break;
     }
+    if (features)
+        MarkHairpins(count, slides, first, second);
     for (std::uint32_t v = 0; v < vertexCount; ++v)
         if (count[v] != 0 && !(m_Flags[v] & (Deleted | Fixed)))
             m_Flags[v] |= slides[v] ? Sliding : Fixed | Corner;
@@ -156,6 +194,83 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     }
 
     BuildReference(frozenFace, first);
+}
+
+void CEngine::MarkHairpins(const std::vector<std::uint8_t>& count, std::vector<std::uint8_t>& slides,
+                           const std::vector<std::uint32_t>& first, const std::vector<std::uint32_t>& second) {
+    const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
+    const double reach = HairpinReach * m_TargetLength;
+    // The direction of the line where a walk from v along edge e first gets
+    // `reach` away along it, or at the line's end, whichever comes first; in
+    // the direction of the walk. Bounded: HairpinSteps edges.
+    const auto heading = [&](std::uint32_t v, std::uint32_t e) {
+        Vec direction;
+        double walked = 0;
+        for (int step = 0; step < HairpinSteps; ++step) {
+            const std::uint32_t x = m_Corner[e] == v ? Target(e) : m_Corner[e];
+            direction = m_Position[x] - m_Position[v];
+            walked += std::sqrt(Squared(direction));
+            if (walked >= reach || !slides[x] || count[x] != 2)
+                break;
+            e = first[x] == e ? second[x] : first[x];
+            v = x;
+        }
+        direction.Normalise();
+        return direction;
+    };
+    // Which sliding vertices of feature lines lie on a hairpin bend, and how
+    // sharply the line bends at each (its turn over the length of its two
+    // edges).
+    const double cosHairpin = std::cos(HairpinTurn * Pi / 180.0);
+    std::vector<double> bend(vertexCount, -1.0);
+    const auto across = [&](std::uint32_t v, std::uint32_t e) { return m_Corner[e] == v ? Target(e) : m_Corner[e]; };
+    for (std::uint32_t v = 0; v < vertexCount; ++v) {
+        if (!slides[v] || count[v] != 2 || m_Twin[first[v]] == None || m_Twin[second[v]] == None)
+            continue;
+        if (!(heading(v, first[v]) % heading(v, second[v]) > -cosHairpin))
+            continue;
+        const Vec in = m_Position[v] - m_Position[across(v, first[v])];
+        const Vec out = m_Position[across(v, second[v])] - m_Position[v];
+        const double lengths = std::sqrt(Squared(in)) + std::sqrt(Squared(out));
+        bend[v] = std::atan2(std::sqrt(Squared(in * out)), in % out) / lengths;
+    }
+    // Of the vertices along one bend the one that bends most becomes its
+    // corner (the lower index where two bend alike). Bounded: HairpinSteps
+    // vertices each way.
+    std::vector<std::uint32_t> apexes;
+    for (std::uint32_t v = 0; v < vertexCount; ++v) {
+        if (!(bend[v] >= 0))
+            continue;
+        bool best = true;
+        for (const std::uint32_t start : {first[v], second[v]}) {
+            std::uint32_t x = v, e = start;
+            for (int step = 0; step < HairpinSteps && best; ++step) {
+                x = across(x, e);
+                if (x == v || !(bend[x] >= 0))
+                    break;
+                best = bend[v] > bend[x] || (bend[v] == bend[x] && v < x);
+                e = first[x] == e ? second[x] : first[x];
+            }
+        }
+        if (best)
+            apexes.push_back(v);
+    }
+    for (const std::uint32_t v : apexes)
+        slides[v] = 0;
+    // An edge of the input between two such corners (the nose of a blade
+    // thinner than the target, from one cap's outline to the other's) is
+    // the part's edge at the target's resolution: without it the nose
+    // between the corners has no vertex, and the faces that span it cut the
+    // nose off.
+    for (const std::uint32_t v : apexes) {
+        if (m_Flags[v] & NonManifold)
+            continue;
+        ForEachOutgoing(v, [&](std::uint32_t e) {
+            const std::uint32_t w = Target(e), t = m_Twin[e];
+            if (t != None && m_Kind[e] == None && !slides[w] && bend[w] >= 0 && !(m_Flags[w] & NonManifold))
+                m_Kind[e] = m_Kind[t] = Pending;
+        });
+    }
 }
 
 void CEngine::MeasureBoundaryNoise() {

@@ -134,10 +134,23 @@ constexpr std::int64_t ParallelVertices = 4096;
 constexpr std::int64_t ParallelFaces = 8192;
 
 constexpr double Pi = 3.14159265358979323846;
-// Feature lines shorter than this many target lengths, and not joined to an
-// open boundary, are taken for noise and dropped: they cannot be resolved at
-// the target length anyway, and their fixed ends would pin the mesh.
+// Feature lines shorter than this many target lengths, not joined to an open
+// boundary and not bridging two vertices where lines that stay meet, are
+// taken for noise and dropped: they cannot be resolved at the target length
+// anyway, and their fixed ends would pin the mesh.
 constexpr double MinFeatureLength = 3.0;
+// A closed feature line without corners stays down to this many target
+// lengths.
+constexpr double MinLoopLength = 2.0;
+// A feature line that turns by more than this many degrees within this many
+// target lengths on either side of a vertex (the outline around the nose of
+// a blade thinner than the target) makes a corner of it, the vertex where it
+// folds back furthest: sliding vertices there would only cut across the bend,
+// and the part's tip would go with them. The turn is measured between the
+// line's directions that far along it, within this many edges.
+constexpr double HairpinTurn = 135.0;
+constexpr double HairpinReach = 0.25;
+constexpr int HairpinSteps = 64;
 // A relaxation move may not flatten a face below this shape (twice the area
 // over the sum of the squared sides; about 0.03 for a smallest angle of 5
 // degrees).
@@ -242,6 +255,10 @@ private:
     void ClassifyConstraints(const std::vector<char>& frozenFace);
     void BuildReference(const std::vector<char>& frozenFace, const std::vector<std::uint32_t>& firstConstraint);
     void MeasureBoundaryNoise();
+    // Makes the vertex at the tip of each hairpin bend of a feature line a
+    // corner (see HairpinTurn), given the constraint edges at each vertex.
+    void MarkHairpins(const std::vector<std::uint8_t>& count, std::vector<std::uint8_t>& slides,
+                      const std::vector<std::uint32_t>& first, const std::vector<std::uint32_t>& second);
     // The neighbours of open vertex v along the boundary: the target of its
     // open outgoing edge and the origin of its open incoming one.
     void BoundaryNeighbours(std::uint32_t v, std::uint32_t& before, std::uint32_t& after) const {
