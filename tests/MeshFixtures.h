@@ -40,6 +40,19 @@ void AddFace(Mesh& mesh, unsigned int a, unsigned int b, unsigned int c) {
     mesh.m_Faces.Add(TFace<Index>(Index(a), Index(b), Index(c)));
 }
 
+// The quad a b c d as the faces (a, b, c) and (a, c, d).
+template <typename Mesh>
+void AddQuad(Mesh& mesh, unsigned int a, unsigned int b, unsigned int c, unsigned int d) {
+    AddFace(mesh, a, b, c);
+    AddFace(mesh, a, c, d);
+}
+
+// A small mesh spelled out as a table of positions and a table of corners
+// (numbered from the first added vertex), appended to what the mesh holds.
+template <typename Mesh>
+void AddTables(Mesh& mesh, const std::vector<std::array<double, 3>>& points,
+               const std::vector<std::array<unsigned int, 3>>& faces);
+
 // Deterministic noise in [-1, 1] (xorshift), the same on every platform.
 class CNoise {
 public:
@@ -58,23 +71,13 @@ private:
 // One triangle in the z = 0 plane, counter-clockwise seen from +z.
 template <typename Mesh>
 void MakeTriangle(Mesh& mesh) {
-    AddVertex(mesh, 0, 0, 0);
-    AddVertex(mesh, 1, 0, 0);
-    AddVertex(mesh, 0, 1, 0);
-    AddFace(mesh, 0, 1, 2);
+    AddTables(mesh, {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{0, 1, 2}});
 }
 
 // Unit right-angled tetrahedron, outward winding: volume 1/6.
 template <typename Mesh>
 void MakeTetrahedron(Mesh& mesh) {
-    AddVertex(mesh, 0, 0, 0);
-    AddVertex(mesh, 1, 0, 0);
-    AddVertex(mesh, 0, 1, 0);
-    AddVertex(mesh, 0, 0, 1);
-    AddFace(mesh, 0, 2, 1);
-    AddFace(mesh, 0, 1, 3);
-    AddFace(mesh, 0, 3, 2);
-    AddFace(mesh, 1, 2, 3);
+    AddTables(mesh, {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, {{0, 2, 1}, {0, 1, 3}, {0, 3, 2}, {1, 2, 3}});
 }
 
 // Axis-aligned box [0,sx]x[0,sy]x[0,sz] of 8 vertices and 12 outward faces.
@@ -84,10 +87,8 @@ void MakeBox(Mesh& mesh, double sx = 1, double sy = 1, double sz = 1) {
         AddVertex(mesh, (i & 1) ? sx : 0, (i & 2) ? sy : 0, (i & 4) ? sz : 0);
     const unsigned int quads[6][4] = {{0, 2, 3, 1}, {4, 5, 7, 6}, {0, 1, 5, 4},
                                       {2, 6, 7, 3}, {0, 4, 6, 2}, {1, 3, 7, 5}};
-    for (auto& q : quads) {
-        AddFace(mesh, q[0], q[1], q[2]);
-        AddFace(mesh, q[0], q[2], q[3]);
-    }
+    for (auto& q : quads)
+        AddQuad(mesh, q[0], q[1], q[2], q[3]);
 }
 
 // A flat n x m grid of squares in z = 0, each split into two triangles,
@@ -100,8 +101,7 @@ void MakeGrid(Mesh& mesh, unsigned int n, unsigned int m, double h = 1) {
     for (unsigned int j = 0; j < m; ++j)
         for (unsigned int i = 0; i < n; ++i) {
             const unsigned int a = j * (n + 1) + i, b = a + 1, c = a + n + 1, d = c + 1;
-            AddFace(mesh, a, b, d);
-            AddFace(mesh, a, d, c);
+            AddQuad(mesh, a, b, d, c);
         }
 }
 
@@ -168,8 +168,7 @@ void MakeTorus(Mesh& mesh, unsigned int n, unsigned int m, double major = 2, dou
         for (unsigned int i = 0; i < n; ++i) {
             const unsigned int a = j * n + i, b = j * n + (i + 1) % n;
             const unsigned int c = ((j + 1) % m) * n + i, d = ((j + 1) % m) * n + (i + 1) % n;
-            AddFace(mesh, a, b, d);
-            AddFace(mesh, a, d, c);
+            AddQuad(mesh, a, b, d, c);
         }
 }
 
@@ -186,14 +185,10 @@ void MakeBumpySphere(Mesh& mesh, unsigned int levels, double bumps, double noise
         const double x = p.x, y = p.y, z = p.z;
         const double scale =
             1 + bumps * std::sin(4 * x) * std::sin(5 * y) * std::sin(3 * z + 1) + noise * random.Next();
-        p.x = decltype(p.x)(x * scale);
-        p.y = decltype(p.y)(y * scale);
-        p.z = decltype(p.z)(z * scale);
+        p = TVector3<RealOf<Mesh>>(RealOf<Mesh>(x * scale), RealOf<Mesh>(y * scale), RealOf<Mesh>(z * scale));
     }
 }
 
-// A small mesh spelled out as a table of positions and a table of corners
-// (numbered from the first added vertex), appended to what the mesh holds.
 template <typename Mesh>
 void AddTables(Mesh& mesh, const std::vector<std::array<double, 3>>& points,
                const std::vector<std::array<unsigned int, 3>>& faces) {
@@ -298,10 +293,7 @@ void MakePiercedBlock(Mesh& mesh, unsigned int columns = 4, unsigned int rows = 
                               top * depth);
                 }
     auto face = [&](unsigned int p, unsigned int q, unsigned int r, bool flip) {
-        if (flip)
-            AddFace(mesh, p, r, q);
-        else
-            AddFace(mesh, p, q, r);
+        AddFace(mesh, p, flip ? r : q, flip ? q : r);
     };
     for (unsigned int j = 0; j < rows; ++j)
         for (unsigned int i = 0; i < columns; ++i) {
@@ -321,25 +313,18 @@ void MakePiercedBlock(Mesh& mesh, unsigned int columns = 4, unsigned int rows = 
                 }
             }
             // Hole walls face into the hole.
-            for (unsigned int k = 0; k < sides; ++k) {
-                const unsigned int b0 = rim(cell, k, 0), b1 = rim(cell, k + 1, 0), t0 = rim(cell, k, 1),
-                                   t1 = rim(cell, k + 1, 1);
-                AddFace(mesh, b0, t0, t1);
-                AddFace(mesh, b0, t1, b1);
-            }
+            for (unsigned int k = 0; k < sides; ++k)
+                AddQuad(mesh, rim(cell, k, 0), rim(cell, k, 1), rim(cell, k + 1, 1), rim(cell, k + 1, 0));
         }
     // Outer walls.
     for (unsigned int i = 0; i < columns; ++i) {
-        AddFace(mesh, corner(i, 0, 0), corner(i + 1, 0, 0), corner(i + 1, 0, 1));
-        AddFace(mesh, corner(i, 0, 0), corner(i + 1, 0, 1), corner(i, 0, 1));
-        AddFace(mesh, corner(i + 1, rows, 0), corner(i, rows, 0), corner(i, rows, 1));
-        AddFace(mesh, corner(i + 1, rows, 0), corner(i, rows, 1), corner(i + 1, rows, 1));
+        AddQuad(mesh, corner(i, 0, 0), corner(i + 1, 0, 0), corner(i + 1, 0, 1), corner(i, 0, 1));
+        AddQuad(mesh, corner(i + 1, rows, 0), corner(i, rows, 0), corner(i, rows, 1), corner(i + 1, rows, 1));
     }
     for (unsigned int j = 0; j < rows; ++j) {
-        AddFace(mesh, corner(columns, j, 0), corner(columns, j + 1, 0), corner(columns, j + 1, 1));
-        AddFace(mesh, corner(columns, j, 0), corner(columns, j + 1, 1), corner(columns, j, 1));
-        AddFace(mesh, corner(0, j + 1, 0), corner(0, j, 0), corner(0, j, 1));
-        AddFace(mesh, corner(0, j + 1, 0), corner(0, j, 1), corner(0, j + 1, 1));
+        AddQuad(mesh, corner(columns, j, 0), corner(columns, j + 1, 0), corner(columns, j + 1, 1),
+                corner(columns, j, 1));
+        AddQuad(mesh, corner(0, j + 1, 0), corner(0, j, 0), corner(0, j, 1), corner(0, j + 1, 1));
     }
 }
 
@@ -365,9 +350,7 @@ void MakeScannedCreature(Mesh& mesh, unsigned int levels = 4, double noiseLevel 
             r += 1.6 * std::exp(-(angle * angle) / (2 * 0.12 * 0.12));
         }
         r += noiseLevel * edge * noise.Next();
-        p.x = decltype(p.x)(x * r);
-        p.y = decltype(p.y)(y * r);
-        p.z = decltype(p.z)(z * r);
+        p = TVector3<RealOf<Mesh>>(RealOf<Mesh>(x * r), RealOf<Mesh>(y * r), RealOf<Mesh>(z * r));
     }
 }
 
@@ -386,9 +369,8 @@ void MakeScannedBone(Mesh& mesh, unsigned int levels = 4, double length = 8, uns
         const double knob = 0.35 + 0.65 * std::pow(std::fabs(z), 6.0);
         const double head = z > 0.8 && x > 0 ? 0.8 * (z - 0.8) / 0.2 * x : 0;
         const double scale = 1 + 0.1 * edge * noise.Next();
-        p.x = decltype(p.x)((x * knob + head) * scale);
-        p.y = decltype(p.y)(y * knob * scale);
-        p.z = decltype(p.z)(z * length / 2 * scale);
+        p = TVector3<RealOf<Mesh>>(RealOf<Mesh>((x * knob + head) * scale), RealOf<Mesh>(y * knob * scale),
+                                   RealOf<Mesh>(z * length / 2 * scale));
     }
 }
 
@@ -577,8 +559,7 @@ void AddCadPrism(Mesh& mesh, const std::vector<std::array<double, 2>>& outline, 
     }
     for (unsigned int i = 0; i < n; ++i) {
         const unsigned int j = (i + 1) % n;
-        AddFace(mesh, bottom + i, bottom + j, top + j);
-        AddFace(mesh, bottom + i, top + j, top + i);
+        AddQuad(mesh, bottom + i, bottom + j, top + j, top + i);
     }
 }
 
@@ -651,42 +632,43 @@ void MakeFilletedBlock(Mesh& mesh, unsigned int segments = 12, double radius = 0
 template <typename Mesh, typename Field>
 void MakeImplicitSurface(Mesh& mesh, Field&& field, int cells, double low, double high) {
     const double step = (high - low) / cells;
-    const std::int64_t side = cells + 1;
+    // Grid points are numbered along x, then y, then z.
+    const std::size_t side = std::size_t(cells) + 1, points = side * side * side;
     const unsigned int base = mesh.m_Vertices.GetCount();
     // A small shift keeps grid points off symmetric surfaces, so that no
     // value is exactly zero and no triangle collapses.
-    const auto position = [&](std::int64_t g) {
-        const std::int64_t i = g % side, j = (g / side) % side, k = g / (side * side);
-        return std::array<double, 3>{low + i * step + 1.234e-4, low + j * step + 2.345e-4, low + k * step + 0.876e-4};
+    const auto position = [&](std::size_t g) {
+        const std::size_t i = g % side, j = g / side % side, k = g / (side * side);
+        return std::array<double, 3>{low + double(i) * step + 1.234e-4, low + double(j) * step + 2.345e-4,
+                                     low + double(k) * step + 0.876e-4};
     };
-    std::vector<double> value(static_cast<std::size_t>(side * side * side));
-    for (std::int64_t g = 0; g < side * side * side; ++g) {
+    std::vector<double> value(points);
+    for (std::size_t g = 0; g < points; ++g) {
         const std::array<double, 3> p = position(g);
-        value[static_cast<std::size_t>(g)] = field(p[0], p[1], p[2]);
-        if (value[static_cast<std::size_t>(g)] == 0)
-            value[static_cast<std::size_t>(g)] = 1e-12;
+        value[g] = field(p[0], p[1], p[2]);
+        if (value[g] == 0)
+            value[g] = 1e-12;
     }
-    std::vector<std::array<double, 3>> points;
+    std::vector<std::array<double, 3>> crossings;
     std::unordered_map<std::uint64_t, unsigned int> onEdge;
-    const auto crossing = [&](std::int64_t a, std::int64_t b) {
+    const auto crossing = [&](std::size_t a, std::size_t b) {
         if (a > b)
             std::swap(a, b);
-        const std::uint64_t key = static_cast<std::uint64_t>(a) * static_cast<std::uint64_t>(side * side * side) +
-                                  static_cast<std::uint64_t>(b);
+        const std::uint64_t key = std::uint64_t(a) * points + b;
         const auto found = onEdge.find(key);
         if (found != onEdge.end())
             return found->second;
-        const double va = value[static_cast<std::size_t>(a)], vb = value[static_cast<std::size_t>(b)];
+        const double va = value[a], vb = value[b];
         const std::array<double, 3> pa = position(a), pb = position(b);
         const double t = va / (va - vb);
-        const unsigned int index = static_cast<unsigned int>(points.size());
-        points.push_back({pa[0] + (pb[0] - pa[0]) * t, pa[1] + (pb[1] - pa[1]) * t, pa[2] + (pb[2] - pa[2]) * t});
-        AddVertex(mesh, points.back()[0], points.back()[1], points.back()[2]);
+        const unsigned int index = static_cast<unsigned int>(crossings.size());
+        crossings.push_back({pa[0] + (pb[0] - pa[0]) * t, pa[1] + (pb[1] - pa[1]) * t, pa[2] + (pb[2] - pa[2]) * t});
+        AddVertex(mesh, crossings.back()[0], crossings.back()[1], crossings.back()[2]);
         onEdge.emplace(key, index);
         return index;
     };
-    const auto emit = [&](unsigned int a, unsigned int b, unsigned int c, std::int64_t inside, std::int64_t outside) {
-        const std::array<double, 3>&pa = points[a], &pb = points[b], &pc = points[c];
+    const auto emit = [&](unsigned int a, unsigned int b, unsigned int c, std::size_t inside, std::size_t outside) {
+        const std::array<double, 3>&pa = crossings[a], &pb = crossings[b], &pc = crossings[c];
         const std::array<double, 3> pi = position(inside), po = position(outside);
         const double u[3] = {pb[0] - pa[0], pb[1] - pa[1], pb[2] - pa[2]};
         const double v[3] = {pc[0] - pa[0], pc[1] - pa[1], pc[2] - pa[2]};
@@ -699,18 +681,18 @@ void MakeImplicitSurface(Mesh& mesh, Field&& field, int cells, double low, doubl
     };
     static const int tetrahedra[6][4] = {{0, 1, 3, 7}, {0, 3, 2, 7}, {0, 2, 6, 7},
                                          {0, 6, 4, 7}, {0, 4, 5, 7}, {0, 5, 1, 7}};
-    for (std::int64_t k = 0; k < cells; ++k)
-        for (std::int64_t j = 0; j < cells; ++j)
-            for (std::int64_t i = 0; i < cells; ++i) {
-                std::int64_t corner[8];
+    for (std::size_t k = 0; k + 1 < side; ++k)
+        for (std::size_t j = 0; j + 1 < side; ++j)
+            for (std::size_t i = 0; i + 1 < side; ++i) {
+                std::size_t corner[8];
                 for (int q = 0; q < 8; ++q)
                     corner[q] = ((k + ((q >> 2) & 1)) * side + j + ((q >> 1) & 1)) * side + i + (q & 1);
                 for (const auto& tetrahedron : tetrahedra) {
-                    std::int64_t in[4], out[4];
+                    std::size_t in[4], out[4];
                     int ins = 0, outs = 0;
                     for (int q = 0; q < 4; ++q) {
-                        const std::int64_t g = corner[tetrahedron[q]];
-                        if (value[static_cast<std::size_t>(g)] < 0)
+                        const std::size_t g = corner[tetrahedron[q]];
+                        if (value[g] < 0)
                             in[ins++] = g;
                         else
                             out[outs++] = g;

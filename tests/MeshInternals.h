@@ -2,46 +2,34 @@
 
 // The mesh fixtures plus the mesh's private and protected steps (SplitEdges,
 // CollapseEdges, FlipEdges, RelaxVertices, AddDegenerateFace, the
-// infill of one segment), reached through the access type that TMesh
-// befriends for its tests.
+// infill of one segment, the valence sum), reached through the access type
+// that TMesh befriends for its tests.
 #include <utility>
 
 #include "MeshFixtures.h"
 
+// A static member that forwards to the mesh's member of the same name.
+#define QUORVEL_TEST_ACCESS(member)                                                                                    \
+    template <typename Mesh, typename... Args>                                                                         \
+    static auto member(Mesh& mesh, Args&&... args) {                                                                   \
+        return mesh.member(std::forward<Args>(args)...);                                                               \
+    }
+
 namespace Corvane::Pellix::Quorvel {
 
 struct CMeshTestAccess {
-    template <typename Mesh, typename... Args>
-    static bool SplitEdges(Mesh& mesh, Args&&... args) {
-        return mesh.SplitEdges(std::forward<Args>(args)...);
-    }
-    template <typename Mesh, typename... Args>
-    static bool CollapseEdges(Mesh& mesh, Args&&... args) {
-        return mesh.CollapseEdges(std::forward<Args>(args)...);
-    }
-    template <typename Mesh>
-    static bool FlipEdges(Mesh& mesh) {
-        return mesh.FlipEdges();
-    }
-    template <typename Mesh>
-    static void RelaxVertices(Mesh& mesh) {
-        mesh.RelaxVertices();
-    }
-    template <typename Mesh, typename... Args>
-    static void AddDegenerateFace(Mesh& mesh, Args&&... args) {
-        mesh.AddDegenerateFace(std::forward<Args>(args)...);
-    }
-    template <typename Mesh, typename... Args>
-    static void InfillBetweenTwoPoints(Mesh& mesh, Args&&... args) {
-        mesh.InfillBetweenTwoPoints(std::forward<Args>(args)...);
-    }
-    template <typename Mesh>
-    static int CalculateValenceSum(Mesh& mesh, int* a, int* b) {
-        return mesh.CalculateValenceSum(a, b);
-    }
+    QUORVEL_TEST_ACCESS(SplitEdges)
+    QUORVEL_TEST_ACCESS(CollapseEdges)
+    QUORVEL_TEST_ACCESS(FlipEdges)
+    QUORVEL_TEST_ACCESS(RelaxVertices)
+    QUORVEL_TEST_ACCESS(AddDegenerateFace)
+    QUORVEL_TEST_ACCESS(InfillBetweenTwoPoints)
+    QUORVEL_TEST_ACCESS(CalculateValenceSum)
 };
 
 }  // namespace Corvane::Pellix::Quorvel
+
+#undef QUORVEL_TEST_ACCESS
 
 namespace QuorvelTest {
 using Corvane::Pellix::Quorvel::CMeshTestAccess;

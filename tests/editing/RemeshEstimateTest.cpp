@@ -6,6 +6,7 @@
 #include <limits>
 #include <vector>
 
+#include "AdjacencyChecks.h"
 #include "quorvel/meshes/editing/RemeshEstimate.h"
 
 namespace {
@@ -17,16 +18,12 @@ TEST(EstimateRemeshFaceCount, CountsAreaAndSidesOfAGrid) {
     // An n x m grid of squares of side h, two right triangles each.
     const unsigned int n = 6, m = 4;
     const double h = 0.5;
+    TMesh<double, TVertexPN<double>, CA8, unsigned int> grid;
+    QuorvelTest::MakeGrid(grid, n, m, h);
     std::vector<Point> positions;
-    for (unsigned int j = 0; j <= m; ++j)
-        for (unsigned int i = 0; i <= n; ++i)
-            positions.push_back(Point(i * h, j * h, 0));
-    std::vector<std::uint32_t> corners;
-    for (unsigned int j = 0; j < m; ++j)
-        for (unsigned int i = 0; i < n; ++i) {
-            const std::uint32_t a = j * (n + 1) + i, b = a + 1, c = a + n + 1, d = c + 1;
-            corners.insert(corners.end(), {a, b, d, a, d, c});
-        }
+    for (unsigned int v = 0; v < grid.m_Vertices.GetCount(); ++v)
+        positions.push_back(grid.m_Vertices[v].m_Position);
+    const std::vector<std::uint32_t> corners = QuorvelTest::AllCorners(grid);
     for (const double target : {h, 2 * h, 0.3 * h}) {
         const double area = n * m * h * h / (std::sqrt(3.0) / 4 * target * target);
         const double sides = 2.0 * n * m * (2 + std::sqrt(2.0)) * h / target;

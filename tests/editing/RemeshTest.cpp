@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "AdjacencyChecks.h"
+#include "remeshing/RemeshChecks.h"
 
 using namespace QuorvelTest;
 
@@ -10,17 +10,6 @@ namespace {
 
 typedef TMesh<double, TVertexPNC<double>, CA32, unsigned int> MeshD32;
 typedef TMesh<float, TVertexPN<float>, CA8, unsigned short> MeshF16;
-
-// The mean edge length of a closed mesh, whose faces meet every edge twice.
-template <typename Mesh>
-double MeanEdgeLength(const Mesh& mesh) {
-    double sum = 0;
-    for (unsigned int i = 0; i < 3 * mesh.m_Faces.GetCount(); ++i) {
-        const auto* c = mesh.m_Faces[i / 3].m_Corners;
-        sum += mesh.m_Vertices[c[i % 3]].m_Position.DiffVectLen(mesh.m_Vertices[c[(i + 1) % 3]].m_Position);
-    }
-    return sum / (3 * mesh.m_Faces.GetCount());
-}
 
 // Refining brings the mean edge length towards the target. Coarsening need
 // not, since plain averaging shrinks the sphere and each iteration finds
@@ -30,7 +19,7 @@ void RemeshClosedSphere(double factor) {
     Mesh mesh;
     MakeIcosphere(mesh, 3);
     BuildConnectivity(mesh);
-    const double before = MeanEdgeLength(mesh), target = before * factor;
+    const double before = MeanSide(mesh), target = before * factor;
     mesh.Remesh(RealOf<Mesh>(target));
     EXPECT_EQ(mesh.m_VertexAttributes.GetCount(), mesh.m_Vertices.GetCount());
     EXPECT_EQ(ClosedEuler(mesh), 2) << factor;
@@ -44,7 +33,7 @@ void RemeshClosedSphere(double factor) {
         EXPECT_NEAR(mesh.m_Vertices[v].m_Normal.GetLength(), 1, 1e-5) << v;
         EXPECT_GT(mesh.m_Vertices[v].m_Normal % mesh.m_Vertices[v].m_Position, 0) << v;
     }
-    EXPECT_LT(std::fabs(MeanEdgeLength(mesh) - target), std::fabs(before - target) / 2);
+    EXPECT_LT(std::fabs(MeanSide(mesh) - target), std::fabs(before - target) / 2);
 }
 
 }  // namespace
@@ -80,11 +69,8 @@ TEST(Remesh, KeepsTheBoundaryOfAnOpenPatchInPlace) {
         // The signed area is a boundary integral: it stays 64 only if the
         // border is intact and every face kept its winding.
         double area = 0;
-        for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f) {
-            const auto* c = mesh.m_Faces[f].m_Corners;
-            const auto& p0 = mesh.m_Vertices[c[0]].m_Position;
-            area += ((mesh.m_Vertices[c[1]].m_Position - p0) * (mesh.m_Vertices[c[2]].m_Position - p0)).z / 2;
-        }
+        for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
+            area += AreaNormal(mesh, f).z / 2;
         EXPECT_NEAR(area, 64, 1e-9);
     }
 }

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
+#include <limits>
 #include <type_traits>
 #include <vector>
 
@@ -51,49 +51,42 @@ TYPED_TEST(RemeshPreservingShapeTyped, RemeshesABumpySphere) {
     }
 }
 
-// Without iterations only the clean-up runs: the unused vertex and the face
-// with a repeated corner go, everything else keeps its place and record.
-TYPED_TEST(RemeshPreservingShapeTyped, ZeroIterationsOnlyCleanUp) {
-    TypeParam mesh;
-    AddVertex(mesh, 7, 7, 7);  // unused
-    AddVertex(mesh, 0, 0, 0);
-    AddVertex(mesh, 1, 0, 0);
-    AddVertex(mesh, 0, 1, 0);
-    AddVertex(mesh, 0, 0, 1);
-    AddFace(mesh, 1, 3, 2);
-    AddFace(mesh, 1, 2, 4);
-    AddFace(mesh, 2, 2, 3);
-    AddFace(mesh, 1, 4, 3);
-    AddFace(mesh, 2, 3, 4);
-    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
-        mesh.m_Vertices[v].SetColour(100 + v);
+// Without iterations, or with a target that is no positive finite length,
+// only the clean-up runs: the unused vertex and the face with a repeated
+// corner go, everything else keeps its place and record.
+TYPED_TEST(RemeshPreservingShapeTyped, ZeroIterationsOrAnUnusableTargetOnlyCleanUp) {
+    typedef RealOf<TypeParam> Real;
+    typedef typename std::remove_reference<decltype(TypeParam().m_Vertices[0])>::type Vertex;
+    const bool coloured = std::is_same<Vertex, TVertexPNC<Real>>::value;
+    for (const Real target : {Real(0.1), Real(0), Real(-1), std::numeric_limits<Real>::quiet_NaN(),
+                              std::numeric_limits<Real>::infinity()}) {
+        SCOPED_TRACE(target);
+        TypeParam mesh;
+        AddTables(mesh, {{7, 7, 7}, {0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}},
+                  {{1, 3, 2}, {1, 2, 4}, {2, 2, 3}, {1, 4, 3}, {2, 3, 4}});
+        for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
+            mesh.m_Vertices[v].SetColour(100 + v);
+        CRemeshOptions options;
+        if (target == Real(0.1))
+            options.m_Iterations = 0;
+        ASSERT_TRUE(mesh.RemeshPreservingShape(target, options));
 
-    CRemeshOptions options;
-    options.m_Iterations = 0;
-    ASSERT_TRUE(mesh.RemeshPreservingShape(RealOf<TypeParam>(0.1), options));
-
-    EXPECT_TRUE(IsCleanResult(mesh, true));
-    ASSERT_EQ(mesh.m_Vertices.GetCount(), 4u);
-    typedef typename std::remove_reference<decltype(mesh.m_Vertices[0])>::type Vertex;
-    const bool coloured = std::is_same<Vertex, TVertexPNC<RealOf<TypeParam>>>::value;
-    for (unsigned int v = 0; v < 4; ++v) {
-        EXPECT_EQ(Position(mesh, v), TVector3<double>(v == 1, v == 2, v == 3));
-        float x, y, z, nx, ny, nz;
-        unsigned int colour;
-        mesh.m_Vertices[v].GetData(x, y, z, nx, ny, nz, colour);
-        EXPECT_EQ(colour, coloured ? 101 + v : 0u);
+        EXPECT_TRUE(IsCleanResult(mesh, true));
+        ASSERT_EQ(mesh.m_Vertices.GetCount(), 4u);
+        for (unsigned int v = 0; v < 4; ++v) {
+            EXPECT_EQ(Position(mesh, v), TVector3<double>(v == 1, v == 2, v == 3));
+            EXPECT_EQ(ColourOf(mesh, v), coloured ? 101 + v : 0u);
+        }
+        // The same four faces, each up to rotation of its corners.
+        std::vector<V> faces;
+        for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f) {
+            V c = FaceCorners(mesh, f);
+            std::rotate(c.begin(), std::min_element(c.begin(), c.end()), c.end());
+            faces.push_back(c);
+        }
+        std::sort(faces.begin(), faces.end());
+        EXPECT_EQ(faces, (std::vector<V>{{0, 1, 3}, {0, 2, 1}, {0, 3, 2}, {1, 2, 3}}));
     }
-    // The same four faces, each up to rotation of its corners.
-    std::vector<std::array<unsigned int, 3>> faces;
-    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f) {
-        std::array<unsigned int, 3> c = {mesh.m_Faces[f].m_Corners[0], mesh.m_Faces[f].m_Corners[1],
-                                         mesh.m_Faces[f].m_Corners[2]};
-        std::rotate(c.begin(), std::min_element(c.begin(), c.end()), c.end());
-        faces.push_back(c);
-    }
-    std::sort(faces.begin(), faces.end());
-    const std::vector<std::array<unsigned int, 3>> expected = {{0, 1, 3}, {0, 2, 1}, {0, 3, 2}, {1, 2, 3}};
-    EXPECT_EQ(faces, expected);
 }
 
 }  // namespace

@@ -1,16 +1,16 @@
 // Procedural stand-ins for the kinds of input on which remeshing once ran
-// away: a CAD strip of long thin faces between two rims, a block pierced by a
-// grid of holes, scanned organic surfaces remeshed finer than they came. Every
-// run must end with a valid mesh whose size stays in proportion to the input
-// and to its area in target-sized faces. Counts are asserted, never times.
+// away or folded: a CAD strip of long thin faces between two rims, a block
+// pierced by a grid of holes, scanned organic surfaces remeshed finer and
+// coarser than they came. Every run must end with a valid mesh whose size
+// stays in proportion to the input and to its area in target-sized faces, and
+// the shape-preserving remesh folds no smooth surface that the input does not
+// fold. Counts are asserted, never times.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 #include <functional>
-#include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "remeshing/RemeshChecks.h"
@@ -38,6 +38,11 @@ struct CStandIn {
     // The target as a multiple of the mean edge length.
     double m_Relative;
     bool m_Closed;
+    // Run through the designed remesh too.
+    bool m_Exact;
+    // A smooth input, unfolded: no two faces of the result may turn against
+    // each other by more than 120 degrees.
+    bool m_Smooth;
 };
 
 // Both fine pierced blocks made the exact method split without end (past
@@ -46,28 +51,25 @@ struct CStandIn {
 std::vector<CStandIn> StandIns() {
     const unsigned int levels = Sanitized ? 3 : 4;
     return {
-        {"blade strip", [](ShapeMesh& m) { MakeBladeStrip(m, Sanitized ? 150 : 300, 2); }, 1.0, false},
-        {"pierced block", [](ShapeMesh& m) { MakePiercedBlock(m, 3, 3, 16); }, 1.0, true},
-        {"pierced block, fine", [](ShapeMesh& m) { MakePiercedBlock(m, 3, 3, 16); }, 0.25, true},
-        {"pierced block, many sides", [](ShapeMesh& m) { MakePiercedBlock(m, 2, 2, 40); }, 0.25, true},
-        {"scanned creature", [=](ShapeMesh& m) { MakeScannedCreature(m, levels); }, 0.5, true},
-        {"scanned creature, fine", [](ShapeMesh& m) { MakeScannedCreature(m, 3); }, 0.25, true},
-        {"scanned bone", [=](ShapeMesh& m) { MakeScannedBone(m, levels); }, 0.25, true},
+        {"blade strip", [](ShapeMesh& m) { MakeBladeStrip(m, Sanitized ? 150 : 300, 2); }, 1.0, false, true, false},
+        {"pierced block", [](ShapeMesh& m) { MakePiercedBlock(m, 3, 3, 16); }, 1.0, true, true, false},
+        {"pierced block, fine", [](ShapeMesh& m) { MakePiercedBlock(m, 3, 3, 16); }, 0.25, true, true, false},
+        {"pierced block, many sides", [](ShapeMesh& m) { MakePiercedBlock(m, 2, 2, 40); }, 0.25, true, true, false},
+        {"scanned creature", [=](ShapeMesh& m) { MakeScannedCreature(m, levels); }, 0.5, true, true, false},
+        {"scanned creature, fine", [](ShapeMesh& m) { MakeScannedCreature(m, 3); }, 0.25, true, true, false},
+        {"scanned bone", [=](ShapeMesh& m) { MakeScannedBone(m, levels); }, 0.25, true, true, false},
+        {"scanned creature, coarsened", [](ShapeMesh& m) { MakeScannedCreature(m, 4); }, 2.0, true, false, true},
+        {"scanned creature, refined", [](ShapeMesh& m) { MakeScannedCreature(m, 3); }, 0.3, true, false, true},
+        {"scanned bone, as it came", [](ShapeMesh& m) { MakeScannedBone(m, 4); }, 1.0, true, false, true},
+        {"bumpy sphere", [](ShapeMesh& m) { MakeBumpySphere(m, 4, 0.12, 0.01); }, 1.7, true, false, true},
     };
-}
-
-double Area(const ShapeMesh& mesh) {
-    double area = 0;
-    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
-        area += 0.5 * AreaNormal(mesh, f).GetLength();
-    return area;
 }
 
 // Twice the input's faces plus the faces of equilateral triangles of the
 // target size that cover its area: no valid run comes near it (the stand-ins
 // end below one times that), a runaway passes it at once.
 double FaceBound(const ShapeMesh& input, double target) {
-    return 2.0 * (input.m_Faces.GetCount() + Area(input) / (std::sqrt(3.0) / 4.0 * target * target));
+    return 2.0 * (input.m_Faces.GetCount() + input.GetSurfaceArea() / (std::sqrt(3.0) / 4.0 * target * target));
 }
 
 // The result of the designed Remesh: every face names vertices that exist,
@@ -75,44 +77,53 @@ double FaceBound(const ShapeMesh& input, double target) {
 // twice and doubled edges are what its flips and collapses are designed to
 // leave; callers drop them.)
 ::testing::AssertionResult IsUsableResult(const ShapeMesh& mesh) {
-    const unsigned int vertexCount = mesh.m_Vertices.GetCount();
-    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
-        for (int k = 0; k < 3; ++k) {
-            const unsigned int v = mesh.m_Faces[f].m_Corners[k];
-            if (v >= vertexCount)
-                return ::testing::AssertionFailure() << "face " << f << " indexes past the vertices";
-            const TVector3<double> p = Position(mesh, v);
-            if (!std::isfinite(p.x) || !std::isfinite(p.y) || !std::isfinite(p.z))
-                return ::testing::AssertionFailure() << "vertex " << v << " of face " << f << " is not finite";
-        }
+    for (unsigned int i = 0; i < 3 * mesh.m_Faces.GetCount(); ++i) {
+        const unsigned int v = mesh.m_Faces[i / 3].m_Corners[i % 3];
+        if (v >= mesh.m_Vertices.GetCount() || !std::isfinite(Position(mesh, v).GetLength()))
+            return ::testing::AssertionFailure() << "face " << i / 3 << " names a missing or non-finite vertex";
+    }
     return ::testing::AssertionSuccess();
 }
 
-TEST(RemeshStandIns, ExactMethodEndsWithABoundedUsableMesh) {
+TEST(RemeshStandIns, BothMethodsEndWithBoundedValidMeshesAndSmoothOnesUnfolded) {
     for (const CStandIn& standIn : StandIns()) {
         SCOPED_TRACE(standIn.m_Name);
         ShapeMesh input;
         standIn.m_Build(input);
         const double target = standIn.m_Relative * MeanEdge(input);
-        ShapeMesh mesh(input);
-        BuildConnectivity(mesh);
-        mesh.Remesh(target);
-        EXPECT_TRUE(IsUsableResult(mesh));
-        EXPECT_GT(mesh.m_Faces.GetCount(), 0u);
-        EXPECT_LT(mesh.m_Faces.GetCount(), FaceBound(input, target));
-    }
-}
-
-TEST(RemeshStandIns, ShapePreservingMethodEndsWithABoundedCleanMesh) {
-    for (const CStandIn& standIn : StandIns()) {
-        SCOPED_TRACE(standIn.m_Name);
-        ShapeMesh input;
-        standIn.m_Build(input);
-        const double target = standIn.m_Relative * MeanEdge(input);
+        if (standIn.m_Exact) {
+            ShapeMesh mesh(input);
+            BuildConnectivity(mesh);
+            mesh.Remesh(target);
+            EXPECT_TRUE(IsUsableResult(mesh));
+            EXPECT_GT(mesh.m_Faces.GetCount(), 0u);
+            EXPECT_LT(mesh.m_Faces.GetCount(), FaceBound(input, target));
+        }
         ShapeMesh mesh(input);
         ASSERT_TRUE(mesh.RemeshPreservingShape(target));
         EXPECT_TRUE(IsCleanResult(mesh, standIn.m_Closed));
         EXPECT_LT(mesh.m_Faces.GetCount(), FaceBound(input, target));
+        if (standIn.m_Smooth) {
+            ASSERT_EQ(FoldedEdges(input, -0.5), 0u);
+            EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
+        }
+    }
+}
+
+// The creature's limbs end in tips sharper than the target resolves: three
+// or four faces meet there, steep enough that a collapse or flip which
+// leaves one of them leaning past its neighbours folds it. Stopping early
+// returns what the iterations so far made, so every one must leave no fold.
+TEST(RemeshStandIns, SharpLimbTipsStayUnfoldedAfterEveryIteration) {
+    for (unsigned int iterations = 1; iterations <= 6; ++iterations) {
+        SCOPED_TRACE(iterations);
+        ShapeMesh mesh;
+        MakeScannedCreature(mesh, 4);
+        CRemeshOptions options;
+        options.m_Iterations = iterations;
+        ASSERT_TRUE(mesh.RemeshPreservingShape(MeanEdge(mesh), options));
+        EXPECT_TRUE(IsCleanResult(mesh, true));
+        EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
     }
 }
 
@@ -123,19 +134,12 @@ TEST(RemeshStandIns, ShapePreservingMethodEndsWithABoundedCleanMesh) {
 TEST(RemeshStandIns, CollapsesGatherNoHugeFanBetweenDenseRims) {
     ShapeMesh mesh;
     MakeBladeStrip(mesh, Sanitized ? 800 : 2000, 1);
-    const double target = 1.0 * MeanEdge(mesh);
-    ASSERT_TRUE(mesh.RemeshPreservingShape(target));
-    EXPECT_TRUE(IsCleanResult(mesh, false));
-    std::vector<std::set<unsigned int>> neighbours(mesh.m_Vertices.GetCount());
-    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
-        for (int k = 0; k < 3; ++k) {
-            const unsigned int a = mesh.m_Faces[f].m_Corners[k], b = mesh.m_Faces[f].m_Corners[(k + 1) % 3];
-            neighbours[a].insert(b);
-            neighbours[b].insert(a);
-        }
-    std::size_t largest = 0;
-    for (const auto& around : neighbours)
-        largest = std::max(largest, around.size());
+    ASSERT_TRUE(mesh.RemeshPreservingShape(MeanEdge(mesh)));
+    // Clean, so the kept neighbour lists equal a rebuild's.
+    ASSERT_TRUE(IsCleanResult(mesh, false));
+    unsigned int largest = 0;
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
+        largest = std::max(largest, mesh.m_VertexConnectivity[v].GetCount());
     EXPECT_LE(largest, 72u);
 }
 

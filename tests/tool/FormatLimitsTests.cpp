@@ -10,6 +10,7 @@
 #include <limits>
 
 #include "ToolTestSupport.h"
+#include "core/Numbers.h"
 #include "core/ToolError.h"
 #include "io/MeshFormats.h"
 
@@ -345,4 +346,56 @@ TEST(MeshFormats, HandWrittenFilesOfEveryFormatReadAsDescribed) {
     const CMeshData one = ReadMeshFile(dir.Path("one.stl"));
     EXPECT_EQ(one.m_Positions, corners);
     EXPECT_EQ(one.m_Triangles, (std::vector<Triangle>{{0, 1, 2}}));
+}
+
+// Binary PLY in the common layout (fixed-size vertex properties, faces of
+// one corner list) is read by a shorter path than other layouts: the same
+// file with its faces as a quad, or with a further element, takes the
+// general one, and all give the mesh the ASCII form of the file gives.
+TEST(MeshFormats, BinaryPlyReadsAsItsAsciiTwinWhateverItsLayout) {
+    const float xs[] = {0.1f, 1.5f, -2.25f, 3.0f};
+    const double ys[] = {1.0 / 3.0, -0.5, 2.0, 1e-300};
+    const float zs[] = {0.0f, 1.0f, -7.5f, 4.0f};
+    auto header = [](const char* format, const char* faces, const char* extra) {
+        return std::string("ply\nformat ") + format +
+               " 1.0\nelement vertex 4\nproperty float x\nproperty uchar red\nproperty double y\nproperty float "
+               "z\nelement face " +
+               faces + "\nproperty list uchar int vertex_indices\n" + extra + "end_header\n";
+    };
+    auto vertices = [&]() {
+        std::string bytes;
+        for (int i = 0; i < 4; ++i) {
+            AppendBytes(bytes, xs[i]);
+            AppendBytes(bytes, static_cast<std::uint8_t>(200 + i));
+            AppendBytes(bytes, ys[i]);
+            AppendBytes(bytes, zs[i]);
+        }
+        return bytes;
+    };
+    auto face = [](std::string& bytes, std::initializer_list<std::int32_t> corners) {
+        AppendBytes(bytes, static_cast<std::uint8_t>(corners.size()));
+        for (const std::int32_t c : corners)
+            AppendBytes(bytes, c);
+    };
+    std::string common = header("binary_little_endian", "2", "") + vertices();
+    face(common, {0, 1, 2});
+    face(common, {0, 2, 3});
+    std::string quad = header("binary_little_endian", "1", "") + vertices();
+    face(quad, {0, 1, 2, 3});
+    std::string extra = header("binary_little_endian", "2", "element note 1\nproperty uchar n\n") + vertices();
+    face(extra, {0, 1, 2});
+    face(extra, {0, 2, 3});
+    AppendBytes(extra, static_cast<std::uint8_t>(9));
+    std::string ascii = header("ascii", "2", "");
+    for (int i = 0; i < 4; ++i)
+        ascii += FormatReal(xs[i]) + " 7 " + FormatReal(ys[i]) + " " + FormatReal(zs[i]) + "\n";
+    ascii += "3 0 1 2\n3 0 2 3\n";
+
+    const CMeshData expected = ReadPly(ascii, "ascii.ply");
+    ASSERT_EQ(expected.m_Triangles.size(), 2u);
+    for (const std::string* bytes : {&common, &quad, &extra}) {
+        const CMeshData mesh = ReadPly(*bytes, "binary.ply");
+        EXPECT_EQ(mesh.m_Positions, expected.m_Positions);
+        EXPECT_EQ(mesh.m_Triangles, expected.m_Triangles);
+    }
 }

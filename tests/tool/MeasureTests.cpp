@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
+#include <tuple>
 #include <vector>
 
 #include "ToolTestSupport.h"
+#include "commands/CommandSupport.h"
 #include "core/KeySort.h"
 #include "core/MeshRepair.h"
 #include "core/MeshTopology.h"
@@ -16,6 +18,7 @@
 #include "report/SurfaceDistance.h"
 
 using namespace QuorvelToolTest;
+using Corvane::Pellix::Quorvel::CTriangleTree;
 
 TEST(SurfaceDistance, HausdorffMeanAndRmsMatchClosedForms) {
     const CMeshData grid = MakeGrid(8, 0.5);
@@ -201,4 +204,70 @@ TEST(KeySort, AgreesWithAComparisonSortWhateverBytesTheKeysShare) {
                      [](std::uint64_t a, std::uint64_t b) { return a >> 32 < b >> 32; });
     SortKeys(keys, 32);
     EXPECT_EQ(keys, expected);
+}
+
+// The tool works on meshes scaled near unit size by a power of two and scales
+// the result back: both ways must round as ldexp does, to the last bit, even
+// where the result is subnormal or overflows.
+TEST(UnitScale, ScalingByAPowerOfTwoRoundsAsLdexpDoes) {
+    const double values[] = {
+        1.0, -1.2345678901234567, 0x1.fffffffffffffp+1023, 0x1p-1074, 0x1.8p-1070, 3.0e-300, -7.5e300,
+        0.0, 1.0000000000000002};
+    for (const int exponent : {-1100, -1074, -1060, -1022, -200, -1, 1, 17, 1023, 1030, 2000}) {
+        std::vector<Point> points;
+        for (const double v : values)
+            points.emplace_back(v, -v, v * 0.5);
+        std::vector<Point> scaled = points;
+        ScaleByPowerOfTwo(scaled, exponent);
+        for (std::size_t i = 0; i < points.size(); ++i)
+            for (int k = 0; k < 3; ++k)
+                EXPECT_EQ(scaled[i][k], std::ldexp(points[i][k], exponent)) << points[i][k] << " * 2^" << exponent;
+    }
+}
+
+// The distance passes take their samples in space order, prepared ahead on
+// one core or on all, and may start from a floor (the other pass's result):
+// neither changes the figure, which is the exact largest distance or the
+// floor, whichever is larger.
+TEST(SurfaceDistance, OrderedPassIsTheLargerOfItsFloorAndTheExactFarthestSample) {
+    const CMeshData sphere = MakeSphere(5);
+    CMeshData bumped = sphere;
+    for (const std::size_t v : {17u, 400u, 9000u})
+        bumped.m_Positions[v] = bumped.m_Positions[v] * (1 + 0.01 * double(v % 7));
+    std::vector<Point> samples = SampleSurface(bumped, 20000);
+    AddEdgeMidpoints(bumped, CEdgeCensus(bumped), samples);
+    const CTriangleTree tree = BuildTriangleTree(sphere, CTriangleTree::EShape::Median);
+    const double exact = MeasureOneSided(samples, tree).m_Max;
+    ASSERT_GT(exact, 0.01);
+
+    const std::vector<Point> ordered = InSpaceOrder(samples), alone = InSpaceOrder(samples, false);
+    EXPECT_EQ(ordered, alone);
+    std::vector<Point> sorted = ordered, original = samples;
+    const auto less = [](const Point& a, const Point& b) { return std::tie(a.x, a.y, a.z) < std::tie(b.x, b.y, b.z); };
+    std::sort(sorted.begin(), sorted.end(), less);
+    std::sort(original.begin(), original.end(), less);
+    EXPECT_EQ(sorted, original);
+    EXPECT_NE(ordered, samples);
+
+    EXPECT_EQ(FarthestOrderedSampleDistance(ordered, tree, 0), exact);
+    EXPECT_EQ(FarthestOrderedSampleDistance(ordered, tree, exact / 2), exact);
+    EXPECT_EQ(FarthestOrderedSampleDistance(ordered, tree, 2 * exact), 2 * exact);
+    EXPECT_EQ(FarthestSampleDistance(samples, tree), exact);
+}
+
+// The mean edge length that sets the default target sums the same edges in
+// the same order as the table's figure, so the two agree to the bit, on a
+// mesh with repeated, reversed and degenerate faces and unused vertices.
+TEST(MeshStatistics, TrueMeanEdgeLengthIsTheTablesMeanToTheBit) {
+    CMeshData mesh = MakeSphere(4);
+    std::mt19937 random(3);
+    std::uniform_real_distribution<double> jitter(-0.01, 0.01);
+    for (Point& p : mesh.m_Positions)
+        p = p + Point(jitter(random), jitter(random), jitter(random));
+    const Triangle first = mesh.m_Triangles[0];
+    mesh.m_Triangles.push_back(first);
+    mesh.m_Triangles.push_back(Triangle{first[2], first[1], first[0]});
+    mesh.m_Triangles.push_back(Triangle{first[0], first[0], first[1]});
+    mesh.m_Positions.emplace_back(5, 5, 5);
+    EXPECT_EQ(TrueMeanEdgeLength(mesh), MeasureMesh(mesh).m_MeanEdge);
 }

@@ -67,10 +67,10 @@ std::string DescribeMemoryLimit(const CResourceLimits& limits, const CCommandLin
 // input, read and repaired, and the program itself) plus what the method
 // adds. Refused up front when over the limit; otherwise the watchdog expects
 // it.
-double CheckEstimatedMemory(const CResourceLimits& limits, const CMeshData& input, EMethod method, double scaledTarget,
+double CheckEstimatedMemory(const CResourceLimits& limits, double inputFaces, double peakFaces, EMethod method,
                             double target, const std::string& name, const CCommandLine& line) {
     const double needed = EstimateRemeshPeakMemory(
-        input, scaledTarget, method == EMethod::Exact ? ERemeshMethod::Exact : ERemeshMethod::Preserve);
+        inputFaces, peakFaces, method == EMethod::Exact ? ERemeshMethod::Exact : ERemeshMethod::Preserve);
     if (limits.m_MaxMemory != 0 && needed > static_cast<double>(limits.m_MaxMemory))
         throw CToolError(Located(name, "remeshing to " + FormatQuantity(target, 4) + " would need about " +
                                            FormatMemorySize(static_cast<std::uint64_t>(needed)) +
@@ -194,7 +194,7 @@ int Run(const CCommandLine& line) {
     const double peakFaces = EstimatePeakFaces(input, scaledTarget);
     CResourceLimits limits = GetLimits(line, inputFaces, peakFaces);
     limits.m_ExpectedMemory =
-        static_cast<std::uint64_t>(CheckEstimatedMemory(limits, input, method, scaledTarget, target, name, line));
+        static_cast<std::uint64_t>(CheckEstimatedMemory(limits, inputFaces, peakFaces, method, target, name, line));
 
     // The designed Remesh cannot be interrupted, so its watchdog ends the
     // process; the shape-preserving remesh is asked to stop after its

@@ -218,9 +218,12 @@ double EstimateRemeshMemory(double inputFaces, double peakFaces, ERemeshMethod m
 }
 
 double EstimateRemeshPeakMemory(const CMeshData& input, double target, ERemeshMethod method) {
-    return static_cast<double>(GetResidentMemory()) +
-           EstimateRemeshMemory(static_cast<double>(input.m_Triangles.size()), EstimatePeakFaces(input, target),
-                                method);
+    return EstimateRemeshPeakMemory(static_cast<double>(input.m_Triangles.size()), EstimatePeakFaces(input, target),
+                                    method);
+}
+
+double EstimateRemeshPeakMemory(double inputFaces, double peakFaces, ERemeshMethod method) {
+    return static_cast<double>(GetResidentMemory()) + EstimateRemeshMemory(inputFaces, peakFaces, method);
 }
 
 double GetDefaultTimeLimit(double inputFaces, double resultFaces) {

@@ -92,6 +92,9 @@ double EstimateRemeshMemory(double inputFaces, double peakFaces, ERemeshMethod m
 // The figure to compare with the memory limit before starting, and to pass
 // as CResourceLimits::m_ExpectedMemory.
 double EstimateRemeshPeakMemory(const CMeshData& input, double target, ERemeshMethod method);
+// The same from the input's face count and EstimatePeakFaces, for a caller
+// that has the estimate already.
+double EstimateRemeshPeakMemory(double inputFaces, double peakFaces, ERemeshMethod method);
 
 // A time limit in proportion to the work: 20 s of processor time plus 0.1 ms per face of the
 // input and of EstimatePeakFaces. Healthy runs on a busy two-core machine

@@ -288,7 +288,84 @@ std::string OutOfRange(std::int64_t index, std::uint64_t vertexCount) {
            " vertices)";
 }
 
+// The layout nearly every binary PLY mesh has, read without the per-value
+// dispatch of ReadBinaryBody: little-endian, vertices of fixed-size
+// properties with float or double coordinates, then faces holding only a
+// corner list of 8-bit counts and 32-bit indices. False, with the mesh as
+// it was, for any other layout and for anything ReadBinaryBody would remark
+// on (a count other than 3, an index out of range, a non-finite coordinate,
+// a short file), which is then read the general way.
+bool ReadCommonBinaryBody(const CPlyLayout& layout, std::string_view body, CMeshData& mesh) {
+    if (__BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__ || layout.m_Format != EPlyFormat::BinaryLittle ||
+        layout.m_Elements.size() != 2 || layout.m_VertexElement != 0 || layout.m_FaceElement != 1)
+        return false;
+    const CPlyElement& vertices = layout.m_Elements[0];
+    const CPlyElement& faces = layout.m_Elements[1];
+    std::size_t stride = 0, offsets[3] = {0, 0, 0};
+    bool doubles[3] = {false, false, false};
+    for (std::size_t k = 0; k < vertices.m_Properties.size(); ++k) {
+        const CPlyProperty& property = vertices.m_Properties[k];
+        if (property.m_IsList)
+            return false;
+        for (int c = 0; c < 3; ++c)
+            if (layout.m_Coordinates[c] == static_cast<int>(k)) {
+                if (property.m_Type != EPlyType::Float32 && property.m_Type != EPlyType::Float64)
+                    return false;
+                offsets[c] = stride;
+                doubles[c] = property.m_Type == EPlyType::Float64;
+            }
+        stride += SizeOf(property.m_Type);
+    }
+    if (faces.m_Properties.size() != 1 || layout.m_CornerList != 0)
+        return false;
+    const CPlyProperty& list = faces.m_Properties[0];
+    if (list.m_CountType != EPlyType::UInt8 && list.m_CountType != EPlyType::Int8)
+        return false;
+    if (list.m_Type != EPlyType::Int32 && list.m_Type != EPlyType::UInt32)
+        return false;
+    const std::uint64_t vertexCount = vertices.m_Count, faceCount = faces.m_Count;
+    if (vertexCount > body.size() / std::max<std::size_t>(stride, 1) ||
+        faceCount > (body.size() - vertexCount * stride) / 13)
+        return false;
+    const std::size_t firstPosition = mesh.m_Positions.size(), firstTriangle = mesh.m_Triangles.size();
+    const char* at = body.data();
+    mesh.m_Positions.reserve(firstPosition + vertexCount);
+    for (std::uint64_t i = 0; i < vertexCount; ++i, at += stride) {
+        Point p;
+        for (int c = 0; c < 3; ++c) {
+            if (doubles[c]) {
+                std::memcpy(&p[c], at + offsets[c], 8);
+            } else {
+                float value;
+                std::memcpy(&value, at + offsets[c], 4);
+                p[c] = value;
+            }
+        }
+        if (!IsFinitePoint(p)) {
+            mesh.m_Positions.resize(firstPosition);
+            return false;
+        }
+        mesh.m_Positions.push_back(p);
+    }
+    // Both index types are read as unsigned: a negative int32 is then beyond
+    // every vertex count the header allows.
+    mesh.m_Triangles.reserve(firstTriangle + faceCount);
+    for (std::uint64_t i = 0; i < faceCount; ++i, at += 13) {
+        std::uint32_t corners[3];
+        std::memcpy(corners, at + 1, 12);
+        if (at[0] != 3 || corners[0] >= vertexCount || corners[1] >= vertexCount || corners[2] >= vertexCount) {
+            mesh.m_Positions.resize(firstPosition);
+            mesh.m_Triangles.resize(firstTriangle);
+            return false;
+        }
+        mesh.m_Triangles.push_back(Triangle{corners[0], corners[1], corners[2]});
+    }
+    return true;
+}
+
 void ReadBinaryBody(const CPlyLayout& layout, std::string_view body, const std::string& fileName, CMeshData& mesh) {
+    if (ReadCommonBinaryBody(layout, body, mesh))
+        return;
     CBinarySource source(body, layout.m_Format == EPlyFormat::BinaryBig, fileName);
     std::uint64_t least = 0;
     for (const CPlyElement& element : layout.m_Elements)
@@ -469,6 +546,28 @@ void WritePly(COutputFile& out, const CMeshData& mesh, EEncoding encoding) {
     }
     // Each list goes out in one piece: a call per element cost more than
     // its bytes.
+    if (__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__) {
+        // The bytes in memory are the file's: copied in place, without an
+        // append per value.
+        chunk.resize(std::max(24 * mesh.m_Positions.size(), 13 * mesh.m_Triangles.size()));
+        char* at = chunk.data();
+        for (const Point& p : mesh.m_Positions) {
+            const double xyz[3] = {p.x, p.y, p.z};
+            std::memcpy(at, xyz, 24);
+            at += 24;
+        }
+        out.Write(std::string_view(chunk.data(), 24 * mesh.m_Positions.size()));
+        at = chunk.data();
+        for (const Triangle& t : mesh.m_Triangles) {
+            const std::int32_t corners[3] = {static_cast<std::int32_t>(t[0]), static_cast<std::int32_t>(t[1]),
+                                             static_cast<std::int32_t>(t[2])};
+            *at = char(3);
+            std::memcpy(at + 1, corners, 12);
+            at += 13;
+        }
+        out.Write(std::string_view(chunk.data(), 13 * mesh.m_Triangles.size()));
+        return;
+    }
     chunk.reserve(std::max(24 * mesh.m_Positions.size(), 13 * mesh.m_Triangles.size()));
     for (const Point& p : mesh.m_Positions) {
         AppendLittleEndian(chunk, p.x);

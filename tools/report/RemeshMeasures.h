@@ -47,6 +47,7 @@ public:
     public:
         CMeshStatistics m_Statistics;
         CTriangleTree m_Tree;
+        // In the order the distance pass takes them (InSpaceOrder).
         std::vector<Point> m_Samples;
     };
 

@@ -101,56 +101,86 @@ std::uint32_t Spread(std::uint32_t v) {
 // cell numbers, with the sample's index below them, are sorted by bytes in a
 // fraction of the time a comparison sort takes, and samples in one cell keep
 // their order.
-std::vector<Point> InSpaceOrder(const std::vector<Point>& samples) {
-    Point low(HUGE_VAL, HUGE_VAL, HUGE_VAL), high(-HUGE_VAL, -HUGE_VAL, -HUGE_VAL);
-    for (const Point& p : samples)
+std::vector<Point> MortonOrder(const std::vector<Point>& samples, bool allCores) {
+    const std::int64_t n = static_cast<std::int64_t>(samples.size());
+    double low[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL}, high[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
+    // Only the sort runs on one core: the box, the keys and the gather split
+    // evenly.
+#pragma omp parallel if (allCores)
+    {
+        double threadLow[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL}, threadHigh[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
+#pragma omp for schedule(static) nowait
+        for (std::int64_t i = 0; i < n; ++i)
+            for (int k = 0; k < 3; ++k) {
+                threadLow[k] = std::min(threadLow[k], samples[i][k]);
+                threadHigh[k] = std::max(threadHigh[k], samples[i][k]);
+            }
+#pragma omp critical
         for (int k = 0; k < 3; ++k) {
-            low[k] = std::min(low[k], p[k]);
-            high[k] = std::max(high[k], p[k]);
+            low[k] = std::min(low[k], threadLow[k]);
+            high[k] = std::max(high[k], threadHigh[k]);
         }
+    }
+    // Cells a unit of length an axis. The order only speeds the pass up:
+    // whatever it is, the pass finds the same distance.
+    double scale[3];
+    for (int k = 0; k < 3; ++k) {
+        const double extent = high[k] - low[k];
+        scale[k] = extent > 0 && std::isfinite(extent) ? 1023.0 / extent : 0.0;
+    }
     // The cell number in the high half, the sample's index in the low one.
     std::vector<std::uint64_t> keys(samples.size());
-    for (std::size_t i = 0; i < samples.size(); ++i) {
+#pragma omp parallel for schedule(static) if (allCores)
+    for (std::int64_t i = 0; i < n; ++i) {
         std::uint32_t cell = 0;
         for (int k = 0; k < 3; ++k) {
-            const double extent = high[k] - low[k];
-            const double unit = extent > 0 ? (samples[i][k] - low[k]) / extent : 0.0;
-            const std::uint32_t step =
-                std::isfinite(unit) ? static_cast<std::uint32_t>(std::clamp(unit, 0.0, 1.0) * 1023.0) : 0;
+            const double unit = (samples[i][k] - low[k]) * scale[k];
+            // Written so that a NaN falls in cell 0.
+            const std::uint32_t step = unit > 0 ? static_cast<std::uint32_t>(std::min(unit, 1023.0)) : 0;
             cell |= Spread(step) << k;
         }
         keys[i] = std::uint64_t(cell) << 32 | static_cast<std::uint32_t>(i);
     }
     SortKeys(keys, 32);
     std::vector<Point> ordered(samples.size());
-    for (std::size_t i = 0; i < keys.size(); ++i)
+#pragma omp parallel for schedule(static) if (allCores)
+    for (std::int64_t i = 0; i < n; ++i)
         ordered[i] = samples[static_cast<std::uint32_t>(keys[i])];
     return ordered;
 }
 
 }  // namespace
 
+std::vector<Point> InSpaceOrder(std::vector<Point> samples, bool allCores) {
+    if (static_cast<std::int64_t>(samples.size()) >= ParallelSamples)
+        return MortonOrder(samples, allCores);
+    return samples;
+}
+
 double FarthestSampleDistance(std::vector<Point> samples, const CTriangleTree& tree) {
+    return FarthestOrderedSampleDistance(InSpaceOrder(std::move(samples)), tree, 0);
+}
+
+double FarthestOrderedSampleDistance(const std::vector<Point>& samples, const CTriangleTree& tree, double atLeast) {
     const std::int64_t n = static_cast<std::int64_t>(samples.size());
-    if (n >= ParallelSamples)
-        samples = InSpaceOrder(samples);
     const CBoxHierarchy& hierarchy = tree.GetHierarchy();
     TreeWalk::CLinks links;
     links.Build(hierarchy);
-    double worst = 0;
+    double worst = std::max(atLeast, 0.0);
     // A sample with a triangle within the thread's worst so far cannot raise
     // the maximum: the first such triangle settles it, without the nearest
     // one. Neighbouring samples are usually settled by the same triangle or
     // another of its leaf, so each thread's search starts at the leaf of the
     // last triangle found (`hint`, a position of the tree's order), tries
-    // that triangle first and then climbs. (A thread's copy of `worst`
-    // starts at the lowest double, hence the clamp.)
+    // that triangle first and then climbs. A thread's copy of `worst` starts
+    // at `atLeast`: samples within it are settled as cheaply.
 #pragma omp parallel reduction(max : worst) if (n >= ParallelSamples)
     {
+        worst = std::max(atLeast, 0.0);
         std::uint32_t hint = CSurfacePoint::NoTriangle;
 #pragma omp for schedule(dynamic, 1024)
         for (std::int64_t i = 0; i < n; ++i) {
-            const double bound = std::max(worst, 0.0);
+            const double bound = worst;
             const double limit = bound * bound;
             const double p[3] = {samples[i].x, samples[i].y, samples[i].z};
             if (hint != CSurfacePoint::NoTriangle) {
@@ -257,7 +287,8 @@ double SampledHausdorffDistance(const CMeshData& a, const CMeshData& b, std::siz
     std::vector<Point> fromA = SampleSurface(a, samples), fromB = SampleSurface(b, samples);
     AddEdgeMidpoints(a, CEdgeCensus(a), fromA);
     AddEdgeMidpoints(b, CEdgeCensus(b), fromB);
-    return std::max(FarthestSampleDistance(std::move(fromA), treeB), FarthestSampleDistance(std::move(fromB), treeA));
+    return FarthestOrderedSampleDistance(InSpaceOrder(std::move(fromB)), treeA,
+                                         FarthestSampleDistance(std::move(fromA), treeB));
 }
 
 }  // namespace Corvane::Pellix::Quorvel::Tool

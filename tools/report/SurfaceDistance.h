@@ -48,6 +48,18 @@ public:
 // nearer than the largest so far is settled by the first triangle that
 // shows it, without its nearest one. On all cores when there are many.
 double FarthestSampleDistance(std::vector<Point> samples, const CTriangleTree& tree);
+// The order FarthestSampleDistance takes samples in: along a Morton curve
+// through their box when there are enough of them to share out between
+// threads, so that consecutive ones meet the same parts of the tree; as
+// they come otherwise. On all cores unless `allCores` is false (for a
+// thread that works beside others).
+std::vector<Point> InSpaceOrder(std::vector<Point> samples, bool allCores = true);
+// The larger of `atLeast` and FarthestSampleDistance, for samples already
+// in InSpaceOrder (so that the ordering can be done ahead, where a core is
+// idle). Samples within `atLeast` are settled as cheaply as those within
+// the largest distance so far, so the larger of the two one-sided distances
+// comes sooner with the first one's as `atLeast` of the second.
+double FarthestOrderedSampleDistance(const std::vector<Point>& ordered, const CTriangleTree& tree, double atLeast);
 
 // Every sample's exact distance to the other surface, on all cores.
 COneSidedDistance MeasureOneSided(const std::vector<Point>& samples, const CTriangleTree& tree);
