@@ -15,12 +15,14 @@
 // figures with thin limbs and tight folds, noisy kept boundaries), each run
 // by preserve and cgal-proj only.
 //
-// Usage: bench_peers_remesh [--relative R] [--repeat N] [--stand-ins [--only NAME]] [FACES ...]
+// Usage: bench_peers_remesh [--relative R] [--repeat N] [--stand-ins [--only NAME] [--no-peer]] [FACES ...]
 //   FACES       input sizes (default: 50000 500000)
 //   --relative  target = R times the input's mean edge length (default 1)
 //   --repeat    run every method N times and report the fastest (default 1)
 //   --stand-ins the stand-ins instead of the generated sizes
-//   --only      only the stand-ins whose name contains NAME (to iterate on one)
+//   --only      only the stand-ins whose name contains NAME
+//   --no-peer   preserve alone, without CGAL (speed then reads 1.00x): the
+//               quick loop while working on one stand-in
 #include <CGAL/Exact_predicates_inexact_constructions_kernel.h>
 #include <CGAL/Polygon_mesh_processing/remesh.h>
 #include <CGAL/Surface_mesh.h>
@@ -178,17 +180,24 @@ CRun Fastest(unsigned int repeat, Method&& method) {
     return best;
 }
 
-// every: all four methods; otherwise preserve beside cgal-proj.
-void Compare(const std::string& name, const CMeshData& input, double relative, unsigned int repeat, bool every = true) {
+// every: all four methods; otherwise preserve beside cgal-proj, or alone
+// without peer.
+void Compare(const std::string& name, const CMeshData& input, double relative, unsigned int repeat, bool every = true,
+             bool peer = true) {
     const double target = relative * Tool::TrueMeanEdgeLength(input);
     const CMeshStatistics before = Tool::MeasureMesh(input);
     std::printf(
         "\n%s: %zu vertices, %zu faces, edge cv %.3f, min angle %.2f, target %.6g (%g x its mean edge length)\n",
         name.c_str(), input.m_Positions.size(), input.m_Triangles.size(), before.m_EdgeVariation, before.m_MinAngle,
         target, relative);
-    const CRun reference = Fastest(repeat, [&] { return RunCgal(input, target, true); });
     std::vector<CRun> runs;
     runs.push_back(Fastest(repeat, [&] { return RunPreserve(input, target); }));
+    if (!peer) {
+        PrintHeader();
+        PrintRow(runs.front(), input, before, runs.front().m_Seconds);
+        return;
+    }
+    const CRun reference = Fastest(repeat, [&] { return RunCgal(input, target, true); });
     if (every) {
         runs.push_back(Fastest(repeat, [&] { return RunExact(input, target); }));
         runs.push_back(Fastest(repeat, [&] { return RunCgal(input, target, false); }));
@@ -207,7 +216,7 @@ CMeshData StandIn(Build&& build) {
     return Extract(mesh);
 }
 
-void CompareStandIns(double relative, unsigned int repeat, const std::string& only) {
+void CompareStandIns(double relative, unsigned int repeat, const std::string& only, bool peer) {
     using namespace QuorvelTest;
     const std::pair<const char*, std::function<void(Mesh&)>> standIns[] = {
         {"CAD cylinder", [](Mesh& m) { MakeCadCylinder(m); }},
@@ -224,16 +233,16 @@ void CompareStandIns(double relative, unsigned int repeat, const std::string& on
     };
     for (const auto& standIn : standIns)
         if (std::string(standIn.first).find(only) != std::string::npos)
-            Compare(standIn.first, StandIn(standIn.second), relative, repeat, false);
+            Compare(standIn.first, StandIn(standIn.second), relative, repeat, false, peer);
 }
 
 }  // namespace
 
 int Usage(const char* program) {
-    std::fprintf(
-        stderr,
-        "usage: %s [--relative R] [--repeat N] [--stand-ins [--only NAME]] [FACES ...]   (FACES at least 1000 each)\n",
-        program);
+    std::fprintf(stderr,
+                 "usage: %s [--relative R] [--repeat N] [--stand-ins [--only NAME] [--no-peer]] [FACES ...]   (FACES "
+                 "at least 1000 each)\n",
+                 program);
     return 2;
 }
 
@@ -242,6 +251,7 @@ int main(int argc, char** argv) {
     double relative = 1;
     unsigned long repeat = 1;
     bool standIns = false;
+    bool peer = true;
     std::string only;
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
@@ -254,10 +264,12 @@ int main(int argc, char** argv) {
             repeat = std::strtoul(argv[++i], &end, 10);
             if (*end != '\0' || repeat < 1)
                 return Usage(argv[0]);
-        } else if (argument == "--only" && i + 1 < argc) {
-            only = argv[++i];
         } else if (argument == "--stand-ins") {
             standIns = true;
+        } else if (argument == "--only" && i + 1 < argc) {
+            only = argv[++i];
+        } else if (argument == "--no-peer") {
+            peer = false;
         } else {
             const unsigned long long faces = std::strtoull(argv[i], &end, 10);
             if (end == argv[i] || *end != '\0' || faces < 1000)
@@ -273,7 +285,7 @@ int main(int argc, char** argv) {
                 "hausdorff: sampled symmetric distance to the input over the input's bounding-box diagonal.\n",
                 relative, Iterations, omp_get_max_threads(), CGAL_VERSION_STR, repeat);
     if (standIns) {
-        CompareStandIns(relative, static_cast<unsigned int>(repeat), only);
+        CompareStandIns(relative, static_cast<unsigned int>(repeat), only, peer);
         return 0;
     }
     for (const std::size_t faces : sizes) {

@@ -91,9 +91,14 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
     const auto constrained = [&](std::uint32_t v) {
         return (m_Flags[v] & (Sliding | Corner)) && !((m_Flags[v] & Fixed) && !(m_Flags[v] & Corner));
     };
+    // Two ends of lines that stop in the open surface merge from further
+    // apart (see LineEndMergeFactor).
     bool merge = false;
     if (!aGoes && !bGoes) {
-        if (!constrained(a) || !constrained(b) || !(EdgeLength2(h) < m_MergeLength2))
+        if (!constrained(a) || !constrained(b))
+            return false;
+        if (!(EdgeLength2(h) < m_MergeLength2) &&
+            !(kind == None && EdgeLength2(h) < m_LineEndMergeLength2 && EndsOneLine(a) && EndsOneLine(b)))
             return false;
         merge = aGoes = bGoes = true;
     }

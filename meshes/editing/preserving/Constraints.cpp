@@ -18,12 +18,20 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     const std::uint32_t faces = halfEdges / 3;
     const std::size_t vertexCount = m_Position.size();
 
+    // Features are judged with a noisy kept boundary smoothed out: the thin
+    // faces that join a zig-zagging rim to a coarser surface turn against
+    // each other by far more than the feature angle wherever the rim steps in
+    // and out, and the lines found there run from the rim into the surface,
+    // long enough at a fine target to be kept, and pin slivers beside them.
+    std::vector<Vec> smoothed;
+    if (m_Options.m_KeepBoundaries)
+        MeasureBoundaryNoise(smoothed);
+    const auto place = [&](std::uint32_t v) -> const Vec& { return smoothed.empty() ? m_Position[v] : smoothed[v]; };
     std::vector<Vec> normal(faces);
     for (std::uint32_t f = 0; f < faces; ++f) {
         if (frozenFace[f])
             continue;
-        const Vec &a = m_Position[m_Corner[3 * f]], &b = m_Position[m_Corner[3 * f + 1]],
-                  &c = m_Position[m_Corner[3 * f + 2]];
+        const Vec &a = place(m_Corner[3 * f]), &b = place(m_Corner[3 * f + 1]), &c = place(m_Corner[3 * f + 2]);
         normal[f] = (b - a) * (c - a);
         normal[f].Normalise();
     }
@@ -273,13 +281,16 @@ void CEngine::MarkHairpins(const std::vector<std::uint8_t>& count, std::vector<s
     }
 }
 
-void CEngine::MeasureBoundaryNoise() {
+void CEngine::MeasureBoundaryNoise(std::vector<Vec>& smoothed) {
     const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
-    // The distance of each kept boundary vertex from the chord of its two
-    // neighbours along the boundary; -1 where v is no such vertex.
+    smoothed = m_Position;
+    // The distance of each open boundary vertex from the chord of its two
+    // neighbours along the boundary; -1 where v is no such vertex. (Measured
+    // before the constraints are classified: every open edge that is not
+    // locked becomes a kept one.)
     std::vector<double> bend(vertexCount, -1.0);
     const auto onBoundary = [&](std::uint32_t v) {
-        return !(m_Flags[v] & (Deleted | NonManifold)) && m_Out[v] != None && IsOpen(v) && m_Kind[m_Out[v]] == Kept;
+        return !(m_Flags[v] & (Deleted | NonManifold)) && m_Out[v] != None && IsOpen(v) && m_Kind[m_Out[v]] != Locked;
     };
     for (std::uint32_t v = 0; v < vertexCount; ++v) {
         if (!onBoundary(v))
@@ -291,11 +302,13 @@ void CEngine::MeasureBoundaryNoise() {
                 Squared(m_Position[v] - ClosestOnSegment(m_Position[v], m_Position[before], m_Position[after])));
     }
     // Bounded: 2 RoughnessReach + 1 steps along the boundary per vertex.
+    // A noisy vertex's smoothed place is the mean of the same window.
     std::vector<double> window;
     for (std::uint32_t v = 0; v < vertexCount; ++v) {
         if (!(bend[v] >= 0))
             continue;
         window.assign(1, bend[v]);
+        Vec sum = m_Position[v];
         for (const int direction : {0, 1}) {
             std::uint32_t x = v;
             for (int step = 0; step < RoughnessReach; ++step) {
@@ -305,10 +318,13 @@ void CEngine::MeasureBoundaryNoise() {
                 if (x == v || !(bend[x] >= 0))
                     break;
                 window.push_back(bend[x]);
+                sum += m_Position[x];
             }
         }
         std::nth_element(window.begin(), window.begin() + window.size() / 2, window.end());
         m_Roughness[v] = std::min(m_MaxRoughness, RoughnessAllowance * window[window.size() / 2]);
+        if (m_Roughness[v] > m_KeptDeviation)
+            smoothed[v] = sum / double(window.size());
     }
 }
 

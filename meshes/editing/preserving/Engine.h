@@ -89,6 +89,12 @@ constexpr int MaxCollapseValence = 64;
 // vertices of two lines that run side by side, as noise in scans makes them)
 // are one corner at the target resolution: they may merge.
 constexpr double CornerMergeFactor = 0.25;
+// The end of a feature line that stops in the open surface is no corner of
+// the shape, only where the crease fades out. Two such ends (a crease the
+// input's sampling broke in two, as along the coarse facets of a
+// reconstructed limb) closer than this many target lengths merge, so that no
+// pair of fixed vertices closer than the target pins slivers between them.
+constexpr double LineEndMergeFactor = 0.5;
 // A sliding vertex may merge along its line into a neighbour only where the
 // line, straightened past it, stays within this many target lengths of it.
 constexpr double LineDeviationFactor = 0.25;
@@ -254,7 +260,9 @@ private:
     void BuildTwins(const std::vector<char>& frozenFace);
     void ClassifyConstraints(const std::vector<char>& frozenFace);
     void BuildReference(const std::vector<char>& frozenFace, const std::vector<std::uint32_t>& firstConstraint);
-    void MeasureBoundaryNoise();
+    // Also gives each vertex's place with the noise of a kept boundary
+    // smoothed out (its own where there is none).
+    void MeasureBoundaryNoise(std::vector<Vec>& smoothed);
     // Makes the vertex at the tip of each hairpin bend of a feature line a
     // corner (see HairpinTurn), given the constraint edges at each vertex.
     void MarkHairpins(const std::vector<std::uint8_t>& count, std::vector<std::uint8_t>& slides,
@@ -386,6 +394,21 @@ private:
     // its neighbours along the boundary. thinFace: the removal would remove
     // a sliver (see ThinFaceRoughnessFactor).
     bool CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::uint32_t& after, bool thinFace) const;
+    // Whether v is a corner only as the end of one line in the open
+    // surface: exactly one constraint edge, a line's, around it.
+    bool EndsOneLine(std::uint32_t v) const {
+        if ((m_Flags[v] & (Deleted | NonManifold | Sliding)) != 0 || !(m_Flags[v] & Corner) || IsOpen(v))
+            return false;
+        int constraints = 0;
+        bool line = false;
+        ForEachNeighbour(v, [&](std::uint32_t, std::uint32_t e) {
+            if (m_Kind[e] != None) {
+                ++constraints;
+                line = IsLine(m_Kind[e]);
+            }
+        });
+        return constraints == 1 && line;
+    }
     bool CanRemove(std::uint32_t v, std::uint32_t kind) const {
         const std::uint8_t flags = m_Flags[v];
         return !(flags & (Fixed | Deleted)) && (!(flags & Sliding) || kind == m_Line[v]);
@@ -409,9 +432,10 @@ private:
     bool FlipIsValid(std::uint32_t h) const;
     void Flip(std::uint32_t h);
     bool ImproveAngles();
-    bool RaiseSmallestAngles();
+    // freeFaces: also the faces among free vertices under FreeThinAngle.
+    bool RaiseSmallestAngles(bool freeFaces);
     void FinalMoves() {
-        for (int pass = 0; pass < 4 && RaiseSmallestAngles(); ++pass) { }
+        for (int pass = 0; pass < 4 && RaiseSmallestAngles(pass == 0); ++pass) { }
     }
     // Moves free vertex v towards the centroid of its ring where that raises
     // the smallest angle of its fan without turning a face; whether it moved.
@@ -468,6 +492,7 @@ private:
     double m_SplitLength2 = 0;
     double m_CollapseLength2 = 0;
     double m_MergeLength2 = 0;
+    double m_LineEndMergeLength2 = 0;
     double m_LineDeviation2 = 0;
     double m_KeptCollapseLength2 = 0;
     double m_KeptDeviation = 0;

@@ -14,20 +14,26 @@ const double CosThinAngle = std::cos(ThinAngle);
 // a noisy boundary further (see ThinFaceRoughnessFactor); between this and
 // ThinAngle the boundary's shape comes first.
 constexpr double SliverAngle = 20.0 * Pi / 180.0;
+// Away from every constraint the final moves also take faces up to this
+// angle: no edit but a move can raise them, and a move there changes nothing
+// a constraint keeps. (Beside kept rims and lines the same moves spend the
+// boundary's distance for a fraction of a degree.)
+constexpr double FreeThinAngle = 35.0 * Pi / 180.0;
+const double CosFreeThinAngle = std::cos(FreeThinAngle);
 // A final move must raise its fan's smallest angle by this much: smaller
 // gains cost the edge lengths more than they help.
 constexpr double MinAngleGain = 1.0 * Pi / 180.0;
 
-// Whether a triangle has an angle below ThinAngle. The smallest angle lies
-// opposite the shortest side; its cosine by the law of cosines screens the
-// triangles without any trigonometry.
-bool IsThin(const Vec& p0, const Vec& p1, const Vec& p2) {
+// Whether a triangle has an angle below ThinAngle (or the angle whose cosine
+// is given). The smallest angle lies opposite the shortest side; its cosine
+// by the law of cosines screens the triangles without any trigonometry.
+bool IsThin(const Vec& p0, const Vec& p1, const Vec& p2, double cosThin = CosThinAngle) {
     double a = Squared(p1 - p0), b = Squared(p2 - p1), c = Squared(p0 - p2);
     if (b < a)
         std::swap(a, b);
     if (c < a)
         std::swap(a, c);
-    return b + c - a > 2 * CosThinAngle * std::sqrt(b * c);
+    return b + c - a > 2 * cosThin * std::sqrt(b * c);
 }
 
 // The smallest corner angle of a triangle, in radians.
@@ -236,22 +242,29 @@ bool CEngine::ImproveAngles() {
     return changed;
 }
 
-// After the last iteration the faces that are still thin are where no flip
-// or collapse could help: a free corner of each may move to the plain
-// centroid of its ring, half-way there, or where relaxation would put it,
-// back onto the input, where that raises the smallest angle of its fan and
-// turns or folds none of its faces. Only
-// here, at the end: moved earlier, the vertices would steer the next
-// iteration's edits elsewhere, for better or worse, while at the end every
-// move can only raise the smallest angle of the result.
-bool CEngine::RaiseSmallestAngles() {
+// After the last iteration the faces that are still thin (and, away from
+// the constraints, those under FreeThinAngle) are where no flip or collapse
+// could help: a free corner of each may move to the plain centroid of its
+// ring, half-way there, or where relaxation would put it, back onto the
+// input, where that raises the smallest angle of its fan and turns or folds
+// none of its faces. Only here, at the end: moved earlier, the vertices would
+// steer the next iteration's edits elsewhere, for better or worse, while at
+// the end every move can only raise the smallest angle of the result.
+bool CEngine::RaiseSmallestAngles(bool freeFaces) {
     bool changed = false;
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
     // Bounded: one sweep over the faces, at most three attempts per face,
     // each a walk around one fan (twice) and two projections.
     for (std::uint32_t f = 0; f < faceCount; ++f) {
         const std::uint32_t* corner = &m_Corner[3 * f];
-        if (corner[0] == None || !IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]))
+        if (corner[0] == None)
+            continue;
+        const Vec &p0 = m_Position[corner[0]], &p1 = m_Position[corner[1]], &p2 = m_Position[corner[2]];
+        const auto free = [&](std::uint32_t v) {
+            return !(m_Flags[v] & (Fixed | Sliding | NonManifold)) && !IsOpen(v);
+        };
+        if (!IsThin(p0, p1, p2) && !(freeFaces && free(corner[0]) && free(corner[1]) && free(corner[2]) &&
+                                     IsThin(p0, p1, p2, CosFreeThinAngle)))
             continue;
         for (std::uint32_t k = 0; k < 3; ++k)
             if (MoveToRaiseAngles(corner[k])) {

@@ -14,6 +14,7 @@ CEngine::CEngine(const std::vector<double>& positions, const std::vector<std::ui
     m_SplitLength2 = split * split;
     m_CollapseLength2 = collapse * collapse;
     m_MergeLength2 = merge * merge;
+    m_LineEndMergeLength2 = LineEndMergeFactor * LineEndMergeFactor * targetLength * targetLength;
     m_LineDeviation2 = LineDeviationFactor * LineDeviationFactor * targetLength * targetLength;
     m_KeptCollapseLength2 = KeptCollapseFactor * KeptCollapseFactor * targetLength * targetLength;
     m_KeptDeviation = KeptDeviationFactor * targetLength;
@@ -72,8 +73,6 @@ void CEngine::Load(const std::vector<double>& positions, const std::vector<std::
 
     BuildTwins(frozenFace);
     ClassifyConstraints(frozenFace);
-    if (m_Options.m_KeepBoundaries)
-        MeasureBoundaryNoise();
     // Four times what splitting alone may make: the faces of equilateral
     // triangles of the target size that cover the input, plus two for every
     // target length along the input's edges (long thin faces are cut along
