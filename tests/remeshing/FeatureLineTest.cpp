@@ -71,12 +71,8 @@ TEST(RemeshPreservingShapeFeatureLines, ThinBladeKeepsItsNoseAtTheDefaultTarget)
     // The blade keeps most of its volume (it lost 59 % when cut across; 18 %
     // now).
     EXPECT_GT(std::fabs(EnclosedVolume(mesh)), 0.7 * std::fabs(EnclosedVolume(input)));
-    // Any triangulation of a strip a third of the target wide has small
-    // angles; 11.8 degrees today, where no face may cross the strip.
-    EXPECT_GT(SmallestAngleInDegrees(mesh), 11.0);
-    EXPECT_LE(FoldedEdges(mesh, -0.5), 4u);
-    EXPECT_LT(FarthestVertex(mesh, input), 0.1 * target);
-    EXPECT_LT(FarthestVertex(input, mesh), 0.25 * target);
+    // Its smallest angle, folds and distance are pinned with the other
+    // stand-ins (StandInQuality).
 }
 
 // The pierced block's holes (0.6 across, the target 0.89) have rims about
@@ -99,11 +95,6 @@ TEST(RemeshPreservingShapeFeatureLines, NarrowHolesStayOpen) {
     // Points halfway down the tunnels: 0.29 targets from the result today,
     // 0.57 when the rims were dropped and the tunnels closed.
     EXPECT_LT(farthest, 0.4 * target);
-    // 16.4 degrees today (1.3 with the tunnels closed).
-    EXPECT_GT(SmallestAngleInDegrees(mesh), 14.0);
-    // The input's fans overlap themselves beside every hole (192 folded
-    // edges); 28 are left today, 89 with the tunnels closed.
-    EXPECT_LE(FoldedEdges(mesh, -0.5), 32u);
 }
 
 }  // namespace
