@@ -208,6 +208,7 @@ void CEngine::MarkHairpins(const std::vector<std::uint8_t>& count, std::vector<s
                            const std::vector<std::uint32_t>& first, const std::vector<std::uint32_t>& second) {
     const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
     const double reach = HairpinReach * m_TargetLength;
+    const auto across = [&](std::uint32_t v, std::uint32_t e) { return m_Corner[e] == v ? Target(e) : m_Corner[e]; };
     // The direction of the line where a walk from v along edge e first gets
     // `reach` away along it, or at the line's end, whichever comes first; in
     // the direction of the walk. Bounded: HairpinSteps edges.
@@ -215,7 +216,7 @@ void CEngine::MarkHairpins(const std::vector<std::uint8_t>& count, std::vector<s
         Vec direction;
         double walked = 0;
         for (int step = 0; step < HairpinSteps; ++step) {
-            const std::uint32_t x = m_Corner[e] == v ? Target(e) : m_Corner[e];
+            const std::uint32_t x = across(v, e);
             direction = m_Position[x] - m_Position[v];
             walked += std::sqrt(Squared(direction));
             if (walked >= reach || !slides[x] || count[x] != 2)
@@ -231,7 +232,6 @@ void CEngine::MarkHairpins(const std::vector<std::uint8_t>& count, std::vector<s
     // edges).
     const double cosHairpin = std::cos(HairpinTurn * Pi / 180.0);
     std::vector<double> bend(vertexCount, -1.0);
-    const auto across = [&](std::uint32_t v, std::uint32_t e) { return m_Corner[e] == v ? Target(e) : m_Corner[e]; };
     for (std::uint32_t v = 0; v < vertexCount; ++v) {
         if (!slides[v] || count[v] != 2 || m_Twin[first[v]] == None || m_Twin[second[v]] == None)
             continue;
