@@ -144,3 +144,33 @@ TEST(RemeshPreservingShape, NoisyRimMakesNoFeatureLinesAtAFineTarget) {
 }
 
 }  // namespace
+
+namespace {
+
+// The cut's rim keeps edges of about half a target, and a free vertex a
+// target above one of them, with wide faces all around it, left its face at
+// 29 degrees (24 at a third of the mean edge length): the ring's centroid lies
+// nearly where the vertex is. A step towards the rim edge it faces opens that
+// face past 30 degrees without moving the rim.
+TEST(RemeshPreservingShape, FacesOnANoisyCutOpenPastThirtyDegrees) {
+    // The target as a multiple of the mean edge length, and how far the
+    // input may lie from the result in targets: the rim straightens within
+    // its noise, up to a quarter of the target.
+    const std::pair<double, double> targets[] = {{1.0, 0.15}, {0.3, 0.3}};
+    for (const auto& relative : targets) {
+        SCOPED_TRACE(relative.first);
+        ShapeMesh mesh;
+        MakeCutSphere(mesh, 400, 48, 16, 0.08, 0.01);
+        const ShapeMesh input(mesh);
+        const double target = relative.first * MeanEdge(input);
+        ASSERT_TRUE(mesh.RemeshPreservingShape(target));
+        EXPECT_TRUE(IsCleanResult(mesh, false));
+        EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
+        EXPECT_GT(SmallestAngleInDegrees(mesh), 29.5);
+        // The moved vertex goes back onto the input.
+        EXPECT_LT(FarthestVertex(mesh, input), 0.01 * target);
+        EXPECT_LT(FarthestVertex(input, mesh), relative.second * target);
+    }
+}
+
+}  // namespace

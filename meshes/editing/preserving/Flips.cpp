@@ -300,20 +300,39 @@ bool CEngine::MoveToRaiseAngles(std::uint32_t v) {
     Vec centroid;
     int count = 0;
     double before = Pi;
+    // The far side of the fan's thinnest face, where that face is thinnest
+    // at v and its far side is a constraint no flip may cut (otherwise p
+    // itself, which adds no place).
+    Vec across = p;
     ForEachOutgoing(v, [&](std::uint32_t e) {
         const Vec &x = m_Position[Target(e)], &y = m_Position[m_Corner[Prev(e)]];
         centroid += x;
         ++count;
-        before = std::min(before, SmallestAngle(p, x, y));
+        const double smallest = SmallestAngle(p, x, y);
+        if (smallest < before) {
+            before = smallest;
+            across = m_Kind[Next(e)] != None && Squared(y - x) < std::min(Squared(x - p), Squared(y - p))
+                         ? (x + y) * 0.5
+                         : p;
+        }
     });
     if (count < 3)
         return false;
     centroid = centroid / double(count);
     // The centroid of the ring, half-way there, or where relaxation would
-    // put the vertex (which evens out the fan around a cone's tip).
-    const Vec places[3] = {p + (centroid - p), p + (centroid - p) * 0.5, Relaxed(v)};
-    for (const Vec& place : places) {
-        const Vec q = Projected(v, place);
+    // put the vertex (which evens out the fan around a cone's tip). Failing
+    // those, a step towards the far side of the thinnest face: beside a kept
+    // rim of half a target the centroid lies nearly where the vertex is,
+    // while a third of the way to the rim edge opens the face it looks at.
+    // Such a step is taken only where it lifts the fan past ThinAngle: short
+    // of that it spends the shape of a part thinner than the target (a strip
+    // of a few faces) for a few degrees.
+    const Vec places[5] = {p + (centroid - p), p + (centroid - p) * 0.5, Relaxed(v), p + (across - p) / 3.0,
+                           p + (across - p) / 6.0};
+    for (int i = 0; i < 5; ++i) {
+        if (i >= 3 && (across == p || !(before < ThinAngle)))
+            break;
+        const Vec q = Projected(v, places[i]);
         if (!IsFinite(q))
             continue;
         double after = Pi;
@@ -324,7 +343,7 @@ bool CEngine::MoveToRaiseAngles(std::uint32_t v) {
             keeps = keeps && Squared(moved) > m_MinCross2 && old % moved > 0;
             after = std::min(after, SmallestAngle(q, x, y));
         });
-        if (keeps && after > before + MinAngleGain && !MoveFolds(v, q)) {
+        if (keeps && after > before + MinAngleGain && (i < 3 || after >= ThinAngle) && !MoveFolds(v, q)) {
             m_Position[v] = q;
             return true;
         }
