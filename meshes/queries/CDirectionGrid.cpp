@@ -78,9 +78,9 @@ void CDirectionGrid::Build(const CTriangleTree& tree, const double direction[3])
     // Cells about the size of a box across: a box then covers about four
     // cells, and a query scans the boxes of its cell, a number that grows
     // with the square of cell plus box size; halving the cells from twice
-    // a box cut the scanning of the inside test by about a quarter. No smaller than the cells of half a box to a cell of the
-    // whole plane, or very small triangles would make the grid outgrow
-    // them.
+    // a box cut the scanning of the inside test by about a quarter. No
+    // smaller than the cells of half a box to a cell of the whole plane, or
+    // very small triangles would make the grid outgrow them.
     const double width = high[0] - low[0], height = high[1] - low[1];
     const double n = double(boxes.size());
     double sides = 0;

@@ -674,31 +674,19 @@ bool CTriangleTree::Contains(const Point& p) const {
 }
 
 void CTriangleTree::FindClosestPoints(const Point* points, std::size_t count, CSurfacePoint* results) const {
-    const std::int64_t n = static_cast<std::int64_t>(count);
-#pragma omp parallel for schedule(dynamic, 256)
-    for (std::int64_t i = 0; i < n; ++i)
-        results[i] = FindClosestPoint(points[i]);
+    TreeWalk::ForEachQuery(count, [&](std::size_t i) { results[i] = FindClosestPoint(points[i]); });
 }
 
 void CTriangleTree::GetSignedDistances(const Point* points, std::size_t count, double* results) const {
-    const std::int64_t n = static_cast<std::int64_t>(count);
-#pragma omp parallel for schedule(dynamic, 256)
-    for (std::int64_t i = 0; i < n; ++i)
-        results[i] = GetSignedDistance(points[i]);
+    TreeWalk::ForEachQuery(count, [&](std::size_t i) { results[i] = GetSignedDistance(points[i]); });
 }
 
 void CTriangleTree::EstimateWindingNumbers(const Point* points, std::size_t count, double* results) const {
-    const std::int64_t n = static_cast<std::int64_t>(count);
-#pragma omp parallel for schedule(dynamic, 256)
-    for (std::int64_t i = 0; i < n; ++i)
-        results[i] = EstimateWindingNumber(points[i]);
+    TreeWalk::ForEachQuery(count, [&](std::size_t i) { results[i] = EstimateWindingNumber(points[i]); });
 }
 
 void CTriangleTree::Contains(const Point* points, std::size_t count, bool* results) const {
-    const std::int64_t n = static_cast<std::int64_t>(count);
-#pragma omp parallel for schedule(dynamic, 256)
-    for (std::int64_t i = 0; i < n; ++i)
-        results[i] = Contains(points[i]);
+    TreeWalk::ForEachQuery(count, [&](std::size_t i) { results[i] = Contains(points[i]); });
 }
 
 }  // namespace Corvane::Pellix::Quorvel

@@ -576,20 +576,15 @@ bool TMeshTree<Real, Vertex, Attribute, Index>::Contains(const Vector& point) co
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::IntersectNearest(const TLine3<Real>* lines, std::size_t count,
                                                                  Hit* hits, Real tolerance, ECulling culling) const {
-    const std::int64_t n = static_cast<std::int64_t>(count);
-#pragma omp parallel for schedule(dynamic, 256)
-    for (std::int64_t i = 0; i < n; ++i) {
+    TreeWalk::ForEachQuery(count, [&](std::size_t i) {
         hits[i].m_Hit = false;
         IntersectNearest(lines[i], hits[i], tolerance, culling);
-    }
+    });
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::IsWithin(const Vector* points, std::size_t count, bool* results) const {
-    const std::int64_t n = static_cast<std::int64_t>(count);
-#pragma omp parallel for schedule(dynamic, 256)
-    for (std::int64_t i = 0; i < n; ++i)
-        results[i] = IsWithin(points[i]);
+    TreeWalk::ForEachQuery(count, [&](std::size_t i) { results[i] = IsWithin(points[i]); });
 }
 
 // The batch forms below widen each point where it is used: a widened copy
@@ -599,36 +594,24 @@ void TMeshTree<Real, Vertex, Attribute, Index>::IsWithin(const Vector* points, s
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::FindClosestPoints(const Vector* points, std::size_t count,
                                                                   CSurfacePoint* results) const {
-    const std::int64_t n = static_cast<std::int64_t>(count);
-#pragma omp parallel for schedule(dynamic, 256)
-    for (std::int64_t i = 0; i < n; ++i)
-        results[i] = FindClosestPoint(points[i]);
+    TreeWalk::ForEachQuery(count, [&](std::size_t i) { results[i] = FindClosestPoint(points[i]); });
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::GetSignedDistances(const Vector* points, std::size_t count,
                                                                    double* results) const {
-    const std::int64_t n = static_cast<std::int64_t>(count);
-#pragma omp parallel for schedule(dynamic, 256)
-    for (std::int64_t i = 0; i < n; ++i)
-        results[i] = GetSignedDistance(points[i]);
+    TreeWalk::ForEachQuery(count, [&](std::size_t i) { results[i] = GetSignedDistance(points[i]); });
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::EstimateWindingNumbers(const Vector* points, std::size_t count,
                                                                        double* results) const {
-    const std::int64_t n = static_cast<std::int64_t>(count);
-#pragma omp parallel for schedule(dynamic, 256)
-    for (std::int64_t i = 0; i < n; ++i)
-        results[i] = EstimateWindingNumber(points[i]);
+    TreeWalk::ForEachQuery(count, [&](std::size_t i) { results[i] = EstimateWindingNumber(points[i]); });
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::Contains(const Vector* points, std::size_t count, bool* results) const {
-    const std::int64_t n = static_cast<std::int64_t>(count);
-#pragma omp parallel for schedule(dynamic, 256)
-    for (std::int64_t i = 0; i < n; ++i)
-        results[i] = Contains(points[i]);
+    TreeWalk::ForEachQuery(count, [&](std::size_t i) { results[i] = Contains(points[i]); });
 }
 
 }  // namespace Corvane::Pellix::Quorvel

@@ -280,4 +280,14 @@ void Overlapping(const CBoxHierarchy& a, const CBoxHierarchy& b, double pad, Pai
     }
 }
 
+// The loop of every batch form: query(i) for i below count on all cores,
+// in chunks small enough to even out queries of unequal cost.
+template <typename Query>
+void ForEachQuery(std::size_t count, const Query& query) {
+    const std::int64_t n = static_cast<std::int64_t>(count);
+#pragma omp parallel for schedule(dynamic, 256)
+    for (std::int64_t i = 0; i < n; ++i)
+        query(static_cast<std::size_t>(i));
+}
+
 }  // namespace Corvane::Pellix::Quorvel::TreeWalk

@@ -275,6 +275,7 @@ bool CEngine::MakesFold(std::uint32_t h, const Vec& q, bool anglePass) const {
     bool folds = false;
     const auto check = [&](std::uint32_t e) {
         const std::uint32_t face = e / 3;
+        const Vec made = normal(face, true);
         for (const std::uint32_t side : {e, Next(e), Prev(e)}) {
             std::uint32_t across = m_Twin[side];
             if (across == None)
@@ -293,7 +294,7 @@ bool CEngine::MakesFold(std::uint32_t h, const Vec& q, bool anglePass) const {
             if (across == None)
                 continue;
             const std::uint32_t other = across / 3;
-            const Vec made = normal(face, true), beside = normal(other, true);
+            const Vec beside = normal(other, true);
             if (!Folded(made, beside))
                 continue;
             if (between == None ? Folded(normal(face, false), normal(other, false))
@@ -316,14 +317,11 @@ bool CEngine::MakesFold(std::uint32_t h, const Vec& q, bool anglePass) const {
             folds = true;
         }
     };
-    ForEachOutgoing(a, [&](std::uint32_t e) {
-        if (!folds && e / 3 != f0 && e / 3 != f1)
-            check(e);
-    });
-    ForEachOutgoing(b, [&](std::uint32_t e) {
-        if (!folds && e / 3 != f0 && e / 3 != f1)
-            check(e);
-    });
+    for (const std::uint32_t end : {a, b})
+        ForEachOutgoing(end, [&](std::uint32_t e) {
+            if (!folds && e / 3 != f0 && e / 3 != f1)
+                check(e);
+        });
     return folds;
 }
 

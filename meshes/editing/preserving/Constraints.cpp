@@ -283,7 +283,7 @@ void CEngine::MarkHairpins(const std::vector<std::uint8_t>& count, std::vector<s
 
 void CEngine::MeasureBoundaryNoise(std::vector<Vec>& smoothed) {
     const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
-    smoothed = m_Position;
+    smoothed.clear();
     // The distance of each open boundary vertex from the chord of its two
     // neighbours along the boundary; -1 where v is no such vertex. (Measured
     // before the constraints are classified: every open edge that is not
@@ -323,8 +323,11 @@ void CEngine::MeasureBoundaryNoise(std::vector<Vec>& smoothed) {
         }
         std::nth_element(window.begin(), window.begin() + window.size() / 2, window.end());
         m_Roughness[v] = std::min(m_MaxRoughness, RoughnessAllowance * window[window.size() / 2]);
-        if (m_Roughness[v] > m_KeptDeviation)
+        if (m_Roughness[v] > m_KeptDeviation) {
+            if (smoothed.empty())
+                smoothed = m_Position;
             smoothed[v] = sum / double(window.size());
+        }
     }
 }
 

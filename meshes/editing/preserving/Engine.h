@@ -261,7 +261,8 @@ private:
     void ClassifyConstraints(const std::vector<char>& frozenFace);
     void BuildReference(const std::vector<char>& frozenFace, const std::vector<std::uint32_t>& firstConstraint);
     // Also gives each vertex's place with the noise of a kept boundary
-    // smoothed out (its own where there is none).
+    // smoothed out (its own where there is none), or nothing where no kept
+    // boundary is noisy.
     void MeasureBoundaryNoise(std::vector<Vec>& smoothed);
     // Makes the vertex at the tip of each hairpin bend of a feature line a
     // corner (see HairpinTurn), given the constraint edges at each vertex.
@@ -408,6 +409,11 @@ private:
             }
         });
         return constraints == 1 && line;
+    }
+    // Whether v is on no constraint and no open boundary: only such a
+    // vertex may move at the end.
+    bool IsFree(std::uint32_t v) const {
+        return !(m_Flags[v] & (Deleted | Fixed | Sliding | NonManifold)) && !IsOpen(v);
     }
     bool CanRemove(std::uint32_t v, std::uint32_t kind) const {
         const std::uint8_t flags = m_Flags[v];

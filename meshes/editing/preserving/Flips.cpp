@@ -260,10 +260,7 @@ bool CEngine::RaiseSmallestAngles(bool freeFaces) {
         if (corner[0] == None)
             continue;
         const Vec &p0 = m_Position[corner[0]], &p1 = m_Position[corner[1]], &p2 = m_Position[corner[2]];
-        const auto free = [&](std::uint32_t v) {
-            return !(m_Flags[v] & (Fixed | Sliding | NonManifold)) && !IsOpen(v);
-        };
-        if (!IsThin(p0, p1, p2) && !(freeFaces && free(corner[0]) && free(corner[1]) && free(corner[2]) &&
+        if (!IsThin(p0, p1, p2) && !(freeFaces && IsFree(corner[0]) && IsFree(corner[1]) && IsFree(corner[2]) &&
                                      IsThin(p0, p1, p2, CosFreeThinAngle)))
             continue;
         for (std::uint32_t k = 0; k < 3; ++k)
@@ -294,7 +291,7 @@ bool CEngine::MoveFolds(std::uint32_t v, const Vec& q) const {
 }
 
 bool CEngine::MoveToRaiseAngles(std::uint32_t v) {
-    if ((m_Flags[v] & (Deleted | Fixed | Sliding | NonManifold)) || IsOpen(v))
+    if (!IsFree(v))
         return false;
     const Vec p = m_Position[v];
     Vec centroid;
