@@ -101,32 +101,25 @@ TYPED_TEST(SurfaceQueries, LineHitsReportTheirPointAndRefuseThoseBehind) {
     EXPECT_NEAR(p.z, 1.02, 1e-6);
 }
 
-TYPED_TEST(SurfaceQueries, InsideTestCallsOddCrossingsOutsideByItsParityRule) {
+TYPED_TEST(SurfaceQueries, InsideTestsCallOddCrossingsOutsideByTheParityRule) {
     typedef TVector3<RealOf<TypeParam>> V;
-    // One shell around the point: every clean ray crosses it once, an odd
-    // count, so the point is reported as not within.
-    TypeParam box, hollow;
-    AddBox(box, D3(0, 0, 0), D3(1, 1, 1));
-    EXPECT_FALSE(box.IsWithin(V(0.3, 0.6, 0.2)));
-    // A cavity [1, 2]^3 in [0, 3]^3: two shells around the point, an even
-    // count, so within; the solid between the shells is crossed once or three times.
-    AddBox(hollow, D3(0, 0, 0), D3(3, 3, 3));
-    AddBox(hollow, D3(1, 1, 1), D3(2, 2, 2), false);
-    EXPECT_TRUE(hollow.IsWithin(V(1.2, 1.7, 1.1)));
-    EXPECT_FALSE(hollow.IsWithin(V(0.5, 0.5, 0.5)));
-    EXPECT_FALSE(hollow.IsWithin(V(2.5, 1.5, 0.3)));
-    // A stale cached box decides on its own.
-    hollow.m_BoundingBox.m_Max = V(1, 1, 1);
-    EXPECT_FALSE(hollow.IsWithin(V(1.5, 1.5, 1.5)));
-}
-
-TYPED_TEST(SurfaceQueries, MeshAgainstMeshRejectsByBoxThenTestsContainmentAndEdges) {
     auto boxAt = [](const D3& lo, const D3& hi) {
         TypeParam mesh;
         AddBox(mesh, lo, hi);
         return mesh;
     };
-    TypeParam unit = boxAt(D3(0, 0, 0), D3(1, 1, 1));
+    // One shell around the point: every clean ray crosses it once, an odd
+    // count, so the point is reported as not within. A cavity [1, 2]^3 in
+    // [0, 3]^3: two shells around the point, an even count, so within; the
+    // solid between the shells is crossed once or three times.
+    TypeParam unit = boxAt(D3(0, 0, 0), D3(1, 1, 1)), hollow = boxAt(D3(0, 0, 0), D3(3, 3, 3));
+    AddBox(hollow, D3(1, 1, 1), D3(2, 2, 2), false);
+    EXPECT_FALSE(unit.IsWithin(V(0.3, 0.6, 0.2)));
+    EXPECT_TRUE(hollow.IsWithin(V(1.2, 1.7, 1.1)));
+    EXPECT_FALSE(hollow.IsWithin(V(0.5, 0.5, 0.5)) || hollow.IsWithin(V(2.5, 1.5, 0.3)));
+
+    // Mesh against mesh: rejected by the boxes, then by contained vertices
+    // or meeting edges.
     EXPECT_TRUE(unit.IntersectsWith(boxAt(D3(0.5, 0.5, 0.5), D3(1.5, 1.5, 1.5))));
     // Apart on either side of any axis: each of the six box tests rejects once.
     for (const D3& offset : {D3(3, 0, 0), D3(0, 3, 0), D3(0, 0, 3), D3(-3, 0, 0), D3(0, -3, 0), D3(0, 0, -3)})
@@ -134,15 +127,15 @@ TYPED_TEST(SurfaceQueries, MeshAgainstMeshRejectsByBoxThenTestsContainmentAndEdg
     // Boxes sharing a face plane pass the box test; the faces there meet.
     EXPECT_TRUE(unit.IntersectsWith(boxAt(D3(0, 0, 1), D3(1, 1, 2))));
     // A box wholly inside another: its corners see one crossing each (odd,
-    // not within) and no edges meet, so the pair does not intersect.
-    TypeParam nested = boxAt(D3(0.4, 0.4, 0.4), D3(0.6, 0.6, 0.6));
-    EXPECT_FALSE(unit.IntersectsWith(nested));
-    // In a cavity the corners see two crossings: within, from either side.
-    TypeParam hollow = boxAt(D3(0, 0, 0), D3(3, 3, 3));
-    AddBox(hollow, D3(1, 1, 1), D3(2, 2, 2), false);
+    // not within) and no edges meet, so the pair does not intersect. In a
+    // cavity the corners see two crossings: within, from either side.
+    EXPECT_FALSE(unit.IntersectsWith(boxAt(D3(0.4, 0.4, 0.4), D3(0.6, 0.6, 0.6))));
     TypeParam pebble = boxAt(D3(1.4, 1.4, 1.4), D3(1.6, 1.6, 1.6));
-    EXPECT_TRUE(hollow.IntersectsWith(pebble));
-    EXPECT_TRUE(pebble.IntersectsWith(hollow));
+    EXPECT_TRUE(hollow.IntersectsWith(pebble) && pebble.IntersectsWith(hollow));
+
+    // A stale cached box decides on its own.
+    hollow.m_BoundingBox.m_Max = V(1, 1, 1);
+    EXPECT_FALSE(hollow.IsWithin(V(1.5, 1.5, 1.5)));
 }
 
 TYPED_TEST(SurfaceQueries, ClosestVertexKeepsTheFirstOfEqualDistances) {
