@@ -4,9 +4,7 @@
 // and closed forms.
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cmath>
-#include <map>
 #include <memory>
 #include <random>
 #include <string>
@@ -259,46 +257,6 @@ TYPED_TEST(SurfaceQueries, WindingNumbersCountShellsAndApproximationsAgree) {
     EXPECT_TRUE(holed.Contains(V(0, 0, 0)));
 }
 
-// A closed cube of side 1 whose sides are n by n grids of squares, each
-// split into two triangles, wound outwards: its vertices and edges line up
-// with the axes, so that lines along the axes run through them.
-template <typename Mesh>
-void MakeGridCube(Mesh& mesh, unsigned int n) {
-    std::map<std::array<unsigned int, 3>, unsigned int> index;
-    auto vertex = [&](std::array<unsigned int, 3> p) {
-        const auto found = index.find(p);
-        if (found != index.end())
-            return found->second;
-        const unsigned int v = mesh.m_Vertices.GetCount();
-        AddVertex(mesh, double(p[0]) / n, double(p[1]) / n, double(p[2]) / n);
-        index.emplace(p, v);
-        return v;
-    };
-    for (int a = 0; a < 3; ++a)
-        for (unsigned int side = 0; side < 2; ++side)
-            for (unsigned int i = 0; i < n; ++i)
-                for (unsigned int j = 0; j < n; ++j) {
-                    // Counter-clockwise in the plane of the next two axes
-                    // faces along axis a: outwards on the far side.
-                    unsigned int corners[4];
-                    const unsigned int uv[4][2] = {{i, j}, {i + 1, j}, {i + 1, j + 1}, {i, j + 1}};
-                    for (int k = 0; k < 4; ++k) {
-                        std::array<unsigned int, 3> p;
-                        p[a] = side * n;
-                        p[(a + 1) % 3] = uv[k][0];
-                        p[(a + 2) % 3] = uv[k][1];
-                        corners[k] = vertex(p);
-                    }
-                    if (side == 1) {
-                        AddFace(mesh, corners[0], corners[1], corners[2]);
-                        AddFace(mesh, corners[0], corners[2], corners[3]);
-                    } else {
-                        AddFace(mesh, corners[0], corners[2], corners[1]);
-                        AddFace(mesh, corners[0], corners[3], corners[2]);
-                    }
-                }
-}
-
 // Points that test an inside test hard: random ones through the (cached) box and
 // beyond, the corners, edge midpoints and centres of the faces, those moved
 // off the surface by tiny amounts either way, and points on lines along the
@@ -361,20 +319,26 @@ TYPED_TEST(SurfaceQueries, ContainsFollowsTheWindingNumber) {
         TypeParam nested = sphere;
         AddInnerShell(nested);
         keep("nested shells", nested);
+        // A closed cube of side 1 whose sides are 6 by 6 grids on vertices of
+        // their own, closed by position, not by index; its vertices and edges
+        // line up with the axes, so that lines along the axes run through them.
         TypeParam cube;
-        MakeGridCube(cube, 6);
-        keep("grid cube", cube);
-        // The same cube with every face on vertices of its own: closed by
-        // position, not by index.
-        TypeParam loose;
-        for (unsigned int f = 0; f < cube.m_Faces.GetCount(); ++f) {
-            for (int k = 0; k < 3; ++k) {
-                const D3 p = Position(cube, cube.m_Faces[f].m_Corners[k]);
-                AddVertex(loose, p.x, p.y, p.z);
+        for (int a = 0; a < 3; ++a)
+            for (int side = 0; side < 2; ++side) {
+                TypeParam grid;
+                MakeGrid(grid, 6, 6, 1.0 / 6);
+                // A cyclic turn of the axes takes the grid's normal, +z, to axis a + 2.
+                for (unsigned int v = 0; v < grid.m_Vertices.GetCount(); ++v) {
+                    auto& p = grid.m_Vertices[v].m_Position;
+                    Real c[3];
+                    c[a] = p.x;
+                    c[(a + 1) % 3] = p.y;
+                    c[(a + 2) % 3] = Real(side);
+                    p = V(c[0], c[1], c[2]);
+                }
+                AddMesh(cube, grid, 0, 0, 0, side == 0);
             }
-            AddFace(loose, 3 * f, 3 * f + 1, 3 * f + 2);
-        }
-        keep("loose grid cube", loose);
+        keep("grid cube", cube);
         // Turned inside out: -1 inside, never contained.
         TypeParam inverted = sphere;
         for (unsigned int f = 0; f < inverted.m_Faces.GetCount(); ++f)
