@@ -56,18 +56,9 @@ def grid(n=8, size=1.0, bump=0.1):
     return np.column_stack([x.ravel(), y.ravel(), z.ravel()]), faces
 
 
-def as_mesh(pair, dtype=None):
-    return quorvel.Mesh(pair[0], pair[1], dtype=dtype)
-
-
 @pytest.fixture
 def sphere():
-    return as_mesh(icosphere(2))
-
-
-@pytest.fixture
-def patch():
-    return as_mesh(grid())
+    return quorvel.Mesh(*icosphere(2))
 
 
 def _tool_path():
