@@ -182,26 +182,31 @@ TEST(Watchdog, EndsTheProcessWithStatusTwoAndRemovesThePartialOutput) {
     EXPECT_EQ(dir.List(), std::vector<std::string>{"stderr"});
 }
 
-TEST_F(RemeshLimits, AnEstimateBeyondMaxMemoryIsRefusedBeforeAnyWork) {
-    for (const std::string method : {"preserve", "exact"}) {
-        SCOPED_TRACE(method);
-        ExpectStopped(Remesh(m_Sphere, {"--method", method, "--relative", "0.1", "--max-memory", "50M"}), m_Sphere,
-                      {m_Sphere + ": ", "would need about", "50 MB (--max-memory)"});
-    }
-    // The designed method needs far more per face: the strip fits the
-    // shape-preserving method's estimate and not its own.
-    ExpectStopped(Remesh(m_Strip, {"--method", "exact", "--relative", "0.25", "--max-memory", "25M"}), m_Strip,
-                  {m_Strip + ": ", "--max-memory"});
-}
-
-TEST_F(RemeshLimits, RunsPastTheirTimeAreStoppedCleanlyWithEitherMethod) {
-    // Ten milliseconds against runs of tenths of a second or more: the
-    // designed method is ended from outside, the shape-preserving one stops
-    // after its first iteration.
-    for (const std::string method : {"preserve", "exact"}) {
-        SCOPED_TRACE(method);
-        ExpectStopped(Remesh(m_Sphere, {"--method", method, "--relative", "0.5", "--max-time", "0.01"}), m_Sphere,
-                      {m_Sphere + ": remeshing stopped: ", "--max-time", "nothing was written"});
+// The message names the input, then what stopped the run, and the option
+// that sets the limit (the second-last word of the options).
+TEST_F(RemeshLimits, EstimatesBeyondMaxMemoryAndRunsPastMaxTimeAreStoppedWithEitherMethod) {
+    const struct {
+        const std::string& m_Input;
+        const char* m_Options;
+        std::string m_AfterInput, m_Fragment;
+    } cases[] = {
+        // Refused before any work.
+        {m_Sphere, "--method preserve --relative 0.1 --max-memory 50M", ": ", "would need about"},
+        {m_Sphere, "--method exact --relative 0.1 --max-memory 50M", ": ", "50 MB (--max-memory)"},
+        // The designed method needs far more per face: the strip fits the
+        // shape-preserving method's estimate and not its own.
+        {m_Strip, "--method exact --relative 0.25 --max-memory 25M", ": ", "would need about"},
+        // Ten milliseconds against runs of tenths of a second or more: the
+        // designed method is ended from outside, the shape-preserving one
+        // stops after its first iteration.
+        {m_Sphere, "--method preserve --relative 0.5 --max-time 0.01", ": remeshing stopped: ", "nothing was written"},
+        {m_Sphere, "--method exact --relative 0.5 --max-time 0.01", ": remeshing stopped: ", "nothing was written"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.m_Options);
+        const std::vector<std::string> options = Words(c.m_Options);
+        ExpectStopped(Remesh(c.m_Input, options), c.m_Input,
+                      {c.m_Input + c.m_AfterInput, c.m_Fragment, options.end()[-2]});
     }
 }
 
