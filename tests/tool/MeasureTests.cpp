@@ -94,14 +94,12 @@ TEST(MeshStatistics, CubeAndGridMatchTheirClosedForms) {
     // Open, its volume is taken about the box's centre: five of the six
     // pyramids from the centre, whatever the order of the faces.
     CMeshData open = MakeCube(2);
-    double top = -HUGE_VAL;
-    for (const Point& p : open.m_Positions)
-        top = std::max(top, p.z);
-    open.m_Triangles.erase(std::remove_if(open.m_Triangles.begin(), open.m_Triangles.end(),
-                                          [&](const Triangle& t) {
-                                              return open.m_Positions[t[0]].z == top &&
-                                                     open.m_Positions[t[1]].z == top && open.m_Positions[t[2]].z == top;
-                                          }),
+    const auto below = [](const Point& a, const Point& b) { return a.z < b.z; };
+    const double top = std::max_element(open.m_Positions.begin(), open.m_Positions.end(), below)->z;
+    const auto onTop = [&](const Triangle& t) {
+        return open.m_Positions[t[0]].z + open.m_Positions[t[1]].z + open.m_Positions[t[2]].z == 3 * top;
+    };
+    open.m_Triangles.erase(std::remove_if(open.m_Triangles.begin(), open.m_Triangles.end(), onTop),
                            open.m_Triangles.end());
     ASSERT_EQ(open.m_Triangles.size(), 10u);
     EXPECT_NEAR(MeasureMesh(open).m_Volume, 8.0 * 5 / 6, 1e-12);

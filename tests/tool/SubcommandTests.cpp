@@ -198,7 +198,7 @@ TEST(Subcommands, RemeshWithoutInputRunsTheBuiltInExample) {
     EXPECT_NE(run.m_Out.find("from " + FormatCount(points) + " points of the input"), std::string::npos) << run.m_Out;
 }
 
-TEST(Subcommands, InfoReportsMeasuresAndDefects) {
+TEST(Subcommands, InfoReportsMeasuresAndDefectsAndCompareDistancesBothWays) {
     CScratchDirectory dir;
     WriteMeshFile(dir.Path("cube.stl"), MakeCube(2), EEncoding::Binary);
     WriteMeshFile(dir.Path("grid.obj"), MakeGrid(3), EEncoding::Text);
@@ -209,10 +209,7 @@ TEST(Subcommands, InfoReportsMeasuresAndDefects) {
                                   "closed manifold"}),
               "8 | 12 | 24 | 8 | (1, 1, 1) | (2, 2, 2) | 0 | yes");
     EXPECT_EQ(Fields(grid.m_Out, {"open edges", "open contours", "closed manifold"}), "12 | 1 | no");
-}
 
-TEST(Subcommands, CompareMeasuresDistancesBothWaysAndShowsBothMeshes) {
-    CScratchDirectory dir;
     // A 2 x 2 plane and a 1 x 1 plane half a unit above its corner: from the
     // small plane every point is 0.5 away; from the large one the far corner
     // is sqrt(1 + 1 + 0.25) = 1.5 away.
@@ -297,34 +294,32 @@ TEST(Subcommands, ThickenMakesAClosedShellOfTheGivenThickness) {
     }
 }
 
-TEST(Subcommands, ContourWritesTheBoundaryAsAPolylineInEitherForm) {
+TEST(Subcommands, ContourWritesTheRimAsAPolylineAndInfillCoversTheSurfaceWithinTheSpacing) {
     CScratchDirectory dir;
     WriteMeshFile(dir.Path("grid.ply"), MakeGrid(4), EEncoding::Binary);
     ExpectSuccess(RunQuorvel({"contour", dir.Path("grid.ply"), "-o", dir.Path("edge.obj")}));
     ExpectSuccess(RunQuorvel({"contour", dir.Path("grid.ply"), "-o", dir.Path("edge.xyz")}));
     const std::string obj = ReadFile(dir.Path("edge.obj"));
-    const std::vector<Point> points = ReadObj(obj, "edge.obj").m_Positions;
+    const std::vector<Point> rim = ReadObj(obj, "edge.obj").m_Positions;
     std::istringstream xyz(ReadFile(dir.Path("edge.xyz")));
     std::vector<Point> plain;
     for (Point p; xyz >> p.x >> p.y >> p.z;)
         plain.push_back(p);
-    EXPECT_EQ(plain, points);
+    EXPECT_EQ(plain, rim);
     // One walk along the rim: unit steps between boundary vertices, joined
     // in order by one line.
-    ASSERT_GE(points.size(), 2u);
-    for (std::size_t i = 0; i < points.size(); ++i) {
-        const Point& p = points[i];
+    ASSERT_GE(rim.size(), 2u);
+    for (std::size_t i = 0; i < rim.size(); ++i) {
+        const Point& p = rim[i];
         EXPECT_TRUE(p.x == 0 || p.y == 0 || p.x == 4 || p.y == 4) << p.x << " " << p.y;
-        EXPECT_TRUE(i == 0 || p.DiffVectLen(points[i - 1]) == 1) << i;
+        EXPECT_TRUE(i == 0 || p.DiffVectLen(rim[i - 1]) == 1) << i;
     }
     EXPECT_NE(obj.find("\nl 1 2 3 "), std::string::npos);
-}
 
-TEST(Subcommands, InfillCoversTheSurfaceWithinTheSpacing) {
-    CScratchDirectory dir;
-    WriteMeshFile(dir.Path("grid.obj"), MakeGrid(2), EEncoding::Text);
+    // Infill of a 2 x 2 grid.
+    WriteMeshFile(dir.Path("small.obj"), MakeGrid(2), EEncoding::Text);
     ExpectSuccess(
-        RunQuorvel({"infill", dir.Path("grid.obj"), "-o", dir.Path("points.ply"), "--spacing", "0.25", "--ascii"}));
+        RunQuorvel({"infill", dir.Path("small.obj"), "-o", dir.Path("points.ply"), "--spacing", "0.25", "--ascii"}));
     const std::string text = ReadFile(dir.Path("points.ply"));
     const std::vector<Point> points = ReadPly(text, "points.ply").m_Positions;
     // The header declares every point written, no more and no fewer.
