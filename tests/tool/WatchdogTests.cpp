@@ -182,31 +182,32 @@ TEST(Watchdog, EndsTheProcessWithStatusTwoAndRemovesThePartialOutput) {
     EXPECT_EQ(dir.List(), std::vector<std::string>{"stderr"});
 }
 
-// The message names the input, then what stopped the run, and the option
-// that sets the limit (the second-last word of the options).
 TEST_F(RemeshLimits, EstimatesBeyondMaxMemoryAndRunsPastMaxTimeAreStoppedWithEitherMethod) {
+    const std::vector<std::string> tooBig = {"would need about", "50 MB (--max-memory)"},
+                                   tooLong = {"--max-time", "nothing was written"};
     const struct {
         const std::string& m_Input;
         const char* m_Options;
-        std::string m_AfterInput, m_Fragment;
+        const char* m_AfterInput;
+        std::vector<std::string> m_Fragments;
     } cases[] = {
         // Refused before any work.
-        {m_Sphere, "--method preserve --relative 0.1 --max-memory 50M", ": ", "would need about"},
-        {m_Sphere, "--method exact --relative 0.1 --max-memory 50M", ": ", "50 MB (--max-memory)"},
+        {m_Sphere, "--method preserve --relative 0.1 --max-memory 50M", ": ", tooBig},
+        {m_Sphere, "--method exact --relative 0.1 --max-memory 50M", ": ", tooBig},
         // The designed method needs far more per face: the strip fits the
         // shape-preserving method's estimate and not its own.
-        {m_Strip, "--method exact --relative 0.25 --max-memory 25M", ": ", "would need about"},
+        {m_Strip, "--method exact --relative 0.25 --max-memory 25M", ": ", {"--max-memory"}},
         // Ten milliseconds against runs of tenths of a second or more: the
         // designed method is ended from outside, the shape-preserving one
         // stops after its first iteration.
-        {m_Sphere, "--method preserve --relative 0.5 --max-time 0.01", ": remeshing stopped: ", "nothing was written"},
-        {m_Sphere, "--method exact --relative 0.5 --max-time 0.01", ": remeshing stopped: ", "nothing was written"},
+        {m_Sphere, "--method preserve --relative 0.5 --max-time 0.01", ": remeshing stopped: ", tooLong},
+        {m_Sphere, "--method exact --relative 0.5 --max-time 0.01", ": remeshing stopped: ", tooLong},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.m_Options);
-        const std::vector<std::string> options = Words(c.m_Options);
-        ExpectStopped(Remesh(c.m_Input, options), c.m_Input,
-                      {c.m_Input + c.m_AfterInput, c.m_Fragment, options.end()[-2]});
+        std::vector<std::string> fragments = c.m_Fragments;
+        fragments.push_back(c.m_Input + c.m_AfterInput);
+        ExpectStopped(Remesh(c.m_Input, Words(c.m_Options)), c.m_Input, fragments);
     }
 }
 
