@@ -77,7 +77,8 @@ class TestRemesh:
         assert 0.07 < mesh.edge_length_stats()["mean"] < 0.134
 
     def test_exact_remesh_logs_its_preparation_and_reports_one_step(self, caplog):
-        # What it does to the soup is the tool's (test_edit[misoriented-soup]).
+        # What the preparation makes of the soup is compared with the tool in
+        # test_edit[misoriented-soup]; here only its notes and steps.
         mesh, calls = quorvel.Mesh(*misoriented_soup()), []
         with caplog.at_level(logging.INFO, logger="quorvel"):
             mesh.remesh(method="exact", progress=lambda done, total: calls.append((done, total)))
