@@ -146,8 +146,6 @@ TEST(FormatLimits, MalformedFilesOfEachFormatAreRefusedAtTheirPlace) {
         {"notoff.off", "ply\n", ":1: ", "not an OFF file"},
         {"range.ply", PlyHeader("ascii", FloatXyz, 3, "uchar int", 1) + "0 0 0\n1 0 0\n0 1 0\n3 0 1 -1\n",
          ":13: ", "index -1 out of range"},
-        {"truncated.ply", PlyHeader("binary_little_endian", FloatXyz, 3, "uchar int", 1) + std::string(24, '\0'), ": ",
-         "truncated"},
         {"giant.ply", PlyHeader("binary_little_endian", FloatXyz, 2000000000, "uchar int", 1) + std::string(24, '\0'),
          ": ", "truncated"},
         {"nan.stl", binaryStl(1, {0, 0, 0, 0, 0, 0, 1, 0, 0, nan, 1, 0}), ": ", "non-finite"},

@@ -182,32 +182,26 @@ TEST(Watchdog, EndsTheProcessWithStatusTwoAndRemovesThePartialOutput) {
     EXPECT_EQ(dir.List(), std::vector<std::string>{"stderr"});
 }
 
-TEST_F(RemeshLimits, EstimatesBeyondMaxMemoryAndRunsPastMaxTimeAreStoppedWithEitherMethod) {
-    const std::vector<std::string> tooBig = {"would need about", "50 MB (--max-memory)"},
-                                   tooLong = {"--max-time", "nothing was written"};
-    const struct {
-        const std::string& m_Input;
-        const char* m_Options;
-        const char* m_AfterInput;
-        std::vector<std::string> m_Fragments;
-    } cases[] = {
-        // Refused before any work.
-        {m_Sphere, "--method preserve --relative 0.1 --max-memory 50M", ": ", tooBig},
-        {m_Sphere, "--method exact --relative 0.1 --max-memory 50M", ": ", tooBig},
-        // The designed method needs far more per face: the strip fits the
-        // shape-preserving method's estimate and not its own.
-        {m_Strip, "--method exact --relative 0.25 --max-memory 25M", ": ", {"--max-memory"}},
-        // Ten milliseconds against runs of tenths of a second or more: the
-        // designed method is ended from outside, the shape-preserving one
-        // stops after its first iteration.
-        {m_Sphere, "--method preserve --relative 0.5 --max-time 0.01", ": remeshing stopped: ", tooLong},
-        {m_Sphere, "--method exact --relative 0.5 --max-time 0.01", ": remeshing stopped: ", tooLong},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.m_Options);
-        std::vector<std::string> fragments = c.m_Fragments;
-        fragments.push_back(c.m_Input + c.m_AfterInput);
-        ExpectStopped(Remesh(c.m_Input, Words(c.m_Options)), c.m_Input, fragments);
+TEST_F(RemeshLimits, AnEstimateBeyondMaxMemoryIsRefusedBeforeAnyWork) {
+    for (const std::string method : {"preserve", "exact"}) {
+        SCOPED_TRACE(method);
+        ExpectStopped(Remesh(m_Sphere, {"--method", method, "--relative", "0.1", "--max-memory", "50M"}), m_Sphere,
+                      {m_Sphere + ": ", "would need about", "50 MB (--max-memory)"});
+    }
+    // The designed method needs far more per face: the strip fits the
+    // shape-preserving method's estimate and not its own.
+    ExpectStopped(Remesh(m_Strip, {"--method", "exact", "--relative", "0.25", "--max-memory", "25M"}), m_Strip,
+                  {m_Strip + ": ", "--max-memory"});
+}
+
+TEST_F(RemeshLimits, RunsPastTheirTimeAreStoppedCleanlyWithEitherMethod) {
+    // Ten milliseconds against runs of tenths of a second or more: the
+    // designed method is ended from outside, the shape-preserving one stops
+    // after its first iteration.
+    for (const std::string method : {"preserve", "exact"}) {
+        SCOPED_TRACE(method);
+        ExpectStopped(Remesh(m_Sphere, {"--method", method, "--relative", "0.5", "--max-time", "0.01"}), m_Sphere,
+                      {m_Sphere + ": remeshing stopped: ", "--max-time", "nothing was written"});
     }
 }
 
