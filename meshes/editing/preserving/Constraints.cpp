@@ -11,6 +11,12 @@ namespace {
 // lie folded flat onto each other.
 constexpr double FlatFold = -0.9999;
 
+// A crease is judged again on normals averaged over the faces within this
+// many target lengths of it on either side, at most this many faces a side
+// (half the fan of a latitude-longitude sphere's pole of 512 faces).
+constexpr double CreaseSupport = 0.5;
+constexpr std::size_t CreaseSupportFaces = 256;
+
 }  // namespace
 
 void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
@@ -27,16 +33,67 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     if (m_Options.m_KeepBoundaries)
         MeasureBoundaryNoise(smoothed);
     const auto place = [&](std::uint32_t v) -> const Vec& { return smoothed.empty() ? m_Position[v] : smoothed[v]; };
-    std::vector<Vec> normal(faces);
+    std::vector<Vec> normal(faces), weighted(faces);
     for (std::uint32_t f = 0; f < faces; ++f) {
         if (frozenFace[f])
             continue;
         const Vec &a = place(m_Corner[3 * f]), &b = place(m_Corner[3 * f + 1]), &c = place(m_Corner[3 * f + 2]);
-        normal[f] = (b - a) * (c - a);
+        weighted[f] = (b - a) * (c - a);
+        normal[f] = weighted[f];
         normal[f].Normalise();
     }
     const bool features = m_Options.m_FeatureAngle > 0 && m_Options.m_FeatureAngle < 180;
     const double cosFeature = std::cos(m_Options.m_FeatureAngle * Pi / 180.0);
+
+    // Faces much narrower than the noise of their vertices (the slivers of a
+    // jittered latitude-longitude sphere near its poles) turn against their
+    // neighbours by far more than the feature angle, in a zig-zag that the
+    // surface around them does not follow, and the lines found there pin the
+    // mesh into slivers. A crease is real only where the surface stays bent
+    // on average over half a target on each side: the area-weighted normal
+    // of the faces on one side, reached from the crease's face without
+    // crossing it, with a corner within that reach of it and their centre on
+    // that side of the plane that halves the crease. A machined edge has flat
+    // or gently curved sides and keeps its angle; the zig-zag averages out.
+    std::vector<std::uint32_t> visited(features ? faces : 0, None);
+    std::vector<std::uint32_t> queue;
+    const double reach2 = CreaseSupport * m_TargetLength * CreaseSupport * m_TargetLength;
+    // Bounded: CreaseSupportFaces faces, each with three twins to look at.
+    const auto sideNormal = [&](std::uint32_t h, const Vec& across) {
+        const Vec &a = place(m_Corner[h]), &b = place(Target(h));
+        Vec sum = weighted[h / 3];
+        queue.assign(1, h / 3);
+        visited[h / 3] = h;
+        for (std::size_t i = 0; i < queue.size() && queue.size() < CreaseSupportFaces; ++i)
+            for (std::uint32_t e = 3 * queue[i]; e < 3 * queue[i] + 3; ++e) {
+                const std::uint32_t u = m_Twin[e];
+                if (e == h || u == None || visited[u / 3] == h || frozenFace[u / 3])
+                    continue;
+                const std::uint32_t g = u / 3;
+                visited[g] = h;
+                const Vec &p = place(m_Corner[3 * g]), &q = place(m_Corner[3 * g + 1]), &r = place(m_Corner[3 * g + 2]);
+                const bool near = Squared(p - ClosestOnSegment(p, a, b)) <= reach2 ||
+                                  Squared(q - ClosestOnSegment(q, a, b)) <= reach2 ||
+                                  Squared(r - ClosestOnSegment(r, a, b)) <= reach2;
+                if (!near || !((p + q + r - a * 3.0) % across > 0))
+                    continue;
+                // A face folded flat onto the crease's face (a CAD fan that
+                // overlaps itself beside a hole) lies in the same plane.
+                sum += normal[g] % normal[h / 3] > FlatFold ? weighted[g] : -weighted[g];
+                queue.push_back(g);
+            }
+        sum.Normalise();
+        return sum;
+    };
+    const auto bentOnAverage = [&](std::uint32_t h, std::uint32_t t) {
+        const Vec &a = place(m_Corner[h]), &b = place(Target(h));
+        Vec across = (normal[h / 3] + normal[t / 3]) * (b - a);
+        if (!(Squared(across) > 0))
+            return true;
+        if ((place(m_Corner[Prev(h)]) - a) % across < 0)
+            across = -across;
+        return sideNormal(h, across) % sideNormal(t, -across) < cosFeature;
+    };
     for (std::uint32_t h = 0; h < halfEdges; ++h) {
         if (m_Kind[h] != None)
             continue;
@@ -57,7 +114,7 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
             // point where its lines touch the rim), which is no edge of the
             // shape and, left a feature, cuts the real edges it meets into
             // pieces too short to keep.
-            if (Squared(n1) > 0 && Squared(n2) > 0 && n1 % n2 < cosFeature && n1 % n2 > FlatFold)
+            if (Squared(n1) > 0 && Squared(n2) > 0 && n1 % n2 < cosFeature && n1 % n2 > FlatFold && bentOnAverage(h, t))
                 m_Kind[h] = m_Kind[t] = Pending;
         }
     }
