@@ -45,21 +45,40 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     const bool features = m_Options.m_FeatureAngle > 0 && m_Options.m_FeatureAngle < 180;
     const double cosFeature = std::cos(m_Options.m_FeatureAngle * Pi / 180.0);
 
+    // Each edge's crease on its two faces alone: +1 convex, -1 concave, 0
+    // none. A face without a normal (zero area) makes no crease, and nor do
+    // two faces folded flat onto each other: the crease where a fan overlaps
+    // itself (a CAD fan to a hole's rim, beyond the point where its lines
+    // touch the rim), which is no edge of the shape and, left a feature, cuts
+    // the real edges it meets into pieces too short to keep.
+    std::vector<std::int8_t> crease(features ? halfEdges : 0, 0);
+    for (std::uint32_t h = 0; h < crease.size(); ++h) {
+        const std::uint32_t t = m_Twin[h];
+        if (t == None || t < h)
+            continue;
+        const Vec &n1 = normal[h / 3], &n2 = normal[t / 3];
+        if (Squared(n1) > 0 && Squared(n2) > 0 && n1 % n2 < cosFeature && n1 % n2 > FlatFold)
+            crease[h] = crease[t] = (place(m_Corner[Prev(t)]) - place(m_Corner[h])) % n1 < 0 ? 1 : -1;
+    }
+
     // Faces much narrower than the noise of their vertices (the slivers of a
     // jittered latitude-longitude sphere near its poles) turn against their
-    // neighbours by far more than the feature angle, in a zig-zag that the
-    // surface around them does not follow, and the lines found there pin the
-    // mesh into slivers. A crease is real only where the surface stays bent
-    // on average over half a target on each side: the area-weighted normal
-    // of the faces on one side, reached from the crease's face without
-    // crossing it, with a corner within that reach of it and their centre on
-    // that side of the plane that halves the crease. A machined edge has flat
-    // or gently curved sides and keeps its angle; the zig-zag averages out.
+    // neighbours by far more than the feature angle, convex and concave by
+    // turns, in a zig-zag that the surface around them does not follow; the
+    // lines found there pinned the mesh into slivers. A crease beside a face
+    // narrower than half a target across it is therefore judged again at the
+    // target's scale: on the area-weighted normals of the faces on each side
+    // within half a target of it (reached from its face without crossing it,
+    // with a corner within that reach and their centre on that side of the
+    // plane that halves the crease). It stays if these still turn by the
+    // feature angle (a machined edge: flat or gently curved sides, however
+    // thin its faces), or if no crease of the other sense lies among them
+    // (the coarse facets of a reconstructed limb all bend one way).
     std::vector<std::uint32_t> visited(features ? faces : 0, None);
     std::vector<std::uint32_t> queue;
     const double reach2 = CreaseSupport * m_TargetLength * CreaseSupport * m_TargetLength;
     // Bounded: CreaseSupportFaces faces, each with three twins to look at.
-    const auto sideNormal = [&](std::uint32_t h, const Vec& across) {
+    const auto sideNormal = [&](std::uint32_t h, const Vec& across, bool& mixed) {
         const Vec &a = place(m_Corner[h]), &b = place(Target(h));
         Vec sum = weighted[h / 3];
         queue.assign(1, h / 3);
@@ -80,19 +99,26 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
                 // A face folded flat onto the crease's face (a CAD fan that
                 // overlaps itself beside a hole) lies in the same plane.
                 sum += normal[g] % normal[h / 3] > FlatFold ? weighted[g] : -weighted[g];
+                for (std::uint32_t k = 3 * g; k < 3 * g + 3; ++k)
+                    mixed = mixed || crease[k] == -crease[h];
                 queue.push_back(g);
             }
         sum.Normalise();
         return sum;
     };
-    const auto bentOnAverage = [&](std::uint32_t h, std::uint32_t t) {
+    const auto creaseStays = [&](std::uint32_t h, std::uint32_t t) {
         const Vec &a = place(m_Corner[h]), &b = place(Target(h));
+        // Twice a face's area is its width across the edge times the edge.
+        if (std::min(Squared(weighted[h / 3]), Squared(weighted[t / 3])) >= Squared(b - a) * reach2)
+            return true;
         Vec across = (normal[h / 3] + normal[t / 3]) * (b - a);
         if (!(Squared(across) > 0))
             return true;
         if ((place(m_Corner[Prev(h)]) - a) % across < 0)
             across = -across;
-        return sideNormal(h, across) % sideNormal(t, -across) < cosFeature;
+        bool mixed = false;
+        const Vec side = sideNormal(h, across, mixed);
+        return side % sideNormal(t, -across, mixed) < cosFeature || !mixed;
     };
     for (std::uint32_t h = 0; h < halfEdges; ++h) {
         if (m_Kind[h] != None)
@@ -106,16 +132,8 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
             } else {
                 m_Kind[h] = Pending;
             }
-        } else if (features && h < t) {
-            const Vec &n1 = normal[h / 3], &n2 = normal[t / 3];
-            // A face without a normal (zero area) makes no feature, and nor
-            // do two faces folded flat onto each other: the crease where a
-            // fan overlaps itself (a CAD fan to a hole's rim, beyond the
-            // point where its lines touch the rim), which is no edge of the
-            // shape and, left a feature, cuts the real edges it meets into
-            // pieces too short to keep.
-            if (Squared(n1) > 0 && Squared(n2) > 0 && n1 % n2 < cosFeature && n1 % n2 > FlatFold && bentOnAverage(h, t))
-                m_Kind[h] = m_Kind[t] = Pending;
+        } else if (features && h < t && crease[h] != 0 && creaseStays(h, t)) {
+            m_Kind[h] = m_Kind[t] = Pending;
         }
     }
 
