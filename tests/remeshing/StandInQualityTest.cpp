@@ -120,6 +120,20 @@ TEST(StandInQualityFine, LimbedFigureLineEndsMergeAtAFineTarget) {
     EXPECT_GT(SmallestAngleInDegrees(mesh), 27.0);
 }
 
+// The small figure's worst faces at the mean edge length lay beside the feature
+// lines its coarse facets make along the limbs: the smallest angle at one
+// sliding vertex, an obtuse one at the next along the line, and no free corner
+// whose move opened them (30.7 degrees). Sliding corners now move along their
+// line there.
+TEST(StandInQualityFine, LimbedFigureOpensItsFacesBesideItsLines) {
+    ShapeMesh mesh;
+    MakeLimbedFigure(mesh);
+    ASSERT_TRUE(mesh.RemeshPreservingShape(MeanEdge(mesh)));
+    EXPECT_TRUE(IsCleanResult(mesh, true));
+    EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 32.5);
+}
+
 // The scans' worst faces after the edits lie just above 30 degrees among free
 // vertices, where the final moves now also reach; they must not fold.
 TEST(StandInQualityFine, ScansRaiseTheirFreeFacesPastThirtyDegrees) {
