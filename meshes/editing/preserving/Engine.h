@@ -242,7 +242,8 @@ public:
 //   relaxation  m_RelaxationSteps steps, each one sweep over the vertices
 //           and at most 4 F face checks;
 //   the final moves  at most 5 sweeps over the faces, after the last
-//           iteration, each at most three fan walks per face.
+//           iteration, each at most three fan walks per face, then one
+//           sweep with at most one collapse and one move per face.
 // Every walk around a vertex follows twin links around one fan and so visits
 // each of its faces once; collapses walk only fans of at most
 // MaxCollapseValence edges. The number of iterations is the caller's.
@@ -446,9 +447,14 @@ private:
     // Slides a corner of each face under FreeThinAngle beside a line along
     // the line (see MoveToRaiseAngles); whether any moved.
     bool RaiseAnglesBesideLines();
+    // Merges the ends of the short side of each face under FreeThinAngle
+    // among free vertices where that evens out the valences around it, then
+    // moves the merged vertex; whether any merged.
+    bool CollapseToRaiseAngles();
     void FinalMoves() {
         for (int pass = 0; pass < 4 && RaiseSmallestAngles(pass == 0); ++pass) { }
         RaiseAnglesBesideLines();
+        CollapseToRaiseAngles();
     }
     // Moves free vertex v towards the centroid of its ring where that raises
     // the smallest angle of its fan without turning a face; whether it moved.

@@ -242,6 +242,50 @@ bool CEngine::ImproveAngles() {
     return changed;
 }
 
+// Among free vertices the faces the final moves leave under FreeThinAngle sit
+// mostly at a short edge between a vertex of valence 5 and one of 6, with
+// vertices of valence 7 opposite it: each end's fan is as even as its ring
+// allows, and no move opens the faces across the short edge. Merging its ends
+// gives the opposite vertices their regular valence; the merged vertex then
+// moves like any other. A merge that would spoil the valences around it more
+// than it mends them is left out, and none may leave an edge longer than the
+// split length, since no split follows.
+bool CEngine::CollapseToRaiseAngles() {
+    bool changed = false;
+    const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
+    const auto square = [](int x) { return x * x; };
+    // Bounded: one sweep over the faces, at most one collapse per face (two
+    // fan walks of at most MaxCollapseValence edges), one projection and
+    // one move.
+    for (std::uint32_t f = 0; f < faceCount; ++f) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        if (corner[0] == None || !IsFree(corner[0]) || !IsFree(corner[1]) || !IsFree(corner[2]) ||
+            !IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]], CosFreeThinAngle))
+            continue;
+        std::uint32_t shortest = 3 * f;
+        for (std::uint32_t k = 1; k < 3; ++k)
+            if (EdgeLength2(3 * f + k) < EdgeLength2(shortest))
+                shortest = 3 * f + k;
+        const std::uint32_t t = m_Twin[shortest];
+        if (t == None || !(EdgeLength2(shortest) < m_CollapseLength2) || !IsFree(m_Corner[Prev(t)]))
+            continue;
+        const std::uint32_t a = m_Corner[shortest], b = Target(shortest);
+        const int va = m_Valence[a], vb = m_Valence[b];
+        const int vc = m_Valence[m_Corner[Prev(shortest)]], vd = m_Valence[m_Corner[Prev(t)]];
+        const int before = square(va - 6) + square(vb - 6) + square(vc - 6) + square(vd - 6);
+        const int after = square(va + vb - 10) + square(vc - 7) + square(vd - 7);
+        if (after > before || !TryCollapse(shortest, m_CollapseLength2, m_SplitLength2, false, true))
+            continue;
+        changed = true;
+        const std::uint32_t survivor = (m_Flags[a] & Deleted) ? b : a;
+        const Vec projected = Projected(survivor, m_Position[survivor]);
+        if (IsFinite(projected) && !MoveFolds(survivor, projected))
+            m_Position[survivor] = projected;
+        MoveToRaiseAngles(survivor);
+    }
+    return changed;
+}
+
 bool CEngine::BesideLineOnly(std::uint32_t f) const {
     bool line = false;
     for (std::uint32_t k = 0; k < 3; ++k) {
