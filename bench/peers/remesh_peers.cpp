@@ -15,7 +15,8 @@
 // figures with thin limbs and tight folds, noisy kept boundaries), each run
 // by preserve and cgal-proj only.
 //
-// Usage: bench_peers_remesh [--relative R] [--repeat N] [--stand-ins [--only NAME] [--no-peer]] [FACES ...]
+// Usage: bench_peers_remesh [--relative R] [--repeat N] [--stand-ins [--only NAME] [--no-peer]] [--dump DIR]
+//                           [FACES ...]
 //   FACES       input sizes (default: 50000 500000)
 //   --relative  target = R times the input's mean edge length (default 1)
 //   --repeat    run every method N times and report the fastest (default 1)
@@ -23,12 +24,15 @@
 //   --only      only the stand-ins whose name contains NAME
 //   --no-peer   preserve alone, without CGAL (speed then reads 1.00x): the
 //               quick loop while working on one stand-in
+//   --dump      also write every input and result to DIR as OFF files
+//               (NAME-input.off, NAME-METHOD.off), for `quorvel compare`
 #include <CGAL/Exact_predicates_inexact_constructions_kernel.h>
 #include <CGAL/Polygon_mesh_processing/remesh.h>
 #include <CGAL/Surface_mesh.h>
 #include <omp.h>
 
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -42,6 +46,7 @@
 #include "Quorvel.h"
 #include "ScanLikeMesh.h"
 #include "core/MeshTopology.h"
+#include "io/MeshFormats.h"
 #include "report/MeshStatistics.h"
 #include "report/SurfaceDistance.h"
 
@@ -58,6 +63,8 @@ typedef CGAL::Surface_mesh<Kernel::Point_3> CgalMesh;
 // Samples per surface for the distance figure, as the tool's remesh report.
 constexpr std::size_t DistanceSamples = 200000;
 constexpr unsigned int Iterations = 5;
+// Where --dump writes the meshes; empty: nowhere.
+std::string DumpFolder;
 
 class CRun {
 public:
@@ -180,6 +187,16 @@ CRun Fastest(unsigned int repeat, Method&& method) {
     return best;
 }
 
+// The input's name in a file name: letters and digits, the rest dashes.
+void Dump(const std::string& name, const std::string& what, const CMeshData& mesh) {
+    if (DumpFolder.empty())
+        return;
+    std::string file;
+    for (const char c : name)
+        file += std::isalnum(static_cast<unsigned char>(c)) ? c : '-';
+    Tool::WriteMeshFile(DumpFolder + "/" + file + "-" + what + ".off", mesh, Tool::EEncoding::Text);
+}
+
 // every: all four methods; otherwise preserve beside cgal-proj, or alone
 // without peer.
 void Compare(const std::string& name, const CMeshData& input, double relative, unsigned int repeat, bool every = true,
@@ -192,6 +209,8 @@ void Compare(const std::string& name, const CMeshData& input, double relative, u
         target, relative);
     std::vector<CRun> runs;
     runs.push_back(Fastest(repeat, [&] { return RunPreserve(input, target); }));
+    Dump(name, "input", input);
+    Dump(name, runs.front().m_Method, runs.front().m_Result);
     if (!peer) {
         PrintHeader();
         PrintRow(runs.front(), input, before, runs.front().m_Seconds);
@@ -202,6 +221,9 @@ void Compare(const std::string& name, const CMeshData& input, double relative, u
         runs.push_back(Fastest(repeat, [&] { return RunExact(input, target); }));
         runs.push_back(Fastest(repeat, [&] { return RunCgal(input, target, false); }));
     }
+    for (std::size_t i = 1; i < runs.size(); ++i)
+        Dump(name, runs[i].m_Method, runs[i].m_Result);
+    Dump(name, reference.m_Method, reference.m_Result);
     PrintHeader();
     for (const CRun& run : runs)
         PrintRow(run, input, before, reference.m_Seconds);
@@ -240,7 +262,8 @@ void CompareStandIns(double relative, unsigned int repeat, const std::string& on
 
 int Usage(const char* program) {
     std::fprintf(stderr,
-                 "usage: %s [--relative R] [--repeat N] [--stand-ins [--only NAME] [--no-peer]] [FACES ...]   (FACES "
+                 "usage: %s [--relative R] [--repeat N] [--stand-ins [--only NAME] [--no-peer]] [--dump DIR] [FACES "
+                 "...]   (FACES "
                  "at least 1000 each)\n",
                  program);
     return 2;
@@ -270,6 +293,8 @@ int main(int argc, char** argv) {
             only = argv[++i];
         } else if (argument == "--no-peer") {
             peer = false;
+        } else if (argument == "--dump" && i + 1 < argc) {
+            DumpFolder = argv[++i];
         } else {
             const unsigned long long faces = std::strtoull(argv[i], &end, 10);
             if (end == argv[i] || *end != '\0' || faces < 1000)

@@ -121,9 +121,10 @@ TYPED_TEST(EdgeEdits, SplitFinishesAFaceFirstBreaksTiesLowAndHasAStrictLimit) {
     EXPECT_TRUE(MatchesRebuild(edge));
 }
 
-// A 4 x 4 grid centred on vertex 12 with its boundary marked open. Vertex 13
-// sits at (dx, 0), so 12-13 is the only short edge; it lies in face 13 =
-// (7, 13, 12) as its edge 1 and in face 20 = (12, 13, 18) as its edge 0.
+// A 4 x 4 grid of unit squares centred on vertex 12 with its boundary marked
+// open. Vertex 13 sits at (dx, 0), so for dx < 1 12-13 is the only short
+// edge; it lies in face 13 = (7, 13, 12) as its edge 1 and in face 20 =
+// (12, 13, 18) as its edge 0.
 template <typename Mesh>
 void MakeGridWithShortEdge(Mesh& mesh, RealOf<Mesh> dx) {
     MakeGrid(mesh, 4, 4);
@@ -281,11 +282,7 @@ TYPED_TEST(EdgeEdits, SplitFlipCollapseKeepAClosedSurfaceInStep) {
 
     // An open patch with its rim marked open, whose faces have open slots.
     Mesh patch;
-    MakeGrid(patch, 3, 3);
-    PrepareForEditing(patch);
-    for (unsigned int v = 0; v < 16; ++v)
-        if (v % 4 == 0 || v % 4 == 3 || v / 4 == 0 || v / 4 == 3)
-            patch.m_VertexAttributes[v] = 1;
+    MakeGridWithShortEdge(patch, Real(1));
     ASSERT_TRUE(CMeshTestAccess::SplitEdges(patch, Real(0.6)));
     ASSERT_TRUE(MatchesRebuild(patch));
     ASSERT_TRUE(CMeshTestAccess::FlipEdges(patch));

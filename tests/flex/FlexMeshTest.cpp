@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "MeshTypeLists.h"
+#include "editing/AdjacencyChecks.h"
 #include "quorvel/meshes/flex/CFlexMesh.h"
 
 namespace {
@@ -11,7 +12,6 @@ using namespace QuorvelTest;
 using Corvane::Pellix::Lintorra::TLinkUni;
 
 typedef TLinkUni<TVector3<double>> PointLink;
-typedef std::vector<unsigned int> V;
 
 CFlexIndices* Group(unsigned int type, const V& indices, unsigned int growSize = 1000) {
     CFlexIndices* group = new CFlexIndices(0u, growSize);
@@ -92,15 +92,6 @@ template <typename M>
 class FlexConversion : public ::testing::Test { };
 TYPED_TEST_SUITE(FlexConversion, TwoMeshTypes);
 
-template <typename M>
-V Corners(const M& mesh) {
-    V corners;
-    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
-        for (int k = 0; k < 3; ++k)
-            corners.push_back(mesh.m_Faces[f].m_Corners[k]);
-    return corners;
-}
-
 TYPED_TEST(FlexConversion, PrimitiveModesBecomeFaces) {
     typedef RealOf<TypeParam> Real;
     CFlexMesh flex;
@@ -120,9 +111,9 @@ TYPED_TEST(FlexConversion, PrimitiveModesBecomeFaces) {
     mesh.AssignFaceConnectivity(true);
     mesh.AllocateVertexAttributeBuffer();
     mesh = flex;
-    EXPECT_EQ(Corners(mesh), (V{2, 0, 1, 3, 2, 1, 4, 2, 3,  // strip
-                                0, 1, 2, 0, 2, 3, 0, 3, 4,  // fan
-                                0, 1, 2, 2, 3, 4}));  // triangles; type 7 adds none
+    EXPECT_EQ(AllCorners(mesh), (V{2, 0, 1, 3, 2, 1, 4, 2, 3,  // strip
+                                   0, 1, 2, 0, 2, 3, 0, 3, 4,  // fan
+                                   0, 1, 2, 2, 3, 4}));  // triangles; type 7 adds none
     EXPECT_EQ(mesh.m_FaceConnectivity.GetCount() + mesh.m_VertexAttributes.GetCount(), 0u);
     ASSERT_EQ(mesh.m_Vertices.GetCount(), 6u);
     for (unsigned int v = 0; v < 6; ++v)
@@ -132,7 +123,7 @@ TYPED_TEST(FlexConversion, PrimitiveModesBecomeFaces) {
     EXPECT_TRUE(mesh.m_BoundingBox.m_Min == TVector3<Real>(0, 0, 0) &&
                 mesh.m_BoundingBox.m_Max == TVector3<Real>(5, 25, 0));
     TypeParam constructed(flex);
-    EXPECT_EQ(Corners(constructed), Corners(mesh));
+    EXPECT_EQ(AllCorners(constructed), AllCorners(mesh));
 }
 
 }  // namespace

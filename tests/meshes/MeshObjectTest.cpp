@@ -164,12 +164,6 @@ TEST(MeshObject, AttributeBuffersGrowButNeverShrink) {
     mesh.AllocateFaceAttributeBuffer();
     EXPECT_TRUE(mesh.m_VertexAttributes.GetCount() == 4u && mesh.m_FaceAttributes.GetCount() == 4u &&
                 mesh.m_VertexAttributes[3].m_Value == 9);
-
-    mesh.AllocateVertexConnectivityBuffer();
-    mesh.AllocateVertexFaceConnectivityBuffer();
-    ASSERT_EQ(mesh.m_VertexConnectivity.GetCount(), 2u);
-    for (const CVertexConnections* table : {&mesh.m_VertexConnectivity, &mesh.m_VertexFaceConnectivity})
-        EXPECT_TRUE((*table)[1].GetCount() == 0 && (*table)[1].GetGrowSize() == 6);
 }
 
 }  // namespace

@@ -21,29 +21,20 @@ def tetrahedron():
 def icosphere(subdivisions=2, radius=1.0):
     """A sphere from a subdivided icosahedron, closed and wound outwards."""
     t = (1 + 5 ** 0.5) / 2
-    vertices = [[-1, t, 0], [1, t, 0], [-1, -t, 0], [1, -t, 0], [0, -1, t], [0, 1, t],
-                [0, -1, -t], [0, 1, -t], [t, 0, -1], [t, 0, 1], [-t, 0, -1], [-t, 0, 1]]
-    faces = [[0, 11, 5], [0, 5, 1], [0, 1, 7], [0, 7, 10], [0, 10, 11], [1, 5, 9], [5, 11, 4],
-             [11, 10, 2], [10, 7, 6], [7, 1, 8], [3, 9, 4], [3, 4, 2], [3, 2, 6], [3, 6, 8],
-             [3, 8, 9], [4, 9, 5], [2, 4, 11], [6, 2, 10], [8, 6, 7], [9, 8, 1]]
-    vertices = [np.array(v, dtype=float) / np.linalg.norm(v) for v in vertices]
+    vertices = np.array([[-1, t, 0], [1, t, 0], [-1, -t, 0], [1, -t, 0], [0, -1, t], [0, 1, t],
+                         [0, -1, -t], [0, 1, -t], [t, 0, -1], [t, 0, 1], [-t, 0, -1], [-t, 0, 1]])
+    faces = np.array([[0, 11, 5], [0, 5, 1], [0, 1, 7], [0, 7, 10], [0, 10, 11], [1, 5, 9], [5, 11, 4],
+                      [11, 10, 2], [10, 7, 6], [7, 1, 8], [3, 9, 4], [3, 4, 2], [3, 2, 6], [3, 6, 8],
+                      [3, 8, 9], [4, 9, 5], [2, 4, 11], [6, 2, 10], [8, 6, 7], [9, 8, 1]])
     for _ in range(subdivisions):
-        middle = {}
-
-        def midpoint(a, b):
-            key = (min(a, b), max(a, b))
-            if key not in middle:
-                p = vertices[a] + vertices[b]
-                vertices.append(p / np.linalg.norm(p))
-                middle[key] = len(vertices) - 1
-            return middle[key]
-
-        refined = []
-        for a, b, c in faces:
-            ab, bc, ca = midpoint(a, b), midpoint(b, c), midpoint(c, a)
-            refined += [[a, ab, ca], [b, bc, ab], [c, ca, bc], [ab, bc, ca]]
-        faces = refined
-    return np.array(vertices) * radius, np.array(faces)
+        # One new vertex per edge, shared by the two faces on it; each face becomes four.
+        edges, middle = np.unique(np.sort(faces[:, [[0, 1], [1, 2], [2, 0]]], axis=2).reshape(-1, 2), axis=0,
+                                  return_inverse=True)
+        (a, b, c), (ab, bc, ca) = faces.T, len(vertices) + middle.reshape(-1, 3).T
+        vertices = np.vstack([vertices, vertices[edges].sum(axis=1)])
+        vertices /= np.linalg.norm(vertices, axis=1)[:, None]
+        faces = np.vstack([np.column_stack(f) for f in ([a, ab, ca], [b, bc, ab], [c, ca, bc], [ab, bc, ca])])
+    return vertices / np.linalg.norm(vertices, axis=1)[:, None] * radius, faces
 
 
 def grid(n=8, size=1.0, bump=0.1):
@@ -56,18 +47,9 @@ def grid(n=8, size=1.0, bump=0.1):
     return np.column_stack([x.ravel(), y.ravel(), z.ravel()]), faces
 
 
-def as_mesh(pair, dtype=None):
-    return quorvel.Mesh(pair[0], pair[1], dtype=dtype)
-
-
 @pytest.fixture
 def sphere():
-    return as_mesh(icosphere(2))
-
-
-@pytest.fixture
-def patch():
-    return as_mesh(grid())
+    return quorvel.Mesh(*icosphere(2))
 
 
 def _tool_path():

@@ -13,11 +13,6 @@ import quorvel
 from conftest import grid, icosphere, same_mesh
 
 
-def long_remesh_input():
-    # Far from the target, with many rounds: several seconds of work.
-    return quorvel.Mesh(*icosphere(4))
-
-
 @pytest.mark.parametrize("pair, call, stop, error", [
     (icosphere(4), lambda m, p: m.remesh(relative=0.5, iterations=50, progress=p), 2, KeyboardInterrupt),
     (icosphere(4), lambda m, p: m.remesh(relative=0.5, iterations=50, progress=p), 2, RuntimeError),
@@ -39,51 +34,41 @@ def test_an_exception_from_the_callback_stops_the_call(pair, call, stop, error):
     mesh.remesh(iterations=1)  # still usable
 
 
-@pytest.fixture(autouse=False)
-def python_sigint_handler():
+@pytest.mark.parametrize("call", [
+    lambda mesh: mesh.remesh(relative=0.4, iterations=100),
+    lambda mesh: mesh.smooth(iterations=1_000_000),
+    # The exact winding number sums every face for every point: seconds
+    # of work, where the indexed queries would end too soon.
+    lambda mesh: mesh.winding_number(np.random.default_rng(3).uniform(-0.5, 0.5, size=(200_000, 3)), exact=True),
+], ids=["remesh", "smooth", "winding-number"])
+def test_sigint_stops_a_long_call_and_leaves_the_mesh(call):
     # Test runners may start Python with SIGINT ignored or left to the system
     # (ctest does); Ctrl-C in an interactive interpreter meets this handler.
     previous = signal.signal(signal.SIGINT, signal.default_int_handler)
-    yield
-    signal.signal(signal.SIGINT, previous)
+    mesh = quorvel.Mesh(*icosphere(4))  # far from the target, many rounds: seconds of work
+    before, start = mesh.vertices, time.monotonic()
+    timer = threading.Timer(0.3, os.kill, (os.getpid(), signal.SIGINT))
+    timer.start()
+    try:
+        with pytest.raises(KeyboardInterrupt):
+            call(mesh)
+    finally:
+        timer.cancel()
+        signal.signal(signal.SIGINT, previous)
+    assert time.monotonic() - start < 20
+    np.testing.assert_array_equal(mesh.vertices, before)
+    assert mesh.face_count == 5120
 
 
-@pytest.mark.usefixtures("python_sigint_handler")
-class TestCtrlC:
-    @pytest.mark.parametrize("call", [
-        lambda mesh: mesh.remesh(relative=0.4, iterations=100),
-        lambda mesh: mesh.smooth(iterations=1_000_000),
-        # The exact winding number sums every face for every point: seconds
-        # of work, where the indexed queries would end too soon.
-        lambda mesh: mesh.winding_number(np.random.default_rng(3).uniform(-0.5, 0.5, size=(200_000, 3)), exact=True),
-    ], ids=["remesh", "smooth", "winding-number"])
-    def test_sigint_stops_a_long_call_and_leaves_the_mesh(self, call):
-        mesh = long_remesh_input()
-        before = mesh.vertices
-        start = time.monotonic()
-        timer = threading.Timer(0.3, os.kill, (os.getpid(), signal.SIGINT))
-        timer.start()
-        try:
-            with pytest.raises(KeyboardInterrupt):
-                call(mesh)
-        finally:
-            timer.cancel()
-        assert time.monotonic() - start < 20
-        np.testing.assert_array_equal(mesh.vertices, before)
-        assert mesh.face_count == 5120
+def test_callback_may_read_the_mesh_but_not_change_it():
+    mesh, areas = quorvel.Mesh(*icosphere(2)), []
 
+    def progress(done, total):
+        areas.append(mesh.area)
+        if done == 1:
+            mesh.smooth()
 
-class TestReentrance:
-    def test_callback_may_read_the_mesh_but_not_change_it(self):
-        mesh = quorvel.Mesh(*icosphere(2))
-        areas = []
-
-        def progress(done, total):
-            areas.append(mesh.area)
-            if done == 1:
-                mesh.smooth()
-
-        with pytest.raises(RuntimeError, match="being changed by the call whose progress callback is running"):
-            mesh.remesh(progress=progress)
-        assert mesh.face_count == 320 and len(set(areas)) == 1
-        mesh.smooth()  # the lock was released
+    with pytest.raises(RuntimeError, match="being changed by the call whose progress callback is running"):
+        mesh.remesh(progress=progress)
+    assert mesh.face_count == 320 and len(set(areas)) == 1
+    mesh.smooth()  # the lock was released

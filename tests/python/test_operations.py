@@ -31,35 +31,28 @@ def misoriented_soup():
 class TestSameAsTheTool:
     """The tool reads the mesh from an OBJ file, which keeps every digit."""
 
-    @pytest.mark.parametrize("pair, arguments, kwargs", [
-        (bumpy_sphere(3), [], {}),
-        (bumpy_sphere(3), ["--relative", "0.7", "--feature-angle", "30", "--iterations", "3"],
-         dict(relative=0.7, feature_angle=30, iterations=3)),
-        (grid(12), ["--target", "0.05"], dict(target=0.05)),
-        (bumpy_sphere(2), ["--method", "exact", "--relative", "1.5"], dict(method="exact", relative=1.5)),
-        (grid(12, size=1e-200), ["--relative", "0.5"], dict(relative=0.5)),
-        (misoriented_soup(), [], {}),
-    ], ids=["preserve", "preserve-options", "open-target", "exact", "tiny-scale", "misoriented-soup"])
-    def test_remesh(self, tmp_path, tool, pair, arguments, kwargs):
+    @pytest.mark.parametrize("pair, arguments, call", [
+        (bumpy_sphere(3), ["remesh"], lambda m: m.remesh()),
+        (bumpy_sphere(3), ["remesh", "--relative", "0.7", "--feature-angle", "30", "--iterations", "3"],
+         lambda m: m.remesh(relative=0.7, feature_angle=30, iterations=3)),
+        (grid(12), ["remesh", "--target", "0.05"], lambda m: m.remesh(target=0.05)),
+        (bumpy_sphere(2), ["remesh", "--method", "exact", "--relative", "1.5"],
+         lambda m: m.remesh(method="exact", relative=1.5)),
+        (grid(12, size=1e-200), ["remesh", "--relative", "0.5"], lambda m: m.remesh(relative=0.5)),
+        (misoriented_soup(), ["remesh"], lambda m: m.remesh()),
+        (grid(10), ["smooth", "--iterations", "7"], lambda m: m.smooth(iterations=7)),
+        (grid(10), ["smooth", "--free-boundary"], lambda m: m.smooth(keep_boundaries=False)),
+        (grid(10), ["offset", "--distance", "-0.05"], lambda m: m.offset(-0.05)),
+        (grid(10), ["subdivide", "--max-length", "0.04"], lambda m: m.subdivide(max_length=0.04)),
+        (grid(10), ["subdivide"], lambda m: m.subdivide()),
+        (grid(10), ["thicken", "--thickness", "0.1"], lambda m: m.thicken(0.1)),
+        (grid(10), ["thicken", "--thickness", "-0.1"], lambda m: m.thicken(-0.1)),
+    ], ids=["preserve", "preserve-options", "open-target", "exact", "tiny-scale", "misoriented-soup", "smooth",
+            "smooth-free", "offset", "subdivide", "subdivide-default", "thicken", "thicken-inwards"])
+    def test_edit(self, tmp_path, tool, pair, arguments, call):
         mesh = quorvel.Mesh(*pair)
         mesh.save(tmp_path / "in.obj")
-        tool("remesh", tmp_path / "in.obj", "-o", tmp_path / "out.obj", *arguments)
-        mesh.remesh(**kwargs)
-        same_mesh(mesh, quorvel.load(tmp_path / "out.obj"))
-
-    @pytest.mark.parametrize("command, arguments, call", [
-        ("smooth", ["--iterations", "7"], lambda m: m.smooth(iterations=7)),
-        ("smooth", ["--free-boundary"], lambda m: m.smooth(keep_boundaries=False)),
-        ("offset", ["--distance", "-0.05"], lambda m: m.offset(-0.05)),
-        ("subdivide", ["--max-length", "0.04"], lambda m: m.subdivide(max_length=0.04)),
-        ("subdivide", [], lambda m: m.subdivide()),
-        ("thicken", ["--thickness", "0.1"], lambda m: m.thicken(0.1)),
-        ("thicken", ["--thickness", "-0.1"], lambda m: m.thicken(-0.1)),
-    ])
-    def test_other_edits(self, tmp_path, tool, command, arguments, call):
-        mesh = quorvel.Mesh(*grid(10))
-        mesh.save(tmp_path / "in.obj")
-        tool(command, tmp_path / "in.obj", "-o", tmp_path / "out.obj", *arguments)
+        tool(arguments[0], tmp_path / "in.obj", "-o", tmp_path / "out.obj", *arguments[1:])
         call(mesh)
         same_mesh(mesh, quorvel.load(tmp_path / "out.obj"))
 
@@ -75,27 +68,22 @@ class TestSameAsTheTool:
 
 
 class TestRemesh:
-    def test_single_precision_remesh(self):
+    def test_single_precision_remesh_reports_every_iteration(self):
         vertices, faces = icosphere(3)
-        mesh = quorvel.Mesh(vertices.astype(np.float32), faces)
-        mesh.remesh(target=0.1)
+        mesh, calls = quorvel.Mesh(vertices.astype(np.float32), faces), []
+        mesh.remesh(target=0.1, iterations=4, progress=lambda done, total: calls.append((done, total)))
+        assert calls == [(0, 4), (1, 4), (2, 4), (3, 4), (4, 4)]
         assert mesh.dtype == np.float32
         assert 0.07 < mesh.edge_length_stats()["mean"] < 0.134
 
-    def test_preparation_is_logged(self, caplog):
-        # What it does to the soup is the tool's (test_remesh[misoriented-soup]).
-        mesh = quorvel.Mesh(*misoriented_soup())
+    def test_exact_remesh_logs_its_preparation_and_reports_one_step(self, caplog):
+        # What the preparation makes of the soup is compared with the tool in
+        # test_edit[misoriented-soup]; here only its notes and steps.
+        mesh, calls = quorvel.Mesh(*misoriented_soup()), []
         with caplog.at_level(logging.INFO, logger="quorvel"):
-            mesh.remesh()
+            mesh.remesh(method="exact", progress=lambda done, total: calls.append((done, total)))
         assert "merged" in caplog.text and "flipped" in caplog.text
-
-    def test_progress_reports_every_iteration(self, sphere):
-        calls = []
-        sphere.remesh(iterations=4, progress=lambda done, total: calls.append((done, total)))
-        assert calls == [(0, 4), (1, 4), (2, 4), (3, 4), (4, 4)]
-        exact = []
-        quorvel.Mesh(*icosphere(2)).remesh(method="exact", progress=lambda d, t: exact.append((d, t)))
-        assert exact == [(0, 1), (1, 1)]
+        assert calls == [(0, 1), (1, 1)]
 
 
 class TestOtherEdits:

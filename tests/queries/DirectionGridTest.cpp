@@ -98,28 +98,3 @@ TEST(DirectionGrid, OffersEveryNearTriangleExactlyOnce) {
         EXPECT_EQ(visits, 3u);
     }
 }
-
-TEST(DirectionGrid, OffersTrianglesWithoutABoxToEveryQuery) {
-    const double inf = HUGE_VAL;
-    const double corners[] = {0, 0, 0, 1,
-                              0, 0, 0, 1,
-                              0,  //
-                              5, 5, 5, inf,
-                              5, 5, 5, 6,
-                              5,  //
-                              0, 0, 0, std::nan(""),
-                              0, 0, 0, 0,
-                              1};
-    CTriangleTree tree;
-    tree.Build(corners, 3);
-    CDirectionGrid grid;
-    const double up[3] = {0, 0, 1};
-    grid.Build(tree, up);
-    std::vector<std::uint32_t> seen;
-    grid.ForEachNear(100, 100, 0, 1, 0, [&](std::uint32_t position) {
-        seen.push_back(tree.GetTriangle(position));
-        return true;
-    });
-    std::sort(seen.begin(), seen.end());
-    EXPECT_EQ(seen, (std::vector<std::uint32_t>{1, 2}));
-}

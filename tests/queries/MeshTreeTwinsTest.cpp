@@ -314,9 +314,8 @@ TYPED_TEST(MeshTreeTwins, EmptyAndOneFaceMeshesAnswerAsTheMeshDoes) {
         V a(7, 7, 7), b(7, 7, 7);
         ASSERT_EQ(one.IntersectWith(line, &a, Real(1e-6)), tree.IntersectWith(line, &b, Real(1e-6)));
         ASSERT_EQ(a, b);
-        const V point(target.x, target.y, Real(queries.Uniform(-0.1, 0.1)));
+        const V point(target.x, target.y, i % 2 ? Real(0) : Real(queries.Uniform(-0.1, 0.1)));
         ASSERT_EQ(one.IsWithin(point), tree.IsWithin(point));
-        ASSERT_EQ(one.IsWithin(target), tree.IsWithin(target));
         ASSERT_EQ(one.FindClosestVertex(origin), tree.FindClosestVertex(origin));
     }
     EXPECT_EQ(one.IntersectsWith(one), tree.IntersectsWith(tree));

@@ -8,6 +8,7 @@
 // InfillBetweenTwoPoints is protected.
 #include "MeshInternals.h"
 #include "MeshTypeLists.h"
+#include "editing/AdjacencyChecks.h"
 
 namespace {
 
@@ -133,10 +134,7 @@ TYPED_TEST(Subdivision, LongTrianglesAreSplitDepthFirstIntoSeparateHalves) {
         EXPECT_EQ(deep.m_Vertices[v].m_Position, TVector3<Real>(Real(positions[v][0]), Real(positions[v][1]), 0)) << v;
         EXPECT_NEAR(deep.m_Vertices[v].m_Normal.z, 1, 1e-6) << v;
     }
-    std::vector<unsigned int> corners;
-    for (unsigned int i = 0; i < 3 * deep.m_Faces.GetCount(); ++i)
-        corners.push_back(deep.m_Faces[i / 3].m_Corners[i % 3]);
-    EXPECT_EQ(corners, (std::vector<unsigned int>{6, 4, 2, 3, 12, 10, 0, 8, 5, 7, 4, 5, 3, 9, 2, 11, 1, 10}));
+    EXPECT_EQ(AllCorners(deep), (V{6, 4, 2, 3, 12, 10, 0, 8, 5, 7, 4, 5, 3, 9, 2, 11, 1, 10}));
 
     // A longest edge of exactly the limit is not split.
     TypeParam exact;

@@ -62,15 +62,17 @@ TEST(BadInput, EveryDefectGivesOneLineNamingTheFileAndStatusTwo) {
     // Every subcommand reads through the same path.
     const std::string input = dir.Path("range.obj"), mesh = dir.Path("out.ply");
     WriteFile(input, "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 5\nv 1 1 0\n");
-    for (const std::vector<std::string>& arguments :
-         std::vector<std::vector<std::string>>{{"info", input},
-                                               {"smooth", input, "-o", mesh},
-                                               {"offset", input, "-o", mesh, "--distance", "1"},
-                                               {"subdivide", input, "-o", mesh},
-                                               {"thicken", input, "-o", mesh, "--thickness", "1"},
-                                               {"contour", input, "-o", dir.Path("out.obj")},
-                                               {"infill", input, "-o", mesh}}) {
-        SCOPED_TRACE(arguments[0]);
+    const std::string commands[] = {"info",
+                                    "smooth -o " + mesh,
+                                    "offset -o " + mesh + " --distance 1",
+                                    "subdivide -o " + mesh,
+                                    "thicken -o " + mesh + " --thickness 1",
+                                    "contour -o " + dir.Path("out.obj"),
+                                    "infill -o " + mesh};
+    for (const std::string& command : commands) {
+        SCOPED_TRACE(command);
+        std::vector<std::string> arguments = Words(command);
+        arguments.insert(arguments.begin() + 1, input);
         ExpectRefused(dir, arguments, {input + ":4: ", "out of range"});
     }
 }
@@ -79,36 +81,23 @@ TEST(BadInput, BadOptionsAndImpossibleRequestsAreRefusedBeforeAnyOutput) {
     CScratchDirectory dir;
     const std::string input = dir.Path("tet.off");
     WriteFile(input, "OFF\n4 4 0\n0 0 0\n1 0 0\n0 1 0\n0 0 1\n3 0 2 1\n3 0 1 3\n3 0 3 2\n3 1 2 3\n");
-    for (const std::vector<std::string>& options :
-         std::vector<std::vector<std::string>>{{"--target", "0"},
-                                               {"--target", "-1"},
-                                               {"--target", "nan"},
-                                               {"--target", "inf"},
-                                               {"--target", "abc"},
-                                               {"--target", "1e999"},
-                                               {"--relative", "0"},
-                                               {"--relative", "-2"},
-                                               {"--target"},
-                                               {"--target", "1", "--relative", "1"},
-                                               {"--method", "fast"},
-                                               {"--colour", "red"},
-                                               {"--feature-angle", "200"},
-                                               {"--iterations", "0"},
-                                               {"--method", "exact", "--iterations", "3"},
-                                               {"--method", "exact", "--relative", "1e6"},
-                                               {"--max-memory", "0"},
-                                               {"--max-memory", "-1G"},
-                                               {"--max-memory", "lots"},
-                                               {"--max-memory", "1e30G"},
-                                               {"--max-time", "0"},
-                                               {"--max-time", "-5"},
-                                               {"--max-time", "soon"}}) {
-        SCOPED_TRACE(options.back());
-        std::vector<std::string> arguments = {"remesh", input, "-o", dir.Path("out.obj")};
-        arguments.insert(arguments.end(), options.begin(), options.end());
-        ExpectRefused(dir, arguments, {options[0]});
+    // One request of each kind the parser refuses, split at the commas;
+    // which memory sizes parse is MemorySizes'.
+    std::istringstream requests(
+        "--target 0,--target -1,--target nan,--target inf,--target abc,--target 1e999,--relative 0,--relative -2,"
+        "--target,--target 1 --relative 1,--method fast,--colour red,--feature-angle 200,--iterations 0,"
+        "--method exact --iterations 3,--method exact --relative 1e6,--max-memory 0,--max-memory lots,"
+        "--max-time 0,--max-time -5,--max-time soon");
+    for (std::string options; std::getline(requests, options, ',');) {
+        SCOPED_TRACE(options);
+        ExpectRefused(dir, Words("remesh " + input + " -o " + dir.Path("out.obj") + " " + options),
+                      {Words(options)[0]});
     }
     ExpectRefused(dir, {"reshape", input}, {"'reshape'"});
+    ExpectRefused(dir, {"compare", input}, {"two mesh files"});
+    ExpectRefused(dir, {"compare", input, input, "--samples", "many"}, {"--samples", "'many'"});
+    WriteFile(dir.Path("points.off"), "OFF\n3 0 0\n0 0 0\n1 0 0\n0 1 0\n");
+    ExpectRefused(dir, {"compare", input, dir.Path("points.off")}, {dir.Path("points.off") + ": ", "no faces"});
     // Results that the output cannot hold: beyond the range of the single
     // precision STL stores, or beyond the range of double itself.
     const std::string far = dir.Path("far.off");

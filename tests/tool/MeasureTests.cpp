@@ -94,14 +94,12 @@ TEST(MeshStatistics, CubeAndGridMatchTheirClosedForms) {
     // Open, its volume is taken about the box's centre: five of the six
     // pyramids from the centre, whatever the order of the faces.
     CMeshData open = MakeCube(2);
-    double top = -HUGE_VAL;
-    for (const Point& p : open.m_Positions)
-        top = std::max(top, p.z);
-    open.m_Triangles.erase(std::remove_if(open.m_Triangles.begin(), open.m_Triangles.end(),
-                                          [&](const Triangle& t) {
-                                              return open.m_Positions[t[0]].z == top &&
-                                                     open.m_Positions[t[1]].z == top && open.m_Positions[t[2]].z == top;
-                                          }),
+    const auto below = [](const Point& a, const Point& b) { return a.z < b.z; };
+    const double top = std::max_element(open.m_Positions.begin(), open.m_Positions.end(), below)->z;
+    const auto onTop = [&](const Triangle& t) {
+        return open.m_Positions[t[0]].z + open.m_Positions[t[1]].z + open.m_Positions[t[2]].z == 3 * top;
+    };
+    open.m_Triangles.erase(std::remove_if(open.m_Triangles.begin(), open.m_Triangles.end(), onTop),
                            open.m_Triangles.end());
     ASSERT_EQ(open.m_Triangles.size(), 10u);
     EXPECT_NEAR(MeasureMesh(open).m_Volume, 8.0 * 5 / 6, 1e-12);
@@ -112,7 +110,6 @@ TEST(MeshStatistics, CubeAndGridMatchTheirClosedForms) {
     const CMeshStatistics grid = MeasureMesh(gridMesh);
     const double axis = 2.0 * n * (n + 1), diagonal = n * n;
     EXPECT_NEAR(grid.m_MeanEdge, (axis + diagonal * std::sqrt(2.0)) / (axis + diagonal), 1e-12);
-    EXPECT_NEAR(TrueMeanEdgeLength(gridMesh), grid.m_MeanEdge, 1e-12);
     // Every interior vertex of a grid split along one diagonal has valence 6.
     EXPECT_DOUBLE_EQ(grid.m_RegularShare, 1.0);
     EXPECT_EQ(grid.m_InteriorValences[6], (n - 1) * (n - 1));
@@ -151,33 +148,25 @@ TEST(MeshRepair, MakeManifoldSeparatesSheetsAndOrientsFaces) {
     EXPECT_EQ(pair.m_Positions.size(), 4u);
 
     // Faces naming a vertex twice and duplicate faces go before the library
-    // sees them; the order of the rest is kept.
-    CMeshData messy = MakeCube();
-    messy.m_Triangles.push_back(Triangle{1, 1, 2});
-    messy.m_Triangles.push_back(Triangle{messy.m_Triangles[3][2], messy.m_Triangles[3][0], messy.m_Triangles[3][1]});
-    CRepairSummary cleaned;
-    DropRepeatedCornerFaces(messy, cleaned);
-    DropDuplicateFaces(messy, cleaned);
-    EXPECT_EQ(cleaned.m_RepeatedCornerFaces, 1u);
-    EXPECT_EQ(cleaned.m_DuplicateFaces, 1u);
-    EXPECT_EQ(messy.m_Triangles, MakeCube().m_Triangles);
-}
-
-TEST(MeshRepair, DuplicateFacesOfALargeMeshGoAndTheFirstOfEachStays) {
-    // Enough faces for the packed check to sort by bytes; the copies name
-    // their corners rotated and reversed.
-    const CMeshData grid = MakeGrid(60);
-    ASSERT_GT(grid.m_Triangles.size(), 5000u);
-    CMeshData doubled = grid;
-    for (const std::size_t f : {std::size_t(0), grid.m_Triangles.size() / 2, grid.m_Triangles.size() - 1}) {
-        const Triangle& t = grid.m_Triangles[f];
-        doubled.m_Triangles.push_back(Triangle{t[1], t[2], t[0]});
-        doubled.m_Triangles.push_back(Triangle{t[0], t[2], t[1]});
+    // sees them; the order of the rest is kept. A large grid takes the packed
+    // check that sorts by bytes; its copies name their corners rotated and
+    // reversed.
+    for (const CMeshData& clean : {MakeCube(), MakeGrid(60)}) {
+        SCOPED_TRACE(clean.m_Triangles.size());
+        CMeshData messy = clean;
+        messy.m_Triangles.push_back(Triangle{1, 1, 2});
+        for (const std::size_t f : {std::size_t(3), clean.m_Triangles.size() - 1}) {
+            const Triangle& t = clean.m_Triangles[f];
+            messy.m_Triangles.push_back(Triangle{t[1], t[2], t[0]});
+            messy.m_Triangles.push_back(Triangle{t[0], t[2], t[1]});
+        }
+        CRepairSummary cleaned;
+        DropRepeatedCornerFaces(messy, cleaned);
+        DropDuplicateFaces(messy, cleaned);
+        EXPECT_EQ(cleaned.m_RepeatedCornerFaces, 1u);
+        EXPECT_EQ(cleaned.m_DuplicateFaces, 4u);
+        EXPECT_EQ(messy.m_Triangles, clean.m_Triangles);
     }
-    CRepairSummary cleaned;
-    DropDuplicateFaces(doubled, cleaned);
-    EXPECT_EQ(cleaned.m_DuplicateFaces, 6u);
-    EXPECT_EQ(doubled.m_Triangles, grid.m_Triangles);
 }
 
 TEST(KeySort, AgreesWithAComparisonSortWhateverBytesTheKeysShare) {

@@ -66,6 +66,15 @@ void AppendBytes(std::string& bytes, T value, bool bigEndian = false) {
     bytes.append(raw, sizeof(T));
 }
 
+// "a b c" as {"a", "b", "c"}: argument lists written as one line.
+inline std::vector<std::string> Words(const std::string& text) {
+    std::istringstream stream(text);
+    std::vector<std::string> words;
+    for (std::string word; stream >> word;)
+        words.push_back(word);
+    return words;
+}
+
 struct CRun {
     int m_Status = -1;
     std::string m_Out, m_Err;

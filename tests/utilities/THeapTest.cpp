@@ -79,9 +79,6 @@ TEST(BlockPool, ElementsKeepTheirAddressesAndClearedBlocksAreRefilled) {
     EXPECT_EQ(small.m_First, nullptr);
     small.Add(faces[0]);
     EXPECT_EQ(Blocks(small), (Shape{{4, 1}}));
-    // Unlike a list, a pool stores a zero grow size as given.
-    small.SetGrowSize(0);
-    EXPECT_EQ(small.m_GrowSize, 0u);
 }
 
 // Counts the nodes destroyed through the base class's virtual destructor.

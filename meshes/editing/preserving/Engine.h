@@ -157,6 +157,11 @@ constexpr double MinLoopLength = 2.0;
 constexpr double HairpinTurn = 135.0;
 constexpr double HairpinReach = 0.25;
 constexpr int HairpinSteps = 64;
+// An input vertex that the result passes further from than this many target
+// lengths (the tip of a spike of scan noise, cut off because no vertex of
+// the result happened to land near it) draws the nearest free vertex onto it
+// at the end (see SnapToPeaks).
+constexpr double PeakSnapFactor = 0.25;
 // A relaxation move may not flatten a face below this shape (twice the area
 // over the sum of the squared sides; about 0.03 for a smallest angle of 5
 // degrees).
@@ -196,6 +201,8 @@ inline double Squared(const Vec& v) {
 
 // The point of segment a-b nearest to p.
 Vec ClosestOnSegment(const Vec& p, const Vec& a, const Vec& b);
+// The point of triangle a, b, c nearest to p.
+Vec ClosestOnTriangle(const Vec& p, const Vec& a, const Vec& b, const Vec& c);
 
 class CTriangle {
 public:
@@ -455,7 +462,15 @@ private:
         for (int pass = 0; pass < 4 && RaiseSmallestAngles(pass == 0); ++pass) { }
         RaiseAnglesBesideLines();
         CollapseToRaiseAngles();
+        SnapToPeaks();
     }
+    // Moves free vertices onto the input vertices the result passes too far
+    // from (see PeakSnapFactor), where no face of their fans turns, folds or
+    // gets a smaller angle than it allows; whether any moved.
+    bool SnapToPeaks();
+    // Whether a face of v's fan or of its neighbours' fans passes within
+    // sqrt(limit2) of c.
+    bool NearbyFaceWithin(const Vec& c, std::uint32_t v, double limit2) const;
     // Moves free vertex v towards the centroid of its ring where that raises
     // the smallest angle of its fan without turning a face; whether it moved.
     // alongLine: a sliding vertex off every open boundary may move too, along

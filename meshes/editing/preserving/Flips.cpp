@@ -454,4 +454,88 @@ bool CEngine::MoveToRaiseAngles(std::uint32_t v, bool alongLine) {
     return false;
 }
 
+bool CEngine::NearbyFaceWithin(const Vec& c, std::uint32_t v, double limit2) const {
+    bool within = false;
+    const auto fan = [&](std::uint32_t u) {
+        ForEachOutgoing(u, [&](std::uint32_t e) {
+            if (within)
+                return;
+            const Vec &a = m_Position[m_Corner[e]], &b = m_Position[Target(e)], &d = m_Position[m_Corner[Prev(e)]];
+            within = Squared(ClosestOnTriangle(c, a, b, d) - c) <= limit2;
+        });
+    };
+    fan(v);
+    ForEachNeighbour(v, [&](std::uint32_t w, std::uint32_t) {
+        if (!within && !(m_Flags[w] & (Deleted | NonManifold)))
+            fan(w);
+    });
+    return within;
+}
+
+// The result's vertices all lie on the input, but where the input has a
+// spike narrower than the target (scan noise at a scan's curved end) the
+// faces around it may cut its tip off by a third of the target: no vertex
+// landed near the tip, and relaxation has no reason to put one there. Each
+// free vertex looks at the corners of the input triangle it was projected
+// onto; a corner that the faces around it pass too far from draws the
+// vertex onto it, if that vertex is the nearest of its ring to the corner
+// (so that one vertex goes, and afterwards the corner lies on its
+// neighbours' faces too). The move keeps the input's own point, so the
+// result stays on the input; it may not lower the smallest angle of the fan
+// below FreeThinAngle or below what it was, and neither turns nor folds a
+// face. Serial, in vertex order, so the result does not depend on threads.
+bool CEngine::SnapToPeaks() {
+    const double limit2 = PeakSnapFactor * PeakSnapFactor * m_TargetLength * m_TargetLength;
+    const double reach2 = m_TargetLength * m_TargetLength;
+    bool changed = false;
+    const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
+    // Bounded: one sweep over the vertices, three corners each, each a walk
+    // over the fans of the vertex and its ring and at most six places tried,
+    // five of them projected.
+    for (std::uint32_t v = 0; v < vertexCount; ++v) {
+        if (!IsFree(v) || m_FaceHint[v] == None)
+            continue;
+        const Vec p = m_Position[v];
+        const CTriangle& triangle = m_Triangles[m_FaceHint[v]];
+        for (const Vec& c : {triangle.m_A, triangle.m_B, triangle.m_C}) {
+            const double distance2 = Squared(c - p);
+            if (!(distance2 < reach2))
+                continue;
+            bool nearest = true;
+            ForEachNeighbour(v, [&](std::uint32_t w, std::uint32_t) {
+                nearest = nearest && Squared(c - m_Position[w]) >= distance2;
+            });
+            if (!nearest || NearbyFaceWithin(c, v, limit2))
+                continue;
+            // The corner itself or, where that makes too thin a face, a
+            // point of the input part of the way there.
+            bool moved = false;
+            for (const double share : {1.0, 0.9, 0.8, 0.7, 0.6, 0.5}) {
+                const Vec q = share == 1.0 ? c : Projected(v, p + (c - p) * share);
+                if (!IsFinite(q))
+                    continue;
+                double before = Pi, after = Pi;
+                bool keeps = true;
+                ForEachOutgoing(v, [&](std::uint32_t e) {
+                    const Vec &x = m_Position[Target(e)], &y = m_Position[m_Corner[Prev(e)]];
+                    const Vec old = (x - p) * (y - p), turned = (x - q) * (y - q);
+                    keeps = keeps && Squared(turned) > m_MinCross2 && old % turned > 0;
+                    before = std::min(before, SmallestAngle(p, x, y));
+                    after = std::min(after, SmallestAngle(q, x, y));
+                });
+                if (keeps && after >= std::min(before, FreeThinAngle) && !MoveFolds(v, q)) {
+                    m_Position[v] = q;
+                    moved = true;
+                    break;
+                }
+            }
+            if (moved) {
+                changed = true;
+                break;
+            }
+        }
+    }
+    return changed;
+}
+
 }  // namespace Corvane::Pellix::Quorvel::detail::preserving

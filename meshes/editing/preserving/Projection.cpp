@@ -4,8 +4,6 @@
 
 namespace Corvane::Pellix::Quorvel::detail::preserving {
 
-namespace {
-
 // Closest point by the Voronoi regions of the corners, sides and interior;
 // every division is guarded so that a needle or a point triangle gives a
 // point on its sides instead of NaN.
@@ -47,6 +45,8 @@ Vec ClosestOnTriangle(const Vec& p, const Vec& a, const Vec& b, const Vec& c) {
     }
     return a + ab * (vb / sum) + ac * (vc / sum);
 }
+
+namespace {
 
 // Triangles or segments per leaf at most. The trees are built by the
 // median, cheaply: each serves one run, and a surface-area tree would cost
