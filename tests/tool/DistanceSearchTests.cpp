@@ -1,15 +1,18 @@
-// The farthest-sample search whose parts share one bound: however its parts
+// The farthest-sample search whose parts share one bound (however its parts
 // are cut, ordered and spread over threads, it finds the exact largest
-// distance of all the samples it was given.
+// distance of all the samples it was given), and the remesh table's samples
+// of a large mesh.
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <utility>
 #include <vector>
 
 #include "ToolTestSupport.h"
 #include "core/MeshTopology.h"
+#include "report/RemeshMeasures.h"
 #include "report/SurfaceDistance.h"
 
 using namespace QuorvelToolTest;
@@ -92,4 +95,42 @@ TEST_F(SharedSearch, OneSideAloneGivesItsOwnMaximumOrTheFloor) {
     CFarthestSearch none(0.5);
     none.Measure(m_Samples[0], 10, 10, m_Trees[1], m_Links[1]);
     EXPECT_EQ(none.GetDistance(), 0.5);
+}
+
+// A large grid and a copy that differ in one quad only: two opposite corners
+// of it raised by h, the quad split along the raised diagonal in one and
+// along the other diagonal in the other. The surfaces lie furthest apart at
+// the middle of either diagonal, h / sqrt(1 + 2 h^2) from the other surface,
+// where no vertex is and no point spread by area need fall; the remesh
+// table's samples of a mesh this large still find it in full.
+TEST(RemeshMeasures, AFoldBetweenVerticesOfALargeMeshIsFoundInFull) {
+    const unsigned int n = 64;
+    const double h = 0.5;
+    CMeshData ridge;
+    for (unsigned int y = 0; y <= n; ++y)
+        for (unsigned int x = 0; x <= n; ++x)
+            ridge.m_Positions.emplace_back(double(x), double(y), 0.0);
+    const auto at = [&](unsigned int x, unsigned int y) { return y * (n + 1) + x; };
+    const unsigned int fx = n / 2, fy = n / 2;
+    ridge.m_Positions[at(fx + 1, fy)].z = h;
+    ridge.m_Positions[at(fx, fy + 1)].z = h;
+    CMeshData valley = ridge;
+    for (unsigned int y = 0; y < n; ++y)
+        for (unsigned int x = 0; x < n; ++x) {
+            const std::uint32_t a = at(x, y), b = at(x + 1, y), c = at(x + 1, y + 1), d = at(x, y + 1);
+            valley.m_Triangles.push_back(Triangle{a, b, c});
+            valley.m_Triangles.push_back(Triangle{a, c, d});
+            if (x == fx && y == fy) {
+                ridge.m_Triangles.push_back(Triangle{a, b, d});
+                ridge.m_Triangles.push_back(Triangle{b, c, d});
+            } else {
+                ridge.m_Triangles.push_back(Triangle{a, b, c});
+                ridge.m_Triangles.push_back(Triangle{a, c, d});
+            }
+        }
+    ASSERT_GT(RemeshAreaSamples(ridge.m_Triangles.size()), 0u);
+    ASSERT_LT(RemeshAreaSamples(ridge.m_Triangles.size()), ridge.m_Triangles.size());
+    CRemeshMeasurer measurer(valley);
+    const CRemeshMeasures measures = measurer.Finish(ridge);
+    EXPECT_NEAR(measures.m_Hausdorff, h / std::sqrt(1 + 2 * h * h), 1e-12);
 }

@@ -18,7 +18,17 @@ namespace {
 // midpoints are most of the samples and 500 points by area settle the
 // figure to its printed digits (2,000 gave the same distance on spheres of
 // 48 to 2,000 faces); there the measure was a third of the process's own work.
+// Up to 4,000 faces every face has its point, which a mesh of a few large
+// folded faces needs (the pierced block's figure drops by a sixteenth with
+// 500). Beyond, the vertices and midpoints (two samples a face) are dense
+// enough on their own: without any points by area the figure of every
+// stand-in over 4,000 faces and of bumpy spheres of 10,000 and 50,000 faces
+// stays the same to its printed digits. An eighth of a point a face keeps
+// some random coverage there (their figures are the same to the bit as with
+// a point a face), with 29 % fewer samples.
 constexpr std::size_t MinAreaSamples = 500;
+constexpr std::size_t EveryFaceUpTo = 4000;
+constexpr std::size_t FacesPerAreaSample = 8;
 constexpr std::size_t MaxAreaSamples = 100000;
 // Below this many faces a mesh's half takes about a millisecond: less than
 // starting a thread for it costs on a busy machine.
@@ -95,7 +105,8 @@ double MeasureInParallel(const CMeshData& after, const CRemeshMeasurer::CSide& i
 }  // namespace
 
 std::size_t RemeshAreaSamples(std::size_t faces) {
-    return std::clamp(faces, MinAreaSamples, MaxAreaSamples);
+    const std::size_t most = std::max(EveryFaceUpTo, faces / FacesPerAreaSample);
+    return std::min(std::clamp(faces, MinAreaSamples, most), MaxAreaSamples);
 }
 
 CRemeshMeasurer::CRemeshMeasurer(const CMeshData& before)

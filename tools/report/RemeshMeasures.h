@@ -24,7 +24,8 @@ public:
 };
 
 // Points spread by area on a surface of `faces` faces for the remesh table:
-// one a face, at least 500 and at most 100,000. Every vertex and every
+// one a face, at least 500 and at most 4,000 or an eighth of the faces,
+// whichever is more, and never more than 100,000. Every vertex and every
 // edge midpoint are measured besides them.
 std::size_t RemeshAreaSamples(std::size_t faces);
 
