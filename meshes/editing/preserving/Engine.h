@@ -471,6 +471,9 @@ private:
     // Whether a face of v's fan or of its neighbours' fans passes within
     // sqrt(limit2) of c.
     bool NearbyFaceWithin(const Vec& c, std::uint32_t v, double limit2) const;
+    // Whether moving v to q keeps every face of its fan from turning over or
+    // vanishing; `smallest` receives the fan's smallest angle there.
+    bool FanAfterMove(std::uint32_t v, const Vec& q, double& smallest) const;
     // Moves free vertex v towards the centroid of its ring where that raises
     // the smallest angle of its fan without turning a face; whether it moved.
     // alongLine: a sliding vertex off every open boundary may move too, along

@@ -437,21 +437,27 @@ bool CEngine::MoveToRaiseAngles(std::uint32_t v, bool alongLine) {
         const Vec q = Projected(v, places[i]);
         if (!IsFinite(q))
             continue;
-        double after = Pi;
-        bool keeps = true;
-        ForEachOutgoing(v, [&](std::uint32_t e) {
-            const Vec &x = m_Position[Target(e)], &y = m_Position[m_Corner[Prev(e)]];
-            const Vec old = (x - p) * (y - p), moved = (x - q) * (y - q);
-            keeps = keeps && Squared(moved) > m_MinCross2 && old % moved > 0;
-            after = std::min(after, SmallestAngle(q, x, y));
-        });
-        if (keeps && after > before + MinAngleGain && (i < 3 || after >= ThinAngle) && !MoveFolds(v, q) &&
-            (!slides || KeepsLineShape(v, q))) {
+        double after;
+        if (FanAfterMove(v, q, after) && after > before + MinAngleGain && (i < 3 || after >= ThinAngle) &&
+            !MoveFolds(v, q) && (!slides || KeepsLineShape(v, q))) {
             m_Position[v] = q;
             return true;
         }
     }
     return false;
+}
+
+bool CEngine::FanAfterMove(std::uint32_t v, const Vec& q, double& smallest) const {
+    const Vec& p = m_Position[v];
+    bool keeps = true;
+    smallest = Pi;
+    ForEachOutgoing(v, [&](std::uint32_t e) {
+        const Vec &x = m_Position[Target(e)], &y = m_Position[m_Corner[Prev(e)]];
+        const Vec old = (x - p) * (y - p), moved = (x - q) * (y - q);
+        keeps = keeps && Squared(moved) > m_MinCross2 && old % moved > 0;
+        smallest = std::min(smallest, SmallestAngle(q, x, y));
+    });
+    return keeps;
 }
 
 bool CEngine::NearbyFaceWithin(const Vec& c, std::uint32_t v, double limit2) const {
@@ -509,21 +515,17 @@ bool CEngine::SnapToPeaks() {
                 continue;
             // The corner itself or, where that makes too thin a face, a
             // point of the input part of the way there.
+            double before = Pi;
+            ForEachOutgoing(v, [&](std::uint32_t e) {
+                before = std::min(before, SmallestAngle(p, m_Position[Target(e)], m_Position[m_Corner[Prev(e)]]));
+            });
             bool moved = false;
             for (const double share : {1.0, 0.9, 0.8, 0.7, 0.6, 0.5}) {
                 const Vec q = share == 1.0 ? c : Projected(v, p + (c - p) * share);
                 if (!IsFinite(q))
                     continue;
-                double before = Pi, after = Pi;
-                bool keeps = true;
-                ForEachOutgoing(v, [&](std::uint32_t e) {
-                    const Vec &x = m_Position[Target(e)], &y = m_Position[m_Corner[Prev(e)]];
-                    const Vec old = (x - p) * (y - p), turned = (x - q) * (y - q);
-                    keeps = keeps && Squared(turned) > m_MinCross2 && old % turned > 0;
-                    before = std::min(before, SmallestAngle(p, x, y));
-                    after = std::min(after, SmallestAngle(q, x, y));
-                });
-                if (keeps && after >= std::min(before, FreeThinAngle) && !MoveFolds(v, q)) {
+                double after;
+                if (FanAfterMove(v, q, after) && after >= std::min(before, FreeThinAngle) && !MoveFolds(v, q)) {
                     m_Position[v] = q;
                     moved = true;
                     break;
