@@ -23,10 +23,6 @@ using Corvane::Pellix::Quorvel::CTriangleTree;
 using Corvane::Pellix::Quorvel::TLineHit;
 using Corvane::Pellix::Sarvetta::TLine3;
 
-template <typename Mesh>
-class BatchOrder : public ::testing::Test { };
-TYPED_TEST_SUITE(BatchOrder, TwoMeshTypes);
-
 // Doubles compared by their bits: NaN answers must match too.
 bool SameBits(double a, double b) {
     return std::memcmp(&a, &b, sizeof a) == 0;
@@ -51,6 +47,20 @@ void MakeScene(Mesh& mesh) {
     AddMesh(mesh, grid, -1.2, -1.2, 0.1);
     mesh.DetermineBoundingBox(true);
 }
+
+// The scene and its tree, shared by the point and the line batches.
+template <typename Mesh>
+class BatchOrder : public ::testing::Test {
+protected:
+    BatchOrder() {
+        MakeScene(m_Mesh);
+        m_Tree.Build(m_Mesh);
+    }
+
+    Mesh m_Mesh;
+    typename TreeOf<Mesh>::Type m_Tree;
+};
+TYPED_TEST_SUITE(BatchOrder, TwoMeshTypes);
 
 // Points spread over and around the mesh, a tight cluster, points near the
 // centre, exact vertices, repeats, far-away points and a few points with a
@@ -112,9 +122,8 @@ private:
 TYPED_TEST(BatchOrder, PointBatchesAnswerEachSlotAsTheSingleQuery) {
     typedef RealOf<TypeParam> Real;
     typedef TVector3<Real> V;
-    TypeParam mesh;
-    MakeScene(mesh);
-    const typename TreeOf<TypeParam>::Type tree(mesh);
+    const TypeParam& mesh = this->m_Mesh;
+    const auto& tree = this->m_Tree;
     std::mt19937 random(20261126);
     // Below and well above the size from which a batch is reordered.
     for (const std::size_t count : {std::size_t(700), std::size_t(3000)}) {
@@ -160,9 +169,8 @@ TYPED_TEST(BatchOrder, PointBatchesAnswerEachSlotAsTheSingleQuery) {
 TYPED_TEST(BatchOrder, LineBatchesAnswerEachSlotAsTheSingleQuery) {
     typedef RealOf<TypeParam> Real;
     typedef TVector3<Real> V;
-    TypeParam mesh;
-    MakeScene(mesh);
-    const typename TreeOf<TypeParam>::Type tree(mesh);
+    const TypeParam& mesh = this->m_Mesh;
+    const auto& tree = this->m_Tree;
     std::mt19937 random(7);
     const std::size_t count = 3000;
     // Origins from the points above, aimed at points near the centre: many
