@@ -125,7 +125,8 @@ public:
     // ray's direction (O(n) time and memory).
     bool Contains(const Point& p) const;
 
-    // Batch forms over `count` points, split across all cores.
+    // Batch forms over `count` points, split across all cores, in space order
+    // from 2,048 points on (see TMeshTree); result i belongs to point i.
     void FindClosestPoints(const Point* points, std::size_t count, CSurfacePoint* results) const;
     void GetSignedDistances(const Point* points, std::size_t count, double* results) const;
     void EstimateWindingNumbers(const Point* points, std::size_t count, double* results) const;
