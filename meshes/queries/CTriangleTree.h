@@ -77,7 +77,9 @@ public:
     double GetLargestExtent() const { return m_LargestExtent; }
     std::size_t GetMemoryUsage() const;
 
-    // Nearest point of the surface; m_Triangle is NoTriangle when empty.
+    // Nearest point of the surface; m_Triangle is NoTriangle (m_Point the
+    // origin, the distance infinite) when the tree is empty or p has an
+    // infinite or NaN coordinate.
     CSurfacePoint FindClosestPoint(const Point& p) const;
     // The same answer, sooner when triangle `hint` (an input index, for
     // instance the answer for a nearby point) is near p: its distance bounds
