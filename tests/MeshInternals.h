@@ -1,8 +1,8 @@
 #pragma once
 
 // The mesh fixtures plus the mesh's private and protected steps (SplitEdges,
-// CollapseEdges, FlipEdges, RelaxVertices, AddDegenerateFace, the
-// infill of one segment, the valence sum), reached through the access type
+// CollapseEdges, FlipEdges, RelaxVertices, AddDegenerateFace and the
+// infill of one segment), reached through the access type
 // that TMesh befriends for its tests.
 #include <utility>
 
@@ -24,7 +24,6 @@ struct CMeshTestAccess {
     QUORVEL_TEST_ACCESS(RelaxVertices)
     QUORVEL_TEST_ACCESS(AddDegenerateFace)
     QUORVEL_TEST_ACCESS(InfillBetweenTwoPoints)
-    QUORVEL_TEST_ACCESS(CalculateValenceSum)
 };
 
 }  // namespace Corvane::Pellix::Quorvel

@@ -13,8 +13,11 @@
 //   closest point   TMeshTree::FindClosestPoint against AABB_tree::closest_point
 //   batch           the batch forms on 1 and 2 threads
 // Each figure is queries per second over one pass of all queries.
+// --batch-only leaves out CGAL and the single-query rows: the quick run that
+// compares two builds of the library (the same binary, another libquorvel on
+// LD_LIBRARY_PATH).
 //
-// Usage: bench_peers_queries [--queries N] [FACES ...]   (default 200000; 50000 500000)
+// Usage: bench_peers_queries [--queries N] [--batch-only] [FACES ...]   (default 200000; 50000 500000)
 #include <CGAL/AABB_face_graph_triangle_primitive.h>
 #include <CGAL/AABB_traits.h>
 #include <CGAL/AABB_tree.h>
@@ -62,7 +65,29 @@ void Row(const char* what, double quorvel, double cgal, const char* unit) {
         std::printf("  %-34s %14.0f %14s %9s  %s\n", what, quorvel, "", "", unit);
 }
 
-void Compare(const CMeshData& data, std::size_t count) {
+void Batches(const Tree& tree, const std::vector<TLine3<double>>& lines, const std::vector<V>& points) {
+    const std::size_t count = points.size();
+    const double n = double(count);
+    std::vector<TLineHit<double>> hits(count);
+    std::unique_ptr<bool[]> flags(new bool[count]);
+    std::vector<CSurfacePoint> nearest(count);
+    for (int threads = 1; threads <= 2; ++threads) {
+        omp_set_num_threads(threads);
+        const std::string suffix = threads == 1 ? ", 1 thread" : ", 2 threads";
+        const double b1 = Seconds([&] { tree.IntersectNearest(lines.data(), count, hits.data(), 0.0); });
+        const double b2 = Seconds([&] { tree.IsWithin(points.data(), count, flags.get()); });
+        const double b3 = Seconds([&] { tree.Contains(points.data(), count, flags.get()); });
+        const double b4 = Seconds([&] { tree.FindClosestPoints(points.data(), count, nearest.data()); });
+        Row(("batch first hit" + suffix).c_str(), n / b1, 0, "");
+        Row(("batch IsWithin" + suffix).c_str(), n / b2, 0, "");
+        Row(("batch Contains" + suffix).c_str(), n / b3, 0, "");
+        Row(("batch closest point" + suffix).c_str(), n / b4, 0, "");
+    }
+    std::printf("\n");
+    std::fflush(stdout);
+}
+
+void Compare(const CMeshData& data, std::size_t count, bool batchOnly) {
     Mesh mesh;
     for (const Tool::Point& p : data.m_Positions)
         mesh.m_Vertices.Add(TVertexPN<double>(p, V()));
@@ -104,6 +129,14 @@ void Compare(const CMeshData& data, std::size_t count) {
     std::printf("  %-34s %14s %14s %9s\n", "", "quorvel", "CGAL", "ratio");
     Tree tree;
     const double ourBuild = Seconds([&] { tree.Build(mesh); });
+    if (batchOnly) {
+        std::printf("  %-34s %12.1f ms\n", "build", 1e3 * ourBuild);
+        // The one-off work of the first inside tests stays out of the batch rows.
+        tree.IsWithin(points[0]);
+        tree.Contains(points[0]);
+        Batches(tree, lines, points);
+        return;
+    }
     std::unique_ptr<CgalTree> cgalTree;
     const double cgalBuild = Seconds([&] {
         cgalTree.reset(new CgalTree(faces(cgal).first, faces(cgal).second, cgal));
@@ -163,40 +196,27 @@ void Compare(const CMeshData& data, std::size_t count) {
     if (std::fabs(ourSum - cgalSum) > 1e-9 * cgalSum)
         std::printf("  (distances differ: %.17g against %.17g)\n", ourSum, cgalSum);
 
-    std::vector<TLineHit<double>> hits(count);
-    std::unique_ptr<bool[]> flags(new bool[count]);
-    std::vector<CSurfacePoint> nearest(count);
-    for (int threads = 1; threads <= 2; ++threads) {
-        omp_set_num_threads(threads);
-        const std::string suffix = threads == 1 ? ", 1 thread" : ", 2 threads";
-        const double b1 = Seconds([&] { tree.IntersectNearest(lines.data(), count, hits.data(), 0.0); });
-        const double b2 = Seconds([&] { tree.IsWithin(points.data(), count, flags.get()); });
-        const double b3 = Seconds([&] { tree.Contains(points.data(), count, flags.get()); });
-        const double b4 = Seconds([&] { tree.FindClosestPoints(points.data(), count, nearest.data()); });
-        Row(("batch first hit" + suffix).c_str(), n / b1, 0, "");
-        Row(("batch IsWithin" + suffix).c_str(), n / b2, 0, "");
-        Row(("batch Contains" + suffix).c_str(), n / b3, 0, "");
-        Row(("batch closest point" + suffix).c_str(), n / b4, 0, "");
-    }
-    std::printf("\n");
-    std::fflush(stdout);
+    Batches(tree, lines, points);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     std::size_t queries = 200000;
+    bool batchOnly = false;
     std::vector<std::size_t> sizes;
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
         if (argument == "--queries" && i + 1 < argc)
             queries = std::strtoul(argv[++i], nullptr, 10);
+        else if (argument == "--batch-only")
+            batchOnly = true;
         else
             sizes.push_back(std::strtoul(argv[i], nullptr, 10));
     }
     if (sizes.empty())
         sizes = {50000, 500000};
     for (std::size_t faces : sizes)
-        Compare(PeerBench::Generate(PeerBench::BumpySphere, -1.3, 1.3, faces), queries);
+        Compare(PeerBench::Generate(PeerBench::BumpySphere, -1.3, 1.3, faces), queries, batchOnly);
     return 0;
 }

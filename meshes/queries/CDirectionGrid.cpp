@@ -1,11 +1,42 @@
 #include "quorvel/meshes/queries/CDirectionGrid.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "quorvel/meshes/queries/CBoxHierarchy.h"
 #include "quorvel/meshes/queries/CTriangleTree.h"
 
 namespace Corvane::Pellix::Quorvel {
+
+namespace {
+
+// A triangle's box in the frame, rounded outwards to floats.
+class CFrameBox {
+public:
+    float m_Low[3];
+    float m_High[3];
+    std::uint32_t m_Position;
+};
+
+}  // namespace
+
+// The box's sides along frame axis k in steps from the start of cell
+// `cell`, from its sides in steps from the grid's origin. A box starts at or
+// after the start of its first cell, so its low step there is at least 0;
+// one that ends past the last cell (the grid's cells stop at 65536 a side) is
+// taken as ending in a later one.
+void CDirectionGrid::SetSides(CEntry& e, int k, double low, double high, std::uint32_t cell, bool first, bool last) {
+    const double start = double(cell) * CellSteps;
+    e.m_Low[k] = NoStart;
+    e.m_High[k] = NoEnd;
+    if (first)
+        e.m_Low[k] = static_cast<std::uint16_t>(std::min(std::floor(low) - start, CellSteps));
+    if (last) {
+        const double end = std::ceil(high) - start;
+        if (end < double(NoEnd))
+            e.m_High[k] = static_cast<std::uint16_t>(end);
+    }
+}
 
 void CDirectionGrid::Build(const CTriangleTree& tree, const double direction[3]) {
     // The frame: the direction, and two unit vectors across it, the first
@@ -36,12 +67,12 @@ void CDirectionGrid::Build(const CTriangleTree& tree, const double direction[3])
     const std::uint32_t count = tree.GetTriangleCount();
     // In the index's storage, as the entries: fresh small pages would cost
     // more to touch than the binning costs.
-    std::vector<CEntry, TCacheLineAllocator<CEntry>> boxes;
+    std::vector<CFrameBox, TCacheLineAllocator<CFrameBox>> boxes;
     boxes.reserve(count);
     m_Entries = std::vector<CEntry, TCacheLineAllocator<CEntry>>();
     m_Unbinned.clear();
     m_Starts.clear();
-    double low[2] = {HUGE_VAL, HUGE_VAL}, high[2] = {-HUGE_VAL, -HUGE_VAL};
+    double low[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL}, high[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
     for (std::uint32_t i = 0; i < count; ++i) {
         const double* corners = tree.GetCorners(i);
         double lo[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL}, hi[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
@@ -55,7 +86,7 @@ void CDirectionGrid::Build(const CTriangleTree& tree, const double direction[3])
                 hi[k] = std::max(hi[k], q[k]);
             }
         }
-        CEntry e;
+        CFrameBox e;
         e.m_Position = i;
         for (int k = 0; k < 3; ++k) {
             e.m_Low[k] = detail::RoundDown(lo[k]);
@@ -63,10 +94,10 @@ void CDirectionGrid::Build(const CTriangleTree& tree, const double direction[3])
             finite = finite && std::isfinite(e.m_Low[k]) && std::isfinite(e.m_High[k]);
         }
         if (!finite) {
-            m_Unbinned.push_back(e);
+            m_Unbinned.push_back(i);
             continue;
         }
-        for (int k = 0; k < 2; ++k) {
+        for (int k = 0; k < 3; ++k) {
             low[k] = std::min(low[k], double(e.m_Low[k]));
             high[k] = std::max(high[k], double(e.m_High[k]));
         }
@@ -84,7 +115,7 @@ void CDirectionGrid::Build(const CTriangleTree& tree, const double direction[3])
     const double width = high[0] - low[0], height = high[1] - low[1];
     const double n = double(boxes.size());
     double sides = 0;
-    for (const CEntry& e : boxes)
+    for (const CFrameBox& e : boxes)
         sides += (double(e.m_High[0]) - e.m_Low[0]) + (double(e.m_High[1]) - e.m_Low[1]);
     double cell = std::max(0.5 * sides / n, std::sqrt(0.5 * width * height / n));
     if (!(cell > 0) || !std::isfinite(cell))
@@ -102,7 +133,7 @@ void CDirectionGrid::Build(const CTriangleTree& tree, const double direction[3])
             m_Rows = static_cast<std::uint32_t>(std::min(height * m_InverseCell + 1.0, 65536.0));
         }
         std::size_t copies = 0;
-        for (const CEntry& e : boxes)
+        for (const CFrameBox& e : boxes)
             copies +=
                 std::size_t(Column(e.m_High[0]) - Column(e.m_Low[0]) + 1) * (Row(e.m_High[1]) - Row(e.m_Low[1]) + 1);
         if (copies <= copyLimit || m_Columns * std::size_t(m_Rows) == 1)
@@ -113,7 +144,7 @@ void CDirectionGrid::Build(const CTriangleTree& tree, const double direction[3])
     // Counting sort into the cells, the entries of one cell in tree order.
     const std::size_t cells = std::size_t(m_Columns) * m_Rows;
     m_Starts.assign(cells + 1, 0);
-    for (const CEntry& e : boxes)
+    for (const CFrameBox& e : boxes)
         for (std::uint32_t r = Row(e.m_Low[1]); r <= Row(e.m_High[1]); ++r)
             for (std::uint32_t c = Column(e.m_Low[0]); c <= Column(e.m_High[0]); ++c)
                 ++m_Starts[std::size_t(r) * m_Columns + c + 1];
@@ -122,10 +153,31 @@ void CDirectionGrid::Build(const CTriangleTree& tree, const double direction[3])
     // Sized without being cleared: every entry is written below.
     m_Entries.resize(m_Starts[cells]);
     std::vector<std::uint32_t, TCacheLineAllocator<std::uint32_t>> next(m_Starts.begin(), m_Starts.end() - 1);
-    for (const CEntry& e : boxes)
-        for (std::uint32_t r = Row(e.m_Low[1]); r <= Row(e.m_High[1]); ++r)
-            for (std::uint32_t c = Column(e.m_Low[0]); c <= Column(e.m_High[0]); ++c)
+    // Depth steps over the depth range: no scale where the range is empty or
+    // out of reach, and then every step is 0 and rejects nothing. The high
+    // side of the range comes out within rounding of DepthSteps, well below
+    // the largest step.
+    m_DepthOrigin = low[2];
+    m_DepthScale = DepthSteps / (high[2] - low[2]);
+    if (!(m_DepthScale > 0) || !std::isfinite(m_DepthScale))
+        m_DepthScale = 0;
+    for (const CFrameBox& box : boxes) {
+        CEntry e;
+        e.m_Position = box.m_Position;
+        e.m_Depth[0] = static_cast<std::uint16_t>(std::floor((double(box.m_Low[2]) - m_DepthOrigin) * m_DepthScale));
+        e.m_Depth[1] = static_cast<std::uint16_t>(std::ceil((double(box.m_High[2]) - m_DepthOrigin) * m_DepthScale));
+        const std::uint32_t firstColumn = Column(box.m_Low[0]), lastColumn = Column(box.m_High[0]);
+        const std::uint32_t firstRow = Row(box.m_Low[1]), lastRow = Row(box.m_High[1]);
+        const double lowSteps[2] = {Steps(box.m_Low[0], m_Origin[0]), Steps(box.m_Low[1], m_Origin[1])};
+        const double highSteps[2] = {Steps(box.m_High[0], m_Origin[0]), Steps(box.m_High[1], m_Origin[1])};
+        for (std::uint32_t r = firstRow; r <= lastRow; ++r) {
+            SetSides(e, 1, lowSteps[1], highSteps[1], r, r == firstRow, r == lastRow);
+            for (std::uint32_t c = firstColumn; c <= lastColumn; ++c) {
+                SetSides(e, 0, lowSteps[0], highSteps[0], c, c == firstColumn, c == lastColumn);
                 m_Entries[next[std::size_t(r) * m_Columns + c]++] = e;
+            }
+        }
+    }
 }
 
 }  // namespace Corvane::Pellix::Quorvel

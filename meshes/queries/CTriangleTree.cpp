@@ -673,20 +673,35 @@ bool CTriangleTree::Contains(const Point& p) const {
     return GetWindingNumber(p) >= 0.5;
 }
 
+namespace {
+
+// The point of query i of a batch, for the order of the batch.
+struct CPointOf {
+    const CTriangleTree::Point* m_Points;
+    void operator()(std::size_t i, double p[3]) const {
+        p[0] = m_Points[i].x;
+        p[1] = m_Points[i].y;
+        p[2] = m_Points[i].z;
+    }
+};
+
+}  // namespace
+
 void CTriangleTree::FindClosestPoints(const Point* points, std::size_t count, CSurfacePoint* results) const {
-    TreeWalk::ForEachQuery(count, [&](std::size_t i) { results[i] = FindClosestPoint(points[i]); });
+    TreeWalk::ForEachQuery(count, CPointOf{points}, [&](std::size_t i) { results[i] = FindClosestPoint(points[i]); });
 }
 
 void CTriangleTree::GetSignedDistances(const Point* points, std::size_t count, double* results) const {
-    TreeWalk::ForEachQuery(count, [&](std::size_t i) { results[i] = GetSignedDistance(points[i]); });
+    TreeWalk::ForEachQuery(count, CPointOf{points}, [&](std::size_t i) { results[i] = GetSignedDistance(points[i]); });
 }
 
 void CTriangleTree::EstimateWindingNumbers(const Point* points, std::size_t count, double* results) const {
-    TreeWalk::ForEachQuery(count, [&](std::size_t i) { results[i] = EstimateWindingNumber(points[i]); });
+    TreeWalk::ForEachQuery(count, CPointOf{points},
+                           [&](std::size_t i) { results[i] = EstimateWindingNumber(points[i]); });
 }
 
 void CTriangleTree::Contains(const Point* points, std::size_t count, bool* results) const {
-    TreeWalk::ForEachQuery(count, [&](std::size_t i) { results[i] = Contains(points[i]); });
+    TreeWalk::ForEachQuery(count, CPointOf{points}, [&](std::size_t i) { results[i] = Contains(points[i]); });
 }
 
 }  // namespace Corvane::Pellix::Quorvel

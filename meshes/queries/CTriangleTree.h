@@ -77,7 +77,9 @@ public:
     double GetLargestExtent() const { return m_LargestExtent; }
     std::size_t GetMemoryUsage() const;
 
-    // Nearest point of the surface; m_Triangle is NoTriangle when empty.
+    // Nearest point of the surface; m_Triangle is NoTriangle (m_Point the
+    // origin, the distance infinite) when the tree is empty or p has an
+    // infinite or NaN coordinate.
     CSurfacePoint FindClosestPoint(const Point& p) const;
     // The same answer, sooner when triangle `hint` (an input index, for
     // instance the answer for a nearby point) is near p: its distance bounds
@@ -125,7 +127,8 @@ public:
     // ray's direction (O(n) time and memory).
     bool Contains(const Point& p) const;
 
-    // Batch forms over `count` points, split across all cores.
+    // Batch forms over `count` points, split across all cores, in space order
+    // from 2,048 points on (see TMeshTree); result i belongs to point i.
     void FindClosestPoints(const Point* points, std::size_t count, CSurfacePoint* results) const;
     void GetSignedDistances(const Point* points, std::size_t count, double* results) const;
     void EstimateWindingNumbers(const Point* points, std::size_t count, double* results) const;

@@ -573,10 +573,28 @@ bool TMeshTree<Real, Vertex, Attribute, Index>::Contains(const Vector& point) co
 
 // ---- Batch forms ----------------------------------------------------------
 
+namespace detail {
+
+template <typename Real>
+inline void ToDoubles(const TVector3<Real>& v, double p[3]) {
+    p[0] = double(v.x);
+    p[1] = double(v.y);
+    p[2] = double(v.z);
+}
+
+// The point of query i of a batch of points, for the order of the batch.
+template <typename Real>
+inline auto PointOf(const TVector3<Real>* points) {
+    return [points](std::size_t i, double p[3]) { ToDoubles(points[i], p); };
+}
+
+}  // namespace detail
+
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::IntersectNearest(const TLine3<Real>* lines, std::size_t count,
                                                                  Hit* hits, Real tolerance, ECulling culling) const {
-    TreeWalk::ForEachQuery(count, [&](std::size_t i) {
+    auto origin = [lines](std::size_t i, double p[3]) { detail::ToDoubles(lines[i].m_Origin, p); };
+    TreeWalk::ForEachQuery(count, origin, [&](std::size_t i) {
         hits[i].m_Hit = false;
         IntersectNearest(lines[i], hits[i], tolerance, culling);
     });
@@ -584,7 +602,7 @@ void TMeshTree<Real, Vertex, Attribute, Index>::IntersectNearest(const TLine3<Re
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::IsWithin(const Vector* points, std::size_t count, bool* results) const {
-    TreeWalk::ForEachQuery(count, [&](std::size_t i) { results[i] = IsWithin(points[i]); });
+    TreeWalk::ForEachQuery(count, detail::PointOf(points), [&](std::size_t i) { results[i] = IsWithin(points[i]); });
 }
 
 // The batch forms below widen each point where it is used: a widened copy
@@ -594,24 +612,27 @@ void TMeshTree<Real, Vertex, Attribute, Index>::IsWithin(const Vector* points, s
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::FindClosestPoints(const Vector* points, std::size_t count,
                                                                   CSurfacePoint* results) const {
-    TreeWalk::ForEachQuery(count, [&](std::size_t i) { results[i] = FindClosestPoint(points[i]); });
+    TreeWalk::ForEachQuery(count, detail::PointOf(points),
+                           [&](std::size_t i) { results[i] = FindClosestPoint(points[i]); });
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::GetSignedDistances(const Vector* points, std::size_t count,
                                                                    double* results) const {
-    TreeWalk::ForEachQuery(count, [&](std::size_t i) { results[i] = GetSignedDistance(points[i]); });
+    TreeWalk::ForEachQuery(count, detail::PointOf(points),
+                           [&](std::size_t i) { results[i] = GetSignedDistance(points[i]); });
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::EstimateWindingNumbers(const Vector* points, std::size_t count,
                                                                        double* results) const {
-    TreeWalk::ForEachQuery(count, [&](std::size_t i) { results[i] = EstimateWindingNumber(points[i]); });
+    TreeWalk::ForEachQuery(count, detail::PointOf(points),
+                           [&](std::size_t i) { results[i] = EstimateWindingNumber(points[i]); });
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::Contains(const Vector* points, std::size_t count, bool* results) const {
-    TreeWalk::ForEachQuery(count, [&](std::size_t i) { results[i] = Contains(points[i]); });
+    TreeWalk::ForEachQuery(count, detail::PointOf(points), [&](std::size_t i) { results[i] = Contains(points[i]); });
 }
 
 }  // namespace Corvane::Pellix::Quorvel

@@ -127,8 +127,10 @@ public:
     // EstimateWindingNumber(point) >= 1/2 (see CTriangleTree::Contains).
     bool Contains(const Vector& point) const;
 
-    // Batch forms: result i belongs to element i; work is split across all
-    // cores.
+    // Batch forms: result i belongs to element i, the same answer the single
+    // query gives; work is split across all cores. A batch of 2,048 or more
+    // is taken in space order (its points, or its lines' origins, sorted on
+    // a grid first), so scattered batches cost little more than sorted ones.
     void IntersectNearest(const TLine3<Real>* lines, std::size_t count, Hit* hits, Real tolerance,
                           ECulling culling = ECulling::None) const;
     void IsWithin(const Vector* points, std::size_t count, bool* results) const;

@@ -4,12 +4,14 @@
 // tree's queries and the shape-preserving remesh's projection. Each walk keeps its stack on the C++ stack: no heap
 // allocation, and any number of threads may walk one tree at once.
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
 #include "quorvel/meshes/queries/CBoxHierarchy.h"
+#include "quorvel/meshes/queries/QueryOrder.h"
 
 namespace Corvane::Pellix::Quorvel::TreeWalk {
 
@@ -280,14 +282,74 @@ void Overlapping(const CBoxHierarchy& a, const CBoxHierarchy& b, double pad, Pai
     }
 }
 
-// The loop of every batch form: query(i) for i below count on all cores,
-// in chunks small enough to even out queries of unequal cost.
-template <typename Query>
-void ForEachQuery(std::size_t count, const Query& query) {
+// Batches smaller than this run in their given order: sorting them costs
+// more than the walks it would shorten.
+constexpr std::size_t OrderedBatchSize = 2048;
+// Queries a thread takes at a time: small enough to even out queries of
+// unequal cost, large enough that a run of neighbours stays together.
+constexpr int QueryChunk = 256;
+
+// The loop of every batch form: query(i) for every i below count, on all
+// cores. Queries run in the Morton order of their points (position(i, p)
+// puts query i's point, a ray's origin, in p[0..2]): neighbours walk the same
+// nodes and leaves, which then come from the cache, and the threads, taking
+// chunks of that order in turn, work on nearby parts of the tree at any one
+// time. Chunks are handed out as threads come free rather than in one block
+// a thread: a thread whose core is taken by other work would hold up the
+// whole batch at its block's end. Each query stands alone and writes only
+// its own result, so the order changes no answer.
+template <typename Position, typename Query>
+void ForEachQuery(std::size_t count, const Position& position, const Query& query) {
     const std::int64_t n = static_cast<std::int64_t>(count);
-#pragma omp parallel for schedule(dynamic, 256)
+    if (count < OrderedBatchSize || count > 0xFFFFFFFFu) {
+#pragma omp parallel for schedule(dynamic, QueryChunk)
+        for (std::int64_t i = 0; i < n; ++i)
+            query(static_cast<std::size_t>(i));
+        return;
+    }
+    // The box of the finite points, then each point's cell of a 1024^3 grid
+    // over it.
+    double low[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL}, high[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
+#pragma omp parallel
+    {
+        double myLow[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL}, myHigh[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
+#pragma omp for schedule(static) nowait
+        for (std::int64_t i = 0; i < n; ++i) {
+            double p[3];
+            position(static_cast<std::size_t>(i), p);
+            for (int k = 0; k < 3; ++k)
+                if (std::isfinite(p[k])) {
+                    myLow[k] = std::min(myLow[k], p[k]);
+                    myHigh[k] = std::max(myHigh[k], p[k]);
+                }
+        }
+#pragma omp critical(QuorvelQueryBox)
+        for (int k = 0; k < 3; ++k) {
+            low[k] = std::min(low[k], myLow[k]);
+            high[k] = std::max(high[k], myHigh[k]);
+        }
+    }
+    double scale[3];
+    for (int k = 0; k < 3; ++k)
+        scale[k] = high[k] > low[k] ? 1024.0 / (high[k] - low[k]) : 0.0;
+    std::vector<std::uint32_t, TCacheLineAllocator<std::uint32_t>> keys(count), order(count);
+#pragma omp parallel for schedule(static)
+    for (std::int64_t i = 0; i < n; ++i) {
+        double p[3];
+        position(static_cast<std::size_t>(i), p);
+        std::uint32_t key = 0;
+        for (int k = 0; k < 3; ++k) {
+            const double f = (p[k] - low[k]) * scale[k];
+            // Negated, so that NaN lands in cell 0.
+            const std::uint32_t cell = !(f > 0) ? 0u : f >= 1023.0 ? 1023u : static_cast<std::uint32_t>(f);
+            key |= detail::SpreadBits(cell) << k;
+        }
+        keys[static_cast<std::size_t>(i)] = key;
+    }
+    detail::SortByKey(keys.data(), count, order.data());
+#pragma omp parallel for schedule(dynamic, QueryChunk)
     for (std::int64_t i = 0; i < n; ++i)
-        query(static_cast<std::size_t>(i));
+        query(order[static_cast<std::size_t>(i)]);
 }
 
 }  // namespace Corvane::Pellix::Quorvel::TreeWalk

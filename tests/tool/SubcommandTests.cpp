@@ -16,6 +16,7 @@
 #include "core/Numbers.h"
 #include "io/MeshFormats.h"
 #include "report/MeshStatistics.h"
+#include "report/RemeshMeasures.h"
 
 using namespace QuorvelToolTest;
 
@@ -157,9 +158,8 @@ TEST(Subcommands, RemeshRepairsAwkwardInputAndBothMethodsApproachTheTarget) {
         const CMeshData output = ReadMeshFile(dir.Path("out.ply"));
         const CMeshStatistics result = MeasureMesh(output);
         // The distance is measured on the input as read: every vertex and
-        // edge midpoint of the soup, and one point spread by area a face,
-        // at least 500.
-        const auto spread = [](const CMeshData& mesh) { return std::max<std::uint64_t>(mesh.m_Triangles.size(), 500); };
+        // edge midpoint of the soup, and its points spread by area.
+        const auto spread = [](const CMeshData& mesh) { return RemeshAreaSamples(mesh.m_Triangles.size()); };
         const std::uint64_t points = soup.m_Positions.size() + CEdgeCensus(soup).m_Edges.size() + spread(soup);
         EXPECT_NE(run.m_Out.find(
                       "from " + FormatCount(points) + " points of the input and " +
@@ -191,10 +191,12 @@ TEST(Subcommands, RemeshWithoutInputRunsTheBuiltInExample) {
     ExpectSuccess(run);
     EXPECT_NE(run.m_Out.find("latitude-longitude sphere"), std::string::npos);
     EXPECT_TRUE(run.m_Err.empty()) << run.m_Err;
-    // Beyond 100,000 faces the points spread by area stop growing; every
-    // vertex and edge midpoint is still measured.
+    // A large mesh has fewer points spread by area than faces; every vertex
+    // and edge midpoint is still measured.
     const CMeshData sphere = MakeDefaultMesh();
-    const std::uint64_t points = sphere.m_Positions.size() + CEdgeCensus(sphere).m_Edges.size() + 100000;
+    ASSERT_LT(RemeshAreaSamples(sphere.m_Triangles.size()), sphere.m_Triangles.size());
+    const std::uint64_t points =
+        sphere.m_Positions.size() + CEdgeCensus(sphere).m_Edges.size() + RemeshAreaSamples(sphere.m_Triangles.size());
     EXPECT_NE(run.m_Out.find("from " + FormatCount(points) + " points of the input"), std::string::npos) << run.m_Out;
 }
 

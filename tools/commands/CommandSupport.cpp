@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <future>
 #include <vector>
 
 #include "core/MeshTopology.h"
@@ -166,6 +167,40 @@ void CheckResult(const CMeshData& mesh, const std::string& operation, const std:
 
 void WriteMesh(const std::string& fileName, const CMeshData& mesh, const CCommandLine& line) {
     WriteMeshFile(fileName, mesh, GetEncoding(line));
+}
+
+namespace {
+
+// Below this many faces writing takes well under a millisecond, less than a
+// thread for it costs.
+constexpr std::size_t BackgroundWriteFaces = 4096;
+
+// The file name, once its extension has been found to name a format, so that
+// an unknown one is refused before a temporary file is made.
+const std::string& WithKnownFormat(const std::string& fileName) {
+    FormatFromFileName(fileName);
+    return fileName;
+}
+
+}  // namespace
+
+CMeshWrite::CMeshWrite(const std::string& fileName, const CMeshData& mesh, const CCommandLine& line)
+    : m_File(WithKnownFormat(fileName)) {
+    const EEncoding encoding = GetEncoding(line);
+    m_Written = std::async(mesh.m_Triangles.size() >= BackgroundWriteFaces ? std::launch::async : std::launch::deferred,
+                           [this, &mesh, encoding] { WriteMeshTo(m_File, mesh, encoding); });
+}
+
+CMeshWrite::~CMeshWrite() {
+    // The writing thread must be done with the file before it goes (and its
+    // temporary file with it); a deferred write never started.
+    if (m_Written.valid() && m_Written.wait_for(std::chrono::seconds(0)) != std::future_status::deferred)
+        m_Written.wait();
+}
+
+void CMeshWrite::Commit() {
+    m_Written.get();
+    m_File.Commit();
 }
 
 double SecondsSince(std::chrono::steady_clock::time_point start) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <future>
 #include <string>
 #include <vector>
 
@@ -69,6 +70,25 @@ void CheckEstimatedSize(double estimate, const char* what, const std::string& ad
 void CheckResult(const CMeshData& mesh, const std::string& operation, const std::string& fileName);
 
 void WriteMesh(const std::string& fileName, const CMeshData& mesh, const CCommandLine& line);
+
+// WriteMesh while the caller goes on: a large mesh is written to the
+// temporary file on a thread of its own from construction on, a small one
+// in Commit. Commit waits for the writing, throws what it threw and puts the
+// file in place; an object dropped without Commit leaves no file behind.
+// `mesh` must stay unchanged until Commit or destruction.
+class CMeshWrite {
+public:
+    CMeshWrite(const std::string& fileName, const CMeshData& mesh, const CCommandLine& line);
+    ~CMeshWrite();
+    CMeshWrite(const CMeshWrite&) = delete;
+    CMeshWrite& operator=(const CMeshWrite&) = delete;
+
+    void Commit();
+
+private:
+    COutputFile m_File;
+    std::future<void> m_Written;
+};
 
 // Seconds since `start`.
 double SecondsSince(std::chrono::steady_clock::time_point start);

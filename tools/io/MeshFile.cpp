@@ -71,9 +71,14 @@ CMeshData ReadMeshData(std::string_view data, EMeshFormat format, const std::str
 }
 
 void WriteMeshFile(const std::string& fileName, const CMeshData& mesh, EEncoding encoding) {
-    const EMeshFormat format = FormatFromFileName(fileName);
+    FormatFromFileName(fileName);
     COutputFile out(fileName);
-    switch (format) {
+    WriteMeshTo(out, mesh, encoding);
+    out.Commit();
+}
+
+void WriteMeshTo(COutputFile& out, const CMeshData& mesh, EEncoding encoding) {
+    switch (FormatFromFileName(out.GetFileName())) {
     case EMeshFormat::Off:
         WriteOff(out, mesh);
         break;
@@ -87,7 +92,6 @@ void WriteMeshFile(const std::string& fileName, const CMeshData& mesh, EEncoding
         WriteStl(out, mesh, encoding);
         break;
     }
-    out.Commit();
 }
 
 }  // namespace Corvane::Pellix::Quorvel::Tool

@@ -27,6 +27,9 @@ CMeshData ReadMeshFile(const std::string& fileName);
 CMeshData ReadMeshData(std::string_view data, EMeshFormat format, const std::string& fileName);
 // Writes through a temporary file that replaces fileName only when complete.
 void WriteMeshFile(const std::string& fileName, const CMeshData& mesh, EEncoding encoding);
+// Writes the mesh into `out`, in the format its file name names, and leaves
+// the commit to the caller.
+void WriteMeshTo(COutputFile& out, const CMeshData& mesh, EEncoding encoding);
 
 // One reader and writer per format. The readers see the whole file.
 CMeshData ReadOff(std::string_view text, const std::string& fileName);

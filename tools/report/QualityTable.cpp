@@ -79,7 +79,7 @@ void PrintQualityTable(std::FILE* out, const CMeshStatistics& before, const CMes
     std::fprintf(out,
                  "  (target edge length %s; distance: sampled Hausdorff over the input's bounding-box diagonal, "
                  "from %s points of the input and %s of the output: every vertex, every edge's midpoint and "
-                 "one point spread by area a face, at least 500)\n",
+                 "points spread by area, one a face, at least 500 and at most 4,000 or one per 8 faces)\n",
                  FormatQuantity(outcome.m_TargetLength, 5).c_str(), FormatCount(outcome.m_InputSamples).c_str(),
                  FormatCount(outcome.m_OutputSamples).c_str());
 }

@@ -6,6 +6,7 @@
 
 #include "io/MeshData.h"
 #include "quorvel/meshes/queries/CTriangleTree.h"
+#include "quorvel/meshes/queries/TreeWalk_impl.h"
 #include "report/MeshStatistics.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
@@ -23,14 +24,16 @@ public:
 };
 
 // Points spread by area on a surface of `faces` faces for the remesh table:
-// one a face, at least 500 and at most 100,000. Every vertex and every
+// one a face, at least 500 and at most 4,000 or an eighth of the faces,
+// whichever is more, and never more than 100,000. Every vertex and every
 // edge midpoint are measured besides them.
 std::size_t RemeshAreaSamples(std::size_t faces);
 
 // Measures a remesh in two halves. What depends on the input alone (its
 // figures, its spatial index, its samples) is prepared from construction on,
 // on a thread of its own when the input is large, so that it overlaps the
-// remesh; Finish adds the output's half and measures the distances.
+// remesh; Finish adds the output's half and measures the distances, on all
+// cores when the output is large.
 class CRemeshMeasurer {
 public:
     // `before` must outlive the measurer and stay unchanged while it lives.
@@ -47,6 +50,8 @@ public:
     public:
         CMeshStatistics m_Statistics;
         CTriangleTree m_Tree;
+        // Built from m_Tree, for the distance pass's climbs.
+        TreeWalk::CLinks m_Links;
         // In the order the distance pass takes them (InSpaceOrder).
         std::vector<Point> m_Samples;
     };

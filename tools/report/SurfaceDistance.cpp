@@ -1,6 +1,7 @@
 #include "report/SurfaceDistance.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <random>
 #include <utility>
@@ -161,75 +162,107 @@ double FarthestSampleDistance(std::vector<Point> samples, const CTriangleTree& t
     return FarthestOrderedSampleDistance(InSpaceOrder(std::move(samples)), tree, 0);
 }
 
+namespace {
+
+// Raises `worst` to the distance of sample p from the tree's surface if that
+// is larger. A sample with a triangle within `worst` cannot raise it: the
+// first such triangle settles it, without the nearest one. Neighbouring
+// samples are usually settled by the same triangle or another of its leaf,
+// so the search starts at the leaf of the last triangle found (`hint`, a
+// position of the tree's order), tries that triangle first and then climbs.
+void SettleSample(const Point& sample, const CTriangleTree& tree, const TreeWalk::CLinks& links, double& worst,
+                  std::uint32_t& hint) {
+    const CBoxHierarchy& hierarchy = tree.GetHierarchy();
+    const double limit = worst * worst;
+    const double p[3] = {sample.x, sample.y, sample.z};
+    if (hint != CSurfacePoint::NoTriangle) {
+        // The last triangle found settles most samples on its own.
+        const std::uint32_t start = hint;
+        {
+            const double* t = tree.GetCorners(start);
+            double point[3], weights[3];
+            if (ClosestPointOnTriangle(p, t, t + 3, t + 6, point, weights) <= limit)
+                return;
+        }
+        double reach = limit;
+        bool found = false;
+        auto leaf = [&](std::uint32_t first, std::uint32_t count, double& within) {
+            for (std::uint32_t k = first; k < first + count; ++k) {
+                if (k == start)
+                    continue;
+                const double* t = tree.GetCorners(k);
+                double point[3], weights[3];
+                if (ClosestPointOnTriangle(p, t, t + 3, t + 6, point, weights) <= limit) {
+                    found = true;
+                    hint = k;
+                    // Below every box distance: the walk ends.
+                    within = -1;
+                    return;
+                }
+            }
+        };
+        // Up from the hint's leaf, into every sibling within reach, until a
+        // triangle is found.
+        TreeWalk::NearestFrom(hierarchy, links, start, p, reach, leaf);
+        if (found)
+            return;
+    } else {
+        std::uint32_t triangle = 0;
+        if (tree.HasTriangleWithin(sample, limit, &triangle)) {
+            hint = tree.GetPosition(triangle);
+            return;
+        }
+    }
+    const CSurfacePoint nearest = tree.FindClosestPoint(sample);
+    worst = std::max(worst, std::sqrt(nearest.m_DistanceSquared));
+    // No triangle at all is nearest when every one has a non-finite corner.
+    hint = nearest.m_Triangle == CSurfacePoint::NoTriangle ? CSurfacePoint::NoTriangle
+                                                           : tree.GetPosition(nearest.m_Triangle);
+}
+
+}  // namespace
+
 double FarthestOrderedSampleDistance(const std::vector<Point>& samples, const CTriangleTree& tree, double atLeast) {
     const std::int64_t n = static_cast<std::int64_t>(samples.size());
-    const CBoxHierarchy& hierarchy = tree.GetHierarchy();
     TreeWalk::CLinks links;
-    links.Build(hierarchy);
+    links.Build(tree.GetHierarchy());
     double worst = std::max(atLeast, 0.0);
-    // A sample with a triangle within the thread's worst so far cannot raise
-    // the maximum: the first such triangle settles it, without the nearest
-    // one. Neighbouring samples are usually settled by the same triangle or
-    // another of its leaf, so each thread's search starts at the leaf of the
-    // last triangle found (`hint`, a position of the tree's order), tries
-    // that triangle first and then climbs. A thread's copy of `worst` starts
-    // at `atLeast`: samples within it are settled as cheaply.
+    // A thread's copy of `worst` starts at `atLeast`: samples within it are
+    // settled as cheaply as those within the largest distance so far.
 #pragma omp parallel reduction(max : worst) if (n >= ParallelSamples)
     {
         worst = std::max(atLeast, 0.0);
         std::uint32_t hint = CSurfacePoint::NoTriangle;
 #pragma omp for schedule(dynamic, 1024)
-        for (std::int64_t i = 0; i < n; ++i) {
-            const double bound = worst;
-            const double limit = bound * bound;
-            const double p[3] = {samples[i].x, samples[i].y, samples[i].z};
-            if (hint != CSurfacePoint::NoTriangle) {
-                // The last triangle found settles most samples on its own.
-                const std::uint32_t start = hint;
-                {
-                    const double* t = tree.GetCorners(start);
-                    double point[3], weights[3];
-                    if (ClosestPointOnTriangle(p, t, t + 3, t + 6, point, weights) <= limit)
-                        continue;
-                }
-                double reach = limit;
-                bool found = false;
-                auto leaf = [&](std::uint32_t first, std::uint32_t count, double& within) {
-                    for (std::uint32_t k = first; k < first + count; ++k) {
-                        if (k == start)
-                            continue;
-                        const double* t = tree.GetCorners(k);
-                        double point[3], weights[3];
-                        if (ClosestPointOnTriangle(p, t, t + 3, t + 6, point, weights) <= limit) {
-                            found = true;
-                            hint = k;
-                            // Below every box distance: the walk ends.
-                            within = -1;
-                            return;
-                        }
-                    }
-                };
-                // Up from the hint's leaf, into every sibling within reach,
-                // until a triangle is found.
-                TreeWalk::NearestFrom(hierarchy, links, start, p, reach, leaf);
-                if (found)
-                    continue;
-            } else {
-                std::uint32_t triangle = 0;
-                if (tree.HasTriangleWithin(samples[i], limit, &triangle)) {
-                    hint = tree.GetPosition(triangle);
-                    continue;
-                }
-            }
-            const CSurfacePoint nearest = tree.FindClosestPoint(samples[i]);
-            worst = std::max(worst, std::sqrt(nearest.m_DistanceSquared));
-            // No triangle at all is nearest when every one has a non-finite
-            // corner.
-            hint = nearest.m_Triangle == CSurfacePoint::NoTriangle ? CSurfacePoint::NoTriangle
-                                                                   : tree.GetPosition(nearest.m_Triangle);
-        }
+        for (std::int64_t i = 0; i < n; ++i)
+            SettleSample(samples[i], tree, links, worst, hint);
     }
     return worst;
+}
+
+CFarthestSearch::CFarthestSearch(double atLeast) : m_Worst(std::max(atLeast, 0.0)) { }
+
+void CFarthestSearch::Measure(const std::vector<Point>& ordered, std::size_t first, std::size_t last,
+                              const CTriangleTree& tree, const TreeWalk::CLinks& links) {
+    std::uint32_t hint = CSurfacePoint::NoTriangle;
+    double shared = m_Worst.load(std::memory_order_relaxed);
+    for (std::size_t i = first; i < last; ++i) {
+        // What another part found since is picked up every few samples: a
+        // stale bound only costs time, never the figure.
+        if ((i - first) % 64 == 63)
+            shared = std::max(shared, m_Worst.load(std::memory_order_relaxed));
+        double worst = shared;
+        SettleSample(ordered[i], tree, links, worst, hint);
+        if (worst > shared) {
+            shared = worst;
+            double seen = m_Worst.load(std::memory_order_relaxed);
+            while (seen < worst && !m_Worst.compare_exchange_weak(seen, worst, std::memory_order_relaxed)) { }
+        }
+    }
+}
+
+double CFarthestSearch::GetDistance() const {
+    return m_Worst.load(std::memory_order_relaxed);
 }
 
 COneSidedDistance MeasureOneSided(const std::vector<Point>& samples, const CTriangleTree& tree) {

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <vector>
 
 #include "core/MeshTopology.h"
 #include "io/MeshData.h"
 #include "quorvel/meshes/queries/CTriangleTree.h"
+#include "quorvel/meshes/queries/TreeWalk_impl.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
 
@@ -60,6 +62,29 @@ std::vector<Point> InSpaceOrder(std::vector<Point> samples, bool allCores = true
 // the largest distance so far, so the larger of the two one-sided distances
 // comes sooner with the first one's as `atLeast` of the second.
 double FarthestOrderedSampleDistance(const std::vector<Point>& ordered, const CTriangleTree& tree, double atLeast);
+
+// The largest distance of samples from surfaces, found in parts that may run
+// on several threads at once, over any number of sample lists and trees (the
+// two sides of a sampled Hausdorff distance). The parts share one bound: a
+// sample within the largest distance any part has found cannot raise it, and
+// is settled by the first triangle within it. Whatever the parts and their
+// order, the result is the larger of `atLeast` and the exact largest
+// distance of the samples measured.
+class CFarthestSearch {
+public:
+    explicit CFarthestSearch(double atLeast = 0);
+
+    // Measures ordered[first, last) against `tree`, whose links `links` are
+    // (TreeWalk::CLinks::Build of its hierarchy). Samples in InSpaceOrder go
+    // fastest. Safe to call from several threads at once.
+    void Measure(const std::vector<Point>& ordered, std::size_t first, std::size_t last, const CTriangleTree& tree,
+                 const TreeWalk::CLinks& links);
+    // Once every part is done.
+    double GetDistance() const;
+
+private:
+    std::atomic<double> m_Worst;
+};
 
 // Every sample's exact distance to the other surface, on all cores.
 COneSidedDistance MeasureOneSided(const std::vector<Point>& samples, const CTriangleTree& tree);

@@ -72,8 +72,11 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     // with a corner within that reach and their centre on that side of the
     // plane that halves the crease). It stays if these still turn by the
     // feature angle (a machined edge: flat or gently curved sides, however
-    // thin its faces), or if no crease of the other sense lies among them
-    // (the coarse facets of a reconstructed limb all bend one way).
+    // thin its faces), or unless creases of the other sense lie among them
+    // on both sides (the zig-zag bends both ways by turns; the coarse facets
+    // of a reconstructed limb bend one way, with at most a stray crease of
+    // the other sense beside them, and the lines along them carry the moves
+    // that open the faces beside them).
     std::vector<std::uint32_t> visited(features ? faces : 0, None);
     std::vector<std::uint32_t> queue;
     const double reach2 = CreaseSupport * m_TargetLength * CreaseSupport * m_TargetLength;
@@ -116,9 +119,9 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
             return true;
         if ((place(m_Corner[Prev(h)]) - a) % across < 0)
             across = -across;
-        bool mixed = false;
+        bool mixed = false, mixedOther = false;
         const Vec side = sideNormal(h, across, mixed);
-        return side % sideNormal(t, -across, mixed) < cosFeature || !mixed;
+        return side % sideNormal(t, -across, mixedOther) < cosFeature || !(mixed && mixedOther);
     };
     for (std::uint32_t h = 0; h < halfEdges; ++h) {
         if (m_Kind[h] != None)

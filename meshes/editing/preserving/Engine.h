@@ -248,8 +248,9 @@ public:
 //   angle passes  at most 4, each at most one flip or collapse per face;
 //   relaxation  m_RelaxationSteps steps, each one sweep over the vertices
 //           and at most 4 F face checks;
-//   the final moves  at most 4 sweeps over the faces, after the last
-//           iteration, each at most three fan walks per face.
+//   the final moves  at most 5 sweeps over the faces, after the last
+//           iteration, each at most three fan walks per face, then one
+//           sweep with at most one collapse and one move per face.
 // Every walk around a vertex follows twin links around one fan and so visits
 // each of its faces once; collapses walk only fans of at most
 // MaxCollapseValence edges. The number of iterations is the caller's.
@@ -447,8 +448,20 @@ private:
     bool ImproveAngles();
     // freeFaces: also the faces among free vertices under FreeThinAngle.
     bool RaiseSmallestAngles(bool freeFaces);
+    // Whether face f has a sliding corner and no fixed, open or non-manifold
+    // one.
+    bool BesideLineOnly(std::uint32_t f) const;
+    // Slides a corner of each face under FreeThinAngle beside a line along
+    // the line (see MoveToRaiseAngles); whether any moved.
+    bool RaiseAnglesBesideLines();
+    // Merges the ends of the short side of each face under FreeThinAngle
+    // among free vertices where that evens out the valences around it, then
+    // moves the merged vertex; whether any merged.
+    bool CollapseToRaiseAngles();
     void FinalMoves() {
         for (int pass = 0; pass < 4 && RaiseSmallestAngles(pass == 0); ++pass) { }
+        RaiseAnglesBesideLines();
+        CollapseToRaiseAngles();
         SnapToPeaks();
     }
     // Moves free vertices onto the input vertices the result passes too far
@@ -458,9 +471,18 @@ private:
     // Whether a face of v's fan or of its neighbours' fans passes within
     // sqrt(limit2) of c.
     bool NearbyFaceWithin(const Vec& c, std::uint32_t v, double limit2) const;
+    // Whether moving v to q keeps every face of its fan from turning over or
+    // vanishing; `smallest` receives the fan's smallest angle there.
+    bool FanAfterMove(std::uint32_t v, const Vec& q, double& smallest) const;
     // Moves free vertex v towards the centroid of its ring where that raises
     // the smallest angle of its fan without turning a face; whether it moved.
-    bool MoveToRaiseAngles(std::uint32_t v);
+    // alongLine: a sliding vertex off every open boundary may move too, along
+    // its line, where its fan's smallest angle is at least ThinAngle and the
+    // line keeps its shape (see KeepsLineShape).
+    bool MoveToRaiseAngles(std::uint32_t v, bool alongLine = false);
+    // Whether sliding vertex v may move to q along its line: the line's new
+    // edges stay within KeptDeviationFactor targets of its old place.
+    bool KeepsLineShape(std::uint32_t v, const Vec& q) const;
     // Whether moving vertex v to q would fold an edge of its fan or ring
     // that does not fold now (see MaxFoldCos).
     bool MoveFolds(std::uint32_t v, const Vec& q) const;

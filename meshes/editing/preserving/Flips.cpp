@@ -242,6 +242,107 @@ bool CEngine::ImproveAngles() {
     return changed;
 }
 
+// Among free vertices the faces the final moves leave under FreeThinAngle sit
+// mostly at a short edge between a vertex of valence 5 and one of 6, with
+// vertices of valence 7 opposite it: each end's fan is as even as its ring
+// allows, and no move opens the faces across the short edge. Merging its ends
+// gives the opposite vertices their regular valence; the merged vertex then
+// moves like any other. A merge that would spoil the valences around it more
+// than it mends them is left out, and none may leave an edge longer than the
+// split length, since no split follows.
+bool CEngine::CollapseToRaiseAngles() {
+    bool changed = false;
+    const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
+    const auto square = [](int x) { return x * x; };
+    // Bounded: one sweep over the faces, at most one collapse per face (two
+    // fan walks of at most MaxCollapseValence edges), one projection and
+    // one move.
+    for (std::uint32_t f = 0; f < faceCount; ++f) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        if (corner[0] == None || !IsFree(corner[0]) || !IsFree(corner[1]) || !IsFree(corner[2]) ||
+            !IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]], CosFreeThinAngle))
+            continue;
+        std::uint32_t shortest = 3 * f;
+        for (std::uint32_t k = 1; k < 3; ++k)
+            if (EdgeLength2(3 * f + k) < EdgeLength2(shortest))
+                shortest = 3 * f + k;
+        const std::uint32_t t = m_Twin[shortest];
+        if (t == None || !(EdgeLength2(shortest) < m_CollapseLength2) || !IsFree(m_Corner[Prev(t)]))
+            continue;
+        const std::uint32_t a = m_Corner[shortest], b = Target(shortest);
+        const int va = m_Valence[a], vb = m_Valence[b];
+        const int vc = m_Valence[m_Corner[Prev(shortest)]], vd = m_Valence[m_Corner[Prev(t)]];
+        const int before = square(va - 6) + square(vb - 6) + square(vc - 6) + square(vd - 6);
+        const int after = square(va + vb - 10) + square(vc - 7) + square(vd - 7);
+        if (after > before || !TryCollapse(shortest, m_CollapseLength2, m_SplitLength2, false, true))
+            continue;
+        changed = true;
+        const std::uint32_t survivor = (m_Flags[a] & Deleted) ? b : a;
+        const Vec projected = Projected(survivor, m_Position[survivor]);
+        if (IsFinite(projected) && !MoveFolds(survivor, projected))
+            m_Position[survivor] = projected;
+        MoveToRaiseAngles(survivor);
+    }
+    return changed;
+}
+
+bool CEngine::BesideLineOnly(std::uint32_t f) const {
+    bool line = false;
+    for (std::uint32_t k = 0; k < 3; ++k) {
+        const std::uint32_t v = m_Corner[3 * f + k];
+        if (IsOpen(v) || (m_Flags[v] & (NonManifold | Fixed)))
+            return false;
+        line |= (m_Flags[v] & Sliding) != 0;
+    }
+    return line;
+}
+
+// The faces under FreeThinAngle beside a feature line are left alone by the
+// moves of free vertices: their smallest angle often sits at a sliding
+// corner with an obtuse angle at the next sliding corner along the line (a
+// reconstructed limb's facets crease at about the feature angle), where no
+// free vertex can open it. There a sliding corner may move along its line,
+// after the other final moves, so that the faces under ThinAngle had every
+// chance first.
+bool CEngine::RaiseAnglesBesideLines() {
+    bool changed = false;
+    const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
+    // Bounded: one sweep over the faces, at most three attempts per face,
+    // each a walk around one fan (twice) and two projections.
+    for (std::uint32_t f = 0; f < faceCount; ++f) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        if (corner[0] == None || !BesideLineOnly(f) ||
+            !IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]], CosFreeThinAngle))
+            continue;
+        for (std::uint32_t k = 0; k < 3; ++k)
+            if ((m_Flags[corner[k]] & Sliding) && MoveToRaiseAngles(corner[k], true)) {
+                changed = true;
+                break;
+            }
+    }
+    return changed;
+}
+
+bool CEngine::KeepsLineShape(std::uint32_t v, const Vec& q) const {
+    const Vec& p = m_Position[v];
+    std::uint32_t ends[2] = {None, None};
+    int found = 0;
+    ForEachNeighbour(v, [&](std::uint32_t x, std::uint32_t e) {
+        if (m_Kind[e] == m_Line[v]) {
+            if (found < 2)
+                ends[found] = x;
+            ++found;
+        }
+    });
+    if (found != 2)
+        return false;
+    // The old place lies on the input's line; the new chords must pass it
+    // as closely as a kept boundary may straighten.
+    const double bound2 = KeptDeviationFactor * KeptDeviationFactor * m_TargetLength * m_TargetLength;
+    const Vec &x = m_Position[ends[0]], &y = m_Position[ends[1]];
+    return std::min(Squared(ClosestOnSegment(p, x, q) - p), Squared(ClosestOnSegment(p, q, y) - p)) < bound2;
+}
+
 // After the last iteration the faces that are still thin (and, away from
 // the constraints, those under FreeThinAngle) are where no flip or collapse
 // could help: a free corner of each may move to the plain centroid of its
@@ -290,8 +391,9 @@ bool CEngine::MoveFolds(std::uint32_t v, const Vec& q) const {
     return folds;
 }
 
-bool CEngine::MoveToRaiseAngles(std::uint32_t v) {
-    if (!IsFree(v))
+bool CEngine::MoveToRaiseAngles(std::uint32_t v, bool alongLine) {
+    const bool slides = alongLine && (m_Flags[v] & (Deleted | Fixed | Sliding | NonManifold)) == Sliding && !IsOpen(v);
+    if (!IsFree(v) && !slides)
         return false;
     const Vec p = m_Position[v];
     Vec centroid;
@@ -313,7 +415,10 @@ bool CEngine::MoveToRaiseAngles(std::uint32_t v) {
                          : p;
         }
     });
-    if (count < 3)
+    // A sliding vertex moves only to lift a fan already past ThinAngle: in a
+    // thinner fan beside a line (a CAD part's fan to a fixed corner) its
+    // move evens out nothing and spaces the line unevenly.
+    if (count < 3 || (slides && before < ThinAngle))
         return false;
     centroid = centroid / double(count);
     // The centroid of the ring, half-way there, or where relaxation would
@@ -332,20 +437,27 @@ bool CEngine::MoveToRaiseAngles(std::uint32_t v) {
         const Vec q = Projected(v, places[i]);
         if (!IsFinite(q))
             continue;
-        double after = Pi;
-        bool keeps = true;
-        ForEachOutgoing(v, [&](std::uint32_t e) {
-            const Vec &x = m_Position[Target(e)], &y = m_Position[m_Corner[Prev(e)]];
-            const Vec old = (x - p) * (y - p), moved = (x - q) * (y - q);
-            keeps = keeps && Squared(moved) > m_MinCross2 && old % moved > 0;
-            after = std::min(after, SmallestAngle(q, x, y));
-        });
-        if (keeps && after > before + MinAngleGain && (i < 3 || after >= ThinAngle) && !MoveFolds(v, q)) {
+        double after;
+        if (FanAfterMove(v, q, after) && after > before + MinAngleGain && (i < 3 || after >= ThinAngle) &&
+            !MoveFolds(v, q) && (!slides || KeepsLineShape(v, q))) {
             m_Position[v] = q;
             return true;
         }
     }
     return false;
+}
+
+bool CEngine::FanAfterMove(std::uint32_t v, const Vec& q, double& smallest) const {
+    const Vec& p = m_Position[v];
+    bool keeps = true;
+    smallest = Pi;
+    ForEachOutgoing(v, [&](std::uint32_t e) {
+        const Vec &x = m_Position[Target(e)], &y = m_Position[m_Corner[Prev(e)]];
+        const Vec old = (x - p) * (y - p), moved = (x - q) * (y - q);
+        keeps = keeps && Squared(moved) > m_MinCross2 && old % moved > 0;
+        smallest = std::min(smallest, SmallestAngle(q, x, y));
+    });
+    return keeps;
 }
 
 bool CEngine::NearbyFaceWithin(const Vec& c, std::uint32_t v, double limit2) const {
@@ -403,21 +515,17 @@ bool CEngine::SnapToPeaks() {
                 continue;
             // The corner itself or, where that makes too thin a face, a
             // point of the input part of the way there.
+            double before = Pi;
+            ForEachOutgoing(v, [&](std::uint32_t e) {
+                before = std::min(before, SmallestAngle(p, m_Position[Target(e)], m_Position[m_Corner[Prev(e)]]));
+            });
             bool moved = false;
             for (const double share : {1.0, 0.9, 0.8, 0.7, 0.6, 0.5}) {
                 const Vec q = share == 1.0 ? c : Projected(v, p + (c - p) * share);
                 if (!IsFinite(q))
                     continue;
-                double before = Pi, after = Pi;
-                bool keeps = true;
-                ForEachOutgoing(v, [&](std::uint32_t e) {
-                    const Vec &x = m_Position[Target(e)], &y = m_Position[m_Corner[Prev(e)]];
-                    const Vec old = (x - p) * (y - p), turned = (x - q) * (y - q);
-                    keeps = keeps && Squared(turned) > m_MinCross2 && old % turned > 0;
-                    before = std::min(before, SmallestAngle(p, x, y));
-                    after = std::min(after, SmallestAngle(q, x, y));
-                });
-                if (keeps && after >= std::min(before, FreeThinAngle) && !MoveFolds(v, q)) {
+                double after;
+                if (FanAfterMove(v, q, after) && after >= std::min(before, FreeThinAngle) && !MoveFolds(v, q)) {
                     m_Position[v] = q;
                     moved = true;
                     break;

@@ -1,0 +1,136 @@
+// The farthest-sample search whose parts share one bound (however its parts
+// are cut, ordered and spread over threads, it finds the exact largest
+// distance of all the samples it was given), and the remesh table's samples
+// of a large mesh.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "ToolTestSupport.h"
+#include "core/MeshTopology.h"
+#include "report/RemeshMeasures.h"
+#include "report/SurfaceDistance.h"
+
+using namespace QuorvelToolTest;
+using Corvane::Pellix::Quorvel::CTriangleTree;
+namespace TreeWalk = Corvane::Pellix::Quorvel::TreeWalk;
+
+namespace {
+
+// A sphere and a copy with a few vertices pushed out by different amounts
+// and one pushed in, so that each side has its own farthest sample.
+class SharedSearch : public ::testing::Test {
+protected:
+    void SetUp() override {
+        m_Sphere = MakeSphere(5);
+        m_Bumped = m_Sphere;
+        for (const std::size_t v : {17u, 400u, 9000u})
+            m_Bumped.m_Positions[v] = m_Bumped.m_Positions[v] * (1 + 0.01 * double(v % 7));
+        m_Bumped.m_Positions[5000] = m_Bumped.m_Positions[5000] * 0.9;
+        for (const CMeshData* mesh : {&m_Sphere, &m_Bumped}) {
+            std::vector<Point> samples = SampleSurface(*mesh, 20000);
+            AddEdgeMidpoints(*mesh, CEdgeCensus(*mesh), samples);
+            m_Samples.push_back(InSpaceOrder(std::move(samples)));
+            m_Trees.push_back(BuildTriangleTree(*mesh, CTriangleTree::EShape::Median));
+        }
+        for (const CTriangleTree& tree : m_Trees) {
+            m_Links.emplace_back();
+            m_Links.back().Build(tree.GetHierarchy());
+        }
+        // Each side's samples against the other side's surface.
+        m_Exact[0] = MeasureOneSided(m_Samples[0], m_Trees[1]).m_Max;
+        m_Exact[1] = MeasureOneSided(m_Samples[1], m_Trees[0]).m_Max;
+    }
+
+    CMeshData m_Sphere, m_Bumped;
+    std::vector<std::vector<Point>> m_Samples;
+    std::vector<CTriangleTree> m_Trees;
+    std::vector<TreeWalk::CLinks> m_Links;
+    double m_Exact[2] = {0, 0};
+};
+
+}  // namespace
+
+TEST_F(SharedSearch, PartsOfBothSidesOnManyThreadsGiveTheExactLargerMaximum) {
+    ASSERT_GT(m_Exact[0], 0.01);
+    ASSERT_GT(m_Exact[1], 0.01);
+    ASSERT_NE(m_Exact[0], m_Exact[1]);
+    // Parts of uneven sizes from both sides, interleaved, the last first.
+    std::vector<std::pair<int, std::size_t>> parts;
+    for (std::size_t first = 0; first < std::max(m_Samples[0].size(), m_Samples[1].size()); first += 777)
+        for (int side = 0; side < 2; ++side)
+            if (first < m_Samples[side].size())
+                parts.emplace_back(side, first);
+    std::reverse(parts.begin(), parts.end());
+    CFarthestSearch search;
+    const std::int64_t count = static_cast<std::int64_t>(parts.size());
+#pragma omp parallel for schedule(dynamic, 1) num_threads(4)
+    for (std::int64_t i = 0; i < count; ++i) {
+        const auto [side, first] = parts[i];
+        const std::vector<Point>& samples = m_Samples[side];
+        search.Measure(samples, first, std::min(samples.size(), first + 777), m_Trees[1 - side], m_Links[1 - side]);
+    }
+    EXPECT_EQ(search.GetDistance(), std::max(m_Exact[0], m_Exact[1]));
+}
+
+TEST_F(SharedSearch, OneSideAloneGivesItsOwnMaximumOrTheFloor) {
+    for (int side = 0; side < 2; ++side) {
+        CFarthestSearch search;
+        search.Measure(m_Samples[side], 0, m_Samples[side].size(), m_Trees[1 - side], m_Links[1 - side]);
+        EXPECT_EQ(search.GetDistance(), m_Exact[side]);
+        EXPECT_EQ(search.GetDistance(), FarthestOrderedSampleDistance(m_Samples[side], m_Trees[1 - side], 0));
+    }
+    // A floor above every sample's distance is the answer; below, it only
+    // settles samples sooner.
+    CFarthestSearch high(2 * m_Exact[0]), low(m_Exact[0] / 2);
+    high.Measure(m_Samples[0], 0, m_Samples[0].size(), m_Trees[1], m_Links[1]);
+    low.Measure(m_Samples[0], 0, m_Samples[0].size(), m_Trees[1], m_Links[1]);
+    EXPECT_EQ(high.GetDistance(), 2 * m_Exact[0]);
+    EXPECT_EQ(low.GetDistance(), m_Exact[0]);
+    // No samples: the floor.
+    CFarthestSearch none(0.5);
+    none.Measure(m_Samples[0], 10, 10, m_Trees[1], m_Links[1]);
+    EXPECT_EQ(none.GetDistance(), 0.5);
+}
+
+// A large grid and a copy that differ in one quad only: two opposite corners
+// of it raised by h, the quad split along the raised diagonal in one and
+// along the other diagonal in the other. The surfaces lie furthest apart at
+// the middle of either diagonal, h / sqrt(1 + 2 h^2) from the other surface,
+// where no vertex is and no point spread by area need fall; the remesh
+// table's samples of a mesh this large still find it in full.
+TEST(RemeshMeasures, AFoldBetweenVerticesOfALargeMeshIsFoundInFull) {
+    const unsigned int n = 64;
+    const double h = 0.5;
+    CMeshData ridge;
+    for (unsigned int y = 0; y <= n; ++y)
+        for (unsigned int x = 0; x <= n; ++x)
+            ridge.m_Positions.emplace_back(double(x), double(y), 0.0);
+    const auto at = [&](unsigned int x, unsigned int y) { return y * (n + 1) + x; };
+    const unsigned int fx = n / 2, fy = n / 2;
+    ridge.m_Positions[at(fx + 1, fy)].z = h;
+    ridge.m_Positions[at(fx, fy + 1)].z = h;
+    CMeshData valley = ridge;
+    for (unsigned int y = 0; y < n; ++y)
+        for (unsigned int x = 0; x < n; ++x) {
+            const std::uint32_t a = at(x, y), b = at(x + 1, y), c = at(x + 1, y + 1), d = at(x, y + 1);
+            valley.m_Triangles.push_back(Triangle{a, b, c});
+            valley.m_Triangles.push_back(Triangle{a, c, d});
+            if (x == fx && y == fy) {
+                ridge.m_Triangles.push_back(Triangle{a, b, d});
+                ridge.m_Triangles.push_back(Triangle{b, c, d});
+            } else {
+                ridge.m_Triangles.push_back(Triangle{a, b, c});
+                ridge.m_Triangles.push_back(Triangle{a, c, d});
+            }
+        }
+    ASSERT_GT(RemeshAreaSamples(ridge.m_Triangles.size()), 0u);
+    ASSERT_LT(RemeshAreaSamples(ridge.m_Triangles.size()), ridge.m_Triangles.size());
+    CRemeshMeasurer measurer(valley);
+    const CRemeshMeasures measures = measurer.Finish(ridge);
+    EXPECT_NEAR(measures.m_Hausdorff, h / std::sqrt(1 + 2 * h * h), 1e-12);
+}
