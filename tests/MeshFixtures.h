@@ -771,4 +771,43 @@ void MakeLimbedFigure(Mesh& mesh, int cells = 64, double limbRadius = 0.09, doub
     MakeImplicitSurface(mesh, field, cells, -1.9, 1.9);
 }
 
+// A bumpy latitude-longitude sphere of about `faces` faces whose vertices are
+// jittered along their radius by up to a fifth of the ring spacing, as the
+// process benchmark writes it: near the poles its faces are far narrower than
+// the jitter, so neighbouring faces there turn 45 to 130 degrees against each
+// other in a zig-zag that no crease of the surface follows. The quads between
+// rings are split along the same diagonal; the poles are single vertices
+// whose fans hold one face per column.
+template <typename Mesh>
+void MakeJitteredLatLongSphere(Mesh& mesh, unsigned int faces = 10000, unsigned int seed = 11) {
+    const unsigned int bands = std::max(3u, static_cast<unsigned int>(std::lround(std::sqrt(faces / 4.0))) + 1);
+    const unsigned int columns = std::max(3u, static_cast<unsigned int>(std::lround(faces / (2.0 * (bands - 1)))));
+    const double directions[4][3] = {{0.3, -1.2, 0.5}, {1.1, 0.4, -0.7}, {-0.6, 0.9, 1.3}, {-1.0, -0.5, -0.2}};
+    CNoise random(seed);
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    const auto place = [&](double x, double y, double z) {
+        double radius = 1 + 0.2 * random.Next() * Pi / bands;
+        for (const auto& d : directions)
+            radius += 0.1 * std::sin(3 * (x * d[0] + y * d[1] + z * d[2]));
+        AddVertex(mesh, radius * x, radius * y, radius * z);
+    };
+    place(0, 0, 1);
+    for (unsigned int i = 1; i < bands; ++i)
+        for (unsigned int j = 0; j < columns; ++j) {
+            const double theta = Pi * i / bands, phi = 2 * Pi * j / columns;
+            place(std::sin(theta) * std::cos(phi), std::sin(theta) * std::sin(phi), std::cos(theta));
+        }
+    place(0, 0, -1);
+    const unsigned int south = base + 1 + (bands - 1) * columns;
+    const auto ring = [&](unsigned int i, unsigned int j) { return base + 1 + i * columns + j % columns; };
+    for (unsigned int j = 0; j < columns; ++j) {
+        AddFace(mesh, base, ring(0, j), ring(0, j + 1));
+        for (unsigned int i = 0; i + 2 < bands; ++i) {
+            AddFace(mesh, ring(i, j), ring(i + 1, j), ring(i + 1, j + 1));
+            AddFace(mesh, ring(i, j), ring(i + 1, j + 1), ring(i, j + 1));
+        }
+        AddFace(mesh, south, ring(bands - 2, j + 1), ring(bands - 2, j));
+    }
+}
+
 }  // namespace QuorvelTest

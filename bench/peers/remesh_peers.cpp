@@ -252,6 +252,7 @@ void CompareStandIns(double relative, unsigned int repeat, const std::string& on
         {"scanned bone", [](Mesh& m) { MakeScannedBone(m, 5); }},
         {"noisy dense rim, 1 %", [](Mesh& m) { MakeDenseRimCylinder(m, 400, 40, 20, 0.01); }},
         {"noisy cut sphere", [](Mesh& m) { MakeCutSphere(m, 400, 48, 16, 0.08, 0.01); }},
+        {"jittered lat-long sphere", [](Mesh& m) { MakeJitteredLatLongSphere(m, 50000); }},
     };
     for (const auto& standIn : standIns)
         if (std::string(standIn.first).find(only) != std::string::npos)

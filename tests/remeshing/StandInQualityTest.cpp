@@ -109,7 +109,13 @@ INSTANTIATE_TEST_SUITE_P(
         // The bone's noise makes spikes narrower than a fine target at its
         // curved ends; faces that pass over a spike's tip cut it off (0.30
         // targets from the result when nothing drew a vertex onto it).
-        CQualityCase{"scanned_bone_fine", [](ShapeMesh& m) { MakeScannedBone(m, 4); }, 0.3, 32.5, 0.25, {}}),
+        CQualityCase{"scanned_bone_fine", [](ShapeMesh& m) { MakeScannedBone(m, 4); }, 0.3, 32.5, 0.25, {}},
+        // Near the poles the jitter makes neighbouring faces turn against
+        // each other by far more than the feature angle; taken for creases,
+        // they pinned slivers there (12.2 degrees, a folded edge, 0.30
+        // targets from the input; 30.1 degrees and 0.26 targets today).
+        CQualityCase{
+            "jittered_lat_long_sphere", [](ShapeMesh& m) { MakeJitteredLatLongSphere(m); }, 1.0, 28.0, 0.28, {}}),
     [](const ::testing::TestParamInfo<CQualityCase>& info) { return info.param.m_Name; });
 
 // The limbed figure's coarse facets cross its limbs at about the feature

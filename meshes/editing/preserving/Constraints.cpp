@@ -11,6 +11,12 @@ namespace {
 // lie folded flat onto each other.
 constexpr double FlatFold = -0.9999;
 
+// A crease is judged again on normals averaged over the faces within this
+// many target lengths of it on either side, at most this many faces a side
+// (half the fan of a latitude-longitude sphere's pole of 512 faces).
+constexpr double CreaseSupport = 0.5;
+constexpr std::size_t CreaseSupportFaces = 256;
+
 }  // namespace
 
 void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
@@ -27,16 +33,96 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     if (m_Options.m_KeepBoundaries)
         MeasureBoundaryNoise(smoothed);
     const auto place = [&](std::uint32_t v) -> const Vec& { return smoothed.empty() ? m_Position[v] : smoothed[v]; };
-    std::vector<Vec> normal(faces);
+    std::vector<Vec> normal(faces), weighted(faces);
     for (std::uint32_t f = 0; f < faces; ++f) {
         if (frozenFace[f])
             continue;
         const Vec &a = place(m_Corner[3 * f]), &b = place(m_Corner[3 * f + 1]), &c = place(m_Corner[3 * f + 2]);
-        normal[f] = (b - a) * (c - a);
+        weighted[f] = (b - a) * (c - a);
+        normal[f] = weighted[f];
         normal[f].Normalise();
     }
     const bool features = m_Options.m_FeatureAngle > 0 && m_Options.m_FeatureAngle < 180;
     const double cosFeature = std::cos(m_Options.m_FeatureAngle * Pi / 180.0);
+
+    // Each edge's crease on its two faces alone: +1 convex, -1 concave, 0
+    // none. A face without a normal (zero area) makes no crease, and nor do
+    // two faces folded flat onto each other: the crease where a fan overlaps
+    // itself (a CAD fan to a hole's rim, beyond the point where its lines
+    // touch the rim), which is no edge of the shape and, left a feature, cuts
+    // the real edges it meets into pieces too short to keep.
+    std::vector<std::int8_t> crease(features ? halfEdges : 0, 0);
+    for (std::uint32_t h = 0; h < crease.size(); ++h) {
+        const std::uint32_t t = m_Twin[h];
+        if (t == None || t < h)
+            continue;
+        const Vec &n1 = normal[h / 3], &n2 = normal[t / 3];
+        if (Squared(n1) > 0 && Squared(n2) > 0 && n1 % n2 < cosFeature && n1 % n2 > FlatFold)
+            crease[h] = crease[t] = (place(m_Corner[Prev(t)]) - place(m_Corner[h])) % n1 < 0 ? 1 : -1;
+    }
+
+    // Faces much narrower than the noise of their vertices (the slivers of a
+    // jittered latitude-longitude sphere near its poles) turn against their
+    // neighbours by far more than the feature angle, convex and concave by
+    // turns, in a zig-zag that the surface around them does not follow; the
+    // lines found there pinned the mesh into slivers. A crease beside a face
+    // narrower than half a target across it is therefore judged again at the
+    // target's scale: on the area-weighted normals of the faces on each side
+    // within half a target of it (reached from its face without crossing it,
+    // with a corner within that reach and their centre on that side of the
+    // plane that halves the crease). It stays if these still turn by the
+    // feature angle (a machined edge: flat or gently curved sides, however
+    // thin its faces), or unless creases of the other sense lie among them
+    // on both sides (the zig-zag bends both ways by turns; the coarse facets
+    // of a reconstructed limb bend one way, with at most a stray crease of
+    // the other sense beside them, and the lines along them carry the moves
+    // that open the faces beside them).
+    std::vector<std::uint32_t> visited(features ? faces : 0, None);
+    std::vector<std::uint32_t> queue;
+    const double reach2 = CreaseSupport * m_TargetLength * CreaseSupport * m_TargetLength;
+    // Bounded: CreaseSupportFaces faces, each with three twins to look at.
+    const auto sideNormal = [&](std::uint32_t h, const Vec& across, bool& mixed) {
+        const Vec &a = place(m_Corner[h]), &b = place(Target(h));
+        Vec sum = weighted[h / 3];
+        queue.assign(1, h / 3);
+        visited[h / 3] = h;
+        for (std::size_t i = 0; i < queue.size() && queue.size() < CreaseSupportFaces; ++i)
+            for (std::uint32_t e = 3 * queue[i]; e < 3 * queue[i] + 3; ++e) {
+                const std::uint32_t u = m_Twin[e];
+                if (e == h || u == None || visited[u / 3] == h || frozenFace[u / 3])
+                    continue;
+                const std::uint32_t g = u / 3;
+                visited[g] = h;
+                const Vec &p = place(m_Corner[3 * g]), &q = place(m_Corner[3 * g + 1]), &r = place(m_Corner[3 * g + 2]);
+                const bool near = Squared(p - ClosestOnSegment(p, a, b)) <= reach2 ||
+                                  Squared(q - ClosestOnSegment(q, a, b)) <= reach2 ||
+                                  Squared(r - ClosestOnSegment(r, a, b)) <= reach2;
+                if (!near || !((p + q + r - a * 3.0) % across > 0))
+                    continue;
+                // A face folded flat onto the crease's face (a CAD fan that
+                // overlaps itself beside a hole) lies in the same plane.
+                sum += normal[g] % normal[h / 3] > FlatFold ? weighted[g] : -weighted[g];
+                for (std::uint32_t k = 3 * g; k < 3 * g + 3; ++k)
+                    mixed = mixed || crease[k] == -crease[h];
+                queue.push_back(g);
+            }
+        sum.Normalise();
+        return sum;
+    };
+    const auto creaseStays = [&](std::uint32_t h, std::uint32_t t) {
+        const Vec &a = place(m_Corner[h]), &b = place(Target(h));
+        // Twice a face's area is its width across the edge times the edge.
+        if (std::min(Squared(weighted[h / 3]), Squared(weighted[t / 3])) >= Squared(b - a) * reach2)
+            return true;
+        Vec across = (normal[h / 3] + normal[t / 3]) * (b - a);
+        if (!(Squared(across) > 0))
+            return true;
+        if ((place(m_Corner[Prev(h)]) - a) % across < 0)
+            across = -across;
+        bool mixed = false, mixedOther = false;
+        const Vec side = sideNormal(h, across, mixed);
+        return side % sideNormal(t, -across, mixedOther) < cosFeature || !(mixed && mixedOther);
+    };
     for (std::uint32_t h = 0; h < halfEdges; ++h) {
         if (m_Kind[h] != None)
             continue;
@@ -49,16 +135,8 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
             } else {
                 m_Kind[h] = Pending;
             }
-        } else if (features && h < t) {
-            const Vec &n1 = normal[h / 3], &n2 = normal[t / 3];
-            // A face without a normal (zero area) makes no feature, and nor
-            // do two faces folded flat onto each other: the crease where a
-            // fan overlaps itself (a CAD fan to a hole's rim, beyond the
-            // point where its lines touch the rim), which is no edge of the
-            // shape and, left a feature, cuts the real edges it meets into
-            // pieces too short to keep.
-            if (Squared(n1) > 0 && Squared(n2) > 0 && n1 % n2 < cosFeature && n1 % n2 > FlatFold)
-                m_Kind[h] = m_Kind[t] = Pending;
+        } else if (features && h < t && crease[h] != 0 && creaseStays(h, t)) {
+            m_Kind[h] = m_Kind[t] = Pending;
         }
     }
 
