@@ -377,6 +377,12 @@ def _run_task(task, children=None):
         err = err.decode("utf-8", "replace")
         if process.returncode != 0:
             row["error"] = _tool_failure(process.returncode, err)
+            # Ctrl-C reaches the tool as soon as this pool, which takes a
+            # moment to cancel the files not started: until it has, this
+            # thread must not take the next file and have it counted in
+            # flight.
+            if children is not None and _interrupted(dict(row))["status"] == "interrupted":
+                children.stopped.wait(1.0)
             return row
         try:
             figures = json.loads(out.strip().splitlines()[-1])
@@ -407,6 +413,7 @@ class _Children:
         self._lock = threading.Lock()
         self._processes = set()
         self.stopping = False
+        self.stopped = threading.Event()
 
     def add(self, process):
         with self._lock:
@@ -435,6 +442,7 @@ class _Children:
                 process.wait(max(0.0, deadline - time.monotonic()))
             except subprocess.TimeoutExpired:
                 process.kill()
+        self.stopped.set()
 
 
 class _Progress:
