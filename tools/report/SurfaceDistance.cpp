@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "core/KeySort.h"
+#include "quorvel/meshes/queries/QueryOrder.h"
 #include "quorvel/meshes/queries/TreeWalk_impl.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
@@ -86,16 +87,6 @@ namespace {
 // the queries.
 constexpr std::int64_t ParallelSamples = 16384;
 
-// Spreads the low 10 bits of v to every third bit.
-std::uint32_t Spread(std::uint32_t v) {
-    v &= 0x3FF;
-    v = (v | v << 16) & 0x030000FFu;
-    v = (v | v << 8) & 0x0300F00Fu;
-    v = (v | v << 4) & 0x030C30C3u;
-    v = (v | v << 2) & 0x09249249u;
-    return v;
-}
-
 // The samples along a Morton curve through their box: consecutive queries
 // then walk the same upper nodes of the tree, which stay in cache. A grid of
 // 1024 cells an axis leaves about one sample a cell on a surface; the 30-bit
@@ -138,7 +129,7 @@ std::vector<Point> MortonOrder(const std::vector<Point>& samples, bool allCores)
             const double unit = (samples[i][k] - low[k]) * scale[k];
             // Written so that a NaN falls in cell 0.
             const std::uint32_t step = unit > 0 ? static_cast<std::uint32_t>(std::min(unit, 1023.0)) : 0;
-            cell |= Spread(step) << k;
+            cell |= Quorvel::detail::SpreadBits(step) << k;
         }
         keys[i] = std::uint64_t(cell) << 32 | static_cast<std::uint32_t>(i);
     }
