@@ -16,6 +16,14 @@ constexpr double FlatFold = -0.9999;
 // (half the fan of a latitude-longitude sphere's pole of 512 faces).
 constexpr double CreaseSupport = 0.5;
 constexpr std::size_t CreaseSupportFaces = 256;
+// A crease that survives that judgement without creases of the other sense
+// on both sides is judged once more over this many target lengths (at most
+// this many faces a side: the area grows with the square of the reach), and
+// dropped where the averaged normals turn by less than this share of the
+// feature angle.
+constexpr double CreaseScaleSupport = 1.5;
+constexpr std::size_t CreaseScaleSupportFaces = 2304;
+constexpr double CreaseScaleTurn = 0.5;
 
 }  // namespace
 
@@ -76,27 +84,37 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     // on both sides (the zig-zag bends both ways by turns; the coarse facets
     // of a reconstructed limb bend one way, with at most a stray crease of
     // the other sense beside them, and the lines along them carry the moves
-    // that open the faces beside them).
+    // that open the faces beside them). Some creases of a jittered pole have
+    // none of the other sense on one side, and one sense along a whole
+    // meridian, so they made lines over three targets long that pinned
+    // slivers; those are judged once more over one and a half targets
+    // (CreaseScaleSupport). There the jitter averages out and a smooth
+    // surface turns by a few degrees, while a limb's coarse facets, flat or
+    // curving the same way, still turn by most of the feature angle.
     std::vector<std::uint32_t> visited(features ? faces : 0, None);
+    std::uint32_t stamp = 0;
     std::vector<std::uint32_t> queue;
     const double reach2 = CreaseSupport * m_TargetLength * CreaseSupport * m_TargetLength;
-    // Bounded: CreaseSupportFaces faces, each with three twins to look at.
-    const auto sideNormal = [&](std::uint32_t h, const Vec& across, bool& mixed) {
+    const double scaleReach2 = CreaseScaleSupport * m_TargetLength * CreaseScaleSupport * m_TargetLength;
+    const double cosScaleTurn = std::cos(CreaseScaleTurn * m_Options.m_FeatureAngle * Pi / 180.0);
+    // Bounded: `most` faces, each with three twins to look at.
+    const auto sideNormal = [&](std::uint32_t h, const Vec& across, double within2, std::size_t most, bool& mixed) {
         const Vec &a = place(m_Corner[h]), &b = place(Target(h));
         Vec sum = weighted[h / 3];
+        ++stamp;
         queue.assign(1, h / 3);
-        visited[h / 3] = h;
-        for (std::size_t i = 0; i < queue.size() && queue.size() < CreaseSupportFaces; ++i)
+        visited[h / 3] = stamp;
+        for (std::size_t i = 0; i < queue.size() && queue.size() < most; ++i)
             for (std::uint32_t e = 3 * queue[i]; e < 3 * queue[i] + 3; ++e) {
                 const std::uint32_t u = m_Twin[e];
-                if (e == h || u == None || visited[u / 3] == h || frozenFace[u / 3])
+                if (e == h || u == None || visited[u / 3] == stamp || frozenFace[u / 3])
                     continue;
                 const std::uint32_t g = u / 3;
-                visited[g] = h;
+                visited[g] = stamp;
                 const Vec &p = place(m_Corner[3 * g]), &q = place(m_Corner[3 * g + 1]), &r = place(m_Corner[3 * g + 2]);
-                const bool near = Squared(p - ClosestOnSegment(p, a, b)) <= reach2 ||
-                                  Squared(q - ClosestOnSegment(q, a, b)) <= reach2 ||
-                                  Squared(r - ClosestOnSegment(r, a, b)) <= reach2;
+                const bool near = Squared(p - ClosestOnSegment(p, a, b)) <= within2 ||
+                                  Squared(q - ClosestOnSegment(q, a, b)) <= within2 ||
+                                  Squared(r - ClosestOnSegment(r, a, b)) <= within2;
                 if (!near || !((p + q + r - a * 3.0) % across > 0))
                     continue;
                 // A face folded flat onto the crease's face (a CAD fan that
@@ -120,8 +138,14 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
         if ((place(m_Corner[Prev(h)]) - a) % across < 0)
             across = -across;
         bool mixed = false, mixedOther = false;
-        const Vec side = sideNormal(h, across, mixed);
-        return side % sideNormal(t, -across, mixedOther) < cosFeature || !(mixed && mixedOther);
+        const Vec side = sideNormal(h, across, reach2, CreaseSupportFaces, mixed);
+        if (side % sideNormal(t, -across, reach2, CreaseSupportFaces, mixedOther) < cosFeature)
+            return true;
+        if (mixed && mixedOther)
+            return false;
+        // (Whether the wider support is mixed no longer matters.)
+        const Vec wide = sideNormal(h, across, scaleReach2, CreaseScaleSupportFaces, mixed);
+        return wide % sideNormal(t, -across, scaleReach2, CreaseScaleSupportFaces, mixed) < cosScaleTurn;
     };
     for (std::uint32_t h = 0; h < halfEdges; ++h) {
         if (m_Kind[h] != None)
