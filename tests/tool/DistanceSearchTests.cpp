@@ -114,30 +114,16 @@ TEST_F(SharedSearch, OneSideAloneGivesItsOwnMaximumOrTheFloor) {
 // where no vertex is and no point spread by area need fall; the remesh
 // table's samples of a mesh this large still find it in full.
 TEST(RemeshMeasures, AFoldBetweenVerticesOfALargeMeshIsFoundInFull) {
-    const unsigned int n = 64;
+    // The grid splits each square along the diagonal from its first corner.
+    const unsigned int n = 64, square = (n / 2) * n + n / 2;
     const double h = 0.5;
-    CMeshData ridge;
-    for (unsigned int y = 0; y <= n; ++y)
-        for (unsigned int x = 0; x <= n; ++x)
-            ridge.m_Positions.emplace_back(double(x), double(y), 0.0);
-    const auto at = [&](unsigned int x, unsigned int y) { return y * (n + 1) + x; };
-    const unsigned int fx = n / 2, fy = n / 2;
-    ridge.m_Positions[at(fx + 1, fy)].z = h;
-    ridge.m_Positions[at(fx, fy + 1)].z = h;
-    CMeshData valley = ridge;
-    for (unsigned int y = 0; y < n; ++y)
-        for (unsigned int x = 0; x < n; ++x) {
-            const std::uint32_t a = at(x, y), b = at(x + 1, y), c = at(x + 1, y + 1), d = at(x, y + 1);
-            valley.m_Triangles.push_back(Triangle{a, b, c});
-            valley.m_Triangles.push_back(Triangle{a, c, d});
-            if (x == fx && y == fy) {
-                ridge.m_Triangles.push_back(Triangle{a, b, d});
-                ridge.m_Triangles.push_back(Triangle{b, c, d});
-            } else {
-                ridge.m_Triangles.push_back(Triangle{a, b, c});
-                ridge.m_Triangles.push_back(Triangle{a, c, d});
-            }
-        }
+    CMeshData valley = MakeGrid(n);
+    const Triangle first = valley.m_Triangles[2 * square];
+    const std::uint32_t a = first[0], b = first[1], d = first[2], c = valley.m_Triangles[2 * square + 1][2];
+    valley.m_Positions[b].z = valley.m_Positions[c].z = h;
+    CMeshData ridge = valley;
+    ridge.m_Triangles[2 * square] = Triangle{a, b, c};
+    ridge.m_Triangles[2 * square + 1] = Triangle{b, d, c};
     ASSERT_GT(RemeshAreaSamples(ridge.m_Triangles.size()), 0u);
     ASSERT_LT(RemeshAreaSamples(ridge.m_Triangles.size()), ridge.m_Triangles.size());
     CRemeshMeasurer measurer(valley);
