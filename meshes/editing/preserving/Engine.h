@@ -250,7 +250,9 @@ public:
 //           and at most 4 F face checks;
 //   the final moves  at most 5 sweeps over the faces, after the last
 //           iteration, each at most three fan walks per face, then one
-//           sweep with at most one collapse and one move per face.
+//           sweep with at most one collapse and one move per face, then
+//           one sweep over the vertices with at most three walks over the
+//           fans of a vertex and its ring and six places tried each.
 // Every walk around a vertex follows twin links around one fan and so visits
 // each of its faces once; collapses walk only fans of at most
 // MaxCollapseValence edges. The number of iterations is the caller's.
