@@ -23,6 +23,9 @@ const double CosFreeThinAngle = std::cos(FreeThinAngle);
 // A final move must raise its fan's smallest angle by this much: smaller
 // gains cost the edge lengths more than they help.
 constexpr double MinAngleGain = 1.0 * Pi / 180.0;
+// A rim edge merged at the end to open a thin face may leave edges of the
+// survivor up to this many target lengths (see CollapseRimToRaiseAngles).
+constexpr double RimReachFactor = 1.8;
 
 // Whether a triangle has an angle below ThinAngle (or the angle whose cosine
 // is given). The smallest angle lies opposite the shortest side; its cosine
@@ -297,11 +300,13 @@ bool CEngine::CollapseToRaiseAngles() {
 // only where the end that goes leaves the faces around both ends a smallest
 // angle MinAngleGain above theirs now: coarser rims throughout the
 // iterations cost the clean rims' faces more than they gained (a plate's
-// holes fell from 30 to 19 degrees). As in the angle passes the survivor's
-// edges may reach AngleReachFactor targets: the split length alone left the
-// noisy rim's worst face where it was, since its neighbours along the rim
-// lie about a target away. The free vertices around the survivor then move
-// as the others do.
+// holes fell from 30 to 19 degrees). The survivor's edges may reach
+// RimReachFactor targets although no split follows: the short edge's
+// neighbour along the rim is often over a target long, and neither the split
+// length (30.1 degrees left on the noisy cut) nor the angle passes' reach
+// (33.0) let it go; a rim edge somewhat long costs less than the thin face
+// beside it, since the gain is measured over every face it bounds. The free
+// vertices around the survivor then move as the others do.
 bool CEngine::CollapseRimToRaiseAngles() {
     bool changed = false;
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
@@ -338,9 +343,9 @@ bool CEngine::CollapseRimToRaiseAngles() {
         const double withoutA = aGoes ? SmallestAngleAfterMerge(h, m_Position[b]) : 0;
         const double withoutB = bGoes ? SmallestAngleAfterMerge(h, m_Position[a]) : 0;
         if (!(std::max(withoutA, withoutB) > smallest + MinAngleGain) ||
-            !TryCollapse(h, 0, m_AngleReachLength2, false, true, m_CollapseLength2, withoutA >= withoutB ? b : a))
-            continue;
-        changed = true;
+            !TryCollapse(h, 0, RimReachFactor * RimReachFactor * m_TargetLength * m_TargetLength, false, true,
+                         m_CollapseLength2, withoutA >= withoutB ? b : a))
+            changed = true;
         const std::uint32_t survivor = (m_Flags[a] & Deleted) ? b : a;
         m_Ring.clear();
         ForEachNeighbour(survivor, [&](std::uint32_t x, std::uint32_t) { m_Ring.push_back(x); });
