@@ -249,8 +249,10 @@ public:
 //   relaxation  m_RelaxationSteps steps, each one sweep over the vertices
 //           and at most 4 F face checks;
 //   the final moves  at most 5 sweeps over the faces, after the last
-//           iteration, each at most three fan walks per face, then one
-//           sweep with at most one collapse and one move per face.
+//           iteration, each at most three fan walks per face, then two
+//           sweeps with at most one collapse per face, followed by one
+//           move per face (free faces) or one move of each vertex of the
+//           survivor's ring (rim edges).
 // Every walk around a vertex follows twin links around one fan and so visits
 // each of its faces once; collapses walk only fans of at most
 // MaxCollapseValence edges. The number of iterations is the caller's.
