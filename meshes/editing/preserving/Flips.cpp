@@ -345,7 +345,8 @@ bool CEngine::CollapseRimToRaiseAngles() {
         if (!(std::max(withoutA, withoutB) > smallest + MinAngleGain) ||
             !TryCollapse(h, 0, RimReachFactor * RimReachFactor * m_TargetLength * m_TargetLength, false, true,
                          m_CollapseLength2, withoutA >= withoutB ? b : a))
-            changed = true;
+            continue;
+        changed = true;
         const std::uint32_t survivor = (m_Flags[a] & Deleted) ? b : a;
         m_Ring.clear();
         ForEachNeighbour(survivor, [&](std::uint32_t x, std::uint32_t) { m_Ring.push_back(x); });
