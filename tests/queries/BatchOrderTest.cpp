@@ -73,31 +73,18 @@ std::vector<TVector3<Real>> MakePoints(const Mesh& mesh, std::size_t count, std:
     std::vector<V> points;
     const double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
     for (std::size_t i = 0; points.size() < count; ++i) {
-        switch (i % 8) {
-        case 0:
-        case 1:
-        case 2:
-            points.push_back(V(Real(1.5 * unit(random)), Real(1.5 * unit(random)), Real(1.5 * unit(random))));
-            break;
-        case 3:
-            points.push_back(V(Real(0.3 + 1e-3 * unit(random)), Real(0.2 + 1e-3 * unit(random)), Real(0.13)));
-            break;
-        case 4:
-            if (i % 16 != 4)
-                points.push_back(V(Real(0.1 * unit(random)), Real(0.1 * unit(random)), Real(0.1 * unit(random))));
-            else
-                points.push_back(mesh.m_Vertices[random() % mesh.m_Vertices.GetCount()].m_Position);
-            break;
-        case 5:
-            points.push_back(points[random() % points.size()]);
-            break;
-        case 6:
-            points.push_back(V(Real(50 * unit(random)), Real(-40), Real(1e6 * unit(random))));
-            break;
-        default:
-            points.push_back(V(Real(i % 128 == 7 ? nan : 0.5), Real(i % 64 == 15 ? inf : 0.25), Real(unit(random))));
-            break;
-        }
+        const double a = unit(random), b = unit(random), c = unit(random);
+        const V spread(Real(1.5 * a), Real(1.5 * b), Real(1.5 * c));
+        const V choices[8] = {spread,
+                              spread,
+                              spread,
+                              V(Real(0.3 + 1e-3 * a), Real(0.2 + 1e-3 * b), Real(0.13)),
+                              i % 16 != 4 ? V(Real(0.1 * a), Real(0.1 * b), Real(0.1 * c))
+                                          : mesh.m_Vertices[random() % mesh.m_Vertices.GetCount()].m_Position,
+                              points.empty() ? spread : points[random() % points.size()],
+                              V(Real(50 * a), Real(-40), Real(1e6 * b)),
+                              V(Real(i % 128 == 7 ? nan : 0.5), Real(i % 64 == 15 ? inf : 0.25), Real(c))};
+        points.push_back(choices[i % 8]);
     }
     std::shuffle(points.begin(), points.end(), random);
     return points;

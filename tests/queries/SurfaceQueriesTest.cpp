@@ -1,7 +1,6 @@
 // The mesh's own line hits, inside test, mesh against mesh and closest
-// vertex on small scenes with known answers; closest points, distances,
-// winding numbers and the batch forms of the mesh tree, against brute force
-// and closed forms.
+// vertex on small scenes with known answers; closest points, distances and
+// winding numbers of the mesh tree, against brute force and closed forms.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -171,8 +170,6 @@ TYPED_TEST(SurfaceQueries, ClosestPointsAreTheNearestOfAllFaces) {
         points.push_back(V(Real(uniform(random)), Real(uniform(random)), Real(uniform(random))));
     for (unsigned int v = 0; v < 60; ++v)
         points.push_back(mesh.m_Vertices[v * 7].m_Position);
-    std::unique_ptr<CSurfacePoint[]> batch(new CSurfacePoint[points.size()]);
-    tree.FindClosestPoints(points.data(), points.size(), batch.get());
     for (std::size_t i = 0; i < points.size(); ++i) {
         const D3 p(points[i].x, points[i].y, points[i].z);
         unsigned int face = 0;
@@ -188,10 +185,10 @@ TYPED_TEST(SurfaceQueries, ClosestPointsAreTheNearestOfAllFaces) {
         EXPECT_NEAR(rebuilt.DiffVectLen(found.m_Point), 0, 1e-12);
         EXPECT_NEAR(found.m_Barycentric[0] + found.m_Barycentric[1] + found.m_Barycentric[2], 1, 1e-12);
         EXPECT_DOUBLE_EQ(tree.GetDistance(points[i]), std::sqrt(expected));
-        // The batch, the median tree and any hint, in either tree, give the
-        // same answer.
+        // The median tree and any hint, in either tree, give the same answer
+        // (the batch forms answer as the single query: BatchOrderTest).
         const std::uint32_t hint = static_cast<std::uint32_t>((i * 37) % mesh.m_Faces.GetCount());
-        for (const CSurfacePoint& other : {batch[i], median.FindClosestPoint(p), median.FindClosestPoint(p, hint),
+        for (const CSurfacePoint& other : {median.FindClosestPoint(p), median.FindClosestPoint(p, hint),
                                            tree.GetTriangleTree().FindClosestPoint(p, hint)})
             EXPECT_TRUE(other.m_Triangle == found.m_Triangle && other.m_DistanceSquared == found.m_DistanceSquared);
     }
@@ -218,10 +215,6 @@ TYPED_TEST(SurfaceQueries, WindingNumbersCountShellsAndApproximationsAgree) {
     std::vector<V> points;
     for (int i = 0; i < 400; ++i)
         points.push_back(V(Real(uniform(random)), Real(uniform(random)), Real(uniform(random))));
-    std::unique_ptr<double[]> estimates(new double[points.size()]);
-    std::unique_ptr<double[]> signedDistances(new double[points.size()]);
-    tree.EstimateWindingNumbers(points.data(), points.size(), estimates.get());
-    tree.GetSignedDistances(points.data(), points.size(), signedDistances.get());
     double error = 0;
     unsigned int compared = 0;
     for (std::size_t i = 0; i < points.size(); ++i) {
@@ -233,12 +226,14 @@ TYPED_TEST(SurfaceQueries, WindingNumbersCountShellsAndApproximationsAgree) {
         // A second-order expansion of clusters twice their radius away:
         // coarse next to the surface, but never near the half that decides,
         // and tighter as the accuracy rises.
-        EXPECT_NEAR(estimates[i], exact, 0.08) << "r " << r;
+        const double estimate = tree.EstimateWindingNumber(points[i]),
+                     signedDistance = tree.GetSignedDistance(points[i]);
+        EXPECT_NEAR(estimate, exact, 0.08) << "r " << r;
         EXPECT_NEAR(tree.EstimateWindingNumber(points[i], 4.0), exact, 0.02) << "r " << r;
-        error += std::fabs(estimates[i] - exact);
+        error += std::fabs(estimate - exact);
         ++compared;
-        EXPECT_NEAR(signedDistances[i], r - 1, 0.02);
-        EXPECT_EQ(signedDistances[i] < 0, r < 1);
+        EXPECT_NEAR(signedDistance, r - 1, 0.02);
+        EXPECT_EQ(signedDistance < 0, r < 1);
     }
     EXPECT_LT(error / compared, 0.01);
     // Two nested shells wound the same way count twice; a hole in the
@@ -359,17 +354,14 @@ TYPED_TEST(SurfaceQueries, ContainsFollowsTheWindingNumber) {
         mesh.DetermineBoundingBox(true);
         const typename TreeOf<TypeParam>::Type tree(mesh);
         const std::vector<V> points = HardPoints(mesh, random, 1200);
-        std::unique_ptr<bool[]> batch(new bool[points.size()]);
-        tree.Contains(points.data(), points.size(), batch.get());
         unsigned int inside = 0;
         for (std::size_t i = 0; i < points.size(); ++i) {
             const double winding = c.closed ? tree.GetWindingNumber(points[i]) : tree.EstimateWindingNumber(points[i]);
-            ASSERT_EQ(tree.Contains(points[i]), winding >= 0.5)
-                << "point " << i << " (" << points[i].x << ", " << points[i].y << ", " << points[i].z
-                << "), winding number " << winding;
-            ASSERT_EQ(batch[i], winding >= 0.5) << "point " << i;
+            const bool contained = tree.Contains(points[i]);
+            ASSERT_EQ(contained, winding >= 0.5) << "point " << i << " (" << points[i].x << ", " << points[i].y << ", "
+                                                 << points[i].z << "), winding number " << winding;
             // On the surface itself the sum's rounding decides.
-            inside += batch[i] && tree.GetDistance(points[i]) > 1e-9;
+            inside += contained && tree.GetDistance(points[i]) > 1e-9;
         }
         // Both answers occur, except where nothing can be inside.
         if (c.name != "inverted icosphere")

@@ -1,12 +1,13 @@
 // The farthest-sample search whose parts share one bound (however its parts
 // are cut, ordered and spread over threads, it finds the exact largest
-// distance of all the samples it was given), and the remesh table's samples
-// of a large mesh.
+// distance of all the samples it was given), the ordered pass it replaced,
+// and the remesh table's samples of a large mesh.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -32,9 +33,9 @@ protected:
             m_Bumped.m_Positions[v] = m_Bumped.m_Positions[v] * (1 + 0.01 * double(v % 7));
         m_Bumped.m_Positions[5000] = m_Bumped.m_Positions[5000] * 0.9;
         for (const CMeshData* mesh : {&m_Sphere, &m_Bumped}) {
-            std::vector<Point> samples = SampleSurface(*mesh, 20000);
-            AddEdgeMidpoints(*mesh, CEdgeCensus(*mesh), samples);
-            m_Samples.push_back(InSpaceOrder(std::move(samples)));
+            m_Raw.push_back(SampleSurface(*mesh, 20000));
+            AddEdgeMidpoints(*mesh, CEdgeCensus(*mesh), m_Raw.back());
+            m_Samples.push_back(InSpaceOrder(m_Raw.back()));
             m_Trees.push_back(BuildTriangleTree(*mesh, CTriangleTree::EShape::Median));
         }
         for (const CTriangleTree& tree : m_Trees) {
@@ -47,7 +48,7 @@ protected:
     }
 
     CMeshData m_Sphere, m_Bumped;
-    std::vector<std::vector<Point>> m_Samples;
+    std::vector<std::vector<Point>> m_Raw, m_Samples;  // as sampled, and in space order
     std::vector<CTriangleTree> m_Trees;
     std::vector<TreeWalk::CLinks> m_Links;
     double m_Exact[2] = {0, 0};
@@ -77,20 +78,29 @@ TEST_F(SharedSearch, PartsOfBothSidesOnManyThreadsGiveTheExactLargerMaximum) {
     EXPECT_EQ(search.GetDistance(), std::max(m_Exact[0], m_Exact[1]));
 }
 
+// Space order is a permutation of the samples, the same prepared on one
+// core or on all; the ordered pass and the search, alone or from a floor,
+// give the exact largest distance or the floor, whichever is larger.
 TEST_F(SharedSearch, OneSideAloneGivesItsOwnMaximumOrTheFloor) {
+    const std::vector<Point>& raw = m_Raw[1];
+    EXPECT_EQ(InSpaceOrder(raw, false), m_Samples[1]);
+    EXPECT_NE(m_Samples[1], raw);
+    std::vector<Point> sorted = m_Samples[1], original = raw;
+    const auto less = [](const Point& a, const Point& b) { return std::tie(a.x, a.y, a.z) < std::tie(b.x, b.y, b.z); };
+    std::sort(sorted.begin(), sorted.end(), less);
+    std::sort(original.begin(), original.end(), less);
+    EXPECT_EQ(sorted, original);
+    EXPECT_EQ(FarthestSampleDistance(raw, m_Trees[0]), m_Exact[1]);
     for (int side = 0; side < 2; ++side) {
-        CFarthestSearch search;
-        search.Measure(m_Samples[side], 0, m_Samples[side].size(), m_Trees[1 - side], m_Links[1 - side]);
-        EXPECT_EQ(search.GetDistance(), m_Exact[side]);
-        EXPECT_EQ(search.GetDistance(), FarthestOrderedSampleDistance(m_Samples[side], m_Trees[1 - side], 0));
+        const double exact = m_Exact[side];
+        for (const double floor : {0.0, exact / 2, 2 * exact}) {
+            SCOPED_TRACE(::testing::Message() << "side " << side << ", floor " << floor);
+            CFarthestSearch search(floor);
+            search.Measure(m_Samples[side], 0, m_Samples[side].size(), m_Trees[1 - side], m_Links[1 - side]);
+            EXPECT_EQ(search.GetDistance(), std::max(floor, exact));
+            EXPECT_EQ(FarthestOrderedSampleDistance(m_Samples[side], m_Trees[1 - side], floor), std::max(floor, exact));
+        }
     }
-    // A floor above every sample's distance is the answer; below, it only
-    // settles samples sooner.
-    CFarthestSearch high(2 * m_Exact[0]), low(m_Exact[0] / 2);
-    high.Measure(m_Samples[0], 0, m_Samples[0].size(), m_Trees[1], m_Links[1]);
-    low.Measure(m_Samples[0], 0, m_Samples[0].size(), m_Trees[1], m_Links[1]);
-    EXPECT_EQ(high.GetDistance(), 2 * m_Exact[0]);
-    EXPECT_EQ(low.GetDistance(), m_Exact[0]);
     // No samples: the floor.
     CFarthestSearch none(0.5);
     none.Measure(m_Samples[0], 10, 10, m_Trees[1], m_Links[1]);
@@ -104,30 +114,16 @@ TEST_F(SharedSearch, OneSideAloneGivesItsOwnMaximumOrTheFloor) {
 // where no vertex is and no point spread by area need fall; the remesh
 // table's samples of a mesh this large still find it in full.
 TEST(RemeshMeasures, AFoldBetweenVerticesOfALargeMeshIsFoundInFull) {
-    const unsigned int n = 64;
+    // The grid splits each square along the diagonal from its first corner.
+    const unsigned int n = 64, square = (n / 2) * n + n / 2;
     const double h = 0.5;
-    CMeshData ridge;
-    for (unsigned int y = 0; y <= n; ++y)
-        for (unsigned int x = 0; x <= n; ++x)
-            ridge.m_Positions.emplace_back(double(x), double(y), 0.0);
-    const auto at = [&](unsigned int x, unsigned int y) { return y * (n + 1) + x; };
-    const unsigned int fx = n / 2, fy = n / 2;
-    ridge.m_Positions[at(fx + 1, fy)].z = h;
-    ridge.m_Positions[at(fx, fy + 1)].z = h;
-    CMeshData valley = ridge;
-    for (unsigned int y = 0; y < n; ++y)
-        for (unsigned int x = 0; x < n; ++x) {
-            const std::uint32_t a = at(x, y), b = at(x + 1, y), c = at(x + 1, y + 1), d = at(x, y + 1);
-            valley.m_Triangles.push_back(Triangle{a, b, c});
-            valley.m_Triangles.push_back(Triangle{a, c, d});
-            if (x == fx && y == fy) {
-                ridge.m_Triangles.push_back(Triangle{a, b, d});
-                ridge.m_Triangles.push_back(Triangle{b, c, d});
-            } else {
-                ridge.m_Triangles.push_back(Triangle{a, b, c});
-                ridge.m_Triangles.push_back(Triangle{a, c, d});
-            }
-        }
+    CMeshData valley = MakeGrid(n);
+    const Triangle first = valley.m_Triangles[2 * square];
+    const std::uint32_t a = first[0], b = first[1], d = first[2], c = valley.m_Triangles[2 * square + 1][2];
+    valley.m_Positions[b].z = valley.m_Positions[c].z = h;
+    CMeshData ridge = valley;
+    ridge.m_Triangles[2 * square] = Triangle{a, b, c};
+    ridge.m_Triangles[2 * square + 1] = Triangle{b, d, c};
     ASSERT_GT(RemeshAreaSamples(ridge.m_Triangles.size()), 0u);
     ASSERT_LT(RemeshAreaSamples(ridge.m_Triangles.size()), ridge.m_Triangles.size());
     CRemeshMeasurer measurer(valley);

@@ -8,6 +8,8 @@
 #include <cfloat>
 #include <cstring>
 #include <limits>
+#include <tuple>
+#include <utility>
 
 #include "ToolTestSupport.h"
 #include "core/Numbers.h"
@@ -161,37 +163,65 @@ TEST(FormatLimits, MalformedFilesOfEachFormatAreRefusedAtTheirPlace) {
     }
 }
 
-TEST(FormatLimits, LineEndingsAndByteOrderMarksChangeNothingThatIsRead) {
-    // A square of two triangles as each format's writer puts it; of the
-    // binary PLY only the header is text.
+// Hand-written files with polygons, comments, texture and normal indices and
+// extra properties, and the writers' STL and binary PLY (whose header only is
+// text), with every line ending and with or without the byte order mark
+// some editors write.
+TEST(FormatLimits, FilesReadAsDescribedWhateverTheirLineEndingsAndByteOrderMark) {
+    CScratchDirectory dir;
+    // A square and a pentagon sharing an edge; the pentagon becomes a fan
+    // around its first corner.
+    CMeshData polygons;
+    polygons.m_Positions = {Point(0, 0, 0), Point(1, 0, 0), Point(1, 1, 0),  Point(0, 1, 0),
+                            Point(2, 0, 0), Point(2, 1, 0), Point(1.5, 2, 0)};
+    polygons.m_Triangles = {{0, 1, 2}, {0, 2, 3}, {1, 4, 5}, {1, 5, 6}, {1, 6, 2}};
     CMeshData square;
     square.m_Positions = {Point(0, 0, 0), Point(1, 0, 0), Point(1, 1, 0), Point(0, 1, 0)};
     square.m_Triangles = {{0, 1, 2}, {0, 2, 3}};
-    CScratchDirectory dir;
-    std::vector<std::pair<std::string, std::string>> files;
-    for (const auto& [name, encoding] : std::vector<std::pair<std::string, EEncoding>>{{"s.obj", EEncoding::Text},
-                                                                                       {"s.off", EEncoding::Text},
-                                                                                       {"s.ply", EEncoding::Text},
-                                                                                       {"b.ply", EEncoding::Binary},
-                                                                                       {"s.stl", EEncoding::Text}}) {
+    std::vector<std::tuple<std::string, std::string, const CMeshData*>> files = {
+        {"p.obj",
+         "# comment\nv 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 2 0 0\nv 2 1 0\nv 1.5 2 0\n"
+         "vt 0 0\nvn 0 0 1\ng polys\nf 1/1/1 2/1/1 3/1/1 4/1/1\nf -6//1 5 6 7 3\n",
+         &polygons},
+        {"p.off",
+         "OFF\n# comment\n7 2 0\n0 0 0\n1 0 0\n1 1 0\n0 1 0\n2 0 0\n2 1 0\n1.5 2 0\n4 0 1 2 3\n5 1 4 5 6 2 255 0 0\n",
+         &polygons},
+        {"p.ply",
+         "ply\nformat ascii 1.0\ncomment x\nelement vertex 7\nproperty float x\nproperty float y\nproperty float "
+         "z\nproperty uchar red\nelement face 2\nproperty list uchar int vertex_indices\nproperty int flags\n"
+         "end_header\n0 0 0 1\n1 0 0 1\n1 1 0 1\n0 1 0 1\n2 0 0 1\n2 1 0 1\n1.5 2 0 1\n4 0 1 2 3 9\n5 1 4 5 6 2 9\n",
+         &polygons}};
+    for (const auto& [name, encoding] : {std::pair("s.stl", EEncoding::Text), std::pair("b.ply", EEncoding::Binary)}) {
         WriteMeshFile(dir.Path(name), square, encoding);
-        files.emplace_back(name, ReadFile(dir.Path(name)));
+        files.emplace_back(name, ReadFile(dir.Path(name)), &square);
     }
     for (const std::string ending : {"\n", "\r\n", "mixed"}) {
         for (const std::string bom : {"", "\xEF\xBB\xBF"}) {
             SCOPED_TRACE(::testing::PrintToString(ending) + (bom.empty() ? "" : " BOM"));
-            for (const auto& [name, text] : files) {
+            for (const auto& [name, text, expected] : files) {
                 const std::size_t textEnd = name == "b.ply" ? text.find("end_header\n") + 11 : text.size();
                 WriteFile(dir.Path(name), bom + WithEndings(text.substr(0, textEnd), ending) + text.substr(textEnd));
                 const CMeshData mesh = ReadMeshFile(dir.Path(name));
-                EXPECT_EQ(mesh.m_Positions, square.m_Positions) << name;
-                EXPECT_EQ(mesh.m_Triangles, square.m_Triangles) << name;
+                EXPECT_EQ(mesh.m_Positions, expected->m_Positions) << name;
+                EXPECT_EQ(mesh.m_Triangles, expected->m_Triangles) << name;
             }
             // Line numbers in messages still count lines.
             const std::string bad = WithEndings("v 0 0 0\nv 1 0 0\nv 0 x 0\nf 1 2 3\n", ending);
             EXPECT_EQ(ReadError(dir, "bad.obj", bom + bad).rfind(dir.Path("bad.obj") + ":3: ", 0), 0u);
         }
     }
+
+    // A binary STL whose header starts like a text one: its size matches its
+    // triangle count, which settles it.
+    std::string stl = "solid, not a facet of text";
+    stl.resize(80, ' ');
+    AppendBytes(stl, std::uint32_t(1));
+    for (float c : {0.f, 0.f, 1.f, 0.f, 0.f, 0.f, 1.f, 0.f, 0.f, 0.f, 1.f, 0.f})
+        AppendBytes(stl, c);
+    WriteFile(dir.Path("one.stl"), stl + std::string(2, '\0'));
+    const CMeshData one = ReadMeshFile(dir.Path("one.stl"));
+    EXPECT_EQ(one.m_Positions, (std::vector<Point>{Point(0, 0, 0), Point(1, 0, 0), Point(0, 1, 0)}));
+    EXPECT_EQ(one.m_Triangles, (std::vector<Triangle>{{0, 1, 2}}));
 }
 
 TEST(FormatLimits, EveryFormatGivesBackEveryValueItCanHoldDirectlyAndThroughTheTool) {
@@ -261,43 +291,6 @@ TEST(FormatLimits, EveryFormatGivesBackEveryValueItCanHoldDirectlyAndThroughTheT
     }
     // Nothing but inputs and outputs is left: temporary files were renamed.
     EXPECT_EQ(dir.List().size(), 10u);
-}
-
-TEST(MeshFormats, HandWrittenFilesOfEveryFormatReadAsDescribed) {
-    CScratchDirectory dir;
-    // A square and a pentagon sharing an edge; the pentagon becomes a fan
-    // around its first corner.
-    WriteFile(dir.Path("p.obj"), "# comment\nv 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 2 0 0\nv 2 1 0\nv 1.5 2 0\n"
-                                 "vt 0 0\nvn 0 0 1\ng polys\nf 1/1/1 2/1/1 3/1/1 4/1/1\nf -6//1 5 6 7 3\n");
-    // The OFF file starts with the byte order mark some editors write.
-    WriteFile(dir.Path("p.off"),
-              "\xEF\xBB\xBFOFF\n# comment\n7 2 0\n0 0 0\n1 0 0\n1 1 0\n0 1 0\n2 0 0\n2 1 0\n1.5 2 0\n"
-              "4 0 1 2 3\n5 1 4 5 6 2 255 0 0\n");
-    WriteFile(dir.Path("p.ply"), "ply\nformat ascii 1.0\ncomment x\nelement vertex 7\nproperty float x\n"
-                                 "property float y\nproperty float z\nproperty uchar red\nelement face 2\n"
-                                 "property list uchar int vertex_indices\nproperty int flags\nend_header\n"
-                                 "0 0 0 1\n1 0 0 1\n1 1 0 1\n0 1 0 1\n2 0 0 1\n2 1 0 1\n1.5 2 0 1\n"
-                                 "4 0 1 2 3 9\n5 1 4 5 6 2 9\n");
-    const std::vector<Triangle> fans = {{0, 1, 2}, {0, 2, 3}, {1, 4, 5}, {1, 5, 6}, {1, 6, 2}};
-    for (const char* name : {"p.obj", "p.off", "p.ply"}) {
-        const CMeshData mesh = ReadMeshFile(dir.Path(name));
-        EXPECT_EQ(mesh.m_Positions.size(), 7u) << name;
-        EXPECT_EQ(mesh.m_Positions[6], Point(1.5, 2, 0)) << name;
-        EXPECT_EQ(mesh.m_Triangles, fans) << name;
-    }
-
-    const std::vector<Point> corners = {Point(0, 0, 0), Point(1, 0, 0), Point(0, 1, 0)};
-    // A binary STL whose header starts like a text one: its size matches its
-    // triangle count, which settles it.
-    std::string stl = "solid, not a facet of text";
-    stl.resize(80, ' ');
-    AppendBytes(stl, std::uint32_t(1));
-    for (float c : {0.f, 0.f, 1.f, 0.f, 0.f, 0.f, 1.f, 0.f, 0.f, 0.f, 1.f, 0.f})
-        AppendBytes(stl, c);
-    WriteFile(dir.Path("one.stl"), stl + std::string(2, '\0'));
-    const CMeshData one = ReadMeshFile(dir.Path("one.stl"));
-    EXPECT_EQ(one.m_Positions, corners);
-    EXPECT_EQ(one.m_Triangles, (std::vector<Triangle>{{0, 1, 2}}));
 }
 
 // Binary PLY in the common layout (fixed-size vertex properties, faces of

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
-#include <tuple>
 #include <vector>
 
 #include "ToolTestSupport.h"
@@ -18,7 +17,6 @@
 #include "report/SurfaceDistance.h"
 
 using namespace QuorvelToolTest;
-using Corvane::Pellix::Quorvel::CTriangleTree;
 
 TEST(SurfaceDistance, HausdorffMeanAndRmsMatchClosedForms) {
     const CMeshData grid = MakeGrid(8, 0.5);
@@ -43,29 +41,11 @@ TEST(SurfaceDistance, HausdorffMeanAndRmsMatchClosedForms) {
     EXPECT_LT(lopsided.GetMean(), lopsided.GetRms());
 }
 
-// A unit square folded along one diagonal against the same four corners
-// folded along the other: the corners coincide, and the surfaces lie
-// furthest apart at the middle of either diagonal, h / sqrt(1 + 2 h^2) from
-// the other surface, where no vertex is.
-TEST(RemeshMeasures, DistanceFindsTheGapBetweenVerticesAndCountsItsPoints) {
-    const double h = 0.5;
-    CMeshData valley;
-    valley.m_Positions = {Point(0, 0, 0), Point(1, 0, h), Point(1, 1, 0), Point(0, 1, h)};
-    CMeshData ridge = valley;
-    valley.m_Triangles = {Triangle{0, 1, 2}, Triangle{0, 2, 3}};
-    ridge.m_Triangles = {Triangle{0, 1, 3}, Triangle{1, 2, 3}};
-    CRemeshMeasurer measurer(valley);
-    const CRemeshMeasures measures = measurer.Finish(ridge);
-    EXPECT_NEAR(measures.m_Hausdorff, h / std::sqrt(1 + 2 * h * h), 1e-12);
-    // Four vertices, five edges and the points spread by area.
-    EXPECT_EQ(measures.m_BeforeSamples, 4 + 5 + RemeshAreaSamples(2));
-    EXPECT_EQ(measures.m_AfterSamples, 4 + 5 + RemeshAreaSamples(2));
-    EXPECT_DOUBLE_EQ(measures.m_Before.m_Area, MeasureMesh(valley).m_Area);
-    EXPECT_DOUBLE_EQ(measures.m_After.m_MinAngle, MeasureMesh(ridge).m_MinAngle);
-
-    // A mesh large enough for the input's half to be prepared on a thread
-    // of its own while the caller works, against a copy with one vertex
-    // pushed out: that vertex is the furthest point, its push away.
+// A mesh large enough for the input's half to be prepared on a thread of
+// its own while the caller works, against a copy with one vertex pushed
+// out: that vertex is the furthest point, its push away, and the figures of
+// each side are those of the mesh alone.
+TEST(RemeshMeasures, FiguresOfBothSidesAndTheDistanceOfAPushedVertex) {
     const CMeshData sphere = MakeSphere(5);
     CMeshData bumped = sphere;
     bumped.m_Positions[17] = bumped.m_Positions[17] * 1.1;
@@ -78,6 +58,11 @@ TEST(RemeshMeasures, DistanceFindsTheGapBetweenVerticesAndCountsItsPoints) {
     EXPECT_EQ(apart.m_After.m_EdgeLengths, bumpedFigures.m_EdgeLengths);
     EXPECT_EQ(apart.m_After.m_InteriorValences, bumpedFigures.m_InteriorValences);
     EXPECT_DOUBLE_EQ(apart.m_After.m_Volume, bumpedFigures.m_Volume);
+    EXPECT_DOUBLE_EQ(apart.m_Before.m_Area, MeasureMesh(sphere).m_Area);
+    // Every vertex and edge midpoint, and the points spread by area.
+    const std::size_t points =
+        sphere.m_Positions.size() + CEdgeCensus(sphere).m_Edges.size() + RemeshAreaSamples(sphere.m_Triangles.size());
+    EXPECT_TRUE(apart.m_BeforeSamples == points && apart.m_AfterSamples == points);
     // A measurer whose remesh failed is dropped unfinished.
     { CRemeshMeasurer abandoned(sphere); }
 }
@@ -212,36 +197,6 @@ TEST(UnitScale, ScalingByAPowerOfTwoRoundsAsLdexpDoes) {
             for (int k = 0; k < 3; ++k)
                 EXPECT_EQ(scaled[i][k], std::ldexp(points[i][k], exponent)) << points[i][k] << " * 2^" << exponent;
     }
-}
-
-// The distance passes take their samples in space order, prepared ahead on
-// one core or on all, and may start from a floor (the other pass's result):
-// neither changes the figure, which is the exact largest distance or the
-// floor, whichever is larger.
-TEST(SurfaceDistance, OrderedPassIsTheLargerOfItsFloorAndTheExactFarthestSample) {
-    const CMeshData sphere = MakeSphere(5);
-    CMeshData bumped = sphere;
-    for (const std::size_t v : {17u, 400u, 9000u})
-        bumped.m_Positions[v] = bumped.m_Positions[v] * (1 + 0.01 * double(v % 7));
-    std::vector<Point> samples = SampleSurface(bumped, 20000);
-    AddEdgeMidpoints(bumped, CEdgeCensus(bumped), samples);
-    const CTriangleTree tree = BuildTriangleTree(sphere, CTriangleTree::EShape::Median);
-    const double exact = MeasureOneSided(samples, tree).m_Max;
-    ASSERT_GT(exact, 0.01);
-
-    const std::vector<Point> ordered = InSpaceOrder(samples), alone = InSpaceOrder(samples, false);
-    EXPECT_EQ(ordered, alone);
-    std::vector<Point> sorted = ordered, original = samples;
-    const auto less = [](const Point& a, const Point& b) { return std::tie(a.x, a.y, a.z) < std::tie(b.x, b.y, b.z); };
-    std::sort(sorted.begin(), sorted.end(), less);
-    std::sort(original.begin(), original.end(), less);
-    EXPECT_EQ(sorted, original);
-    EXPECT_NE(ordered, samples);
-
-    EXPECT_EQ(FarthestOrderedSampleDistance(ordered, tree, 0), exact);
-    EXPECT_EQ(FarthestOrderedSampleDistance(ordered, tree, exact / 2), exact);
-    EXPECT_EQ(FarthestOrderedSampleDistance(ordered, tree, 2 * exact), 2 * exact);
-    EXPECT_EQ(FarthestSampleDistance(samples, tree), exact);
 }
 
 // The mean edge length that sets the default target sums the same edges in

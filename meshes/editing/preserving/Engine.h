@@ -252,7 +252,9 @@ public:
 //           iteration, each at most three fan walks per face, then two
 //           sweeps with at most one collapse per face, followed by one
 //           move per face (free faces) or one move of each vertex of the
-//           survivor's ring (rim edges).
+//           survivor's ring (rim edges), then one sweep over the vertices
+//           with at most three walks over the fans of a vertex and its ring
+//           and six places tried each.
 // Every walk around a vertex follows twin links around one fan and so visits
 // each of its faces once; collapses walk only fans of at most
 // MaxCollapseValence edges. The number of iterations is the caller's.
