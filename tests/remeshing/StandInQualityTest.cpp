@@ -41,6 +41,8 @@ struct CQualityCase {
     // such edges, and those along the blade's trailing-edge wedge. More is a
     // regression.
     unsigned int m_KnownFolds = 0;
+    // An open stand-in: its boundary stays open.
+    bool m_Open = false;
 };
 
 class StandInQuality : public ::testing::TestWithParam<CQualityCase> { };
@@ -51,7 +53,7 @@ TEST_P(StandInQuality, KeepsItsAnglesItsDistanceAndItsCorners) {
     const ShapeMesh input(mesh);
     const double target = GetParam().m_Relative * MeanEdge(input);
     ASSERT_TRUE(mesh.RemeshPreservingShape(target));
-    EXPECT_TRUE(IsCleanResult(mesh, true));
+    EXPECT_TRUE(IsCleanResult(mesh, !GetParam().m_Open));
     // The CAD inputs bend by right angles at their creases.
     EXPECT_LE(FoldedEdges(mesh, -0.5), GetParam().m_KnownFolds);
     EXPECT_GT(SmallestAngleInDegrees(mesh), GetParam().m_MinAngle);
@@ -116,7 +118,21 @@ INSTANTIATE_TEST_SUITE_P(
         // they pinned slivers there (12.2 degrees, a folded edge, 0.30
         // targets from the input; 30.1 degrees and 0.26 targets today).
         CQualityCase{
-            "jittered_lat_long_sphere", [](ShapeMesh& m) { MakeJitteredLatLongSphere(m); }, 1.0, 28.0, 0.28, {}}),
+            "jittered_lat_long_sphere", [](ShapeMesh& m) { MakeJitteredLatLongSphere(m); }, 1.0, 28.0, 0.28, {}},
+        // A scan cut by a plane, its rim ten times finer than the target and
+        // zig-zagging by a percent of its radius. The collapses thin the rim
+        // to edges of about half a target, and a free vertex a target above
+        // one made a face of 30 degrees; such rim edges merge at the end
+        // where that opens the faces around them (35.1 degrees today). The
+        // rim straightens within its noise (0.11 targets).
+        CQualityCase{"noisy_cut_sphere",
+                     [](ShapeMesh& m) { MakeCutSphere(m, 400, 48, 16, 0.08, 0.01); },
+                     1.0,
+                     34.0,
+                     0.15,
+                     {},
+                     0,
+                     true}),
     [](const ::testing::TestParamInfo<CQualityCase>& info) { return info.param.m_Name; });
 
 // The limbed figure's coarse facets cross its limbs at about the feature

@@ -61,7 +61,8 @@ bool CEngine::CollapseShortEdges() {
 // may go to its midpoint when neither end will do. The topology is checked
 // once, and all places are measured in the same two walks around the ends;
 // of the two ends, the one whose longest new edge is shorter is preferred.
-bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachLength2, bool thinFace, bool anglePass) {
+bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachLength2, bool thinFace, bool anglePass,
+                          double keptLength2, std::uint32_t stays) {
     const std::uint32_t kind = m_Kind[h];
     if (kind == Locked)
         return false;
@@ -73,16 +74,16 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         return false;
     if ((m_Flags[a] | m_Flags[b] | m_Flags[c]) & NonManifold)
         return false;
-    bool aGoes = CanRemove(a, kind), bGoes = CanRemove(b, kind);
+    bool aGoes = CanRemove(a, kind) && a != stays, bGoes = CanRemove(b, kind) && b != stays;
     // On a kept boundary the open edge h runs a -> b; y -> a and b -> x are
     // the open edges beside it.
     std::uint32_t y = None, x = None;
     if (kind == Kept) {
-        if (!(EdgeLength2(h) < m_KeptCollapseLength2))
+        if (!(EdgeLength2(h) < (keptLength2 > 0 ? keptLength2 : m_KeptCollapseLength2)))
             return false;
         std::uint32_t unused = None;
-        aGoes = CanLeaveKeptBoundary(a, y, unused, thinFace);
-        bGoes = CanLeaveKeptBoundary(b, unused, x, thinFace);
+        aGoes = CanLeaveKeptBoundary(a, y, unused, thinFace) && a != stays;
+        bGoes = CanLeaveKeptBoundary(b, unused, x, thinFace) && b != stays;
         if (!aGoes && !bGoes)
             return false;
     }

@@ -249,10 +249,12 @@ public:
 //   relaxation  m_RelaxationSteps steps, each one sweep over the vertices
 //           and at most 4 F face checks;
 //   the final moves  at most 5 sweeps over the faces, after the last
-//           iteration, each at most three fan walks per face, then one
-//           sweep with at most one collapse and one move per face, then
-//           one sweep over the vertices with at most three walks over the
-//           fans of a vertex and its ring and six places tried each.
+//           iteration, each at most three fan walks per face, then two
+//           sweeps with at most one collapse per face, followed by one
+//           move per face (free faces) or one move of each vertex of the
+//           survivor's ring (rim edges), then one sweep over the vertices
+//           with at most three walks over the fans of a vertex and its ring
+//           and six places tried each.
 // Every walk around a vertex follows twin links around one fan and so visits
 // each of its faces once; collapses walk only fans of at most
 // MaxCollapseValence edges. The number of iterations is the caller's.
@@ -432,9 +434,11 @@ private:
     // midpointLength2: edges shorter than this may go to their midpoint;
     // reachLength2: no edge of the merged vertex may be longer than this;
     // thinFace: the collapse would remove a sliver; anglePass: it is made
-    // by the angle passes (see MakesFold).
+    // by the angle passes (see MakesFold); keptLength2: a kept open edge
+    // shorter than this may collapse (0: m_KeptCollapseLength2); stays: an
+    // end that may not be the one removed (None: either).
     bool TryCollapse(std::uint32_t h, double midpointLength2, double reachLength2, bool thinFace = false,
-                     bool anglePass = false);
+                     bool anglePass = false, double keptLength2 = 0, std::uint32_t stays = None);
     // Whether merging the ends of h at q would fold an edge that does not
     // fold now (see MaxFoldCos).
     bool MakesFold(std::uint32_t h, const Vec& q, bool anglePass) const;
@@ -460,8 +464,17 @@ private:
     // among free vertices where that evens out the valences around it, then
     // moves the merged vertex; whether any merged.
     bool CollapseToRaiseAngles();
+    // Merges the ends of a kept open edge shorter than the collapse length
+    // that is the short side of a face under FreeThinAngle, along the
+    // boundary, where that raises the smallest angle around both ends;
+    // whether any merged.
+    bool CollapseRimToRaiseAngles();
+    // The smallest angle of the faces around the ends of open edge h but
+    // its own, with both ends at q.
+    double SmallestAngleAfterMerge(std::uint32_t h, const Vec& q) const;
     void FinalMoves() {
         for (int pass = 0; pass < 4 && RaiseSmallestAngles(pass == 0); ++pass) { }
+        CollapseRimToRaiseAngles();
         RaiseAnglesBesideLines();
         CollapseToRaiseAngles();
         SnapToPeaks();
