@@ -115,7 +115,20 @@ INSTANTIATE_TEST_SUITE_P(
         // they pinned slivers there (12.2 degrees, a folded edge, 0.30
         // targets from the input; 30.1 degrees and 0.26 targets today).
         CQualityCase{
-            "jittered_lat_long_sphere", [](ShapeMesh& m) { MakeJitteredLatLongSphere(m); }, 1.0, 28.0, 0.28, {}}),
+            "jittered_lat_long_sphere", [](ShapeMesh& m) { MakeJitteredLatLongSphere(m); }, 1.0, 28.0, 0.28, {}},
+        // Low-polygon solids at their own mean edge length: every feature
+        // line is shorter than three targets. When such lines were dropped,
+        // the bracket collapsed into a tetrahedron (a target from the input)
+        // and the nut's rims were cut across (half a target). The bracket's
+        // caps are fans whose angles (20.0 degrees) no edit may raise
+        // without giving up an edge of the solid.
+        CQualityCase{"cad_bracket",
+                     [](ShapeMesh& m) { MakeCadBracket(m); },
+                     1.0,
+                     19.0,
+                     0.05,
+                     {{0, 0, 0}, {4, 0, 0}, {0, 3, 0}, {0.8, 0.8, 2}, {4, 0.8, 2}, {0.8, 3, 2}}},
+        CQualityCase{"cad_hex_nut", [](ShapeMesh& m) { MakeCadHexNut(m); }, 1.0, 29.0, 0.05, {}}),
     [](const ::testing::TestParamInfo<CQualityCase>& info) { return info.param.m_Name; });
 
 // The limbed figure's coarse facets cross its limbs at about the feature
