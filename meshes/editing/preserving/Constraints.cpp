@@ -235,20 +235,10 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
                 ++longEdges[m_Corner[h]];
                 ++longEdges[Target(h)];
             }
+        // The edges of a low-polygon solid (see SolidEdgeAngle) are counted
+        // alongside: per short line, how many of its ends carry another
+        // line's edge, 3 once an end is loose or an edge turns too little.
         std::fill(bridgeEnds.begin(), bridgeEnds.end(), 0);
-        for (std::uint32_t h = 0; h < halfEdges; ++h) {
-            if (m_Kind[h] != Pending || canonical(h) != h)
-                continue;
-            const std::uint32_t root = find(h);
-            if (!(length[root] < shortest))
-                continue;
-            for (const std::uint32_t v : {m_Corner[h], Target(h)})
-                if (!slides[v])
-                    bridgeEnds[root] = bridgeEnds[root] < 2 && longEdges[v] >= 2 ? bridgeEnds[root] + 1 : 3;
-        }
-        // The edges of a low-polygon solid (see SolidEdgeAngle): per short
-        // line, how many of its ends carry another line's edge, 3 once an
-        // end is loose or an edge turns too little.
         std::fill(solidEnds.begin(), solidEnds.end(), 0);
         for (std::uint32_t h = 0; h < halfEdges; ++h) {
             if (m_Kind[h] != Pending || canonical(h) != h)
@@ -256,13 +246,13 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
             const std::uint32_t root = find(h);
             if (!(length[root] < shortest))
                 continue;
-            if (!turnsSharply(h)) {
+            if (!turnsSharply(h))
                 solidEnds[root] = 3;
-                continue;
-            }
             for (const std::uint32_t v : {m_Corner[h], Target(h)})
-                if (!slides[v])
+                if (!slides[v]) {
+                    bridgeEnds[root] = bridgeEnds[root] < 2 && longEdges[v] >= 2 ? bridgeEnds[root] + 1 : 3;
                     solidEnds[root] = solidEnds[root] < 2 && count[v] >= 2 ? solidEnds[root] + 1 : 3;
+                }
         }
         // A closed line that turns nowhere sharply (no end at all: the rim of
         // a hole narrower than the target) keeps the hole open down to a
