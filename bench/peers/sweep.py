@@ -173,8 +173,6 @@ def ring_strip(a_idx, b_idx, v, centre):
     i = j = 0
     na, nb = len(A), len(B)
     while i < na or j < nb:
-        ai = ang(A[i % na]) + (2 * math.pi if i >= na else 0)
-        bj = ang(B[j % nb]) + (2 * math.pi if j >= nb else 0)
         an = ang(A[(i + 1) % na]) + (2 * math.pi if i + 1 >= na else 0)
         bn = ang(B[(j + 1) % nb]) + (2 * math.pi if j + 1 >= nb else 0)
         if j >= nb or (i < na and an <= bn):
@@ -478,7 +476,7 @@ def soup(v, f):
 
 def inputs():
     """(name, builder) for every input of the sweep."""
-    rng_torus = torus(24, 12)
+    soup_source = torus(24, 12)
     yield "cube 12", cube
     yield "L-bracket", l_bracket
     yield "cylinder 16 centre caps", lambda: prism(circle(16), 2, "centre")
@@ -512,7 +510,7 @@ def inputs():
     yield "mixed sphere", lambda: mixed_sphere(150, 1500, 6)
     yield "mixed plate", lambda: mixed_plate(60, 800, 7)
     yield "needle sphere", lambda: degenerate_sphere(3, 12, 8)
-    yield "soup torus", lambda: soup(*rng_torus)
+    yield "soup torus", lambda: soup(*soup_source)
     yield "three spheres", lambda: merge(icosphere(2), (icosphere(3)[0] * 0.5 + 3, icosphere(3)[1]),
                                          (icosphere(1)[0] * 2 - 5, icosphere(1)[1]))
     yield "tiny beside big", lambda: merge(icosphere(3), (icosphere(1)[0] * 0.05 + 2, icosphere(1)[1]))
