@@ -810,4 +810,58 @@ void MakeJitteredLatLongSphere(Mesh& mesh, unsigned int faces = 10000, unsigned 
     }
 }
 
+// An L-shaped bracket CAD-style (see AddCadPrism): arms 4 and 3 long and
+// `thickness` thick, `height` tall, each cap a fan from the inner corner of
+// the L. Every edge of it is about the mean edge length, so each feature line
+// is shorter than the lines a remesh at that target keeps for their length.
+template <typename Mesh>
+void MakeCadBracket(Mesh& mesh, double thickness = 0.8, double height = 2) {
+    AddCadPrism(mesh, {{thickness, thickness}, {thickness, 3}, {0, 3}, {0, 0}, {4, 0}, {4, thickness}}, height);
+}
+
+// A hexagon nut CAD-style: a hexagonal prism of circumradius 1 and the given
+// height around a round hole of radius 0.5 with `sides` sides, each cap one
+// strip of long thin faces from the hexagon to the hole's rim (corners joined
+// in the order of their angles around the axis), walls one quad tall. Its
+// edges are about the mean edge length: every line it draws is short.
+template <typename Mesh>
+void MakeCadHexNut(Mesh& mesh, unsigned int sides = 24, double height = 0.8) {
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    const unsigned int outer = base, inner = base + 12;
+    std::vector<double> outerAngle(6), innerAngle(sides);
+    for (const double z : {0.0, height})
+        for (unsigned int i = 0; i < 6; ++i) {
+            outerAngle[i] = Pi / 6 + Pi * i / 3;
+            AddVertex(mesh, std::cos(outerAngle[i]), std::sin(outerAngle[i]), z);
+        }
+    for (const double z : {0.0, height})
+        for (unsigned int i = 0; i < sides; ++i) {
+            innerAngle[i] = 2 * Pi * i / sides;
+            AddVertex(mesh, 0.5 * std::cos(innerAngle[i]), 0.5 * std::sin(innerAngle[i]), z);
+        }
+    for (unsigned int i = 0; i < 6; ++i)
+        AddQuad(mesh, outer + i, outer + (i + 1) % 6, outer + 6 + (i + 1) % 6, outer + 6 + i);
+    for (unsigned int i = 0; i < sides; ++i)
+        AddQuad(mesh, inner + i, inner + sides + i, inner + sides + (i + 1) % sides, inner + (i + 1) % sides);
+    // Each step takes the next corner of the hexagon or of the rim, whichever
+    // lies first around the axis.
+    const auto after = [](const std::vector<double>& angles, unsigned int k) {
+        return angles[k % angles.size()] + (k + 1 > angles.size() ? 2 * Pi : 0.0);
+    };
+    unsigned int i = 0, j = 0;
+    while (i < 6 || j < sides) {
+        const bool outerStep = j >= sides || (i < 6 && after(outerAngle, i + 1) <= after(innerAngle, j + 1));
+        const unsigned int a = i % 6, b = (i + 1) % 6, c = j % sides, d = (j + 1) % sides;
+        if (outerStep) {
+            AddFace(mesh, outer + a, inner + c, outer + b);
+            AddFace(mesh, outer + 6 + a, outer + 6 + b, inner + sides + c);
+            ++i;
+        } else {
+            AddFace(mesh, outer + a, inner + c, inner + d);
+            AddFace(mesh, outer + 6 + a, inner + sides + d, inner + sides + c);
+            ++j;
+        }
+    }
+}
+
 }  // namespace QuorvelTest

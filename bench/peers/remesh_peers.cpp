@@ -253,6 +253,8 @@ void CompareStandIns(double relative, unsigned int repeat, const std::string& on
         {"noisy dense rim, 1 %", [](Mesh& m) { MakeDenseRimCylinder(m, 400, 40, 20, 0.01); }},
         {"noisy cut sphere", [](Mesh& m) { MakeCutSphere(m, 400, 48, 16, 0.08, 0.01); }},
         {"jittered lat-long sphere", [](Mesh& m) { MakeJitteredLatLongSphere(m, 50000); }},
+        {"CAD bracket", [](Mesh& m) { MakeCadBracket(m); }},
+        {"CAD hex nut", [](Mesh& m) { MakeCadHexNut(m); }},
     };
     for (const auto& standIn : standIns)
         if (std::string(standIn.first).find(only) != std::string::npos)

@@ -132,7 +132,26 @@ INSTANTIATE_TEST_SUITE_P(
                      0.15,
                      {},
                      0,
-                     true}),
+                     true},
+        // Low-polygon solids at their own mean edge length: every feature
+        // line is shorter than three targets. When such lines were dropped,
+        // the bracket collapsed into a tetrahedron (1.2 targets from the
+        // input) and the nut's rims were cut across (0.95 targets, 28.6
+        // degrees, two folded edges). The bracket's caps are fans whose
+        // angles (20.0 degrees) no edit may raise without giving up an edge
+        // of the solid.
+        CQualityCase{"cad_bracket",
+                     [](ShapeMesh& m) { MakeCadBracket(m); },
+                     1.0,
+                     19.0,
+                     0.05,
+                     {{0, 0, 0}, {4, 0, 0}, {0, 3, 0}, {0.8, 0.8, 2}, {4, 0.8, 2}, {0.8, 3, 2}}},
+        CQualityCase{"cad_hex_nut",
+                     [](ShapeMesh& m) { MakeCadHexNut(m); },
+                     1.0,
+                     29.0,
+                     0.05,
+                     {{0.8660254037844387, 0.5, 0}, {0, 1, 0.8}}}),
     [](const ::testing::TestParamInfo<CQualityCase>& info) { return info.param.m_Name; });
 
 // The limbed figure's coarse facets cross its limbs at about the feature

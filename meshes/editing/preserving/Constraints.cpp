@@ -180,6 +180,21 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     // root): its ends at such vertices, 3 once any end lies elsewhere.
     std::vector<std::uint32_t> longEdges(vertexCount, 0);
     std::vector<std::uint8_t> bridgeEnds(halfEdges, 0);
+    std::vector<std::uint8_t> solidEnds(halfEdges, 0);
+    const double cosSolid = std::cos(SolidEdgeAngle * Pi / 180.0);
+    // On the input's own positions: the smoothing of a noisy kept boundary
+    // above can turn the faces at a corner of the rim steeply against each
+    // other, an edge of no solid.
+    const auto turnsSharply = [&](std::uint32_t h) {
+        const std::uint32_t t = m_Twin[h];
+        if (t == None)
+            return false;
+        const Vec m = (m_Position[Target(h)] - m_Position[m_Corner[h]]) *
+                      (m_Position[m_Corner[Prev(h)]] - m_Position[m_Corner[h]]),
+                  n = (m_Position[Target(t)] - m_Position[m_Corner[t]]) *
+                      (m_Position[m_Corner[Prev(t)]] - m_Position[m_Corner[t]]);
+        return m % n <= cosSolid * std::sqrt(Squared(m) * Squared(n));
+    };
     const double cornerAngle = features ? m_Options.m_FeatureAngle : DefaultCornerAngle;
     const double cosCorner = std::cos(cornerAngle * Pi / 180.0);
     const double shortest = MinFeatureLength * m_TargetLength;
@@ -244,23 +259,31 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
                 ++longEdges[m_Corner[h]];
                 ++longEdges[Target(h)];
             }
+        // The edges of a low-polygon solid (see SolidEdgeAngle) are counted
+        // alongside: per short line, how many of its ends carry another
+        // line's edge, 3 once an end is loose or an edge turns too little.
         std::fill(bridgeEnds.begin(), bridgeEnds.end(), 0);
+        std::fill(solidEnds.begin(), solidEnds.end(), 0);
         for (std::uint32_t h = 0; h < halfEdges; ++h) {
             if (m_Kind[h] != Pending || canonical(h) != h)
                 continue;
             const std::uint32_t root = find(h);
             if (!(length[root] < shortest))
                 continue;
+            if (!turnsSharply(h))
+                solidEnds[root] = 3;
             for (const std::uint32_t v : {m_Corner[h], Target(h)})
-                if (!slides[v])
+                if (!slides[v]) {
                     bridgeEnds[root] = bridgeEnds[root] < 2 && longEdges[v] >= 2 ? bridgeEnds[root] + 1 : 3;
+                    solidEnds[root] = solidEnds[root] < 2 && count[v] >= 2 ? solidEnds[root] + 1 : 3;
+                }
         }
         // A closed line that turns nowhere sharply (no end at all: the rim of
         // a hole narrower than the target) keeps the hole open down to a
         // shorter length: dropped, the tunnel behind it closes and its walls
         // lie far from the result.
         const auto stays = [&](std::uint32_t root) {
-            return !(length[root] < shortest) || bridgeEnds[root] == 2 ||
+            return !(length[root] < shortest) || bridgeEnds[root] == 2 || solidEnds[root] == 2 ||
                    (bridgeEnds[root] == 0 && !(length[root] < shortestLoop));
         };
         bool dropped = false;

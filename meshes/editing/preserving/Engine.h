@@ -148,6 +148,17 @@ constexpr double MinFeatureLength = 3.0;
 // A closed feature line without corners stays down to this many target
 // lengths.
 constexpr double MinLoopLength = 2.0;
+// A low-polygon solid (a CAD export of a bracket or a gear, remeshed at its
+// own mean edge length) has edges no longer than the target, so every line
+// it draws is short; dropped, the solid collapsed into a few faces around its
+// longest edges (an L-shaped bracket into a tetrahedron). A short line stays
+// where its faces turn by at least this many degrees along all of it and
+// neither end is loose (each carries another edge of a line, meeting it at a
+// corner): the edges of a solid. Scan noise creases gently and ends in the
+// open surface; a reconstructed limb's coarse facets crease by about the
+// feature angle (at 60 degrees some of their short lines stayed, and faces
+// beside them lost a fifth of a degree at a fine target).
+constexpr double SolidEdgeAngle = 75.0;
 // A feature line that turns by more than this many degrees within this many
 // target lengths on either side of a vertex (the outline around the nose of
 // a blade thinner than the target) makes a corner of it, the vertex where it

@@ -1,0 +1,575 @@
+#!/usr/bin/python3
+"""Sweep of small procedural inputs of the kinds real mesh collections hold.
+
+Writes each input as an OFF file to a folder, remeshes it with `quorvel remesh`
+(the shape-preserving remesh, target the input's mean edge length) and with
+CGAL's whole process (`bench_peers_process`, the same target, 5 iterations,
+projection), measures both results against the input with `quorvel compare`
+and prints one table row per input: faces, smallest angle, sampled Hausdorff
+distance over the input's diagonal and folded edges (interior edges whose two
+faces' normals lie more than 120 degrees apart) of each, and a flag where ours
+is worse: smallest angle under min(30, CGAL's), distance over 1.1 times
+CGAL's, or more folded edges than the input had.
+
+    bench/peers/sweep.py [--build DIR] [--peers DIR] [--out DIR] [--only TEXT]
+
+--build is the build holding tools/quorvel (default build/release), --peers
+the one holding bench/peers/bench_peers_process (default build-peers; build it
+with `bench/peers/run.sh` and `cmake --build build-peers --target
+bench_peers_process`), --out where the meshes go (default a new temporary
+folder, kept), --only runs the inputs whose name contains TEXT. Uses numpy
+and scipy from Debian (/usr/bin/python3).
+"""
+import argparse
+import math
+import os
+import re
+import subprocess
+import sys
+import tempfile
+
+import numpy as np
+from scipy.spatial import ConvexHull, Delaunay
+
+# ---------------------------------------------------------------- geometry
+
+
+def tri_normals(v, f):
+    return np.cross(v[f[:, 1]] - v[f[:, 0]], v[f[:, 2]] - v[f[:, 0]])
+
+
+def folded_edges(v, f):
+    """Interior edges (two faces) whose faces' normals lie over 120 deg apart."""
+    n = tri_normals(v, f)
+    half = {}
+    count = 0
+    for t, (a, b, c) in enumerate(f):
+        for x, y in ((a, b), (b, c), (c, a)):
+            key = (min(x, y), max(x, y))
+            half.setdefault(key, []).append(t)
+    for faces in half.values():
+        if len(faces) != 2:
+            continue
+        m, k = n[faces[0]], n[faces[1]]
+        d = math.sqrt(float(m @ m) * float(k @ k))
+        if d > 0 and float(m @ k) < -0.5 * d:
+            count += 1
+    return count
+
+
+def write_off(path, v, f):
+    with open(path, "w") as out:
+        out.write("OFF\n%d %d 0\n" % (len(v), len(f)))
+        for p in v:
+            out.write("%r %r %r\n" % (float(p[0]), float(p[1]), float(p[2])))
+        for t in f:
+            out.write("3 %d %d %d\n" % (t[0], t[1], t[2]))
+
+
+def read_off(path):
+    with open(path) as src:
+        words = src.read().split()
+    assert words[0] == "OFF"
+    nv, nf = int(words[1]), int(words[2])
+    pos = 4
+    v = np.array(words[pos:pos + 3 * nv], float).reshape(nv, 3)
+    pos += 3 * nv
+    f = []
+    for _ in range(nf):
+        k = int(words[pos])
+        f.append([int(w) for w in words[pos + 1:pos + 1 + k]])
+        pos += 1 + k
+    return v, np.array(f, int).reshape(-1, 3)
+
+
+def merge(*meshes):
+    vs, fs, base = [], [], 0
+    for v, f in meshes:
+        vs.append(np.asarray(v, float))
+        fs.append(np.asarray(f, int) + base)
+        base += len(v)
+    return np.vstack(vs), np.vstack(fs)
+
+
+def orient_outwards(v, f):
+    """Turns the faces of a closed, star-shaped hull away from its centre."""
+    c = v.mean(axis=0)
+    n = tri_normals(v, f)
+    out = ((v[f[:, 0]] - c) * n).sum(axis=1) < 0
+    f = f.copy()
+    f[out] = f[out][:, ::-1]
+    return f
+
+
+def ear_clip(poly):
+    """Ear clipping of a simple counter-clockwise polygon (2D), as CAD
+    tessellators deliver caps: long thin triangles, no inner vertices."""
+    idx = list(range(len(poly)))
+    tris = []
+
+    def cross(o, a, b):
+        return (a[0] - o[0]) * (b[1] - o[1]) - (a[1] - o[1]) * (b[0] - o[0])
+
+    guard = 0
+    while len(idx) > 3 and guard < 10000:
+        guard += 1
+        for k in range(len(idx)):
+            i, j, l = idx[k - 1], idx[k], idx[(k + 1) % len(idx)]
+            a, b, c = poly[i], poly[j], poly[l]
+            if cross(a, b, c) <= 1e-12:
+                continue
+            inside = False
+            for m in idx:
+                if m in (i, j, l):
+                    continue
+                p = poly[m]
+                if cross(a, b, p) >= 0 and cross(b, c, p) >= 0 and cross(c, a, p) >= 0:
+                    inside = True
+                    break
+            if not inside:
+                tris.append((i, j, l))
+                idx.pop(k)
+                break
+    tris.append(tuple(idx))
+    return tris
+
+
+def prism(outline, height, cap="first"):
+    """An outline (counter-clockwise, 2D) extruded `height` tall, CAD-style:
+    walls one quad tall, caps fanned from the first point ("first"), from an
+    added centre ("centre") or ear-clipped ("ears")."""
+    outline = np.asarray(outline, float)
+    n = len(outline)
+    v = [(x, y, 0.0) for x, y in outline] + [(x, y, height) for x, y in outline]
+    f = []
+    for i in range(n):
+        j = (i + 1) % n
+        f += [(i, j, n + j), (i, n + j, n + i)]
+    if cap == "first":
+        for i in range(1, n - 1):
+            f += [(0, i + 1, i), (n, n + i, n + i + 1)]
+    elif cap == "centre":
+        c = outline.mean(axis=0)
+        v += [(c[0], c[1], 0.0), (c[0], c[1], height)]
+        for i in range(n):
+            j = (i + 1) % n
+            f += [(2 * n, j, i), (2 * n + 1, n + i, n + j)]
+    else:
+        for a, b, c in ear_clip([tuple(p) for p in outline]):
+            f += [(a, c, b), (n + a, n + b, n + c)]
+    return np.array(v, float), np.array(f, int)
+
+
+def ring_strip(a_idx, b_idx, v, centre):
+    """Triangles joining two closed loops around the same axis (z), merged by
+    angle, as CAD tessellators join an outline to a hole."""
+    def ang(i):
+        p = v[i] - centre
+        return math.atan2(p[1], p[0]) % (2 * math.pi)
+
+    A = sorted(a_idx, key=ang)
+    B = sorted(b_idx, key=ang)
+    tris = []
+    i = j = 0
+    na, nb = len(A), len(B)
+    while i < na or j < nb:
+        an = ang(A[(i + 1) % na]) + (2 * math.pi if i + 1 >= na else 0)
+        bn = ang(B[(j + 1) % nb]) + (2 * math.pi if j + 1 >= nb else 0)
+        if j >= nb or (i < na and an <= bn):
+            tris.append((A[i % na], A[(i + 1) % na], B[j % nb]))
+            i += 1
+        else:
+            tris.append((A[i % na], B[(j + 1) % nb], B[j % nb]))
+            j += 1
+    return tris
+
+
+def icosphere(levels, radius=1.0):
+    t = (1 + 5 ** 0.5) / 2
+    v = [(-1, t, 0), (1, t, 0), (-1, -t, 0), (1, -t, 0), (0, -1, t), (0, 1, t), (0, -1, -t), (0, 1, -t), (t, 0, -1),
+         (t, 0, 1), (-t, 0, -1), (-t, 0, 1)]
+    v = [np.array(p, float) / np.linalg.norm(p) for p in v]
+    f = [(0, 11, 5), (0, 5, 1), (0, 1, 7), (0, 7, 10), (0, 10, 11), (1, 5, 9), (5, 11, 4), (11, 10, 2), (10, 7, 6),
+         (7, 1, 8), (3, 9, 4), (3, 4, 2), (3, 2, 6), (3, 6, 8), (3, 8, 9), (4, 9, 5), (2, 4, 11), (6, 2, 10),
+         (8, 6, 7), (9, 8, 1)]
+    for _ in range(levels):
+        mid = {}
+
+        def m(a, b):
+            key = (min(a, b), max(a, b))
+            if key not in mid:
+                p = v[a] + v[b]
+                v.append(p / np.linalg.norm(p))
+                mid[key] = len(v) - 1
+            return mid[key]
+
+        g = []
+        for a, b, c in f:
+            ab, bc, ca = m(a, b), m(b, c), m(c, a)
+            g += [(a, ab, ca), (b, bc, ab), (c, ca, bc), (ab, bc, ca)]
+        f = g
+    return np.array(v) * radius, np.array(f, int)
+
+
+def torus(n, m, major=2.0, minor=0.5):
+    v, f = [], []
+    for i in range(n):
+        for j in range(m):
+            u, w = 2 * math.pi * i / n, 2 * math.pi * j / m
+            v.append(((major + minor * math.cos(w)) * math.cos(u), (major + minor * math.cos(w)) * math.sin(u),
+                      minor * math.sin(w)))
+    for i in range(n):
+        for j in range(m):
+            a, b = i * m + j, ((i + 1) % n) * m + j
+            c, d = ((i + 1) % n) * m + (j + 1) % m, i * m + (j + 1) % m
+            f += [(a, b, c), (a, c, d)]
+    return np.array(v, float), np.array(f, int)
+
+
+def revolve(profile, sectors):
+    """A closed solid of revolution about z from a profile of (r, z) points
+    running from the bottom pole (r = 0) to the top pole, lat-long style:
+    quads split along one diagonal, fans at the poles."""
+    rings = profile[1:-1]
+    v = [(0.0, 0.0, profile[0][1])]
+    for r, z in rings:
+        for s in range(sectors):
+            a = 2 * math.pi * s / sectors
+            v.append((r * math.cos(a), r * math.sin(a), z))
+    v.append((0.0, 0.0, profile[-1][1]))
+    top = len(v) - 1
+    f = []
+    for s in range(sectors):
+        f.append((0, 1 + (s + 1) % sectors, 1 + s))
+    for k in range(len(rings) - 1):
+        for s in range(sectors):
+            a, b = 1 + k * sectors + s, 1 + k * sectors + (s + 1) % sectors
+            c, d = b + sectors, a + sectors
+            f += [(a, b, c), (a, c, d)]
+    last = 1 + (len(rings) - 1) * sectors
+    for s in range(sectors):
+        f.append((top, last + s, last + (s + 1) % sectors))
+    return np.array(v, float), np.array(f, int)
+
+
+def grid(nx, ny, x0=-1, x1=1, y0=-1, y1=1, height=lambda x, y: 0.0):
+    v, f = [], []
+    for j in range(ny + 1):
+        for i in range(nx + 1):
+            x, y = x0 + (x1 - x0) * i / nx, y0 + (y1 - y0) * j / ny
+            v.append((x, y, height(x, y)))
+    for j in range(ny):
+        for i in range(nx):
+            a = j * (nx + 1) + i
+            f += [(a, a + 1, a + nx + 2), (a, a + nx + 2, a + nx + 1)]
+    return np.array(v, float), np.array(f, int)
+
+
+def compact(v, f):
+    f = np.asarray(f, int)
+    keep = (f[:, 0] != f[:, 1]) & (f[:, 1] != f[:, 2]) & (f[:, 2] != f[:, 0])
+    f = f[keep]
+    key = np.sort(f, axis=1)
+    _, first = np.unique(key, axis=0, return_index=True)
+    f = f[np.sort(first)]
+    used = np.unique(f)
+    remap = -np.ones(len(v), int)
+    remap[used] = np.arange(len(used))
+    return np.asarray(v)[used], remap[f]
+
+
+def cluster(v, f, cell, seed):
+    """Vertex clustering on a grid of the given cell size (shifted at random),
+    as quick decimators deliver: each cell's vertices become their mean."""
+    rng = np.random.default_rng(seed)
+    shift = rng.uniform(0, cell, 3)
+    keys = np.floor((v + shift) / cell).astype(np.int64)
+    _, inverse = np.unique(keys, axis=0, return_inverse=True)
+    inverse = inverse.reshape(-1)
+    nv = inverse.max() + 1
+    sums = np.zeros((nv, 3))
+    np.add.at(sums, inverse, v)
+    counts = np.bincount(inverse, minlength=nv)[:, None]
+    return compact(sums / counts, inverse[f])
+
+
+def bumpy(v, amount, freq, seed):
+    rng = np.random.default_rng(seed)
+    dirs = rng.normal(size=(6, 3))
+    dirs /= np.linalg.norm(dirs, axis=1)[:, None]
+    r = 1 + amount * sum(np.sin(freq * (v @ d) + k) for k, d in enumerate(dirs)) / 6
+    return v * r[:, None]
+
+
+# ---------------------------------------------------------------- the inputs
+
+
+def circle(n, r=1.0, phase=0.0):
+    return [(r * math.cos(phase + 2 * math.pi * i / n), r * math.sin(phase + 2 * math.pi * i / n)) for i in range(n)]
+
+
+def cube():
+    return prism([(0, 0), (1, 0), (1, 1), (0, 1)], 1)
+
+
+def l_bracket():
+    return prism([(0, 0), (4, 0), (4, 0.6), (0.6, 0.6), (0.6, 3), (0, 3)], 2.5, "ears")
+
+
+def hex_nut(inner_sides=24):
+    outer = circle(6, 1.0, math.pi / 6)
+    inner = circle(inner_sides, 0.5)
+    v = [(x, y, z) for z in (0.0, 0.8) for x, y in outer] + [(x, y, z) for z in (0.0, 0.8) for x, y in inner]
+    v = np.array(v, float)
+    o0, o1 = list(range(0, 6)), list(range(6, 12))
+    i0 = list(range(12, 12 + inner_sides))
+    i1 = list(range(12 + inner_sides, 12 + 2 * inner_sides))
+    f = []
+    for k in range(6):
+        a, b = o0[k], o0[(k + 1) % 6]
+        f += [(a, b, b + 6), (a, b + 6, a + 6)]
+    for k in range(inner_sides):
+        a, b = i0[k], i0[(k + 1) % inner_sides]
+        f += [(a, b + inner_sides, b), (a, a + inner_sides, b + inner_sides)]
+    c = np.zeros(3)
+    bottom = ring_strip(o0, i0, v, c)
+    top = ring_strip(o1, i1, v, c)
+    f += [(a, c_, b) for a, b, c_ in bottom] + top
+    return v, np.array(f, int)
+
+
+def gear(teeth=12, cap="centre"):
+    pts = []
+    for t in range(teeth):
+        a = 2 * math.pi * t / teeth
+        da = 2 * math.pi / teeth
+        for frac, r in ((0.0, 1.0), (0.2, 1.2), (0.5, 1.2), (0.7, 1.0)):
+            pts.append((r * math.cos(a + frac * da), r * math.sin(a + frac * da)))
+    return prism(pts, 0.4, cap)
+
+
+def cone(sides=16, height=2.0, cap="centre"):
+    base = circle(sides)
+    v = [(x, y, 0.0) for x, y in base] + [(0.0, 0.0, height)]
+    f = [(i, (i + 1) % sides, sides) for i in range(sides)]
+    if cap == "centre":
+        v.append((0.0, 0.0, 0.0))
+        f += [(sides + 1, (i + 1) % sides, i) for i in range(sides)]
+    else:
+        f += [(0, i + 1, i) for i in range(1, sides - 1)]
+    return np.array(v, float), np.array(f, int)
+
+
+def lat_long_cad(sectors, rings, shape="sphere"):
+    if shape == "sphere":
+        prof = [(math.sin(math.pi * k / rings), -math.cos(math.pi * k / rings)) for k in range(rings + 1)]
+    else:  # a bottle: a cylinder with a shoulder and a neck
+        prof = [(0, 0), (1, 0), (1, 2), (0.9, 2.3), (0.4, 2.6), (0.35, 3.2), (0, 3.2)]
+    return revolve(prof, sectors)
+
+
+def thin_plate(n, thickness):
+    """A closed plate 4 x 4 x thickness, top and bottom grids of n x n cells,
+    a wall one quad tall around it: far thinner than the target."""
+    top = grid(n, n, -2, 2, -2, 2, lambda x, y: thickness)
+    off = len(top[0])
+    v = np.vstack([top[0], top[0] - np.array([0, 0, thickness])])
+    f = [tuple(t) for t in top[1]] + [tuple(t[::-1] + off) for t in top[1]]
+    edges = {}
+    for a, b, c in top[1]:
+        for x, y in ((a, b), (b, c), (c, a)):
+            edges[(x, y)] = True
+    for a, b in list(edges):
+        if (b, a) not in edges:
+            f += [(b, a, a + off), (b, a + off, b + off)]
+    return v, np.array(f, int)
+
+
+def two_sheets(n, gap):
+    a = grid(n, n)
+    b = grid(n, n, height=lambda x, y: gap)
+    return merge(a, (b[0], b[1][:, ::-1]))
+
+
+def spiky_sphere(levels, spikes, length, seed):
+    v, f = icosphere(levels)
+    rng = np.random.default_rng(seed)
+    for i in rng.choice(len(v), spikes, replace=False):
+        v[i] *= length
+    return v, f
+
+
+def saddle_crease(n):
+    return grid(n, n, height=lambda x, y: 1.2 * y * abs(x) + 0.2 * (x * x - y * y))
+
+
+def holed_shell(levels, holes, seed):
+    v, f = icosphere(levels)
+    rng = np.random.default_rng(seed)
+    centres = rng.choice(len(v), holes, replace=False)
+    drop = np.isin(f, centres).any(axis=1)
+    return compact(v, f[~drop])
+
+
+def grooved_plate(n, grooves, depth):
+    def h(x, y):
+        for k in range(grooves):
+            c = -0.8 + 1.6 * k / max(1, grooves - 1)
+            if abs(x - c) < 0.04:
+                return -depth
+        return 0.0
+
+    return grid(n, n, height=h)
+
+
+def hull(points):
+    h = ConvexHull(points)
+    return compact(points, orient_outwards(points, h.simplices))
+
+
+def scattered_sphere(points, seed):
+    """The hull of points scattered at random on a slightly rough sphere: a
+    Delaunay-like surface of very uneven faces."""
+    rng = np.random.default_rng(seed)
+    p = rng.normal(size=(points, 3))
+    p /= np.linalg.norm(p, axis=1)[:, None]
+    return hull(p * (1 + 0.01 * rng.uniform(size=(points, 1))))
+
+
+def mixed_sphere(coarse, dense, seed):
+    """A sphere of scattered points: a dense cap glued to a coarse rest."""
+    rng = np.random.default_rng(seed)
+    p = rng.normal(size=(coarse, 3))
+    p /= np.linalg.norm(p, axis=1)[:, None]
+    q = rng.normal(size=(dense * 4, 3))
+    q /= np.linalg.norm(q, axis=1)[:, None]
+    q = q[q[:, 2] > 0.7][:dense]
+    p = p[p[:, 2] <= 0.7]
+    return hull(np.vstack([p, q]))
+
+
+def mixed_plate(coarse, dense, seed):
+    rng = np.random.default_rng(seed)
+    p = rng.uniform(-1, 1, size=(coarse, 2))
+    p = p[(np.abs(p) > 0.3).any(axis=1)]
+    q = rng.uniform(-0.3, 0.3, size=(dense, 2))
+    corners = np.array([(-1, -1), (1, -1), (1, 1), (-1, 1)], float)
+    pts = np.vstack([corners, p, q])
+    d = Delaunay(pts)
+    v = np.column_stack([pts, 0.2 * np.exp(-4 * (pts ** 2).sum(axis=1))])
+    return v, d.simplices
+
+
+def degenerate_sphere(levels, needles, seed):
+    v, f = icosphere(levels)
+    rng = np.random.default_rng(seed)
+    for t in rng.choice(len(f), needles, replace=False):
+        a, b, c = f[t]
+        v[b] = v[a] + 1e-7 * (v[b] - v[a])  # a needle: one side nearly zero
+    return v, f
+
+
+def soup(v, f):
+    f = np.asarray(f)
+    return np.asarray(v)[f.reshape(-1)], np.arange(3 * len(f)).reshape(-1, 3)
+
+
+def inputs():
+    """(name, builder) for every input of the sweep."""
+    soup_source = torus(24, 12)
+    yield "cube 12", cube
+    yield "L-bracket", l_bracket
+    yield "cylinder 16 centre caps", lambda: prism(circle(16), 2, "centre")
+    yield "cylinder 16 rim-fan caps", lambda: prism(circle(16), 2, "first")
+    yield "cylinder 64 ear caps", lambda: prism(circle(64), 3, "ears")
+    yield "hex nut", hex_nut
+    yield "gear 12 centre", gear
+    yield "gear 24 ears", lambda: gear(24, "ears")
+    yield "cone 16 centre base", cone
+    yield "cone 32 sharp", lambda: cone(32, 6.0)
+    yield "cone 16 rim-fan base", lambda: cone(16, 2.0, "first")
+    yield "lat-long sphere 64x8", lambda: lat_long_cad(64, 8)
+    yield "lat-long sphere 32x24", lambda: lat_long_cad(32, 24)
+    yield "bottle 48", lambda: lat_long_cad(48, 0, "bottle")
+    yield "thin plate 8, 0.02", lambda: thin_plate(8, 0.02)
+    yield "thin plate 30, 0.05", lambda: thin_plate(30, 0.05)
+    yield "two sheets 10, gap 0.05", lambda: two_sheets(10, 0.05)
+    yield "spiky sphere 2", lambda: spiky_sphere(2, 6, 2.0, 3)
+    yield "spiky sphere 3", lambda: spiky_sphere(3, 12, 1.6, 4)
+    yield "saddle crease 20", lambda: saddle_crease(20)
+    yield "saddle crease 50", lambda: saddle_crease(50)
+    yield "holed shell 3", lambda: holed_shell(3, 20, 1)
+    yield "holed shell 4", lambda: holed_shell(4, 60, 2)
+    yield "grooved plate 40", lambda: grooved_plate(40, 4, 0.05)
+    yield "clustered icosphere", lambda: cluster(*icosphere(5), 0.12, 1)
+    yield "clustered torus", lambda: cluster(*torus(120, 40), 0.15, 2)
+    yield "clustered bumpy sphere", lambda: cluster(bumpy(icosphere(5)[0], 0.2, 5, 3), icosphere(5)[1], 0.08, 3)
+    yield "clustered bumpy coarse", lambda: cluster(bumpy(icosphere(4)[0], 0.2, 5, 4), icosphere(4)[1], 0.2, 4)
+    yield "scattered sphere 300", lambda: scattered_sphere(300, 5)
+    yield "scattered sphere 3000", lambda: scattered_sphere(3000, 6)
+    yield "mixed sphere", lambda: mixed_sphere(150, 1500, 6)
+    yield "mixed plate", lambda: mixed_plate(60, 800, 7)
+    yield "needle sphere", lambda: degenerate_sphere(3, 12, 8)
+    yield "soup torus", lambda: soup(*soup_source)
+    yield "three spheres", lambda: merge(icosphere(2), (icosphere(3)[0] * 0.5 + 3, icosphere(3)[1]),
+                                         (icosphere(1)[0] * 2 - 5, icosphere(1)[1]))
+    yield "tiny beside big", lambda: merge(icosphere(3), (icosphere(1)[0] * 0.05 + 2, icosphere(1)[1]))
+
+
+# ---------------------------------------------------------------- the runs
+
+
+def compare(tool, a, b):
+    text = subprocess.run([tool, "compare", a, b, "--quiet"], capture_output=True, text=True, check=True).stdout
+    angle = float(re.search(r"smallest angle\s+\S+ deg\s+(\S+) deg", text).group(1))
+    faces = int(re.search(r"\n\s+faces\s+\S+\s+(\S+)", text).group(1).replace(",", ""))
+    haus = float(re.search(r"Hausdorff \(sampled\)\s+\S+\s+(\S+) %", text).group(1))
+    return faces, angle, haus
+
+
+def main():
+    root = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
+    parser.add_argument("--build", default=os.path.join(root, "build", "release"))
+    parser.add_argument("--peers", default=os.path.join(root, "build-peers"))
+    parser.add_argument("--out")
+    parser.add_argument("--only", default="")
+    args = parser.parse_args()
+    tool = os.path.join(args.build, "tools", "quorvel")
+    peer = os.path.join(args.peers, "bench", "peers", "bench_peers_process")
+    out = args.out or tempfile.mkdtemp(prefix="quorvel-sweep-")
+    os.makedirs(out, exist_ok=True)
+    print("meshes in %s" % out, file=sys.stderr)
+    print("| input | faces | ours faces | ours min ang | ours hausdorff | ours folds | cgal faces | cgal min ang "
+          "| cgal hausdorff | cgal folds | flag |")
+    print("|---|---|---|---|---|---|---|---|---|---|---|")
+    flagged = 0
+    for name, build in inputs():
+        if args.only not in name:
+            continue
+        v, f = build()
+        stem = os.path.join(out, re.sub(r"[^A-Za-z0-9]+", "-", name).strip("-"))
+        src, ours, cgal = stem + ".off", stem + "-preserve.off", stem + "-cgal.off"
+        write_off(src, v, f)
+        folds_in = folded_edges(v, np.asarray(f))
+        subprocess.run([tool, "remesh", src, "-o", ours, "--quiet"], check=True, capture_output=True)
+        cgal_ok = subprocess.run([peer, src, cgal], capture_output=True).returncode == 0
+        o = compare(tool, src, ours) + (folded_edges(*read_off(ours)),)
+        c = compare(tool, src, cgal) + (folded_edges(*read_off(cgal)),) if cgal_ok else None
+        flags = []
+        if c and o[1] < min(30.0, c[1]):
+            flags.append("angle")
+        if c and o[2] > 1.1 * c[2]:
+            flags.append("distance")
+        if o[3] > folds_in:
+            flags.append("folds")
+        flagged += bool(flags)
+        cg = "| %s | %.2f° | %.4f%% | %d " % ("{:,}".format(c[0]), c[1], c[2], c[3]) if c else "| failed | | | "
+        print("| %s | %s | %s | %.2f° | %.4f%% | %d %s| %s |" %
+              (name, "{:,}".format(len(f)), "{:,}".format(o[0]), o[1], o[2], o[3], cg, " ".join(flags)),
+              flush=True)
+    print("\n%d inputs flagged" % flagged)
+
+
+if __name__ == "__main__":
+    main()
