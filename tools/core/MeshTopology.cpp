@@ -124,6 +124,10 @@ double TrueMeanEdgeLength(const CMeshData& mesh) {
             if (h == first || *h != h[-1])
                 keys.push_back(std::uint64_t(v) << 32 | *h);
     }
+    return MeanEdgeLength(mesh, keys);
+}
+
+double MeanEdgeLength(const CMeshData& mesh, const std::vector<std::uint64_t>& keys) {
     if (keys.empty())
         return 0;
     // Squared lengths overflow or underflow at extreme scales, where the

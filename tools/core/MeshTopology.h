@@ -47,6 +47,10 @@ public:
 
 // The plain mean of the lengths of all edges, each counted once.
 double TrueMeanEdgeLength(const CMeshData& mesh);
+// The same over edges already found: `edges` holds every edge of the mesh
+// once, as low end << 32 | high end, in ascending order, which is the order
+// TrueMeanEdgeLength sums them in, so the two agree to the bit.
+double MeanEdgeLength(const CMeshData& mesh, const std::vector<std::uint64_t>& edges);
 
 // Length of the bounding-box diagonal of all vertices (0 without vertices),
 // the scale of a mesh's size limits.
