@@ -7,8 +7,6 @@
 #include <algorithm>
 #include <numeric>
 
-#include "core/KeySort.h"
-
 namespace Corvane::Pellix::Quorvel::Tool {
 
 namespace {
@@ -24,50 +22,61 @@ std::uint32_t FindRoot(std::vector<std::uint32_t>& parent, std::uint32_t v) {
 }  // namespace
 
 CEdgeCensus::CEdgeCensus(const CMeshData& mesh) {
-    // Each face side becomes a key (low end, high end, direction bit); one
-    // sort groups the sides of every edge together.
+    // Each face side is filed under its low end as (high end, direction
+    // bit), and each vertex's few sides are sorted in place: the sides of
+    // every edge come together in the order a sort of whole keys gives, in
+    // two passes where that sort takes four or more.
     // The shape-preserving remesh finds edges of more than two faces as well,
     // while it pairs its half-edges; this census stays its own because it
     // reports every edge (open, non-manifold, misoriented) of the tool's mesh
     // data, with no half-edge arrays to build, and the engine is internal to
     // the library.
-    std::vector<std::uint64_t> sides;
-    sides.reserve(mesh.m_Triangles.size() * 3);
+    const std::size_t vertexCount = mesh.m_Positions.size();
+    std::vector<std::uint32_t> start(vertexCount + 2, 0);
     for (const Triangle& t : mesh.m_Triangles)
         for (int k = 0; k < 3; ++k) {
             const std::uint32_t a = t[k], b = t[(k + 1) % 3];
-            if (a == b)
-                continue;
-            const std::uint64_t low = std::min(a, b), high = std::max(a, b);
-            sides.push_back((low << 32 | high) << 1 | (a < b ? 1u : 0u));
+            if (a != b)
+                ++start[std::min(a, b) + 2];
         }
-    SortKeys(sides);
+    for (std::size_t v = 2; v < start.size(); ++v)
+        start[v] += start[v - 1];
+    std::vector<std::uint64_t> sides(start.back());
+    for (const Triangle& t : mesh.m_Triangles)
+        for (int k = 0; k < 3; ++k) {
+            const std::uint32_t a = t[k], b = t[(k + 1) % 3];
+            if (a != b)
+                sides[start[std::min(a, b) + 1]++] = std::uint64_t(std::max(a, b)) << 1 | (a < b ? 1u : 0u);
+        }
 
-    const std::size_t vertexCount = mesh.m_Positions.size();
     m_Valence.assign(vertexCount, 0);
     m_OnBoundary.assign(vertexCount, 0);
     // Two sides an edge on a closed surface.
     m_Edges.reserve(sides.size() / 2 + 1);
-    for (std::size_t i = 0; i < sides.size();) {
-        const std::uint64_t key = sides[i] >> 1;
-        CMeshEdge edge;
-        edge.m_A = static_cast<std::uint32_t>(key >> 32);
-        edge.m_B = static_cast<std::uint32_t>(key & 0xFFFFFFFFu);
-        for (; i < sides.size() && (sides[i] >> 1) == key; ++i) {
-            ++edge.m_Faces;
-            edge.m_Forward += static_cast<std::uint32_t>(sides[i] & 1);
+    for (std::size_t v = 0; v < vertexCount; ++v) {
+        const auto first = sides.begin() + start[v], last = sides.begin() + start[v + 1];
+        std::sort(first, last);
+        for (auto s = first; s != last;) {
+            const std::uint64_t high = *s >> 1;
+            CMeshEdge edge;
+            edge.m_A = static_cast<std::uint32_t>(v);
+            edge.m_B = static_cast<std::uint32_t>(high);
+            for (; s != last && (*s >> 1) == high; ++s) {
+                ++edge.m_Faces;
+                edge.m_Forward += static_cast<std::uint32_t>(*s & 1);
+            }
+            ++m_Valence[edge.m_A];
+            ++m_Valence[edge.m_B];
+            if (edge.IsOpen()) {
+                ++m_OpenEdges;
+                m_OnBoundary[edge.m_A] = m_OnBoundary[edge.m_B] = 1;
+            } else if (edge.IsNonManifold()) {
+                ++m_NonManifoldEdges;
+            } else if (edge.IsMisoriented()) {
+                ++m_MisorientedEdges;
+            }
+            m_Edges.push_back(edge);
         }
-        ++m_Valence[edge.m_A];
-        ++m_Valence[edge.m_B];
-        if (edge.IsOpen()) {
-            ++m_OpenEdges;
-            m_OnBoundary[edge.m_A] = m_OnBoundary[edge.m_B] = 1;
-        } else if (edge.IsNonManifold()) {
-            ++m_NonManifoldEdges;
-        } else if (edge.IsMisoriented()) {
-            ++m_MisorientedEdges;
-        }
-        m_Edges.push_back(edge);
     }
 
     std::vector<std::uint32_t> parent(vertexCount);
