@@ -24,30 +24,18 @@ std::uint32_t FindRoot(std::vector<std::uint32_t>& parent, std::uint32_t v) {
 CEdgeCensus::CEdgeCensus(const CMeshData& mesh) {
     // Each face side is filed under its low end as (high end, direction
     // bit), and each vertex's few sides are sorted in place: the sides of
-    // every edge come together in the order a sort of whole keys gives, in
-    // two passes where that sort takes four or more.
+    // every edge come together in the order a sort of whole keys gives.
     // The shape-preserving remesh finds edges of more than two faces as well,
     // while it pairs its half-edges; this census stays its own because it
     // reports every edge (open, non-manifold, misoriented) of the tool's mesh
     // data, with no half-edge arrays to build, and the engine is internal to
     // the library.
     const std::size_t vertexCount = mesh.m_Positions.size();
-    std::vector<std::uint32_t> start(vertexCount + 2, 0);
-    for (const Triangle& t : mesh.m_Triangles)
-        for (int k = 0; k < 3; ++k) {
-            const std::uint32_t a = t[k], b = t[(k + 1) % 3];
-            if (a != b)
-                ++start[std::min(a, b) + 2];
-        }
-    for (std::size_t v = 2; v < start.size(); ++v)
-        start[v] += start[v - 1];
-    std::vector<std::uint64_t> sides(start.back());
-    for (const Triangle& t : mesh.m_Triangles)
-        for (int k = 0; k < 3; ++k) {
-            const std::uint32_t a = t[k], b = t[(k + 1) % 3];
-            if (a != b)
-                sides[start[std::min(a, b) + 1]++] = std::uint64_t(std::max(a, b)) << 1 | (a < b ? 1u : 0u);
-        }
+    std::vector<std::uint32_t> start;
+    std::vector<std::uint64_t> sides = FileSidesByLowEnd<std::uint64_t>(mesh, start, [](const Triangle& t, int k) {
+        const std::uint32_t a = t[k], b = t[(k + 1) % 3];
+        return std::uint64_t(std::max(a, b)) << 1 | (a < b ? 1u : 0u);
+    });
 
     m_Valence.assign(vertexCount, 0);
     m_OnBoundary.assign(vertexCount, 0);
@@ -104,26 +92,12 @@ std::int64_t CEdgeCensus::Find(std::uint32_t a, std::uint32_t b) const {
 double TrueMeanEdgeLength(const CMeshData& mesh) {
     // The census's edges, in its order (ascending low end, then high end), so
     // the sum is the same to the bit, without a whole census: on large meshes
-    // the census costs a good part of a remesh. The face sides are counted
-    // out by their low end and each vertex's few high ends sorted in place,
-    // two passes where a sort of packed keys takes four or more.
+    // the census costs a good part of a remesh. Each vertex's few high ends
+    // are sorted in place.
     const std::size_t vertices = mesh.m_Positions.size();
-    std::vector<std::uint32_t> start(vertices + 2, 0);
-    for (const Triangle& t : mesh.m_Triangles)
-        for (int k = 0; k < 3; ++k) {
-            const std::uint32_t a = t[k], b = t[(k + 1) % 3];
-            if (a != b)
-                ++start[std::min(a, b) + 2];
-        }
-    for (std::size_t v = 2; v < start.size(); ++v)
-        start[v] += start[v - 1];
-    std::vector<std::uint32_t> high(start.back());
-    for (const Triangle& t : mesh.m_Triangles)
-        for (int k = 0; k < 3; ++k) {
-            const std::uint32_t a = t[k], b = t[(k + 1) % 3];
-            if (a != b)
-                high[start[std::min(a, b) + 1]++] = std::max(a, b);
-        }
+    std::vector<std::uint32_t> start;
+    std::vector<std::uint32_t> high = FileSidesByLowEnd<std::uint32_t>(
+        mesh, start, [](const Triangle& t, int k) { return std::max(t[k], t[(k + 1) % 3]); });
     std::vector<std::uint64_t> keys;
     keys.reserve(high.size());
     for (std::size_t v = 0; v < vertices; ++v) {

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/MeshTopology.h"
 #include "core/PositionWelder.h"
 #include "io/ReaderSupport.h"
 
@@ -26,19 +27,11 @@ public:
         const std::size_t vertices = mesh.m_Positions.size();
         if (vertices >= (std::size_t(1) << 31))
             return;
-        std::vector<std::uint32_t> start(vertices + 2, 0);
-        for (const Triangle& t : mesh.m_Triangles)
-            for (int k = 0; k < 3; ++k)
-                ++start[std::min(t[k], t[(k + 1) % 3]) + 2];
-        for (std::size_t v = 2; v < start.size(); ++v)
-            start[v] += start[v - 1];
-        std::vector<std::uint64_t> sides(start.back());
-        for (const Triangle& t : mesh.m_Triangles)
-            for (int k = 0; k < 3; ++k) {
-                const std::uint32_t a = t[k], b = t[(k + 1) % 3], c = t[(k + 2) % 3];
-                sides[start[std::min(a, b) + 1]++] =
-                    std::uint64_t(std::max(a, b)) << 32 | std::uint64_t(c) << 1 | (a < b ? 1u : 0u);
-            }
+        std::vector<std::uint32_t> start;
+        std::vector<std::uint64_t> sides = FileSidesByLowEnd<std::uint64_t>(mesh, start, [](const Triangle& t, int k) {
+            const std::uint32_t a = t[k], b = t[(k + 1) % 3], c = t[(k + 2) % 3];
+            return std::uint64_t(std::max(a, b)) << 32 | std::uint64_t(c) << 1 | (a < b ? 1u : 0u);
+        });
         m_Edges.reserve(sides.size() / 2 + 1);
         for (std::size_t v = 0; v < vertices; ++v) {
             const auto first = sides.begin() + start[v], last = sides.begin() + start[v + 1];
