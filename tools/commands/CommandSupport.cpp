@@ -102,13 +102,13 @@ void PrepareForLibrary(CMeshData& mesh, const std::string& fileName, const CComm
 }
 
 double ResolveLength(const CCommandLine& line, const std::string& absoluteOption, double defaultRelative,
-                     const CMeshData& mesh, const std::string& fileName) {
+                     const CMeshData& mesh, const std::string& fileName, const std::vector<std::uint64_t>& edges) {
     if (line.Has(absoluteOption) && line.Has("--relative"))
         throw CToolError("give either " + absoluteOption + " or --relative, not both");
     if (line.Has(absoluteOption))
         return line.GetPositiveNumber(absoluteOption);
     const double factor = line.Has("--relative") ? line.GetPositiveNumber("--relative") : defaultRelative;
-    const double mean = TrueMeanEdgeLength(mesh);
+    const double mean = edges.empty() ? TrueMeanEdgeLength(mesh) : MeanEdgeLength(mesh, edges);
     const double length = factor * mean;
     if (std::isinf(mean))
         throw CToolError(Located(fileName, "edges of the mesh are longer than a double can hold, so --relative has "

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <future>
 #include <string>
 #include <vector>
@@ -45,9 +46,10 @@ extern const char* const NoUsableFacesMessage;
 
 // A length given either absolutely (--NAME L) or relative to the mesh's true
 // mean edge length (--relative R, default `defaultRelative`). Errors name
-// the mesh's file.
+// the mesh's file. `edges`, when not empty, are the mesh's edges as
+// MeanEdgeLength takes them, found already.
 double ResolveLength(const CCommandLine& line, const std::string& absoluteOption, double defaultRelative,
-                     const CMeshData& mesh, const std::string& fileName);
+                     const CMeshData& mesh, const std::string& fileName, const std::vector<std::uint64_t>& edges = {});
 
 // The power of two, as its exponent, that brings the largest coordinate near
 // 1. Scaling by it is exact, and so is scaling back; in between, squared

@@ -175,7 +175,7 @@ int Run(const CCommandLine& line) {
     ScaleByPowerOfTwo(input, exponent);
     const double scaledTarget = line.Has("--target") && !line.Has("--relative")
                                     ? std::ldexp(line.GetPositiveNumber("--target"), exponent)
-                                    : ResolveLength(line, "--target", 1.0, input, name);
+                                    : ResolveLength(line, "--target", 1.0, input, name, changes.m_Edges);
     const double target = std::ldexp(scaledTarget, -exponent);
     if (!std::isfinite(scaledTarget) || !(scaledTarget > 0))
         throw CToolError(

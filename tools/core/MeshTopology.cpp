@@ -7,8 +7,6 @@
 #include <algorithm>
 #include <numeric>
 
-#include "core/KeySort.h"
-
 namespace Corvane::Pellix::Quorvel::Tool {
 
 namespace {
@@ -24,50 +22,49 @@ std::uint32_t FindRoot(std::vector<std::uint32_t>& parent, std::uint32_t v) {
 }  // namespace
 
 CEdgeCensus::CEdgeCensus(const CMeshData& mesh) {
-    // Each face side becomes a key (low end, high end, direction bit); one
-    // sort groups the sides of every edge together.
+    // Each face side is filed under its low end as (high end, direction
+    // bit), and each vertex's few sides are sorted in place: the sides of
+    // every edge come together in the order a sort of whole keys gives.
     // The shape-preserving remesh finds edges of more than two faces as well,
     // while it pairs its half-edges; this census stays its own because it
     // reports every edge (open, non-manifold, misoriented) of the tool's mesh
     // data, with no half-edge arrays to build, and the engine is internal to
     // the library.
-    std::vector<std::uint64_t> sides;
-    sides.reserve(mesh.m_Triangles.size() * 3);
-    for (const Triangle& t : mesh.m_Triangles)
-        for (int k = 0; k < 3; ++k) {
-            const std::uint32_t a = t[k], b = t[(k + 1) % 3];
-            if (a == b)
-                continue;
-            const std::uint64_t low = std::min(a, b), high = std::max(a, b);
-            sides.push_back((low << 32 | high) << 1 | (a < b ? 1u : 0u));
-        }
-    SortKeys(sides);
-
     const std::size_t vertexCount = mesh.m_Positions.size();
+    std::vector<std::uint32_t> start;
+    std::vector<std::uint64_t> sides = FileSidesByLowEnd<std::uint64_t>(mesh, start, [](const Triangle& t, int k) {
+        const std::uint32_t a = t[k], b = t[(k + 1) % 3];
+        return std::uint64_t(std::max(a, b)) << 1 | (a < b ? 1u : 0u);
+    });
+
     m_Valence.assign(vertexCount, 0);
     m_OnBoundary.assign(vertexCount, 0);
     // Two sides an edge on a closed surface.
     m_Edges.reserve(sides.size() / 2 + 1);
-    for (std::size_t i = 0; i < sides.size();) {
-        const std::uint64_t key = sides[i] >> 1;
-        CMeshEdge edge;
-        edge.m_A = static_cast<std::uint32_t>(key >> 32);
-        edge.m_B = static_cast<std::uint32_t>(key & 0xFFFFFFFFu);
-        for (; i < sides.size() && (sides[i] >> 1) == key; ++i) {
-            ++edge.m_Faces;
-            edge.m_Forward += static_cast<std::uint32_t>(sides[i] & 1);
+    for (std::size_t v = 0; v < vertexCount; ++v) {
+        const auto first = sides.begin() + start[v], last = sides.begin() + start[v + 1];
+        std::sort(first, last);
+        for (auto s = first; s != last;) {
+            const std::uint64_t high = *s >> 1;
+            CMeshEdge edge;
+            edge.m_A = static_cast<std::uint32_t>(v);
+            edge.m_B = static_cast<std::uint32_t>(high);
+            for (; s != last && (*s >> 1) == high; ++s) {
+                ++edge.m_Faces;
+                edge.m_Forward += static_cast<std::uint32_t>(*s & 1);
+            }
+            ++m_Valence[edge.m_A];
+            ++m_Valence[edge.m_B];
+            if (edge.IsOpen()) {
+                ++m_OpenEdges;
+                m_OnBoundary[edge.m_A] = m_OnBoundary[edge.m_B] = 1;
+            } else if (edge.IsNonManifold()) {
+                ++m_NonManifoldEdges;
+            } else if (edge.IsMisoriented()) {
+                ++m_MisorientedEdges;
+            }
+            m_Edges.push_back(edge);
         }
-        ++m_Valence[edge.m_A];
-        ++m_Valence[edge.m_B];
-        if (edge.IsOpen()) {
-            ++m_OpenEdges;
-            m_OnBoundary[edge.m_A] = m_OnBoundary[edge.m_B] = 1;
-        } else if (edge.IsNonManifold()) {
-            ++m_NonManifoldEdges;
-        } else if (edge.IsMisoriented()) {
-            ++m_MisorientedEdges;
-        }
-        m_Edges.push_back(edge);
     }
 
     std::vector<std::uint32_t> parent(vertexCount);
@@ -95,26 +92,12 @@ std::int64_t CEdgeCensus::Find(std::uint32_t a, std::uint32_t b) const {
 double TrueMeanEdgeLength(const CMeshData& mesh) {
     // The census's edges, in its order (ascending low end, then high end), so
     // the sum is the same to the bit, without a whole census: on large meshes
-    // the census costs a good part of a remesh. The face sides are counted
-    // out by their low end and each vertex's few high ends sorted in place,
-    // two passes where a sort of packed keys takes four or more.
+    // the census costs a good part of a remesh. Each vertex's few high ends
+    // are sorted in place.
     const std::size_t vertices = mesh.m_Positions.size();
-    std::vector<std::uint32_t> start(vertices + 2, 0);
-    for (const Triangle& t : mesh.m_Triangles)
-        for (int k = 0; k < 3; ++k) {
-            const std::uint32_t a = t[k], b = t[(k + 1) % 3];
-            if (a != b)
-                ++start[std::min(a, b) + 2];
-        }
-    for (std::size_t v = 2; v < start.size(); ++v)
-        start[v] += start[v - 1];
-    std::vector<std::uint32_t> high(start.back());
-    for (const Triangle& t : mesh.m_Triangles)
-        for (int k = 0; k < 3; ++k) {
-            const std::uint32_t a = t[k], b = t[(k + 1) % 3];
-            if (a != b)
-                high[start[std::min(a, b) + 1]++] = std::max(a, b);
-        }
+    std::vector<std::uint32_t> start;
+    std::vector<std::uint32_t> high = FileSidesByLowEnd<std::uint32_t>(
+        mesh, start, [](const Triangle& t, int k) { return std::max(t[k], t[(k + 1) % 3]); });
     std::vector<std::uint64_t> keys;
     keys.reserve(high.size());
     for (std::size_t v = 0; v < vertices; ++v) {
@@ -124,6 +107,10 @@ double TrueMeanEdgeLength(const CMeshData& mesh) {
             if (h == first || *h != h[-1])
                 keys.push_back(std::uint64_t(v) << 32 | *h);
     }
+    return MeanEdgeLength(mesh, keys);
+}
+
+double MeanEdgeLength(const CMeshData& mesh, const std::vector<std::uint64_t>& keys) {
     if (keys.empty())
         return 0;
     // Squared lengths overflow or underflow at extreme scales, where the

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -45,8 +46,38 @@ public:
     std::int64_t Find(std::uint32_t a, std::uint32_t b) const;
 };
 
+// The face sides of a mesh, filed under their low ends: on return vertex
+// v's sides are entries start[v] to start[v + 1] of the result, each what
+// `entry(t, k)` makes of side k of triangle t (from corner k to corner
+// k + 1), in face order. Sides from a vertex to itself are left out. Two
+// passes over the faces, where a sort of the sides takes four or more.
+template <typename Entry, typename MakeEntry>
+std::vector<Entry> FileSidesByLowEnd(const CMeshData& mesh, std::vector<std::uint32_t>& start, MakeEntry entry) {
+    start.assign(mesh.m_Positions.size() + 2, 0);
+    for (const Triangle& t : mesh.m_Triangles)
+        for (int k = 0; k < 3; ++k) {
+            const std::uint32_t a = t[k], b = t[(k + 1) % 3];
+            if (a != b)
+                ++start[std::min(a, b) + 2];
+        }
+    for (std::size_t v = 2; v < start.size(); ++v)
+        start[v] += start[v - 1];
+    std::vector<Entry> sides(start.back());
+    for (const Triangle& t : mesh.m_Triangles)
+        for (int k = 0; k < 3; ++k) {
+            const std::uint32_t a = t[k], b = t[(k + 1) % 3];
+            if (a != b)
+                sides[start[std::min(a, b) + 1]++] = entry(t, k);
+        }
+    return sides;
+}
+
 // The plain mean of the lengths of all edges, each counted once.
 double TrueMeanEdgeLength(const CMeshData& mesh);
+// The same over edges already found: `edges` holds every edge of the mesh
+// once, as low end << 32 | high end, in ascending order, which is the order
+// TrueMeanEdgeLength sums them in, so the two agree to the bit.
+double MeanEdgeLength(const CMeshData& mesh, const std::vector<std::uint64_t>& edges);
 
 // Length of the bounding-box diagonal of all vertices (0 without vertices),
 // the scale of a mesh's size limits.

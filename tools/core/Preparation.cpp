@@ -5,24 +5,98 @@
 #include <utility>
 #include <vector>
 
+#include "core/MeshTopology.h"
 #include "core/PositionWelder.h"
 #include "io/ReaderSupport.h"
 
 namespace Corvane::Pellix::Quorvel::Tool {
+
+namespace {
+
+// Every face side filed under its lower vertex, with its higher vertex, the
+// face's third vertex and its direction: one counting pass and a small sort
+// a vertex answer what the remesh preparation asks of the sides (are two
+// faces on the same three vertices, do two sides run the same way between
+// two vertices) and give the edges for the default target, where a sort of
+// the sides for each question took three times as long. Faces must name
+// three distinct vertices.
+class CFaceSides {
+public:
+    explicit CFaceSides(const CMeshData& mesh) {
+        // The third vertex and the direction share the low half of a key.
+        const std::size_t vertices = mesh.m_Positions.size();
+        if (vertices >= (std::size_t(1) << 31))
+            return;
+        std::vector<std::uint32_t> start;
+        std::vector<std::uint64_t> sides = FileSidesByLowEnd<std::uint64_t>(mesh, start, [](const Triangle& t, int k) {
+            const std::uint32_t a = t[k], b = t[(k + 1) % 3], c = t[(k + 2) % 3];
+            return std::uint64_t(std::max(a, b)) << 32 | std::uint64_t(c) << 1 | (a < b ? 1u : 0u);
+        });
+        m_Edges.reserve(sides.size() / 2 + 1);
+        for (std::size_t v = 0; v < vertices; ++v) {
+            const auto first = sides.begin() + start[v], last = sides.begin() + start[v + 1];
+            std::sort(first, last);
+            // Sorted by higher vertex, then third vertex: the sides of one
+            // edge are a run, and two faces on the same three vertices are
+            // neighbours within it.
+            std::uint32_t runs[2] = {0, 0};
+            for (auto s = first; s != last; ++s) {
+                const bool newEdge = s == first || (*s >> 32) != (s[-1] >> 32);
+                if (newEdge) {
+                    m_Edges.push_back(std::uint64_t(v) << 32 | (*s >> 32));
+                    runs[0] = runs[1] = 0;
+                } else if ((*s >> 1) == (s[-1] >> 1)) {
+                    m_DuplicateFaces = true;
+                }
+                if (++runs[*s & 1] == 2)
+                    m_RepeatedSide = true;
+            }
+        }
+        m_Complete = true;
+    }
+
+    // False when the mesh has too many vertices for the keys; nothing else
+    // is then known.
+    bool m_Complete = false;
+    bool m_DuplicateFaces = false;
+    bool m_RepeatedSide = false;
+    std::vector<std::uint64_t> m_Edges;
+};
+
+}  // namespace
 
 EPreparationFault PrepareForRemesh(CMeshData& mesh, bool exact, CPreparation& changes) {
     WeldCoincidentVertices(mesh, changes.m_Repairs);
     DropRepeatedCornerFaces(mesh, changes.m_Degenerate);
     if (mesh.m_Triangles.empty())
         return EPreparationFault::NoUsableFaces;
-    DropDuplicateFaces(mesh, changes.m_Repairs);
-    OrientFaces(mesh, changes.m_Repairs);
+    changes.m_Edges.clear();
+    CFaceSides sides(mesh);
+    if (sides.m_Complete && !sides.m_DuplicateFaces) {
+        // Flipping faces changes no edge, so the edges found stay the mesh's.
+        if (sides.m_RepeatedSide)
+            OrientFaces(mesh, changes.m_Repairs);
+        changes.m_Edges = std::move(sides.m_Edges);
+    } else {
+        DropDuplicateFaces(mesh, changes.m_Repairs);
+        OrientFaces(mesh, changes.m_Repairs);
+    }
+    // Dropping vertices renumbers the edges' ends; a clean mesh drops none.
+    const std::uint64_t unused = changes.m_Unused.m_UnusedVertices;
     DropUnusedVertices(mesh, changes.m_Unused);
+    if (changes.m_Unused.m_UnusedVertices != unused)
+        changes.m_Edges.clear();
     if (!exact)
         return EPreparationFault::None;
+    const CRepairSummary before = changes.m_Manifold;
     if (!MakeManifold(mesh, changes.m_Manifold))
         return EPreparationFault::NotManifold;
     DropUnusedVertices(mesh, changes.m_Manifold);
+    // Flips keep the edges; split vertices and dropped faces do not.
+    if (changes.m_Manifold.m_SplitVertices != before.m_SplitVertices ||
+        changes.m_Manifold.m_DroppedFaces != before.m_DroppedFaces ||
+        changes.m_Manifold.m_UnusedVertices != before.m_UnusedVertices)
+        changes.m_Edges.clear();
     return mesh.m_Triangles.empty() ? EPreparationFault::NoFacesLeft : EPreparationFault::None;
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <vector>
 
 #include "core/MeshRepair.h"
 #include "io/MeshData.h"
@@ -24,6 +26,10 @@ public:
     CRepairSummary m_Unused;
     // The manifold repair of the exact remesh.
     CRepairSummary m_Manifold;
+    // Every edge of the prepared mesh once, as low end << 32 | high end in
+    // ascending order (what MeanEdgeLength takes), when the preparation found
+    // them on its way; empty otherwise.
+    std::vector<std::uint64_t> m_Edges;
 };
 
 enum class EPreparationFault {
