@@ -60,6 +60,15 @@ inline float RoundUp(double value) {
 
 namespace detail {
 
+// Asks the cache for the line holding p; a hint only.
+inline void Prefetch(const void* p) {
+#if defined(__GNUC__)
+    __builtin_prefetch(p);
+#else
+    (void)p;
+#endif
+}
+
 // Storage for the index's arrays: aligned to a cache line, and a block of
 // half a megabyte or more mapped on its own, on a huge-page boundary, which
 // the system is asked to back with huge pages where it can. A tree fills
