@@ -270,8 +270,9 @@ void Grow(CReference* references, std::vector<CTask>& tasks, CBoxHierarchy::CNod
             // References in tree order mostly fall in the same bin as the
             // one before, so one set of bins makes every update wait for
             // the last one's store; even and odd references fill a set each,
-            // joined afterwards (minima and maxima do not depend on the
-            // order they are taken in).
+            // joined afterwards: minima and maxima do not depend on the
+            // order they are taken in, but for the sign of a zero bound,
+            // which compares equal either way.
             __m128 lows[2][BinCount], highs[2][BinCount], centreLows[2][BinCount], centreHighs[2][BinCount];
             std::uint32_t setCounts[2][BinCount] = {};
             for (int s = 0; s < 2; ++s)

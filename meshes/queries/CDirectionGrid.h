@@ -80,6 +80,8 @@ public:
     /// that the cache misses of a cell's triangles, which lie apart in the
     /// tree order, overlap instead of coming one after the other. Triangles
     /// fetched after the one whose visit stops the search are not visited.
+    /// \pre as for the form above; fetch only reads.
+    /// \post false when visit stopped it.
     template <class Visit, class Fetch>
     bool ForEachNear(double x, double y, double depthLow, double depthHigh, double pad, Visit&& visit,
                      Fetch&& fetch) const {
