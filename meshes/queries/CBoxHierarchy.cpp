@@ -69,42 +69,6 @@ public:
 typedef TBounds<double> CBounds;
 typedef TBounds<float> CFloatBounds;
 
-// The float next to a finite f towards minus (plus) infinity, by its bits:
-// a call into the maths library per bound showed in a build's profile.
-inline float NextBelow(float f) {
-    std::uint32_t bits;
-    std::memcpy(&bits, &f, sizeof bits);
-    bits = f > 0 ? bits - 1 : f < 0 ? bits + 1 : 0x80000001u;
-    std::memcpy(&f, &bits, sizeof bits);
-    return f;
-}
-
-inline float NextAbove(float f) {
-    std::uint32_t bits;
-    std::memcpy(&bits, &f, sizeof bits);
-    bits = f > 0 ? bits + 1 : f < 0 ? bits - 1 : 0x00000001u;
-    std::memcpy(&f, &bits, sizeof bits);
-    return f;
-}
-
-inline float RoundDown(double value) {
-    if (value < -FloatMax)
-        return -std::numeric_limits<float>::infinity();
-    if (value > FloatMax)
-        return std::numeric_limits<float>::max();
-    const float f = static_cast<float>(value);
-    return static_cast<double>(f) > value ? NextBelow(f) : f;
-}
-
-inline float RoundUp(double value) {
-    if (value > FloatMax)
-        return std::numeric_limits<float>::infinity();
-    if (value < -FloatMax)
-        return -std::numeric_limits<float>::max();
-    const float f = static_cast<float>(value);
-    return static_cast<double>(f) < value ? NextAbove(f) : f;
-}
-
 // A range still to split, with the bounds of its boxes and of their centres
 // when the parent's bins already gave them.
 class CTask {
@@ -186,14 +150,6 @@ void FreeStorage(void* block, std::size_t bytes) {
     }
 #endif
     ::operator delete(block, std::align_val_t(64));
-}
-
-float RoundDown(double value) {
-    return Quorvel::RoundDown(value);
-}
-
-float RoundUp(double value) {
-    return Quorvel::RoundUp(value);
 }
 
 }  // namespace detail
@@ -311,29 +267,44 @@ void Grow(CReference* references, std::vector<CTask>& tasks, CBoxHierarchy::CNod
             // Four lanes at once: each load takes a fourth value that is
             // never read back (the next field), and minps/maxps keep the
             // bound where a value is NaN, as std::min and std::max do.
-            __m128 lows[BinCount], highs[BinCount], centreLows[BinCount], centreHighs[BinCount];
-            for (int b = 0; b < BinCount; ++b) {
-                lows[b] = centreLows[b] = _mm_set1_ps(HUGE_VALF);
-                highs[b] = centreHighs[b] = _mm_set1_ps(-HUGE_VALF);
-            }
-            for (std::uint32_t i = task.m_Begin; i < task.m_End; ++i) {
-                const CReference& r = references[i];
+            // References in tree order mostly fall in the same bin as the
+            // one before, so one set of bins makes every update wait for
+            // the last one's store; even and odd references fill a set each,
+            // joined afterwards: minima and maxima do not depend on the
+            // order they are taken in, but for the sign of a zero bound,
+            // which compares equal either way.
+            __m128 lows[2][BinCount], highs[2][BinCount], centreLows[2][BinCount], centreHighs[2][BinCount];
+            std::uint32_t setCounts[2][BinCount] = {};
+            for (int s = 0; s < 2; ++s)
+                for (int b = 0; b < BinCount; ++b) {
+                    lows[s][b] = centreLows[s][b] = _mm_set1_ps(HUGE_VALF);
+                    highs[s][b] = centreHighs[s][b] = _mm_set1_ps(-HUGE_VALF);
+                }
+            auto add = [&](int s, const CReference& r) {
                 const int b = binOf(r);
                 const __m128 centre = _mm_loadu_ps(r.m_Centre);
-                lows[b] = _mm_min_ps(_mm_loadu_ps(r.m_Min), lows[b]);
-                highs[b] = _mm_max_ps(_mm_loadu_ps(r.m_Max), highs[b]);
-                centreLows[b] = _mm_min_ps(centre, centreLows[b]);
-                centreHighs[b] = _mm_max_ps(centre, centreHighs[b]);
-                ++binCounts[b];
+                lows[s][b] = _mm_min_ps(_mm_loadu_ps(r.m_Min), lows[s][b]);
+                highs[s][b] = _mm_max_ps(_mm_loadu_ps(r.m_Max), highs[s][b]);
+                centreLows[s][b] = _mm_min_ps(centre, centreLows[s][b]);
+                centreHighs[s][b] = _mm_max_ps(centre, centreHighs[s][b]);
+                ++setCounts[s][b];
+            };
+            std::uint32_t i = task.m_Begin;
+            for (; i + 1 < task.m_End; i += 2) {
+                add(0, references[i]);
+                add(1, references[i + 1]);
             }
+            if (i < task.m_End)
+                add(0, references[i]);
             for (int b = 0; b < BinCount; ++b) {
-                float lane[4][4];
-                _mm_storeu_ps(lane[0], lows[b]);
-                _mm_storeu_ps(lane[1], highs[b]);
-                _mm_storeu_ps(lane[2], centreLows[b]);
-                _mm_storeu_ps(lane[3], centreHighs[b]);
+                binCounts[b] = setCounts[0][b] + setCounts[1][b];
                 if (binCounts[b] == 0)
                     continue;
+                float lane[4][4];
+                _mm_storeu_ps(lane[0], _mm_min_ps(lows[0][b], lows[1][b]));
+                _mm_storeu_ps(lane[1], _mm_max_ps(highs[0][b], highs[1][b]));
+                _mm_storeu_ps(lane[2], _mm_min_ps(centreLows[0][b], centreLows[1][b]));
+                _mm_storeu_ps(lane[3], _mm_max_ps(centreHighs[0][b], centreHighs[1][b]));
                 binBounds[b].Extend(lane[0], lane[1]);
                 binCentres[b].Extend(lane[2], lane[3]);
             }
@@ -486,8 +457,8 @@ void CBoxHierarchy::BuildFrom(std::uint32_t count, std::uint32_t leafSize, const
         double low[3], high[3];
         boxOf(i, low, high);
         for (int k = 0; k < 3; ++k) {
-            r.m_Min[k] = RoundDown(low[k]);
-            r.m_Max[k] = RoundUp(high[k]);
+            r.m_Min[k] = detail::RoundDown(low[k]);
+            r.m_Max[k] = detail::RoundUp(high[k]);
             // A non-finite centre would poison the bins; such a primitive
             // goes to bin 0.
             const double c = 0.5 * (low[k] + high[k]);

@@ -72,11 +72,43 @@ public:
     /// \post false when visit stopped it.
     template <class Visit>
     bool ForEachNear(double x, double y, double depthLow, double depthHigh, double pad, Visit&& visit) const {
+        return ForEachNear(x, y, depthLow, depthHigh, pad, visit, [](std::uint32_t) {});
+    }
+    /// The same, calling fetch(position) for each triangle up to
+    /// FetchAhead triangles before visit(position), in the same order: a
+    /// caller whose visit reads the triangle's data asks for it there, so
+    /// that the cache misses of a cell's triangles, which lie apart in the
+    /// tree order, overlap instead of coming one after the other. Triangles
+    /// fetched after the one whose visit stops the search are not visited.
+    /// \pre as for the form above; fetch only reads.
+    /// \post false when visit stopped it.
+    template <class Visit, class Fetch>
+    bool ForEachNear(double x, double y, double depthLow, double depthHigh, double pad, Visit&& visit,
+                     Fetch&& fetch) const {
+        std::uint32_t pending[FetchAhead];
+        unsigned int waiting = 0;
+        auto offer = [&](std::uint32_t position) {
+            fetch(position);
+            pending[waiting++] = position;
+            if (waiting < FetchAhead)
+                return true;
+            waiting = 0;
+            for (const std::uint32_t p : pending)
+                if (!visit(p))
+                    return false;
+            return true;
+        };
+        auto finish = [&]() {
+            for (unsigned int i = 0; i < waiting; ++i)
+                if (!visit(pending[i]))
+                    return false;
+            return true;
+        };
         for (const std::uint32_t position : m_Unbinned)
-            if (!visit(position))
+            if (!offer(position))
                 return false;
         if (m_Starts.empty())
-            return true;
+            return finish();
         const std::uint32_t c0 = Column(x - pad), c1 = Column(x + pad);
         const std::uint32_t r0 = Row(y - pad), r1 = Row(y + pad);
         // The query's box in the entries' steps, by the same operations as
@@ -105,13 +137,16 @@ public:
                         (e.m_High[1] != NoEnd && yl > double(e.m_High[1])) || zHigh < double(e.m_Depth[0]) ||
                         zLow > double(e.m_Depth[1]))
                         continue;
-                    if (!visit(e.m_Position))
+                    if (!offer(e.m_Position))
                         return false;
                 }
             }
         }
-        return true;
+        return finish();
     }
+
+    /// Triangles ForEachNear fetches ahead of their visit.
+    static constexpr unsigned int FetchAhead = 8;
 
 private:
     std::uint32_t Cell(double value, double origin, std::uint32_t count) const {

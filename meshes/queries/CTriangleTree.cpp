@@ -605,7 +605,8 @@ bool CTriangleTree::CountCrossings(const Point& p, int& winding) const {
     const double* v = m_CrossingGrid.GetAxis(1);
     const double* w = m_CrossingGrid.GetAxis(2);
     m_CrossingGrid.ForEachNear(
-        q[0], q[1], q[2], std::numeric_limits<double>::max(), 4 * rounding, [&](std::uint32_t position) {
+        q[0], q[1], q[2], std::numeric_limits<double>::max(), 4 * rounding,
+        [&](std::uint32_t position) {
             const double* t = GetCorners(position);
             // Corners relative to the ray in the frame: x, y across it, z
             // along it.
@@ -658,7 +659,8 @@ bool CTriangleTree::CountCrossings(const Point& p, int& winding) const {
             if ((depth > 0) == positive)
                 sum += positive ? 1 : -1;
             return true;
-        });
+        },
+        [this](std::uint32_t position) { FetchCorners(position); });
     winding = sum;
     return clean;
 }

@@ -69,6 +69,13 @@ public:
     const CBoxHierarchy& GetHierarchy() const { return m_Hierarchy; }
     // Corners of the triangle at position i of the tree order (9 doubles).
     const double* GetCorners(std::uint32_t position) const { return &m_Corners[9 * std::size_t(position)]; }
+    // Asks the cache for the corners of the triangle at position i, for a
+    // caller that reads them soon: a hint, which changes no answer. 72 bytes
+    // from a multiple of 8 span two lines at most, 64 bytes apart.
+    void FetchCorners(std::uint32_t position) const {
+        detail::Prefetch(GetCorners(position));
+        detail::Prefetch(GetCorners(position) + 8);
+    }
     // Input index of the triangle at position i of the tree order.
     std::uint32_t GetTriangle(std::uint32_t position) const { return m_Hierarchy.GetOrder()[position]; }
     // Position in the tree order of input triangle t.

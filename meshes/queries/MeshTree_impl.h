@@ -402,13 +402,15 @@ bool TMeshTree<Real, Vertex, Attribute, Index>::IsWithin(const Vector& point) co
                 const double* v = grid.GetAxis(1);
                 const double scale = largest + m_Scale;
                 const double margin = reach + 1e-12 * scale;
-                grid.ForEachNear(q[0], q[1], q[2] + std::min(depth, 0.0), q[2] + std::max(depth, 0.0), reach,
-                                 [&](std::uint32_t position) {
-                                     const double* c = m_Faces.GetCorners(position);
-                                     if (detail::IsFootBeside(c, u, v, q, margin, scale))
-                                         return true;
-                                     return test(position);
-                                 });
+                grid.ForEachNear(
+                    q[0], q[1], q[2] + std::min(depth, 0.0), q[2] + std::max(depth, 0.0), reach,
+                    [&](std::uint32_t position) {
+                        const double* c = m_Faces.GetCorners(position);
+                        if (detail::IsFootBeside(c, u, v, q, margin, scale))
+                            return true;
+                        return test(position);
+                    },
+                    [&](std::uint32_t position) { m_Faces.FetchCorners(position); });
                 searched = true;
             }
         }

@@ -113,3 +113,51 @@ TEST(DirectionGrid, OffersEveryNearTriangleExactlyOnce) {
         EXPECT_EQ(visits, 3u);
     }
 }
+
+// The form that fetches ahead offers the same triangles in the same order,
+// fetches each one before its visit and at most FetchAhead ahead of it, and
+// still ends where the visitor says so, visiting nothing after that.
+TEST(DirectionGrid, FetchesAheadWithoutChangingTheVisits) {
+    const std::vector<double> corners = SceneCorners();
+    CTriangleTree tree;
+    tree.Build(corners.data(), static_cast<std::uint32_t>(corners.size() / 9));
+    CDirectionGrid grid;
+    const double direction[3] = {0.3, -0.2, 0.93};
+    grid.Build(tree, direction);
+    std::mt19937 random(9);
+    std::uniform_real_distribution<double> unit(-1.4, 1.4);
+    std::size_t longest = 0;
+    for (int query = 0; query < 200; ++query) {
+        const double p[3] = {unit(random), unit(random), unit(random)};
+        double q[3];
+        grid.ToFrame(p, q);
+        const double pad = std::pow(10.0, -3 + query % 4);
+        std::vector<std::uint32_t> plain;
+        grid.ForEachNear(q[0], q[1], q[2], q[2] + 3.0, pad, [&](std::uint32_t position) {
+            plain.push_back(position);
+            return true;
+        });
+        longest = std::max(longest, plain.size());
+        // Stop after every visit in turn, and not at all.
+        for (std::size_t stop = 1; stop <= plain.size() + 1; stop += 1 + plain.size() / 7) {
+            std::vector<std::uint32_t> fetched, visited;
+            const bool finished = grid.ForEachNear(
+                q[0], q[1], q[2], q[2] + 3.0, pad,
+                [&](std::uint32_t position) {
+                    EXPECT_LT(visited.size(), fetched.size()) << "visited before it was fetched";
+                    EXPECT_LE(fetched.size() - visited.size(), CDirectionGrid::FetchAhead);
+                    visited.push_back(position);
+                    return visited.size() < stop;
+                },
+                [&](std::uint32_t position) { fetched.push_back(position); });
+            const std::size_t expected = std::min(stop, plain.size());
+            EXPECT_EQ(finished, stop > plain.size());
+            ASSERT_EQ(visited.size(), expected);
+            EXPECT_TRUE(std::equal(visited.begin(), visited.end(), plain.begin()));
+            ASSERT_GE(fetched.size(), visited.size());
+            EXPECT_TRUE(std::equal(fetched.begin(), fetched.end(), plain.begin()));
+        }
+    }
+    // Some queries meet more triangles than are fetched ahead.
+    EXPECT_GT(longest, 2 * std::size_t(CDirectionGrid::FetchAhead));
+}
