@@ -35,8 +35,9 @@ TEST(IndexStorage, BoundsRoundToTheNearestFloatOnTheirOutside) {
         // No float lies strictly between the bound and the value.
         ASSERT_GT(double(std::nextafter(down, Float::infinity())), value) << value;
         ASSERT_LT(double(std::nextafter(up, -Float::infinity())), value) << value;
-        if (double(float(value)) == value)
+        if (double(float(value)) == value) {
             EXPECT_TRUE(down == float(value) && up == float(value)) << value;
+        }
     }
 
     // Beyond the float range the bounds stay outside; NaN stays NaN.
