@@ -392,6 +392,14 @@ private:
         }
     }
     double EdgeLength2(std::uint32_t h) const { return Squared(m_Position[Target(h)] - m_Position[m_Corner[h]]); }
+    // The half-edge of face f's shortest side; the first of equal sides.
+    std::uint32_t ShortestSide(std::uint32_t f) const {
+        std::uint32_t shortest = 3 * f;
+        for (std::uint32_t k = 1; k < 3; ++k)
+            if (EdgeLength2(3 * f + k) < EdgeLength2(shortest))
+                shortest = 3 * f + k;
+        return shortest;
+    }
 
     // ---- The edits (Splits.cpp, Collapses.cpp, Flips.cpp), relaxation -------
     // ---- (Relaxation.cpp), projection and compaction -------------------------

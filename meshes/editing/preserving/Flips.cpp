@@ -265,10 +265,7 @@ bool CEngine::CollapseToRaiseAngles() {
         if (corner[0] == None || !IsFree(corner[0]) || !IsFree(corner[1]) || !IsFree(corner[2]) ||
             !IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]], CosFreeThinAngle))
             continue;
-        std::uint32_t shortest = 3 * f;
-        for (std::uint32_t k = 1; k < 3; ++k)
-            if (EdgeLength2(3 * f + k) < EdgeLength2(shortest))
-                shortest = 3 * f + k;
+        const std::uint32_t shortest = ShortestSide(f);
         const std::uint32_t t = m_Twin[shortest];
         if (t == None || !(EdgeLength2(shortest) < m_CollapseLength2) || !IsFree(m_Corner[Prev(t)]))
             continue;
@@ -318,10 +315,7 @@ bool CEngine::CollapseRimToRaiseAngles() {
         if (corner[0] == None ||
             !IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]], CosFreeThinAngle))
             continue;
-        std::uint32_t h = 3 * f;
-        for (std::uint32_t k = 1; k < 3; ++k)
-            if (EdgeLength2(3 * f + k) < EdgeLength2(h))
-                h = 3 * f + k;
+        const std::uint32_t h = ShortestSide(f);
         if (m_Kind[h] != Kept || m_Twin[h] != None || !(EdgeLength2(h) < m_CollapseLength2))
             continue;
         const std::uint32_t a = m_Corner[h], b = Target(h);
