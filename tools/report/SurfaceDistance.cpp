@@ -6,7 +6,6 @@
 #include <random>
 #include <utility>
 
-#include "core/KeySort.h"
 #include "quorvel/meshes/queries/QueryOrder.h"
 #include "quorvel/meshes/queries/TreeWalk_impl.h"
 
@@ -90,14 +89,14 @@ constexpr std::int64_t ParallelSamples = 16384;
 // The samples along a Morton curve through their box: consecutive queries
 // then walk the same upper nodes of the tree, which stay in cache. A grid of
 // 1024 cells an axis leaves about one sample a cell on a surface; the 30-bit
-// cell numbers, with the sample's index below them, are sorted by bytes in a
-// fraction of the time a comparison sort takes, and samples in one cell keep
-// their order.
+// cell numbers are sorted by the library's radix sort of the batch queries,
+// and samples in one cell keep their order.
 std::vector<Point> MortonOrder(const std::vector<Point>& samples, bool allCores) {
     const std::int64_t n = static_cast<std::int64_t>(samples.size());
     double low[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL}, high[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
-    // Only the sort runs on one core: the box, the keys and the gather split
-    // evenly.
+    // With allCores the box, the keys and the gather split evenly; the sort
+    // takes the cores free at its level (one, inside a task of a team), and
+    // its order is the same on any number.
 #pragma omp parallel if (allCores)
     {
         double threadLow[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL}, threadHigh[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
@@ -120,8 +119,7 @@ std::vector<Point> MortonOrder(const std::vector<Point>& samples, bool allCores)
         const double extent = high[k] - low[k];
         scale[k] = extent > 0 && std::isfinite(extent) ? 1023.0 / extent : 0.0;
     }
-    // The cell number in the high half, the sample's index in the low one.
-    std::vector<std::uint64_t> keys(samples.size());
+    std::vector<std::uint32_t> keys(samples.size()), order(samples.size());
 #pragma omp parallel for schedule(static) if (allCores)
     for (std::int64_t i = 0; i < n; ++i) {
         std::uint32_t cell = 0;
@@ -131,13 +129,13 @@ std::vector<Point> MortonOrder(const std::vector<Point>& samples, bool allCores)
             const std::uint32_t step = unit > 0 ? static_cast<std::uint32_t>(std::min(unit, 1023.0)) : 0;
             cell |= Quorvel::detail::SpreadBits(step) << k;
         }
-        keys[i] = std::uint64_t(cell) << 32 | static_cast<std::uint32_t>(i);
+        keys[i] = cell;
     }
-    SortKeys(keys, 32);
+    Quorvel::detail::SortByKey(keys.data(), keys.size(), order.data());
     std::vector<Point> ordered(samples.size());
 #pragma omp parallel for schedule(static) if (allCores)
     for (std::int64_t i = 0; i < n; ++i)
-        ordered[i] = samples[static_cast<std::uint32_t>(keys[i])];
+        ordered[i] = samples[order[i]];
     return ordered;
 }
 

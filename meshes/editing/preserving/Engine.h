@@ -488,9 +488,10 @@ private:
     // boundary, where that raises the smallest angle around both ends;
     // whether any merged.
     bool CollapseRimToRaiseAngles();
-    // The smallest angle of the faces around the ends of open edge h but
-    // its own, with both ends at q.
-    double SmallestAngleAfterMerge(std::uint32_t h, const Vec& q) const;
+    // The smallest angle of the faces around the ends of open edge h: as
+    // they are (merged null), or with both ends at *merged, h's own face
+    // then gone.
+    double SmallestAngleAroundEnds(std::uint32_t h, const Vec* merged) const;
     void FinalMoves() {
         for (int pass = 0; pass < 4 && RaiseSmallestAngles(pass == 0); ++pass) { }
         CollapseRimToRaiseAngles();

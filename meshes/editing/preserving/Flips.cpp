@@ -326,16 +326,11 @@ bool CEngine::CollapseRimToRaiseAngles() {
         const bool bGoes = CanLeaveKeptBoundary(b, before, after, false);
         if (!aGoes && !bGoes)
             continue;
-        double smallest = Pi;
-        for (const std::uint32_t end : {a, b})
-            ForEachOutgoing(end, [&](std::uint32_t e) {
-                smallest = std::min(smallest, SmallestAngle(m_Position[m_Corner[e]], m_Position[Target(e)],
-                                                            m_Position[m_Corner[Prev(e)]]));
-            });
+        const double smallest = SmallestAngleAroundEnds(h, nullptr);
         // The end whose removal gives the larger smallest angle goes, if that
         // gains enough.
-        const double withoutA = aGoes ? SmallestAngleAfterMerge(h, m_Position[b]) : 0;
-        const double withoutB = bGoes ? SmallestAngleAfterMerge(h, m_Position[a]) : 0;
+        const double withoutA = aGoes ? SmallestAngleAroundEnds(h, &m_Position[b]) : 0;
+        const double withoutB = bGoes ? SmallestAngleAroundEnds(h, &m_Position[a]) : 0;
         if (!(std::max(withoutA, withoutB) > smallest + MinAngleGain) ||
             !TryCollapse(h, 0, RimReachFactor * RimReachFactor * m_TargetLength * m_TargetLength, false, true,
                          m_CollapseLength2, withoutA >= withoutB ? b : a))
@@ -350,13 +345,15 @@ bool CEngine::CollapseRimToRaiseAngles() {
     return changed;
 }
 
-double CEngine::SmallestAngleAfterMerge(std::uint32_t h, const Vec& q) const {
+double CEngine::SmallestAngleAroundEnds(std::uint32_t h, const Vec* merged) const {
     const std::uint32_t a = m_Corner[h], b = Target(h);
-    const auto place = [&](std::uint32_t v) -> const Vec& { return v == a || v == b ? q : m_Position[v]; };
+    const auto place = [&](std::uint32_t v) -> const Vec& {
+        return merged && (v == a || v == b) ? *merged : m_Position[v];
+    };
     double smallest = Pi;
     for (const std::uint32_t end : {a, b})
         ForEachOutgoing(end, [&](std::uint32_t e) {
-            if (e / 3 != h / 3)
+            if (!merged || e / 3 != h / 3)
                 smallest =
                     std::min(smallest, SmallestAngle(place(m_Corner[e]), place(Target(e)), place(m_Corner[Prev(e)])));
         });
