@@ -1,9 +1,17 @@
 #!/bin/sh
-# Installs CGAL's development files for the peer benchmark (Debian and
-# derivatives; CGAL is header-only there, so nothing else is needed).
+# Installs what the peer comparison needs beyond the build (Debian and
+# derivatives): CGAL's development files (header-only there, so nothing else
+# is needed) and SciPy, whose hulls and Delaunay triangulations make some of
+# sweep.py's inputs.
 set -e
-if dpkg-query -W -f='${Status}' libcgal-dev 2>/dev/null | grep -q "install ok installed"; then
-    echo "libcgal-dev is already installed"
+missing=
+for package in libcgal-dev python3-scipy; do
+    if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed"; then
+        missing="$missing $package"
+    fi
+done
+if [ -z "$missing" ]; then
+    echo "libcgal-dev and python3-scipy are already installed"
     exit 0
 fi
 if [ "$(id -u)" -ne 0 ]; then
@@ -12,4 +20,4 @@ else
     SUDO=
 fi
 $SUDO apt-get update
-$SUDO env DEBIAN_FRONTEND=noninteractive apt-get install -y libcgal-dev
+$SUDO env DEBIAN_FRONTEND=noninteractive apt-get install -y $missing
