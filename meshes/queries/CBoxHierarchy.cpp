@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "quorvel/maths/Limits.h"
+#include "quorvel/meshes/queries/QueryOrder.h"
 
 #if defined(__linux__)
 #include <sys/mman.h>
@@ -615,8 +616,95 @@ void CBoxHierarchy::BuildByMedian(const double* boxes, std::uint32_t count, std:
         ranges.push_back(right);
         ranges.push_back(left);
     }
+    FitBoxes(boxes);
+}
 
-    // Boxes bottom-up: children come after their parents.
+void CBoxHierarchy::BuildInMortonOrder(const double* boxes, std::uint32_t count, std::uint32_t leafSize) {
+    m_Nodes.clear();
+    m_Order.resize(count);
+    if (count == 0)
+        return;
+    leafSize = std::min<std::uint32_t>(std::max<std::uint32_t>(leafSize, 1), 255);
+    std::vector<double> centres(3 * std::size_t(count));
+    CBounds centreBounds;
+    for (std::size_t i = 0; i < count; ++i) {
+        double* c = &centres[3 * i];
+        for (int k = 0; k < 3; ++k) {
+            const double centre = 0.5 * (boxes[6 * i + k] + boxes[6 * i + 3 + k]);
+            c[k] = std::isfinite(centre) ? centre : 0.0;
+        }
+        centreBounds.Extend(c, c);
+    }
+    double scale[3];
+    for (int k = 0; k < 3; ++k) {
+        const double extent = centreBounds.m_Max[k] - centreBounds.m_Min[k];
+        scale[k] = extent > 0 && std::isfinite(extent) ? 1023.0 / extent : 0.0;
+    }
+    std::vector<std::uint32_t> keys(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        std::uint32_t key = 0;
+        for (int k = 0; k < 3; ++k) {
+            const double unit = (centres[3 * i + k] - centreBounds.m_Min[k]) * scale[k];
+            const std::uint32_t step = unit > 0 ? static_cast<std::uint32_t>(std::min(unit, 1023.0)) : 0;
+            key |= detail::SpreadBits(step) << k;
+        }
+        keys[i] = key;
+    }
+    detail::SortByKey(keys.data(), count, m_Order.data());
+    // The keys in tree order, where each split looks for its bit.
+    std::vector<std::uint32_t> sorted(count);
+    for (std::size_t i = 0; i < count; ++i)
+        sorted[i] = keys[m_Order[i]];
+
+    // A range's keys share every bit above the highest one that differs
+    // between its first and last key; those without that bit come first, so
+    // a split there is a cut of the Morton cell in two halves. Each split
+    // drops at least one bit of the 30, and a run of equal keys is halved,
+    // so the tree is at most 30 + 32 levels deep.
+    class CRange {
+    public:
+        std::uint32_t m_Node, m_Begin, m_End;
+    };
+    std::vector<CRange> ranges;
+    m_Nodes.reserve(2 * std::size_t(count / std::max<std::uint32_t>(leafSize / 2, 1)) + 2);
+    m_Nodes.push_back(CNode());
+    // The padding that puts every pair of children on one cache line.
+    m_Nodes.push_back(CNode());
+    ranges.push_back(CRange{0, 0, count});
+    while (!ranges.empty()) {
+        const CRange range = ranges.back();
+        ranges.pop_back();
+        const std::uint32_t n = range.m_End - range.m_Begin;
+        if (n <= leafSize) {
+            m_Nodes[range.m_Node].m_First = range.m_Begin;
+            m_Nodes[range.m_Node].m_Count = n;
+            continue;
+        }
+        const std::uint32_t differ = sorted[range.m_Begin] ^ sorted[range.m_End - 1];
+        std::uint32_t middle = range.m_Begin + n / 2;
+        if (differ != 0) {
+            std::uint32_t bit = 1u << 29;
+            while (!(differ & bit))
+                bit >>= 1;
+            middle = static_cast<std::uint32_t>(
+                std::partition_point(sorted.begin() + range.m_Begin, sorted.begin() + range.m_End,
+                                     [bit](std::uint32_t key) { return !(key & bit); }) -
+                sorted.begin());
+        }
+        const std::uint32_t children = static_cast<std::uint32_t>(m_Nodes.size());
+        m_Nodes[range.m_Node].m_First = children;
+        m_Nodes[range.m_Node].m_Count = 0;
+        m_Nodes.push_back(CNode());
+        m_Nodes.push_back(CNode());
+        ranges.push_back(CRange{children + 1, middle, range.m_End});
+        ranges.push_back(CRange{children, range.m_Begin, middle});
+    }
+    FitBoxes(boxes);
+}
+
+void CBoxHierarchy::FitBoxes(const double* boxes) {
+    // Children come after their parents: one backward pass sees every child
+    // before its parent.
     for (std::size_t i = m_Nodes.size(); i-- > 0;) {
         if (i == 1)
             continue;

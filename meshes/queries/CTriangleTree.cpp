@@ -186,8 +186,8 @@ void CTriangleTree::Build(const double* corners, std::uint32_t count, EShape sha
 
 void CTriangleTree::Build(const double* positions, const std::uint32_t* indices, std::uint32_t count, EShape shape) {
     m_Count = count;
-    if (shape == EShape::Median) {
-        // The median splits read boxes.
+    if (shape != EShape::SurfaceArea) {
+        // The median and Morton builds read boxes.
         std::vector<double> boxes(6 * std::size_t(count));
         const std::int64_t n = count;
 #pragma omp parallel for schedule(static) if (n >= ParallelSize)
@@ -206,7 +206,10 @@ void CTriangleTree::Build(const double* positions, const std::uint32_t* indices,
                 }
             }
         }
-        m_Hierarchy.BuildByMedian(boxes.data(), count, LeafSize);
+        if (shape == EShape::Median)
+            m_Hierarchy.BuildByMedian(boxes.data(), count, LeafSize);
+        else
+            m_Hierarchy.BuildInMortonOrder(boxes.data(), count, LeafSize);
     } else {
         m_Hierarchy.BuildOverPoints(positions, indices, 3, count, LeafSize);
     }

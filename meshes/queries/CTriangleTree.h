@@ -50,9 +50,11 @@ public:
 
     // How Build shapes the hierarchy: by the surface-area heuristic, the
     // quicker tree to search, or by median splits in about a third of the
-    // time, for a tree that answers one pass of queries and is thrown away.
-    // The answers are the same either way.
-    enum class EShape { SurfaceArea, Median };
+    // time, for a tree that answers one pass of queries and is thrown away,
+    // or along a Morton curve (CBoxHierarchy::BuildInMortonOrder) in less
+    // time still, for one pass of queries that each start from the answer
+    // before. The answers are the same whatever the shape.
+    enum class EShape { SurfaceArea, Median, Morton };
 
     // `corners` holds 9 doubles per triangle: x, y, z of corner 0, 1, 2.
     // Degenerate triangles (repeated corners, no area) are kept: indices stay

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <random>
 #include <utility>
@@ -67,9 +68,9 @@ void ExpectWellFormed(const CBoxHierarchy& tree, const std::vector<double>& boxe
 
 }  // namespace
 
-// By surface area or by the median; the median tree stays shallow: halving
-// at the median, its depth is the binary logarithm of the number of leaves,
-// rounded up.
+// By surface area, by the median or along a Morton curve; the median tree
+// stays shallow: halving at the median, its depth is the binary logarithm of
+// the number of leaves, rounded up.
 TEST(BoxHierarchy, EveryPrimitiveInOneLeafAndEveryBoxHoldsItsSubtreeAtAnySize) {
     std::mt19937 random(3);
     std::uniform_real_distribution<double> unit(-1, 1), size(0, 0.01);
@@ -82,15 +83,40 @@ TEST(BoxHierarchy, EveryPrimitiveInOneLeafAndEveryBoxHoldsItsSubtreeAtAnySize) {
             boxes.insert(boxes.end(), {x, y, z, double(float(x + size(random))), double(float(y + size(random))),
                                        double(float(z + size(random)))});
         }
-        CBoxHierarchy tree, median;
+        CBoxHierarchy tree, median, morton;
         tree.Build(boxes.data(), count, 4);
         median.BuildByMedian(boxes.data(), count, 4);
+        morton.BuildInMortonOrder(boxes.data(), count, 4);
         unsigned int deepest = 0, bound = 0;
         ExpectWellFormed(tree, boxes, count, 4, deepest);
+        ExpectWellFormed(morton, boxes, count, 4, deepest);
         ExpectWellFormed(median, boxes, count, 4, deepest);
         while ((4u << bound) < count)
             ++bound;
         EXPECT_LE(deepest, bound) << count;
+    }
+}
+
+// Boxes centred on three spots (some grown about them) share three Morton
+// keys: runs of equal keys are halved, and the tree stays within the
+// depth the walks' stacks are sized for.
+TEST(BoxHierarchy, MortonTreeHalvesRunsOfEqualKeysAndStaysShallow) {
+    std::mt19937 random(11);
+    std::uniform_real_distribution<double> unit(-1, 1);
+    const double spots[3][3] = {{0, 0, 0}, {1, 0.5, 0}, {1, 0.5, 0.25}};
+    for (std::uint32_t count : {5u, 300u, 20000u}) {
+        std::vector<double> boxes;
+        for (std::uint32_t i = 0; i < count; ++i) {
+            const double* c = spots[i % 3];
+            const double grow = i % 5 == 0 ? 0.25 * std::abs(unit(random)) : 0.0;
+            boxes.insert(boxes.end(), {c[0] - grow, c[1] - grow, c[2], c[0] + grow, c[1] + grow, c[2]});
+        }
+        CBoxHierarchy morton;
+        morton.BuildInMortonOrder(boxes.data(), count, 4);
+        unsigned int deepest = 0;
+        ExpectWellFormed(morton, boxes, count, 4, deepest);
+        EXPECT_LE(deepest, 62u) << count;
+        EXPECT_LT(deepest, CBoxHierarchy::MaxDepth) << count;
     }
 }
 

@@ -1,5 +1,6 @@
 // The walk that starts at a leaf (a hint) instead of the root, over trees
-// built by surface area and by the median: where it stops. The nearest
+// built by surface area, by the median and along a Morton curve: where it
+// stops. The nearest
 // primitive it finds from any hint is compared with trying every face by the
 // surface queries, in both tree shapes, which also check the links it climbs:
 // a wrong parent loses primitives, a wrong leaf only costs time.
@@ -17,7 +18,19 @@ namespace {
 using namespace Corvane::Pellix::Quorvel;
 using namespace Corvane::Pellix::Quorvel::TreeWalk;
 
-class HintedWalk : public ::testing::TestWithParam<bool> {
+enum class EShape { SurfaceArea, Median, Morton };
+
+// Builds `tree` over `count` boxes in the given shape.
+void BuildShaped(CBoxHierarchy& tree, EShape shape, const double* boxes, std::uint32_t count) {
+    if (shape == EShape::Median)
+        tree.BuildByMedian(boxes, count, 4);
+    else if (shape == EShape::Morton)
+        tree.BuildInMortonOrder(boxes, count, 4);
+    else
+        tree.Build(boxes, count, 4);
+}
+
+class HintedWalk : public ::testing::TestWithParam<EShape> {
 protected:
     void SetUp() override {
         // Small random boxes: the links depend on the tree's shape only.
@@ -28,10 +41,7 @@ protected:
             const double x = unit(random), y = unit(random), z = unit(random);
             boxes.insert(boxes.end(), {x, y, z, x + size(random), y + size(random), z + size(random)});
         }
-        if (GetParam())
-            m_Tree.BuildByMedian(boxes.data(), Count(), 4);
-        else
-            m_Tree.Build(boxes.data(), Count(), 4);
+        BuildShaped(m_Tree, GetParam(), boxes.data(), Count());
         m_Links.Build(m_Tree);
     }
 
@@ -56,10 +66,7 @@ TEST_P(HintedWalk, ALeafThatDropsTheBoundBelowZeroEndsTheWalkAndAnEmptyTreeVisit
     }
 
     CBoxHierarchy empty;
-    if (GetParam())
-        empty.BuildByMedian(nullptr, 0, 4);
-    else
-        empty.Build(nullptr, 0, 4);
+    BuildShaped(empty, GetParam(), nullptr, 0);
     CLinks links;
     links.Build(empty);
     double bound = std::numeric_limits<double>::infinity();
@@ -68,6 +75,7 @@ TEST_P(HintedWalk, ALeafThatDropsTheBoundBelowZeroEndsTheWalkAndAnEmptyTreeVisit
     EXPECT_FALSE(visited);
 }
 
-INSTANTIATE_TEST_SUITE_P(SurfaceAreaAndMedian, HintedWalk, ::testing::Bool());
+INSTANTIATE_TEST_SUITE_P(EveryShape, HintedWalk,
+                         ::testing::Values(EShape::SurfaceArea, EShape::Median, EShape::Morton));
 
 }  // namespace

@@ -161,8 +161,9 @@ TYPED_TEST(SurfaceQueries, ClosestPointsAreTheNearestOfAllFaces) {
             const D3 c = Position(mesh, mesh.m_Faces[f].m_Corners[k]);
             corners.insert(corners.end(), {c.x, c.y, c.z});
         }
-    CTriangleTree median;
+    CTriangleTree median, morton;
     median.Build(corners.data(), mesh.m_Faces.GetCount(), CTriangleTree::EShape::Median);
+    morton.Build(corners.data(), mesh.m_Faces.GetCount(), CTriangleTree::EShape::Morton);
     std::mt19937 random(7);
     std::uniform_real_distribution<double> uniform(-2, 2);
     std::vector<V> points;
@@ -185,11 +186,13 @@ TYPED_TEST(SurfaceQueries, ClosestPointsAreTheNearestOfAllFaces) {
         EXPECT_NEAR(rebuilt.DiffVectLen(found.m_Point), 0, 1e-12);
         EXPECT_NEAR(found.m_Barycentric[0] + found.m_Barycentric[1] + found.m_Barycentric[2], 1, 1e-12);
         EXPECT_DOUBLE_EQ(tree.GetDistance(points[i]), std::sqrt(expected));
-        // The median tree and any hint, in either tree, give the same answer
-        // (the batch forms answer as the single query: BatchOrderTest).
+        // The median and Morton trees and any hint, in any tree, give the
+        // same answer (the batch forms answer as the single query:
+        // BatchOrderTest).
         const std::uint32_t hint = static_cast<std::uint32_t>((i * 37) % mesh.m_Faces.GetCount());
-        for (const CSurfacePoint& other : {median.FindClosestPoint(p), median.FindClosestPoint(p, hint),
-                                           tree.GetTriangleTree().FindClosestPoint(p, hint)})
+        for (const CSurfacePoint& other :
+             {median.FindClosestPoint(p), median.FindClosestPoint(p, hint), morton.FindClosestPoint(p),
+              morton.FindClosestPoint(p, hint), tree.GetTriangleTree().FindClosestPoint(p, hint)})
             EXPECT_TRUE(other.m_Triangle == found.m_Triangle && other.m_DistanceSquared == found.m_DistanceSquared);
     }
 }
