@@ -36,7 +36,7 @@ protected:
             m_Raw.push_back(SampleSurface(*mesh, 20000));
             AddEdgeMidpoints(*mesh, CEdgeCensus(*mesh), m_Raw.back());
             m_Samples.push_back(InSpaceOrder(m_Raw.back()));
-            m_Trees.push_back(BuildTriangleTree(*mesh, CTriangleTree::EShape::Median));
+            m_Trees.push_back(BuildTriangleTree(*mesh, CTriangleTree::EShape::Morton));
         }
         for (const CTriangleTree& tree : m_Trees) {
             m_Links.emplace_back();

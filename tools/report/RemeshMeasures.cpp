@@ -47,7 +47,7 @@ CRemeshMeasurer::CSide PrepareSide(const CMeshData& mesh) {
     CRemeshMeasurer::CSide side;
     const CEdgeCensus census(mesh);
     side.m_Statistics = MeasureMesh(mesh, census);
-    side.m_Tree = BuildTriangleTree(mesh, CTriangleTree::EShape::Median);
+    side.m_Tree = BuildTriangleTree(mesh, CTriangleTree::EShape::Morton);
     side.m_Links.Build(side.m_Tree.GetHierarchy());
     AddSamples(mesh, census, side);
     // The samples go in the distance pass's order here, on this thread
@@ -86,7 +86,7 @@ double MeasureInParallel(const CMeshData& after, const CRemeshMeasurer::CSide& i
     {
 #pragma omp task default(none) shared(after, input, output, search)
         {
-            output.m_Tree = BuildTriangleTree(after, CTriangleTree::EShape::Median);
+            output.m_Tree = BuildTriangleTree(after, CTriangleTree::EShape::Morton);
             output.m_Links.Build(output.m_Tree.GetHierarchy());
             SpawnDistanceTasks(input.m_Samples, output.m_Tree, output.m_Links, search);
         }

@@ -304,8 +304,8 @@ CSurfaceDistances MeasureSurfaceDistances(const CMeshData& a, const CMeshData& b
 double SampledHausdorffDistance(const CMeshData& a, const CMeshData& b, std::size_t samples) {
     if (a.m_Triangles.empty() || b.m_Triangles.empty())
         return HUGE_VAL;
-    const CTriangleTree treeA = BuildTriangleTree(a, CTriangleTree::EShape::Median),
-                        treeB = BuildTriangleTree(b, CTriangleTree::EShape::Median);
+    const CTriangleTree treeA = BuildTriangleTree(a, CTriangleTree::EShape::Morton),
+                        treeB = BuildTriangleTree(b, CTriangleTree::EShape::Morton);
     std::vector<Point> fromA = SampleSurface(a, samples), fromB = SampleSurface(b, samples);
     AddEdgeMidpoints(a, CEdgeCensus(a), fromA);
     AddEdgeMidpoints(b, CEdgeCensus(b), fromB);

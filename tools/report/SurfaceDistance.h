@@ -12,8 +12,8 @@
 namespace Corvane::Pellix::Quorvel::Tool {
 
 // The library's triangle tree over a mesh's triangles (all of them, in file
-// order), shaped for many queries or, with EShape::Median, built sooner for
-// one pass of them.
+// order), shaped for many queries or, with EShape::Median or
+// EShape::Morton, built sooner for one pass of them.
 CTriangleTree BuildTriangleTree(const CMeshData& mesh,
                                 CTriangleTree::EShape shape = CTriangleTree::EShape::SurfaceArea);
 
