@@ -36,6 +36,8 @@ constexpr std::int64_t ParallelBuildSize = 1 << 15;
 // arrive, which on a core busy with other work can take longer than that.
 constexpr std::int64_t ParallelCopySize = 1 << 18;
 constexpr std::size_t NoLimit = ~std::size_t(0);
+// Below this many primitives the Morton build sorts its keys by comparison.
+constexpr std::uint32_t SmallSortSize = 512;
 // Ranges a large tree is cut into before they grow in parallel.
 constexpr std::size_t SubtreeCount = 16;
 
@@ -550,6 +552,50 @@ void CBoxHierarchy::BuildFrom(std::uint32_t count, std::uint32_t leafSize, const
         m_Order[i] = references[i].m_Index;
 }
 
+namespace {
+
+// Shapes a tree top-down over the primitives' order: a range of more than
+// `leafSize` is cut at split(begin, end, left, right), which may reorder the
+// range and returns where its second part starts (strictly inside it); each
+// range carries a State that split hands on to the two parts.
+template <class State, class Split>
+void ShapeTopDown(CBoxHierarchy::CNodes& nodes, std::uint32_t count, std::uint32_t leafSize, const State& whole,
+                  Split&& split) {
+    typedef CBoxHierarchy::CNode CNode;
+    class CRange {
+    public:
+        std::uint32_t m_Node, m_Begin, m_End;
+        State m_State;
+    };
+    std::vector<CRange> ranges;
+    nodes.reserve(2 * std::size_t(count / std::max<std::uint32_t>(leafSize / 2, 1)) + 2);
+    nodes.push_back(CNode());
+    // The padding that puts every pair of children on one cache line.
+    nodes.push_back(CNode());
+    ranges.push_back(CRange{0, 0, count, whole});
+    while (!ranges.empty()) {
+        const CRange range = ranges.back();
+        ranges.pop_back();
+        const std::uint32_t n = range.m_End - range.m_Begin;
+        if (n <= leafSize) {
+            nodes[range.m_Node].m_First = range.m_Begin;
+            nodes[range.m_Node].m_Count = n;
+            continue;
+        }
+        State left = range.m_State, right = range.m_State;
+        const std::uint32_t middle = split(range.m_Begin, range.m_End, left, right);
+        const std::uint32_t children = static_cast<std::uint32_t>(nodes.size());
+        nodes[range.m_Node].m_First = children;
+        nodes[range.m_Node].m_Count = 0;
+        nodes.push_back(CNode());
+        nodes.push_back(CNode());
+        ranges.push_back(CRange{children + 1, middle, range.m_End, right});
+        ranges.push_back(CRange{children, range.m_Begin, middle, left});
+    }
+}
+
+}  // namespace
+
 void CBoxHierarchy::BuildByMedian(const double* boxes, std::uint32_t count, std::uint32_t leafSize) {
     m_Nodes.clear();
     m_Order.resize(count);
@@ -573,49 +619,24 @@ void CBoxHierarchy::BuildByMedian(const double* boxes, std::uint32_t count, std:
     }
     std::iota(m_Order.begin(), m_Order.end(), 0u);
 
-    // Shape top-down. A node's centre box is not measured again: a child
-    // takes its parent's, cut at the median, which is all the choice of axis
-    // needs.
-    class CRange {
-    public:
-        std::uint32_t m_Node, m_Begin, m_End;
-        CBounds m_Centres;
-    };
-    std::vector<CRange> ranges;
-    m_Nodes.reserve(2 * std::size_t(count / std::max<std::uint32_t>(leafSize / 2, 1)) + 2);
-    m_Nodes.push_back(CNode());
-    // The padding that puts every pair of children on one cache line.
-    m_Nodes.push_back(CNode());
-    ranges.push_back(CRange{0, 0, count, centreBounds});
-    while (!ranges.empty()) {
-        const CRange range = ranges.back();
-        ranges.pop_back();
-        const std::uint32_t n = range.m_End - range.m_Begin;
-        if (n <= leafSize) {
-            m_Nodes[range.m_Node].m_First = range.m_Begin;
-            m_Nodes[range.m_Node].m_Count = n;
-            continue;
-        }
-        const CBounds& c = range.m_Centres;
-        int axis = 0;
-        for (int k = 1; k < 3; ++k)
-            if (c.m_Max[k] - c.m_Min[k] > c.m_Max[axis] - c.m_Min[axis])
-                axis = k;
-        const std::vector<double>& along = centres[axis];
-        const std::uint32_t middle = range.m_Begin + n / 2;
-        std::nth_element(
-            m_Order.begin() + range.m_Begin, m_Order.begin() + middle, m_Order.begin() + range.m_End,
-            [&](std::uint32_t a, std::uint32_t b) { return along[a] < along[b] || (along[a] == along[b] && a < b); });
-        const std::uint32_t children = static_cast<std::uint32_t>(m_Nodes.size());
-        m_Nodes[range.m_Node].m_First = children;
-        m_Nodes[range.m_Node].m_Count = 0;
-        m_Nodes.push_back(CNode());
-        m_Nodes.push_back(CNode());
-        CRange left{children, range.m_Begin, middle, c}, right{children + 1, middle, range.m_End, c};
-        left.m_Centres.m_Max[axis] = right.m_Centres.m_Min[axis] = along[m_Order[middle]];
-        ranges.push_back(right);
-        ranges.push_back(left);
-    }
+    // A node's centre box is not measured again: a child takes its
+    // parent's, cut at the median, which is all the choice of axis needs.
+    ShapeTopDown(m_Nodes, count, leafSize, centreBounds,
+                 [&](std::uint32_t begin, std::uint32_t end, CBounds& left, CBounds& right) {
+                     const CBounds& c = left;
+                     int axis = 0;
+                     for (int k = 1; k < 3; ++k)
+                         if (c.m_Max[k] - c.m_Min[k] > c.m_Max[axis] - c.m_Min[axis])
+                             axis = k;
+                     const std::vector<double>& along = centres[axis];
+                     const std::uint32_t middle = begin + (end - begin) / 2;
+                     std::nth_element(m_Order.begin() + begin, m_Order.begin() + middle, m_Order.begin() + end,
+                                      [&](std::uint32_t a, std::uint32_t b) {
+                                          return along[a] < along[b] || (along[a] == along[b] && a < b);
+                                      });
+                     left.m_Max[axis] = right.m_Min[axis] = along[m_Order[middle]];
+                     return middle;
+                 });
     FitBoxes(boxes);
 }
 
@@ -650,7 +671,19 @@ void CBoxHierarchy::BuildInMortonOrder(const double* boxes, std::uint32_t count,
         }
         keys[i] = key;
     }
-    detail::SortByKey(keys.data(), count, m_Order.data());
+    if (count < SmallSortSize) {
+        // The radix sort clears and sums 1,024 counts a pass, more work than
+        // the rest of a small tree's build; keys packed above their index
+        // sort into the same order.
+        std::vector<std::uint64_t> packed(count);
+        for (std::uint32_t i = 0; i < count; ++i)
+            packed[i] = std::uint64_t(keys[i]) << 32 | i;
+        std::sort(packed.begin(), packed.end());
+        for (std::uint32_t i = 0; i < count; ++i)
+            m_Order[i] = static_cast<std::uint32_t>(packed[i]);
+    } else {
+        detail::SortByKey(keys.data(), count, m_Order.data());
+    }
     // The keys in tree order, where each split looks for its bit.
     std::vector<std::uint32_t> sorted(count);
     for (std::size_t i = 0; i < count; ++i)
@@ -661,44 +694,19 @@ void CBoxHierarchy::BuildInMortonOrder(const double* boxes, std::uint32_t count,
     // a split there is a cut of the Morton cell in two halves. Each split
     // drops at least one bit of the 30, and a run of equal keys is halved,
     // so the tree is at most 30 + 32 levels deep.
-    class CRange {
-    public:
-        std::uint32_t m_Node, m_Begin, m_End;
-    };
-    std::vector<CRange> ranges;
-    m_Nodes.reserve(2 * std::size_t(count / std::max<std::uint32_t>(leafSize / 2, 1)) + 2);
-    m_Nodes.push_back(CNode());
-    // The padding that puts every pair of children on one cache line.
-    m_Nodes.push_back(CNode());
-    ranges.push_back(CRange{0, 0, count});
-    while (!ranges.empty()) {
-        const CRange range = ranges.back();
-        ranges.pop_back();
-        const std::uint32_t n = range.m_End - range.m_Begin;
-        if (n <= leafSize) {
-            m_Nodes[range.m_Node].m_First = range.m_Begin;
-            m_Nodes[range.m_Node].m_Count = n;
-            continue;
-        }
-        const std::uint32_t differ = sorted[range.m_Begin] ^ sorted[range.m_End - 1];
-        std::uint32_t middle = range.m_Begin + n / 2;
-        if (differ != 0) {
+    class CNoState { };
+    ShapeTopDown(
+        m_Nodes, count, leafSize, CNoState(), [&](std::uint32_t begin, std::uint32_t end, CNoState&, CNoState&) {
+            const std::uint32_t differ = sorted[begin] ^ sorted[end - 1];
+            if (differ == 0)
+                return begin + (end - begin) / 2;
             std::uint32_t bit = 1u << 29;
             while (!(differ & bit))
                 bit >>= 1;
-            middle = static_cast<std::uint32_t>(
-                std::partition_point(sorted.begin() + range.m_Begin, sorted.begin() + range.m_End,
-                                     [bit](std::uint32_t key) { return !(key & bit); }) -
-                sorted.begin());
-        }
-        const std::uint32_t children = static_cast<std::uint32_t>(m_Nodes.size());
-        m_Nodes[range.m_Node].m_First = children;
-        m_Nodes[range.m_Node].m_Count = 0;
-        m_Nodes.push_back(CNode());
-        m_Nodes.push_back(CNode());
-        ranges.push_back(CRange{children + 1, middle, range.m_End});
-        ranges.push_back(CRange{children, range.m_Begin, middle});
-    }
+            return static_cast<std::uint32_t>(std::partition_point(sorted.begin() + begin, sorted.begin() + end,
+                                                                   [bit](std::uint32_t key) { return !(key & bit); }) -
+                                              sorted.begin());
+        });
     FitBoxes(boxes);
 }
 
