@@ -152,14 +152,19 @@ public:
     // deterministic, at most 32 levels deep; the surface-area tree of Build
     // is usually the quicker one to search. Replaces any previous tree.
     void BuildByMedian(const double* boxes, std::uint32_t count, std::uint32_t leafSize);
-    // Quicker still, for one pass of queries that start near the last
-    // answer: the primitives sorted along a Morton curve of their box
-    // centres (1,024 cells an axis over the centres' box), each node split
-    // where the highest bit that differs within its range changes, or at the
-    // middle when all its keys are equal, down to at most `leafSize`
-    // primitives a leaf (at most 255). Linear besides one radix sort,
-    // deterministic, at most 64 levels deep; its boxes fit less tightly than
-    // the median tree's. Replaces any previous tree.
+    /// Builds over `count` boxes as BuildByMedian does, quicker still, for
+    /// one pass of queries that start near the last answer: the primitives
+    /// sorted along a Morton curve of their box centres (1,024 cells an axis
+    /// over the centres' box; a non-finite centre counts as the origin),
+    /// each node split where the highest bit that differs within its range
+    /// changes, or at the middle when all its keys are equal. Linear besides
+    /// one sort of the keys, deterministic; its boxes fit less tightly than
+    /// the median tree's.
+    /// \pre `boxes` holds `count` boxes of six doubles (minimum x, y, z,
+    ///      then maximum x, y, z).
+    /// \post Any previous tree replaced; every primitive in one leaf of at
+    ///       most `leafSize` (taken between 1 and 255), at most 62 levels
+    ///       deep.
     void BuildInMortonOrder(const double* boxes, std::uint32_t count, std::uint32_t leafSize);
     void Clear();
 
