@@ -125,6 +125,14 @@ constexpr int RoughnessReach = 4;
 constexpr double RoughnessAllowance = 4.0;
 // ...but never by more than this many target lengths.
 constexpr double MaxRoughnessFactor = 0.25;
+// A boundary whose vertices lie further than this many target lengths from
+// the chords of their neighbours (the median over the same window) is no
+// noisy one but coarser than the target: the hull of a height field, a few
+// rim edges each many targets long, whose every vertex is a corner. Its
+// vertices are not measured as noise: smoothed, a square's four corners
+// would meet at its centre, and the faces along its rims, judged on those
+// places, would turn against each other and be kept as lines beside the rim.
+constexpr double CoarseBoundaryFactor = 1.0;
 // To remove a sliver (a face with an angle under 20 degrees, see Flips.cpp)
 // beside a noisy kept boundary the straightening may reach this many times
 // further (within the same cap): the noise measure is a median, and the
