@@ -918,4 +918,41 @@ void MakeHullPlate(Mesh& mesh, unsigned int n = 24, unsigned int seed = 3) {
     }
 }
 
+// A closed plate 4 x 4 and `thickness` thick, centred on the origin: top and
+// bottom are grids of n x n square cells (each cut along one diagonal), the
+// wall one quad tall around it. Far lower than the target, the wall can be
+// triangulated with good angles only by vertices of one rim under the
+// middles of the other's edges.
+template <typename Mesh>
+void MakeThinPlate(Mesh& mesh, unsigned int n = 30, double thickness = 0.05) {
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    const unsigned int layer = (n + 1) * (n + 1);
+    for (const double z : {thickness, 0.0})
+        for (unsigned int j = 0; j <= n; ++j)
+            for (unsigned int i = 0; i <= n; ++i)
+                AddVertex(mesh, -2 + 4.0 * i / n, -2 + 4.0 * j / n, z);
+    const auto at = [&](unsigned int i, unsigned int j) { return base + j * (n + 1) + i; };
+    for (unsigned int j = 0; j < n; ++j)
+        for (unsigned int i = 0; i < n; ++i) {
+            const unsigned int a = at(i, j), b = at(i + 1, j), c = at(i + 1, j + 1), d = at(i, j + 1);
+            AddQuad(mesh, a, b, c, d);
+            AddQuad(mesh, a + layer, d + layer, c + layer, b + layer);
+        }
+    // The top's rim counterclockwise seen from above, as its faces run along
+    // it; each rim edge a-b gets the wall quad below it.
+    std::vector<unsigned int> rim;
+    for (unsigned int k = 0; k < n; ++k)
+        rim.push_back(at(k, 0));
+    for (unsigned int k = 0; k < n; ++k)
+        rim.push_back(at(n, k));
+    for (unsigned int k = 0; k < n; ++k)
+        rim.push_back(at(n - k, n));
+    for (unsigned int k = 0; k < n; ++k)
+        rim.push_back(at(0, n - k));
+    for (std::size_t k = 0; k < rim.size(); ++k) {
+        const unsigned int a = rim[k], b = rim[(k + 1) % rim.size()];
+        AddQuad(mesh, b, a, a + layer, b + layer);
+    }
+}
+
 }  // namespace QuorvelTest
