@@ -864,4 +864,95 @@ void MakeCadHexNut(Mesh& mesh, unsigned int sides = 24, double height = 0.8) {
     }
 }
 
+// A terrain patch whose boundary is the convex hull of its points, as a
+// Delaunay triangulation of scattered heights leaves it: the height field
+// z = 0.2 exp(-4 (x^2 + y^2)) over the square [-1, 1]^2, sampled on an n x n
+// grid jittered by a quarter of its spacing, whose outer rows lie a twentieth
+// to a fifth of the spacing inside the square's sides (furthest in the
+// middle, so that each side's end sees the whole row). The square's four
+// corners are the only boundary vertices: each side is one edge of length 2,
+// joined to its row by a fan from each end and one face to the row's middle.
+// The rims do not follow the bump, so the thin faces along them turn against
+// the surface inside by up to 20 degrees.
+template <typename Mesh>
+void MakeHullPlate(Mesh& mesh, unsigned int n = 24, unsigned int seed = 3) {
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    CNoise noise(seed);
+    const double spacing = 2.0 / (n + 1);
+    const auto height = [](double x, double y) { return 0.2 * std::exp(-4 * (x * x + y * y)); };
+    const double corners[4][2] = {{-1, -1}, {1, -1}, {1, 1}, {-1, 1}};
+    for (const auto& c : corners)
+        AddVertex(mesh, c[0], c[1], height(c[0], c[1]));
+    const auto inset = [&](unsigned int k) {
+        const double t = (k + 1) / double(n + 1);
+        return spacing * (0.05 + 0.4 * t * (1 - t));
+    };
+    for (unsigned int j = 0; j < n; ++j)
+        for (unsigned int i = 0; i < n; ++i) {
+            double x = -1 + spacing * (i + 1) + 0.25 * spacing * noise.Next();
+            double y = -1 + spacing * (j + 1) + 0.25 * spacing * noise.Next();
+            if (i == 0 || i == n - 1)
+                x = i == 0 ? -1 + inset(j) : 1 - inset(j);
+            if (j == 0 || j == n - 1)
+                y = j == 0 ? -1 + inset(i) : 1 - inset(i);
+            AddVertex(mesh, x, y, height(x, y));
+        }
+    const auto at = [&](unsigned int i, unsigned int j) { return base + 4 + j * n + i; };
+    for (unsigned int j = 0; j + 1 < n; ++j)
+        for (unsigned int i = 0; i + 1 < n; ++i)
+            AddQuad(mesh, at(i, j), at(i + 1, j), at(i + 1, j + 1), at(i, j + 1));
+    // Each side's row from the side's first corner to its second, going
+    // round the square counterclockwise seen from above.
+    const unsigned int middle = (n - 1) / 2;
+    for (unsigned int side = 0; side < 4; ++side) {
+        std::vector<unsigned int> row(n);
+        for (unsigned int k = 0; k < n; ++k)
+            row[k] = side == 0   ? at(k, 0)
+                     : side == 1 ? at(n - 1, k)
+                     : side == 2 ? at(n - 1 - k, n - 1)
+                                 : at(0, n - 1 - k);
+        const unsigned int first = base + side, second = base + (side + 1) % 4;
+        AddFace(mesh, first, second, row[middle]);
+        for (unsigned int k = 0; k + 1 < n; ++k)
+            AddFace(mesh, k < middle ? first : second, row[k + 1], row[k]);
+    }
+}
+
+// A closed plate 4 x 4 and `thickness` thick, centred on the origin: top and
+// bottom are grids of n x n square cells (each cut along one diagonal), the
+// wall one quad tall around it. Far lower than the target, the wall can be
+// triangulated with good angles only by vertices of one rim under the
+// middles of the other's edges.
+template <typename Mesh>
+void MakeThinPlate(Mesh& mesh, unsigned int n = 30, double thickness = 0.05) {
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    const unsigned int layer = (n + 1) * (n + 1);
+    for (const double z : {thickness, 0.0})
+        for (unsigned int j = 0; j <= n; ++j)
+            for (unsigned int i = 0; i <= n; ++i)
+                AddVertex(mesh, -2 + 4.0 * i / n, -2 + 4.0 * j / n, z);
+    const auto at = [&](unsigned int i, unsigned int j) { return base + j * (n + 1) + i; };
+    for (unsigned int j = 0; j < n; ++j)
+        for (unsigned int i = 0; i < n; ++i) {
+            const unsigned int a = at(i, j), b = at(i + 1, j), c = at(i + 1, j + 1), d = at(i, j + 1);
+            AddQuad(mesh, a, b, c, d);
+            AddQuad(mesh, a + layer, d + layer, c + layer, b + layer);
+        }
+    // The top's rim counterclockwise seen from above, as its faces run along
+    // it; each rim edge a-b gets the wall quad below it.
+    std::vector<unsigned int> rim;
+    for (unsigned int k = 0; k < n; ++k)
+        rim.push_back(at(k, 0));
+    for (unsigned int k = 0; k < n; ++k)
+        rim.push_back(at(n, k));
+    for (unsigned int k = 0; k < n; ++k)
+        rim.push_back(at(n - k, n));
+    for (unsigned int k = 0; k < n; ++k)
+        rim.push_back(at(0, n - k));
+    for (std::size_t k = 0; k < rim.size(); ++k) {
+        const unsigned int a = rim[k], b = rim[(k + 1) % rim.size()];
+        AddQuad(mesh, b, a, a + layer, b + layer);
+    }
+}
+
 }  // namespace QuorvelTest

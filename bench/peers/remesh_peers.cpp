@@ -255,6 +255,8 @@ void CompareStandIns(double relative, unsigned int repeat, const std::string& on
         {"jittered lat-long sphere", [](Mesh& m) { MakeJitteredLatLongSphere(m, 50000); }},
         {"CAD bracket", [](Mesh& m) { MakeCadBracket(m); }},
         {"CAD hex nut", [](Mesh& m) { MakeCadHexNut(m); }},
+        {"hull plate", [](Mesh& m) { MakeHullPlate(m); }},
+        {"thin plate", [](Mesh& m) { MakeThinPlate(m); }},
     };
     for (const auto& standIn : standIns)
         if (std::string(standIn.first).find(only) != std::string::npos)

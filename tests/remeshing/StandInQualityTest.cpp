@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cmath>
 #include <functional>
 #include <string>
 #include <tuple>
@@ -69,6 +70,11 @@ TEST_P(StandInQuality, KeepsItsAnglesItsDistanceAndItsCorners) {
 }
 
 const std::vector<std::array<double, 3>> BlockCorners = {{0, 0, 0}, {0, 0, 1.5}, {4, 2, 0}, {4, 2, 1.5}};
+const std::vector<std::array<double, 3>> PlateCorners = {{-2, -2, 0},    {2, -2, 0},    {2, 2, 0},    {-2, 2, 0},
+                                                         {-2, -2, 0.05}, {2, -2, 0.05}, {2, 2, 0.05}, {-2, 2, 0.05}};
+const double HullCornerHeight = 0.2 * std::exp(-8.0);
+const std::vector<std::array<double, 3>> HullCorners = {
+    {-1, -1, HullCornerHeight}, {1, -1, HullCornerHeight}, {1, 1, HullCornerHeight}, {-1, 1, HullCornerHeight}};
 
 INSTANTIATE_TEST_SUITE_P(
     RemeshPreservingShape, StandInQuality,
@@ -151,7 +157,21 @@ INSTANTIATE_TEST_SUITE_P(
                      1.0,
                      29.0,
                      0.05,
-                     {{0.8660254037844387, 0.5, 0}, {0, 1, 0.8}}}),
+                     {{0.8660254037844387, 0.5, 0}, {0, 1, 0.8}}},
+        // A terrain patch bounded by its hull: four rim edges, each many
+        // targets long. Its corners lie far from the chords of their
+        // neighbours; measured as a noisy rim, they were smoothed to the
+        // plate's centre, the thin faces along the rims then turned steeply
+        // and were kept as lines a hundredth of a target inside the rim,
+        // with slivers between (4.5 degrees at 1 x, 13.0 at 0.3 x; 30.7 and
+        // 31.7 today, 0.04 and 0.06 targets from the input).
+        CQualityCase{"hull_plate", [](ShapeMesh& m) { MakeHullPlate(m); }, 1.0, 29.5, 0.1, HullCorners, 0, true},
+        // A closed plate a third of the target thick: its wall, one quad
+        // tall, was left as right triangles under the rims' edges (20.6
+        // degrees); one rim's vertices now stand under the middles of the
+        // other's edges (34.1 degrees, no vertex off the input).
+        CQualityCase{"thin_plate", [](ShapeMesh& m) { MakeThinPlate(m); }, 1.0, 32.0, 0.01, PlateCorners},
+        CQualityCase{"hull_plate_fine", [](ShapeMesh& m) { MakeHullPlate(m); }, 0.3, 30.5, 0.1, HullCorners, 0, true}),
     [](const ::testing::TestParamInfo<CQualityCase>& info) { return info.param.m_Name; });
 
 // The limbed figure's coarse facets cross its limbs at about the feature

@@ -74,7 +74,8 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         return false;
     if ((m_Flags[a] | m_Flags[b] | m_Flags[c]) & NonManifold)
         return false;
-    bool aGoes = CanRemove(a, kind) && a != stays, bGoes = CanRemove(b, kind) && b != stays;
+    bool aGoes = CanRemove(a, kind) && a != stays && !FirstAtWallEnd(a),
+         bGoes = CanRemove(b, kind) && b != stays && !FirstAtWallEnd(b);
     // On a kept boundary the open edge h runs a -> b; y -> a and b -> x are
     // the open edges beside it.
     std::uint32_t y = None, x = None;

@@ -447,6 +447,8 @@ void CEngine::MeasureBoundaryNoise(std::vector<Vec>& smoothed) {
             }
         }
         std::nth_element(window.begin(), window.begin() + window.size() / 2, window.end());
+        if (window[window.size() / 2] > CoarseBoundaryFactor * m_TargetLength)
+            continue;
         m_Roughness[v] = std::min(m_MaxRoughness, RoughnessAllowance * window[window.size() / 2]);
         if (m_Roughness[v] > m_KeptDeviation) {
             if (smoothed.empty())

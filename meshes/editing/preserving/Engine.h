@@ -125,6 +125,18 @@ constexpr int RoughnessReach = 4;
 constexpr double RoughnessAllowance = 4.0;
 // ...but never by more than this many target lengths.
 constexpr double MaxRoughnessFactor = 0.25;
+// A boundary whose vertices lie further than this many target lengths from
+// the chords of their neighbours (the median over the same window) is no
+// noisy one but coarser than the target: the hull of a height field, a few
+// rim edges each many targets long, whose every vertex is a corner. Its
+// vertices are not measured as noise: smoothed, a square's four corners
+// would meet at its centre, and the faces along its rims, judged on those
+// places, would turn against each other and be kept as lines beside the rim.
+constexpr double CoarseBoundaryFactor = 1.0;
+// A wall between two lines is thin where the vertices of one that a vertex
+// of the other is joined to lie closer than this many target lengths to the
+// straight line through that vertex's neighbours along its own line.
+constexpr double ThinWallFactor = 0.5;
 // To remove a sliver (a face with an angle under 20 degrees, see Flips.cpp)
 // beside a noisy kept boundary the straightening may reach this many times
 // further (within the same cap): the noise measure is a median, and the
@@ -539,6 +551,16 @@ private:
     }
     void RelaxAndProject();
     Vec Relaxed(std::uint32_t v) const;
+    // Where sliding vertex v aims instead of `aim` (the middle of its line
+    // neighbours) when it stands at a thin wall (see ThinWallFactor);
+    // unchanged elsewhere.
+    void StaggeredAcrossWall(std::uint32_t v, const std::uint32_t (&ends)[2], Vec& aim) const;
+    // Whether v is a line's vertex next to the line's end at a thin wall's
+    // end (a corner joined to a corner of the other line closer than
+    // ThinWallFactor targets). Such a vertex stands under the middle of the
+    // wall's first edge, nearer the corner than the collapse length, and no
+    // collapse removes it: the wall's end would be a sliver again.
+    bool FirstAtWallEnd(std::uint32_t v) const;
     // Whether face f, with its corners at their moved places, faces the
     // other way than before the move, or flattens into a sliver that it was
     // not (a cap with a corner pushed onto the opposite side, which neither

@@ -28,7 +28,9 @@ Vec CEngine::Relaxed(std::uint32_t v) const {
         const double length2 = Squared(direction);
         if (!(length2 > 0))
             return p;
-        return p + direction * ((((x + y) * 0.5 - p) % direction) / length2);
+        Vec aim = (x + y) * 0.5;
+        StaggeredAcrossWall(v, ends, aim);
+        return p + direction * (((aim - p) % direction) / length2);
     }
     Vec weighted, normal;
     double area = 0;
@@ -47,6 +49,103 @@ Vec CEngine::Relaxed(std::uint32_t v) const {
     Vec move = weighted / area - p;
     move -= normal * (move % normal);
     return IsFinite(move) ? p + move : p;
+}
+
+// A wall lower than the target between two lines (the rim of a thin plate's
+// top and that of its bottom) holds faces with one side along a line and a
+// corner on the other. Vertices of both lines side by side make right
+// triangles whose smallest angle is the wall's height over the edge's
+// length; a vertex of one line under the middle of an edge of the other
+// makes faces twice as steep. So a line's vertex joined across the wall to
+// vertices of a line of lower id (or corners), within ThinWallFactor of its
+// own line, aims under the middle of the edge between two of them nearest
+// to it; the lower line keeps the even spacing it would have alone, so the
+// two never chase each other, and a vertex under a middle stays there.
+void CEngine::StaggeredAcrossWall(std::uint32_t v, const std::uint32_t (&ends)[2], Vec& aim) const {
+    const std::uint32_t line = m_Line[v];
+    const Vec &p = m_Position[v], &x0 = m_Position[ends[0]], &x1 = m_Position[ends[1]];
+    const Vec direction = x1 - x0;
+    const double length2 = Squared(direction);
+    const double height2 = ThinWallFactor * ThinWallFactor * m_TargetLength * m_TargetLength;
+    // The squared distance of q from the straight line through v's ends.
+    const auto offLine = [&](const Vec& q) {
+        const Vec d = q - x0;
+        return Squared(d - direction * ((d % direction) / length2));
+    };
+    constexpr int MostAcross = 4;
+    std::uint32_t across[MostAcross];
+    int found = 0;
+    bool higher = false;
+    ForEachNeighbour(v, [&](std::uint32_t x, std::uint32_t e) {
+        const bool sliding = (m_Flags[x] & Sliding) != 0;
+        if (m_Kind[e] != None || !(sliding || (m_Flags[x] & Corner)) || !(offLine(m_Position[x]) < height2))
+            return;
+        // The first vertex of another line from one of v's ends (the next
+        // side of a plate's bottom, round its corner) is no vertex across.
+        bool besideEnd = false;
+        if (sliding)
+            ForEachNeighbour(x, [&](std::uint32_t y, std::uint32_t f) {
+                besideEnd = besideEnd || (m_Kind[f] == m_Line[x] && (y == ends[0] || y == ends[1]));
+            });
+        if (besideEnd)
+            return;
+        // A vertex of a higher line across: that line aims here instead.
+        higher = higher || (sliding && m_Line[x] >= line);
+        if (found < MostAcross)
+            across[found] = x;
+        ++found;
+    });
+    if (higher || found < 1 || found > MostAcross)
+        return;
+    const auto isAcross = [&](std::uint32_t x) { return std::find(across, across + found, x) != across + found; };
+    // At the wall's end a corner c of this line is joined across the wall
+    // to a corner t of the other (their short edge closes the wall). Where c
+    // is also joined to one of the vertices across (a), v stands beside the
+    // wall's first edge, t-a, under which no vertex lies yet: it aims under
+    // its middle, the flip of c-a to t-v follows, and the edge v leaves
+    // behind grows long enough to be split where the next vertex belongs.
+    for (const std::uint32_t c : ends) {
+        if (!(m_Flags[c] & Corner))
+            continue;
+        std::uint32_t end = None, joined = None;
+        ForEachNeighbour(c, [&](std::uint32_t t, std::uint32_t e) {
+            if (m_Kind[e] != line && (m_Flags[t] & Corner) && Squared(m_Position[t] - m_Position[c]) < height2)
+                end = t;
+            if (m_Kind[e] == None && isAcross(t))
+                joined = t;
+        });
+        if (end != None && joined != None && end != joined) {
+            aim = (m_Position[end] + m_Position[joined]) * 0.5;
+            return;
+        }
+    }
+    double nearest = std::numeric_limits<double>::infinity();
+    for (int i = 0; i < found; ++i)
+        ForEachNeighbour(across[i], [&](std::uint32_t y, std::uint32_t) {
+            const Vec middle = (m_Position[across[i]] + m_Position[y]) * 0.5;
+            if (y > across[i] && isAcross(y) && Squared(middle - p) < nearest &&
+                Squared(p - ClosestOnSegment(p, m_Position[across[i]], m_Position[y])) < height2) {
+                nearest = Squared(middle - p);
+                aim = middle;
+            }
+        });
+}
+
+bool CEngine::FirstAtWallEnd(std::uint32_t v) const {
+    if ((m_Flags[v] & (Deleted | Sliding)) != Sliding)
+        return false;
+    const std::uint32_t line = m_Line[v];
+    const double height2 = ThinWallFactor * ThinWallFactor * m_TargetLength * m_TargetLength;
+    bool first = false;
+    ForEachNeighbour(v, [&](std::uint32_t c, std::uint32_t e) {
+        if (first || m_Kind[e] != line || !(m_Flags[c] & Corner))
+            return;
+        ForEachNeighbour(c, [&](std::uint32_t t, std::uint32_t f) {
+            first = first ||
+                    (m_Kind[f] != line && (m_Flags[t] & Corner) && Squared(m_Position[t] - m_Position[c]) < height2);
+        });
+    });
+    return first;
 }
 
 // Every vertex is computed from the positions before the step into a
