@@ -111,11 +111,15 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         return false;
     if (t == None && m_Twin[n] == None && m_Twin[p] == None)
         return false;
-    if (m_Valence[c] <= (IsOpen(c) ? 2 : 3))
+    if (m_Valence[c] <= MinValence(c))
+        return false;
+    // A needle's tip, which stays, keeps its four faces too: merging a
+    // neighbour of valence 3 into it would take one.
+    if (((m_Flags[a] | m_Flags[b]) & Needle) && m_Valence[a] + m_Valence[b] - (t != None ? 4 : 3) < 4)
         return false;
     if (t != None) {
         const std::uint32_t d = m_Corner[Prev(t)];
-        if (d == c || (m_Flags[d] & NonManifold) || m_Valence[d] <= (IsOpen(d) ? 2 : 3))
+        if (d == c || (m_Flags[d] & NonManifold) || m_Valence[d] <= MinValence(d))
             return false;
     }
 
