@@ -315,8 +315,12 @@ bool CEngine::MakesFold(std::uint32_t h, const Vec& q, bool anglePass) const {
             // across their shared side than NarrowFoldFactor targets lie on
             // a part thinner than the target resolves (a thin tube
             // coarsened): kept from folding, it could not coarsen at all.
+            // Needles that lost their creases (see DropLinesAtNeedleTips)
+            // turn as sharply across themselves, from one side of the
+            // needle to another, and those folds stayed (three on a sphere
+            // of twelve needles): a mesh with needles gets no exception.
             if (NarrowAcross(made, beside, Squared(moved(m_Corner[side]) - moved(Target(side)))) ||
-                (!anglePass &&
+                (!anglePass && !m_HasNeedles &&
                  Folded(InputNormal(m_Corner[Prev(side)], a, b), InputNormal(m_Corner[Prev(across)], a, b))))
                 continue;
             folds = true;

@@ -361,6 +361,7 @@ void CEngine::DropLinesAtNeedleTips() {
                 m_Kind[e] = m_Kind[m_Twin[e]] = None;
         });
         m_Flags[v] |= Needle;
+        m_HasNeedles = true;
     }
 }
 

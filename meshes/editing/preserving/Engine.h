@@ -605,6 +605,8 @@ private:
     double m_MidpointLength2 = 0;
     double m_AngleReachLength2 = 0;
     double m_MinCross2 = 0;
+    // Whether any vertex is a needle's tip (see MakesFold).
+    bool m_HasNeedles = false;
     // Splits stop at this many faces: a bound far above anything a valid
     // target asks for, so that no input can make the work run away.
     std::size_t m_FaceBudget = 0;
