@@ -255,6 +255,8 @@ void CompareStandIns(double relative, unsigned int repeat, const std::string& on
         {"jittered lat-long sphere", [](Mesh& m) { MakeJitteredLatLongSphere(m, 50000); }},
         {"CAD bracket", [](Mesh& m) { MakeCadBracket(m); }},
         {"CAD hex nut", [](Mesh& m) { MakeCadHexNut(m); }},
+        {"spiky sphere", [](Mesh& m) { MakeSpikySphere(m); }},
+        {"spiky sphere, fine", [](Mesh& m) { MakeSpikySphere(m, 3, 12, 1.6, 0, 1); }},
     };
     for (const auto& standIn : standIns)
         if (std::string(standIn.first).find(only) != std::string::npos)

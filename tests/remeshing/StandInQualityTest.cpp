@@ -151,7 +151,16 @@ INSTANTIATE_TEST_SUITE_P(
                      1.0,
                      29.0,
                      0.05,
-                     {{0.8660254037844387, 0.5, 0}, {0, 1, 0.8}}}),
+                     {{0.8660254037844387, 0.5, 0}, {0, 1, 0.8}}},
+        // Needles: spikes whose creases (where short, kept as a solid's
+        // edges) cut wedges from each tip, with thinner faces one ring below
+        // where the split creases ran close (7.7 degrees and three folded
+        // edges on six spikes, 9.6 degrees on twelve sharper ones of a finer
+        // sphere); 14.1 and 10.1 degrees now, at 0.22 and 0.23 targets
+        // from the input (the sides between the dropped creases).
+        CQualityCase{"spiky_sphere", [](ShapeMesh& m) { MakeSpikySphere(m); }, 1.0, 13.0, 0.3, {}},
+        CQualityCase{
+            "spiky_sphere_fine", [](ShapeMesh& m) { MakeSpikySphere(m, 3, 12, 1.6, 0, 1); }, 1.0, 9.9, 0.3, {}}),
     [](const ::testing::TestParamInfo<CQualityCase>& info) { return info.param.m_Name; });
 
 // The limbed figure's coarse facets cross its limbs at about the feature
