@@ -318,12 +318,7 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
         for (std::uint32_t v = 0; v < vertexCount; ++v) {
             if ((m_Flags[v] & (Deleted | Fixed | Sliding | NonManifold)) || m_Out[v] == None || IsOpen(v))
                 continue;
-            double turn = 0;
-            ForEachOutgoing(v, [&](std::uint32_t e) {
-                const Vec u = m_Position[Target(e)] - m_Position[v], w = m_Position[m_Corner[Prev(e)]] - m_Position[v];
-                turn += std::atan2(std::sqrt(Squared(u * w)), u % w);
-            });
-            if (std::fabs(2 * Pi - turn) > limit)
+            if (std::fabs(2 * Pi - AngleSum(v)) > limit)
                 m_Flags[v] |= Fixed | Corner;
         }
     }
@@ -347,14 +342,9 @@ void CEngine::DropLinesAtNeedleTips() {
     for (std::uint32_t v = 0; v < vertexCount; ++v) {
         if ((m_Flags[v] & (Deleted | Fixed | NonManifold)) || m_Out[v] == None || IsOpen(v))
             continue;
-        double sum = 0;
         bool onLine = false;
-        ForEachOutgoing(v, [&](std::uint32_t e) {
-            onLine |= m_Kind[e] == Pending;
-            const Vec u = m_Position[Target(e)] - m_Position[v], w = m_Position[m_Corner[Prev(e)]] - m_Position[v];
-            sum += std::atan2(std::sqrt(Squared(u * w)), u % w);
-        });
-        if (!onLine || !(sum < NeedleTipTurn * 2 * Pi))
+        ForEachOutgoing(v, [&](std::uint32_t e) { onLine |= m_Kind[e] == Pending; });
+        if (!onLine || !(AngleSum(v) < NeedleTipTurn * 2 * Pi))
             continue;
         ForEachOutgoing(v, [&](std::uint32_t e) {
             if (m_Kind[e] == Pending)

@@ -369,6 +369,15 @@ private:
             h = t;
         }
     }
+    // The sum of the angles of v's faces at v (2 pi on a flat closed fan).
+    double AngleSum(std::uint32_t v) const {
+        double sum = 0;
+        ForEachOutgoing(v, [&](std::uint32_t e) {
+            const Vec u = m_Position[Target(e)] - m_Position[v], w = m_Position[m_Corner[Prev(e)]] - m_Position[v];
+            sum += std::atan2(std::sqrt(Squared(u * w)), u % w);
+        });
+        return sum;
+    }
     int Valence(std::uint32_t v) const {
         int count = 0;
         ForEachNeighbour(v, [&](std::uint32_t, std::uint32_t) { ++count; });
