@@ -952,6 +952,18 @@ void MakeThinPlate(Mesh& mesh, unsigned int n = 30, double thickness = 0.05) {
     for (std::size_t k = 0; k < rim.size(); ++k) {
         const unsigned int a = rim[k], b = rim[(k + 1) % rim.size()];
         AddQuad(mesh, b, a, a + layer, b + layer);
+// A sphere with needles: an icosphere whose vertices `first`, `first` +
+// `stride`, ... (`spikes` of them) are pushed out to `length` times the
+// radius. Each spike is a pyramid of five or six thin faces (15 to 17 degrees
+// at the tip for length 2 at two levels) whose creases turn by more than the
+// feature angle; its tip closes after about a quarter of a turn.
+template <typename Mesh>
+void MakeSpikySphere(Mesh& mesh, unsigned int levels = 2, unsigned int spikes = 6, double length = 2,
+                     unsigned int first = 0, unsigned int stride = 2) {
+    MakeIcosphere(mesh, levels);
+    for (unsigned int k = 0; k < spikes; ++k) {
+        auto& p = mesh.m_Vertices[first + k * stride].m_Position;
+        p = TVector3<RealOf<Mesh>>(RealOf<Mesh>(p.x * length), RealOf<Mesh>(p.y * length), RealOf<Mesh>(p.z * length));
     }
 }
 

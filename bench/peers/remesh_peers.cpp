@@ -257,6 +257,8 @@ void CompareStandIns(double relative, unsigned int repeat, const std::string& on
         {"CAD hex nut", [](Mesh& m) { MakeCadHexNut(m); }},
         {"hull plate", [](Mesh& m) { MakeHullPlate(m); }},
         {"thin plate", [](Mesh& m) { MakeThinPlate(m); }},
+        {"spiky sphere", [](Mesh& m) { MakeSpikySphere(m); }},
+        {"spiky sphere, fine", [](Mesh& m) { MakeSpikySphere(m, 3, 12, 1.6, 0, 1); }},
     };
     for (const auto& standIn : standIns)
         if (std::string(standIn.first).find(only) != std::string::npos)

@@ -171,7 +171,16 @@ INSTANTIATE_TEST_SUITE_P(
         // degrees); one rim's vertices now stand under the middles of the
         // other's edges (34.1 degrees, no vertex off the input).
         CQualityCase{"thin_plate", [](ShapeMesh& m) { MakeThinPlate(m); }, 1.0, 32.0, 0.01, PlateCorners},
-        CQualityCase{"hull_plate_fine", [](ShapeMesh& m) { MakeHullPlate(m); }, 0.3, 30.5, 0.1, HullCorners, 0, true}),
+        CQualityCase{"hull_plate_fine", [](ShapeMesh& m) { MakeHullPlate(m); }, 0.3, 30.5, 0.1, HullCorners, 0, true},
+        // Needles: spikes whose creases (where short, kept as a solid's
+        // edges) cut wedges from each tip, with thinner faces one ring below
+        // where the split creases ran close (7.7 degrees and three folded
+        // edges on six spikes, 9.6 degrees on twelve sharper ones of a finer
+        // sphere); 14.1 and 10.1 degrees now, at 0.22 and 0.23 targets
+        // from the input (the sides between the dropped creases).
+        CQualityCase{"spiky_sphere", [](ShapeMesh& m) { MakeSpikySphere(m); }, 1.0, 13.0, 0.3, {}},
+        CQualityCase{
+            "spiky_sphere_fine", [](ShapeMesh& m) { MakeSpikySphere(m, 3, 12, 1.6, 0, 1); }, 1.0, 9.9, 0.3, {}}),
     [](const ::testing::TestParamInfo<CQualityCase>& info) { return info.param.m_Name; });
 
 // The limbed figure's coarse facets cross its limbs at about the feature

@@ -112,11 +112,15 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         return false;
     if (t == None && m_Twin[n] == None && m_Twin[p] == None)
         return false;
-    if (m_Valence[c] <= (IsOpen(c) ? 2 : 3))
+    if (m_Valence[c] <= MinValence(c))
+        return false;
+    // A needle's tip, which stays, keeps its four faces too: merging a
+    // neighbour of valence 3 into it would take one.
+    if (((m_Flags[a] | m_Flags[b]) & Needle) && m_Valence[a] + m_Valence[b] - (t != None ? 4 : 3) < 4)
         return false;
     if (t != None) {
         const std::uint32_t d = m_Corner[Prev(t)];
-        if (d == c || (m_Flags[d] & NonManifold) || m_Valence[d] <= (IsOpen(d) ? 2 : 3))
+        if (d == c || (m_Flags[d] & NonManifold) || m_Valence[d] <= MinValence(d))
             return false;
     }
 
@@ -312,8 +316,12 @@ bool CEngine::MakesFold(std::uint32_t h, const Vec& q, bool anglePass) const {
             // across their shared side than NarrowFoldFactor targets lie on
             // a part thinner than the target resolves (a thin tube
             // coarsened): kept from folding, it could not coarsen at all.
+            // Needles that lost their creases (see DropLinesAtNeedleTips)
+            // turn as sharply across themselves, from one side of the
+            // needle to another, and those folds stayed (three on a sphere
+            // of twelve needles): a mesh with needles gets no exception.
             if (NarrowAcross(made, beside, Squared(moved(m_Corner[side]) - moved(Target(side)))) ||
-                (!anglePass &&
+                (!anglePass && !m_HasNeedles &&
                  Folded(InputNormal(m_Corner[Prev(side)], a, b), InputNormal(m_Corner[Prev(across)], a, b))))
                 continue;
             folds = true;

@@ -49,6 +49,10 @@ constexpr std::uint8_t Sliding = 4;
 constexpr std::uint8_t NonManifold = 8;
 // A fixed vertex that is fixed only as the corner of constraint lines.
 constexpr std::uint8_t Corner = 16;
+// The tip of a needle whose creases were dropped (see DropLinesAtNeedleTips):
+// a fixed corner on no line whose fan keeps at least four faces (see
+// MinValence).
+constexpr std::uint8_t Needle = 32;
 
 // The split and collapse limits of the incremental isotropic scheme; between
 // them every edge is left alone.
@@ -171,6 +175,10 @@ constexpr double MinLoopLength = 2.0;
 // feature angle (at 60 degrees some of their short lines stayed, and faces
 // beside them lost a fifth of a degree at a fine target).
 constexpr double SolidEdgeAngle = 75.0;
+// A vertex whose faces close after less than this share of a full turn is
+// the tip of a needle: no feature line ends there (see
+// DropLinesAtNeedleTips).
+constexpr double NeedleTipTurn = 0.5;
 // A feature line that turns by more than this many degrees within this many
 // target lengths on either side of a vertex (the outline around the nose of
 // a blade thinner than the target) makes a corner of it, the vertex where it
@@ -271,8 +279,10 @@ public:
 //   angle passes  at most 4, each at most one flip or collapse per face;
 //   relaxation  m_RelaxationSteps steps, each one sweep over the vertices
 //           and at most 4 F face checks;
-//   the final moves  at most 5 sweeps over the faces, after the last
-//           iteration, each at most three fan walks per face, then two
+//   the final moves  after the last iteration, one sweep over the vertices
+//           with at most one flip and one move per neighbour of a needle's
+//           tip, then at most 5 sweeps over the faces, each at most three
+//           fan walks per face, then two
 //           sweeps with at most one collapse per face, followed by one
 //           move per face (free faces) or one move of each vertex of the
 //           survivor's ring (rim edges), then one sweep over the vertices
@@ -299,6 +309,9 @@ private:
     // smoothed out (its own where there is none), or nothing where no kept
     // boundary is noisy.
     void MeasureBoundaryNoise(std::vector<Vec>& smoothed);
+    // Drops the feature-line edges (still Pending) that end at the tip of a
+    // needle (see NeedleTipTurn).
+    void DropLinesAtNeedleTips();
     // Makes the vertex at the tip of each hairpin bend of a feature line a
     // corner (see HairpinTurn), given the constraint edges at each vertex.
     void MarkHairpins(const std::vector<std::uint8_t>& count, std::vector<std::uint8_t>& slides,
@@ -367,6 +380,15 @@ private:
                 return;
             h = t;
         }
+    }
+    // The sum of the angles of v's faces at v (2 pi on a flat closed fan).
+    double AngleSum(std::uint32_t v) const {
+        double sum = 0;
+        ForEachOutgoing(v, [&](std::uint32_t e) {
+            const Vec u = m_Position[Target(e)] - m_Position[v], w = m_Position[m_Corner[Prev(e)]] - m_Position[v];
+            sum += std::atan2(std::sqrt(Squared(u * w)), u % w);
+        });
+        return sum;
     }
     int Valence(std::uint32_t v) const {
         int count = 0;
@@ -479,6 +501,15 @@ private:
     Vec InputNormal(std::uint32_t v, std::uint32_t a, std::uint32_t b) const;
     void Collapse(std::uint32_t h, bool removeOrigin, const Vec& target);
     bool FlipEdges();
+    // The valence that v's fan is best at: 4 on an open boundary and at a
+    // needle's tip, 6 elsewhere.
+    int IdealValence(std::uint32_t v) const { return IsOpen(v) || (m_Flags[v] & Needle) ? 4 : 6; }
+    // The fewest edges v may keep: 2 on an open boundary, 4 at a needle's
+    // tip, 3 elsewhere. Three faces around a tip that closes after less than
+    // half a turn meet at 60 degrees or less, their normals 118 to 120
+    // degrees apart even where they are spread evenly: any unevenness folds
+    // them (see MaxFoldCos). Four meet at about 90.
+    int MinValence(std::uint32_t v) const { return IsOpen(v) ? 2 : (m_Flags[v] & Needle) ? 4 : 3; }
     bool FlipIsAllowed(std::uint32_t h) const;
     bool FlipIsValid(std::uint32_t h) const;
     void Flip(std::uint32_t h);
@@ -504,7 +535,11 @@ private:
     // they are (merged null), or with both ends at *merged, h's own face
     // then gone.
     double SmallestAngleAroundEnds(std::uint32_t h, const Vec* merged) const;
+    // Gives each free vertex of valence 3 beside a needle's tip a fourth
+    // neighbour and moves it (see its definition); whether any flipped.
+    bool OpenNeedleRings();
     void FinalMoves() {
+        OpenNeedleRings();
         for (int pass = 0; pass < 4 && RaiseSmallestAngles(pass == 0); ++pass) { }
         CollapseRimToRaiseAngles();
         RaiseAnglesBesideLines();
@@ -601,6 +636,8 @@ private:
     double m_MidpointLength2 = 0;
     double m_AngleReachLength2 = 0;
     double m_MinCross2 = 0;
+    // Whether any vertex is a needle's tip (see MakesFold).
+    bool m_HasNeedles = false;
     // Splits stop at this many faces: a bound far above anything a valid
     // target asks for, so that no input can make the work run away.
     std::size_t m_FaceBudget = 0;
