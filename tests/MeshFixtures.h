@@ -952,6 +952,9 @@ void MakeThinPlate(Mesh& mesh, unsigned int n = 30, double thickness = 0.05) {
     for (std::size_t k = 0; k < rim.size(); ++k) {
         const unsigned int a = rim[k], b = rim[(k + 1) % rim.size()];
         AddQuad(mesh, b, a, a + layer, b + layer);
+    }
+}
+
 // A sphere with needles: an icosphere whose vertices `first`, `first` +
 // `stride`, ... (`spikes` of them) are pushed out to `length` times the
 // radius. Each spike is a pyramid of five or six thin faces (15 to 17 degrees
