@@ -151,7 +151,11 @@ INSTANTIATE_TEST_SUITE_P(
                      1.0,
                      29.0,
                      0.05,
-                     {{0.8660254037844387, 0.5, 0}, {0, 1, 0.8}}}),
+                     {{0.8660254037844387, 0.5, 0}, {0, 1, 0.8}}},
+        // Refined coarse facets: the result missed their vertices by up to
+        // 0.12 targets; drawn back onto them, the farthest input vertex is
+        // one of the finest sphere's, which is coarsened (0.083).
+        CQualityCase{"three_spheres", [](ShapeMesh& m) { MakeThreeSpheres(m); }, 1.0, 35.0, 0.1, {}}),
     [](const ::testing::TestParamInfo<CQualityCase>& info) { return info.param.m_Name; });
 
 // The limbed figure's coarse facets cross its limbs at about the feature
