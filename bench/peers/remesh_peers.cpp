@@ -255,6 +255,7 @@ void CompareStandIns(double relative, unsigned int repeat, const std::string& on
         {"jittered lat-long sphere", [](Mesh& m) { MakeJitteredLatLongSphere(m, 50000); }},
         {"CAD bracket", [](Mesh& m) { MakeCadBracket(m); }},
         {"CAD hex nut", [](Mesh& m) { MakeCadHexNut(m); }},
+        {"three faceted spheres", [](Mesh& m) { MakeThreeSpheres(m); }},
     };
     for (const auto& standIn : standIns)
         if (std::string(standIn.first).find(only) != std::string::npos)
