@@ -970,4 +970,56 @@ void MakeSpikySphere(Mesh& mesh, unsigned int levels = 2, unsigned int spikes = 
     }
 }
 
+// Three faceted spheres of different fineness, as real collections hold
+// smooth parts tessellated coarsely: icospheres of 80 faces and radius 2, of
+// 320 faces and radius 1 and of 1,280 faces and radius 0.5, each midpoint
+// pushed onto the sphere as soon as it is made. At their mean edge length the
+// two coarser ones are refined: every vertex of theirs is a gentle corner of
+// the surface that the result has to keep.
+template <typename Mesh>
+void MakeThreeSpheres(Mesh& mesh) {
+    const auto add = [&mesh](unsigned int levels, double radius, double offset) {
+        Mesh sphere;
+        MakeIcosphere(sphere, 0);
+        std::vector<std::array<double, 3>> p;
+        std::vector<std::array<unsigned int, 3>> f;
+        for (unsigned int v = 0; v < sphere.m_Vertices.GetCount(); ++v) {
+            const auto& q = sphere.m_Vertices[v].m_Position;
+            p.push_back({double(q.x), double(q.y), double(q.z)});
+        }
+        for (unsigned int i = 0; i < sphere.m_Faces.GetCount(); ++i) {
+            const auto* c = sphere.m_Faces[i].m_Corners;
+            f.push_back({unsigned(c[0]), unsigned(c[1]), unsigned(c[2])});
+        }
+        for (unsigned int l = 0; l < levels; ++l) {
+            std::map<std::pair<unsigned int, unsigned int>, unsigned int> mid;
+            const auto midpoint = [&](unsigned int a, unsigned int b) {
+                const auto key = std::make_pair(std::min(a, b), std::max(a, b));
+                const auto it = mid.find(key);
+                if (it != mid.end())
+                    return it->second;
+                std::array<double, 3> m = {p[a][0] + p[b][0], p[a][1] + p[b][1], p[a][2] + p[b][2]};
+                const double length = std::sqrt(m[0] * m[0] + m[1] * m[1] + m[2] * m[2]);
+                p.push_back({m[0] / length, m[1] / length, m[2] / length});
+                return mid[key] = unsigned(p.size() - 1);
+            };
+            std::vector<std::array<unsigned int, 3>> next;
+            for (const auto& t : f) {
+                const unsigned int ab = midpoint(t[0], t[1]), bc = midpoint(t[1], t[2]), ca = midpoint(t[2], t[0]);
+                next.push_back({t[0], ab, ca});
+                next.push_back({t[1], bc, ab});
+                next.push_back({t[2], ca, bc});
+                next.push_back({ab, bc, ca});
+            }
+            f.swap(next);
+        }
+        for (auto& q : p)
+            q = {q[0] * radius + offset, q[1] * radius + offset, q[2] * radius + offset};
+        AddTables(mesh, p, f);
+    };
+    add(2, 1.0, 0.0);
+    add(3, 0.5, 3.0);
+    add(1, 2.0, -5.0);
+}
+
 }  // namespace QuorvelTest

@@ -180,7 +180,11 @@ INSTANTIATE_TEST_SUITE_P(
         // from the input (the sides between the dropped creases).
         CQualityCase{"spiky_sphere", [](ShapeMesh& m) { MakeSpikySphere(m); }, 1.0, 13.0, 0.3, {}},
         CQualityCase{
-            "spiky_sphere_fine", [](ShapeMesh& m) { MakeSpikySphere(m, 3, 12, 1.6, 0, 1); }, 1.0, 9.9, 0.3, {}}),
+            "spiky_sphere_fine", [](ShapeMesh& m) { MakeSpikySphere(m, 3, 12, 1.6, 0, 1); }, 1.0, 9.9, 0.3, {}},
+        // Refined coarse facets: the result missed their vertices by up to
+        // 0.12 targets; drawn back onto them, the farthest input vertex is
+        // one of the finest sphere's, which is coarsened (0.083).
+        CQualityCase{"three_spheres", [](ShapeMesh& m) { MakeThreeSpheres(m); }, 1.0, 35.0, 0.1, {}}),
     [](const ::testing::TestParamInfo<CQualityCase>& info) { return info.param.m_Name; });
 
 // The limbed figure's coarse facets cross its limbs at about the feature

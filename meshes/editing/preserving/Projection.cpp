@@ -155,6 +155,8 @@ void CEngine::BuildReference(const std::vector<char>& frozenFace, const std::vec
         m_Segments[i] = CSegment{m_Position[m_Corner[h]], m_Position[Target(h)], m_Kind[h]};
     }
 
+    MarkSoftCorners(slotOfFace);
+
     for (std::uint32_t v = 0; v < m_Position.size(); ++v) {
         if (m_Flags[v] & Deleted)
             continue;
