@@ -360,10 +360,19 @@ void Grow(CReference* references, std::vector<CTask>& tasks, CBoxHierarchy::CNod
                     childCentres[b < bestSplit ? 0 : 1].Extend(binCentres[b]);
                 }
                 known = true;
-                middle = static_cast<std::uint32_t>(
-                    std::partition(references + task.m_Begin, references + task.m_End,
-                                   [&](const CReference& r) { return binOf(r) < bestSplit; }) -
-                    references);
+                // Which side a reference falls on is a coin toss, so every
+                // reference is swapped with the first of the right side,
+                // whichever side it is on, and only the count of the left
+                // side depends on it: a reference of the right side then
+                // trades places with another (or itself), which keeps the
+                // sides apart without a branch to mispredict.
+                middle = task.m_Begin;
+                for (std::uint32_t i = task.m_Begin; i < task.m_End; ++i) {
+                    const CReference r = references[i];
+                    references[i] = references[middle];
+                    references[middle] = r;
+                    middle += static_cast<std::uint32_t>(binOf(r) < bestSplit);
+                }
             }
         } else if (n <= leafSize) {
             makeLeaf();
@@ -407,19 +416,26 @@ void CBoxHierarchy::Build(const double* boxes, std::uint32_t count, std::uint32_
 void CBoxHierarchy::BuildOverPoints(const double* positions, const std::uint32_t* indices, std::uint32_t pointsPer,
                                     std::uint32_t count, std::uint32_t leafSize) {
     BuildFrom(count, leafSize, [=](std::int64_t i, double low[3], double high[3]) {
+        bool nan[3] = {false, false, false};
         for (int k = 0; k < 3; ++k) {
             low[k] = HUGE_VAL;
             high[k] = -HUGE_VAL;
         }
+        // Which corner is lowest is a coin toss per axis: plain minima and
+        // maxima (no branch to mispredict), and NaN noted on the side.
         for (std::uint32_t j = 0; j < pointsPer; ++j) {
             const std::size_t point = std::size_t(pointsPer) * std::size_t(i) + j;
             const double* p = positions + 3 * (indices ? std::size_t(indices[point]) : point);
             for (int k = 0; k < 3; ++k) {
-                // A NaN coordinate makes the bound NaN, as a NaN box would.
-                low[k] = p[k] < low[k] || p[k] != p[k] ? p[k] : low[k];
-                high[k] = p[k] > high[k] || p[k] != p[k] ? p[k] : high[k];
+                low[k] = p[k] < low[k] ? p[k] : low[k];
+                high[k] = p[k] > high[k] ? p[k] : high[k];
+                nan[k] |= p[k] != p[k];
             }
         }
+        // A NaN coordinate makes the bound NaN, as a NaN box would.
+        for (int k = 0; k < 3; ++k)
+            if (nan[k])
+                low[k] = high[k] = std::numeric_limits<double>::quiet_NaN();
     });
 }
 

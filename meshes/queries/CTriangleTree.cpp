@@ -693,20 +693,23 @@ struct CPointOf {
 }  // namespace
 
 void CTriangleTree::FindClosestPoints(const Point* points, std::size_t count, CSurfacePoint* results) const {
-    TreeWalk::ForEachQuery(count, CPointOf{points}, [&](std::size_t i) { results[i] = FindClosestPoint(points[i]); });
+    TreeWalk::AnswerEachQuery(
+        count, CPointOf{points}, [&](std::size_t i) { return FindClosestPoint(points[i]); }, results);
 }
 
 void CTriangleTree::GetSignedDistances(const Point* points, std::size_t count, double* results) const {
-    TreeWalk::ForEachQuery(count, CPointOf{points}, [&](std::size_t i) { results[i] = GetSignedDistance(points[i]); });
+    TreeWalk::AnswerEachQuery(
+        count, CPointOf{points}, [&](std::size_t i) { return GetSignedDistance(points[i]); }, results);
 }
 
 void CTriangleTree::EstimateWindingNumbers(const Point* points, std::size_t count, double* results) const {
-    TreeWalk::ForEachQuery(count, CPointOf{points},
-                           [&](std::size_t i) { results[i] = EstimateWindingNumber(points[i]); });
+    TreeWalk::AnswerEachQuery(
+        count, CPointOf{points}, [&](std::size_t i) { return EstimateWindingNumber(points[i]); }, results);
 }
 
 void CTriangleTree::Contains(const Point* points, std::size_t count, bool* results) const {
-    TreeWalk::ForEachQuery(count, CPointOf{points}, [&](std::size_t i) { results[i] = Contains(points[i]); });
+    TreeWalk::AnswerEachQuery(
+        count, CPointOf{points}, [&](std::size_t i) { return Contains(points[i]); }, results);
 }
 
 }  // namespace Corvane::Pellix::Quorvel
