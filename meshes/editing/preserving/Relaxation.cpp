@@ -159,6 +159,8 @@ bool CEngine::FirstAtWallEnd(std::uint32_t v) const {
         });
     });
     return first;
+}
+
 // Run on the input itself, before any edit: every vertex is an input vertex
 // and every face an input triangle.
 void CEngine::MarkSoftCorners(const std::vector<std::uint32_t>& slotOfFace) {
