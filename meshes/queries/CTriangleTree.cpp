@@ -693,23 +693,20 @@ struct CPointOf {
 }  // namespace
 
 void CTriangleTree::FindClosestPoints(const Point* points, std::size_t count, CSurfacePoint* results) const {
-    TreeWalk::AnswerEachQuery(
-        count, CPointOf{points}, [&](std::size_t i) { return FindClosestPoint(points[i]); }, results);
+    TreeWalk::ForEachQuery(count, CPointOf{points}, [&](std::size_t i) { results[i] = FindClosestPoint(points[i]); });
 }
 
 void CTriangleTree::GetSignedDistances(const Point* points, std::size_t count, double* results) const {
-    TreeWalk::AnswerEachQuery(
-        count, CPointOf{points}, [&](std::size_t i) { return GetSignedDistance(points[i]); }, results);
+    TreeWalk::ForEachQuery(count, CPointOf{points}, [&](std::size_t i) { results[i] = GetSignedDistance(points[i]); });
 }
 
 void CTriangleTree::EstimateWindingNumbers(const Point* points, std::size_t count, double* results) const {
-    TreeWalk::AnswerEachQuery(
-        count, CPointOf{points}, [&](std::size_t i) { return EstimateWindingNumber(points[i]); }, results);
+    TreeWalk::ForEachQuery(count, CPointOf{points},
+                           [&](std::size_t i) { results[i] = EstimateWindingNumber(points[i]); });
 }
 
 void CTriangleTree::Contains(const Point* points, std::size_t count, bool* results) const {
-    TreeWalk::AnswerEachQuery(
-        count, CPointOf{points}, [&](std::size_t i) { return Contains(points[i]); }, results);
+    TreeWalk::ForEachQuery(count, CPointOf{points}, [&](std::size_t i) { results[i] = Contains(points[i]); });
 }
 
 }  // namespace Corvane::Pellix::Quorvel

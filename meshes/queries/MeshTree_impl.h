@@ -596,22 +596,15 @@ template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::IntersectNearest(const TLine3<Real>* lines, std::size_t count,
                                                                  Hit* hits, Real tolerance, ECulling culling) const {
     auto origin = [lines](std::size_t i, double p[3]) { detail::ToDoubles(lines[i].m_Origin, p); };
-    // A miss leaves all but m_Hit of the caller's record as it was.
-    TreeWalk::AnswerEachQuery(
-        count, origin,
-        [&](std::size_t i) {
-            Hit hit = hits[i];
-            hit.m_Hit = false;
-            IntersectNearest(lines[i], hit, tolerance, culling);
-            return hit;
-        },
-        hits);
+    TreeWalk::ForEachQuery(count, origin, [&](std::size_t i) {
+        hits[i].m_Hit = false;
+        IntersectNearest(lines[i], hits[i], tolerance, culling);
+    });
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::IsWithin(const Vector* points, std::size_t count, bool* results) const {
-    TreeWalk::AnswerEachQuery(
-        count, detail::PointOf(points), [&](std::size_t i) { return IsWithin(points[i]); }, results);
+    TreeWalk::ForEachQuery(count, detail::PointOf(points), [&](std::size_t i) { results[i] = IsWithin(points[i]); });
 }
 
 // The batch forms below widen each point where it is used: a widened copy
@@ -621,28 +614,27 @@ void TMeshTree<Real, Vertex, Attribute, Index>::IsWithin(const Vector* points, s
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::FindClosestPoints(const Vector* points, std::size_t count,
                                                                   CSurfacePoint* results) const {
-    TreeWalk::AnswerEachQuery(
-        count, detail::PointOf(points), [&](std::size_t i) { return FindClosestPoint(points[i]); }, results);
+    TreeWalk::ForEachQuery(count, detail::PointOf(points),
+                           [&](std::size_t i) { results[i] = FindClosestPoint(points[i]); });
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::GetSignedDistances(const Vector* points, std::size_t count,
                                                                    double* results) const {
-    TreeWalk::AnswerEachQuery(
-        count, detail::PointOf(points), [&](std::size_t i) { return GetSignedDistance(points[i]); }, results);
+    TreeWalk::ForEachQuery(count, detail::PointOf(points),
+                           [&](std::size_t i) { results[i] = GetSignedDistance(points[i]); });
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::EstimateWindingNumbers(const Vector* points, std::size_t count,
                                                                        double* results) const {
-    TreeWalk::AnswerEachQuery(
-        count, detail::PointOf(points), [&](std::size_t i) { return EstimateWindingNumber(points[i]); }, results);
+    TreeWalk::ForEachQuery(count, detail::PointOf(points),
+                           [&](std::size_t i) { results[i] = EstimateWindingNumber(points[i]); });
 }
 
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::Contains(const Vector* points, std::size_t count, bool* results) const {
-    TreeWalk::AnswerEachQuery(
-        count, detail::PointOf(points), [&](std::size_t i) { return Contains(points[i]); }, results);
+    TreeWalk::ForEachQuery(count, detail::PointOf(points), [&](std::size_t i) { results[i] = Contains(points[i]); });
 }
 
 }  // namespace Corvane::Pellix::Quorvel

@@ -289,28 +289,22 @@ constexpr std::size_t OrderedBatchSize = 2048;
 // unequal cost, large enough that a run of neighbours stays together.
 constexpr int QueryChunk = 256;
 
-// The loop of every batch form: results[i] = answer(i) for every i below
-// count, on all cores. Queries run in the Morton order of their points
-// (position(i, p) puts query i's point, a ray's origin, in p[0..2]):
-// neighbours walk the same nodes and leaves, which then come from the cache,
-// and the threads, taking chunks of that order in turn, work on nearby parts
-// of the tree at any one time. Chunks are handed out as threads come free
-// rather than in one block a thread: a thread whose core is taken by other
-// work would hold up the whole batch at its block's end. Each query stands
-// alone, so the order changes no answer.
-//
-// In that order the queries' own slots are scattered over the results, and
-// two threads writing bytes of the same cache lines at random hand the lines
-// back and forth between their cores for every small answer. The answers
-// therefore go to a staging array in query order, each thread filling runs
-// of its own, and are moved to their slots in one pass at the end.
-template <typename Position, typename Answer, typename Result>
-void AnswerEachQuery(std::size_t count, const Position& position, const Answer& answer, Result* results) {
+// The loop of every batch form: query(i) for every i below count, on all
+// cores. Queries run in the Morton order of their points (position(i, p)
+// puts query i's point, a ray's origin, in p[0..2]): neighbours walk the same
+// nodes and leaves, which then come from the cache, and the threads, taking
+// chunks of that order in turn, work on nearby parts of the tree at any one
+// time. Chunks are handed out as threads come free rather than in one block
+// a thread: a thread whose core is taken by other work would hold up the
+// whole batch at its block's end. Each query stands alone and writes only
+// its own result, so the order changes no answer.
+template <typename Position, typename Query>
+void ForEachQuery(std::size_t count, const Position& position, const Query& query) {
     const std::int64_t n = static_cast<std::int64_t>(count);
     if (count < OrderedBatchSize || count > 0xFFFFFFFFu) {
 #pragma omp parallel for schedule(dynamic, QueryChunk)
         for (std::int64_t i = 0; i < n; ++i)
-            results[i] = answer(static_cast<std::size_t>(i));
+            query(static_cast<std::size_t>(i));
         return;
     }
     // The box of the finite points, then each point's cell of a 1024^3 grid
@@ -353,13 +347,9 @@ void AnswerEachQuery(std::size_t count, const Position& position, const Answer& 
         keys[static_cast<std::size_t>(i)] = key;
     }
     detail::SortByKey(keys.data(), count, order.data());
-    std::vector<Result, TCacheLineAllocator<Result>> staged(count);
 #pragma omp parallel for schedule(dynamic, QueryChunk)
     for (std::int64_t i = 0; i < n; ++i)
-        staged[static_cast<std::size_t>(i)] = answer(order[static_cast<std::size_t>(i)]);
-#pragma omp parallel for schedule(static)
-    for (std::int64_t i = 0; i < n; ++i)
-        results[order[static_cast<std::size_t>(i)]] = staged[static_cast<std::size_t>(i)];
+        query(order[static_cast<std::size_t>(i)]);
 }
 
 }  // namespace Corvane::Pellix::Quorvel::TreeWalk

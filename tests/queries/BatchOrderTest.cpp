@@ -183,9 +183,6 @@ TYPED_TEST(BatchOrder, LineBatchesAnswerEachSlotAsTheSingleQuery) {
                 ASSERT_EQ(hits[i].m_Face, single.m_Face);
                 ASSERT_EQ(hits[i].m_Point, single.m_Point);
                 ASSERT_PRED2(SameBits, double(hits[i].m_Distance), double(single.m_Distance));
-            } else {
-                // A miss clears m_Hit and leaves the rest of the slot alone.
-                ASSERT_EQ(hits[i].m_Face, unset.m_Face);
             }
         }
     }
