@@ -81,7 +81,7 @@ TEST(RemeshPreservingShapeFeatureLines, ThinBladeKeepsItsNoseAtTheDefaultTarget)
 TEST(RemeshPreservingShapeFeatureLines, NarrowHolesStayOpen) {
     const CCoarseRemesh run([](ShapeMesh& m) { MakePiercedBlock(m); });
     ASSERT_TRUE(run.m_Done);
-    const ShapeMesh &mesh = run.m_Mesh, &input = run.m_Input;
+    const ShapeMesh& mesh = run.m_Mesh;
     const double target = run.m_Target;
     double farthest = 0;
     for (int i = 0; i < 4; ++i)
