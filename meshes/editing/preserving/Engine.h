@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <initializer_list>
 #include <limits>
 #include <numeric>
 #include <utility>
@@ -248,6 +249,14 @@ inline bool IsFinite(const Vec& v) {
 }
 inline double Squared(const Vec& v) {
     return v % v;
+}
+// The smallest corner angle of a triangle, in radians.
+inline double SmallestAngle(const Vec& a, const Vec& b, const Vec& c) {
+    const Vec ab = b - a, bc = c - b, ca = a - c;
+    const double twice = std::sqrt(Squared(ab * ca));
+    const double atA = std::atan2(twice, -(ab % ca));
+    const double atB = std::atan2(twice, -(bc % ab));
+    return std::min(std::min(atA, atB), Pi - atA - atB);
 }
 
 // The point of segment a-b nearest to p.
@@ -573,6 +582,14 @@ private:
     // from (see PeakSnapFactor), where no face of their fans turns, folds or
     // gets a smaller angle than it allows; whether any moved.
     bool SnapToPeaks();
+    // The sweep both snaps share: each free vertex looks at the corners of
+    // the input triangle it was projected onto (those whose bit is set in
+    // `cornerBits`, all where it is null) and moves onto one the faces
+    // around it pass further from than snapFactor targets, or else to the
+    // first of `shares` of the way there that keeps its fan's smallest angle
+    // at its own or at `floor`, and turns and folds no face.
+    bool SnapToCorners(double snapFactor, double floor, const std::vector<std::uint8_t>* cornerBits,
+                       std::initializer_list<double> shares);
     // Whether a face of v's fan or of its neighbours' fans passes within
     // sqrt(limit2) of c.
     bool NearbyFaceWithin(const Vec& c, std::uint32_t v, double limit2) const;

@@ -39,15 +39,6 @@ bool IsThin(const Vec& p0, const Vec& p1, const Vec& p2, double cosThin = CosThi
     return b + c - a > 2 * cosThin * std::sqrt(b * c);
 }
 
-// The smallest corner angle of a triangle, in radians.
-double SmallestAngle(const Vec& a, const Vec& b, const Vec& c) {
-    const Vec ab = b - a, bc = c - b, ca = a - c;
-    const double twice = std::sqrt(Squared(ab * ca));
-    const double atA = std::atan2(twice, -(ab % ca));
-    const double atB = std::atan2(twice, -(bc % ab));
-    return std::min(std::min(atA, atB), Pi - atA - atB);
-}
-
 }  // namespace
 
 // Topological conditions of a flip: an inner free edge whose ends keep a
@@ -565,7 +556,14 @@ bool CEngine::NearbyFaceWithin(const Vec& c, std::uint32_t v, double limit2) con
 // below FreeThinAngle or below what it was, and neither turns nor folds a
 // face. Serial, in vertex order, so the result does not depend on threads.
 bool CEngine::SnapToPeaks() {
-    const double limit2 = PeakSnapFactor * PeakSnapFactor * m_TargetLength * m_TargetLength;
+    // The corner itself or, where that makes too thin a face, a point of the
+    // input part of the way there.
+    return SnapToCorners(PeakSnapFactor, FreeThinAngle, nullptr, {1.0, 0.9, 0.8, 0.7, 0.6, 0.5});
+}
+
+bool CEngine::SnapToCorners(double snapFactor, double floor, const std::vector<std::uint8_t>* cornerBits,
+                            std::initializer_list<double> shares) {
+    const double limit2 = snapFactor * snapFactor * m_TargetLength * m_TargetLength;
     const double reach2 = m_TargetLength * m_TargetLength;
     bool changed = false;
     const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
@@ -575,11 +573,17 @@ bool CEngine::SnapToPeaks() {
     for (std::uint32_t v = 0; v < vertexCount; ++v) {
         if (!IsFree(v) || m_FaceHint[v] == None)
             continue;
+        const std::uint8_t bits = cornerBits ? (*cornerBits)[m_FaceHint[v]] : 7;
+        if (bits == 0)
+            continue;
         const Vec p = m_Position[v];
         const CTriangle& triangle = m_Triangles[m_FaceHint[v]];
-        for (const Vec& c : {triangle.m_A, triangle.m_B, triangle.m_C}) {
+        const Vec* corners[3] = {&triangle.m_A, &triangle.m_B, &triangle.m_C};
+        for (int k = 0; k < 3; ++k) {
+            const Vec& c = *corners[k];
             const double distance2 = Squared(c - p);
-            if (!(distance2 < reach2))
+            // A vertex on the corner already has faces through it.
+            if (!(bits & (1u << k)) || !(distance2 < reach2) || c == p)
                 continue;
             bool nearest = true;
             ForEachNeighbour(v, [&](std::uint32_t w, std::uint32_t) {
@@ -587,19 +591,17 @@ bool CEngine::SnapToPeaks() {
             });
             if (!nearest || NearbyFaceWithin(c, v, limit2))
                 continue;
-            // The corner itself or, where that makes too thin a face, a
-            // point of the input part of the way there.
             double before = Pi;
             ForEachOutgoing(v, [&](std::uint32_t e) {
                 before = std::min(before, SmallestAngle(p, m_Position[Target(e)], m_Position[m_Corner[Prev(e)]]));
             });
             bool moved = false;
-            for (const double share : {1.0, 0.9, 0.8, 0.7, 0.6, 0.5}) {
+            for (const double share : shares) {
                 const Vec q = share == 1.0 ? c : Projected(v, p + (c - p) * share);
                 if (!IsFinite(q))
                     continue;
                 double after;
-                if (FanAfterMove(v, q, after) && after >= std::min(before, FreeThinAngle) && !MoveFolds(v, q)) {
+                if (FanAfterMove(v, q, after) && after >= std::min(before, floor) && !MoveFolds(v, q)) {
                     m_Position[v] = q;
                     moved = true;
                     break;

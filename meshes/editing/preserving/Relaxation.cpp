@@ -2,19 +2,6 @@
 
 namespace Corvane::Pellix::Quorvel::detail::preserving {
 
-namespace {
-
-// The smallest corner angle of a triangle, in radians.
-double SmallestCornerAngle(const Vec& a, const Vec& b, const Vec& c) {
-    const Vec ab = b - a, bc = c - b, ca = a - c;
-    const double twice = std::sqrt(Squared(ab * ca));
-    const double atA = std::atan2(twice, -(ab % ca));
-    const double atB = std::atan2(twice, -(bc % ab));
-    return std::min(std::min(atA, atB), Pi - atA - atB);
-}
-
-}  // namespace
-
 // A free vertex moves to the area-weighted centroid of its fan, within its
 // tangent plane; a sliding vertex to the middle of its two line neighbours,
 // along the line.
@@ -201,50 +188,13 @@ void CEngine::MarkSoftCorners(const std::vector<std::uint32_t>& slotOfFace) {
 // sticking out. Serial, in vertex order, so the result does not depend on
 // threads.
 bool CEngine::SnapToSoftCorners() {
-    const double limit2 = SoftCornerSnapFactor * SoftCornerSnapFactor * m_TargetLength * m_TargetLength;
-    const double reach2 = m_TargetLength * m_TargetLength;
-    const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
     double floor = Pi;
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
     for (std::uint32_t f = 0; f < faceCount; ++f)
         if (m_Corner[3 * f] != None)
-            floor = std::min(floor, SmallestCornerAngle(m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]],
-                                                        m_Position[m_Corner[3 * f + 2]]));
-    floor = std::max(floor, SoftCornerFloorAngle);
-    bool changed = false;
-    // Bounded: one sweep over the vertices, three corners each, each a walk
-    // over the fans of the vertex and its ring and one place tried.
-    for (std::uint32_t v = 0; v < vertexCount; ++v) {
-        if (!IsFree(v) || m_FaceHint[v] == None || m_SoftCorners[m_FaceHint[v]] == 0)
-            continue;
-        const Vec p = m_Position[v];
-        const CTriangle& triangle = m_Triangles[m_FaceHint[v]];
-        const std::uint8_t bits = m_SoftCorners[m_FaceHint[v]];
-        const Vec* corners[3] = {&triangle.m_A, &triangle.m_B, &triangle.m_C};
-        for (int k = 0; k < 3; ++k) {
-            const Vec& c = *corners[k];
-            const double distance2 = Squared(c - p);
-            if (!(bits & (1u << k)) || !(distance2 < reach2) || c == p)
-                continue;
-            bool nearest = true;
-            ForEachNeighbour(v, [&](std::uint32_t w, std::uint32_t) {
-                nearest = nearest && Squared(c - m_Position[w]) >= distance2;
-            });
-            if (!nearest || NearbyFaceWithin(c, v, limit2))
-                continue;
-            double before = Pi;
-            ForEachOutgoing(v, [&](std::uint32_t e) {
-                before = std::min(before, SmallestCornerAngle(p, m_Position[Target(e)], m_Position[m_Corner[Prev(e)]]));
-            });
-            double after;
-            if (FanAfterMove(v, c, after) && after >= std::min(before, floor) && !MoveFolds(v, c)) {
-                m_Position[v] = c;
-                changed = true;
-                break;
-            }
-        }
-    }
-    return changed;
+            floor = std::min(floor, SmallestAngle(m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]],
+                                                  m_Position[m_Corner[3 * f + 2]]));
+    return SnapToCorners(SoftCornerSnapFactor, std::max(floor, SoftCornerFloorAngle), &m_SoftCorners, {1.0});
 }
 
 // Every vertex is computed from the positions before the step into a
