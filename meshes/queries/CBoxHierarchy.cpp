@@ -678,15 +678,8 @@ void CBoxHierarchy::BuildInMortonOrder(const double* boxes, std::uint32_t count,
         scale[k] = extent > 0 && std::isfinite(extent) ? 1023.0 / extent : 0.0;
     }
     std::vector<std::uint32_t> keys(count);
-    for (std::size_t i = 0; i < count; ++i) {
-        std::uint32_t key = 0;
-        for (int k = 0; k < 3; ++k) {
-            const double unit = (centres[3 * i + k] - centreBounds.m_Min[k]) * scale[k];
-            const std::uint32_t step = unit > 0 ? static_cast<std::uint32_t>(std::min(unit, 1023.0)) : 0;
-            key |= detail::SpreadBits(step) << k;
-        }
-        keys[i] = key;
-    }
+    for (std::size_t i = 0; i < count; ++i)
+        keys[i] = detail::MortonKey(&centres[3 * i], centreBounds.m_Min, scale);
     if (count < SmallSortSize) {
         // The radix sort clears and sums 1,024 counts a pass, more work than
         // the rest of a small tree's build; keys packed above their index

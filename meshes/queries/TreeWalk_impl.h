@@ -337,14 +337,7 @@ void ForEachQuery(std::size_t count, const Position& position, const Query& quer
     for (std::int64_t i = 0; i < n; ++i) {
         double p[3];
         position(static_cast<std::size_t>(i), p);
-        std::uint32_t key = 0;
-        for (int k = 0; k < 3; ++k) {
-            const double f = (p[k] - low[k]) * scale[k];
-            // Negated, so that NaN lands in cell 0.
-            const std::uint32_t cell = !(f > 0) ? 0u : f >= 1023.0 ? 1023u : static_cast<std::uint32_t>(f);
-            key |= detail::SpreadBits(cell) << k;
-        }
-        keys[static_cast<std::size_t>(i)] = key;
+        keys[static_cast<std::size_t>(i)] = detail::MortonKey(p, low, scale);
     }
     detail::SortByKey(keys.data(), count, order.data());
 #pragma omp parallel for schedule(dynamic, QueryChunk)

@@ -121,16 +121,8 @@ std::vector<Point> MortonOrder(const std::vector<Point>& samples, bool allCores)
     }
     std::vector<std::uint32_t> keys(samples.size()), order(samples.size());
 #pragma omp parallel for schedule(static) if (allCores)
-    for (std::int64_t i = 0; i < n; ++i) {
-        std::uint32_t cell = 0;
-        for (int k = 0; k < 3; ++k) {
-            const double unit = (samples[i][k] - low[k]) * scale[k];
-            // Written so that a NaN falls in cell 0.
-            const std::uint32_t step = unit > 0 ? static_cast<std::uint32_t>(std::min(unit, 1023.0)) : 0;
-            cell |= Quorvel::detail::SpreadBits(step) << k;
-        }
-        keys[i] = cell;
-    }
+    for (std::int64_t i = 0; i < n; ++i)
+        keys[i] = Quorvel::detail::MortonKey(samples[i], low, scale);
     Quorvel::detail::SortByKey(keys.data(), keys.size(), order.data());
     std::vector<Point> ordered(samples.size());
 #pragma omp parallel for schedule(static) if (allCores)

@@ -624,6 +624,8 @@ bool CEngine::SnapToCorners(double snapFactor, double floor, const std::vector<s
 // that follow take it out to where it spreads the tip's fan. Serial, in
 // vertex order, so the result does not depend on threads.
 bool CEngine::OpenNeedleRings() {
+    if (!m_HasNeedles)
+        return false;
     bool changed = false;
     const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
     // Bounded: one sweep over the vertices; at a needle's tip (valence at
