@@ -692,7 +692,9 @@ bool CEngine::IsBareTip(std::uint32_t v) const {
 // ring further out may follow to the middle of their neighbours. The best
 // of these by the smallest angle of the faces around the tip and both rings
 // is kept where it beats the present one by MinAngleGain, turns no face and
-// folds no more edges.
+// folds no edge, or fewer than fold there now (the fewest first): a fold
+// kept there would be spared the final moves after this pass, which open
+// one where they can.
 // Three faces around a slender tip have normals nearly 120 degrees apart
 // (119.3 on the cone above): only an even ring keeps them apart from a
 // fold, which is why the collapses may not leave the tip of a needle with
@@ -786,7 +788,8 @@ bool CEngine::EvenTipRings() {
                 m_FaceHint[movers[i]] = hints[i];
             }
         };
-        double best = before + MinAngleGain;
+        double best = 0;
+        int bestFolds = foldsBefore + 1;
         std::uint32_t bestFlip = None;
         bool found = false;
         std::vector<std::uint32_t> now;
@@ -916,8 +919,10 @@ bool CEngine::EvenTipRings() {
                     int folds;
                     if (placed) {
                         measure(smallest, turned, folds);
-                        if (!turned && folds <= foldsBefore && smallest > best) {
+                        if (!turned && (folds == 0 || folds < foldsBefore) && smallest > before + MinAngleGain &&
+                            (folds < bestFolds || (folds == bestFolds && smallest > best))) {
                             best = smallest;
+                            bestFolds = folds;
                             found = true;
                             bestFlip = flip;
                             bestPlaces.resize(movers.size());
