@@ -970,6 +970,27 @@ void MakeSpikySphere(Mesh& mesh, unsigned int levels = 2, unsigned int spikes = 
     }
 }
 
+// A sharp cone: its tip `height` above a base circle of radius 1 drawn with
+// `sides` sides, the base a fan from its centre. At height 6 its half-angle
+// is 9.5 degrees and its faces close around the tip after 59 degrees, so
+// flat faces meet at the tip at 16.4 degrees at best (three of them, spread
+// evenly) and 13.4 with four; at its own mean edge length it is remeshed
+// into about ten faces.
+template <typename Mesh>
+void MakeSharpCone(Mesh& mesh, unsigned int sides = 32, double height = 6) {
+    for (unsigned int i = 0; i < sides; ++i) {
+        const double a = 2 * Pi * i / sides;
+        AddVertex(mesh, std::cos(a), std::sin(a), 0);
+    }
+    AddVertex(mesh, 0, 0, height);
+    AddVertex(mesh, 0, 0, 0);
+    for (unsigned int i = 0; i < sides; ++i) {
+        const unsigned int j = (i + 1) % sides;
+        AddFace(mesh, i, j, sides);
+        AddFace(mesh, sides + 1, j, i);
+    }
+}
+
 // Three faceted spheres of different fineness, as real collections hold
 // smooth parts tessellated coarsely: icospheres of 80 faces and radius 2, of
 // 320 faces and radius 1 and of 1,280 faces and radius 0.5, each midpoint

@@ -259,6 +259,7 @@ void CompareStandIns(double relative, unsigned int repeat, const std::string& on
         {"thin plate", [](Mesh& m) { MakeThinPlate(m); }},
         {"spiky sphere", [](Mesh& m) { MakeSpikySphere(m); }},
         {"spiky sphere, fine", [](Mesh& m) { MakeSpikySphere(m, 3, 12, 1.6, 0, 1); }},
+        {"sharp cone", [](Mesh& m) { MakeSharpCone(m); }},
         {"three faceted spheres", [](Mesh& m) { MakeThreeSpheres(m); }},
     };
     for (const auto& standIn : standIns)

@@ -176,11 +176,19 @@ INSTANTIATE_TEST_SUITE_P(
         // edges) cut wedges from each tip, with thinner faces one ring below
         // where the split creases ran close (7.7 degrees and three folded
         // edges on six spikes, 9.6 degrees on twelve sharper ones of a finer
-        // sphere); 14.1 and 10.1 degrees now, at 0.22 and 0.23 targets
-        // from the input (the sides between the dropped creases).
-        CQualityCase{"spiky_sphere", [](ShapeMesh& m) { MakeSpikySphere(m); }, 1.0, 13.0, 0.3, {}},
+        // sphere); 14.1 and 10.1 degrees once the creases were dropped, at
+        // 0.22 and 0.23 targets from the input (the sides between them).
+        // The rings around the tips were uneven; spread evenly, with three
+        // faces at most tips, 20.4 and 16.4 degrees, at 0.21 and 0.24.
+        CQualityCase{"spiky_sphere", [](ShapeMesh& m) { MakeSpikySphere(m); }, 1.0, 19.0, 0.3, {}},
         CQualityCase{
-            "spiky_sphere_fine", [](ShapeMesh& m) { MakeSpikySphere(m, 3, 12, 1.6, 0, 1); }, 1.0, 9.9, 0.3, {}},
+            "spiky_sphere_fine", [](ShapeMesh& m) { MakeSpikySphere(m, 3, 12, 1.6, 0, 1); }, 1.0, 15.0, 0.3, {}},
+        // A sharp cone (half-angle 9.5 degrees), 16 faces at this target:
+        // 14.9 degrees with four uneven faces at the tip and three folded
+        // edges; spread evenly, 16.3 degrees and two folded edges, 0.21
+        // targets from the input (the base's rim between its few
+        // vertices).
+        CQualityCase{"sharp_cone", [](ShapeMesh& m) { MakeSharpCone(m); }, 1.0, 15.0, 0.3, {{0, 0, 6}}, 2},
         // Refined coarse facets: the result missed their vertices by up to
         // 0.12 targets; drawn back onto them, the farthest input vertex is
         // one of the finest sphere's, which is coarsened (0.083).

@@ -180,6 +180,11 @@ constexpr double SolidEdgeAngle = 75.0;
 // the tip of a needle: no feature line ends there (see
 // DropLinesAtNeedleTips).
 constexpr double NeedleTipTurn = 0.5;
+// A tip kept without lines (a needle's, or a cone's) whose fan or the fans
+// of its ring are thinner than this get their ring evened out at the end
+// (see EvenTipRings); a fuller tip keeps its ring, which lies nearer the
+// input.
+constexpr double TipRingAngle = 30.0 * Pi / 180.0;
 // A feature line that turns by more than this many degrees within this many
 // target lengths on either side of a vertex (the outline around the nose of
 // a blade thinner than the target) makes a corner of it, the vertex where it
@@ -310,7 +315,9 @@ public:
 //           and at most 4 F face checks;
 //   the final moves  after the last iteration, one sweep over the vertices
 //           with at most one flip and one move per neighbour of a needle's
-//           tip, then at most 5 sweeps over the faces, each at most three
+//           tip, then one sweep over the vertices with a bounded search at
+//           each bare tip (see EvenTipRings), then at most 5 sweeps over
+//           the faces, each at most three
 //           fan walks per face, then two
 //           sweeps with at most one collapse per face, followed by one
 //           move per face (free faces) or one move of each vertex of the
@@ -569,8 +576,17 @@ private:
     // Gives each free vertex of valence 3 beside a needle's tip a fourth
     // neighbour and moves it (see its definition); whether any flipped.
     bool OpenNeedleRings();
+    // Whether v is a tip kept without lines: fixed, closed, on no constraint
+    // edge, its faces closing after less than NeedleTipTurn of a turn.
+    bool IsBareTip(std::uint32_t v) const;
+    // Spreads the ring of each bare tip whose surroundings are thinner than
+    // TipRingAngle evenly around it, with three faces at the tip where that
+    // does better than its own count (see its definition); whether any
+    // changed.
+    bool EvenTipRings();
     void FinalMoves() {
         OpenNeedleRings();
+        EvenTipRings();
         for (int pass = 0; pass < 4 && RaiseSmallestAngles(pass == 0); ++pass) { }
         CollapseRimToRaiseAngles();
         RaiseAnglesBesideLines();
