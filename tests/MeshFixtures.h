@@ -1022,4 +1022,58 @@ void MakeThreeSpheres(Mesh& mesh) {
     add(1, 2.0, -5.0);
 }
 
+// A scan of a closed organic shape cut where the scanner saw nothing, as
+// cleaning tools cut it: a bumpy sphere (MakeBumpySphere, bumps 0.15) with
+// every face dropped whose centroid lies beyond the plane through `cut` along
+// the direction (0.2, 0, -1) and, for holes 0 .. holes - 1, every face whose
+// centroid lies within 0.05 + 0.06 k radians of a direction drawn at random.
+// The rims follow the faces, a zig-zag that turns by 60 degrees or more at
+// nearly every vertex, both ways: tips of one face and notches between them.
+template <typename Mesh>
+void MakeFaceCutScan(Mesh& mesh, unsigned int levels = 4, double cut = 0.4, unsigned int holes = 3,
+                     unsigned int seed = 12) {
+    Mesh whole;
+    MakeBumpySphere(whole, levels, 0.15, 0, seed);
+    CNoise random(seed);
+    std::vector<std::array<double, 3>> centres;
+    for (unsigned int k = 0; k < holes; ++k) {
+        std::array<double, 3> d = {random.Next(), random.Next(), random.Next()};
+        const double length = std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]);
+        centres.push_back({d[0] / length, d[1] / length, d[2] / length});
+    }
+    const double plane = std::sqrt(1.04);
+    std::vector<int> index(whole.m_Vertices.GetCount(), -1);
+    std::vector<std::array<double, 3>> points;
+    std::vector<std::array<unsigned int, 3>> faces;
+    for (unsigned int f = 0; f < whole.m_Faces.GetCount(); ++f) {
+        const auto* c = whole.m_Faces[f].m_Corners;
+        std::array<double, 3> m = {0, 0, 0};
+        for (int i = 0; i < 3; ++i) {
+            const auto& p = whole.m_Vertices[c[i]].m_Position;
+            m = {m[0] + p.x / 3, m[1] + p.y / 3, m[2] + p.z / 3};
+        }
+        if ((0.2 * m[0] - m[2]) / plane > cut)
+            continue;
+        const double length = std::sqrt(m[0] * m[0] + m[1] * m[1] + m[2] * m[2]);
+        bool inHole = false;
+        for (unsigned int k = 0; k < holes; ++k) {
+            const auto& d = centres[k];
+            inHole = inHole || (m[0] * d[0] + m[1] * d[1] + m[2] * d[2]) / length > std::cos(0.05 + 0.06 * k);
+        }
+        if (inHole)
+            continue;
+        std::array<unsigned int, 3> t;
+        for (int i = 0; i < 3; ++i) {
+            if (index[c[i]] < 0) {
+                const auto& p = whole.m_Vertices[c[i]].m_Position;
+                index[c[i]] = static_cast<int>(points.size());
+                points.push_back({double(p.x), double(p.y), double(p.z)});
+            }
+            t[i] = static_cast<unsigned int>(index[c[i]]);
+        }
+        faces.push_back(t);
+    }
+    AddTables(mesh, points, faces);
+}
+
 }  // namespace QuorvelTest

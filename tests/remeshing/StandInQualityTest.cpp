@@ -184,7 +184,18 @@ INSTANTIATE_TEST_SUITE_P(
         // Refined coarse facets: the result missed their vertices by up to
         // 0.12 targets; drawn back onto them, the farthest input vertex is
         // one of the finest sphere's, which is coarsened (0.083).
-        CQualityCase{"three_spheres", [](ShapeMesh& m) { MakeThreeSpheres(m); }, 1.0, 35.0, 0.1, {}}),
+        CQualityCase{"three_spheres", [](ShapeMesh& m) { MakeThreeSpheres(m); }, 1.0, 35.0, 0.1, {}},
+        // A scan cut along its faces by a plane and by three holes: every rim
+        // vertex is a kept corner, tips of one face and notches between
+        // them. Flips drove each rim vertex towards four edges, taking edges
+        // from the notches and giving them to the tips, and relaxation then
+        // pressed free vertices against the rim (14.4 degrees at 1 x); the
+        // rim's vertices now aim at the edges their angle holds (48.9
+        // degrees, 0.027 targets from the input). At 0.3 x the rim's edges
+        // are split, their new vertices are straight rim vertices and
+        // nothing changes (20.1 degrees, 0.059 targets).
+        CQualityCase{"face_cut_scan", [](ShapeMesh& m) { MakeFaceCutScan(m); }, 1.0, 45.0, 0.04, {}, 0, true},
+        CQualityCase{"face_cut_scan_fine", [](ShapeMesh& m) { MakeFaceCutScan(m); }, 0.3, 19.0, 0.08, {}, 0, true}),
     [](const ::testing::TestParamInfo<CQualityCase>& info) { return info.param.m_Name; });
 
 // The limbed figure's coarse facets cross its limbs at about the feature
