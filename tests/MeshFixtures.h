@@ -1076,4 +1076,24 @@ void MakeFaceCutScan(Mesh& mesh, unsigned int levels = 4, double cut = 0.4, unsi
     AddTables(mesh, points, faces);
 }
 
+// An open height field over [-1, 1]^2 on an n x n grid (each square split
+// along the same diagonal), z = 1.2 y |x| + 0.2 (x^2 - y^2): a crease along
+// x = 0 whose sharpness runs from concave through flat to convex, meeting
+// the rim where it is sharpest.
+template <typename Mesh>
+void MakeSaddleCrease(Mesh& mesh, unsigned int n = 20) {
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    for (unsigned int j = 0; j <= n; ++j)
+        for (unsigned int i = 0; i <= n; ++i) {
+            const double x = -1 + 2.0 * i / n, y = -1 + 2.0 * j / n;
+            AddVertex(mesh, x, y, 1.2 * y * std::fabs(x) + 0.2 * (x * x - y * y));
+        }
+    for (unsigned int j = 0; j < n; ++j)
+        for (unsigned int i = 0; i < n; ++i) {
+            const unsigned int a = base + j * (n + 1) + i;
+            AddFace(mesh, a, a + 1, a + n + 2);
+            AddFace(mesh, a, a + n + 2, a + n + 1);
+        }
+}
+
 }  // namespace QuorvelTest
