@@ -1076,6 +1076,33 @@ void MakeFaceCutScan(Mesh& mesh, unsigned int levels = 4, double cut = 0.4, unsi
     AddTables(mesh, points, faces);
 }
 
+// A sheet-metal part as CAD programs export it: one open sheet `width` wide
+// (along y), a flat flange 2 long in z = 0 and another 1.5 tall in x = 0.3,
+// joined by a 90-degree fillet of radius 0.3 in `segments` facets. Across
+// the sheet `across` strips of quads, each split along the same diagonal, so
+// each flange is a row of slivers (2 degrees at 40 strips) beside the
+// fillet's nearly square faces.
+template <typename Mesh>
+void MakeBentSheet(Mesh& mesh, unsigned int across = 40, unsigned int segments = 12, double width = 3) {
+    const double radius = 0.3;
+    std::vector<std::array<double, 2>> profile = {{-2, 0}, {0, 0}};
+    for (unsigned int k = 1; k <= segments; ++k) {
+        const double a = 0.5 * Pi * k / segments;
+        profile.push_back({radius * std::sin(a), radius * (1 - std::cos(a))});
+    }
+    profile.push_back({radius, 1.5});
+    const unsigned int base = mesh.m_Vertices.GetCount(), columns = across + 1;
+    for (const auto& p : profile)
+        for (unsigned int j = 0; j < columns; ++j)
+            AddVertex(mesh, p[0], width * j / across, p[1]);
+    for (unsigned int i = 0; i + 1 < profile.size(); ++i)
+        for (unsigned int j = 0; j < across; ++j) {
+            const unsigned int a = base + i * columns + j;
+            AddFace(mesh, a, a + 1, a + columns + 1);
+            AddFace(mesh, a, a + columns + 1, a + columns);
+        }
+}
+
 // An open height field over [-1, 1]^2 on an n x n grid (each square split
 // along the same diagonal), z = 1.2 y |x| + 0.2 (x^2 - y^2): a crease along
 // x = 0 whose sharpness runs from concave through flat to convex, meeting
