@@ -17,8 +17,10 @@ CGAL's, or more folded edges than the input had.
 the one holding bench/peers/bench_peers_process (default build-peers; build it
 with `bench/peers/run.sh` and `cmake --build build-peers --target
 bench_peers_process`), --out where the meshes go (default a new temporary
-folder, kept), --only runs the inputs whose name contains TEXT. Uses numpy
-and scipy from Debian (/usr/bin/python3).
+folder, kept), --only runs the inputs whose name contains TEXT. Inputs whose
+name ends in "at R x" are remeshed to R times their mean edge length by both
+(the peer takes R as its third argument). Uses numpy and scipy from Debian
+(/usr/bin/python3).
 """
 import argparse
 import math
@@ -743,6 +745,13 @@ def inputs():
     yield "graded sphere 10x large", lambda: graded_sphere(15000, 10.0, 15)
     yield "patched sphere cracks", lambda: patched_sphere([12, 16, 20, 24, 28, 32], True)
     yield "patched sphere duplicates", lambda: patched_sphere([24] * 6, False)
+    # (name, builder, target as a multiple of the input's mean edge length)
+    yield "cut scan 2 planes at 0.5x", lambda: cut_scan(5, [((0, 0, 1), 0.55), ((1, 0.3, 0), 0.7)], 3, 11), 0.5
+    yield "cut scan 2 planes at 2x", lambda: cut_scan(5, [((0, 0, 1), 0.55), ((1, 0.3, 0), 0.7)], 3, 11), 2.0
+    yield "holed plate 5x5 at 2x", lambda: holed_plate(5, 16, 4), 2.0
+    yield "bent sheet 40 across at 0.5x", lambda: bent_sheet(3.0, 40, 12, False), 0.5
+    yield "knot tube 600x12 at 2x", lambda: knot_tube(2, 3, 600, 12, 0.15), 2.0
+    yield "graded sphere 10x at 0.5x", lambda: graded_sphere(6000, 10.0, 14), 0.5
 
 
 # ---------------------------------------------------------------- the runs
@@ -773,16 +782,19 @@ def main():
           "| cgal hausdorff | cgal folds | flag |")
     print("|---|---|---|---|---|---|---|---|---|---|---|")
     flagged = 0
-    for name, build in inputs():
+    for name, build, *rest in inputs():
         if args.only not in name:
             continue
+        relative = rest[0] if rest else 1.0
+        scale = ["%g" % relative] if relative != 1.0 else []
         v, f = build()
         stem = os.path.join(out, re.sub(r"[^A-Za-z0-9]+", "-", name).strip("-"))
         src, ours, cgal = stem + ".off", stem + "-preserve.off", stem + "-cgal.off"
         write_off(src, v, f)
         folds_in = folded_edges(v, np.asarray(f))
-        subprocess.run([tool, "remesh", src, "-o", ours, "--quiet"], check=True, capture_output=True)
-        cgal_ok = subprocess.run([peer, src, cgal], capture_output=True).returncode == 0
+        subprocess.run([tool, "remesh", src, "-o", ours, "--quiet"] + (["--relative"] + scale if scale else []),
+                       check=True, capture_output=True)
+        cgal_ok = subprocess.run([peer, src, cgal] + scale, capture_output=True).returncode == 0
         o = compare(tool, src, ours) + (folded_edges(*read_off(ours)),)
         c = compare(tool, src, cgal) + (folded_edges(*read_off(cgal)),) if cgal_ok else None
         flags = []
