@@ -1043,4 +1043,105 @@ void MakeThreeSpheres(Mesh& mesh) {
     add(1, 2.0, -5.0);
 }
 
+// A scan of a closed organic shape cut where the scanner saw nothing, as
+// cleaning tools cut it: a bumpy sphere (MakeBumpySphere, bumps 0.15) with
+// every face dropped whose centroid lies beyond the plane through `cut` along
+// the direction (0.2, 0, -1) and, for holes 0 .. holes - 1, every face whose
+// centroid lies within 0.05 + 0.06 k radians of a direction drawn at random.
+// The rims follow the faces, a zig-zag that turns by 60 degrees or more at
+// nearly every vertex, both ways: tips of one face and notches between them.
+template <typename Mesh>
+void MakeFaceCutScan(Mesh& mesh, unsigned int levels = 4, double cut = 0.4, unsigned int holes = 3,
+                     unsigned int seed = 12) {
+    Mesh whole;
+    MakeBumpySphere(whole, levels, 0.15, 0, seed);
+    CNoise random(seed);
+    std::vector<std::array<double, 3>> centres;
+    for (unsigned int k = 0; k < holes; ++k) {
+        std::array<double, 3> d = {random.Next(), random.Next(), random.Next()};
+        const double length = std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]);
+        centres.push_back({d[0] / length, d[1] / length, d[2] / length});
+    }
+    const double plane = std::sqrt(1.04);
+    std::vector<int> index(whole.m_Vertices.GetCount(), -1);
+    std::vector<std::array<double, 3>> points;
+    std::vector<std::array<unsigned int, 3>> faces;
+    for (unsigned int f = 0; f < whole.m_Faces.GetCount(); ++f) {
+        const auto* c = whole.m_Faces[f].m_Corners;
+        std::array<double, 3> m = {0, 0, 0};
+        for (int i = 0; i < 3; ++i) {
+            const auto& p = whole.m_Vertices[c[i]].m_Position;
+            m = {m[0] + p.x / 3, m[1] + p.y / 3, m[2] + p.z / 3};
+        }
+        if ((0.2 * m[0] - m[2]) / plane > cut)
+            continue;
+        const double length = std::sqrt(m[0] * m[0] + m[1] * m[1] + m[2] * m[2]);
+        bool inHole = false;
+        for (unsigned int k = 0; k < holes; ++k) {
+            const auto& d = centres[k];
+            inHole = inHole || (m[0] * d[0] + m[1] * d[1] + m[2] * d[2]) / length > std::cos(0.05 + 0.06 * k);
+        }
+        if (inHole)
+            continue;
+        std::array<unsigned int, 3> t;
+        for (int i = 0; i < 3; ++i) {
+            if (index[c[i]] < 0) {
+                const auto& p = whole.m_Vertices[c[i]].m_Position;
+                index[c[i]] = static_cast<int>(points.size());
+                points.push_back({double(p.x), double(p.y), double(p.z)});
+            }
+            t[i] = static_cast<unsigned int>(index[c[i]]);
+        }
+        faces.push_back(t);
+    }
+    AddTables(mesh, points, faces);
+}
+
+// A sheet-metal part as CAD programs export it: one open sheet `width` wide
+// (along y), a flat flange 2 long in z = 0 and another 1.5 tall in x = 0.3,
+// joined by a 90-degree fillet of radius 0.3 in `segments` facets. Across
+// the sheet `across` strips of quads, each split along the same diagonal, so
+// each flange is a row of slivers (2 degrees at 40 strips) beside the
+// fillet's nearly square faces.
+template <typename Mesh>
+void MakeBentSheet(Mesh& mesh, unsigned int across = 40, unsigned int segments = 12, double width = 3) {
+    const double radius = 0.3;
+    std::vector<std::array<double, 2>> profile = {{-2, 0}, {0, 0}};
+    for (unsigned int k = 1; k <= segments; ++k) {
+        const double a = 0.5 * Pi * k / segments;
+        profile.push_back({radius * std::sin(a), radius * (1 - std::cos(a))});
+    }
+    profile.push_back({radius, 1.5});
+    const unsigned int base = mesh.m_Vertices.GetCount(), columns = across + 1;
+    for (const auto& p : profile)
+        for (unsigned int j = 0; j < columns; ++j)
+            AddVertex(mesh, p[0], width * j / across, p[1]);
+    for (unsigned int i = 0; i + 1 < profile.size(); ++i)
+        for (unsigned int j = 0; j < across; ++j) {
+            const unsigned int a = base + i * columns + j;
+            AddFace(mesh, a, a + 1, a + columns + 1);
+            AddFace(mesh, a, a + columns + 1, a + columns);
+        }
+}
+
+// An open height field over [-1, 1]^2 on an n x n grid (each square split
+// along the same diagonal), z = 1.2 y |x| + 0.2 (x^2 - y^2): a crease along
+// x = 0 whose sharpness runs from concave through flat to convex, meeting
+// the rim where it is sharpest.
+template <typename Mesh>
+void MakeSaddleCrease(Mesh& mesh, unsigned int n = 20) {
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    for (unsigned int j = 0; j <= n; ++j)
+        for (unsigned int i = 0; i <= n; ++i) {
+            const double x = -1 + 2.0 * i / n, y = -1 + 2.0 * j / n;
+            AddVertex(mesh, x, y, 1.2 * y * std::fabs(x) + 0.2 * (x * x - y * y));
+        }
+    for (unsigned int j = 0; j < n; ++j)
+        for (unsigned int i = 0; i < n; ++i) {
+            const unsigned int a = base + j * (n + 1) + i;
+            AddFace(mesh, a, a + 1, a + n + 2);
+            AddFace(mesh, a, a + n + 2, a + n + 1);
+        }
+}
+
 }  // namespace QuorvelTest

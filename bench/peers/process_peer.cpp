@@ -3,9 +3,11 @@
 // isotropic remeshing to the input's mean edge length (5 iterations, vertices
 // projected back onto the input, as the tool's default method does), write
 // the result (binary PLY, or OFF by the output's extension). It links CGAL
-// and nothing of quorvel, so its start-up is CGAL's own.
+// and nothing of quorvel, so its start-up is CGAL's own. An optional third
+// argument R remeshes to R times the mean edge length instead, as the tool's
+// --relative R.
 //
-// Usage: bench_peers_process IN.(off|ply) OUT.(off|ply)
+// Usage: bench_peers_process IN.(off|ply) OUT.(off|ply) [R]
 #include <CGAL/Exact_predicates_inexact_constructions_kernel.h>
 #include <CGAL/Polygon_mesh_processing/IO/polygon_mesh_io.h>
 #include <CGAL/Polygon_mesh_processing/measure.h>
@@ -13,6 +15,7 @@
 #include <CGAL/Surface_mesh.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 namespace {
@@ -23,8 +26,9 @@ typedef CGAL::Surface_mesh<Kernel::Point_3> Mesh;
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 3) {
-        std::fprintf(stderr, "usage: %s IN.(off|ply) OUT.(off|ply)\n", argv[0]);
+    const double relative = argc == 4 ? std::atof(argv[3]) : 1.0;
+    if ((argc != 3 && argc != 4) || !(relative > 0)) {
+        std::fprintf(stderr, "usage: %s IN.(off|ply) OUT.(off|ply) [R]\n", argv[0]);
         return 2;
     }
     namespace PMP = CGAL::Polygon_mesh_processing;
@@ -38,7 +42,7 @@ int main(int argc, char** argv) {
     double total = 0;
     for (const Mesh::Edge_index e : mesh.edges())
         total += PMP::edge_length(e, mesh);
-    const double target = total / static_cast<double>(mesh.number_of_edges());
+    const double target = relative * total / static_cast<double>(mesh.number_of_edges());
     PMP::isotropic_remeshing(faces(mesh), target, mesh, CGAL::parameters::number_of_iterations(5).do_project(true));
     mesh.collect_garbage();
     if (!CGAL::IO::write_polygon_mesh(std::string(argv[2]), mesh, CGAL::parameters::use_binary_mode(true))) {

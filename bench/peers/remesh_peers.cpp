@@ -261,6 +261,7 @@ void CompareStandIns(double relative, unsigned int repeat, const std::string& on
         {"spiky sphere, fine", [](Mesh& m) { MakeSpikySphere(m, 3, 12, 1.6, 0, 1); }},
         {"sharp cone", [](Mesh& m) { MakeSharpCone(m); }},
         {"three faceted spheres", [](Mesh& m) { MakeThreeSpheres(m); }},
+        {"face cut scan", [](Mesh& m) { MakeFaceCutScan(m); }},
     };
     for (const auto& standIn : standIns)
         if (std::string(standIn.first).find(only) != std::string::npos)

@@ -17,8 +17,10 @@ CGAL's, or more folded edges than the input had.
 the one holding bench/peers/bench_peers_process (default build-peers; build it
 with `bench/peers/run.sh` and `cmake --build build-peers --target
 bench_peers_process`), --out where the meshes go (default a new temporary
-folder, kept), --only runs the inputs whose name contains TEXT. Uses numpy
-and scipy from Debian (/usr/bin/python3).
+folder, kept), --only runs the inputs whose name contains TEXT. Inputs whose
+name ends in "at R x" are remeshed to R times their mean edge length by both
+(the peer takes R as its third argument). Uses numpy and scipy from Debian
+(/usr/bin/python3).
 """
 import argparse
 import math
@@ -474,6 +476,220 @@ def soup(v, f):
     return np.asarray(v)[f.reshape(-1)], np.arange(3 * len(f)).reshape(-1, 3)
 
 
+# ---------------------------------------------------------------- larger inputs (2k to 30k faces)
+
+
+def drop_faces(v, f, drop):
+    return compact(v, np.asarray(f)[~drop])
+
+
+def cut_scan(levels, planes, holes, seed):
+    """A scan of a closed organic shape cut by planes (each open rim at the
+    density of the surface it crosses: the bumps make it uneven) and with a
+    few holes where the scanner saw nothing."""
+    v, f = icosphere(levels)
+    v = bumpy(v, 0.15, 4, seed)
+    centroid = v[f].mean(axis=1)
+    drop = np.zeros(len(f), bool)
+    for normal, offset in planes:
+        n = np.asarray(normal, float) / np.linalg.norm(normal)
+        drop |= centroid @ n > offset
+    rng = np.random.default_rng(seed)
+    dirs = rng.normal(size=(holes, 3))
+    dirs /= np.linalg.norm(dirs, axis=1)[:, None]
+    unit = centroid / np.linalg.norm(centroid, axis=1)[:, None]
+    for k, d in enumerate(dirs):
+        drop |= unit @ d > math.cos(0.05 + 0.06 * k)
+    return drop_faces(v, f, drop)
+
+
+def holes_of_sizes(levels, radii, seed):
+    """A closed surface with holes from about one face across to a dozen."""
+    v, f = icosphere(levels)
+    rng = np.random.default_rng(seed)
+    centroid = v[f].mean(axis=1)
+    centroid /= np.linalg.norm(centroid, axis=1)[:, None]
+    drop = np.zeros(len(f), bool)
+    centres = []
+    while len(centres) < len(radii):
+        d = rng.normal(size=3)
+        d /= np.linalg.norm(d)
+        if all(d @ c < 0.6 for c in centres):
+            centres.append(d)
+    for d, r in zip(centres, radii):
+        drop |= centroid @ d > math.cos(r)
+    return drop_faces(v, f, drop)
+
+
+def sheet_path(points):
+    """Arc-length positions along a polyline in the xz plane."""
+    pts = np.asarray(points, float)
+    return pts
+
+
+def bent_sheet(width, segments_across, fillet_segments, fan=True):
+    """A sheet-metal part as CAD exports it: an open single sheet, two flat
+    flanges joined by a 90-degree fillet, flats as long thin triangles (one
+    quad split along a diagonal per flat strip), the fillet as a strip of
+    quads along the bend."""
+    r = 0.3
+    profile = [(-2.0, 0.0), (0.0, 0.0)]
+    for k in range(1, fillet_segments + 1):
+        a = 0.5 * math.pi * k / fillet_segments
+        profile.append((r * math.sin(a), r * (1 - math.cos(a))))
+    profile.append((r, 1.5))
+    v, f = [], []
+    cols = segments_across + 1
+    for x, z in profile:
+        for j in range(cols):
+            v.append((x, width * j / segments_across, z))
+    for i in range(len(profile) - 1):
+        for j in range(segments_across):
+            a, b = i * cols + j, i * cols + j + 1
+            c, d = a + cols, b + cols
+            f += [(a, c, b), (b, c, d)] if fan else [(a, d, b), (a, c, d)]
+    return np.array(v, float), np.array(f, int)
+
+
+def half_cylinder(sectors, length, rings):
+    """An open half-cylinder shell with its two half-disc ends fanned from
+    their first point: the flat opening along the bottom stays open."""
+    v, f = [], []
+    for k in range(rings + 1):
+        for s in range(sectors + 1):
+            a = math.pi * s / sectors
+            v.append((math.cos(a), math.sin(a), length * k / rings))
+    cols = sectors + 1
+    for k in range(rings):
+        for s in range(sectors):
+            a, b = k * cols + s, k * cols + s + 1
+            c, d = a + cols, b + cols
+            f += [(a, b, d), (a, d, c)]
+    for s in range(1, sectors):
+        f.append((0, s + 1, s))
+        top = rings * cols
+        f.append((top, top + s, top + s + 1))
+    return np.array(v, float), np.array(f, int)
+
+
+def holed_plate(cells, hole_sides, square_side, thickness=0.2):
+    """A plate with a cells x cells grid of round through-holes, CAD-style:
+    each cell's square outline (square_side points a side) joined to its hole
+    by one strip, hole walls one quad tall: genus cells squared."""
+    v = []
+    index = {}
+
+    def vid(p):
+        key = (round(p[0], 9), round(p[1], 9), round(p[2], 9))
+        if key not in index:
+            index[key] = len(v)
+            v.append(p)
+        return index[key]
+
+    f = []
+    for ci in range(cells):
+        for cj in range(cells):
+            cx, cy = ci + 0.5, cj + 0.5
+            sq = []
+            for side in range(4):
+                for k in range(square_side):
+                    t = k / square_side
+                    x, y = [(t, 0), (1, t), (1 - t, 1), (0, 1 - t)][side]
+                    sq.append((ci + x, cj + y))
+            hole = [(cx + 0.3 * math.cos(2 * math.pi * k / hole_sides),
+                     cy + 0.3 * math.sin(2 * math.pi * k / hole_sides)) for k in range(hole_sides)]
+            for z, flip in ((thickness, False), (0.0, True)):
+                ids = [vid((x, y, z)) for x, y in sq] + [vid((x, y, z)) for x, y in hole]
+                vv = np.array([v[i] for i in ids])
+                local = ring_strip(list(range(len(sq))), list(range(len(sq), len(ids))), vv,
+                                   np.array([cx, cy, z]))
+                for a, b, c in local:
+                    t = (ids[a], ids[b], ids[c])
+                    f.append(t[::-1] if flip else t)
+            for k in range(hole_sides):
+                a = vid((hole[k][0], hole[k][1], 0.0))
+                b = vid((hole[(k + 1) % hole_sides][0], hole[(k + 1) % hole_sides][1], 0.0))
+                c = vid((hole[(k + 1) % hole_sides][0], hole[(k + 1) % hole_sides][1], thickness))
+                d = vid((hole[k][0], hole[k][1], thickness))
+                f += [(a, c, b), (a, d, c)]
+    # the outer wall, one quad tall per outline point
+    n = cells * square_side
+    outline = []
+    for side in range(4):
+        for k in range(n):
+            t = cells * k / n
+            outline.append([(t, 0), (cells, t), (cells - t, cells), (0, cells - t)][side])
+    for k in range(len(outline)):
+        p, q = outline[k], outline[(k + 1) % len(outline)]
+        a, b = vid((p[0], p[1], 0.0)), vid((q[0], q[1], 0.0))
+        c, d = vid((q[0], q[1], thickness)), vid((p[0], p[1], thickness))
+        f += [(a, b, c), (a, c, d)]
+    v = np.array(v, float)
+    # the strips were built counter-clockwise seen from +z: outward on top
+    return v, np.array(f, int)
+
+
+def knot_tube(p, q, along, around, radius):
+    """A tube around a (p, q) torus knot: a long thin limb that winds past
+    itself, radius a few of its own edges."""
+    def centre(t):
+        r = 2 + math.cos(q * t)
+        return np.array([r * math.cos(p * t), r * math.sin(p * t), -math.sin(q * t)])
+
+    v, f = [], []
+    for i in range(along):
+        t = 2 * math.pi * i / along
+        c, c2 = centre(t), centre(t + 1e-4)
+        tan = (c2 - c) / np.linalg.norm(c2 - c)
+        n = np.cross(tan, [0.0, 0.0, 1.0])
+        n /= np.linalg.norm(n)
+        b = np.cross(tan, n)
+        for j in range(around):
+            a = 2 * math.pi * j / around
+            v.append(c + radius * (math.cos(a) * n + math.sin(a) * b))
+    for i in range(along):
+        for j in range(around):
+            a, b = i * around + j, ((i + 1) % along) * around + j
+            c, d = ((i + 1) % along) * around + (j + 1) % around, i * around + (j + 1) % around
+            f += [(a, c, b), (a, d, c)]
+    return np.array(v, float), np.array(f, int)
+
+
+def graded_sphere(points, ratio, seed):
+    """An adaptively decimated scan: the hull of points on a bumpy sphere
+    whose spacing grows smoothly by `ratio` from one pole to the other."""
+    rng = np.random.default_rng(seed)
+    p = rng.normal(size=(points * 8, 3))
+    p /= np.linalg.norm(p, axis=1)[:, None]
+    # keep a point with probability ~ 1 / spacing^2, spacing from 1 to ratio
+    spacing = ratio ** ((p[:, 2] + 1) / 2)
+    p = p[rng.uniform(size=len(p)) < 1 / spacing ** 2][:points]
+    v, f = hull(p)
+    return bumpy(v, 0.1, 3, seed), f
+
+
+def patched_sphere(resolutions, weld):
+    """A sphere from the six faces of a cube, each triangulated on its own
+    grid: with different grids the seams hold T-junctions (cracks); with the
+    same grid and weld false they hold duplicate vertices 1e-7 apart."""
+    rng = np.random.default_rng(len(resolutions))
+    vs, fs = [], []
+    base = 0
+    axes = [(0, 1, 2, 1), (0, 1, 2, -1), (1, 2, 0, 1), (1, 2, 0, -1), (2, 0, 1, 1), (2, 0, 1, -1)]
+    for (i, j, k, s), n in zip(axes, resolutions):
+        g, tri = grid(n, n)
+        pts = np.zeros((len(g), 3))
+        pts[:, i], pts[:, j], pts[:, k] = g[:, 0], g[:, 1], s
+        pts /= np.linalg.norm(pts, axis=1)[:, None]
+        if not weld:
+            pts += rng.uniform(-1e-7, 1e-7, pts.shape)
+        vs.append(pts)
+        fs.append((tri if s > 0 else tri[:, ::-1]) + base)
+        base += len(pts)
+    v, f = np.vstack(vs), np.vstack(fs)
+    return v, orient_outwards(v, f)
+
+
 def inputs():
     """(name, builder) for every input of the sweep."""
     soup_source = torus(24, 12)
@@ -514,6 +730,28 @@ def inputs():
     yield "three spheres", lambda: merge(icosphere(2), (icosphere(3)[0] * 0.5 + 3, icosphere(3)[1]),
                                          (icosphere(1)[0] * 2 - 5, icosphere(1)[1]))
     yield "tiny beside big", lambda: merge(icosphere(3), (icosphere(1)[0] * 0.05 + 2, icosphere(1)[1]))
+    yield "cut scan 2 planes", lambda: cut_scan(5, [((0, 0, 1), 0.55), ((1, 0.3, 0), 0.7)], 3, 11)
+    yield "cut scan 1 plane coarse", lambda: cut_scan(4, [((0.2, 0, -1), 0.4)], 2, 12)
+    yield "holes of sizes", lambda: holes_of_sizes(5, [0.02, 0.04, 0.07, 0.1, 0.15, 0.22, 0.3, 0.45], 13)
+    yield "bent sheet 2 across", lambda: bent_sheet(3.0, 2, 8)
+    yield "bent sheet 40 across", lambda: bent_sheet(3.0, 40, 12, False)
+    yield "half cylinder fan ends", lambda: half_cylinder(32, 4.0, 1)
+    yield "half cylinder 64x40", lambda: half_cylinder(64, 4.0, 40)
+    yield "holed plate 5x5", lambda: holed_plate(5, 16, 4)
+    yield "holed plate 12x12", lambda: holed_plate(12, 24, 6)
+    yield "knot tube 600x12", lambda: knot_tube(2, 3, 600, 12, 0.15)
+    yield "knot tube 1200x8 thin", lambda: knot_tube(3, 5, 1200, 8, 0.06)
+    yield "graded sphere 10x", lambda: graded_sphere(6000, 10.0, 14)
+    yield "graded sphere 10x large", lambda: graded_sphere(15000, 10.0, 15)
+    yield "patched sphere cracks", lambda: patched_sphere([12, 16, 20, 24, 28, 32], True)
+    yield "patched sphere duplicates", lambda: patched_sphere([24] * 6, False)
+    # (name, builder, target as a multiple of the input's mean edge length)
+    yield "cut scan 2 planes at 0.5x", lambda: cut_scan(5, [((0, 0, 1), 0.55), ((1, 0.3, 0), 0.7)], 3, 11), 0.5
+    yield "cut scan 2 planes at 2x", lambda: cut_scan(5, [((0, 0, 1), 0.55), ((1, 0.3, 0), 0.7)], 3, 11), 2.0
+    yield "holed plate 5x5 at 2x", lambda: holed_plate(5, 16, 4), 2.0
+    yield "bent sheet 40 across at 0.5x", lambda: bent_sheet(3.0, 40, 12, False), 0.5
+    yield "knot tube 600x12 at 2x", lambda: knot_tube(2, 3, 600, 12, 0.15), 2.0
+    yield "graded sphere 10x at 0.5x", lambda: graded_sphere(6000, 10.0, 14), 0.5
 
 
 # ---------------------------------------------------------------- the runs
@@ -544,16 +782,19 @@ def main():
           "| cgal hausdorff | cgal folds | flag |")
     print("|---|---|---|---|---|---|---|---|---|---|---|")
     flagged = 0
-    for name, build in inputs():
+    for name, build, *rest in inputs():
         if args.only not in name:
             continue
+        relative = rest[0] if rest else 1.0
+        scale = ["%g" % relative] if relative != 1.0 else []
         v, f = build()
         stem = os.path.join(out, re.sub(r"[^A-Za-z0-9]+", "-", name).strip("-"))
         src, ours, cgal = stem + ".off", stem + "-preserve.off", stem + "-cgal.off"
         write_off(src, v, f)
         folds_in = folded_edges(v, np.asarray(f))
-        subprocess.run([tool, "remesh", src, "-o", ours, "--quiet"], check=True, capture_output=True)
-        cgal_ok = subprocess.run([peer, src, cgal], capture_output=True).returncode == 0
+        subprocess.run([tool, "remesh", src, "-o", ours, "--quiet"] + (["--relative"] + scale if scale else []),
+                       check=True, capture_output=True)
+        cgal_ok = subprocess.run([peer, src, cgal] + scale, capture_output=True).returncode == 0
         o = compare(tool, src, ours) + (folded_edges(*read_off(ours)),)
         c = compare(tool, src, cgal) + (folded_edges(*read_off(cgal)),) if cgal_ok else None
         flags = []

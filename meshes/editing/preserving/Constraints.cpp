@@ -479,7 +479,15 @@ void CEngine::MeasureBoundaryNoise(std::vector<Vec>& smoothed) {
         if (m_Roughness[v] > m_KeptDeviation) {
             if (smoothed.empty())
                 smoothed = m_Position;
-            smoothed[v] = sum / double(window.size());
+            // Within the noise band only: the mean of a window whose spacing
+            // is uneven (a fine fillet's rim beside a flange's one long
+            // edge) lies far from the boundary, and the thin faces along
+            // the flange, turned over there, drew lines beside the rim.
+            Vec move = sum / double(window.size()) - m_Position[v];
+            const double length = std::sqrt(Squared(move));
+            if (length > m_Roughness[v])
+                move *= m_Roughness[v] / length;
+            smoothed[v] = m_Position[v] + move;
         }
     }
 }

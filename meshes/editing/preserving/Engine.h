@@ -219,6 +219,10 @@ constexpr double SoftCornerSnapFactor = 0.08;
 // ...where the vertex's fan keeps its smallest angle, or stays above this
 // angle and above the smallest angle of the whole result.
 constexpr double SoftCornerFloorAngle = 35.0 * Pi / 180.0;
+// An open boundary vertex whose faces' angles sum to within this share of
+// 60 degrees of a whole multiple of 60 degrees holds that many faces (see
+// IdealValence): a quarter, 15 degrees, so that a right angle holds none.
+constexpr double RimFaceSlack = 0.25;
 // A relaxation move may not flatten a face below this shape (twice the area
 // over the sum of the squared sides; about 0.03 for a smallest angle of 5
 // degrees).
@@ -539,9 +543,23 @@ private:
     Vec InputNormal(std::uint32_t v, std::uint32_t a, std::uint32_t b) const;
     void Collapse(std::uint32_t h, bool removeOrigin, const Vec& target);
     bool FlipEdges();
-    // The valence that v's fan is best at: 4 on an open boundary and at a
-    // needle's tip, 6 elsewhere.
-    int IdealValence(std::uint32_t v) const { return IsOpen(v) || (m_Flags[v] & Needle) ? 4 : 6; }
+    // The valence that v's fan is best at: 4 at a needle's tip, 6 inside.
+    // On an open boundary, one more than the faces of 60 degrees its angle
+    // holds where it holds a whole number of them (see RimFaceSlack): a
+    // kept rim cut along the faces, as a scan's cleaning leaves it, has
+    // tips of one or two faces and notches of four or five, and 4 at each
+    // took edges from the notches and gave them to the tips, where
+    // relaxation pressed free vertices against the rim. Between (a right
+    // angle, where a fan of two or of three faces does as well) and along a
+    // straight rim, 4.
+    int IdealValence(std::uint32_t v) const {
+        if (IsOpen(v)) {
+            const double faces = AngleSum(v) * (3.0 / Pi);
+            const double whole = std::max(1.0, std::round(faces));
+            return std::fabs(faces - whole) < RimFaceSlack ? 1 + static_cast<int>(whole) : 4;
+        }
+        return (m_Flags[v] & Needle) ? 4 : 6;
+    }
     // The fewest edges v may keep: 2 on an open boundary, 4 at a needle's
     // tip, 3 elsewhere. Three faces around a tip that closes after less than
     // half a turn meet at 60 degrees or less, their normals 118 to 120

@@ -57,8 +57,14 @@ bool CEngine::FlipIsAllowed(std::uint32_t h) const {
     if (c == d || ((m_Flags[a] | m_Flags[b] | m_Flags[c] | m_Flags[d]) & NonManifold))
         return false;
     // An inner edge between two boundary vertices would cut off an ear: a
-    // face flat against the boundary that no later flip can repair.
-    if (IsOpen(c) && IsOpen(d))
+    // face flat against the boundary that no later flip can repair. Only a
+    // tip of the rim whose angle holds one face (see IdealValence) is cut
+    // off as an ear, the one face it wants: its two faces, split at its
+    // third edge, halve an angle of 60 degrees.
+    const auto tip = [&](std::uint32_t x) {
+        return IsOpen(x) && m_Valence[x] == 3 && AngleSum(x) < (1 + RimFaceSlack) * (Pi / 3);
+    };
+    if (IsOpen(c) && IsOpen(d) && !tip(a) && !tip(b))
         return false;
     return m_Valence[a] > MinValence(a) && m_Valence[b] > MinValence(b);
 }
