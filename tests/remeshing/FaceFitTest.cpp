@@ -102,12 +102,11 @@ INSTANTIATE_TEST_SUITE_P(RemeshPreservingShape, FaceFit,
                          ::testing::Values(
                              // The sweep's lat-long sphere: at its own mean edge its faces are
                              // kept about as large, and the result's chords cut across the
-                             // input's (0.049 targets with the fit, 0.063 without).
-                             CFitCase{"lat_long_sphere", [](ShapeMesh& m) { MakeLatLongSphere(m); }, 1.0, 0.055, 0.85},
-                             // The source of the sweep's soup torus (0.108 against 0.143).
-                             CFitCase{"torus", [](ShapeMesh& m) { MakeTorus(m, 24, 12); }, 1.0, 0.12, 0.85},
-                             // Coarsened: the result's chords are deeper than the input's (0.053
-                             // against 0.063).
+                             // input's creases (0.042 targets with the fit, 0.063 without).
+                             CFitCase{"lat_long_sphere", [](ShapeMesh& m) { MakeLatLongSphere(m); }, 1.0, 0.047, 0.75},
+                             // The source of the sweep's soup torus (0.102 against 0.143).
+                             CFitCase{"torus", [](ShapeMesh& m) { MakeTorus(m, 24, 12); }, 1.0, 0.112, 0.8},
+                             // Coarsened: the result's chords are deeper than the input's.
                              CFitCase{"icosphere_coarsened", [](ShapeMesh& m) { MakeIcosphere(m, 3); }, 2.0, 0.058,
                                       0.9}),
                          [](const ::testing::TestParamInfo<CFitCase>& info) { return info.param.m_Name; });

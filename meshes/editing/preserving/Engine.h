@@ -325,7 +325,7 @@ public:
 //           and six places tried each, then one more sweep over the faces
 //           (the smallest angle) and the vertices (three corners each, as
 //           the last but with one place tried), then, fitting the faces,
-//           one closest-point query per face, one walk over each fan and
+//           four closest-point queries per face, one walk over each fan and
 //           the take-back of relaxation.
 // Every walk around a vertex follows twin links around one fan and so visits
 // each of its faces once; collapses walk only fans of at most
@@ -588,8 +588,9 @@ private:
         if (m_Options.m_FitFaces)
             FitFaces();
     }
-    // Moves each free vertex off the input along its normal by half the
-    // mean depth of its faces' middles (see its definition).
+    // Moves each free vertex off the input along its normal so that its
+    // faces lie about as far outside the input as inside (see its
+    // definition).
     void FitFaces();
     // Moves free vertices onto the input vertices the result passes too far
     // from (see PeakSnapFactor), where no face of their fans turns, folds or

@@ -220,13 +220,15 @@ std::uint32_t CEngine::NearestOnInput(const Vec& p, std::uint32_t hint, Vec& nea
 // Every face of the result has its corners on the input, so on a curved
 // part it is a chord: its interior lies inside a convex part and outside a
 // concave one, up to about L^2 / (6 R) at its middle for a side L on a radius
-// R, while its corners lie at no distance at all. Moving each free vertex
-// along its normal by half the mean depth of its faces splits that depth
-// between the corners and the middles, which halves the part of the distance
-// either way that the chords make (on a faceted input the rest is the
-// input's own creases, which the result's faces cut across) and most of the
-// volume they lose; on flat parts and on noise that averages out the depth
-// is about zero and nothing moves.
+// R, while its corners lie at no distance at all. Each face measures its
+// signed depth below or above the input at its centroid and the midpoints of
+// its sides (where it crosses a crease of a faceted input, the deepest point
+// is often a side's), and the middle of the span those depths and its
+// corners' zero cover is where the face would best lie. Moving each free
+// vertex along its normal by the mean of its faces' middles splits each
+// chord's depth between its corners and its middle, which halves the part
+// of the distance either way that the chords make and most of the volume
+// they lose; on flat parts, and on noise that averages out, nothing moves.
 // Depths are measured from the places before the pass and the moves go to a
 // separate array, so the result does not depend on threads.
 void CEngine::FitFaces() {
@@ -250,13 +252,19 @@ void CEngine::FitFaces() {
         if (!(Squared(normal) > m_MinCross2))
             continue;
         normal.Normalise();
-        const Vec middle = (a + b + c) / 3.0;
-        Vec nearest;
-        if (NearestOnInput(middle, m_FaceHint[corner[0]], nearest) != None) {
-            const double d = (nearest - middle) % normal;
-            if (std::isfinite(d))
-                depth[f] = d;
+        const Vec points[4] = {(a + b + c) / 3.0, (a + b) * 0.5, (b + c) * 0.5, (c + a) * 0.5};
+        double high = 0, low = 0;
+        for (const Vec& q : points) {
+            Vec nearest;
+            if (NearestOnInput(q, m_FaceHint[corner[0]], nearest) != None) {
+                const double d = (nearest - q) % normal;
+                if (std::isfinite(d)) {
+                    high = std::max(high, d);
+                    low = std::min(low, d);
+                }
+            }
         }
+        depth[f] = 0.5 * (high + low);
     }
 
     const std::int64_t vertexCount = static_cast<std::int64_t>(m_Position.size());
@@ -281,7 +289,7 @@ void CEngine::FitFaces() {
         if (!(area > 0) || !(Squared(normal) > 0))
             continue;
         normal.Normalise();
-        const double offset = std::clamp(0.5 * weighted / area, -reach, reach);
+        const double offset = std::clamp(weighted / area, -reach, reach);
         const Vec moved = p + normal * offset;
         if (IsFinite(moved))
             m_Moved[v] = moved;
