@@ -92,9 +92,9 @@ void ExpectFingerprint(std::uint64_t pinned, const std::function<void(Mesh&)>& m
 
 TEST(RemeshPreservingShapeFingerprint, BumpySphereCoarsenedAndRefined) {
     const auto make = [](DoubleMesh& mesh) { MakeBumpySphere(mesh, 4, 0.12, 0.01); };
-    ExpectFingerprint<DoubleMesh>(0x0d741557103aa2ecull, make, 1.7);
+    ExpectFingerprint<DoubleMesh>(0xdb2e25525730ee0eull, make, 1.7);
     // Fine enough that the parallel loops run on a team.
-    ExpectFingerprint<DoubleMesh>(0x1dec0998b665ca50ull, make, 0.45);
+    ExpectFingerprint<DoubleMesh>(0xd80edb831466eac4ull, make, 0.45);
     // Without the fit of the faces every vertex stays on the input, as
     // before the fit was added: the same result bit for bit.
     CRemeshOptions onInput;
@@ -105,7 +105,7 @@ TEST(RemeshPreservingShapeFingerprint, BumpySphereCoarsenedAndRefined) {
 
 TEST(RemeshPreservingShapeFingerprint, Torus) {
     ExpectFingerprint<DoubleMesh>(
-        0x41ed0cb4e97d174full, [](DoubleMesh& mesh) { MakeTorus(mesh, 48, 16); }, 0.8);
+        0x5b8c439b7fe6721eull, [](DoubleMesh& mesh) { MakeTorus(mesh, 48, 16); }, 0.8);
 }
 
 TEST(RemeshPreservingShapeFingerprint, OpenGridKeptAndSliding) {
@@ -117,31 +117,31 @@ TEST(RemeshPreservingShapeFingerprint, OpenGridKeptAndSliding) {
             p.z = 0.02 * ((p.x - 6) * (p.x - 6) + (p.y - 4) * (p.y - 4));
         }
     };
-    ExpectFingerprint<DoubleMesh>(0xe52b42a8655be0b5ull, make, 0.6);
+    ExpectFingerprint<DoubleMesh>(0xb12276b4ac55d460ull, make, 0.6);
     // Coarser than the boundary: kept boundary vertices merge along it.
-    ExpectFingerprint<DoubleMesh>(0xcdf980a80470e162ull, make, 2.5);
+    ExpectFingerprint<DoubleMesh>(0x32c2d5e8ffde00e2ull, make, 2.5);
     CRemeshOptions sliding;
     sliding.m_KeepBoundaries = false;
-    ExpectFingerprint<DoubleMesh>(0xbf4046b92cda4924ull, make, 1.5, sliding);
+    ExpectFingerprint<DoubleMesh>(0x8a102f1a493ad37eull, make, 1.5, sliding);
 }
 
 TEST(RemeshPreservingShapeFingerprint, SharpFeatures) {
     ExpectFingerprint<DoubleMesh>(
         0x05fcb8bdb0fb1a13ull, [](DoubleMesh& mesh) { MakeBox(mesh, 2, 1.5, 1); }, 0.15);
     ExpectFingerprint<DoubleMesh>(
-        0xc5a405ca1fb31236ull, [](DoubleMesh& mesh) { MakePiercedBlock(mesh); }, 1.2);
+        0x38cb5cdc2ffffc06ull, [](DoubleMesh& mesh) { MakePiercedBlock(mesh); }, 1.2);
     CRemeshOptions noFeatures;
     noFeatures.m_FeatureAngle = 0;
     noFeatures.m_RelaxationSteps = 2;
     ExpectFingerprint<DoubleMesh>(
-        0x67e1558f35f46c47ull, [](DoubleMesh& mesh) { MakePiercedBlock(mesh); }, 1.2, noFeatures);
+        0x7124f2832845d57cull, [](DoubleMesh& mesh) { MakePiercedBlock(mesh); }, 1.2, noFeatures);
 }
 
 TEST(RemeshPreservingShapeFingerprint, SinglePrecision) {
     ExpectFingerprint<FloatMesh>(
-        0x5cdc2d33422f1b69ull, [](FloatMesh& mesh) { MakeBumpySphere(mesh, 4, 0.12, 0.01); }, 0.9);
+        0x36a12ff03538fca6ull, [](FloatMesh& mesh) { MakeBumpySphere(mesh, 4, 0.12, 0.01); }, 0.9);
     ExpectFingerprint<FloatMesh>(
-        0x8f630bad1d4ec28cull, [](FloatMesh& mesh) { MakeTorus(mesh, 40, 12); }, 1.3);
+        0xaee7afc3dfb7c4b7ull, [](FloatMesh& mesh) { MakeTorus(mesh, 40, 12); }, 1.3);
 }
 
 }  // namespace
