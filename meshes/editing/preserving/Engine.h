@@ -325,7 +325,8 @@ public:
 //           and six places tried each, then one more sweep over the faces
 //           (the smallest angle) and the vertices (three corners each, as
 //           the last but with one place tried), then, fitting the faces,
-//           four closest-point queries per face, one walk over each fan and
+//           one closest-point query per face and one per side, one walk
+//           over each fan and
 //           the take-back of relaxation.
 // Every walk around a vertex follows twin links around one fan and so visits
 // each of its faces once; collapses walk only fans of at most

@@ -241,6 +241,20 @@ void CEngine::FitFaces() {
         if (m_Corner[3 * f] != None)
             floor = std::min(floor, SmallestAngle(m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]],
                                                   m_Position[m_Corner[3 * f + 2]]));
+    // The closest point to each side's midpoint, measured once for the two
+    // faces of the side, on its half-edge of the lower number.
+    const std::int64_t halfEdges = 3 * faceCount;
+    std::vector<Vec> sideNearest(static_cast<std::size_t>(halfEdges));
+    std::vector<char> sideFound(static_cast<std::size_t>(halfEdges), 0);
+    const auto owner = [&](std::uint32_t h) { return m_Twin[h] != None && m_Twin[h] < h ? m_Twin[h] : h; };
+#pragma omp parallel for schedule(dynamic, 4096) if (halfEdges >= 3 * ParallelFaces)
+    for (std::int64_t i = 0; i < halfEdges; ++i) {
+        const std::uint32_t h = static_cast<std::uint32_t>(i);
+        if (m_Corner[h] == None || owner(h) != h)
+            continue;
+        const Vec middle = (m_Position[m_Corner[h]] + m_Position[Target(h)]) * 0.5;
+        sideFound[h] = NearestOnInput(middle, m_FaceHint[m_Corner[h]], sideNearest[h]) != None;
+    }
 #pragma omp parallel for schedule(dynamic, 2048) if (faceCount >= ParallelFaces)
     for (std::int64_t i = 0; i < faceCount; ++i) {
         const std::uint32_t f = static_cast<std::uint32_t>(i);
@@ -254,14 +268,17 @@ void CEngine::FitFaces() {
         normal.Normalise();
         const Vec points[4] = {(a + b + c) / 3.0, (a + b) * 0.5, (b + c) * 0.5, (c + a) * 0.5};
         double high = 0, low = 0;
-        for (const Vec& q : points) {
+        for (std::uint32_t k = 0; k < 4; ++k) {
             Vec nearest;
-            if (NearestOnInput(q, m_FaceHint[corner[0]], nearest) != None) {
-                const double d = (nearest - q) % normal;
-                if (std::isfinite(d)) {
-                    high = std::max(high, d);
-                    low = std::min(low, d);
-                }
+            if (k == 0 ? NearestOnInput(points[0], m_FaceHint[corner[0]], nearest) == None
+                       : !sideFound[owner(3 * f + k - 1)])
+                continue;
+            if (k > 0)
+                nearest = sideNearest[owner(3 * f + k - 1)];
+            const double d = (nearest - points[k]) % normal;
+            if (std::isfinite(d)) {
+                high = std::max(high, d);
+                low = std::min(low, d);
             }
         }
         depth[f] = 0.5 * (high + low);
