@@ -326,8 +326,7 @@ public:
 //           (the smallest angle) and the vertices (three corners each, as
 //           the last but with one place tried), then, fitting the faces,
 //           one closest-point query per face and one per side, one walk
-//           over each fan and
-//           the take-back of relaxation.
+//           over each fan and the take-back of relaxation.
 // Every walk around a vertex follows twin links around one fan and so visits
 // each of its faces once; collapses walk only fans of at most
 // MaxCollapseValence edges. The number of iterations is the caller's.
