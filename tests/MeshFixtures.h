@@ -771,6 +771,35 @@ void MakeLimbedFigure(Mesh& mesh, int cells = 64, double limbRadius = 0.09, doub
     MakeImplicitSurface(mesh, field, cells, -1.9, 1.9);
 }
 
+// A unit latitude-longitude sphere as a CAD export tessellates it: `rings`
+// bands of equal latitude between the poles and `sectors` columns, the quads
+// between rings split along one diagonal, a fan of one face per column at
+// each pole. Its vertices are gentle corners of the faceted surface (its
+// faces turn by up to about 11 degrees at 32 x 24), and its edges, long along the
+// equator and short near the poles, average about the target a remesh at its
+// mean edge length takes, so the result neither refines nor coarsens it.
+template <typename Mesh>
+void MakeLatLongSphere(Mesh& mesh, unsigned int sectors = 32, unsigned int rings = 24) {
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    AddVertex(mesh, 0, 0, -1);
+    for (unsigned int k = 1; k < rings; ++k) {
+        const double r = std::sin(Pi * k / rings), z = -std::cos(Pi * k / rings);
+        for (unsigned int s = 0; s < sectors; ++s) {
+            const double a = 2 * Pi * s / sectors;
+            AddVertex(mesh, r * std::cos(a), r * std::sin(a), z);
+        }
+    }
+    AddVertex(mesh, 0, 0, 1);
+    const unsigned int top = base + 1 + (rings - 1) * sectors;
+    const auto at = [&](unsigned int k, unsigned int s) { return base + 1 + k * sectors + s % sectors; };
+    for (unsigned int s = 0; s < sectors; ++s) {
+        AddFace(mesh, base, at(0, s + 1), at(0, s));
+        for (unsigned int k = 0; k + 2 < rings; ++k)
+            AddQuad(mesh, at(k, s), at(k, s + 1), at(k + 1, s + 1), at(k + 1, s));
+        AddFace(mesh, top, at(rings - 2, s), at(rings - 2, s + 1));
+    }
+}
+
 // A bumpy latitude-longitude sphere of about `faces` faces whose vertices are
 // jittered along their radius by up to a fifth of the ring spacing, as the
 // process benchmark writes it: near the poles its faces are far narrower than

@@ -223,6 +223,12 @@ constexpr double SoftCornerFloorAngle = 35.0 * Pi / 180.0;
 // 60 degrees of a whole multiple of 60 degrees holds that many faces (see
 // IdealValence): a quarter, 15 degrees, so that a right angle holds none.
 constexpr double RimFaceSlack = 0.25;
+// The fit of the faces to the input (see FitFaces) moves no vertex further
+// than this many target lengths: half the depth of an equilateral chord of
+// sides 0.6 times the radius it spans. Deeper faces do not span a curve but
+// a part the target does not resolve (a spike, a thin wall), which a move
+// along the normal would not mend.
+constexpr double FitReachFactor = 0.05;
 // A relaxation move may not flatten a face below this shape (twice the area
 // over the sum of the squared sides; about 0.03 for a smallest angle of 5
 // degrees).
@@ -329,7 +335,9 @@ public:
 //           with at most three walks over the fans of a vertex and its ring
 //           and six places tried each, then one more sweep over the faces
 //           (the smallest angle) and the vertices (three corners each, as
-//           the last but with one place tried).
+//           the last but with one place tried), then, fitting the faces,
+//           one closest-point query per face and one per side, one walk
+//           over each fan and the take-back of relaxation.
 // Every walk around a vertex follows twin links around one fan and so visits
 // each of its faces once; collapses walk only fans of at most
 // MaxCollapseValence edges. The number of iterations is the caller's.
@@ -611,7 +619,13 @@ private:
         CollapseToRaiseAngles();
         SnapToPeaks();
         SnapToSoftCorners();
+        if (m_Options.m_FitFaces)
+            FitFaces();
     }
+    // Moves each free vertex off the input along its normal so that its
+    // faces lie about as far outside the input as inside (see its
+    // definition).
+    void FitFaces();
     // Moves free vertices onto the input vertices the result passes too far
     // from (see PeakSnapFactor), where no face of their fans turns, folds or
     // gets a smaller angle than it allows; whether any moved.
@@ -680,8 +694,9 @@ private:
     // Whether face f, with its corners at their moved places, faces the
     // other way than before the move, or flattens into a sliver that it was
     // not (a cap with a corner pushed onto the opposite side, which neither
-    // a flip nor a collapse can always undo).
-    bool SpoiledByMove(std::uint32_t f) const {
+    // a flip nor a collapse can always undo), or, with a floor (radians),
+    // gets a smallest angle under both the floor and its own before.
+    bool SpoiledByMove(std::uint32_t f, double floor = 0) const {
         const std::uint32_t* corner = &m_Corner[3 * f];
         const Vec &a = m_Position[corner[0]], &b = m_Position[corner[1]], &c = m_Position[corner[2]];
         const Vec &ma = m_Moved[corner[0]], &mb = m_Moved[corner[1]], &mc = m_Moved[corner[2]];
@@ -696,9 +711,18 @@ private:
         const double sides = Squared(b - a) + Squared(c - b) + Squared(a - c);
         const double movedSides = Squared(mb - ma) + Squared(mc - mb) + Squared(ma - mc);
         const double shape = std::sqrt(before2) / sides, movedShape = std::sqrt(Squared(after)) / movedSides;
-        return movedShape < SliverShape && movedShape < shape;
+        if (movedShape < SliverShape && movedShape < shape)
+            return true;
+        return floor > 0 && SmallestAngle(ma, mb, mc) < std::min(floor, SmallestAngle(a, b, c));
     }
     Vec Projected(std::uint32_t v, const Vec& p);
+    // The input triangle nearest to p (its position in the tree's order, or
+    // None), starting from `hint`; `nearest` receives its closest point.
+    std::uint32_t NearestOnInput(const Vec& p, std::uint32_t hint, Vec& nearest) const;
+    // Moves of m_Moved that spoil a face (see SpoiledByMove), or that leave
+    // its smallest angle under both `floor` and its own before, go back to
+    // m_Position.
+    void TakeBackSpoiledMoves(double floor = 0);
     void Compact();
     void SpatialOrder(std::vector<std::uint32_t>& order) const;
 

@@ -189,6 +189,14 @@ Vec CEngine::Projected(std::uint32_t v, const Vec& p) {
         m_SegmentHint[v] = best;
         return nearest;
     }
+    const std::uint32_t best = NearestOnInput(p, m_FaceHint[v], nearest);
+    if (best == None)
+        return p;
+    m_FaceHint[v] = best;
+    return nearest;
+}
+
+std::uint32_t CEngine::NearestOnInput(const Vec& p, std::uint32_t hint, Vec& nearest) const {
     const auto closest = [&](std::uint32_t i, double bound, Vec& point) {
         const CTriangle& t = m_Triangles[i];
         // The triangle's own box is a cheap first test; most triangles of a
@@ -206,11 +214,105 @@ Vec CEngine::Projected(std::uint32_t v, const Vec& p) {
         point = ClosestOnTriangle(p, t.m_A, t.m_B, t.m_C);
         return Squared(point - p);
     };
-    const std::uint32_t best = Nearest(m_TriangleTree, m_TriangleLinks, p, m_FaceHint[v], closest, nearest);
-    if (best == None)
-        return p;
-    m_FaceHint[v] = best;
-    return nearest;
+    return Nearest(m_TriangleTree, m_TriangleLinks, p, hint, closest, nearest);
+}
+
+// Every face of the result has its corners on the input, so on a curved
+// part it is a chord: its interior lies inside a convex part and outside a
+// concave one, up to about L^2 / (6 R) at its middle for a side L on a radius
+// R, while its corners lie at no distance at all. Each face measures its
+// signed depth below or above the input at its centroid and the midpoints of
+// its sides (where it crosses a crease of a faceted input, the deepest point
+// is often a side's), and the middle of the span those depths and its
+// corners' zero cover is where the face would best lie. Moving each free
+// vertex along its normal by the mean of its faces' middles splits each
+// chord's depth between its corners and its middle, which halves the part
+// of the distance either way that the chords make and most of the volume
+// they lose; on flat parts, and on noise that averages out, nothing moves.
+// Depths are measured from the places before the pass and the moves go to a
+// separate array, so the result does not depend on threads.
+void CEngine::FitFaces() {
+    const std::int64_t faceCount = static_cast<std::int64_t>(m_Corner.size() / 3);
+    std::vector<double> depth(static_cast<std::size_t>(faceCount), 0.0);
+    // No face may end with a smaller angle than the result's smallest: the
+    // fit gains a little distance, and angles are worth more.
+    double floor = Pi;
+    for (std::int64_t f = 0; f < faceCount; ++f)
+        if (m_Corner[3 * f] != None)
+            floor = std::min(floor, SmallestAngle(m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]],
+                                                  m_Position[m_Corner[3 * f + 2]]));
+    // The closest point to each side's midpoint, measured once for the two
+    // faces of the side, on its half-edge of the lower number.
+    const std::int64_t halfEdges = 3 * faceCount;
+    std::vector<Vec> sideNearest(static_cast<std::size_t>(halfEdges));
+    std::vector<char> sideFound(static_cast<std::size_t>(halfEdges), 0);
+    const auto owner = [&](std::uint32_t h) { return m_Twin[h] != None && m_Twin[h] < h ? m_Twin[h] : h; };
+#pragma omp parallel for schedule(dynamic, 4096) if (halfEdges >= 3 * ParallelFaces)
+    for (std::int64_t i = 0; i < halfEdges; ++i) {
+        const std::uint32_t h = static_cast<std::uint32_t>(i);
+        if (m_Corner[h] == None || owner(h) != h)
+            continue;
+        const Vec middle = (m_Position[m_Corner[h]] + m_Position[Target(h)]) * 0.5;
+        sideFound[h] = NearestOnInput(middle, m_FaceHint[m_Corner[h]], sideNearest[h]) != None;
+    }
+#pragma omp parallel for schedule(dynamic, 2048) if (faceCount >= ParallelFaces)
+    for (std::int64_t i = 0; i < faceCount; ++i) {
+        const std::uint32_t f = static_cast<std::uint32_t>(i);
+        if (m_Corner[3 * f] == None)
+            continue;
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        const Vec &a = m_Position[corner[0]], &b = m_Position[corner[1]], &c = m_Position[corner[2]];
+        Vec normal = (b - a) * (c - a);
+        if (!(Squared(normal) > m_MinCross2))
+            continue;
+        normal.Normalise();
+        const Vec points[4] = {(a + b + c) / 3.0, (a + b) * 0.5, (b + c) * 0.5, (c + a) * 0.5};
+        double high = 0, low = 0;
+        for (std::uint32_t k = 0; k < 4; ++k) {
+            Vec nearest;
+            if (k == 0 ? NearestOnInput(points[0], m_FaceHint[corner[0]], nearest) == None
+                       : !sideFound[owner(3 * f + k - 1)])
+                continue;
+            if (k > 0)
+                nearest = sideNearest[owner(3 * f + k - 1)];
+            const double d = (nearest - points[k]) % normal;
+            if (std::isfinite(d)) {
+                high = std::max(high, d);
+                low = std::min(low, d);
+            }
+        }
+        depth[f] = 0.5 * (high + low);
+    }
+
+    const std::int64_t vertexCount = static_cast<std::int64_t>(m_Position.size());
+    const double reach = FitReachFactor * m_TargetLength;
+    m_Moved.resize(m_Position.size());
+#pragma omp parallel for schedule(dynamic, 512) if (vertexCount >= ParallelVertices)
+    for (std::int64_t i = 0; i < vertexCount; ++i) {
+        const std::uint32_t v = static_cast<std::uint32_t>(i);
+        m_Moved[v] = m_Position[v];
+        if (!IsFree(v))
+            continue;
+        const Vec& p = m_Position[v];
+        Vec normal;
+        double weighted = 0, area = 0;
+        ForEachOutgoing(v, [&](std::uint32_t e) {
+            const Vec cross = (m_Position[Target(e)] - p) * (m_Position[m_Corner[Prev(e)]] - p);
+            const double twice = std::sqrt(Squared(cross));
+            normal += cross;
+            weighted += depth[e / 3] * twice;
+            area += twice;
+        });
+        if (!(area > 0) || !(Squared(normal) > 0))
+            continue;
+        normal.Normalise();
+        const double offset = std::clamp(weighted / area, -reach, reach);
+        const Vec moved = p + normal * offset;
+        if (IsFinite(moved))
+            m_Moved[v] = moved;
+    }
+    TakeBackSpoiledMoves(floor);
+    m_Position.swap(m_Moved);
 }
 
 }  // namespace Corvane::Pellix::Quorvel::detail::preserving

@@ -215,16 +215,21 @@ void CEngine::RelaxAndProject() {
         m_Moved[v] = IsFinite(projected) ? projected : m_Position[v];
     }
 
-    // A move that turns a face over or flattens it is taken back, for all
-    // corners of that face, until no face is spoiled; in the worst case
-    // everything is back where it was. After the first sweep over all faces only the faces
-    // around the vertices taken back can newly turn, so the rest is a short
-    // serial walk.
+    TakeBackSpoiledMoves();
+    m_Position.swap(m_Moved);
+}
+
+// A move that turns a face over or flattens it is taken back, for all
+// corners of that face, until no face is spoiled; in the worst case
+// everything is back where it was. After the first sweep over all faces only
+// the faces around the vertices taken back can newly turn, so the rest is a
+// short serial walk.
+void CEngine::TakeBackSpoiledMoves(double floor) {
     const std::int64_t faceCount = static_cast<std::int64_t>(m_Corner.size() / 3);
     m_FaceMarks.resize(m_Corner.size() / 3);
 #pragma omp parallel for schedule(dynamic, 2048) if (faceCount >= ParallelFaces)
     for (std::int64_t f = 0; f < faceCount; ++f)
-        m_FaceMarks[f] = m_Corner[3 * f] != None && SpoiledByMove(static_cast<std::uint32_t>(f));
+        m_FaceMarks[f] = m_Corner[3 * f] != None && SpoiledByMove(static_cast<std::uint32_t>(f), floor);
     m_Stack.clear();
     for (std::int64_t f = 0; f < faceCount; ++f)
         if (m_FaceMarks[f])
@@ -238,7 +243,7 @@ void CEngine::RelaxAndProject() {
     while (!m_Stack.empty()) {
         const std::uint32_t f = m_Stack.back();
         m_Stack.pop_back();
-        if (!SpoiledByMove(f))
+        if (!SpoiledByMove(f, floor))
             continue;
         for (std::uint32_t k = 0; k < 3; ++k) {
             const std::uint32_t v = m_Corner[3 * f + k];
@@ -248,7 +253,6 @@ void CEngine::RelaxAndProject() {
             ForEachOutgoing(v, [&](std::uint32_t e) { m_Stack.push_back(e / 3); });
         }
     }
-    m_Position.swap(m_Moved);
 }
 
 }  // namespace Corvane::Pellix::Quorvel::detail::preserving
