@@ -298,7 +298,7 @@ constexpr int QueryChunk = 256;
 // nodes and leaves, which then come from the cache. Each thread starts on
 // its own stretch of that order and works along it, so the nodes and leaves
 // that one chunk leaves in its core's private caches serve the next (threads
-// taking chunks in turn lost part of that reuse: 5 to 9% more time a query
+// taking chunks in turn lost part of that reuse: up to 9% more time a query
 // at 500k faces).
 // A thread whose stretch is done takes chunks from the far end of another's:
 // one whose core is taken by other work does not hold up the whole batch.
