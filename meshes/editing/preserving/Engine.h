@@ -176,9 +176,13 @@ constexpr double MinSizeFactor = 0.1;
 // targets) stays as it is. The flanks of a gear's teeth (0.4 targets) set
 // none either, although the faces beside them would gain 5 degrees.
 constexpr double MaxSizeFactor = 0.29;
-// Two lines of one piece of surface count as side by side where they run
-// within this many degrees of parallel, measured at this many points a
-// target along each...
+// Two edges of lines, each between two corners, on one piece of surface
+// count as side by side where they run within this many degrees of
+// parallel, measured at this many points a target along each. (Lines of
+// sliding vertices are coarsened by the collapses like any other part
+// thinner than the target: a thin tube's creases, refined to their
+// distance, turned a coarse remesh of the tube into one eight times finer
+// than its input.)...
 constexpr double FacingAngle = 30.0;
 constexpr double FacingSamples = 4.0;
 // ...where the nearest point of the other line lies inside one of its edges,

@@ -80,15 +80,16 @@ void CEngine::BuildSizing() {
     UpdateSizes();
 }
 
-// Two lines of one part that run side by side closer than the target (the
-// rims of a bracket's arm thinner than the target, each along its whole
-// length) pin the faces between them as narrow as the wall is: points along
-// each line, FacingSamples to a target, take the distance to the other line
-// as their gap. A line counts where it runs within FacingAngle of parallel
-// and the other's nearest point lies inside one of its edges (not at an
-// end, where it would be a neighbour of the same outline round a corner),
-// and both lie on one connected piece of the surface (two separate sheets
-// close together pin nothing).
+// Two edges between corners that run side by side closer than the target
+// (the rims of a bracket's arm thinner than the target, each one edge along
+// its whole length) pin the faces between them as narrow as the wall is:
+// points along each, FacingSamples to a target, take the distance to the
+// other as their gap. An edge counts where it runs within FacingAngle of
+// parallel and the other's nearest point lies inside it (not at an end,
+// where it would be a neighbour of the same outline round a corner), both
+// are long against their distance (see FacingLengths), and both lie on one
+// connected piece of the surface (two separate sheets close together pin
+// nothing).
 void CEngine::AddFacingLineSources(double floor, double ceiling) {
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
     std::vector<std::uint32_t> edges;
@@ -143,6 +144,8 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
         const double length = std::sqrt(Squared(along));
         if (!(length > 0) || !IsFinite(along) || length > 8 * cell)
             continue;
+        if (!(m_Flags[a] & m_Flags[b] & Corner))
+            continue;
         const std::uint32_t piece = find(a);
         const int samples = std::max(1, static_cast<int>(std::ceil(FacingSamples * length / m_TargetLength)));
         for (int k = 0; k <= samples; ++k) {
@@ -159,7 +162,8 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                         for (; it != entries.end() && it->first == key; ++it) {
                             const std::uint32_t e = edges[it->second];
                             const std::uint32_t x = m_Corner[e], y = Target(e);
-                            if (x == a || x == b || y == a || y == b || find(x) != piece)
+                            if (x == a || x == b || y == a || y == b || find(x) != piece ||
+                                !(m_Flags[x] & m_Flags[y] & Corner))
                                 continue;
                             const Vec &px = m_Position[x], &py = m_Position[y];
                             const Vec other = py - px;
