@@ -94,7 +94,8 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
     std::vector<std::uint32_t> edges;
     for (std::uint32_t h = 0; h < halfEdges; ++h)
-        if (m_Corner[h] != None && IsLine(m_Kind[h]) && (m_Twin[h] == None || m_Twin[h] > h))
+        if (m_Corner[h] != None && IsLine(m_Kind[h]) && (m_Twin[h] == None || m_Twin[h] > h) &&
+            (m_Flags[m_Corner[h]] & m_Flags[Target(h)] & Corner))
             edges.push_back(h);
     if (edges.size() < 2)
         return;
@@ -144,8 +145,6 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
         const double length = std::sqrt(Squared(along));
         if (!(length > 0) || !IsFinite(along) || length > 8 * cell)
             continue;
-        if (!(m_Flags[a] & m_Flags[b] & Corner))
-            continue;
         const std::uint32_t piece = find(a);
         const int samples = std::max(1, static_cast<int>(std::ceil(FacingSamples * length / m_TargetLength)));
         for (int k = 0; k <= samples; ++k) {
@@ -162,8 +161,7 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                         for (; it != entries.end() && it->first == key; ++it) {
                             const std::uint32_t e = edges[it->second];
                             const std::uint32_t x = m_Corner[e], y = Target(e);
-                            if (x == a || x == b || y == a || y == b || find(x) != piece ||
-                                !(m_Flags[x] & m_Flags[y] & Corner))
+                            if (x == a || x == b || y == a || y == b || find(x) != piece)
                                 continue;
                             const Vec &px = m_Position[x], &py = m_Position[y];
                             const Vec other = py - px;
