@@ -7,6 +7,8 @@
 //                    edges, compact between iterations, extract the result;
 //   Constraints.cpp  which edges are features or boundaries and which
 //                    vertices are kept, sliding or corners;
+//   Sizing.cpp       the local target, lowered where corners or lines
+//                    stand much closer together than the global one;
 //   Splits.cpp, Collapses.cpp, Flips.cpp  the edits (flips also raise small
 //                    angles);
 //   Relaxation.cpp   tangential relaxation, and Projection.cpp, which puts
