@@ -520,6 +520,7 @@ private:
     // Finds the corners that lower the target (see SizeGrading) and indexes
     // them; where there are none, every length stays the global one.
     void BuildSizing();
+    bool SolidEdge(std::uint32_t h) const;
     // Adds the sources of lines that run side by side (see FacingAngle), of
     // gaps from `floor` up to `ceiling`.
     void AddFacingLineSources(double floor, double ceiling);

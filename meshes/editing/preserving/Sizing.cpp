@@ -18,6 +18,18 @@ inline std::uint64_t CellKey(std::int64_t x, std::int64_t y, std::int64_t z) {
 
 }  // namespace
 
+// Whether the faces of edge h turn by at least SolidEdgeAngle: the edge of
+// a solid. Noise and jitter (a lat-long sphere's poles at a fine target)
+// crease by less along most of their short lines, and refined there the
+// remesh grew many times longer.
+bool CEngine::SolidEdge(std::uint32_t h) const {
+    const std::uint32_t t = m_Twin[h];
+    if (t == None)
+        return false;
+    const Vec m = FaceNormal(h / 3), n = FaceNormal(t / 3);
+    return m % n <= std::cos(SolidEdgeAngle * Pi / 180.0) * std::sqrt(Squared(m) * Squared(n));
+}
+
 void CEngine::BuildSizing() {
     m_SizeSources.clear();
     m_SizeCells.clear();
@@ -34,7 +46,7 @@ void CEngine::BuildSizing() {
         if (m_Corner[h] == None || !IsLine(m_Kind[h]))
             continue;
         const std::uint32_t a = m_Corner[h], b = Target(h);
-        if (!(m_Flags[a] & Corner) || !(m_Flags[b] & Corner))
+        if (!(m_Flags[a] & Corner) || !(m_Flags[b] & Corner) || !SolidEdge(h))
             continue;
         const double length = std::sqrt(EdgeLength2(h));
         if (!(length >= floor) || !(length < ceiling))
@@ -95,7 +107,7 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
     std::vector<std::uint32_t> edges;
     for (std::uint32_t h = 0; h < halfEdges; ++h)
         if (m_Corner[h] != None && IsLine(m_Kind[h]) && (m_Twin[h] == None || m_Twin[h] > h) &&
-            (m_Flags[m_Corner[h]] & m_Flags[Target(h)] & Corner))
+            (m_Flags[m_Corner[h]] & m_Flags[Target(h)] & Corner) && SolidEdge(h))
             edges.push_back(h);
     if (edges.size() < 2)
         return;
