@@ -105,9 +105,15 @@ void CEngine::BuildSizing() {
 void CEngine::AddFacingLineSources(double floor, double ceiling) {
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
     std::vector<std::uint32_t> edges;
+    std::vector<std::uint8_t> lineEdges(m_Position.size(), 0);
+    for (std::uint32_t h = 0; h < halfEdges; ++h)
+        if (m_Corner[h] != None && IsLine(m_Kind[h]) && (m_Twin[h] == None || m_Twin[h] > h))
+            for (const std::uint32_t v : {m_Corner[h], Target(h)})
+                lineEdges[v] = static_cast<std::uint8_t>(std::min(3, lineEdges[v] + 1));
     for (std::uint32_t h = 0; h < halfEdges; ++h)
         if (m_Corner[h] != None && IsLine(m_Kind[h]) && (m_Twin[h] == None || m_Twin[h] > h) &&
-            (m_Flags[m_Corner[h]] & m_Flags[Target(h)] & Corner) && SolidEdge(h))
+            (m_Flags[m_Corner[h]] & m_Flags[Target(h)] & Corner) && lineEdges[m_Corner[h]] == 3 &&
+            lineEdges[Target(h)] == 3 && SolidEdge(h))
             edges.push_back(h);
     if (edges.size() < 2)
         return;
