@@ -848,6 +848,48 @@ void MakeCadBracket(Mesh& mesh, double thickness = 0.8, double height = 2) {
     AddCadPrism(mesh, {{thickness, thickness}, {thickness, 3}, {0, 3}, {0, 0}, {4, 0}, {4, thickness}}, height);
 }
 
+// A spur gear CAD-style: `teeth` teeth on a disc of radius 1, each a
+// trapezoid 0.2 tall, the outline meeting the wall at right angles, each cap
+// a fan from its centre, the walls one quad tall. The root between two teeth
+// and the flanks are a fraction of the mean edge length, so the corners
+// along the rims stand far closer together than the target and a remesh
+// that keeps them has faces as narrow as the gaps between them.
+template <typename Mesh>
+void MakeCadGear(Mesh& mesh, unsigned int teeth = 12, double height = 0.4) {
+    // Per tooth: the share of its period and the radius of each corner.
+    const std::array<std::array<double, 2>, 4> profile = {{{0.0, 1.0}, {0.2, 1.2}, {0.5, 1.2}, {0.7, 1.0}}};
+    std::vector<std::array<double, 2>> outline;
+    for (unsigned int t = 0; t < teeth; ++t)
+        for (const auto& corner : profile) {
+            const double a = 2 * Pi * (t + corner[0]) / teeth;
+            outline.push_back({corner[1] * std::cos(a), corner[1] * std::sin(a)});
+        }
+    const unsigned int n = static_cast<unsigned int>(outline.size());
+    const unsigned int bottom = mesh.m_Vertices.GetCount(), top = bottom + n;
+    for (const double z : {0.0, height})
+        for (const auto& p : outline)
+            AddVertex(mesh, p[0], p[1], z);
+    const unsigned int below = top + n, above = below + 1;
+    AddVertex(mesh, 0, 0, 0);
+    AddVertex(mesh, 0, 0, height);
+    for (unsigned int i = 0; i < n; ++i) {
+        const unsigned int j = (i + 1) % n;
+        AddFace(mesh, below, bottom + j, bottom + i);
+        AddFace(mesh, above, top + i, top + j);
+        AddQuad(mesh, bottom + i, bottom + j, top + j, top + i);
+    }
+}
+
+// An L-shaped bracket CAD-style (see AddCadPrism) with arms much thinner than
+// its mean edge length: arms 4 and 3 long, 0.6 thick, 2.5 tall. Each cap is
+// a fan of four long faces from the outer corner, so its rims along each arm
+// face each other a quarter of a target apart with no vertex between their
+// ends.
+template <typename Mesh>
+void MakeThinCadBracket(Mesh& mesh) {
+    AddCadPrism(mesh, {{0, 0}, {4, 0}, {4, 0.6}, {0.6, 0.6}, {0.6, 3}, {0, 3}}, 2.5);
+}
+
 // A hexagon nut CAD-style: a hexagonal prism of circumradius 1 and the given
 // height around a round hole of radius 0.5 with `sides` sides, each cap one
 // strip of long thin faces from the hexagon to the hole's rim (corners joined

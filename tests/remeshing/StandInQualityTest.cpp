@@ -72,6 +72,9 @@ TEST_P(StandInQuality, KeepsItsAnglesItsDistanceAndItsCorners) {
 const std::vector<std::array<double, 3>> BlockCorners = {{0, 0, 0}, {0, 0, 1.5}, {4, 2, 0}, {4, 2, 1.5}};
 const std::vector<std::array<double, 3>> PlateCorners = {{-2, -2, 0},    {2, -2, 0},    {2, 2, 0},    {-2, 2, 0},
                                                          {-2, -2, 0.05}, {2, -2, 0.05}, {2, 2, 0.05}, {-2, 2, 0.05}};
+// Where teeth start, on both rims of gears of 12 and 24 teeth.
+const std::vector<std::array<double, 3>> GearCorners = {
+    {1, 0, 0}, {1, 0, 0.4}, {0.5, 0.8660254037844386, 0}, {0, 1, 0.4}};
 const double HullCornerHeight = 0.2 * std::exp(-8.0);
 const std::vector<std::array<double, 3>> HullCorners = {
     {-1, -1, HullCornerHeight}, {1, -1, HullCornerHeight}, {1, 1, HullCornerHeight}, {-1, 1, HullCornerHeight}};
@@ -152,6 +155,23 @@ INSTANTIATE_TEST_SUITE_P(
                      19.0,
                      0.05,
                      {{0, 0, 0}, {4, 0, 0}, {0, 3, 0}, {0.8, 0.8, 2}, {4, 0.8, 2}, {0.8, 3, 2}}},
+        // Solids whose corners stand far closer together than the target:
+        // the teeth of gears (roots 0.27 and 0.15 targets wide) and a
+        // bracket whose arms are a quarter of a target thick. Refined there
+        // to the gaps between the corners, they keep every corner and edge
+        // (no vertex off the input) at 19.1, 20.0 and 30.5 degrees. At the
+        // global target the faces between the corners of such gears (the
+        // sweep's, with caps cut into ears for the finer one) fell to 11.8
+        // and 7.9 degrees, the finer gear's roots merged away, and such a
+        // bracket's corners 0.23 targets apart merged (11.3 degrees).
+        CQualityCase{"cad_gear", [](ShapeMesh& m) { MakeCadGear(m); }, 1.0, 18.0, 0.001, GearCorners},
+        CQualityCase{"cad_gear_24", [](ShapeMesh& m) { MakeCadGear(m, 24); }, 1.0, 19.0, 0.001, GearCorners},
+        CQualityCase{"thin_cad_bracket",
+                     [](ShapeMesh& m) { MakeThinCadBracket(m); },
+                     1.0,
+                     29.0,
+                     0.001,
+                     {{4, 0, 0}, {4, 0.6, 0}, {0.6, 0.6, 2.5}, {0.6, 3, 2.5}, {0, 3, 0}}},
         CQualityCase{"cad_hex_nut",
                      [](ShapeMesh& m) { MakeCadHexNut(m); },
                      1.0,

@@ -25,14 +25,15 @@ bool CEngine::CollapseShortEdges() {
     constexpr int Classes = 4;
     std::size_t counts[Classes + 1] = {};
     m_Candidates.clear();
+    UpdateSizes();
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
     for (std::uint32_t h = 0; h < halfEdges; ++h) {
         if (m_Corner[h] == None || m_Kind[h] == Locked || (m_Twin[h] != None && m_Twin[h] < h))
             continue;
-        const double length2 = EdgeLength2(h);
-        if (!(length2 < m_CollapseLength2))
+        const double length2 = EdgeLength2(h), collapse2 = EdgeLimit2(h, CollapseFactor, m_CollapseLength2);
+        if (!(length2 < collapse2))
             continue;
-        const int lengthClass = std::min(Classes - 1, static_cast<int>(LengthClass(length2 / m_CollapseLength2)));
+        const int lengthClass = std::min(Classes - 1, static_cast<int>(LengthClass(length2 / collapse2)));
         m_Candidates.push_back(std::make_pair(lengthClass, h));
         ++counts[lengthClass + 1];
     }
@@ -48,9 +49,10 @@ bool CEngine::CollapseShortEdges() {
     // most MaxCarriedVertices carried vertices.
     for (const std::uint32_t h : m_Ordered) {
         // Earlier collapses may have removed the face or lengthened the edge.
-        if (m_Corner[h] == None || !(EdgeLength2(h) < m_CollapseLength2))
+        if (m_Corner[h] == None || !(EdgeLength2(h) < EdgeLimit2(h, CollapseFactor, m_CollapseLength2)))
             continue;
-        changed |= TryCollapse(h, m_MidpointLength2, m_SplitLength2);
+        changed |= TryCollapse(h, EdgeLimit2(h, MidpointCollapseFactor, m_MidpointLength2),
+                               EdgeLimit2(h, SplitFactor, m_SplitLength2));
     }
     return changed;
 }
@@ -99,8 +101,14 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
     if (!aGoes && !bGoes) {
         if (!constrained(a) || !constrained(b))
             return false;
-        if (!(EdgeLength2(h) < m_MergeLength2) &&
-            !(kind == None && EdgeLength2(h) < m_LineEndMergeLength2 && EndsOneLine(a) && EndsOneLine(b)))
+        // Where corners lower the target, a line's vertex beside its corner
+        // is one the splits made to resolve them: merged, the corner would
+        // move onto it.
+        if (EdgeSize(h) < m_TargetLength && !((m_Flags[a] & Corner) && (m_Flags[b] & Corner)))
+            return false;
+        if (!(EdgeLength2(h) < EdgeLimit2(h, CornerMergeFactor, m_MergeLength2)) &&
+            !(kind == None && EdgeLength2(h) < EdgeLimit2(h, LineEndMergeFactor, m_LineEndMergeLength2) &&
+              EndsOneLine(a) && EndsOneLine(b)))
             return false;
         merge = aGoes = bGoes = true;
     }
@@ -320,7 +328,7 @@ bool CEngine::MakesFold(std::uint32_t h, const Vec& q, bool anglePass) const {
             // turn as sharply across themselves, from one side of the
             // needle to another, and those folds stayed (three on a sphere
             // of twelve needles): a mesh with needles gets no exception.
-            if (NarrowAcross(made, beside, Squared(moved(m_Corner[side]) - moved(Target(side)))) ||
+            if (NarrowAcross(made, beside, Squared(moved(m_Corner[side]) - moved(Target(side))), EdgeSize(h)) ||
                 (!anglePass && !m_HasNeedles &&
                  Folded(InputNormal(m_Corner[Prev(side)], a, b), InputNormal(m_Corner[Prev(across)], a, b))))
                 continue;

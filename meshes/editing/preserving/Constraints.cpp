@@ -323,6 +323,33 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
         }
     }
 
+    // A crease dropped as too short for the target (the edge of a gear's
+    // tooth, which turns by less than SolidEdgeAngle, or the root between
+    // two teeth) is resolved where corners lower the target around it:
+    // split there, its free midpoints would relax off it and cut the tooth's
+    // edge off. It stays, a line of its own edge (the id its half-edge gives
+    // it, which no line's root can be: roots are edges that stayed), and its
+    // ends are corners.
+    BuildSizing();
+    if (!m_SizeCells.empty() && features) {
+        for (std::uint32_t h = 0; h < halfEdges; ++h) {
+            const std::uint32_t t = m_Twin[h];
+            if (crease[h] == 0 || m_Kind[h] != None || t == None || t < h)
+                continue;
+            const std::uint32_t a = m_Corner[h], b = Target(h);
+            if (((m_Flags[a] | m_Flags[b]) & (Deleted | NonManifold)) ||
+                !(SizeAt((m_Position[a] + m_Position[b]) * 0.5) < m_TargetLength))
+                continue;
+            m_Kind[h] = m_Kind[t] = h;
+            for (const std::uint32_t v : {a, b})
+                m_Flags[v] = static_cast<std::uint8_t>((m_Flags[v] & ~Sliding) | Fixed | Corner);
+        }
+        // The kept creases set no local target of their own: on a jittered
+        // lat-long sphere at a fine target, each round of them made corners
+        // whose edges lowered the target around more creases, and the
+        // remesh ran more than twenty times longer.
+    }
+
     BuildReference(frozenFace, first);
 }
 

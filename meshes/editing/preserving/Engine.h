@@ -7,6 +7,8 @@
 //                    edges, compact between iterations, extract the result;
 //   Constraints.cpp  which edges are features or boundaries and which
 //                    vertices are kept, sliding or corners;
+//   Sizing.cpp       the local target, lowered where corners or lines
+//                    stand much closer together than the global one;
 //   Splits.cpp, Collapses.cpp, Flips.cpp  the edits (flips also raise small
 //                    angles);
 //   Relaxation.cpp   tangential relaxation, and Projection.cpp, which puts
@@ -139,7 +141,8 @@ constexpr double MaxRoughnessFactor = 0.25;
 // places, would turn against each other and be kept as lines beside the rim.
 constexpr double CoarseBoundaryFactor = 1.0;
 // A wall between two lines is thin where the vertices of one that a vertex
-// of the other is joined to lie closer than this many target lengths to the
+// of the other is joined to lie closer than this many local targets (see
+// SizeGrading: where corners lower the target, the wall is resolved) to the
 // straight line through that vertex's neighbours along its own line.
 constexpr double ThinWallFactor = 0.5;
 // To remove a sliver (a face with an angle under 20 degrees, see Flips.cpp)
@@ -149,6 +152,54 @@ constexpr double ThinWallFactor = 0.5;
 // stays inside the band the noise spans, where the sliver it removes would
 // stay for good.
 constexpr double ThinFaceRoughnessFactor = 1.5;
+
+// Corners joined by a line edge much shorter than the target (the root
+// between two teeth of a gear) pin every face beside the edge as narrow as
+// the edge is short, and so do two lines that run side by side closer than
+// the target (the rims of a bracket's arm thinner than the target): there
+// the target shrinks to the edge's length or the lines' distance, and grows
+// back with distance by this many lengths per length (a neighbour's edges
+// may be up to half as long again), so that the faces between can be well
+// shaped while the shape stays exact. The split, collapse and corner-merge
+// lengths of an edge, and how narrow its faces may be to fold (see
+// NarrowAcross), follow the smaller local target of its ends.
+constexpr double SizeGrading = 0.5;
+// Gaps shorter than this many targets set no local target: such corners
+// merge (see CornerMergeFactor) as they do at the global one, rather than
+// refine all around a plate far thinner than the target.
+constexpr double MinSizeFactor = 0.1;
+// Nor do gaps as long as this many targets: beside them the faces the
+// global target makes are good enough. A wall of that height between two
+// lines, its lines' vertices staggered across it (see ThinWallFactor),
+// makes faces of about atan(2 x height / target), 30 degrees at 0.29
+// targets: a thin plate 0.34 targets thick keeps 34 degrees that way, and
+// fell to 23 refined to its thickness (27 where only its corners' short
+// edges refined it). A cube remeshed at its mean edge length (edges of 0.88
+// targets) stays as it is. The flanks of a gear's teeth (0.4 targets) set
+// none either, although the faces beside them would gain 5 degrees.
+constexpr double MaxSizeFactor = 0.29;
+// Two edges of lines, each between two corners, on one piece of surface
+// count as side by side where they run within this many degrees of
+// parallel, measured at this many points a target along each. (Lines of
+// sliding vertices are coarsened by the collapses like any other part
+// thinner than the target: a thin tube's creases, refined to their
+// distance, turned a coarse remesh of the tube into one eight times finer
+// than its input.)...
+constexpr double FacingAngle = 30.0;
+constexpr double FacingSamples = 4.0;
+// ...where the nearest point of the other line lies inside one of its edges,
+// this share of its length from either end (at an end it would be a
+// neighbour of the same outline round a corner)...
+constexpr double FacingMargin = 0.01;
+// ...and where both lines' edges there are longer than this many times the
+// distance between them. Lines sampled finer (the rim of a round hole near
+// the side of a block) are coarsened by the collapses like any other, and
+// refined to their distance the faces in the hole behind them lost 5
+// degrees.
+constexpr double FacingLengths = 2.0;
+// A free edge across a strip between two lines' vertices stays unsplit up
+// to this many local split lengths (see SplitLimit2).
+constexpr double StripSplitFactor = 2.5;
 
 // Loops over fewer items than these stay on the calling thread: waking a team
 // costs more than the work saves, and far more when the cores are busy with
@@ -282,6 +333,13 @@ Vec ClosestOnTriangle(const Vec& p, const Vec& a, const Vec& b, const Vec& c);
 class CTriangle {
 public:
     Vec m_A, m_B, m_C;
+};
+
+// A corner that lowers the target around it (see SizeGrading).
+class CSizeSource {
+public:
+    Vec m_Point;
+    double m_Gap;
 };
 
 class CSegment {
@@ -457,6 +515,8 @@ private:
         m_SegmentHint.push_back(None);
         m_CarriedSlot.push_back(None);
         m_Roughness.push_back(0.0);
+        if (!m_Size.empty())
+            m_Size.push_back(SizeAt(position));
         return static_cast<std::uint32_t>(m_Position.size() - 1);
     }
     std::uint32_t NewFace(std::uint32_t a, std::uint32_t b, std::uint32_t c) {
@@ -474,6 +534,47 @@ private:
             m_Twin[3 * f + k] = None;
             m_Kind[3 * f + k] = None;
         }
+    }
+    // ---- The local target (Sizing.cpp) ---------------------------------------
+    // Finds the corners that lower the target (see SizeGrading) and indexes
+    // them; where there are none, every length stays the global one.
+    void BuildSizing();
+    bool SolidEdge(std::uint32_t h) const;
+    // Adds the sources of lines that run side by side (see FacingAngle), of
+    // gaps from `floor` up to `ceiling`.
+    void AddFacingLineSources(double floor, double ceiling);
+    // The local target at p.
+    double SizeAt(const Vec& p) const;
+    // Each live vertex's local target at its place now.
+    void UpdateSizes();
+    // The local target of edge h: the smaller of its ends'.
+    double EdgeSize(std::uint32_t h) const {
+        return m_Size.empty() ? m_TargetLength : std::min(m_Size[m_Corner[h]], m_Size[Target(h)]);
+    }
+    // factor times edge h's local target, squared, where that is below
+    // global2 (factor times the global target, squared); global2 itself
+    // where no corner lowers the target anywhere.
+    double EdgeLimit2(std::uint32_t h, double factor, double global2) const {
+        if (m_Size.empty())
+            return global2;
+        const double limit = factor * EdgeSize(h);
+        return std::min(global2, limit * limit);
+    }
+    // The split length of edge h, squared. A free edge across a strip
+    // between two lines whose local target is the strip's width stays
+    // unsplit up to StripSplitFactor local split lengths: its midpoint would
+    // be a free vertex inside the strip, two faces across it where the
+    // lines' own vertices make one, and the lines' edges split to the local
+    // target instead. (Unsplit at any length, such edges would be cut from
+    // their shorter sides over and over, into fans of slivers.)
+    double SplitLimit2(std::uint32_t h) const {
+        const double split2 = EdgeLimit2(h, SplitFactor, m_SplitLength2);
+        if (m_Size.empty() || m_Kind[h] != None || !(split2 < m_SplitLength2))
+            return split2;
+        const auto onLine = [&](std::uint32_t v) { return (m_Flags[v] & (Sliding | Corner)) != 0; };
+        if (!onLine(m_Corner[h]) || !onLine(Target(h)))
+            return split2;
+        return std::min(m_SplitLength2, StripSplitFactor * StripSplitFactor * split2);
     }
     double EdgeLength2(std::uint32_t h) const { return Squared(m_Position[Target(h)] - m_Position[m_Corner[h]]); }
     // The half-edge of face f's shortest side; the first of equal sides.
@@ -665,11 +766,12 @@ private:
         return (y - x) * (z - x);
     }
     // Whether two faces with normals m and n are both narrower than
-    // NarrowFoldFactor targets across the side they share (side2 its squared
-    // length), and so may fold there: they lie on a part thinner than the
-    // target resolves.
-    bool NarrowAcross(const Vec& m, const Vec& n, double side2) const {
-        const double narrow2 = NarrowFoldFactor * NarrowFoldFactor * m_TargetLength * m_TargetLength * side2;
+    // NarrowFoldFactor local targets (size) across the side they share (side2
+    // its squared length), and so may fold there: they lie on a part thinner
+    // than the target resolves. Where corners lower the target the faces are
+    // meant to be that narrow, and folds there are no thin part's.
+    bool NarrowAcross(const Vec& m, const Vec& n, double side2, double size) const {
+        const double narrow2 = NarrowFoldFactor * NarrowFoldFactor * size * size * side2;
         return Squared(m) < narrow2 && Squared(n) < narrow2;
     }
     void RelaxAndProject();
@@ -772,6 +874,17 @@ private:
     // 0 on a clean boundary, capped by m_MaxRoughness). New vertices on the
     // boundary take the larger of their ends'.
     std::vector<double> m_Roughness;
+    // Per vertex, the local target at its place (see SizeGrading); empty
+    // where no corner lowers it anywhere.
+    std::vector<double> m_Size;
+    // The sources of the local target, and a sparse grid over them: sorted
+    // cell keys, and for each the range of its sources in m_SizeCellSources.
+    std::vector<CSizeSource> m_SizeSources;
+    double m_SizeCell = 0;
+    Vec m_SizeOrigin;
+    std::vector<std::uint64_t> m_SizeCells;
+    std::vector<std::uint32_t> m_SizeCellStart;
+    std::vector<std::uint32_t> m_SizeCellSources;
     const std::vector<Vec>& Carried(std::uint32_t v) const {
         static const std::vector<Vec> none;
         return m_CarriedSlot[v] == None ? none : m_CarriedPool[m_CarriedSlot[v]];

@@ -116,10 +116,10 @@ bool CEngine::FlipIsValid(std::uint32_t h) const {
     const auto turns = [&](const Vec& made, const Vec& old, std::uint32_t e) {
         const Vec beside = m_Twin[e] != None ? FaceNormal(m_Twin[e] / 3) : Vec();
         return Squared(beside) > 0 && Folded(made, beside) && !Folded(old, beside) &&
-               !NarrowAcross(made, beside, EdgeLength2(e));
+               !NarrowAcross(made, beside, EdgeLength2(e), EdgeSize(h));
     };
     const std::uint32_t n = Next(h), p = Prev(h), tn = Next(t), tp = Prev(t);
-    if (Folded(new0, new1) && !Folded(old0, old1) && !NarrowAcross(new0, new1, Squared(pc - pd)))
+    if (Folded(new0, new1) && !Folded(old0, old1) && !NarrowAcross(new0, new1, Squared(pc - pd), EdgeSize(h)))
         return false;
     return !(turns(new0, old0, p) || turns(new0, old1, tn) || turns(new1, old1, tp) || turns(new1, old0, n));
 }
@@ -170,6 +170,7 @@ bool CEngine::ImproveAngles() {
     // Thin faces are found in parallel, each flag written by its own face;
     // the flips then go in face order. A flip rewrites two faces in place, so
     // a flagged face is measured again when its turn comes.
+    UpdateSizes();
     const std::int64_t faceCount = static_cast<std::int64_t>(m_Corner.size() / 3);
     m_FaceMarks.resize(m_Corner.size() / 3);
 #pragma omp parallel for schedule(dynamic, 2048) if (faceCount >= ParallelFaces)
@@ -226,12 +227,16 @@ bool CEngine::ImproveAngles() {
             continue;
         bool collapsed = false;
         for (const std::uint32_t e : {shortest, middle}) {
-            if (collapsed || e == h || !(EdgeLength2(e) < m_CollapseLength2))
+            if (collapsed || e == h)
+                continue;
+            const double collapse2 = EdgeLimit2(e, CollapseFactor, m_CollapseLength2);
+            if (!(EdgeLength2(e) < collapse2))
                 continue;
             const std::uint32_t a = m_Corner[e], b = Target(e);
             // A cap whose corner sits on the opposite side cannot always lose
             // it to an end of a side; the midpoint is allowed here.
-            if (!TryCollapse(e, m_CollapseLength2, m_AngleReachLength2, smallest < SliverAngle, true))
+            if (!TryCollapse(e, collapse2, EdgeLimit2(e, AngleReachFactor, m_AngleReachLength2), smallest < SliverAngle,
+                             true))
                 continue;
             collapsed = true;
             const std::uint32_t survivor = (m_Flags[a] & Deleted) ? b : a;
@@ -270,14 +275,16 @@ bool CEngine::CollapseToRaiseAngles() {
             continue;
         const std::uint32_t shortest = ShortestSide(f);
         const std::uint32_t t = m_Twin[shortest];
-        if (t == None || !(EdgeLength2(shortest) < m_CollapseLength2) || !IsFree(m_Corner[Prev(t)]))
+        const double collapse2 = EdgeLimit2(shortest, CollapseFactor, m_CollapseLength2);
+        if (t == None || !(EdgeLength2(shortest) < collapse2) || !IsFree(m_Corner[Prev(t)]))
             continue;
         const std::uint32_t a = m_Corner[shortest], b = Target(shortest);
         const int va = m_Valence[a], vb = m_Valence[b];
         const int vc = m_Valence[m_Corner[Prev(shortest)]], vd = m_Valence[m_Corner[Prev(t)]];
         const int before = square(va - 6) + square(vb - 6) + square(vc - 6) + square(vd - 6);
         const int after = square(va + vb - 10) + square(vc - 7) + square(vd - 7);
-        if (after > before || !TryCollapse(shortest, m_CollapseLength2, m_SplitLength2, false, true))
+        if (after > before ||
+            !TryCollapse(shortest, collapse2, EdgeLimit2(shortest, SplitFactor, m_SplitLength2), false, true))
             continue;
         changed = true;
         const std::uint32_t survivor = (m_Flags[a] & Deleted) ? b : a;

@@ -66,7 +66,8 @@ void CEngine::StaggeredAcrossWall(std::uint32_t v, const std::uint32_t (&ends)[2
     const Vec &p = m_Position[v], &x0 = m_Position[ends[0]], &x1 = m_Position[ends[1]];
     const Vec direction = x1 - x0;
     const double length2 = Squared(direction);
-    const double height2 = ThinWallFactor * ThinWallFactor * m_TargetLength * m_TargetLength;
+    const double size = m_Size.empty() ? m_TargetLength : m_Size[v];
+    const double height2 = ThinWallFactor * ThinWallFactor * size * size;
     // The squared distance of q from the straight line through v's ends.
     const auto offLine = [&](const Vec& q) {
         const Vec d = q - x0;
@@ -135,7 +136,8 @@ bool CEngine::FirstAtWallEnd(std::uint32_t v) const {
     if ((m_Flags[v] & (Deleted | Sliding)) != Sliding)
         return false;
     const std::uint32_t line = m_Line[v];
-    const double height2 = ThinWallFactor * ThinWallFactor * m_TargetLength * m_TargetLength;
+    const double size = m_Size.empty() ? m_TargetLength : m_Size[v];
+    const double height2 = ThinWallFactor * ThinWallFactor * size * size;
     bool first = false;
     ForEachNeighbour(v, [&](std::uint32_t c, std::uint32_t e) {
         if (first || m_Kind[e] != line || !(m_Flags[c] & Corner))

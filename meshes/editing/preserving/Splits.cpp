@@ -8,11 +8,13 @@ namespace Corvane::Pellix::Quorvel::detail::preserving {
 // Within a class of lengths (see LengthClass) the edges go in memory order.
 bool CEngine::SplitLongEdges() {
     m_SplitQueue.clear();
+    UpdateSizes();
     const auto push = [&](std::uint32_t h) {
         const double length2 = EdgeLength2(h);
-        if (m_Kind[h] == Locked || !(length2 > m_SplitLength2))
+        const double split2 = SplitLimit2(h);
+        if (m_Kind[h] == Locked || !(length2 > split2))
             return;
-        m_SplitQueue.push_back(CQueuedEdge{LengthClass(length2 / m_SplitLength2), length2, h});
+        m_SplitQueue.push_back(CQueuedEdge{LengthClass(length2 / split2), length2, h});
         std::push_heap(m_SplitQueue.begin(), m_SplitQueue.end());
     };
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());

@@ -275,6 +275,8 @@ void CEngine::Compact() {
     permute(m_SegmentHint);
     permute(m_CarriedSlot);
     permute(m_Roughness);
+    if (!m_Size.empty())
+        permute(m_Size);
     std::vector<std::uint32_t> out(vertices);
     for (std::uint32_t i = 0; i < vertices; ++i)
         out[i] = mapHalf(m_Out[order[i]]);

@@ -1,0 +1,233 @@
+// The local target: finer than the caller's between corners and between
+// lines much closer together than it, graded back to it with distance (see
+// SizeGrading).
+#include "quorvel/meshes/editing/preserving/Engine.h"
+
+namespace Corvane::Pellix::Quorvel::detail::preserving {
+
+namespace {
+
+// The cell of point p in a grid of the given cell size from origin o; the
+// three coordinates packed into one key (21 bits each, wrapping far beyond
+// any grid the sources span, where a wrapped key only costs a few more
+// sources looked at).
+inline std::uint64_t CellKey(std::int64_t x, std::int64_t y, std::int64_t z) {
+    const std::uint64_t mask = (std::uint64_t(1) << 21) - 1;
+    return (std::uint64_t(x) & mask) | ((std::uint64_t(y) & mask) << 21) | ((std::uint64_t(z) & mask) << 42);
+}
+
+}  // namespace
+
+// Whether the faces of edge h turn by at least SolidEdgeAngle: the edge of
+// a solid. Noise and jitter (a lat-long sphere's poles at a fine target)
+// crease by less along most of their short lines, and refined there the
+// remesh grew many times longer.
+bool CEngine::SolidEdge(std::uint32_t h) const {
+    const std::uint32_t t = m_Twin[h];
+    if (t == None)
+        return false;
+    const Vec m = FaceNormal(h / 3), n = FaceNormal(t / 3);
+    return m % n <= std::cos(SolidEdgeAngle * Pi / 180.0) * std::sqrt(Squared(m) * Squared(n));
+}
+
+void CEngine::BuildSizing() {
+    m_SizeSources.clear();
+    m_SizeCells.clear();
+    m_SizeCellStart.clear();
+    m_SizeCellSources.clear();
+    m_Size.clear();
+    const double floor = MinSizeFactor * m_TargetLength, ceiling = MaxSizeFactor * m_TargetLength;
+    // Each short line edge between two corners: neither end may move or go,
+    // so every face beside it is as narrow as the edge is short against the
+    // faces' other sides.
+    std::vector<double> gap(m_Position.size(), m_TargetLength);
+    const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
+    for (std::uint32_t h = 0; h < halfEdges; ++h) {
+        if (m_Corner[h] == None || !IsLine(m_Kind[h]))
+            continue;
+        const std::uint32_t a = m_Corner[h], b = Target(h);
+        if (!(m_Flags[a] & Corner) || !(m_Flags[b] & Corner) || !SolidEdge(h))
+            continue;
+        const double length = std::sqrt(EdgeLength2(h));
+        if (!(length >= floor) || !(length < ceiling))
+            continue;
+        gap[a] = std::min(gap[a], length);
+        gap[b] = std::min(gap[b], length);
+    }
+    for (std::uint32_t v = 0; v < gap.size(); ++v)
+        if (gap[v] < m_TargetLength)
+            m_SizeSources.push_back(CSizeSource{m_Position[v], gap[v]});
+    AddFacingLineSources(floor, ceiling);
+    if (m_SizeSources.empty())
+        return;
+
+    // A source lowers the target only within (target - gap) / grading of it:
+    // with cells target / grading wide every place it reaches lies in its own
+    // cell or a neighbour, and each cell lists the sources of its 27-cell
+    // block, in the sources' order.
+    m_SizeCell = m_TargetLength / SizeGrading;
+    m_SizeOrigin = m_SizeSources.front().m_Point;
+    std::vector<std::pair<std::uint64_t, std::uint32_t>> entries;
+    for (std::uint32_t s = 0; s < m_SizeSources.size(); ++s) {
+        const Vec d = (m_SizeSources[s].m_Point - m_SizeOrigin) / m_SizeCell;
+        const std::int64_t x = static_cast<std::int64_t>(std::floor(d.x)),
+                           y = static_cast<std::int64_t>(std::floor(d.y)),
+                           z = static_cast<std::int64_t>(std::floor(d.z));
+        for (int i = -1; i <= 1; ++i)
+            for (int j = -1; j <= 1; ++j)
+                for (int k = -1; k <= 1; ++k)
+                    entries.emplace_back(CellKey(x + i, y + j, z + k), s);
+    }
+    std::sort(entries.begin(), entries.end());
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        if (i == 0 || entries[i].first != entries[i - 1].first) {
+            m_SizeCells.push_back(entries[i].first);
+            m_SizeCellStart.push_back(static_cast<std::uint32_t>(m_SizeCellSources.size()));
+        }
+        if (m_SizeCellSources.size() == m_SizeCellStart.back() || m_SizeCellSources.back() != entries[i].second)
+            m_SizeCellSources.push_back(entries[i].second);
+    }
+    m_SizeCellStart.push_back(static_cast<std::uint32_t>(m_SizeCellSources.size()));
+    m_Size.resize(m_Position.size());
+    UpdateSizes();
+}
+
+// Two edges between corners that run side by side closer than the target
+// (the rims of a bracket's arm thinner than the target, each one edge along
+// its whole length) pin the faces between them as narrow as the wall is:
+// points along each, FacingSamples to a target, take the distance to the
+// other as their gap. An edge counts where it runs within FacingAngle of
+// parallel and the other's nearest point lies inside it (not at an end,
+// where it would be a neighbour of the same outline round a corner), both
+// are long against their distance (see FacingLengths), and both lie on one
+// connected piece of the surface (two separate sheets close together pin
+// nothing).
+void CEngine::AddFacingLineSources(double floor, double ceiling) {
+    const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
+    std::vector<std::uint32_t> edges;
+    std::vector<std::uint8_t> lineEdges(m_Position.size(), 0);
+    for (std::uint32_t h = 0; h < halfEdges; ++h)
+        if (m_Corner[h] != None && IsLine(m_Kind[h]) && (m_Twin[h] == None || m_Twin[h] > h))
+            for (const std::uint32_t v : {m_Corner[h], Target(h)})
+                lineEdges[v] = static_cast<std::uint8_t>(std::min(3, lineEdges[v] + 1));
+    for (std::uint32_t h = 0; h < halfEdges; ++h)
+        if (m_Corner[h] != None && IsLine(m_Kind[h]) && (m_Twin[h] == None || m_Twin[h] > h) &&
+            (m_Flags[m_Corner[h]] & m_Flags[Target(h)] & Corner) && lineEdges[m_Corner[h]] == 3 &&
+            lineEdges[Target(h)] == 3 && SolidEdge(h))
+            edges.push_back(h);
+    if (edges.size() < 2)
+        return;
+    // The connected pieces, by the vertices' roots.
+    std::vector<std::uint32_t> root(m_Position.size());
+    std::iota(root.begin(), root.end(), 0u);
+    const auto find = [&](std::uint32_t x) {
+        while (root[x] != x) {
+            root[x] = root[root[x]];
+            x = root[x];
+        }
+        return x;
+    };
+    for (std::uint32_t h = 0; h < halfEdges; ++h)
+        if (m_Corner[h] != None) {
+            const std::uint32_t a = find(m_Corner[h]), b = find(Target(h));
+            if (a != b)
+                root[std::max(a, b)] = std::min(a, b);
+        }
+    // The edges by the cells (a target wide) their boxes overlap.
+    const double cell = m_TargetLength;
+    const Vec origin = m_Position[m_Corner[edges.front()]];
+    const auto cellOf = [&](const Vec& p, std::int64_t(&c)[3]) {
+        for (int i = 0; i < 3; ++i)
+            c[i] = static_cast<std::int64_t>(std::floor((p[i] - origin[i]) / cell));
+    };
+    std::vector<std::pair<std::uint64_t, std::uint32_t>> entries;
+    for (std::uint32_t i = 0; i < edges.size(); ++i) {
+        const Vec &a = m_Position[m_Corner[edges[i]]], &b = m_Position[Target(edges[i])];
+        if (!IsFinite(a) || !IsFinite(b) || Squared(b - a) > 64 * cell * cell)
+            continue;
+        std::int64_t lo[3], hi[3];
+        cellOf(Vec(std::min(a.x, b.x), std::min(a.y, b.y), std::min(a.z, b.z)), lo);
+        cellOf(Vec(std::max(a.x, b.x), std::max(a.y, b.y), std::max(a.z, b.z)), hi);
+        for (std::int64_t x = lo[0]; x <= hi[0]; ++x)
+            for (std::int64_t y = lo[1]; y <= hi[1]; ++y)
+                for (std::int64_t z = lo[2]; z <= hi[2]; ++z)
+                    entries.emplace_back(CellKey(x, y, z), i);
+    }
+    std::sort(entries.begin(), entries.end());
+    const double cosParallel = std::cos(FacingAngle * Pi / 180.0);
+    const double target2 = m_TargetLength * m_TargetLength;
+    for (std::uint32_t i = 0; i < edges.size(); ++i) {
+        const std::uint32_t a = m_Corner[edges[i]], b = Target(edges[i]);
+        const Vec &pa = m_Position[a], &pb = m_Position[b];
+        const Vec along = pb - pa;
+        const double length = std::sqrt(Squared(along));
+        if (!(length > 0) || !IsFinite(along) || length > 8 * cell)
+            continue;
+        const std::uint32_t piece = find(a);
+        const int samples = std::max(1, static_cast<int>(std::ceil(FacingSamples * length / m_TargetLength)));
+        for (int k = 0; k <= samples; ++k) {
+            const Vec p = pa + along * (double(k) / samples);
+            std::int64_t c[3];
+            cellOf(p, c);
+            double gap = m_TargetLength;
+            for (int dx = -1; dx <= 1; ++dx)
+                for (int dy = -1; dy <= 1; ++dy)
+                    for (int dz = -1; dz <= 1; ++dz) {
+                        const std::uint64_t key = CellKey(c[0] + dx, c[1] + dy, c[2] + dz);
+                        auto it =
+                            std::lower_bound(entries.begin(), entries.end(), std::make_pair(key, std::uint32_t(0)));
+                        for (; it != entries.end() && it->first == key; ++it) {
+                            const std::uint32_t e = edges[it->second];
+                            const std::uint32_t x = m_Corner[e], y = Target(e);
+                            if (x == a || x == b || y == a || y == b || find(x) != piece)
+                                continue;
+                            const Vec &px = m_Position[x], &py = m_Position[y];
+                            const Vec other = py - px;
+                            const double other2 = Squared(other);
+                            if (!(std::fabs(other % along) > cosParallel * std::sqrt(other2) * length))
+                                continue;
+                            const double t = ((p - px) % other) / other2;
+                            if (!(t > FacingMargin && t < 1 - FacingMargin))
+                                continue;
+                            const double d2 = Squared(p - (px + other * t));
+                            if (d2 < target2 && Squared(along) > FacingLengths * FacingLengths * d2 &&
+                                other2 > FacingLengths * FacingLengths * d2)
+                                gap = std::min(gap, std::sqrt(d2));
+                        }
+                    }
+            if (gap < ceiling && gap >= floor)
+                m_SizeSources.push_back(CSizeSource{p, gap});
+        }
+    }
+}
+
+double CEngine::SizeAt(const Vec& p) const {
+    if (m_SizeCells.empty() || !IsFinite(p))
+        return m_TargetLength;
+    const Vec d = (p - m_SizeOrigin) / m_SizeCell;
+    const std::uint64_t key =
+        CellKey(static_cast<std::int64_t>(std::floor(d.x)), static_cast<std::int64_t>(std::floor(d.y)),
+                static_cast<std::int64_t>(std::floor(d.z)));
+    const auto cell = std::lower_bound(m_SizeCells.begin(), m_SizeCells.end(), key);
+    if (cell == m_SizeCells.end() || *cell != key)
+        return m_TargetLength;
+    const std::size_t c = static_cast<std::size_t>(cell - m_SizeCells.begin());
+    double size = m_TargetLength;
+    for (std::uint32_t i = m_SizeCellStart[c]; i < m_SizeCellStart[c + 1]; ++i) {
+        const CSizeSource& source = m_SizeSources[m_SizeCellSources[i]];
+        size = std::min(size, source.m_Gap + SizeGrading * std::sqrt(Squared(p - source.m_Point)));
+    }
+    return size;
+}
+
+void CEngine::UpdateSizes() {
+    if (m_SizeCells.empty())
+        return;
+    m_Size.resize(m_Position.size());
+    const std::int64_t vertexCount = static_cast<std::int64_t>(m_Position.size());
+#pragma omp parallel for schedule(static) if (vertexCount >= ParallelVertices)
+    for (std::int64_t v = 0; v < vertexCount; ++v)
+        m_Size[v] = (m_Flags[v] & Deleted) ? m_TargetLength : SizeAt(m_Position[v]);
+}
+
+}  // namespace Corvane::Pellix::Quorvel::detail::preserving
