@@ -797,7 +797,8 @@ private:
     // other way than before the move, or flattens into a sliver that it was
     // not (a cap with a corner pushed onto the opposite side, which neither
     // a flip nor a collapse can always undo), or, with a floor (radians),
-    // gets a smallest angle under both the floor and its own before.
+    // gets a smallest angle under both the floor and its own before or
+    // folds against a neighbour it did not fold against.
     bool SpoiledByMove(std::uint32_t f, double floor = 0) const {
         const std::uint32_t* corner = &m_Corner[3 * f];
         const Vec &a = m_Position[corner[0]], &b = m_Position[corner[1]], &c = m_Position[corner[2]];
@@ -815,15 +816,33 @@ private:
         const double shape = std::sqrt(before2) / sides, movedShape = std::sqrt(Squared(after)) / movedSides;
         if (movedShape < SliverShape && movedShape < shape)
             return true;
-        return floor > 0 && SmallestAngle(ma, mb, mc) < std::min(floor, SmallestAngle(a, b, c));
+        if (floor <= 0)
+            return false;
+        if (SmallestAngle(ma, mb, mc) < std::min(floor, SmallestAngle(a, b, c)))
+            return true;
+        // The fit moves steep fans (beside a spike's tip) along normals that
+        // differ from face to face, and may fold a side no face turns over at.
+        for (std::uint32_t k = 0; k < 3; ++k) {
+            const std::uint32_t twin = m_Twin[3 * f + k];
+            if (twin == None)
+                continue;
+            const std::uint32_t* other = &m_Corner[twin - twin % 3];
+            const Vec& oa = m_Position[other[0]];
+            const Vec& oma = m_Moved[other[0]];
+            const Vec otherBefore = (m_Position[other[1]] - oa) * (m_Position[other[2]] - oa);
+            const Vec otherAfter = (m_Moved[other[1]] - oma) * (m_Moved[other[2]] - oma);
+            if (Folded(after, otherAfter) && !Folded(before, otherBefore))
+                return true;
+        }
+        return false;
     }
     Vec Projected(std::uint32_t v, const Vec& p);
     // The input triangle nearest to p (its position in the tree's order, or
     // None), starting from `hint`; `nearest` receives its closest point.
     std::uint32_t NearestOnInput(const Vec& p, std::uint32_t hint, Vec& nearest) const;
     // Moves of m_Moved that spoil a face (see SpoiledByMove), or that leave
-    // its smallest angle under both `floor` and its own before, go back to
-    // m_Position.
+    // its smallest angle under both `floor` and its own before or fold one of
+    // its sides, go back to m_Position.
     void TakeBackSpoiledMoves(double floor = 0);
     void Compact();
     void SpatialOrder(std::vector<std::uint32_t>& order) const;
