@@ -36,15 +36,8 @@ double FarthestSample(const ShapeMesh& mesh, const ShapeMesh& surface) {
         samples.push_back((d + a) * 0.5);
     }
     double farthest = 0;
-    for (const Point& p : samples) {
-        double nearest = 1e300;
-        for (unsigned int f = 0; f < surface.m_Faces.GetCount() && nearest > 0; ++f) {
-            const auto* c = surface.m_Faces[f].m_Corners;
-            nearest = std::min(nearest, TriangleDistance(p, Position(surface, c[0]), Position(surface, c[1]),
-                                                         Position(surface, c[2])));
-        }
-        farthest = std::max(farthest, nearest);
-    }
+    for (const Point& p : samples)
+        farthest = std::max(farthest, DistanceToSurface(p, surface));
     return farthest;
 }
 

@@ -149,21 +149,24 @@ inline double TriangleDistance(const TVector3<double>& p, const TVector3<double>
     return std::min(SegmentDistance(p, a, b), std::min(SegmentDistance(p, b, c), SegmentDistance(p, c, a)));
 }
 
-// The largest distance from a vertex of `mesh` to the surface of `surface`,
-// by brute force.
+// The distance from p to the surface of `surface`, by brute force.
+template <typename Mesh>
+double DistanceToSurface(const TVector3<double>& p, const Mesh& surface) {
+    double nearest = 1e300;
+    for (unsigned int f = 0; f < surface.m_Faces.GetCount() && nearest > 0; ++f) {
+        const auto* c = surface.m_Faces[f].m_Corners;
+        nearest = std::min(
+            nearest, TriangleDistance(p, Position(surface, c[0]), Position(surface, c[1]), Position(surface, c[2])));
+    }
+    return nearest;
+}
+
+// The largest distance from a vertex of `mesh` to the surface of `surface`.
 template <typename Mesh>
 double FarthestVertex(const Mesh& mesh, const Mesh& surface) {
     double farthest = 0;
-    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) {
-        const TVector3<double> p = Position(mesh, v);
-        double nearest = 1e300;
-        for (unsigned int f = 0; f < surface.m_Faces.GetCount() && nearest > 0; ++f) {
-            const auto* c = surface.m_Faces[f].m_Corners;
-            nearest = std::min(nearest, TriangleDistance(p, Position(surface, c[0]), Position(surface, c[1]),
-                                                         Position(surface, c[2])));
-        }
-        farthest = std::max(farthest, nearest);
-    }
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
+        farthest = std::max(farthest, DistanceToSurface(Position(mesh, v), surface));
     return farthest;
 }
 
