@@ -11,6 +11,7 @@
 //                    stand much closer together than the global one;
 //   Splits.cpp, Collapses.cpp, Flips.cpp  the edits (flips also raise small
 //                    angles);
+//   Tips.cpp         the final moves around kept needle and cone tips;
 //   Relaxation.cpp   tangential relaxation, and Projection.cpp, which puts
 //                    the moved vertices back onto the input;
 //   Driver.cpp       the loop: split, collapse, flip, relax, repeat.
@@ -284,6 +285,9 @@ constexpr double FitReachFactor = 0.05;
 // over the sum of the squared sides; about 0.03 for a smallest angle of 5
 // degrees).
 constexpr double SliverShape = 0.03;
+// A final move must raise its fan's smallest angle by this much: smaller
+// gains cost the edge lengths more than they help.
+constexpr double MinAngleGain = 1.0 * Pi / 180.0;
 
 // Whether faces with normals m and n fold against each other (see
 // MaxFoldCos).

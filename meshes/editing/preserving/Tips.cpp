@@ -1,0 +1,410 @@
+// The final moves at kept tips: a needle's valence-3 neighbours moved out of
+// its faces, and the ring around a bare tip spread evenly.
+#include "quorvel/meshes/editing/preserving/Engine.h"
+
+namespace Corvane::Pellix::Quorvel::detail::preserving {
+
+namespace {
+
+// How many times the ring below a tip moves to the middle of its neighbours
+// after the tip's ring was spread (see EvenTipRings).
+constexpr int TipRingSweeps = 3;
+// How many rounds turn a tip's ring until its faces' angles at the tip are
+// equal (see EvenTipRings).
+constexpr int TipRingRounds = 8;
+
+}  // namespace
+
+// A needle's tip keeps four faces (see MinValence), so a free vertex of
+// valence 3 beside it, which sits inside one of the tip's faces, cannot go:
+// its collapse would take the tip down to three. It pins two faces at the
+// tip a third as wide as they should be. Flipping the side opposite it, away
+// from the tip, gives it a fourth neighbour beyond that side, and the moves
+// that follow take it out to where it spreads the tip's fan. Serial, in
+// vertex order, so the result does not depend on threads.
+bool CEngine::OpenNeedleRings() {
+    if (!m_HasNeedles)
+        return false;
+    bool changed = false;
+    const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
+    // Bounded: one sweep over the vertices; at a needle's tip (valence at
+    // most MaxCollapseValence) at most one flip and one move per neighbour.
+    for (std::uint32_t tip = 0; tip < vertexCount; ++tip) {
+        if (!(m_Flags[tip] & Needle) || (m_Flags[tip] & Deleted))
+            continue;
+        // The flips below change the tip's ring, so it is read first.
+        std::vector<std::uint32_t> ring;
+        ForEachNeighbour(tip, [&](std::uint32_t x, std::uint32_t) { ring.push_back(x); });
+        for (const std::uint32_t x : ring) {
+            if (!IsFree(x) || m_Valence[x] != 3)
+                continue;
+            // The side of x's fan that does not touch the tip.
+            std::uint32_t far = None;
+            ForEachOutgoing(x, [&](std::uint32_t e) {
+                if (Target(e) != tip && m_Corner[Prev(e)] != tip)
+                    far = Next(e);
+            });
+            if (far == None || !FlipIsAllowed(far) || !FlipIsValid(far))
+                continue;
+            // Kept even where x finds no better place at once: the final
+            // moves after this take it out once its neighbours have moved
+            // (undone in that case, the spiky sphere's worst face stayed 1.2
+            // degrees lower).
+            Flip(far);
+            MoveToRaiseAngles(x);
+            changed = true;
+        }
+    }
+    return changed;
+}
+
+bool CEngine::IsBareTip(std::uint32_t v) const {
+    if ((m_Flags[v] & (Deleted | Fixed | Sliding | NonManifold)) != Fixed || m_Out[v] == None || IsOpen(v))
+        return false;
+    bool constrained = false;
+    ForEachOutgoing(v, [&](std::uint32_t e) { constrained |= m_Kind[e] != None; });
+    return !constrained && AngleSum(v) < NeedleTipTurn * 2 * Pi;
+}
+
+// A tip's faces meet at it at angles set by the directions of its ring
+// vertices alone: on a cone of half-angle a, two ring vertices whose
+// azimuths lie d apart make an angle of 2 asin(sin a sin(d / 2)) there,
+// however far out they lie. So the tip's smallest angle is best with its k
+// ring vertices spread evenly (2 pi / k apart), and best of all with k = 3:
+// 16.4 degrees on a cone of half-angle 9.5 where four give 13.4, 26 on a
+// spike whose faces sum to 95 degrees where four give 21. The relaxation
+// leaves the ring as uneven as the collapses made it (the spiky sphere's
+// tips had their four ring vertices from 0.3 to 0.5 targets out, 18 degrees
+// at the tip). Here each bare tip whose fan or whose ring's fans are
+// thinner than TipRingAngle tries its ring as it is and, from four faces
+// up, with each edge of its fan flipped away. Each ring is spread evenly
+// at a few rotations (or at the rotation of a ring vertex that may not
+// move) and at a few common distances from the tip (the faces below want
+// that distance to match the ring's spacing), every place projected onto
+// the input; the vertex a flip took off the ring and the free vertices one
+// ring further out may follow to the middle of their neighbours. The best
+// of these by the smallest angle of the faces around the tip and both rings
+// is kept where it beats the present one by MinAngleGain, turns no face and
+// folds no edge, or fewer than fold there now (the fewest first): a fold
+// kept there would be spared the final moves after this pass, which open
+// one where they can.
+// Three faces around a slender tip have normals nearly 120 degrees apart
+// (119.3 on the cone above): only an even ring keeps them apart from a
+// fold, which is why the collapses may not leave the tip of a needle with
+// fewer than four (see MinValence), and only this pass, which places the
+// ring as it removes the fourth face, goes down to three. Serial, in vertex
+// order, so the result does not depend on threads.
+bool CEngine::EvenTipRings() {
+    bool changed = false;
+    const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
+    std::vector<std::uint32_t> ring, below, faces, movers, bestHints;
+    std::vector<Vec> bestPlaces;
+    std::vector<char> wasTurned;
+    // The smallest angle of the region's faces, whether any turned against
+    // the input or vanished that had not (`wasTurned`, per face of `faces`;
+    // empty: the present state, which it then receives), and how many of
+    // their sides fold.
+    const auto measure = [&](double& smallest, bool& turned, int& folds) {
+        smallest = Pi;
+        turned = false;
+        folds = 0;
+        const bool first = wasTurned.empty();
+        for (std::size_t i = 0; i < faces.size(); ++i) {
+            const std::uint32_t f = faces[i];
+            const std::uint32_t* corner = &m_Corner[3 * f];
+            const Vec normal = FaceNormal(f);
+            Vec reference;
+            // Only free corners move, and only their places lie on the
+            // input's faces (a rim's vertex may stand on the base under a
+            // side face).
+            for (int k = 0; k < 3; ++k) {
+                Vec n = IsFree(corner[k]) ? InputNormal(corner[k], corner[k], corner[k]) : Vec();
+                if (Squared(n) > 0)
+                    reference += n / std::sqrt(Squared(n));
+            }
+            const bool now = !(Squared(normal) > m_MinCross2) || (Squared(reference) > 0 && !(normal % reference > 0));
+            if (first)
+                wasTurned.push_back(now);
+            turned = turned || (now && !wasTurned[i]);
+            smallest =
+                std::min(smallest, SmallestAngle(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]));
+            for (std::uint32_t h = 3 * f; h < 3 * f + 3; ++h)
+                folds += m_Twin[h] != None && Folded(normal, FaceNormal(m_Twin[h] / 3));
+        }
+    };
+    // Bounded: one sweep over the vertices; at a bare tip (valence at most
+    // MaxCollapseValence) at most valence + 1 rings, each at 8 rotations
+    // (each turned TipRingRounds times) and at most 5 + valence distances,
+    // three trials each; a trial projects each vertex of the ring and of the
+    // ring below at most TipRingSweeps times, walking their fans, and
+    // measures the faces of the fans of the tip and both rings.
+    for (std::uint32_t tip = 0; tip < vertexCount; ++tip) {
+        if (!IsBareTip(tip) || m_Valence[tip] > MaxCollapseValence)
+            continue;
+        const Vec t = m_Position[tip];
+        ring.clear();
+        ForEachNeighbour(tip, [&](std::uint32_t x, std::uint32_t) { ring.push_back(x); });
+        // The free vertices one ring further out follow the ring (see
+        // below).
+        below.clear();
+        for (const std::uint32_t r : ring)
+            ForEachNeighbour(r, [&](std::uint32_t x, std::uint32_t) {
+                if (x != tip && IsFree(x) && std::find(ring.begin(), ring.end(), x) == ring.end())
+                    below.push_back(x);
+            });
+        std::sort(below.begin(), below.end());
+        below.erase(std::unique(below.begin(), below.end()), below.end());
+        movers = ring;
+        movers.insert(movers.end(), below.begin(), below.end());
+        faces.clear();
+        ForEachOutgoing(tip, [&](std::uint32_t e) { faces.push_back(e / 3); });
+        for (const std::uint32_t v : movers)
+            ForEachOutgoing(v, [&](std::uint32_t e) { faces.push_back(e / 3); });
+        std::sort(faces.begin(), faces.end());
+        faces.erase(std::unique(faces.begin(), faces.end()), faces.end());
+        double before;
+        bool turnedBefore;
+        int foldsBefore;
+        wasTurned.clear();
+        measure(before, turnedBefore, foldsBefore);
+        if (!(before < TipRingAngle))
+            continue;
+        std::vector<Vec> places(movers.size());
+        std::vector<std::uint32_t> hints(movers.size());
+        for (std::size_t i = 0; i < movers.size(); ++i) {
+            places[i] = m_Position[movers[i]];
+            hints[i] = m_FaceHint[movers[i]];
+        }
+        const auto restore = [&]() {
+            for (std::size_t i = 0; i < movers.size(); ++i) {
+                m_Position[movers[i]] = places[i];
+                m_FaceHint[movers[i]] = hints[i];
+            }
+        };
+        double best = 0;
+        int bestFolds = foldsBefore + 1;
+        std::uint32_t bestFlip = None;
+        bool found = false;
+        std::vector<std::uint32_t> now;
+        std::vector<char> movable;
+        std::vector<double> azimuths, atTip;
+        // Places the tip's present ring evenly (see above) and keeps the best
+        // trial; `left` is the vertex a flip took off the ring (None without
+        // a flip), `flip` the half-edge flipped.
+        const auto tryRing = [&](std::uint32_t left, std::uint32_t flip) {
+            now.clear();
+            ForEachNeighbour(tip, [&](std::uint32_t x, std::uint32_t) { now.push_back(x); });
+            const std::size_t k = now.size();
+            movable.assign(k, 0);
+            azimuths.assign(k, 0.0);
+            atTip.assign(k, 0.0);
+            Vec axis;
+            std::size_t anchor = k;
+            double far = 0;
+            int freeCount = 0;
+            for (std::size_t i = 0; i < k; ++i) {
+                const Vec u = m_Position[now[i]] - t;
+                axis += u / std::sqrt(Squared(u));
+                movable[i] = IsFree(now[i]);
+                if (movable[i]) {
+                    far += std::sqrt(Squared(u));
+                    ++freeCount;
+                } else if (anchor == k) {
+                    anchor = i;
+                }
+            }
+            if (freeCount == 0 || !(Squared(axis) > 0))
+                return;
+            axis = axis / std::sqrt(Squared(axis));
+            far /= freeCount;
+            // The cone's half-angle, the ring's first direction across the
+            // axis (the anchor's, where a vertex may not move) and the sense
+            // in which the ring turns around the axis.
+            double halfAngle = 0, sense = 0;
+            for (std::size_t i = 0; i < k; ++i) {
+                const Vec u = m_Position[now[i]] - t, w = m_Position[now[(i + 1) % k]] - t;
+                halfAngle += std::atan2(std::sqrt(Squared(u * axis)), u % axis) / double(k);
+                sense += (u * w) % axis;
+            }
+            const std::size_t first = anchor == k ? 0 : anchor;
+            Vec across = m_Position[now[first]] - t;
+            across = across - axis * (across % axis);
+            if (!(Squared(across) > 0))
+                return;
+            across = across / std::sqrt(Squared(across));
+            const Vec side = (axis * across) * (sense < 0 ? -1.0 : 1.0);
+            std::vector<double> distances = {0.7 * far, 0.85 * far, far, 1.2 * far, 1.4 * far};
+            for (std::size_t i = 0; i < k; ++i)
+                if (!movable[i])
+                    distances.push_back(std::sqrt(Squared(m_Position[now[i]] - t)));
+            const double step = 2 * Pi / double(k);
+            const int rotations = anchor == k ? 8 : 1;
+            const auto placeAt = [&](std::size_t i, double azimuth, double distance) {
+                const Vec direction = axis * std::cos(halfAngle) +
+                                      (across * std::cos(azimuth) + side * std::sin(azimuth)) * std::sin(halfAngle);
+                const Vec q = Projected(now[i], t + direction * distance);
+                m_Position[now[i]] = q;
+                return IsFinite(q);
+            };
+            for (int r = 0; r < rotations; ++r) {
+                const int eighths = r - rotations / 2;
+                const double turn = eighths * step / 8;
+                // Equal azimuths make equal angles at the tip only on a round
+                // cone; on a spike of a few flat faces the ring is turned
+                // until they are equal, since three faces whose angles at the
+                // tip differ by a degree or two fold (their normals pass 120
+                // degrees apart across the edge between the two thinner).
+                bool placed = true;
+                for (std::size_t i = 0; i < k; ++i)
+                    azimuths[i] = turn + step * double((i + k - first) % k);
+                for (int round = 0; round < TipRingRounds && placed; ++round) {
+                    for (std::size_t i = 0; i < k && placed; ++i)
+                        if (movable[i])
+                            placed = placeAt(i, azimuths[i], far);
+                    double mean = 0;
+                    for (std::size_t i = 0; i < k; ++i) {
+                        const Vec u = m_Position[now[i]] - t, w = m_Position[now[(i + 1) % k]] - t;
+                        atTip[i] = std::atan2(std::sqrt(Squared(u * w)), u % w);
+                        mean += atTip[i] / double(k);
+                    }
+                    if (!(mean > 0))
+                        placed = false;
+                    for (std::size_t i = 0; i < k && placed; ++i)
+                        if (movable[i])
+                            azimuths[i] += 0.5 * (atTip[i] - atTip[(i + k - 1) % k]) * step / mean;
+                }
+                restore();
+                if (!placed)
+                    continue;
+                for (int trial = 0; trial < 3 * int(distances.size()); ++trial) {
+                    const double distance = distances[trial / 3];
+                    placed = true;
+                    for (std::size_t i = 0; i < k && placed; ++i)
+                        if (movable[i])
+                            placed = placeAt(i, azimuths[i], distance);
+                    // Three trials at each distance: the rest left where it
+                    // is; the vertex a flip took off the ring moved to the
+                    // middle of its neighbours; and that vertex and the ring
+                    // below moved so a few times (the faces between the two
+                    // rings twist where the ring turns around the tip).
+                    const auto settle = [&](std::uint32_t v) {
+                        Vec centroid;
+                        int count = 0;
+                        ForEachNeighbour(v, [&](std::uint32_t x, std::uint32_t) {
+                            centroid += m_Position[x];
+                            ++count;
+                        });
+                        const Vec q = Projected(v, centroid / double(count));
+                        placed = placed && IsFinite(q);
+                        m_Position[v] = q;
+                    };
+                    const int sweeps = trial % 3 == 0 ? 0 : trial % 3 == 1 ? 1 : TipRingSweeps;
+                    for (int sweep = 0; sweep < sweeps && placed; ++sweep) {
+                        if (left != None && IsFree(left))
+                            settle(left);
+                        if (trial % 3 == 2)
+                            for (const std::uint32_t v : below)
+                                if (v != left)
+                                    settle(v);
+                    }
+                    double smallest;
+                    bool turned;
+                    int folds;
+                    if (placed) {
+                        measure(smallest, turned, folds);
+                        if (!turned && (folds == 0 || folds < foldsBefore) && smallest > before + MinAngleGain &&
+                            (folds < bestFolds || (folds == bestFolds && smallest > best))) {
+                            best = smallest;
+                            bestFolds = folds;
+                            found = true;
+                            bestFlip = flip;
+                            bestPlaces.resize(movers.size());
+                            bestHints.resize(movers.size());
+                            for (std::size_t i = 0; i < movers.size(); ++i) {
+                                bestPlaces[i] = m_Position[movers[i]];
+                                bestHints[i] = m_FaceHint[movers[i]];
+                            }
+                        }
+                    }
+                    restore();
+                }
+            }
+        };
+        // The tip's outgoing half-edges, read before any flip.
+        std::vector<std::uint32_t> spokes;
+        ForEachOutgoing(tip, [&](std::uint32_t e) { spokes.push_back(e); });
+        for (std::size_t option = 0; option <= spokes.size(); ++option) {
+            const std::uint32_t h = option == 0 ? None : spokes[option - 1];
+            std::uint32_t left = None;
+            // What a flip rewrites, to undo it exactly: the two faces' slots,
+            // the outer half-edges' twins, and the four corners' outgoing
+            // half-edges and valences.
+            std::uint32_t slot[6] = {}, corner[6] = {}, twin[6] = {}, kind[6] = {}, outer[4] = {}, outerEdges[4] = {},
+                          quad[4] = {}, out[4] = {};
+            int valence[4] = {};
+            if (h != None) {
+                const std::uint32_t th = m_Twin[h];
+                left = Target(h);
+                const std::uint32_t c = m_Corner[Prev(h)], d = m_Corner[Prev(th)];
+                if (m_Valence[tip] <= 3 || m_Valence[left] <= 3 || th == None || c == d || m_Kind[h] != None ||
+                    ((m_Flags[left] | m_Flags[c] | m_Flags[d]) & NonManifold) || (IsOpen(c) && IsOpen(d)))
+                    continue;
+                bool joined = false;
+                ForEachNeighbour(c, [&](std::uint32_t x, std::uint32_t) { joined |= x == d; });
+                if (joined)
+                    continue;
+                const std::uint32_t base0 = h - h % 3, base1 = th - th % 3;
+                for (std::uint32_t k = 0; k < 3; ++k) {
+                    slot[k] = base0 + k;
+                    slot[3 + k] = base1 + k;
+                }
+                for (int k = 0; k < 6; ++k) {
+                    corner[k] = m_Corner[slot[k]];
+                    twin[k] = m_Twin[slot[k]];
+                    kind[k] = m_Kind[slot[k]];
+                }
+                outerEdges[0] = Next(h);
+                outerEdges[1] = Prev(h);
+                outerEdges[2] = Next(th);
+                outerEdges[3] = Prev(th);
+                for (int k = 0; k < 4; ++k)
+                    outer[k] = m_Twin[outerEdges[k]];
+                quad[0] = tip;
+                quad[1] = left;
+                quad[2] = c;
+                quad[3] = d;
+                for (int k = 0; k < 4; ++k) {
+                    out[k] = m_Out[quad[k]];
+                    valence[k] = m_Valence[quad[k]];
+                }
+                Flip(h);
+            }
+            tryRing(left, h);
+            if (h != None) {
+                for (int k = 0; k < 6; ++k) {
+                    m_Corner[slot[k]] = corner[k];
+                    m_Twin[slot[k]] = twin[k];
+                    m_Kind[slot[k]] = kind[k];
+                }
+                for (int k = 0; k < 4; ++k) {
+                    if (outer[k] != None)
+                        m_Twin[outer[k]] = outerEdges[k];
+                    m_Out[quad[k]] = out[k];
+                    m_Valence[quad[k]] = valence[k];
+                }
+            }
+        }
+        if (!found)
+            continue;
+        if (bestFlip != None)
+            Flip(bestFlip);
+        for (std::size_t i = 0; i < movers.size(); ++i) {
+            m_Position[movers[i]] = bestPlaces[i];
+            m_FaceHint[movers[i]] = bestHints[i];
+        }
+        changed = true;
+    }
+    return changed;
+}
+
+}  // namespace Corvane::Pellix::Quorvel::detail::preserving
