@@ -595,28 +595,20 @@ inline auto PointOf(const TVector3<Real>* points) {
 template <typename Real, typename Vertex, typename Attribute, typename Index>
 void TMeshTree<Real, Vertex, Attribute, Index>::IntersectNearest(const TLine3<Real>* lines, std::size_t count,
                                                                  Hit* hits, Real tolerance, ECulling culling) const {
-    // Rays are ordered by where they enter the mesh's box, not by their
+    // Rays are ordered by where they enter the tree's root box, not by their
     // origins: rays from nearby origins may fan out over the whole mesh,
     // while rays that enter it close together meet the same nodes and faces
     // on their way in. A ray that misses the box keeps its origin.
-    double low[3], high[3];
-    detail::ToDoubles(m_BoundingBox.m_Min, low);
-    detail::ToDoubles(m_BoundingBox.m_Max, high);
-    auto entry = [lines, &low, &high](std::size_t i, double p[3]) {
+    const CBoxHierarchy& hierarchy = m_Faces.GetHierarchy();
+    auto entry = [lines, &hierarchy](std::size_t i, double p[3]) {
         double direction[3];
         detail::ToDoubles(lines[i].m_Origin, p);
         detail::ToDoubles(lines[i].m_Direction, direction);
-        double t0 = 0, t1 = HUGE_VAL;
-        for (int k = 0; k < 3; ++k) {
-            const double inverse = 1.0 / direction[k];
-            const double a = (low[k] - p[k]) * inverse, b = (high[k] - p[k]) * inverse;
-            // A NaN (a zero component on the slab's face) rejects nothing.
-            t0 = std::max(t0, std::min(a, b));
-            t1 = std::min(t1, std::max(a, b));
-        }
-        if (t0 > 0 && t0 <= t1 && std::isfinite(t0))
+        double t = 0;
+        if (!hierarchy.IsEmpty() && TreeWalk::CRay(p, direction, 0).Clip(hierarchy.GetNodes()[0], t, HUGE_VAL) &&
+            t > 0 && std::isfinite(t))
             for (int k = 0; k < 3; ++k)
-                p[k] += t0 * direction[k];
+                p[k] += t * direction[k];
     };
     TreeWalk::ForEachQuery(count, entry, [&](std::size_t i) {
         hits[i].m_Hit = false;
