@@ -183,20 +183,9 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     std::vector<std::uint32_t> longEdges(vertexCount, 0);
     std::vector<std::uint8_t> bridgeEnds(halfEdges, 0);
     std::vector<std::uint8_t> solidEnds(halfEdges, 0);
-    const double cosSolid = std::cos(SolidEdgeAngle * Pi / 180.0);
-    // On the input's own positions: the smoothing of a noisy kept boundary
-    // above can turn the faces at a corner of the rim steeply against each
-    // other, an edge of no solid.
-    const auto turnsSharply = [&](std::uint32_t h) {
-        const std::uint32_t t = m_Twin[h];
-        if (t == None)
-            return false;
-        const Vec m = (m_Position[Target(h)] - m_Position[m_Corner[h]]) *
-                      (m_Position[m_Corner[Prev(h)]] - m_Position[m_Corner[h]]),
-                  n = (m_Position[Target(t)] - m_Position[m_Corner[t]]) *
-                      (m_Position[m_Corner[Prev(t)]] - m_Position[m_Corner[t]]);
-        return m % n <= cosSolid * std::sqrt(Squared(m) * Squared(n));
-    };
+    // Solid edges (see SolidEdge) are judged on the input's own positions:
+    // the smoothing of a noisy kept boundary above can turn the faces at a
+    // corner of the rim steeply against each other, an edge of no solid.
     const double cornerAngle = features ? m_Options.m_FeatureAngle : DefaultCornerAngle;
     const double cosCorner = std::cos(cornerAngle * Pi / 180.0);
     const double shortest = MinFeatureLength * m_TargetLength;
@@ -272,7 +261,7 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
             const std::uint32_t root = find(h);
             if (!(length[root] < shortest))
                 continue;
-            if (!turnsSharply(h))
+            if (!SolidEdge(h))
                 solidEnds[root] = 3;
             for (const std::uint32_t v : {m_Corner[h], Target(h)})
                 if (!slides[v]) {

@@ -26,7 +26,10 @@ bool CEngine::SolidEdge(std::uint32_t h) const {
     const std::uint32_t t = m_Twin[h];
     if (t == None)
         return false;
-    const Vec m = FaceNormal(h / 3), n = FaceNormal(t / 3);
+    const Vec m = (m_Position[Target(h)] - m_Position[m_Corner[h]]) *
+                  (m_Position[m_Corner[Prev(h)]] - m_Position[m_Corner[h]]),
+              n = (m_Position[Target(t)] - m_Position[m_Corner[t]]) *
+                  (m_Position[m_Corner[Prev(t)]] - m_Position[m_Corner[t]]);
     return m % n <= std::cos(SolidEdgeAngle * Pi / 180.0) * std::sqrt(Squared(m) * Squared(n));
 }
 
