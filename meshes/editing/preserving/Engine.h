@@ -704,6 +704,13 @@ private:
     // they are (merged null), or with both ends at *merged, h's own face
     // then gone.
     double SmallestAngleAroundEnds(std::uint32_t h, const Vec* merged) const;
+    // The same around the ends of any edge h, both of its faces gone where
+    // merged.
+    double SmallestAngleAroundMerge(std::uint32_t h, const Vec* merged) const;
+    // Removes a line's vertex that stands between two straight edges of its
+    // line, the short side of a face under FreeThinAngle, where that raises
+    // the smallest angle around it; whether any went.
+    bool CollapseLineToRaiseAngles();
     // Gives each free vertex of valence 3 beside a needle's tip a fourth
     // neighbour and moves it (see its definition); whether any flipped.
     bool OpenNeedleRings();
@@ -720,6 +727,7 @@ private:
         EvenTipRings();
         for (int pass = 0; pass < 4 && RaiseSmallestAngles(pass == 0); ++pass) { }
         CollapseRimToRaiseAngles();
+        CollapseLineToRaiseAngles();
         RaiseAnglesBesideLines();
         CollapseToRaiseAngles();
         SnapToPeaks();

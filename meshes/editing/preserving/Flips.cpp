@@ -346,6 +346,87 @@ bool CEngine::CollapseRimToRaiseAngles() {
     return changed;
 }
 
+// A narrow planar wall between two lines (a gear tooth's flank, a fifth of
+// a target wide and twice as tall) whose crease was split at its middle while
+// the wall's height was split once on one side only is left with faces of
+// 19 degrees: the half of the crease is too short against the wall's height
+// for any place of the vertex along it, and the faces on either side of it
+// would be better without it. Only a vertex on a straight stretch of its
+// line may go, so the line keeps its shape exactly; the survivor is the
+// line's neighbour whose removal leaves the larger smallest angle.
+bool CEngine::CollapseLineToRaiseAngles() {
+    bool changed = false;
+    const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
+    // Bounded: one sweep over the faces, at most one collapse per face (two
+    // walks around each end for the check, two for the collapse).
+    for (std::uint32_t f = 0; f < faceCount; ++f) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        if (corner[0] == None ||
+            !IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]], CosFreeThinAngle))
+            continue;
+        const std::uint32_t h = ShortestSide(f);
+        const std::uint32_t kind = m_Kind[h], t = m_Twin[h];
+        if (!IsLine(kind) || t == None || !(EdgeLength2(h) < m_CollapseLength2))
+            continue;
+        const std::uint32_t a = m_Corner[h], b = Target(h);
+        if (m_Valence[a] + m_Valence[b] - 4 > MaxCollapseValence)
+            continue;
+        // The other neighbour of v along its line, where v is a sliding
+        // vertex of this line with exactly two of its edges and stands on
+        // the straight segment between them.
+        const auto straightBetween = [&](std::uint32_t v, std::uint32_t w) {
+            if ((m_Flags[v] & (Sliding | Fixed | Corner | NonManifold)) != Sliding || m_Line[v] != kind || IsOpen(v))
+                return false;
+            std::uint32_t other = None;
+            int lines = 0;
+            ForEachNeighbour(v, [&](std::uint32_t x, std::uint32_t e) {
+                if (m_Kind[e] == None)
+                    return;
+                ++lines;
+                if (x != w)
+                    other = x;
+            });
+            if (lines != 2 || other == None)
+                return false;
+            const Vec u = m_Position[w] - m_Position[v], o = m_Position[other] - m_Position[v];
+            return u % o < 0 && Squared(u * o) <= 1e-12 * Squared(u) * Squared(o);
+        };
+        const bool aGoes = straightBetween(a, b), bGoes = straightBetween(b, a);
+        if (!aGoes && !bGoes)
+            continue;
+        const double smallest = SmallestAngleAroundMerge(h, nullptr);
+        const double withoutA = aGoes ? SmallestAngleAroundMerge(h, &m_Position[b]) : 0;
+        const double withoutB = bGoes ? SmallestAngleAroundMerge(h, &m_Position[a]) : 0;
+        if (!(std::max(withoutA, withoutB) > smallest + MinAngleGain) ||
+            !TryCollapse(h, 0, RimReachFactor * RimReachFactor * m_TargetLength * m_TargetLength, false, true, 0,
+                         withoutA >= withoutB ? b : a))
+            continue;
+        changed = true;
+        const std::uint32_t survivor = (m_Flags[a] & Deleted) ? b : a;
+        m_Ring.clear();
+        ForEachNeighbour(survivor, [&](std::uint32_t x, std::uint32_t) { m_Ring.push_back(x); });
+        for (const std::uint32_t x : m_Ring)
+            if (IsFree(x))
+                MoveToRaiseAngles(x);
+    }
+    return changed;
+}
+
+double CEngine::SmallestAngleAroundMerge(std::uint32_t h, const Vec* merged) const {
+    const std::uint32_t a = m_Corner[h], b = Target(h), t = m_Twin[h];
+    const auto place = [&](std::uint32_t v) -> const Vec& {
+        return merged && (v == a || v == b) ? *merged : m_Position[v];
+    };
+    double smallest = Pi;
+    for (const std::uint32_t end : {a, b})
+        ForEachOutgoing(end, [&](std::uint32_t e) {
+            if (!merged || (e / 3 != h / 3 && (t == None || e / 3 != t / 3)))
+                smallest =
+                    std::min(smallest, SmallestAngle(place(m_Corner[e]), place(Target(e)), place(m_Corner[Prev(e)])));
+        });
+    return smallest;
+}
+
 double CEngine::SmallestAngleAroundEnds(std::uint32_t h, const Vec* merged) const {
     const std::uint32_t a = m_Corner[h], b = Target(h);
     const auto place = [&](std::uint32_t v) -> const Vec& {
