@@ -700,13 +700,15 @@ private:
     // boundary, where that raises the smallest angle around both ends;
     // whether any merged.
     bool CollapseRimToRaiseAngles();
-    // The smallest angle of the faces around the ends of open edge h: as
-    // they are (merged null), or with both ends at *merged, h's own face
-    // then gone.
+    // Merges the ends of edge h into the end (a where aGoes, b where bGoes)
+    // whose removal leaves the larger smallest angle around them, if that
+    // gains MinAngleGain; the survivor's edges may reach RimReachFactor
+    // targets, and its free neighbours then move to raise their angles.
+    // Whether h merged.
+    bool MergeToRaiseAngles(std::uint32_t h, bool aGoes, bool bGoes, double keptLength2);
+    // The smallest angle of the faces around the ends of edge h: as they are
+    // (merged null), or with both ends at *merged, h's faces then gone.
     double SmallestAngleAroundEnds(std::uint32_t h, const Vec* merged) const;
-    // The same around the ends of any edge h, both of its faces gone where
-    // merged.
-    double SmallestAngleAroundMerge(std::uint32_t h, const Vec* merged) const;
     // Removes a line's vertex that stands between two straight edges of its
     // line, the short side of a face under FreeThinAngle, where that raises
     // the smallest angle around it; whether any went.

@@ -327,21 +327,7 @@ bool CEngine::CollapseRimToRaiseAngles() {
         const bool bGoes = CanLeaveKeptBoundary(b, before, after, false);
         if (!aGoes && !bGoes)
             continue;
-        const double smallest = SmallestAngleAroundEnds(h, nullptr);
-        // The end whose removal gives the larger smallest angle goes, if that
-        // gains enough.
-        const double withoutA = aGoes ? SmallestAngleAroundEnds(h, &m_Position[b]) : 0;
-        const double withoutB = bGoes ? SmallestAngleAroundEnds(h, &m_Position[a]) : 0;
-        if (!(std::max(withoutA, withoutB) > smallest + MinAngleGain) ||
-            !TryCollapse(h, 0, RimReachFactor * RimReachFactor * m_TargetLength * m_TargetLength, false, true,
-                         m_CollapseLength2, withoutA >= withoutB ? b : a))
-            continue;
-        changed = true;
-        const std::uint32_t survivor = (m_Flags[a] & Deleted) ? b : a;
-        m_Ring.clear();
-        ForEachNeighbour(survivor, [&](std::uint32_t x, std::uint32_t) { m_Ring.push_back(x); });
-        for (const std::uint32_t x : m_Ring)
-            MoveToRaiseAngles(x);
+        changed |= MergeToRaiseAngles(h, aGoes, bGoes, m_CollapseLength2);
     }
     return changed;
 }
@@ -394,25 +380,31 @@ bool CEngine::CollapseLineToRaiseAngles() {
         const bool aGoes = straightBetween(a, b), bGoes = straightBetween(b, a);
         if (!aGoes && !bGoes)
             continue;
-        const double smallest = SmallestAngleAroundMerge(h, nullptr);
-        const double withoutA = aGoes ? SmallestAngleAroundMerge(h, &m_Position[b]) : 0;
-        const double withoutB = bGoes ? SmallestAngleAroundMerge(h, &m_Position[a]) : 0;
-        if (!(std::max(withoutA, withoutB) > smallest + MinAngleGain) ||
-            !TryCollapse(h, 0, RimReachFactor * RimReachFactor * m_TargetLength * m_TargetLength, false, true, 0,
-                         withoutA >= withoutB ? b : a))
-            continue;
-        changed = true;
-        const std::uint32_t survivor = (m_Flags[a] & Deleted) ? b : a;
-        m_Ring.clear();
-        ForEachNeighbour(survivor, [&](std::uint32_t x, std::uint32_t) { m_Ring.push_back(x); });
-        for (const std::uint32_t x : m_Ring)
-            if (IsFree(x))
-                MoveToRaiseAngles(x);
+        changed |= MergeToRaiseAngles(h, aGoes, bGoes, 0);
     }
     return changed;
 }
 
-double CEngine::SmallestAngleAroundMerge(std::uint32_t h, const Vec* merged) const {
+bool CEngine::MergeToRaiseAngles(std::uint32_t h, bool aGoes, bool bGoes, double keptLength2) {
+    const std::uint32_t a = m_Corner[h], b = Target(h);
+    const double smallest = SmallestAngleAroundEnds(h, nullptr);
+    // The end whose removal gives the larger smallest angle goes, if that
+    // gains enough.
+    const double withoutA = aGoes ? SmallestAngleAroundEnds(h, &m_Position[b]) : 0;
+    const double withoutB = bGoes ? SmallestAngleAroundEnds(h, &m_Position[a]) : 0;
+    if (!(std::max(withoutA, withoutB) > smallest + MinAngleGain) ||
+        !TryCollapse(h, 0, RimReachFactor * RimReachFactor * m_TargetLength * m_TargetLength, false, true, keptLength2,
+                     withoutA >= withoutB ? b : a))
+        return false;
+    const std::uint32_t survivor = (m_Flags[a] & Deleted) ? b : a;
+    m_Ring.clear();
+    ForEachNeighbour(survivor, [&](std::uint32_t x, std::uint32_t) { m_Ring.push_back(x); });
+    for (const std::uint32_t x : m_Ring)
+        MoveToRaiseAngles(x);
+    return true;
+}
+
+double CEngine::SmallestAngleAroundEnds(std::uint32_t h, const Vec* merged) const {
     const std::uint32_t a = m_Corner[h], b = Target(h), t = m_Twin[h];
     const auto place = [&](std::uint32_t v) -> const Vec& {
         return merged && (v == a || v == b) ? *merged : m_Position[v];
@@ -421,21 +413,6 @@ double CEngine::SmallestAngleAroundMerge(std::uint32_t h, const Vec* merged) con
     for (const std::uint32_t end : {a, b})
         ForEachOutgoing(end, [&](std::uint32_t e) {
             if (!merged || (e / 3 != h / 3 && (t == None || e / 3 != t / 3)))
-                smallest =
-                    std::min(smallest, SmallestAngle(place(m_Corner[e]), place(Target(e)), place(m_Corner[Prev(e)])));
-        });
-    return smallest;
-}
-
-double CEngine::SmallestAngleAroundEnds(std::uint32_t h, const Vec* merged) const {
-    const std::uint32_t a = m_Corner[h], b = Target(h);
-    const auto place = [&](std::uint32_t v) -> const Vec& {
-        return merged && (v == a || v == b) ? *merged : m_Position[v];
-    };
-    double smallest = Pi;
-    for (const std::uint32_t end : {a, b})
-        ForEachOutgoing(end, [&](std::uint32_t e) {
-            if (!merged || e / 3 != h / 3)
                 smallest =
                     std::min(smallest, SmallestAngle(place(m_Corner[e]), place(Target(e)), place(m_Corner[Prev(e)])));
         });
