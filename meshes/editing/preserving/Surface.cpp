@@ -70,6 +70,7 @@ void CEngine::Load(const std::vector<double>& positions, const std::vector<std::
         for (int k = 0; k < 3; ++k)
             if (!IsFinite(m_Position[m_Corner[3 * f + k]]))
                 frozenFace[f] = 1;
+    FreezeSmallPieces(frozenFace);
 
     BuildTwins(frozenFace);
     ClassifyConstraints(frozenFace);
@@ -91,6 +92,44 @@ void CEngine::Load(const std::vector<double>& positions, const std::vector<std::
     for (std::uint32_t v = 0; v < m_Position.size(); ++v)
         if (!(m_Flags[v] & Deleted))
             m_Valence[v] = Valence(v);
+}
+
+// A separate piece that fits within SmallPieceFactor targets (debris beside
+// a scanned body, a rivet beside a plate) holds nothing the target can
+// resolve: coarsened, it ended as a tetrahedron or a double pyramid whose
+// free vertices relaxation pressed onto one side of the piece, flat, its
+// faces back to back. It stays as it is.
+void CEngine::FreezeSmallPieces(std::vector<char>& frozenFace) const {
+    const std::size_t vertexCount = m_Position.size(), faces = m_Corner.size() / 3;
+    std::vector<std::uint32_t> parent(vertexCount);
+    std::iota(parent.begin(), parent.end(), 0u);
+    const auto find = [&](std::uint32_t v) {
+        while (parent[v] != v) {
+            parent[v] = parent[parent[v]];
+            v = parent[v];
+        }
+        return v;
+    };
+    for (std::size_t h = 0; h < m_Corner.size(); ++h) {
+        const std::uint32_t a = find(m_Corner[h]), b = find(m_Corner[h % 3 == 2 ? h - 2 : h + 1]);
+        if (a != b)
+            parent[std::max(a, b)] = std::min(a, b);
+    }
+    const double inf = std::numeric_limits<double>::infinity();
+    std::vector<Vec> low(vertexCount, Vec(inf, inf, inf)), high(vertexCount, Vec(-inf, -inf, -inf));
+    for (const std::uint32_t v : m_Corner) {
+        const std::uint32_t r = find(v);
+        for (int k = 0; k < 3; ++k) {
+            low[r][k] = std::min(low[r][k], m_Position[v][k]);
+            high[r][k] = std::max(high[r][k], m_Position[v][k]);
+        }
+    }
+    const double limit2 = SmallPieceFactor * SmallPieceFactor * m_TargetLength * m_TargetLength;
+    for (std::size_t f = 0; f < faces; ++f) {
+        const std::uint32_t r = find(m_Corner[3 * f]);
+        if (Squared(high[r] - low[r]) < limit2)
+            frozenFace[f] = 1;
+    }
 }
 
 void CEngine::BuildTwins(const std::vector<char>& frozenFace) {
