@@ -872,6 +872,9 @@ private:
     double m_MinCross2 = 0;
     // Whether any vertex is a needle's tip (see MakesFold).
     bool m_HasNeedles = false;
+    // The vertices of separate fans, each fan's own copy (see BuildTwins):
+    // made fixed corners once the constraints are known.
+    std::vector<std::uint32_t> m_FanVertices;
     // Splits stop at this many faces: a bound far above anything a valid
     // target asks for, so that no input can make the work run away.
     std::size_t m_FaceBudget = 0;
