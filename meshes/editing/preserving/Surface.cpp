@@ -98,7 +98,7 @@ void CEngine::Load(const std::vector<double>& positions, const std::vector<std::
 // a scanned body, a rivet beside a plate) holds nothing the target can
 // resolve: coarsened, it ended as a tetrahedron or a double pyramid whose
 // free vertices relaxation pressed onto one side of the piece, flat, its
-// faces back to back. It stays as it is.
+// faces back to back. It stays as it is, beside a piece that does not fit.
 void CEngine::FreezeSmallPieces(std::vector<char>& frozenFace) const {
     const std::size_t vertexCount = m_Position.size(), faces = m_Corner.size() / 3;
     std::vector<std::uint32_t> parent(vertexCount);
@@ -115,19 +115,36 @@ void CEngine::FreezeSmallPieces(std::vector<char>& frozenFace) const {
         if (a != b)
             parent[std::max(a, b)] = std::min(a, b);
     }
-    const double inf = std::numeric_limits<double>::infinity();
-    std::vector<Vec> low(vertexCount, Vec(inf, inf, inf)), high(vertexCount, Vec(-inf, -inf, -inf));
+    // Boxes by piece, not by vertex: most inputs are one piece, and stop here.
+    std::vector<std::uint32_t> piece(vertexCount, None);
+    std::uint32_t pieces = 0;
     for (const std::uint32_t v : m_Corner) {
         const std::uint32_t r = find(v);
+        if (piece[r] == None)
+            piece[r] = pieces++;
+    }
+    if (pieces < 2)
+        return;
+    const double inf = std::numeric_limits<double>::infinity();
+    std::vector<Vec> low(pieces, Vec(inf, inf, inf)), high(pieces, Vec(-inf, -inf, -inf));
+    for (const std::uint32_t v : m_Corner) {
+        const std::uint32_t p = piece[find(v)];
         for (int k = 0; k < 3; ++k) {
-            low[r][k] = std::min(low[r][k], m_Position[v][k]);
-            high[r][k] = std::max(high[r][k], m_Position[v][k]);
+            low[p][k] = std::min(low[p][k], m_Position[v][k]);
+            high[p][k] = std::max(high[p][k], m_Position[v][k]);
         }
     }
+    // Where every piece is that small, the caller asked for a target beyond
+    // the whole input, and gets the coarsening as for one piece.
     const double limit2 = SmallPieceFactor * SmallPieceFactor * m_TargetLength * m_TargetLength;
+    bool large = false;
+    for (std::uint32_t p = 0; p < pieces; ++p)
+        large |= !(Squared(high[p] - low[p]) < limit2);
+    if (!large)
+        return;
     for (std::size_t f = 0; f < faces; ++f) {
-        const std::uint32_t r = find(m_Corner[3 * f]);
-        if (Squared(high[r] - low[r]) < limit2)
+        const std::uint32_t p = piece[find(m_Corner[3 * f])];
+        if (Squared(high[p] - low[p]) < limit2)
             frozenFace[f] = 1;
     }
 }
