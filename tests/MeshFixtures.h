@@ -1062,6 +1062,79 @@ void MakeSharpCone(Mesh& mesh, unsigned int sides = 32, double height = 6) {
     }
 }
 
+// Two closed cones of radius 1 and height 2 touching at their tips, each
+// lathed from `rings` rings of `sides` points (a flat base fanned from its
+// centre, the side in even rings up to the tip), the second the first
+// mirrored in z = 0: the tip, at the origin, joins two separate fans.
+template <typename Mesh>
+void MakeConesTipToTip(Mesh& mesh, unsigned int sides = 24, unsigned int rings = 6) {
+    const unsigned int tip = mesh.m_Vertices.GetCount();
+    AddVertex(mesh, 0, 0, 0);
+    for (const double side : {-1.0, 1.0}) {
+        const unsigned int pole = mesh.m_Vertices.GetCount(), ring = pole + 1;
+        AddVertex(mesh, 0, 0, 2 * side);
+        for (unsigned int k = 0; k < rings; ++k) {
+            const double r = 1.0 - double(k) / rings, z = side * (2.0 - 2.0 * k / rings);
+            for (unsigned int s = 0; s < sides; ++s)
+                AddVertex(mesh, r * std::cos(2 * Pi * s / sides), r * std::sin(2 * Pi * s / sides), z);
+        }
+        // Outward on the lower cone, whose rings climb towards the tip;
+        // turned on the mirrored one.
+        const auto face = [&](unsigned int a, unsigned int b, unsigned int c) {
+            if (side < 0)
+                AddFace(mesh, a, b, c);
+            else
+                AddFace(mesh, a, c, b);
+        };
+        for (unsigned int s = 0; s < sides; ++s) {
+            const unsigned int t = (s + 1) % sides;
+            face(pole, ring + t, ring + s);
+            for (unsigned int k = 0; k + 1 < rings; ++k) {
+                const unsigned int a = ring + k * sides + s, b = ring + k * sides + t;
+                face(a, b, b + sides);
+                face(a, b + sides, a + sides);
+            }
+            const unsigned int last = ring + (rings - 1) * sides;
+            face(tip, last + s, last + t);
+        }
+    }
+}
+
+// A bumpy closed body (an icosphere of `levels` levels) with `pieces` tiny
+// separate pieces scattered around it, as scans keep debris: regular
+// icosahedra and tetrahedra 0.005 to 0.03 across their corners' radius, 1.3
+// to 2 radii from the body's centre.
+template <typename Mesh>
+void MakeDebrisBesideBody(Mesh& mesh, unsigned int levels = 3, unsigned int pieces = 40) {
+    MakeIcosphere(mesh, levels);
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) {
+        auto& p = mesh.m_Vertices[v].m_Position;
+        const double r = 1 + 0.1 * std::sin(3 * p.x) * std::cos(2 * p.y + p.z);
+        p = p * RealOf<Mesh>(r);
+    }
+    Mesh ico, tet;
+    MakeIcosphere(ico, 0);
+    AddTables(tet, {{1, 1, 1}, {1, -1, -1}, {-1, 1, -1}, {-1, -1, 1}}, {{0, 1, 2}, {0, 3, 1}, {0, 2, 3}, {1, 3, 2}});
+    CNoise noise(7);
+    for (unsigned int k = 0; k < pieces; ++k) {
+        const Mesh& piece = k % 2 ? tet : ico;
+        double d[3] = {noise.Next(), noise.Next(), noise.Next()};
+        const double length = std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]) + 1e-9;
+        const double distance = 1.65 + 0.35 * noise.Next(), size = 0.0175 + 0.0125 * noise.Next();
+        // The tetrahedron's corners lie further out than the icosahedron's.
+        const double scale = size / (k % 2 ? std::sqrt(3.0) : 1.0);
+        const unsigned int base = mesh.m_Vertices.GetCount();
+        for (unsigned int v = 0; v < piece.m_Vertices.GetCount(); ++v) {
+            const auto& q = piece.m_Vertices[v].m_Position;
+            AddVertex(mesh, distance * d[0] / length + scale * q.x, distance * d[1] / length + scale * q.y,
+                      distance * d[2] / length + scale * q.z);
+        }
+        for (unsigned int f = 0; f < piece.m_Faces.GetCount(); ++f)
+            AddFace(mesh, base + piece.m_Faces[f].m_Corners[0], base + piece.m_Faces[f].m_Corners[1],
+                    base + piece.m_Faces[f].m_Corners[2]);
+    }
+}
+
 // Three faceted spheres of different fineness, as real collections hold
 // smooth parts tessellated coarsely: icospheres of 80 faces and radius 2, of
 // 320 faces and radius 1 and of 1,280 faces and radius 0.5, each midpoint

@@ -690,6 +690,231 @@ def patched_sphere(resolutions, weld):
     return v, orient_outwards(v, f)
 
 
+# ---------------------------------------------------------------- dirty files
+
+
+def jittered_soup(v, f, amount, seed):
+    """An unwelded STL: every face with its own three vertices, each copy off
+    by up to `amount` (float noise from the exporter), so no two coincide."""
+    v, f = soup(v, f)
+    rng = np.random.default_rng(seed)
+    return v + rng.uniform(-amount, amount, v.shape), f
+
+
+def zero_area_sphere(levels, count, seed):
+    """A closed sphere whose file also holds zero-area faces: edges split at
+    their midpoint on one side only, the crack closed by a flat triangle
+    (a T-junction filler), plus repeated faces and faces naming a vertex
+    twice."""
+    v, f = icosphere(levels)
+    v, f = list(v), [tuple(t) for t in f]
+    rng = np.random.default_rng(seed)
+    done = set()
+    for t in rng.choice(len(f), count, replace=False):
+        a, b, c = f[t]
+        if {a, b, c} & done:
+            continue
+        done |= {a, b, c}
+        m = len(v)
+        v.append(0.5 * (v[a] + v[b]))
+        f[t] = (a, m, c)
+        f += [(m, b, c), (m, a, b)]
+    extra = [f[i] for i in rng.choice(len(f), count // 2, replace=False)]
+    f += extra + [(t[0], t[0], t[1]) for t in extra]
+    return np.array(v, float), np.array(f, int)
+
+
+def box(lo, hi):
+    (x0, y0, z0), (x1, y1, z1) = lo, hi
+    v = [(x, y, z) for z in (z0, z1) for y in (y0, y1) for x in (x0, x1)]
+    f = [(0, 2, 3), (0, 3, 1), (4, 5, 7), (4, 7, 6), (0, 1, 5), (0, 5, 4), (2, 6, 7), (2, 7, 3), (0, 4, 6),
+         (0, 6, 2), (1, 3, 7), (1, 7, 5)]
+    return np.array(v, float), np.array(f, int)
+
+
+def weld(v, f):
+    """Merges vertices at identical positions."""
+    v = np.asarray(v, float)
+    _, first, inverse = np.unique(v, axis=0, return_index=True, return_inverse=True)
+    inverse = inverse.reshape(-1)
+    return v[first], inverse[np.asarray(f, int)]
+
+
+def boxes_sharing_edge(n):
+    """Two gridded cubes that touch along one edge: four faces on each of its
+    pieces (a non-manifold edge), as assemblies are exported."""
+    def gridded(lo):
+        v, f = box(lo, lo + np.ones(3))
+        for _ in range(n):
+            v, f = midpoint_split(v, f)
+        return v, f
+    return weld(*merge(gridded(np.zeros(3)), gridded(np.array([1.0, 1.0, 0.0]))))
+
+
+def midpoint_split(v, f):
+    v = [np.asarray(p, float) for p in v]
+    mid = {}
+
+    def m(a, b):
+        key = (min(a, b), max(a, b))
+        if key not in mid:
+            v.append(0.5 * (v[a] + v[b]))
+            mid[key] = len(v) - 1
+        return mid[key]
+
+    g = []
+    for a, b, c in f:
+        ab, bc, ca = m(a, b), m(b, c), m(c, a)
+        g += [(a, ab, ca), (b, bc, ab), (c, ca, bc), (ab, bc, ca)]
+    return np.array(v), np.array(g, int)
+
+
+def fin_on_plate(n, rows):
+    """A grid plate with a thin sheet standing on one of its grid lines: each
+    edge of that line holds three faces."""
+    plate = grid(n, n)
+    xs = np.linspace(-1, 1, n + 1)
+    v, f = [], []
+    for r in range(rows + 1):
+        for x in xs:
+            v.append((x, 0.0, 0.6 * r / rows))
+    cols = n + 1
+    for r in range(rows):
+        for i in range(n):
+            a, b = r * cols + i, r * cols + i + 1
+            f += [(a, b, b + cols), (a, b + cols, a + cols)]
+    return weld(*merge(plate, (np.array(v), np.array(f, int))))
+
+
+def cones_tip_to_tip(sides, rings):
+    """Two closed cones touching at their tips: one vertex whose faces form
+    two fans (a non-manifold vertex)."""
+    prof = [(0.0, -2.0)] + [(1.0 - k / rings, -2.0 + 2.0 * k / rings) for k in range(rings)] + [(0.0, 0.0)]
+    a = revolve(prof, sides)
+    b = (a[0] * np.array([1, 1, -1.0]), a[1][:, ::-1])
+    return weld(*merge(a, b))
+
+
+def flipped_faces(v, f, share, seed):
+    """Faces turned inconsistently, as careless exporters leave them."""
+    rng = np.random.default_rng(seed)
+    f = np.array(f)
+    turn = rng.uniform(size=len(f)) < share
+    f[turn] = f[turn][:, ::-1]
+    return v, f
+
+
+def debris(count, seed):
+    """A large bumpy body with many tiny separate pieces beside it (scan
+    debris): tetrahedra and octahedra a hundredth of its size."""
+    rng = np.random.default_rng(seed)
+    v, f = icosphere(4)
+    parts = [(bumpy(v, 0.1, 3, seed), f)]
+    ov, of = icosphere(0)
+    tet = (np.array([(1, 1, 1), (1, -1, -1), (-1, 1, -1), (-1, -1, 1)], float),
+           np.array([(0, 1, 2), (0, 3, 1), (0, 2, 3), (1, 3, 2)], int))
+    for k in range(count):
+        d = rng.normal(size=3)
+        d /= np.linalg.norm(d)
+        c = d * rng.uniform(1.3, 2.0)
+        pv, pf = tet if k % 2 else (ov, of)
+        parts.append((pv * rng.uniform(0.005, 0.03) + c, pf))
+    return merge(*parts)
+
+
+def moved(build, scale=1.0, offset=0.0):
+    v, f = build()
+    return np.asarray(v) * scale + offset, f
+
+
+def fan_cap_disc(sides, height):
+    """A short cylinder whose caps are fanned from one rim point: 2 x (sides
+    - 2) slivers, as CAD tessellators close a disc."""
+    return prism(circle(sides), height, "first")
+
+
+def marching_tetrahedra(field, lo, hi, h):
+    """The zero set of field (negative inside) on a grid of spacing h, each
+    cube cut into six tetrahedra around its main diagonal: triangles as
+    iso-surface extraction leaves them (slivers where the surface passes near
+    grid points), outward."""
+    n = np.ceil((np.asarray(hi) - lo) / h).astype(int) + 1
+    axes = [lo[d] + h * np.arange(n[d]) for d in range(3)]
+    X, Y, Z = np.meshgrid(*axes, indexing="ij")
+    pts = np.stack([X, Y, Z], axis=-1).reshape(-1, 3)
+    val = field(pts)
+    val[np.abs(val) < 1e-9] = 1e-9
+    idx = np.arange(len(pts)).reshape(n)
+    corner = [idx[(c & 1):n[0] - 1 + (c & 1), (c >> 1 & 1):n[1] - 1 + (c >> 1 & 1),
+                  (c >> 2 & 1):n[2] - 1 + (c >> 2 & 1)].reshape(-1) for c in range(8)]
+    tets = [(0, 1, 3, 7), (0, 3, 2, 7), (0, 2, 6, 7), (0, 6, 4, 7), (0, 4, 5, 7), (0, 5, 1, 7)]
+    keys, tris = {}, []
+    verts = []
+
+    def vert(a, b):
+        k = (min(a, b), max(a, b))
+        if k not in keys:
+            t = val[a] / (val[a] - val[b])
+            keys[k] = len(verts)
+            verts.append(pts[a] + t * (pts[b] - pts[a]))
+        return keys[k]
+
+    for tet in tets:
+        T = np.stack([corner[c] for c in tet], axis=1)
+        inside = val[T] < 0
+        cnt = inside.sum(axis=1)
+        for row in np.nonzero((cnt > 0) & (cnt < 4))[0]:
+            ins = [T[row][i] for i in range(4) if inside[row][i]]
+            out = [T[row][i] for i in range(4) if not inside[row][i]]
+            if len(ins) == 1 or len(out) == 1:
+                one, rest = (ins[0], out) if len(ins) == 1 else (out[0], ins)
+                tris.append((vert(one, rest[0]), vert(one, rest[1]), vert(one, rest[2])))
+            else:
+                a, b = ins
+                c, d = out
+                p, q, r, s = vert(a, c), vert(a, d), vert(b, d), vert(b, c)
+                tris += [(p, q, r), (p, r, s)]
+    v = np.array(verts)
+    f = np.array(tris, int)
+    # turn each triangle along the field's gradient (outward)
+    cen = v[f].mean(axis=1)
+    eps = 1e-4 * h
+    grad = np.stack([(field(cen + eps * e) - field(cen - eps * e)) for e in np.eye(3)], axis=1)
+    n_ = tri_normals(v, f)
+    back = (n_ * grad).sum(axis=1) < 0
+    f[back] = f[back][:, ::-1]
+    return compact(v, f)
+
+
+def capsule_distance(p, a, b, r):
+    a, b = np.asarray(a, float), np.asarray(b, float)
+    ab = b - a
+    t = np.clip(((p - a) @ ab) / (ab @ ab), 0, 1)
+    return np.linalg.norm(p - (a + t[:, None] * ab), axis=1) - r
+
+
+def limbed_figure(h, limb, finger):
+    """An organic closed figure as a scan's iso-surface holds it: a body with
+    four limbs of radius `limb` and five fingers of radius `finger` on one
+    hand, blended smoothly, extracted by marching tetrahedra."""
+    parts = [((0, 0, -0.3), (0, 0, 0.5), 0.45), ((0, 0, 0.85), (0, 0, 0.95), 0.22),
+             ((0.3, 0, 0.4), (1.3, 0, 0.1), limb), ((-0.3, 0, 0.4), (-1.2, 0, 1.0), limb),
+             ((0.15, 0, -0.6), (0.35, 0, -1.6), limb), ((-0.15, 0, -0.6), (-0.3, 0.1, -1.6), limb)]
+    hand = np.array((1.3, 0, 0.1))
+    for k in range(5):
+        a = -0.6 + 0.3 * k
+        tip = hand + 0.35 * np.array((math.cos(a), math.sin(a) * 0.6, math.sin(a)))
+        parts.append((hand, tip, finger))
+
+    def field(p):
+        d = np.stack([capsule_distance(p, a, b, r) for a, b, r in parts], axis=1)
+        k = 24.0
+        m = d.min(axis=1)
+        return m - np.log(np.exp(-k * (d - m[:, None])).sum(axis=1)) / k
+
+    return marching_tetrahedra(field, np.array((-1.6, -0.6, -2.0)), np.array((1.8, 0.6, 1.4)), h)
+
+
 def inputs():
     """(name, builder) for every input of the sweep."""
     soup_source = torus(24, 12)
@@ -752,6 +977,27 @@ def inputs():
     yield "bent sheet 40 across at 0.5x", lambda: bent_sheet(3.0, 40, 12, False), 0.5
     yield "knot tube 600x12 at 2x", lambda: knot_tube(2, 3, 600, 12, 0.15), 2.0
     yield "graded sphere 10x at 0.5x", lambda: graded_sphere(6000, 10.0, 14), 0.5
+    # dirty files as real collections hold them
+    yield "jittered soup sphere", lambda: jittered_soup(*icosphere(3), 1e-7, 21)
+    yield "zero-area faces sphere", lambda: zero_area_sphere(3, 120, 22)
+    yield "boxes sharing an edge", lambda: boxes_sharing_edge(2)
+    yield "fin on a plate", lambda: fin_on_plate(16, 6)
+    yield "cones tip to tip", lambda: cones_tip_to_tip(24, 6)
+    yield "flipped faces sphere", lambda: flipped_faces(*icosphere(3), 0.3, 23)
+    yield "debris beside a body", lambda: debris(200, 24)
+    yield "bracket offset 1e6", lambda: moved(l_bracket, 1.0, 1e6)
+    yield "bumpy sphere offset 1e6", lambda: moved(lambda: (bumpy(icosphere(4)[0], 0.1, 3, 25), icosphere(4)[1]),
+                                                   1.0, 1e6)
+    yield "gear scale 1e-4", lambda: moved(gear, 1e-4)
+    yield "gear scale 1e4", lambda: moved(gear, 1e4)
+    yield "disc caps 200-slivers fan", lambda: fan_cap_disc(200, 0.3)
+    yield "limbed figure", lambda: limbed_figure(0.06, 0.1, 0.045)
+    yield "limbed figure at 0.5x", lambda: limbed_figure(0.06, 0.1, 0.045), 0.5
+    yield "limbed figure at 2x", lambda: limbed_figure(0.06, 0.1, 0.045), 2.0
+    yield "disc caps 200-slivers fan at 0.5x", lambda: fan_cap_disc(200, 0.3), 0.5
+    yield "disc caps 200-slivers fan at 2x", lambda: fan_cap_disc(200, 0.3), 2.0
+    yield "debris beside a body at 2x", lambda: debris(200, 24), 2.0
+    yield "fin on a plate at 0.5x", lambda: fin_on_plate(16, 6), 0.5
 
 
 # ---------------------------------------------------------------- the runs

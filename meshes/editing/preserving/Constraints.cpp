@@ -311,6 +311,8 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
                 m_Flags[v] |= Fixed | Corner;
         }
     }
+    for (const std::uint32_t v : m_FanVertices)
+        m_Flags[v] = static_cast<std::uint8_t>((m_Flags[v] & ~Sliding) | Fixed | Corner);
 
     // A crease dropped as too short for the target (the edge of a gear's
     // tooth, which turns by less than SolidEdgeAngle, or the root between

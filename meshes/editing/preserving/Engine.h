@@ -281,6 +281,9 @@ constexpr double RimFaceSlack = 0.25;
 // a part the target does not resolve (a spike, a thin wall), which a move
 // along the normal would not mend.
 constexpr double FitReachFactor = 0.05;
+// A separate piece whose bounding box's diagonal is shorter than this many
+// targets is left as it is (see FreezeSmallPieces).
+constexpr double SmallPieceFactor = 1.0;
 // A relaxation move may not flatten a face below this shape (twice the area
 // over the sum of the squared sides; about 0.03 for a smallest angle of 5
 // degrees).
@@ -414,6 +417,7 @@ public:
 private:
     // ---- Set-up (Surface.cpp, Constraints.cpp, Projection.cpp) --------------
     void Load(const std::vector<double>& positions, const std::vector<std::uint32_t>& triangles);
+    void FreezeSmallPieces(std::vector<char>& frozenFace) const;
     void BuildTwins(const std::vector<char>& frozenFace);
     void ClassifyConstraints(const std::vector<char>& frozenFace);
     void BuildReference(const std::vector<char>& frozenFace, const std::vector<std::uint32_t>& firstConstraint);
@@ -878,6 +882,9 @@ private:
     double m_MinCross2 = 0;
     // Whether any vertex is a needle's tip (see MakesFold).
     bool m_HasNeedles = false;
+    // The vertices of separate fans, each fan's own copy (see BuildTwins):
+    // made fixed corners once the constraints are known.
+    std::vector<std::uint32_t> m_FanVertices;
     // Splits stop at this many faces: a bound far above anything a valid
     // target asks for, so that no input can make the work run away.
     std::size_t m_FaceBudget = 0;

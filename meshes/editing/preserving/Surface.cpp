@@ -70,6 +70,7 @@ void CEngine::Load(const std::vector<double>& positions, const std::vector<std::
         for (int k = 0; k < 3; ++k)
             if (!IsFinite(m_Position[m_Corner[3 * f + k]]))
                 frozenFace[f] = 1;
+    FreezeSmallPieces(frozenFace);
 
     BuildTwins(frozenFace);
     ClassifyConstraints(frozenFace);
@@ -91,6 +92,61 @@ void CEngine::Load(const std::vector<double>& positions, const std::vector<std::
     for (std::uint32_t v = 0; v < m_Position.size(); ++v)
         if (!(m_Flags[v] & Deleted))
             m_Valence[v] = Valence(v);
+}
+
+// A separate piece that fits within SmallPieceFactor targets (debris beside
+// a scanned body, a rivet beside a plate) holds nothing the target can
+// resolve: coarsened, it ended as a tetrahedron or a double pyramid whose
+// free vertices relaxation pressed onto one side of the piece, flat, its
+// faces back to back. It stays as it is, beside a piece that does not fit.
+void CEngine::FreezeSmallPieces(std::vector<char>& frozenFace) const {
+    const std::size_t vertexCount = m_Position.size(), faces = m_Corner.size() / 3;
+    std::vector<std::uint32_t> parent(vertexCount);
+    std::iota(parent.begin(), parent.end(), 0u);
+    const auto find = [&](std::uint32_t v) {
+        while (parent[v] != v) {
+            parent[v] = parent[parent[v]];
+            v = parent[v];
+        }
+        return v;
+    };
+    for (std::size_t h = 0; h < m_Corner.size(); ++h) {
+        const std::uint32_t a = find(m_Corner[h]), b = find(m_Corner[h % 3 == 2 ? h - 2 : h + 1]);
+        if (a != b)
+            parent[std::max(a, b)] = std::min(a, b);
+    }
+    // Boxes by piece, not by vertex: most inputs are one piece, and stop here.
+    std::vector<std::uint32_t> piece(vertexCount, None);
+    std::uint32_t pieces = 0;
+    for (const std::uint32_t v : m_Corner) {
+        const std::uint32_t r = find(v);
+        if (piece[r] == None)
+            piece[r] = pieces++;
+    }
+    if (pieces < 2)
+        return;
+    const double inf = std::numeric_limits<double>::infinity();
+    std::vector<Vec> low(pieces, Vec(inf, inf, inf)), high(pieces, Vec(-inf, -inf, -inf));
+    for (const std::uint32_t v : m_Corner) {
+        const std::uint32_t p = piece[find(v)];
+        for (int k = 0; k < 3; ++k) {
+            low[p][k] = std::min(low[p][k], m_Position[v][k]);
+            high[p][k] = std::max(high[p][k], m_Position[v][k]);
+        }
+    }
+    // Where every piece is that small, the caller asked for a target beyond
+    // the whole input, and gets the coarsening as for one piece.
+    const double limit2 = SmallPieceFactor * SmallPieceFactor * m_TargetLength * m_TargetLength;
+    bool large = false;
+    for (std::uint32_t p = 0; p < pieces; ++p)
+        large |= !(Squared(high[p] - low[p]) < limit2);
+    if (!large)
+        return;
+    for (std::size_t f = 0; f < faces; ++f) {
+        const std::uint32_t p = piece[find(m_Corner[3 * f])];
+        if (Squared(high[p] - low[p]) < limit2)
+            frozenFace[f] = 1;
+    }
 }
 
 void CEngine::BuildTwins(const std::vector<char>& frozenFace) {
@@ -166,14 +222,48 @@ void CEngine::BuildTwins(const std::vector<char>& frozenFace) {
         if (m_Out[m_Corner[h]] == None)
             m_Out[m_Corner[h]] = h;
     // A vertex whose fan does not reach all of its faces joins separate fans.
+    // Where every edge around it is paired or open (two cones touching at
+    // their tips, two sheets sharing one point), each further fan gets a copy
+    // of its own, so that the edits see an ordinary ring on each side: held
+    // as a non-manifold vertex, no edit could touch the faces around it, and
+    // splits beside the frozen fans left slivers and folds. The copies carry
+    // the original's source, become fixed corners once the constraints are
+    // known (a cone's tip is found as any other), so they stay on the
+    // original's place, and Extract joins them again. A vertex at the end of an edge of three or more faces
+    // stays non-manifold: its fans are not separate.
+    m_FanVertices.clear();
+    std::vector<char> inFan;
     for (std::uint32_t v = 0; v < vertexCount; ++v) {
         if (m_Flags[v] & Deleted)
             continue;
         NormaliseOut(v);
         std::uint32_t fan = 0;
         ForEachOutgoing(v, [&](std::uint32_t) { ++fan; });
-        if (fan != start[v + 1] - start[v])
-            m_Flags[v] |= Fixed | NonManifold;
+        if (fan == start[v + 1] - start[v])
+            continue;
+        if (m_Flags[v] & NonManifold) {
+            m_Flags[v] |= Fixed;
+            continue;
+        }
+        if (inFan.empty())
+            inFan.assign(halfEdges, 0);
+        m_FanVertices.push_back(v);
+        ForEachOutgoing(v, [&](std::uint32_t e) { inFan[e] = 1; });
+        for (std::uint32_t i = start[v]; i < start[v + 1]; ++i) {
+            if (inFan[outgoing[i]])
+                continue;
+            const Vec place = m_Position[v];
+            const std::uint32_t copy = NewVertex(place);
+            m_Flags[copy] = m_Flags[v];
+            m_Source[copy] = m_Source[v];
+            m_FanVertices.push_back(copy);
+            m_Out[copy] = outgoing[i];
+            NormaliseOut(copy);
+            ForEachOutgoing(copy, [&](std::uint32_t e) {
+                inFan[e] = 1;
+                m_Corner[e] = copy;
+            });
+        }
     }
 
     // Faces at a non-finite vertex cannot be measured: they stay as they are.
@@ -315,16 +405,28 @@ void CEngine::Extract(CPreservingRemesher& out) {
     for (std::uint32_t v = 0; v < vertices; ++v)
         if (m_Source[v] == None)
             order.push_back(v);
+    // The copies of a vertex of separate fans (see BuildTwins) follow the
+    // original in this order and become it again, unless an edit moved one
+    // off its place.
     std::vector<std::uint32_t> map(vertices);
-    out.m_Positions.resize(3 * std::size_t(vertices));
-    out.m_Sources.resize(vertices);
+    out.m_Positions.clear();
+    out.m_Positions.reserve(3 * std::size_t(vertices));
+    out.m_Sources.clear();
+    out.m_Sources.reserve(vertices);
     for (std::uint32_t i = 0; i < vertices; ++i) {
         const std::uint32_t v = order[i];
-        map[v] = i;
-        out.m_Positions[3 * std::size_t(i)] = m_Position[v].x;
-        out.m_Positions[3 * std::size_t(i) + 1] = m_Position[v].y;
-        out.m_Positions[3 * std::size_t(i) + 2] = m_Position[v].z;
-        out.m_Sources[i] = m_Source[v] == None ? CPreservingRemesher::NoSource : m_Source[v];
+        if (i > 0 && m_Source[v] != None && m_Source[v] == m_Source[order[i - 1]]) {
+            const std::uint32_t joined = map[order[i - 1]];
+            if (m_Position[v] == m_Position[order[i - 1]]) {
+                map[v] = joined;
+                continue;
+            }
+        }
+        map[v] = static_cast<std::uint32_t>(out.m_Sources.size());
+        out.m_Positions.push_back(m_Position[v].x);
+        out.m_Positions.push_back(m_Position[v].y);
+        out.m_Positions.push_back(m_Position[v].z);
+        out.m_Sources.push_back(m_Source[v] == None ? CPreservingRemesher::NoSource : m_Source[v]);
     }
     out.m_Triangles.resize(m_Corner.size());
     for (std::size_t h = 0; h < m_Corner.size(); ++h)
