@@ -186,6 +186,10 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
     // against the boundary.
     const std::uint32_t c0 = c, d0 = t != None ? m_Corner[Prev(t)] : None;
     const auto measure = [&](const Vec& old, std::uint32_t e) {
+        // Once every place is closed the attempt fails whatever the rest
+        // of the fans hold.
+        if (!open[0] && !open[1] && !open[2])
+            return;
         const std::uint32_t walked = m_Corner[e], survivor = walked == a ? b : a;
         if (IsOpen(survivor))
             for (const std::uint32_t side : {e, Prev(e)}) {
