@@ -928,6 +928,12 @@ private:
     std::vector<std::uint8_t> m_SoftCorners;
     CBoxHierarchy m_TriangleTree;
     TreeWalk::CLinks m_TriangleLinks;
+    // For each leaf of the triangle tree, from m_ClimbFrom[leaf] on, one
+    // distance a level of its climb to the root: how far its box lies from
+    // the sibling boxes of that level and every level above (see
+    // NearestOnInput).
+    std::vector<std::uint32_t> m_ClimbFrom;
+    std::vector<double> m_ClimbGap;
     std::vector<CSegment> m_Segments;
     CBoxHierarchy m_SegmentTree;
     TreeWalk::CLinks m_SegmentLinks;
