@@ -200,8 +200,14 @@ void CEngine::BuildReference(const std::vector<char>& frozenFace, const std::vec
     for (std::uint32_t i = 0; i < items.size(); ++i) {
         const std::uint32_t f = items[m_TriangleTree.GetOrder()[i]];
         slotOfFace[f] = i;
-        m_Triangles[i] =
-            CTriangle{m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]], m_Position[m_Corner[3 * f + 2]]};
+        CTriangle& t = m_Triangles[i];
+        t.m_A = m_Position[m_Corner[3 * f]];
+        t.m_B = m_Position[m_Corner[3 * f + 1]];
+        t.m_C = m_Position[m_Corner[3 * f + 2]];
+        for (int k = 0; k < 3; ++k) {
+            t.m_Low[k] = std::min(t.m_A[k], std::min(t.m_B[k], t.m_C[k]));
+            t.m_High[k] = std::max(t.m_A[k], std::max(t.m_B[k], t.m_C[k]));
+        }
     }
 
     items.clear();
@@ -273,9 +279,7 @@ std::uint32_t CEngine::NearestOnInput(const Vec& p, std::uint32_t hint, Vec& nea
         // is always measured, even where the box is not a number.)
         double outside = 0;
         for (int k = 0; k < 3; ++k) {
-            const double low = std::min(t.m_A[k], std::min(t.m_B[k], t.m_C[k]));
-            const double high = std::max(t.m_A[k], std::max(t.m_B[k], t.m_C[k]));
-            const double d = std::max(0.0, std::max(low - p[k], p[k] - high));
+            const double d = std::max(0.0, std::max(t.m_Low[k] - p[k], p[k] - t.m_High[k]));
             outside += d * d;
         }
         if (!(outside <= bound) && bound != std::numeric_limits<double>::infinity())
