@@ -186,6 +186,10 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
     // against the boundary.
     const std::uint32_t c0 = c, d0 = t != None ? m_Corner[Prev(t)] : None;
     const auto measure = [&](const Vec& old, std::uint32_t e) {
+        // Once every place is closed the attempt fails whatever the rest
+        // of the fans hold.
+        if (!open[0] && !open[1] && !open[2])
+            return;
         const std::uint32_t walked = m_Corner[e], survivor = walked == a ? b : a;
         if (IsOpen(survivor))
             for (const std::uint32_t side : {e, Prev(e)}) {
@@ -206,11 +210,14 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
                 continue;
             const Vec& q = places[k];
             reach[k] = std::max(reach[k], std::max(Squared(q - x), Squared(q - y)));
+            if (reach[k] > reachLength2) {
+                open[k] = false;
+                continue;
+            }
             // No surviving face may turn over or shrink to nothing.
             const Vec after = (x - q) * (y - q);
             const double after2 = Squared(after);
-            if (reach[k] > reachLength2 || !(after2 > m_MinCross2) ||
-                (before2 > m_MinCross2 && !Keeps(before, after, before2, after2)))
+            if (!(after2 > m_MinCross2) || (before2 > m_MinCross2 && !Keeps(before, after, before2, after2)))
                 open[k] = false;
         }
     };

@@ -304,7 +304,12 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     // plane across it: a cone of half-angle a closes after 2 pi sin(a).
     if (features) {
         const double limit = 2 * Pi * (1 - std::cos(m_Options.m_FeatureAngle * Pi / 180.0));
-        for (std::uint32_t v = 0; v < vertexCount; ++v) {
+        // Each vertex is judged on its own fan and flags, and marks only
+        // itself.
+        const std::int64_t vertices = static_cast<std::int64_t>(vertexCount);
+#pragma omp parallel for schedule(dynamic, 4096) if (vertices >= ParallelVertices)
+        for (std::int64_t i = 0; i < vertices; ++i) {
+            const std::uint32_t v = static_cast<std::uint32_t>(i);
             if ((m_Flags[v] & (Deleted | Fixed | Sliding | NonManifold)) || m_Out[v] == None || IsOpen(v))
                 continue;
             if (std::fabs(2 * Pi - AngleSum(v)) > limit)

@@ -295,7 +295,9 @@ constexpr double MinAngleGain = 1.0 * Pi / 180.0;
 // Whether faces with normals m and n fold against each other (see
 // MaxFoldCos).
 inline bool Folded(const Vec& m, const Vec& n) {
-    return m % n < MaxFoldCos * std::sqrt((m % m) * (n % n));
+    static_assert(MaxFoldCos < 0, "faces that turn by less than a right angle never fold");
+    const double cosine = m % n;
+    return !(cosine >= 0) && cosine < MaxFoldCos * std::sqrt((m % m) * (n % n));
 }
 
 inline bool IsLine(std::uint32_t kind) {
@@ -340,6 +342,8 @@ Vec ClosestOnTriangle(const Vec& p, const Vec& a, const Vec& b, const Vec& c);
 class CTriangle {
 public:
     Vec m_A, m_B, m_C;
+    // The corners' box, the nearest-point search's first test.
+    Vec m_Low, m_High;
 };
 
 // A corner that lowers the target around it (see SizeGrading).
@@ -836,7 +840,10 @@ private:
             return true;
         if (floor <= 0)
             return false;
-        if (SmallestAngle(ma, mb, mc) < std::min(floor, SmallestAngle(a, b, c)))
+        // The angle before is measured only where the one after lies under
+        // the floor.
+        if (const double movedAngle = SmallestAngle(ma, mb, mc);
+            movedAngle < floor && movedAngle < SmallestAngle(a, b, c))
             return true;
         // The fit moves steep fans (beside a spike's tip) along normals that
         // differ from face to face, and may fold a side no face turns over at.
@@ -945,6 +952,12 @@ private:
     std::vector<std::uint8_t> m_SoftCorners;
     CBoxHierarchy m_TriangleTree;
     TreeWalk::CLinks m_TriangleLinks;
+    // For each leaf of the triangle tree, from m_ClimbFrom[leaf] on, one
+    // distance a level of its climb to the root: how far its box lies from
+    // the sibling boxes of that level and every level above (see
+    // NearestOnInput).
+    std::vector<std::uint32_t> m_ClimbFrom;
+    std::vector<double> m_ClimbGap;
     std::vector<CSegment> m_Segments;
     CBoxHierarchy m_SegmentTree;
     TreeWalk::CLinks m_SegmentLinks;

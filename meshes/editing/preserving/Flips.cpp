@@ -67,15 +67,19 @@ bool CEngine::FlipEdges() {
     // per slot (3 F), each flip rewriting two faces in place.
     for (std::uint32_t h = 0; h < halfEdges; ++h) {
         const std::uint32_t t = m_Twin[h];
-        if (t == None || t < h || !FlipIsAllowed(h))
+        if (t == None || t < h || m_Corner[h] == None || m_Kind[h] != None)
             continue;
         const std::uint32_t a = m_Corner[h], b = Target(h), c = m_Corner[Prev(h)], d = m_Corner[Prev(t)];
+        if (c == d || ((m_Flags[a] | m_Flags[b] | m_Flags[c] | m_Flags[d]) & NonManifold))
+            continue;
+        // The valences rule out most edges, and cost less than the rest of
+        // FlipIsAllowed: they go first.
         const int ta = IdealValence(a), tb = IdealValence(b), tc = IdealValence(c), td = IdealValence(d);
         const int va = m_Valence[a], vb = m_Valence[b], vc = m_Valence[c], vd = m_Valence[d];
         const auto square = [](int x) { return x * x; };
         const int before = square(va - ta) + square(vb - tb) + square(vc - tc) + square(vd - td);
         const int after = square(va - 1 - ta) + square(vb - 1 - tb) + square(vc + 1 - tc) + square(vd + 1 - td);
-        if (after >= before || !FlipIsValid(h))
+        if (after >= before || !FlipIsAllowed(h) || !FlipIsValid(h))
             continue;
         Flip(h);
         changed = true;

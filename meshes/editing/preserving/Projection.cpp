@@ -62,9 +62,15 @@ constexpr std::uint32_t LeafSize = 4;
 // measured against an infinite bound, so its point is always written. Ties go
 // to the hint, then to the lowest primitive number, whatever the shape of the
 // tree.
+//
+// With `climbFrom` and `climbGap` (see CEngine::m_ClimbGap), the climb from
+// the hint's leaf stops at the first level from which every sibling box
+// above lies beyond the bound, seen from p: the leaves it leaves out are
+// ones the whole climb would have passed by.
 template <class Closest>
 std::uint32_t Nearest(const CBoxHierarchy& tree, const TreeWalk::CLinks& links, const Vec& p, std::uint32_t hint,
-                      Closest&& closest, Vec& nearest) {
+                      Closest&& closest, Vec& nearest, const std::uint32_t* climbFrom = nullptr,
+                      const double* climbGap = nullptr) {
     double best = std::numeric_limits<double>::infinity();
     std::uint32_t found = None;
     const double q[3] = {p.x, p.y, p.z};
@@ -90,8 +96,43 @@ std::uint32_t Nearest(const CBoxHierarchy& tree, const TreeWalk::CLinks& links, 
     }
     best = closest(hint, best, nearest);
     found = hint;
-    TreeWalk::NearestFrom(tree, links, hint, q, best, leaf);
+    if (climbGap == nullptr) {
+        TreeWalk::NearestFrom(tree, links, hint, q, best, leaf);
+        return found;
+    }
+    const TreeWalk::CNode* nodes = tree.GetNodes().data();
+    std::uint32_t node = links.m_Leaf[hint];
+    const double* gap = climbGap + climbFrom[node];
+    // Any primitive of a sibling box at a gap g from the leaf's box lies at
+    // least g - e from p, e being p's distance from the leaf's box. The
+    // margin, far above the rounding of either, keeps the test on the safe
+    // side.
+    const double e = std::sqrt(TreeWalk::BoxDistanceSquared(nodes[node], q));
+    TreeWalk::NearestBelow(tree, node, q, best, leaf);
+    for (std::uint32_t parent = links.m_Parent[node]; parent != TreeWalk::CLinks::NoNode;
+         parent = links.m_Parent[node], ++gap) {
+        const double slack = *gap - e - 1e-9 * (*gap + e);
+        if (slack > 0 && slack * slack > best)
+            break;
+        const std::uint32_t sibling = node ^ 1u;
+        if (TreeWalk::BoxDistanceSquared(nodes[sibling], q) <= best)
+            TreeWalk::NearestBelow(tree, sibling, q, best, leaf);
+        node = parent;
+    }
     return found;
+}
+
+// The distance between two boxes of the tree.
+double BoxGap(const TreeWalk::CNode& a, const TreeWalk::CNode& b) {
+    double sum = 0;
+    for (int k = 0; k < 3; ++k) {
+        const double below = double(b.m_Min[k]) - double(a.m_Max[k]);
+        const double above = double(a.m_Min[k]) - double(b.m_Max[k]);
+        const double outside = below > above ? below : above;
+        if (outside > 0)
+            sum += outside * outside;
+    }
+    return std::sqrt(sum);
 }
 
 }  // namespace
@@ -126,13 +167,47 @@ void CEngine::BuildReference(const std::vector<char>& frozenFace, const std::vec
     }
     m_TriangleTree.BuildByMedian(boxes.data(), static_cast<std::uint32_t>(items.size()), LeafSize);
     m_TriangleLinks.Build(m_TriangleTree);
+    {
+        const CBoxHierarchy::CNodes& nodes = m_TriangleTree.GetNodes();
+        const std::vector<std::uint32_t>& parent = m_TriangleLinks.m_Parent;
+        const std::int64_t nodeCount = static_cast<std::int64_t>(nodes.size());
+        m_ClimbFrom.assign(nodes.size(), 0);
+        std::uint32_t total = 0;
+        for (std::uint32_t leaf = 0; leaf < nodes.size(); ++leaf) {
+            if (leaf == 1 || !nodes[leaf].IsLeaf())
+                continue;
+            m_ClimbFrom[leaf] = total;
+            for (std::uint32_t node = leaf; parent[node] != TreeWalk::CLinks::NoNode; node = parent[node])
+                ++total;
+        }
+        m_ClimbGap.resize(total);
+#pragma omp parallel for schedule(dynamic, 1024) if (nodeCount >= ParallelFaces)
+        for (std::int64_t i = 0; i < nodeCount; ++i) {
+            const std::uint32_t leaf = static_cast<std::uint32_t>(i);
+            if (leaf == 1 || !nodes[leaf].IsLeaf())
+                continue;
+            double* gap = m_ClimbGap.data() + m_ClimbFrom[leaf];
+            std::uint32_t levels = 0;
+            for (std::uint32_t node = leaf; parent[node] != TreeWalk::CLinks::NoNode; node = parent[node])
+                gap[levels++] = BoxGap(nodes[leaf], nodes[node ^ 1u]);
+            // Each level's gap is the least of its own and those above.
+            for (std::uint32_t k = levels; k-- > 1;)
+                gap[k - 1] = std::min(gap[k - 1], gap[k]);
+        }
+    }
     std::vector<std::uint32_t> slotOfFace(faces, None);
     m_Triangles.resize(items.size());
     for (std::uint32_t i = 0; i < items.size(); ++i) {
         const std::uint32_t f = items[m_TriangleTree.GetOrder()[i]];
         slotOfFace[f] = i;
-        m_Triangles[i] =
-            CTriangle{m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]], m_Position[m_Corner[3 * f + 2]]};
+        CTriangle& t = m_Triangles[i];
+        t.m_A = m_Position[m_Corner[3 * f]];
+        t.m_B = m_Position[m_Corner[3 * f + 1]];
+        t.m_C = m_Position[m_Corner[3 * f + 2]];
+        for (int k = 0; k < 3; ++k) {
+            t.m_Low[k] = std::min(t.m_A[k], std::min(t.m_B[k], t.m_C[k]));
+            t.m_High[k] = std::max(t.m_A[k], std::max(t.m_B[k], t.m_C[k]));
+        }
     }
 
     items.clear();
@@ -204,9 +279,7 @@ std::uint32_t CEngine::NearestOnInput(const Vec& p, std::uint32_t hint, Vec& nea
         // is always measured, even where the box is not a number.)
         double outside = 0;
         for (int k = 0; k < 3; ++k) {
-            const double low = std::min(t.m_A[k], std::min(t.m_B[k], t.m_C[k]));
-            const double high = std::max(t.m_A[k], std::max(t.m_B[k], t.m_C[k]));
-            const double d = std::max(0.0, std::max(low - p[k], p[k] - high));
+            const double d = std::max(0.0, std::max(t.m_Low[k] - p[k], p[k] - t.m_High[k]));
             outside += d * d;
         }
         if (!(outside <= bound) && bound != std::numeric_limits<double>::infinity())
@@ -214,7 +287,7 @@ std::uint32_t CEngine::NearestOnInput(const Vec& p, std::uint32_t hint, Vec& nea
         point = ClosestOnTriangle(p, t.m_A, t.m_B, t.m_C);
         return Squared(point - p);
     };
-    return Nearest(m_TriangleTree, m_TriangleLinks, p, hint, closest, nearest);
+    return Nearest(m_TriangleTree, m_TriangleLinks, p, hint, closest, nearest, m_ClimbFrom.data(), m_ClimbGap.data());
 }
 
 // Every face of the result has its corners on the input, so on a curved
@@ -236,7 +309,9 @@ void CEngine::FitFaces() {
     std::vector<double> depth(static_cast<std::size_t>(faceCount), 0.0);
     // No face may end with a smaller angle than the result's smallest: the
     // fit gains a little distance, and angles are worth more.
+    // (A minimum, so the same on any number of threads.)
     double floor = Pi;
+#pragma omp parallel for schedule(static) reduction(min : floor) if (faceCount >= ParallelFaces)
     for (std::int64_t f = 0; f < faceCount; ++f)
         if (m_Corner[3 * f] != None)
             floor = std::min(floor, SmallestAngle(m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]],

@@ -350,9 +350,13 @@ void CEngine::Compact() {
             faceMap[f] = first[key(f)]++;
     const auto mapHalf = [&](std::uint32_t h) { return h == None ? None : 3 * faceMap[h / 3] + h % 3; };
 
+    // The moves below are gathers, each entry written once: shared between
+    // threads, with the same result.
+    const std::int64_t vertexEntries = vertices;
     const auto permute = [&](auto& values) {
         std::remove_reference_t<decltype(values)> moved(vertices);
-        for (std::uint32_t i = 0; i < vertices; ++i)
+#pragma omp parallel for schedule(static) if (vertexEntries >= ParallelVertices)
+        for (std::int64_t i = 0; i < vertexEntries; ++i)
             moved[i] = values[order[i]];
         values.swap(moved);
     };
@@ -368,13 +372,16 @@ void CEngine::Compact() {
     if (!m_Size.empty())
         permute(m_Size);
     std::vector<std::uint32_t> out(vertices);
-    for (std::uint32_t i = 0; i < vertices; ++i)
+#pragma omp parallel for schedule(static) if (vertexEntries >= ParallelVertices)
+    for (std::int64_t i = 0; i < vertexEntries; ++i)
         out[i] = mapHalf(m_Out[order[i]]);
     m_Out.swap(out);
 
     std::vector<std::uint32_t> corner(3 * std::size_t(faces)), twin(3 * std::size_t(faces)),
         kind(3 * std::size_t(faces));
-    for (std::uint32_t f = 0; f < faceCount; ++f) {
+    const std::int64_t oldFaces = faceCount;
+#pragma omp parallel for schedule(static) if (oldFaces >= ParallelFaces)
+    for (std::int64_t f = 0; f < oldFaces; ++f) {
         const std::uint32_t to = faceMap[f];
         if (to == None)
             continue;
