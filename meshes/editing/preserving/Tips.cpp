@@ -97,14 +97,15 @@ bool CEngine::IsBareTip(std::uint32_t v) const {
 bool CEngine::EvenTipRings() {
     bool changed = false;
     const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
-    std::vector<std::uint32_t> ring, below, faces, movers, bestHints;
-    std::vector<Vec> bestPlaces;
+    std::vector<std::uint32_t> ring, below, faces, movers, bestHints, ringHints;
+    std::vector<Vec> bestPlaces, ringPlaces;
     std::vector<char> wasTurned;
     // The smallest angle of the region's faces, whether any turned against
     // the input or vanished that had not (`wasTurned`, per face of `faces`;
     // empty: the present state, which it then receives), and how many of
-    // their sides fold.
-    const auto measure = [&](double& smallest, bool& turned, int& folds) {
+    // their sides fold. It stops early, returning false, once a face turned
+    // or the smallest angle fell to `floor`: such a trial cannot win.
+    const auto measure = [&](double& smallest, bool& turned, int& folds, double floor) {
         smallest = Pi;
         turned = false;
         folds = 0;
@@ -128,9 +129,12 @@ bool CEngine::EvenTipRings() {
             turned = turned || (now && !wasTurned[i]);
             smallest =
                 std::min(smallest, SmallestAngle(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]));
+            if (!first && (turned || !(smallest > floor)))
+                return false;
             for (std::uint32_t h = 3 * f; h < 3 * f + 3; ++h)
                 folds += m_Twin[h] != None && Folded(normal, FaceNormal(m_Twin[h] / 3));
         }
+        return true;
     };
     // Bounded: one sweep over the vertices; at a bare tip (valence at most
     // MaxCollapseValence) at most valence + 1 rings, each at 8 rotations
@@ -166,7 +170,7 @@ bool CEngine::EvenTipRings() {
         bool turnedBefore;
         int foldsBefore;
         wasTurned.clear();
-        measure(before, turnedBefore, foldsBefore);
+        measure(before, turnedBefore, foldsBefore, 0.0);
         if (!(before < TipRingAngle))
             continue;
         std::vector<Vec> places(movers.size());
@@ -276,43 +280,84 @@ bool CEngine::EvenTipRings() {
                 restore();
                 if (!placed)
                     continue;
-                for (int trial = 0; trial < 3 * int(distances.size()); ++trial) {
-                    const double distance = distances[trial / 3];
+                for (const double distance : distances) {
                     placed = true;
                     for (std::size_t i = 0; i < k && placed; ++i)
                         if (movable[i])
                             placed = placeAt(i, azimuths[i], distance);
-                    // Three trials at each distance: the rest left where it
+                    if (!placed) {
+                        restore();
+                        continue;
+                    }
+                    // The three trials below start from this ring; the later
+                    // two take it back from here instead of projecting it
+                    // again.
+                    ringPlaces.resize(k);
+                    ringHints.resize(k);
+                    for (std::size_t i = 0; i < k; ++i) {
+                        ringPlaces[i] = m_Position[now[i]];
+                        ringHints[i] = m_FaceHint[now[i]];
+                    }
+                    // No trial moves the corners of the tip's faces any
+                    // further (the vertex a flip takes off the ring is no
+                    // longer one of them), so their smallest angle bounds
+                    // every trial at this distance.
+                    double atTipFaces = Pi;
+                    ForEachOutgoing(tip, [&](std::uint32_t e) {
+                        const std::uint32_t* corner = &m_Corner[e - e % 3];
+                        atTipFaces = std::min(atTipFaces, SmallestAngle(m_Position[corner[0]], m_Position[corner[1]],
+                                                                        m_Position[corner[2]]));
+                    });
+                    // Three trials at this distance: the rest left where it
                     // is; the vertex a flip took off the ring moved to the
                     // middle of its neighbours; and that vertex and the ring
                     // below moved so a few times (the faces between the two
                     // rings twist where the ring turns around the tip).
-                    const auto settle = [&](std::uint32_t v) {
-                        Vec centroid;
-                        int count = 0;
-                        ForEachNeighbour(v, [&](std::uint32_t x, std::uint32_t) {
-                            centroid += m_Position[x];
-                            ++count;
-                        });
-                        const Vec q = Projected(v, centroid / double(count));
-                        placed = placed && IsFinite(q);
-                        m_Position[v] = q;
-                    };
-                    const int sweeps = trial % 3 == 0 ? 0 : trial % 3 == 1 ? 1 : TipRingSweeps;
-                    for (int sweep = 0; sweep < sweeps && placed; ++sweep) {
-                        if (left != None && IsFree(left))
-                            settle(left);
-                        if (trial % 3 == 2)
-                            for (const std::uint32_t v : below)
-                                if (v != left)
-                                    settle(v);
-                    }
-                    double smallest;
-                    bool turned;
-                    int folds;
-                    if (placed) {
-                        measure(smallest, turned, folds);
-                        if (!turned && (folds == 0 || folds < foldsBefore) && smallest > before + MinAngleGain &&
+                    for (int trial = 0; trial < 3; ++trial) {
+                        // Without a free vertex taken off the ring the second
+                        // trial is the first again.
+                        if (trial == 1 && (left == None || !IsFree(left)))
+                            continue;
+                        // What a trial must beat: the present smallest angle
+                        // by MinAngleGain and, once a trial without folds was
+                        // kept, that trial's.
+                        const double floor =
+                            found && bestFolds == 0 ? std::max(before + MinAngleGain, best) : before + MinAngleGain;
+                        if (!(atTipFaces > floor))
+                            break;
+                        placed = true;
+                        if (trial > 0) {
+                            restore();
+                            for (std::size_t i = 0; i < k; ++i) {
+                                m_Position[now[i]] = ringPlaces[i];
+                                m_FaceHint[now[i]] = ringHints[i];
+                            }
+                        }
+                        const auto settle = [&](std::uint32_t v) {
+                            Vec centroid;
+                            int count = 0;
+                            ForEachNeighbour(v, [&](std::uint32_t x, std::uint32_t) {
+                                centroid += m_Position[x];
+                                ++count;
+                            });
+                            const Vec q = Projected(v, centroid / double(count));
+                            placed = placed && IsFinite(q);
+                            m_Position[v] = q;
+                        };
+                        const int sweeps = trial == 0 ? 0 : trial == 1 ? 1 : TipRingSweeps;
+                        for (int sweep = 0; sweep < sweeps && placed; ++sweep) {
+                            if (left != None && IsFree(left))
+                                settle(left);
+                            if (trial == 2)
+                                for (const std::uint32_t v : below)
+                                    if (v != left)
+                                        settle(v);
+                        }
+                        double smallest;
+                        bool turned;
+                        int folds;
+                        if (placed && measure(smallest, turned, folds, floor) && !turned &&
+                            (folds == 0 || folds < foldsBefore) && smallest > before + MinAngleGain &&
                             (folds < bestFolds || (folds == bestFolds && smallest > best))) {
                             best = smallest;
                             bestFolds = folds;
