@@ -1041,6 +1041,48 @@ void MakeSpikySphere(Mesh& mesh, unsigned int levels = 2, unsigned int spikes = 
     }
 }
 
+// A scan with noise spikes: a bumpy sphere (MakeBumpySphere, bumps 0.1)
+// whose vertices are taken in order, each with a chance of one in
+// `every` and none within two edges of one taken already, and pulled out
+// along their radius by 2 to 5 mean edge lengths. Each spike is a needle of five or six
+// faces whose tip closes after a fifth to a half of a turn; a scan of
+// thousands of them makes the tips' final moves a large share of the
+// remesh.
+template <typename Mesh>
+void MakeSpikedScan(Mesh& mesh, unsigned int levels = 3, unsigned int every = 8, unsigned int seed = 77) {
+    MakeBumpySphere(mesh, levels, 0.1, 0, seed);
+    const unsigned int vertexCount = mesh.m_Vertices.GetCount();
+    std::vector<std::vector<unsigned int>> neighbours(vertexCount);
+    double sum = 0;
+    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f) {
+        const auto* c = mesh.m_Faces[f].m_Corners;
+        for (int k = 0; k < 3; ++k) {
+            const auto d = mesh.m_Vertices[c[k]].m_Position - mesh.m_Vertices[c[(k + 1) % 3]].m_Position;
+            sum += std::sqrt(double(d.x) * d.x + double(d.y) * d.y + double(d.z) * d.z);
+            neighbours[c[k]].push_back(c[(k + 1) % 3]);
+        }
+    }
+    const double mean = sum / (3.0 * mesh.m_Faces.GetCount());
+    std::vector<char> taken(vertexCount, 0);
+    CNoise random(seed);
+    for (unsigned int v = 0; v < vertexCount; ++v) {
+        const double chance = random.Next(), length = random.Next();
+        bool free = (chance + 1) * every < 2;
+        for (const unsigned int x : neighbours[v])
+            free = free && !taken[x];
+        for (const unsigned int x : neighbours[v])
+            for (const unsigned int y : neighbours[x])
+                free = free && !taken[y];
+        if (!free)
+            continue;
+        taken[v] = 1;
+        auto& p = mesh.m_Vertices[v].m_Position;
+        const double radius = std::sqrt(double(p.x) * p.x + double(p.y) * p.y + double(p.z) * p.z);
+        const double scale = 1 + (3.5 + 1.5 * length) * mean / radius;
+        p = TVector3<RealOf<Mesh>>(RealOf<Mesh>(p.x * scale), RealOf<Mesh>(p.y * scale), RealOf<Mesh>(p.z * scale));
+    }
+}
+
 // A sharp cone: its tip `height` above a base circle of radius 1 drawn with
 // `sides` sides, the base a fan from its centre. At height 6 its half-angle
 // is 9.5 degrees and its faces close around the tip after 59 degrees, so

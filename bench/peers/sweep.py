@@ -401,6 +401,34 @@ def spiky_sphere(levels, spikes, length, seed):
     return v, f
 
 
+def spiked_scan(levels, spikes, seed):
+    """A bumpy scan with single-vertex noise spikes: `spikes` vertices, no two
+    sharing an edge, pulled out along the normal by 2 to 5 mean edge lengths
+    (0 spikes gives the same scan without them)."""
+    v, f = icosphere(levels)
+    v = bumpy(v, 0.1, 5, seed)
+    f = np.asarray(f)
+    mean = np.mean(np.linalg.norm(v[f[:, [1, 2, 0]]] - v[f], axis=2))
+    neighbours = [[] for _ in range(len(v))]
+    for a, b, c in f:
+        neighbours[a] += [b, c]
+    normals = np.zeros_like(v)
+    np.add.at(normals, f, np.cross(v[f[:, 1]] - v[f[:, 0]], v[f[:, 2]] - v[f[:, 0]])[:, None, :])
+    normals /= np.linalg.norm(normals, axis=1)[:, None]
+    rng = np.random.default_rng(seed)
+    taken = np.zeros(len(v), bool)
+    count = 0
+    for i in rng.permutation(len(v)):
+        if count == spikes:
+            break
+        if taken[i] or any(taken[j] for j in neighbours[i]):
+            continue
+        taken[i] = True
+        v[i] += normals[i] * mean * rng.uniform(2, 5)
+        count += 1
+    return v, f
+
+
 def saddle_crease(n):
     return grid(n, n, height=lambda x, y: 1.2 * y * abs(x) + 0.2 * (x * x - y * y))
 
@@ -970,6 +998,8 @@ def inputs():
     yield "graded sphere 10x large", lambda: graded_sphere(15000, 10.0, 15)
     yield "patched sphere cracks", lambda: patched_sphere([12, 16, 20, 24, 28, 32], True)
     yield "patched sphere duplicates", lambda: patched_sphere([24] * 6, False)
+    yield "scan 80k", lambda: spiked_scan(6, 0, 16)
+    yield "spiked scan 80k, 3000 spikes", lambda: spiked_scan(6, 3000, 16)
     # (name, builder, target as a multiple of the input's mean edge length)
     yield "cut scan 2 planes at 0.5x", lambda: cut_scan(5, [((0, 0, 1), 0.55), ((1, 0.3, 0), 0.7)], 3, 11), 0.5
     yield "cut scan 2 planes at 2x", lambda: cut_scan(5, [((0, 0, 1), 0.55), ((1, 0.3, 0), 0.7)], 3, 11), 2.0

@@ -207,6 +207,10 @@ INSTANTIATE_TEST_SUITE_P(
         CQualityCase{"spiky_sphere", [](ShapeMesh& m) { MakeSpikySphere(m); }, 1.0, 19.0, 0.3, {}},
         CQualityCase{
             "spiky_sphere_fine", [](ShapeMesh& m) { MakeSpikySphere(m, 3, 12, 1.6, 0, 1); }, 1.0, 15.0, 0.3, {}},
+        // A scan with noise spikes pulled out by 2 to 5 targets, each tip
+        // searched for an even ring: 15.6 degrees, 0.28 targets from the
+        // input (a spike's side), one folded edge.
+        CQualityCase{"spiked_scan", [](ShapeMesh& m) { MakeSpikedScan(m); }, 1.0, 14.5, 0.35, {}, 1},
         // A sharp cone (half-angle 9.5 degrees), 16 faces at this target:
         // 14.9 degrees with four uneven faces at the tip and three folded
         // edges; spread evenly, 16.3 degrees and two folded edges, 0.21

@@ -12,6 +12,9 @@ constexpr int TipRingSweeps = 3;
 // How many rounds turn a tip's ring until its faces' angles at the tip are
 // equal (see EvenTipRings).
 constexpr int TipRingRounds = 8;
+// How many rings of each option, those whose tip faces are widest, get the
+// third trial, which settles the ring below (see EvenTipRings).
+constexpr std::size_t TipRingSettled = 10;
 
 }  // namespace
 
@@ -82,7 +85,9 @@ bool CEngine::IsBareTip(std::uint32_t v) const {
 // move) and at a few common distances from the tip (the faces below want
 // that distance to match the ring's spacing), every place projected onto
 // the input; the vertex a flip took off the ring and the free vertices one
-// ring further out may follow to the middle of their neighbours. The best
+// ring further out may follow to the middle of their neighbours (the ring
+// further out only at the few places whose tip faces are widest: no move
+// of it changes those faces, so they bound what it can reach). The best
 // of these by the smallest angle of the faces around the tip and both rings
 // is kept where it beats the present one by MinAngleGain, turns no face and
 // folds no edge, or fewer than fold there now (the fewest first): a fold
@@ -97,14 +102,23 @@ bool CEngine::IsBareTip(std::uint32_t v) const {
 bool CEngine::EvenTipRings() {
     bool changed = false;
     const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
-    std::vector<std::uint32_t> ring, below, faces, movers, bestHints;
-    std::vector<Vec> bestPlaces;
+    std::vector<std::uint32_t> ring, below, faces, movers, bestHints, ringHints;
+    std::vector<Vec> bestPlaces, ringPlaces;
     std::vector<char> wasTurned;
+    // A third trial waiting (see tryRing): its bound, its place in the plain
+    // order, and where its ring's places start in ringPlaces.
+    struct CLaterTrial {
+        double m_Bound;
+        long m_Order;
+        std::size_t m_Offset;
+    };
+    std::vector<CLaterTrial> later;
     // The smallest angle of the region's faces, whether any turned against
     // the input or vanished that had not (`wasTurned`, per face of `faces`;
     // empty: the present state, which it then receives), and how many of
-    // their sides fold.
-    const auto measure = [&](double& smallest, bool& turned, int& folds) {
+    // their sides fold. It stops early, returning false, once a face turned
+    // or the smallest angle fell to `floor`: such a trial cannot win.
+    const auto measure = [&](double& smallest, bool& turned, int& folds, double floor) {
         smallest = Pi;
         turned = false;
         folds = 0;
@@ -128,16 +142,20 @@ bool CEngine::EvenTipRings() {
             turned = turned || (now && !wasTurned[i]);
             smallest =
                 std::min(smallest, SmallestAngle(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]));
+            if (!first && (turned || !(smallest > floor)))
+                return false;
             for (std::uint32_t h = 3 * f; h < 3 * f + 3; ++h)
                 folds += m_Twin[h] != None && Folded(normal, FaceNormal(m_Twin[h] / 3));
         }
+        return true;
     };
     // Bounded: one sweep over the vertices; at a bare tip (valence at most
     // MaxCollapseValence) at most valence + 1 rings, each at 8 rotations
     // (each turned TipRingRounds times) and at most 5 + valence distances,
-    // three trials each; a trial projects each vertex of the ring and of the
-    // ring below at most TipRingSweeps times, walking their fans, and
-    // measures the faces of the fans of the tip and both rings.
+    // two trials each and a third at TipRingSettled of them; a trial
+    // projects the vertex taken off the ring and the ring below at most
+    // TipRingSweeps times, walking their fans, and measures the faces of the
+    // fans of the tip and both rings. All of it is local to the tip.
     for (std::uint32_t tip = 0; tip < vertexCount; ++tip) {
         if (!IsBareTip(tip) || m_Valence[tip] > MaxCollapseValence)
             continue;
@@ -166,7 +184,7 @@ bool CEngine::EvenTipRings() {
         bool turnedBefore;
         int foldsBefore;
         wasTurned.clear();
-        measure(before, turnedBefore, foldsBefore);
+        measure(before, turnedBefore, foldsBefore, 0.0);
         if (!(before < TipRingAngle))
             continue;
         std::vector<Vec> places(movers.size());
@@ -185,6 +203,7 @@ bool CEngine::EvenTipRings() {
         int bestFolds = foldsBefore + 1;
         std::uint32_t bestFlip = None;
         bool found = false;
+        long sequence = 0, bestOrder = std::numeric_limits<long>::max();
         std::vector<std::uint32_t> now;
         std::vector<char> movable;
         std::vector<double> azimuths, atTip;
@@ -246,6 +265,78 @@ bool CEngine::EvenTipRings() {
                 m_Position[now[i]] = q;
                 return IsFinite(q);
             };
+            // Three trials at each distance: the rest left where it is; the
+            // vertex a flip took off the ring moved to the middle of its
+            // neighbours; and that vertex and the ring below moved so a few
+            // times (the faces between the two rings twist where the ring
+            // turns around the tip). Each starts from the ring as placed at
+            // its distance (kept from `offset` on in ringPlaces). The trials
+            // may run out of order (see below): `order` is a trial's place in
+            // the plain order, which settles ties as that order would.
+            ringPlaces.clear();
+            ringHints.clear();
+            later.clear();
+            const auto runTrial = [&](int trial, std::size_t offset, long order, double bound) {
+                // Without a free vertex taken off the ring the second trial
+                // is the first again.
+                if (trial == 1 && (left == None || !IsFree(left)))
+                    return;
+                // What a trial must reach: the present smallest angle plus
+                // MinAngleGain and, once a trial without folds was kept, that
+                // trial's (equal will do for a trial earlier in the plain
+                // order).
+                double floor = before + MinAngleGain;
+                if (found && bestFolds == 0)
+                    floor = std::max(floor, order < bestOrder ? std::nextafter(best, 0.0) : best);
+                if (!(bound > floor))
+                    return;
+                restore();
+                for (std::size_t i = 0; i < k; ++i) {
+                    m_Position[now[i]] = ringPlaces[offset + i];
+                    m_FaceHint[now[i]] = ringHints[offset + i];
+                }
+                bool settled = true;
+                const auto settle = [&](std::uint32_t v) {
+                    Vec centroid;
+                    int count = 0;
+                    ForEachNeighbour(v, [&](std::uint32_t x, std::uint32_t) {
+                        centroid += m_Position[x];
+                        ++count;
+                    });
+                    const Vec q = Projected(v, centroid / double(count));
+                    settled = settled && IsFinite(q);
+                    m_Position[v] = q;
+                };
+                const int sweeps = trial == 0 ? 0 : trial == 1 ? 1 : TipRingSweeps;
+                for (int sweep = 0; sweep < sweeps && settled; ++sweep) {
+                    if (left != None && IsFree(left))
+                        settle(left);
+                    if (trial == 2)
+                        for (const std::uint32_t v : below)
+                            if (v != left)
+                                settle(v);
+                }
+                double smallest;
+                bool turned;
+                int folds;
+                if (settled && measure(smallest, turned, folds, floor) && !turned &&
+                    (folds == 0 || folds < foldsBefore) && smallest > before + MinAngleGain &&
+                    (folds < bestFolds ||
+                     (folds == bestFolds && (smallest > best || (smallest == best && order < bestOrder))))) {
+                    best = smallest;
+                    bestFolds = folds;
+                    bestOrder = order;
+                    found = true;
+                    bestFlip = flip;
+                    bestPlaces.resize(movers.size());
+                    bestHints.resize(movers.size());
+                    for (std::size_t i = 0; i < movers.size(); ++i) {
+                        bestPlaces[i] = m_Position[movers[i]];
+                        bestHints[i] = m_FaceHint[movers[i]];
+                    }
+                }
+                restore();
+            };
             for (int r = 0; r < rotations; ++r) {
                 const int eighths = r - rotations / 2;
                 const double turn = eighths * step / 8;
@@ -276,58 +367,52 @@ bool CEngine::EvenTipRings() {
                 restore();
                 if (!placed)
                     continue;
-                for (int trial = 0; trial < 3 * int(distances.size()); ++trial) {
-                    const double distance = distances[trial / 3];
+                for (const double distance : distances) {
                     placed = true;
                     for (std::size_t i = 0; i < k && placed; ++i)
                         if (movable[i])
                             placed = placeAt(i, azimuths[i], distance);
-                    // Three trials at each distance: the rest left where it
-                    // is; the vertex a flip took off the ring moved to the
-                    // middle of its neighbours; and that vertex and the ring
-                    // below moved so a few times (the faces between the two
-                    // rings twist where the ring turns around the tip).
-                    const auto settle = [&](std::uint32_t v) {
-                        Vec centroid;
-                        int count = 0;
-                        ForEachNeighbour(v, [&](std::uint32_t x, std::uint32_t) {
-                            centroid += m_Position[x];
-                            ++count;
-                        });
-                        const Vec q = Projected(v, centroid / double(count));
-                        placed = placed && IsFinite(q);
-                        m_Position[v] = q;
-                    };
-                    const int sweeps = trial % 3 == 0 ? 0 : trial % 3 == 1 ? 1 : TipRingSweeps;
-                    for (int sweep = 0; sweep < sweeps && placed; ++sweep) {
-                        if (left != None && IsFree(left))
-                            settle(left);
-                        if (trial % 3 == 2)
-                            for (const std::uint32_t v : below)
-                                if (v != left)
-                                    settle(v);
-                    }
-                    double smallest;
-                    bool turned;
-                    int folds;
                     if (placed) {
-                        measure(smallest, turned, folds);
-                        if (!turned && (folds == 0 || folds < foldsBefore) && smallest > before + MinAngleGain &&
-                            (folds < bestFolds || (folds == bestFolds && smallest > best))) {
-                            best = smallest;
-                            bestFolds = folds;
-                            found = true;
-                            bestFlip = flip;
-                            bestPlaces.resize(movers.size());
-                            bestHints.resize(movers.size());
-                            for (std::size_t i = 0; i < movers.size(); ++i) {
-                                bestPlaces[i] = m_Position[movers[i]];
-                                bestHints[i] = m_FaceHint[movers[i]];
-                            }
+                        // No trial moves the corners of the tip's faces any
+                        // further (the vertex a flip takes off the ring is no
+                        // longer one of them), so their smallest angle bounds
+                        // every trial at this distance.
+                        double atTipFaces = Pi;
+                        ForEachOutgoing(tip, [&](std::uint32_t e) {
+                            const std::uint32_t* corner = &m_Corner[e - e % 3];
+                            atTipFaces =
+                                std::min(atTipFaces, SmallestAngle(m_Position[corner[0]], m_Position[corner[1]],
+                                                                   m_Position[corner[2]]));
+                        });
+                        const std::size_t offset = ringPlaces.size();
+                        for (std::size_t i = 0; i < k; ++i) {
+                            ringPlaces.push_back(m_Position[now[i]]);
+                            ringHints.push_back(m_FaceHint[now[i]]);
                         }
+                        runTrial(0, offset, sequence, atTipFaces);
+                        runTrial(1, offset, sequence + 1, atTipFaces);
+                        if (atTipFaces > before + MinAngleGain)
+                            later.push_back({atTipFaces, sequence + 2, offset});
                     }
+                    sequence += 3;
                     restore();
                 }
+            }
+            // The third trials, which project the ring below three times
+            // over, by their bound, highest first: once a trial without
+            // folds was kept, the rest cannot beat it. Only the
+            // TipRingSettled best-bounded rings of each option get one; at
+            // every ring they made three fifths of the pass's projections,
+            // and a scan with thousands of noise spikes spent most of its
+            // remesh here.
+            std::stable_sort(later.begin(), later.end(),
+                             [](const CLaterTrial& x, const CLaterTrial& y) { return x.m_Bound > y.m_Bound; });
+            if (later.size() > TipRingSettled)
+                later.resize(TipRingSettled);
+            for (const CLaterTrial& trial : later) {
+                if (found && bestFolds == 0 && trial.m_Bound < best)
+                    break;
+                runTrial(2, trial.m_Offset, trial.m_Order, trial.m_Bound);
             }
         };
         // The tip's outgoing half-edges, read before any flip.
