@@ -38,6 +38,12 @@ bool IsThin(const Vec& p0, const Vec& p1, const Vec& p2, double cosThin = CosThi
 
 }  // namespace
 
+bool CEngine::IsThinFace(std::uint32_t f) const {
+    const std::uint32_t* corner = &m_Corner[3 * f];
+    return corner[0] != None &&
+           IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]], CosFreeThinAngle);
+}
+
 // Topological conditions of a flip: an inner free edge whose ends keep a
 // fan afterwards, away from non-manifold vertices.
 bool CEngine::FlipIsAllowed(std::uint32_t h) const {
@@ -265,8 +271,7 @@ bool CEngine::CollapseToRaiseAngles() {
     // one move.
     for (std::uint32_t f = 0; f < faceCount; ++f) {
         const std::uint32_t* corner = &m_Corner[3 * f];
-        if (corner[0] == None || !IsFree(corner[0]) || !IsFree(corner[1]) || !IsFree(corner[2]) ||
-            !IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]], CosFreeThinAngle))
+        if (!IsThinFace(f) || !IsFree(corner[0]) || !IsFree(corner[1]) || !IsFree(corner[2]))
             continue;
         const std::uint32_t shortest = ShortestSide(f);
         const std::uint32_t t = m_Twin[shortest];
@@ -316,9 +321,7 @@ bool CEngine::CollapseRimToRaiseAngles() {
     // fan walks of at most MaxCollapseValence edges for the check, two for
     // the collapse) and one move of each vertex of the survivor's ring.
     for (std::uint32_t f = 0; f < faceCount; ++f) {
-        const std::uint32_t* corner = &m_Corner[3 * f];
-        if (corner[0] == None ||
-            !IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]], CosFreeThinAngle))
+        if (!IsThinFace(f))
             continue;
         const std::uint32_t h = ShortestSide(f);
         if (m_Kind[h] != Kept || m_Twin[h] != None || !(EdgeLength2(h) < m_CollapseLength2))
@@ -350,9 +353,7 @@ bool CEngine::CollapseLineToRaiseAngles() {
     // Bounded: one sweep over the faces, at most one collapse per face (two
     // walks around each end for the check, two for the collapse).
     for (std::uint32_t f = 0; f < faceCount; ++f) {
-        const std::uint32_t* corner = &m_Corner[3 * f];
-        if (corner[0] == None ||
-            !IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]], CosFreeThinAngle))
+        if (!IsThinFace(f))
             continue;
         const std::uint32_t h = ShortestSide(f);
         const std::uint32_t kind = m_Kind[h], t = m_Twin[h];
@@ -448,8 +449,7 @@ bool CEngine::RaiseAnglesBesideLines() {
     // each a walk around one fan (twice) and two projections.
     for (std::uint32_t f = 0; f < faceCount; ++f) {
         const std::uint32_t* corner = &m_Corner[3 * f];
-        if (corner[0] == None || !BesideLineOnly(f) ||
-            !IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]], CosFreeThinAngle))
+        if (!IsThinFace(f) || !BesideLineOnly(f))
             continue;
         for (std::uint32_t k = 0; k < 3; ++k)
             if ((m_Flags[corner[k]] & Sliding) && MoveToRaiseAngles(corner[k], true)) {
