@@ -229,8 +229,9 @@ void CEngine::BuildTwins(const std::vector<char>& frozenFace) {
     // splits beside the frozen fans left slivers and folds. The copies carry
     // the original's source, become fixed corners once the constraints are
     // known (a cone's tip is found as any other), so they stay on the
-    // original's place, and Extract joins them again. A vertex at the end of an edge of three or more faces
-    // stays non-manifold: its fans are not separate.
+    // original's place, and Extract joins them again. A vertex at the end of
+    // an edge of three or more faces stays non-manifold: its fans are not
+    // separate.
     m_FanVertices.clear();
     std::vector<char> inFan;
     for (std::uint32_t v = 0; v < vertexCount; ++v) {
