@@ -291,6 +291,10 @@ constexpr double SliverShape = 0.03;
 // A final move must raise its fan's smallest angle by this much: smaller
 // gains cost the edge lengths more than they help.
 constexpr double MinAngleGain = 1.0 * Pi / 180.0;
+// Steps of the searches for the place of a vertex (see SplitToRaiseAngles
+// and SearchMove): each moves by a quarter of a side or less, halving where
+// no move gains.
+constexpr int QuadSearchSteps = 24;
 
 // Whether faces with normals m and n fold against each other (see
 // MaxFoldCos).
@@ -724,6 +728,20 @@ private:
     // line, the short side of a face under FreeThinAngle, where that raises
     // the smallest angle around it; whether any went.
     bool CollapseLineToRaiseAngles();
+    // Puts a free vertex inside each flat quadrilateral of bound vertices
+    // whose free diagonal is the longest side of a face under ThinAngle,
+    // where the target is lowered and that raises its smallest angle (see
+    // its definition); whether any split.
+    bool SplitToRaiseAngles();
+    // Moves a free corner of each face under ThinAngle to the place of its
+    // plane that its flat fan's smallest angle is largest at (see
+    // SearchMove); whether any moved.
+    bool SearchToRaiseAngles();
+    // Where v's fan is flat, searches its plane for the place that gives the
+    // fan the largest smallest angle and moves v there, if that lies on the
+    // input, gains MinAngleGain and turns and folds no face; whether it
+    // moved.
+    bool SearchMove(std::uint32_t v);
     // Gives each free vertex of valence 3 beside a needle's tip a fourth
     // neighbour and moves it (see its definition); whether any flipped.
     bool OpenNeedleRings();
@@ -741,8 +759,10 @@ private:
         for (int pass = 0; pass < 4 && RaiseSmallestAngles(pass == 0); ++pass) { }
         CollapseRimToRaiseAngles();
         CollapseLineToRaiseAngles();
+        SplitToRaiseAngles();
         RaiseAnglesBesideLines();
         CollapseToRaiseAngles();
+        for (int pass = 0; pass < 4 && SearchToRaiseAngles(); ++pass) { }
         SnapToPeaks();
         SnapToSoftCorners();
         if (m_Options.m_FitFaces)

@@ -36,6 +36,15 @@ bool IsThin(const Vec& p0, const Vec& p1, const Vec& p2, double cosThin = CosThi
     return b + c - a > 2 * cosThin * std::sqrt(b * c);
 }
 
+// Whether faces with normals m and n lie in one plane, to rounding: a move
+// or a split among such faces keeps them on a flat input where they are
+// (distance and volume unchanged), while on a curved one it would trade
+// distance for angle.
+bool Flat(const Vec& m, const Vec& n) {
+    const double cosine = m % n;
+    return cosine > 0 && Squared(m * n) <= 1e-12 * Squared(m) * Squared(n);
+}
+
 }  // namespace
 
 bool CEngine::IsThinFace(std::uint32_t f) const {
@@ -388,6 +397,192 @@ bool CEngine::CollapseLineToRaiseAngles() {
         changed |= MergeToRaiseAngles(h, aGoes, bGoes, 0);
     }
     return changed;
+}
+
+// A face whose corners all lie on lines, rims or corners has no vertex that
+// a move may take: where its longest side is a free edge between two such
+// vertices (a gear tooth's cap, a quadrilateral of four corners narrower
+// than the target), the strip rule left that edge whole and no split comes
+// after the iterations. A free vertex inside the quadrilateral, joined to its
+// four corners, opens it: its place is searched in the quadrilateral's plane
+// for the largest smallest angle of its four faces, and it is made only
+// where the pair is flat, the place lies on the input (so the surface stays
+// where it was), gains MinAngleGain over both old faces and turns and folds
+// no face.
+bool CEngine::SplitToRaiseAngles() {
+    bool changed = false;
+    const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
+    const auto bound = [&](std::uint32_t v) { return !IsFree(v) && !(m_Flags[v] & (Deleted | NonManifold)); };
+    // Bounded: one sweep over the faces present on entry, at most one split
+    // per face, each after a search of QuadSearchSteps steps of four places
+    // and one query of the input.
+    for (std::uint32_t f = 0; f < faceCount; ++f) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        if (corner[0] == None || !bound(corner[0]) || !bound(corner[1]) || !bound(corner[2]) ||
+            !IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]))
+            continue;
+        std::uint32_t h = 3 * f;
+        for (std::uint32_t k = 1; k < 3; ++k)
+            if (EdgeLength2(3 * f + k) > EdgeLength2(h))
+                h = 3 * f + k;
+        const std::uint32_t t = m_Twin[h];
+        if (t == None || m_Kind[h] != None)
+            continue;
+        const std::uint32_t a = m_Corner[h], b = Target(h), c = m_Corner[Prev(h)], d = m_Corner[Prev(t)];
+        // Only where close corners lower the target are faces that narrow
+        // meant; elsewhere the new vertex's short edges cost the edge
+        // lengths' evenness more than the face gains.
+        if (c == d || !(EdgeSize(h) < m_TargetLength))
+            continue;
+        const Vec &pa = m_Position[a], &pb = m_Position[b], &pc = m_Position[c], &pd = m_Position[d];
+        const Vec n0 = (pb - pa) * (pc - pa), n1 = (pa - pb) * (pd - pb);
+        if (!Flat(n0, n1))
+            continue;
+        const double before = std::min(SmallestAngle(pa, pb, pc), SmallestAngle(pb, pa, pd));
+        // The four faces around a new vertex at q, in the order the split
+        // makes them: (a, q, c), (q, b, c), (b, q, d), (q, a, d).
+        const auto score = [&](const Vec& q) {
+            const Vec m[4] = {(q - pa) * (pc - pa), (pb - q) * (pc - q), (q - pb) * (pd - pb), (pa - q) * (pd - q)};
+            for (int k = 0; k < 4; ++k) {
+                const Vec& old = k < 2 ? n0 : n1;
+                if (!(Squared(m[k]) > m_MinCross2) || !(m[k] % n0 > 0) || !(m[k] % n1 > 0) || !(m[k] % old > 0))
+                    return -1.0;
+            }
+            return std::min(std::min(SmallestAngle(pa, q, pc), SmallestAngle(q, pb, pc)),
+                            std::min(SmallestAngle(pb, q, pd), SmallestAngle(q, pa, pd)));
+        };
+        const Vec u = (pb - pa) / std::sqrt(EdgeLength2(h)), w0 = pc - pd;
+        const Vec w1 = w0 - u * (w0 % u);
+        if (!(Squared(w1) > 0))
+            continue;
+        const Vec w = w1 / std::sqrt(Squared(w1));
+        Vec q = (pa + pb + pc + pd) * 0.25;
+        double best = score(q);
+        double step = 0.25 * std::sqrt(EdgeLength2(h));
+        for (int i = 0; i < QuadSearchSteps; ++i) {
+            const Vec tries[4] = {q + u * step, q - u * step, q + w * step, q - w * step};
+            bool moved = false;
+            for (const Vec& x : tries)
+                if (const double s = score(x); s > best) {
+                    best = s;
+                    q = x;
+                    moved = true;
+                }
+            if (!moved)
+                step *= 0.5;
+        }
+        if (!(best > before + MinAngleGain))
+            continue;
+        std::uint32_t hint = None;
+        for (const std::uint32_t x : {a, b, c, d})
+            if (hint == None)
+                hint = m_FaceHint[x];
+        // The new vertex must lie on the input where it is: a flat pair of
+        // faces may still span a bend of the input between its vertices.
+        Vec onInput;
+        const std::uint32_t nearest = NearestOnInput(q, hint, onInput);
+        if (nearest == None || !IsFinite(q) || Squared(onInput - q) > 1e-12 * EdgeLength2(h))
+            continue;
+        // The faces beyond the quadrilateral's sides keep from folding
+        // against the new faces where they did not against the old ones.
+        const std::uint32_t outer[4] = {m_Twin[Prev(h)], m_Twin[Next(h)], m_Twin[Prev(t)], m_Twin[Next(t)]};
+        const Vec made[4] = {(q - pa) * (pc - pa), (pb - q) * (pc - q), (q - pb) * (pd - pb), (pa - q) * (pd - q)};
+        const Vec old[4] = {n0, n0, n1, n1};
+        bool folds = false;
+        for (int k = 0; k < 4; ++k)
+            if (outer[k] != None) {
+                const Vec beside = FaceNormal(outer[k] / 3);
+                folds = folds || (Folded(made[k], beside) && !Folded(old[k], beside));
+            }
+        if (folds || m_Corner.size() / 3 + 2 > m_FaceBudget)
+            continue;
+        const std::uint32_t m = static_cast<std::uint32_t>(m_Position.size());
+        Split(h);
+        m_Position[m] = q;
+        m_FaceHint[m] = nearest;
+        changed = true;
+    }
+    return changed;
+}
+
+// The moves of MoveToRaiseAngles try a few places only; a face may stay under
+// ThinAngle where none of them gains (a vertex far from the short side of its
+// thinnest face on a cap fanned from its centre, or a free vertex facing a
+// gear's root edge). Where a free corner's fan is flat, the corner searches
+// the fan's plane for the place that gives it the largest smallest angle,
+// and moves there where that lies on the input (so the surface stays where
+// it was), gains MinAngleGain and turns and folds no face. On curved parts
+// such moves would trade distance for angle, and are left out.
+bool CEngine::SearchToRaiseAngles() {
+    bool changed = false;
+    const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
+    // Bounded: one sweep over the faces, at most three searches per face,
+    // each QuadSearchSteps steps of four walks around one fan, and one
+    // projection.
+    for (std::uint32_t f = 0; f < faceCount; ++f) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        if (corner[0] == None || !IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]))
+            continue;
+        for (std::uint32_t k = 0; k < 3; ++k)
+            if (IsFree(corner[k]) && SearchMove(corner[k])) {
+                changed = true;
+                break;
+            }
+    }
+    return changed;
+}
+
+bool CEngine::SearchMove(std::uint32_t v) {
+    const Vec p = m_Position[v];
+    Vec normal;
+    double before = Pi, reach = 0;
+    int count = 0;
+    ForEachOutgoing(v, [&](std::uint32_t e) {
+        const Vec &x = m_Position[Target(e)], &y = m_Position[m_Corner[Prev(e)]];
+        normal += (x - p) * (y - p);
+        before = std::min(before, SmallestAngle(p, x, y));
+        reach += std::sqrt(Squared(x - p));
+        ++count;
+    });
+    if (count < 3 || !(Squared(normal) > 0))
+        return false;
+    bool flat = true;
+    ForEachOutgoing(v, [&](std::uint32_t e) {
+        flat = flat && Flat(normal, (m_Position[Target(e)] - p) * (m_Position[m_Corner[Prev(e)]] - p));
+    });
+    if (!flat)
+        return false;
+    normal = normal / std::sqrt(Squared(normal));
+    // Any direction across the normal, then the one across both.
+    const Vec axis = std::fabs(normal.x) < 0.6 ? Vec(1, 0, 0) : Vec(0, 1, 0);
+    const Vec u0 = axis - normal * (axis % normal);
+    const Vec u = u0 / std::sqrt(Squared(u0)), w = normal * u;
+    Vec q = p;
+    double best = before, step = 0.25 * reach / count;
+    for (int i = 0; i < QuadSearchSteps; ++i) {
+        const Vec tries[4] = {q + u * step, q - u * step, q + w * step, q - w * step};
+        bool moved = false;
+        for (const Vec& x : tries) {
+            double smallest;
+            if (FanAfterMove(v, x, smallest) && smallest > best) {
+                best = smallest;
+                q = x;
+                moved = true;
+            }
+        }
+        if (!moved)
+            step *= 0.5;
+    }
+    if (!(best > before + MinAngleGain))
+        return false;
+    Vec onInput;
+    const std::uint32_t nearest = NearestOnInput(q, m_FaceHint[v], onInput);
+    if (nearest == None || !IsFinite(q) || Squared(onInput - q) > 1e-12 * reach * reach / (count * count) ||
+        MoveFolds(v, q))
+        return false;
+    m_Position[v] = q;
+    m_FaceHint[v] = nearest;
+    return true;
 }
 
 bool CEngine::MergeToRaiseAngles(std::uint32_t h, bool aGoes, bool bGoes, double keptLength2) {
