@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "quorvel/meshes/TMesh.h"
 
 namespace Corvane::Pellix::Quorvel {
@@ -13,11 +15,49 @@ inline void EmptyLists(CVertexConnections& table, unsigned int count) {
         table[v].Clear(false);
 }
 
+// Meshes of fewer faces build their face connectivity on the calling thread.
+constexpr std::int64_t ParallelConnectivityFaces = 8192;
+
 // Fresh empty lists, one per vertex, grow size 6 (the valence of a regular
 // interior vertex, so most lists allocate exactly once).
 inline void ReallocateLists(CVertexConnections& table, unsigned int count) {
     table.Allocate(0, 6);
     table.Allocate(count, 6);
+}
+
+// The lists AssignVertexConnectivity(true) makes, entry for entry, read off
+// current vertex-face lists instead of scattered from the faces: a vertex's
+// faces ascend in its list, so visiting them in turn makes the same
+// insertions into its neighbour list in the same order, and each list is
+// filled by one thread.
+template <typename Mesh>
+void AssignVertexConnectivityFromFaceLists(Mesh& mesh) {
+    const unsigned int vertexCount = mesh.m_Vertices.GetCount();
+    ReallocateLists(mesh.m_VertexConnectivity, vertexCount);
+    const auto* const faces = mesh.m_Faces.GetStream();
+    const std::int64_t vertexEntries = vertexCount;
+#pragma omp parallel for schedule(static) if (vertexEntries >= ParallelConnectivityFaces / 2)
+    for (std::int64_t entry = 0; entry < vertexEntries; ++entry) {
+        const unsigned int v = static_cast<unsigned int>(entry);
+        const TList<unsigned int>& around = mesh.m_VertexFaceConnectivity[v];
+        TList<unsigned int>& neighbours = mesh.m_VertexConnectivity[v];
+        const unsigned int* const listed = around.GetStream();
+        const unsigned int count = around.GetCount();
+        for (unsigned int i = 0; i < count; ++i) {
+            // A face naming v twice is listed twice, and inserts for both
+            // corners on its first visit, as the face scan does.
+            if (i > 0 && listed[i - 1] == listed[i])
+                continue;
+            const unsigned int corners[3] = {faces[listed[i]].m_Corners[0], faces[listed[i]].m_Corners[1],
+                                             faces[listed[i]].m_Corners[2]};
+            for (int k = 0; k < 3; ++k) {
+                if (corners[k] != v)
+                    continue;
+                neighbours.AddUnique(corners[k == 0 ? 1 : 0]);
+                neighbours.AddUnique(corners[k == 2 ? 1 : 2]);
+            }
+        }
+    }
 }
 
 }  // namespace detail
@@ -82,7 +122,13 @@ void TMesh<Real, Vertex, Attribute, Index>::AssignFaceConnectivity(bool assignVe
 
     const Face* faces = m_Faces.GetStream();
     CFaceConnections* connectivity = m_FaceConnectivity.GetStream();
-    for (unsigned int f = 0; f < faceCount; ++f) {
+    // Each face's record is written by the face alone and read from lists
+    // no one writes meanwhile, so the threads share the scan with the same
+    // result; a small mesh is not worth waking them for.
+    const std::int64_t faceEntries = faceCount;
+#pragma omp parallel for schedule(static) if (faceEntries >= detail::ParallelConnectivityFaces)
+    for (std::int64_t entry = 0; entry < faceEntries; ++entry) {
+        const unsigned int f = static_cast<unsigned int>(entry);
         const unsigned int corners[3] = {faces[f].m_Corners[0], faces[f].m_Corners[1], faces[f].m_Corners[2]};
         const unsigned int a = corners[0], b = corners[1], c = corners[2];
         unsigned int* neighbours = connectivity[f].m_Neighbours;

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "quorvel/meshes/Connectivity_impl.h"
+#include "quorvel/meshes/NormalsAndAttributes_impl.h"
 #include "quorvel/meshes/TMesh.h"
 #include "quorvel/meshes/editing/preserving/CPreservingRemesher.h"
 
@@ -71,10 +73,10 @@ bool TMesh<Real, Vertex, Attribute, Index>::RemeshPreservingShape(Real targetLen
         m_FaceNormals.Clear(false);
         AssignFaceNormals();
     }
-    AssignVertexNormals();
+    detail::AssignVertexNormalsInParallel(*this);
     m_FaceConnectivity.Clear(false);
     AssignFaceConnectivity(true);
-    AssignVertexConnectivity(true);
+    detail::AssignVertexConnectivityFromFaceLists(*this);
     DetermineBoundingBox(true);
     return finished;
 }

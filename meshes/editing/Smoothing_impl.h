@@ -3,6 +3,7 @@
 #include <omp.h>
 
 #include "quorvel/meshes/MeshObject_impl.h"
+#include "quorvel/meshes/NormalsAndAttributes_impl.h"
 #include "quorvel/meshes/TMesh.h"
 
 namespace Corvane::Pellix::Quorvel {
@@ -14,38 +15,6 @@ namespace detail {
 template <typename Attribute>
 typename Attribute::ValueType WidenMask(char mask) {
     return static_cast<typename Attribute::ValueType>(static_cast<signed char>(mask));
-}
-
-// The same vertex normals as AssignVertexNormals, bit for bit: the face
-// normals, the costly part, are computed by all threads first, then summed in
-// face order as the serial call sums them. Without this the serial normal pass
-// would cap what a second thread can gain on the whole call.
-template <typename Mesh>
-void AssignVertexNormalsInParallel(Mesh& mesh) {
-    typedef typename Mesh::Vector Vector;
-    const int faceCount = static_cast<int>(mesh.m_Faces.GetCount());
-    const int vertexCount = static_cast<int>(mesh.m_Vertices.GetCount());
-    TList<Vector> faceNormals(static_cast<unsigned int>(faceCount), 1000u);
-    faceNormals.Expand(static_cast<unsigned int>(faceCount));
-    Vector* const normals = faceNormals.GetStream();
-    auto* const vertices = mesh.m_Vertices.GetStream();
-
-#pragma omp parallel for schedule(static)
-    for (int f = 0; f < faceCount; ++f)
-        normals[f] = mesh.GetFaceNormal(static_cast<unsigned int>(f));
-
-    for (int v = 0; v < vertexCount; ++v)
-        vertices[v].m_Normal = Vector(0, 0, 0);
-    for (int f = 0; f < faceCount; ++f) {
-        const auto* corners = mesh.m_Faces[static_cast<unsigned int>(f)].m_Corners;
-        vertices[corners[0]].m_Normal += normals[f];
-        vertices[corners[1]].m_Normal += normals[f];
-        vertices[corners[2]].m_Normal += normals[f];
-    }
-
-#pragma omp parallel for schedule(static)
-    for (int v = 0; v < vertexCount; ++v)
-        vertices[v].m_Normal.Normalise();
 }
 
 }  // namespace detail

@@ -612,6 +612,87 @@ void ShapeTopDown(CBoxHierarchy::CNodes& nodes, std::uint32_t count, std::uint32
 
 }  // namespace
 
+namespace {
+
+// From this many primitives on, the two halves of a median range grow as
+// separate tasks, and a tree of at least twice that many wakes the team.
+constexpr std::uint32_t ParallelMedianSize = 1 << 12;
+
+// The inner nodes of a median tree over n primitives: a range of more than
+// leafSize splits into halves of k / 2 and k - k / 2, so the count, and with
+// it where each subtree's nodes go, depends on n alone. The ranges of one
+// level all hold m or m + 1 primitives, so a level is two counts.
+std::uint32_t MedianInnerNodes(std::uint32_t n, std::uint32_t leafSize) {
+    std::uint32_t inner = 0, m = n, low = 1, high = 0;
+    while (low + high > 0) {
+        const std::uint32_t half = m / 2;
+        std::uint32_t nextLow = 0, nextHigh = 0;
+        const auto split = [&](std::uint32_t size, std::uint32_t ranges) {
+            if (ranges == 0 || size <= leafSize)
+                return;
+            inner += ranges;
+            for (const std::uint32_t part : {size / 2, size - size / 2})
+                (part == half ? nextLow : nextHigh) += ranges;
+        };
+        split(m, low);
+        split(m + 1, high);
+        m = half;
+        low = nextLow;
+        high = nextHigh;
+    }
+    return inner;
+}
+
+// Shapes the median tree as ShapeTopDown does, node for node: a range's
+// children take the next pair of slots, its left subtree's pairs follow
+// them and its right subtree's come after those, so every subtree knows
+// where its nodes go before its sibling is shaped, and the two grow as
+// tasks of their own. Each task reorders only its own range of the order.
+class CMedianShaper {
+public:
+    CBoxHierarchy::CNode* m_Nodes;
+    std::uint32_t* m_Order;
+    const std::vector<double>* m_Centres;
+    std::uint32_t m_LeafSize;
+
+    void Shape(std::uint32_t node, std::uint32_t begin, std::uint32_t end, std::uint32_t children,
+               CBounds centreBounds) const {
+        const std::uint32_t n = end - begin;
+        if (n <= m_LeafSize) {
+            m_Nodes[node].m_First = begin;
+            m_Nodes[node].m_Count = n;
+            return;
+        }
+        // A node's centre box is not measured again: a child takes its
+        // parent's, cut at the median, which is all the choice of axis needs.
+        int axis = 0;
+        for (int k = 1; k < 3; ++k)
+            if (centreBounds.m_Max[k] - centreBounds.m_Min[k] > centreBounds.m_Max[axis] - centreBounds.m_Min[axis])
+                axis = k;
+        const std::vector<double>& along = m_Centres[axis];
+        const std::uint32_t middle = begin + n / 2;
+        std::nth_element(m_Order + begin, m_Order + middle, m_Order + end, [&](std::uint32_t a, std::uint32_t b) {
+            return along[a] < along[b] || (along[a] == along[b] && a < b);
+        });
+        CBounds left = centreBounds, right = centreBounds;
+        left.m_Max[axis] = right.m_Min[axis] = along[m_Order[middle]];
+        m_Nodes[node].m_First = children;
+        m_Nodes[node].m_Count = 0;
+        const std::uint32_t rightChildren = children + 2 + 2 * MedianInnerNodes(middle - begin, m_LeafSize);
+        if (n >= ParallelMedianSize) {
+#pragma omp task firstprivate(children, begin, middle, left)
+            Shape(children, begin, middle, children + 2, left);
+            Shape(children + 1, middle, end, rightChildren, right);
+#pragma omp taskwait
+        } else {
+            Shape(children, begin, middle, children + 2, left);
+            Shape(children + 1, middle, end, rightChildren, right);
+        }
+    }
+};
+
+}  // namespace
+
 void CBoxHierarchy::BuildByMedian(const double* boxes, std::uint32_t count, std::uint32_t leafSize) {
     m_Nodes.clear();
     m_Order.resize(count);
@@ -635,24 +716,13 @@ void CBoxHierarchy::BuildByMedian(const double* boxes, std::uint32_t count, std:
     }
     std::iota(m_Order.begin(), m_Order.end(), 0u);
 
-    // A node's centre box is not measured again: a child takes its
-    // parent's, cut at the median, which is all the choice of axis needs.
-    ShapeTopDown(m_Nodes, count, leafSize, centreBounds,
-                 [&](std::uint32_t begin, std::uint32_t end, CBounds& left, CBounds& right) {
-                     const CBounds& c = left;
-                     int axis = 0;
-                     for (int k = 1; k < 3; ++k)
-                         if (c.m_Max[k] - c.m_Min[k] > c.m_Max[axis] - c.m_Min[axis])
-                             axis = k;
-                     const std::vector<double>& along = centres[axis];
-                     const std::uint32_t middle = begin + (end - begin) / 2;
-                     std::nth_element(m_Order.begin() + begin, m_Order.begin() + middle, m_Order.begin() + end,
-                                      [&](std::uint32_t a, std::uint32_t b) {
-                                          return along[a] < along[b] || (along[a] == along[b] && a < b);
-                                      });
-                     left.m_Max[axis] = right.m_Min[axis] = along[m_Order[middle]];
-                     return middle;
-                 });
+    // The root, the padding that puts every pair of children on one cache
+    // line, and two nodes for each inner node.
+    m_Nodes.assign(2 + 2 * std::size_t(MedianInnerNodes(count, leafSize)), CNode());
+    const CMedianShaper shaper{m_Nodes.data(), m_Order.data(), centres, leafSize};
+#pragma omp parallel if (count >= 2 * ParallelMedianSize)
+#pragma omp single
+    shaper.Shape(0, 0, count, 2, centreBounds);
     FitBoxes(boxes);
 }
 

@@ -3,6 +3,7 @@
 // every box holds what lies below it, and children come in pairs on one
 // cache line.
 #include <gtest/gtest.h>
+#include <omp.h>
 
 #include <algorithm>
 #include <cmath>
@@ -153,6 +154,37 @@ TEST(BoxHierarchy, TreeOverPointsEqualsTreeOverTheirBoxes) {
                 ASSERT_TRUE(i == 1 || std::memcmp(&tree->GetNodes()[i], &byBoxes.GetNodes()[i],
                                                   sizeof(CBoxHierarchy::CNode)) == 0)
                     << count << " node " << i;
+        }
+    }
+}
+
+// Large median trees grow their subtrees on several threads; the nodes and
+// the order come out the same on one thread as on two.
+TEST(BoxHierarchy, MedianTreeIsTheSameOnOneThreadAndOnTwo) {
+    std::mt19937 random(7);
+    std::uniform_real_distribution<double> unit(-1, 1), size(0, 0.02);
+    const int saved = omp_get_max_threads();
+    for (std::uint32_t count : {5000u, 9001u, 70000u}) {
+        std::vector<double> boxes;
+        for (std::uint32_t i = 0; i < count; ++i) {
+            // A tenth of the centres repeat, so that ties are broken too.
+            const double x = i % 10 == 0 ? 0.5 : unit(random), y = unit(random), z = 0.3 * unit(random);
+            boxes.insert(boxes.end(), {x, y, z, x + size(random), y + size(random), z + size(random)});
+        }
+        for (std::uint32_t leafSize : {1u, 4u}) {
+            CBoxHierarchy trees[2];
+            for (int threads = 1; threads <= 2; ++threads) {
+                omp_set_num_threads(threads);
+                trees[threads - 1].BuildByMedian(boxes.data(), count, leafSize);
+            }
+            omp_set_num_threads(saved);
+            const CBoxHierarchy::CNodes &one = trees[0].GetNodes(), &two = trees[1].GetNodes();
+            ASSERT_EQ(trees[0].GetOrder(), trees[1].GetOrder()) << count;
+            ASSERT_EQ(one.size(), two.size()) << count;
+            for (std::size_t i = 0; i < one.size(); ++i)
+                ASSERT_EQ(std::memcmp(&one[i], &two[i], sizeof(CBoxHierarchy::CNode)), 0) << count << " node " << i;
+            unsigned int deepest = 0;
+            ExpectWellFormed(trees[1], boxes, count, leafSize, deepest);
         }
     }
 }

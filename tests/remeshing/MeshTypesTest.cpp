@@ -89,4 +89,36 @@ TYPED_TEST(RemeshPreservingShapeTyped, ZeroIterationsOrAnUnusableTargetOnlyClean
     }
 }
 
+// The lists a remesh leaves current are those the mesh's own builders make
+// from the result, entry for entry and bit for bit, also where the result is
+// large enough for them to be built on several threads.
+TYPED_TEST(RemeshPreservingShapeTyped, DerivedListsAreThoseOfAFreshRebuild) {
+    TypeParam mesh;
+    MakeBumpySphere(mesh, 5, 0.12, 0.01);
+    ASSERT_TRUE(mesh.RemeshPreservingShape(static_cast<RealOf<TypeParam>>(0.9 * MeanSide(mesh))));
+    ASSERT_GT(mesh.m_Faces.GetCount(), 16384u);
+
+    TypeParam fresh;
+    fresh = mesh;
+    fresh.AssignVertexNormals();
+    fresh.m_FaceConnectivity.Clear(false);
+    fresh.AssignFaceConnectivity(true);
+    fresh.AssignVertexConnectivity(true);
+
+    const unsigned int vertexCount = mesh.m_Vertices.GetCount();
+    for (unsigned int v = 0; v < vertexCount; ++v) {
+        ASSERT_EQ(mesh.m_Vertices[v].m_Normal, fresh.m_Vertices[v].m_Normal) << "vertex " << v;
+        for (const auto tables : {&TypeParam::m_VertexConnectivity, &TypeParam::m_VertexFaceConnectivity}) {
+            const auto& built = (mesh.*tables)[v];
+            const auto& expected = (fresh.*tables)[v];
+            ASSERT_EQ(built.GetCount(), expected.GetCount()) << "vertex " << v;
+            for (unsigned int i = 0; i < built.GetCount(); ++i)
+                ASSERT_EQ(built[i], expected[i]) << "vertex " << v << ", entry " << i;
+        }
+    }
+    ASSERT_EQ(mesh.m_FaceConnectivity.GetCount(), fresh.m_FaceConnectivity.GetCount());
+    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
+        ASSERT_EQ(mesh.m_FaceConnectivity[f], fresh.m_FaceConnectivity[f]) << "face " << f;
+}
+
 }  // namespace

@@ -24,24 +24,33 @@ bool CEngine::CollapseShortEdges() {
     // the edges enter each class in memory order.
     constexpr int Classes = 4;
     std::size_t counts[Classes + 1] = {};
-    m_Candidates.clear();
     UpdateSizes();
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
-    for (std::uint32_t h = 0; h < halfEdges; ++h) {
-        if (m_Corner[h] == None || m_Kind[h] == Locked || (m_Twin[h] != None && m_Twin[h] < h))
-            continue;
-        const double length2 = EdgeLength2(h), collapse2 = EdgeLimit2(h, CollapseFactor, m_CollapseLength2);
-        if (!(length2 < collapse2))
-            continue;
-        const int lengthClass = std::min(Classes - 1, static_cast<int>(LengthClass(length2 / collapse2)));
-        m_Candidates.push_back(std::make_pair(lengthClass, h));
-        ++counts[lengthClass + 1];
+    // Each half-edge's class is measured on its own, by whichever thread,
+    // and the counting sort below reads them in memory order.
+    m_EdgeClass.resize(halfEdges);
+    const std::int64_t halfEdgeCount = halfEdges;
+#pragma omp parallel for schedule(static) if (halfEdgeCount >= 3 * ParallelFaces)
+    for (std::int64_t i = 0; i < halfEdgeCount; ++i) {
+        const std::uint32_t h = static_cast<std::uint32_t>(i);
+        std::int8_t lengthClass = -1;
+        if (m_Corner[h] != None && m_Kind[h] != Locked && (m_Twin[h] == None || m_Twin[h] > h)) {
+            const double length2 = EdgeLength2(h), collapse2 = EdgeLimit2(h, CollapseFactor, m_CollapseLength2);
+            if (length2 < collapse2)
+                lengthClass =
+                    static_cast<std::int8_t>(std::min(Classes - 1, static_cast<int>(LengthClass(length2 / collapse2))));
+        }
+        m_EdgeClass[h] = lengthClass;
     }
+    for (std::uint32_t h = 0; h < halfEdges; ++h)
+        if (m_EdgeClass[h] >= 0)
+            ++counts[m_EdgeClass[h] + 1];
     for (int k = 1; k <= Classes; ++k)
         counts[k] += counts[k - 1];
-    m_Ordered.resize(m_Candidates.size());
-    for (const auto& candidate : m_Candidates)
-        m_Ordered[counts[candidate.first]++] = candidate.second;
+    m_Ordered.resize(counts[Classes]);
+    for (std::uint32_t h = 0; h < halfEdges; ++h)
+        if (m_EdgeClass[h] >= 0)
+            m_Ordered[counts[m_EdgeClass[h]]++] = h;
     bool changed = false;
     // Bounded: one attempt per edge that was short on entry, never repeated
     // within the pass, and each attempt walks two fans of at most

@@ -42,7 +42,12 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
         MeasureBoundaryNoise(smoothed);
     const auto place = [&](std::uint32_t v) -> const Vec& { return smoothed.empty() ? m_Position[v] : smoothed[v]; };
     std::vector<Vec> normal(faces), weighted(faces);
-    for (std::uint32_t f = 0; f < faces; ++f) {
+    // Each face's normals and each edge's crease below are written by one
+    // thread: the edge's first half-edge writes both halves.
+    const std::int64_t faceEntries = faces;
+#pragma omp parallel for schedule(static) if (faceEntries >= ParallelFaces)
+    for (std::int64_t i = 0; i < faceEntries; ++i) {
+        const std::uint32_t f = static_cast<std::uint32_t>(i);
         if (frozenFace[f])
             continue;
         const Vec &a = place(m_Corner[3 * f]), &b = place(m_Corner[3 * f + 1]), &c = place(m_Corner[3 * f + 2]);
@@ -60,7 +65,10 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     // touch the rim), which is no edge of the shape and, left a feature, cuts
     // the real edges it meets into pieces too short to keep.
     std::vector<std::int8_t> crease(features ? halfEdges : 0, 0);
-    for (std::uint32_t h = 0; h < crease.size(); ++h) {
+    const std::int64_t creaseEntries = static_cast<std::int64_t>(crease.size());
+#pragma omp parallel for schedule(static) if (creaseEntries >= 3 * ParallelFaces)
+    for (std::int64_t i = 0; i < creaseEntries; ++i) {
+        const std::uint32_t h = static_cast<std::uint32_t>(i);
         const std::uint32_t t = m_Twin[h];
         if (t == None || t < h)
             continue;

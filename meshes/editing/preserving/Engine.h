@@ -991,7 +991,9 @@ private:
     // Vertices made since the vertices were last put in spatial order.
     std::size_t m_NewSinceOrdering = 0;
     std::vector<std::uint32_t> m_Ring;
-    std::vector<std::pair<int, std::uint32_t>> m_Candidates;
+    // Per half-edge, its class of length as a collapse candidate, or -1; or
+    // whether it is to be split.
+    std::vector<std::int8_t> m_EdgeClass;
     std::vector<std::uint32_t> m_Ordered;
     std::vector<CQueuedEdge> m_SplitQueue;
     std::vector<std::uint32_t> m_Stack;

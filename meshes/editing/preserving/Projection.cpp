@@ -195,9 +195,14 @@ void CEngine::BuildReference(const std::vector<char>& frozenFace, const std::vec
                 gap[k - 1] = std::min(gap[k - 1], gap[k]);
         }
     }
+    // Each slot, and each face's slot, is written by one thread: the tree's
+    // order names every face once. So are the vertices' hints at the end.
     std::vector<std::uint32_t> slotOfFace(faces, None);
     m_Triangles.resize(items.size());
-    for (std::uint32_t i = 0; i < items.size(); ++i) {
+    const std::int64_t slots = static_cast<std::int64_t>(items.size());
+#pragma omp parallel for schedule(static) if (slots >= ParallelFaces)
+    for (std::int64_t slot = 0; slot < slots; ++slot) {
+        const std::uint32_t i = static_cast<std::uint32_t>(slot);
         const std::uint32_t f = items[m_TriangleTree.GetOrder()[i]];
         slotOfFace[f] = i;
         CTriangle& t = m_Triangles[i];
@@ -232,7 +237,10 @@ void CEngine::BuildReference(const std::vector<char>& frozenFace, const std::vec
 
     MarkSoftCorners(slotOfFace);
 
-    for (std::uint32_t v = 0; v < m_Position.size(); ++v) {
+    const std::int64_t vertexCount = static_cast<std::int64_t>(m_Position.size());
+#pragma omp parallel for schedule(static) if (vertexCount >= ParallelVertices)
+    for (std::int64_t i = 0; i < vertexCount; ++i) {
+        const std::uint32_t v = static_cast<std::uint32_t>(i);
         if (m_Flags[v] & Deleted)
             continue;
         m_FaceHint[v] = slotOfFace[m_Out[v] / 3];

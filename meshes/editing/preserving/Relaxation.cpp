@@ -155,8 +155,13 @@ bool CEngine::FirstAtWallEnd(std::uint32_t v) const {
 void CEngine::MarkSoftCorners(const std::vector<std::uint32_t>& slotOfFace) {
     m_SoftCorners.assign(m_Triangles.size(), 0);
     const double cosTurn = std::cos(SoftCornerAngle * Pi / 180.0);
-    const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
-    for (std::uint32_t v = 0; v < vertexCount; ++v) {
+    // Each vertex is judged on its own, by whichever thread; the few soft
+    // ones then mark their faces' corners in vertex order.
+    const std::int64_t vertexCount = static_cast<std::int64_t>(m_Position.size());
+    std::vector<std::uint8_t> soft(m_Position.size(), 0);
+#pragma omp parallel for schedule(dynamic, 4096) if (vertexCount >= ParallelVertices)
+    for (std::int64_t i = 0; i < vertexCount; ++i) {
+        const std::uint32_t v = static_cast<std::uint32_t>(i);
         if (!IsFree(v))
             continue;
         const Vec& p = m_Position[v];
@@ -176,13 +181,14 @@ void CEngine::MarkSoftCorners(const std::vector<std::uint32_t>& slotOfFace) {
         mean.Normalise();
         bool turns = false;
         ForEachOutgoing(v, [&](std::uint32_t e) { turns = turns || unitNormal(e) % mean < cosTurn; });
-        if (!turns)
-            continue;
-        ForEachOutgoing(v, [&](std::uint32_t e) {
-            if (slotOfFace[e / 3] != None)
-                m_SoftCorners[slotOfFace[e / 3]] |= static_cast<std::uint8_t>(1u << (e % 3));
-        });
+        soft[v] = turns;
     }
+    for (std::uint32_t v = 0; v < static_cast<std::uint32_t>(vertexCount); ++v)
+        if (soft[v])
+            ForEachOutgoing(v, [&](std::uint32_t e) {
+                if (slotOfFace[e / 3] != None)
+                    m_SoftCorners[slotOfFace[e / 3]] |= static_cast<std::uint8_t>(1u << (e % 3));
+            });
 }
 
 // As SnapToPeaks, for the soft corners only and much closer: the corner
@@ -190,9 +196,12 @@ void CEngine::MarkSoftCorners(const std::vector<std::uint32_t>& slotOfFace) {
 // sticking out. Serial, in vertex order, so the result does not depend on
 // threads.
 bool CEngine::SnapToSoftCorners() {
+    // A minimum comes out the same in any order; a face whose angle is not a
+    // number lowers it on no thread.
     double floor = Pi;
-    const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
-    for (std::uint32_t f = 0; f < faceCount; ++f)
+    const std::int64_t faceCount = static_cast<std::int64_t>(m_Corner.size() / 3);
+#pragma omp parallel for schedule(static) reduction(min : floor) if (faceCount >= ParallelFaces)
+    for (std::int64_t f = 0; f < faceCount; ++f)
         if (m_Corner[3 * f] != None)
             floor = std::min(floor, SmallestAngle(m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]],
                                                   m_Position[m_Corner[3 * f + 2]]));

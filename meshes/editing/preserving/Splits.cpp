@@ -17,9 +17,19 @@ bool CEngine::SplitLongEdges() {
         m_SplitQueue.push_back(CQueuedEdge{LengthClass(length2 / split2), length2, h});
         std::push_heap(m_SplitQueue.begin(), m_SplitQueue.end());
     };
+    // The edges too long on entry are found by all threads, each mark
+    // written by its own half-edge; they enter the queue in memory order.
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
+    m_EdgeClass.resize(halfEdges);
+    const std::int64_t halfEdgeCount = halfEdges;
+#pragma omp parallel for schedule(static) if (halfEdgeCount >= 3 * ParallelFaces)
+    for (std::int64_t i = 0; i < halfEdgeCount; ++i) {
+        const std::uint32_t h = static_cast<std::uint32_t>(i);
+        m_EdgeClass[h] = static_cast<std::int8_t>(m_Corner[h] != None && (m_Twin[h] == None || m_Twin[h] > h) &&
+                                                  m_Kind[h] != Locked && EdgeLength2(h) > SplitLimit2(h));
+    }
     for (std::uint32_t h = 0; h < halfEdges; ++h)
-        if (m_Corner[h] != None && (m_Twin[h] == None || m_Twin[h] > h))
+        if (m_EdgeClass[h])
             push(h);
     bool changed = false;
     // Bounded: each turn pops one entry. Entries are the edges on entry plus

@@ -172,31 +172,34 @@ void CEngine::BuildTwins(const std::vector<char>& frozenFace) {
     // pairs the half-edges, and not by a census of their own (as the tool's
     // report keeps): the pairing needs every twin in the engine's numbering
     // anyway, and an edge it cannot pair is exactly one to lock.
-    for (std::uint32_t h = 0; h < halfEdges; ++h) {
-        if (m_Twin[h] != None || m_Kind[h] == Locked)
-            continue;
+    //
+    // Each half-edge decides for itself, from its own edge's census, which
+    // comes out the same from both of its halves: it takes its twin, is
+    // locked, or stays open; so every entry is written by one thread. The
+    // ends of locked edges are marked afterwards.
+    const std::int64_t halfEdgeCount = halfEdges;
+#pragma omp parallel for schedule(static) if (halfEdgeCount >= 3 * ParallelFaces)
+    for (std::int64_t i = 0; i < halfEdgeCount; ++i) {
+        const std::uint32_t h = static_cast<std::uint32_t>(i);
         const std::uint32_t a = m_Corner[h], b = Target(h);
         std::uint32_t same = 0, opposite = 0, match = None;
-        for (std::uint32_t i = start[a]; i < start[a + 1]; ++i)
-            same += Target(outgoing[i]) == b;
-        for (std::uint32_t i = start[b]; i < start[b + 1]; ++i)
-            if (Target(outgoing[i]) == a) {
+        for (std::uint32_t j = start[a]; j < start[a + 1]; ++j)
+            same += Target(outgoing[j]) == b;
+        for (std::uint32_t j = start[b]; j < start[b + 1]; ++j)
+            if (Target(outgoing[j]) == a) {
                 ++opposite;
-                match = outgoing[i];
+                match = outgoing[j];
             }
-        if (same == 1 && opposite == 1) {
-            Link(h, match);
-        } else if (same != 1 || opposite != 0) {
-            for (std::uint32_t i = start[a]; i < start[a + 1]; ++i)
-                if (Target(outgoing[i]) == b)
-                    m_Kind[outgoing[i]] = Locked;
-            for (std::uint32_t i = start[b]; i < start[b + 1]; ++i)
-                if (Target(outgoing[i]) == a)
-                    m_Kind[outgoing[i]] = Locked;
-            m_Flags[a] |= Fixed | NonManifold;
-            m_Flags[b] |= Fixed | NonManifold;
-        }
+        if (same == 1 && opposite == 1)
+            m_Twin[h] = match;
+        else if (same != 1 || opposite != 0)
+            m_Kind[h] = Locked;
     }
+    for (std::uint32_t h = 0; h < halfEdges; ++h)
+        if (m_Kind[h] == Locked) {
+            m_Flags[m_Corner[h]] |= Fixed | NonManifold;
+            m_Flags[Target(h)] |= Fixed | NonManifold;
+        }
 
     // Two faces on the same three corners wound against each other pair up
     // into a closed pillow of no volume, which no edit can improve and some
@@ -296,7 +299,9 @@ void CEngine::SpatialOrder(std::vector<std::uint32_t>& order) const {
                 high[k] = std::max(high[k], m_Position[v][k]);
             }
     std::vector<std::pair<std::uint32_t, std::uint32_t>> keyed(order.size());
-    for (std::size_t i = 0; i < order.size(); ++i) {
+    const std::int64_t count = static_cast<std::int64_t>(order.size());
+#pragma omp parallel for schedule(static) if (count >= ParallelVertices)
+    for (std::int64_t i = 0; i < count; ++i) {
         const std::uint32_t v = order[i];
         std::uint32_t key = 0;
         std::uint32_t cell[3];
@@ -310,9 +315,21 @@ void CEngine::SpatialOrder(std::vector<std::uint32_t>& order) const {
                 key = (key << 1) | ((cell[k] >> bit) & 1u);
         keyed[i] = std::make_pair(key, v);
     }
-    std::sort(keyed.begin(), keyed.end());
+    // No two pairs are equal (each names its own vertex), so every sort
+    // gives the one order: the halves are sorted by a thread each, then
+    // merged.
+    const auto middle = keyed.begin() + count / 2;
+#pragma omp parallel sections if (count >= ParallelVertices)
+    {
+#pragma omp section
+        std::sort(keyed.begin(), middle);
+#pragma omp section
+        std::sort(middle, keyed.end());
+    }
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> merged(keyed.size());
+    std::merge(keyed.begin(), middle, middle, keyed.end(), merged.begin());
     for (std::size_t i = 0; i < order.size(); ++i)
-        order[i] = keyed[i].second;
+        order[i] = merged[i].second;
 }
 
 // Drops removed vertices and faces. After many new vertices the vertices are
@@ -334,21 +351,25 @@ void CEngine::Compact() {
     for (std::uint32_t i = 0; i < vertices; ++i)
         vertexMap[order[i]] = i;
 
-    // Faces by the new number of their smallest corner, a counting sort.
-    std::vector<std::uint32_t> first(vertices + 1, 0), faceMap(faceCount, None);
-    const auto key = [&](std::uint32_t f) {
-        return std::min(vertexMap[m_Corner[3 * f]],
-                        std::min(vertexMap[m_Corner[3 * f + 1]], vertexMap[m_Corner[3 * f + 2]]));
-    };
+    // Faces by the new number of their smallest corner, a counting sort; the
+    // keys are gathered by all threads, the counts taken in face order.
+    std::vector<std::uint32_t> first(vertices + 1, 0), faceMap(faceCount, None), key(faceCount);
+    const std::int64_t faceEntries = faceCount;
+#pragma omp parallel for schedule(static) if (faceEntries >= ParallelFaces)
+    for (std::int64_t f = 0; f < faceEntries; ++f)
+        key[f] = m_Corner[3 * f] == None
+                     ? None
+                     : std::min(vertexMap[m_Corner[3 * f]],
+                                std::min(vertexMap[m_Corner[3 * f + 1]], vertexMap[m_Corner[3 * f + 2]]));
     for (std::uint32_t f = 0; f < faceCount; ++f)
         if (m_Corner[3 * f] != None)
-            ++first[key(f) + 1];
+            ++first[key[f] + 1];
     for (std::uint32_t v = 0; v < vertices; ++v)
         first[v + 1] += first[v];
     const std::uint32_t faces = first[vertices];
     for (std::uint32_t f = 0; f < faceCount; ++f)
         if (m_Corner[3 * f] != None)
-            faceMap[f] = first[key(f)]++;
+            faceMap[f] = first[key[f]]++;
     const auto mapHalf = [&](std::uint32_t h) { return h == None ? None : 3 * faceMap[h / 3] + h % 3; };
 
     // The moves below are gathers, each entry written once: shared between
