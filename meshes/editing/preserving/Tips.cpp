@@ -2,8 +2,6 @@
 // its faces, and the ring around a bare tip spread evenly.
 #include "quorvel/meshes/editing/preserving/Engine.h"
 
-#include <cstring>
-
 namespace Corvane::Pellix::Quorvel::detail::preserving {
 
 namespace {
@@ -182,10 +180,15 @@ bool CEngine::EvenTipRings() {
         turned = false;
         folds = 0;
         const bool first = wasTurned.empty();
+        // Equal with the same signs is the same place bit for bit (a zero's
+        // sign can change an angle of a vanished face); a NaN counts as moved.
+        const auto equal = [](double x, double y) { return x == y && std::signbit(x) == std::signbit(y); };
         if (kept)
-            for (std::size_t j = 0; j < movers.size(); ++j)
-                moved[j] = m_FaceHint[movers[j]] != hints[j] ||
-                           std::memcmp(&m_Position[movers[j]], &places[j], sizeof(Vec)) != 0;
+            for (std::size_t j = 0; j < movers.size(); ++j) {
+                const Vec &p = m_Position[movers[j]], &q = places[j];
+                moved[j] =
+                    m_FaceHint[movers[j]] != hints[j] || !equal(p.x, q.x) || !equal(p.y, q.y) || !equal(p.z, q.z);
+            }
         const auto still = [&](int j) { return j < 0 || !moved[j]; };
         for (std::size_t i = 0; i < faces.size(); ++i) {
             const std::uint32_t f = faces[i];
