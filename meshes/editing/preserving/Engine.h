@@ -350,6 +350,19 @@ public:
     Vec m_Low, m_High;
 };
 
+// The input triangles around one place, for many projections that land
+// near it (see CEngine::ProjectedNear): a box, every triangle (by its
+// position in the tree's order) whose own box meets it, and their boxes
+// side by side (lowest x, y, z, then highest), with room for each box's
+// distance from a point.
+class CInputPatch {
+public:
+    Vec m_Low, m_High;
+    std::vector<std::uint32_t> m_Triangles;
+    std::vector<double> m_Box[6];
+    std::vector<double> m_Outside;
+};
+
 // A corner that lowers the target around it (see SizeGrading).
 class CSizeSource {
 public:
@@ -888,6 +901,14 @@ private:
     // The input triangle nearest to p (its position in the tree's order, or
     // None), starting from `hint`; `nearest` receives its closest point.
     std::uint32_t NearestOnInput(const Vec& p, std::uint32_t hint, Vec& nearest) const;
+    // Fills `patch` with the box from low to high and the input triangles
+    // whose boxes meet it.
+    void GatherInput(const Vec& low, const Vec& high, CInputPatch& patch) const;
+    // Projected(v, p), searched among the patch's triangles where that
+    // settles it (p inside the patch's box, and the ball around p through
+    // the nearest of them too), through the tree otherwise: the same answer
+    // and the same hint either way.
+    Vec ProjectedNear(std::uint32_t v, const Vec& p, CInputPatch& patch);
     // Moves of m_Moved that spoil a face (see SpoiledByMove), or that leave
     // its smallest angle under both `floor` and its own before or fold one of
     // its sides, go back to m_Position.

@@ -279,12 +279,32 @@ Vec CEngine::Projected(std::uint32_t v, const Vec& p) {
     return nearest;
 }
 
+namespace {
+
+// The squared distance from p to triangle t, its closest point written to
+// `point`; infinity, leaving `point` unwritten, where t's box lies beyond
+// the bound. The triangle's own box is a cheap first test; most triangles
+// of a leaf lie beyond the bound. (Against the infinite bound, a hint's is
+// always measured, even where the box is not a number.)
+double TriangleDistance(const CTriangle& t, const Vec& p, double bound, Vec& point) {
+    double outside = 0;
+    for (int k = 0; k < 3; ++k) {
+        const double d = std::max(0.0, std::max(t.m_Low[k] - p[k], p[k] - t.m_High[k]));
+        outside += d * d;
+    }
+    if (!(outside <= bound) && bound != std::numeric_limits<double>::infinity())
+        return std::numeric_limits<double>::infinity();
+    point = ClosestOnTriangle(p, t.m_A, t.m_B, t.m_C);
+    return Squared(point - p);
+}
+
+}  // namespace
+
 std::uint32_t CEngine::NearestOnInput(const Vec& p, std::uint32_t hint, Vec& nearest) const {
+    // TriangleDistance's measure, written out: the walk's hottest call, kept
+    // inline where a shared function was not.
     const auto closest = [&](std::uint32_t i, double bound, Vec& point) {
         const CTriangle& t = m_Triangles[i];
-        // The triangle's own box is a cheap first test; most triangles of a
-        // leaf lie beyond the bound. (Against the infinite bound, a hint's
-        // is always measured, even where the box is not a number.)
         double outside = 0;
         for (int k = 0; k < 3; ++k) {
             const double d = std::max(0.0, std::max(t.m_Low[k] - p[k], p[k] - t.m_High[k]));
@@ -296,6 +316,106 @@ std::uint32_t CEngine::NearestOnInput(const Vec& p, std::uint32_t hint, Vec& nea
         return Squared(point - p);
     };
     return Nearest(m_TriangleTree, m_TriangleLinks, p, hint, closest, nearest, m_ClimbFrom.data(), m_ClimbGap.data());
+}
+
+void CEngine::GatherInput(const Vec& low, const Vec& high, CInputPatch& patch) const {
+    patch.m_Low = low;
+    patch.m_High = high;
+    patch.m_Triangles.clear();
+    for (std::vector<double>& side : patch.m_Box)
+        side.clear();
+    if (m_TriangleTree.IsEmpty())
+        return;
+    const TreeWalk::CNode* nodes = m_TriangleTree.GetNodes().data();
+    std::uint32_t stack[TreeWalk::StackSize];
+    unsigned int top = 0;
+    stack[top++] = 0;
+    while (top > 0) {
+        const TreeWalk::CNode& node = nodes[stack[--top]];
+        // The nodes' boxes are rounded outwards, so no triangle whose box
+        // meets the patch's is passed by; negated, so a NaN never separates.
+        bool meets = true;
+        for (int k = 0; k < 3; ++k)
+            meets = meets && !(double(node.m_Min[k]) > high[k]) && !(double(node.m_Max[k]) < low[k]);
+        if (!meets)
+            continue;
+        if (!node.IsLeaf()) {
+            stack[top++] = node.m_First + 1;
+            stack[top++] = node.m_First;
+            continue;
+        }
+        for (std::uint32_t i = node.m_First; i < node.m_First + node.m_Count; ++i) {
+            const CTriangle& t = m_Triangles[i];
+            bool inside = true;
+            for (int k = 0; k < 3; ++k)
+                inside = inside && !(t.m_Low[k] > high[k]) && !(t.m_High[k] < low[k]);
+            if (!inside)
+                continue;
+            patch.m_Triangles.push_back(i);
+            for (int k = 0; k < 3; ++k) {
+                patch.m_Box[k].push_back(t.m_Low[k]);
+                patch.m_Box[3 + k].push_back(t.m_High[k]);
+            }
+        }
+    }
+    patch.m_Outside.resize(patch.m_Triangles.size());
+}
+
+// Every triangle left out of the patch has its box beyond the patch's box
+// along some axis, so it lies farther from p than any ball around p inside
+// that box; the ball through the patch's nearest, a little grown against
+// rounding, inside the box leaves nothing outside that could match it. The
+// search weighs the hint first and breaks ties as the tree's walk does (to
+// the hint, then to the lowest primitive number), so the answer is the
+// walk's whatever the order of the patch.
+Vec CEngine::ProjectedNear(std::uint32_t v, const Vec& p, CInputPatch& patch) {
+    const std::uint32_t hint = m_FaceHint[v];
+    bool within = !(m_Flags[v] & Sliding) && hint != None;
+    for (int k = 0; k < 3; ++k)
+        within = within && p[k] > patch.m_Low[k] && p[k] < patch.m_High[k];
+    if (!within)
+        return Projected(v, p);
+    const std::vector<std::uint32_t>& order = m_TriangleTree.GetOrder();
+    Vec nearest, measured;
+    double best = TriangleDistance(m_Triangles[hint], p, std::numeric_limits<double>::infinity(), nearest);
+    std::uint32_t found = hint;
+    // The boxes' distances first, in one pass the compiler can vectorise:
+    // the bound only falls from here, so a box beyond it now stays beyond.
+    const std::size_t count = patch.m_Triangles.size();
+    const double* box[6];
+    for (int k = 0; k < 6; ++k)
+        box[k] = patch.m_Box[k].data();
+    double* outside = patch.m_Outside.data();
+    for (std::size_t j = 0; j < count; ++j) {
+        const double x = std::max(0.0, std::max(box[0][j] - p.x, p.x - box[3][j]));
+        const double y = std::max(0.0, std::max(box[1][j] - p.y, p.y - box[4][j]));
+        const double z = std::max(0.0, std::max(box[2][j] - p.z, p.z - box[5][j]));
+        outside[j] = x * x + y * y + z * z;
+    }
+    for (std::size_t j = 0; j < count; ++j) {
+        const std::uint32_t i = patch.m_Triangles[j];
+        if (!(outside[j] <= best) || i == hint)
+            continue;
+        const double d = TriangleDistance(m_Triangles[i], p, best, measured);
+        if (d < best || (d == best && found != hint && order[i] < order[found])) {
+            best = d;
+            found = i;
+            nearest = measured;
+        }
+    }
+    // The margin, relative to the patch's size, lies far above the rounding
+    // of any distance measured in it.
+    double extent = 0;
+    for (int k = 0; k < 3; ++k)
+        extent = std::max(extent, patch.m_High[k] - patch.m_Low[k]);
+    const double reach = std::sqrt(best) * (1 + 1e-9) + 1e-9 * extent;
+    bool settled = true;
+    for (int k = 0; k < 3; ++k)
+        settled = settled && p[k] - reach > patch.m_Low[k] && p[k] + reach < patch.m_High[k];
+    if (!settled)
+        return Projected(v, p);
+    m_FaceHint[v] = found;
+    return nearest;
 }
 
 // Every face of the result has its corners on the input, so on a curved

@@ -15,6 +15,12 @@ constexpr int TipRingRounds = 8;
 // How many rings of each option, those whose tip faces are widest, get the
 // third trial, which settles the ring below (see EvenTipRings).
 constexpr std::size_t TipRingSettled = 10;
+// How far around a tip, in its ring's farthest reach, the input is gathered
+// for the ring's projections (see EvenTipRings). The ring is placed up to
+// 1.4 times its mean reach out, but the few places beyond the box walk the
+// tree instead, which costs less than a larger patch searched at every
+// place (on the spiked scans, 1.5 cost a tenth more than 1).
+constexpr double TipRingReach = 1.0;
 
 }  // namespace
 
@@ -105,6 +111,7 @@ bool CEngine::EvenTipRings() {
     std::vector<std::uint32_t> ring, below, faces, movers, bestHints, ringHints;
     std::vector<Vec> bestPlaces, ringPlaces;
     std::vector<char> wasTurned;
+    CInputPatch patch;
     // A third trial waiting (see tryRing): its bound, its place in the plain
     // order, and where its ring's places start in ringPlaces.
     struct CLaterTrial {
@@ -113,6 +120,63 @@ bool CEngine::EvenTipRings() {
         std::size_t m_Offset;
     };
     std::vector<CLaterTrial> later;
+    std::vector<Vec> places;
+    std::vector<std::uint32_t> hints;
+    // Whether face f is turned against the input or vanished, `normal` its
+    // normal. Only free corners move, and only their places lie on the
+    // input's faces (a rim's vertex may stand on the base under a side face).
+    const auto isTurned = [&](std::uint32_t f, const Vec& normal) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        Vec reference;
+        for (int k = 0; k < 3; ++k) {
+            Vec n = IsFree(corner[k]) ? InputNormal(corner[k], corner[k], corner[k]) : Vec();
+            if (Squared(n) > 0)
+                reference += n / std::sqrt(Squared(n));
+        }
+        return !(Squared(normal) > m_MinCross2) || (Squared(reference) > 0 && !(normal % reference > 0));
+    };
+    const auto foldsOf = [&](std::uint32_t f, const Vec& normal) {
+        int count = 0;
+        for (std::uint32_t h = 3 * f; h < 3 * f + 3; ++h)
+            count += m_Twin[h] != None && Folded(normal, FaceNormal(m_Twin[h] / 3));
+        return count;
+    };
+    // What each face of `faces` measures with every mover in its place
+    // (`places`, `hints`) under the option being tried (see tryRing). A
+    // trial moves a few movers only; a face none of whose corners moved
+    // measures as it did, and so do its folds where its neighbours' far
+    // corners did not move either. Per face, six places in `movers` (-1 for
+    // none): its corners', then the far corners' of its neighbours.
+    bool kept = false;
+    std::vector<double> keptAngle;
+    std::vector<char> keptTurned, moved;
+    std::vector<int> keptFolds, nearMovers;
+    const auto keep = [&]() {
+        const auto moverOf = [&](std::uint32_t v) {
+            const auto at = std::find(movers.begin(), movers.end(), v);
+            return at == movers.end() ? -1 : static_cast<int>(at - movers.begin());
+        };
+        keptAngle.resize(faces.size());
+        keptTurned.resize(faces.size());
+        keptFolds.resize(faces.size());
+        nearMovers.assign(6 * faces.size(), -1);
+        moved.assign(movers.size(), 0);
+        for (std::size_t i = 0; i < faces.size(); ++i) {
+            const std::uint32_t f = faces[i];
+            const std::uint32_t* corner = &m_Corner[3 * f];
+            const Vec normal = FaceNormal(f);
+            keptTurned[i] = isTurned(f, normal);
+            keptAngle[i] = SmallestAngle(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]);
+            keptFolds[i] = foldsOf(f, normal);
+            for (std::uint32_t k = 0; k < 3; ++k) {
+                nearMovers[6 * i + k] = moverOf(corner[k]);
+                const std::uint32_t twin = m_Twin[3 * f + k];
+                if (twin != None)
+                    nearMovers[6 * i + 3 + k] = moverOf(m_Corner[Prev(twin)]);
+            }
+        }
+        kept = true;
+    };
     // The smallest angle of the region's faces, whether any turned against
     // the input or vanished that had not (`wasTurned`, per face of `faces`;
     // empty: the present state, which it then receives), and how many of
@@ -123,29 +187,45 @@ bool CEngine::EvenTipRings() {
         turned = false;
         folds = 0;
         const bool first = wasTurned.empty();
+        // Equal with the same signs is the same place bit for bit (a zero's
+        // sign can change an angle of a vanished face); a NaN counts as moved.
+        const auto equal = [](double x, double y) { return x == y && std::signbit(x) == std::signbit(y); };
+        if (kept)
+            for (std::size_t j = 0; j < movers.size(); ++j) {
+                const Vec &p = m_Position[movers[j]], &q = places[j];
+                moved[j] =
+                    m_FaceHint[movers[j]] != hints[j] || !equal(p.x, q.x) || !equal(p.y, q.y) || !equal(p.z, q.z);
+            }
+        const auto still = [&](int j) { return j < 0 || !moved[j]; };
         for (std::size_t i = 0; i < faces.size(); ++i) {
             const std::uint32_t f = faces[i];
             const std::uint32_t* corner = &m_Corner[3 * f];
-            const Vec normal = FaceNormal(f);
-            Vec reference;
-            // Only free corners move, and only their places lie on the
-            // input's faces (a rim's vertex may stand on the base under a
-            // side face).
-            for (int k = 0; k < 3; ++k) {
-                Vec n = IsFree(corner[k]) ? InputNormal(corner[k], corner[k], corner[k]) : Vec();
-                if (Squared(n) > 0)
-                    reference += n / std::sqrt(Squared(n));
+            const int* near = &nearMovers[6 * i];
+            const bool same = kept && still(near[0]) && still(near[1]) && still(near[2]);
+            Vec normal;
+            double angle;
+            bool now;
+            if (same) {
+                angle = keptAngle[i];
+                now = keptTurned[i];
+            } else {
+                normal = FaceNormal(f);
+                now = isTurned(f, normal);
+                angle = SmallestAngle(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]);
             }
-            const bool now = !(Squared(normal) > m_MinCross2) || (Squared(reference) > 0 && !(normal % reference > 0));
             if (first)
                 wasTurned.push_back(now);
             turned = turned || (now && !wasTurned[i]);
-            smallest =
-                std::min(smallest, SmallestAngle(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]));
+            smallest = std::min(smallest, angle);
             if (!first && (turned || !(smallest > floor)))
                 return false;
-            for (std::uint32_t h = 3 * f; h < 3 * f + 3; ++h)
-                folds += m_Twin[h] != None && Folded(normal, FaceNormal(m_Twin[h] / 3));
+            if (same && still(near[3]) && still(near[4]) && still(near[5])) {
+                folds += keptFolds[i];
+            } else {
+                if (same)
+                    normal = FaceNormal(f);
+                folds += foldsOf(f, normal);
+            }
         }
         return true;
     };
@@ -184,11 +264,21 @@ bool CEngine::EvenTipRings() {
         bool turnedBefore;
         int foldsBefore;
         wasTurned.clear();
+        kept = false;
         measure(before, turnedBefore, foldsBefore, 0.0);
         if (!(before < TipRingAngle))
             continue;
-        std::vector<Vec> places(movers.size());
-        std::vector<std::uint32_t> hints(movers.size());
+        // The ring's places lie on a cone around the tip, mostly within its
+        // farthest vertex's reach, and so do their projections: the input
+        // there is gathered once and searched instead of the whole input's
+        // tree, whose walks from thousands of places around the same few
+        // long faces of a spike cost more than the search of the patch.
+        double reach = 0;
+        for (const std::uint32_t r : ring)
+            reach = std::max(reach, std::sqrt(Squared(m_Position[r] - t)));
+        GatherInput(t - Vec(1, 1, 1) * (TipRingReach * reach), t + Vec(1, 1, 1) * (TipRingReach * reach), patch);
+        places.resize(movers.size());
+        hints.resize(movers.size());
         for (std::size_t i = 0; i < movers.size(); ++i) {
             places[i] = m_Position[movers[i]];
             hints[i] = m_FaceHint[movers[i]];
@@ -211,6 +301,7 @@ bool CEngine::EvenTipRings() {
         // trial; `left` is the vertex a flip took off the ring (None without
         // a flip), `flip` the half-edge flipped.
         const auto tryRing = [&](std::uint32_t left, std::uint32_t flip) {
+            keep();
             now.clear();
             ForEachNeighbour(tip, [&](std::uint32_t x, std::uint32_t) { now.push_back(x); });
             const std::size_t k = now.size();
@@ -261,7 +352,7 @@ bool CEngine::EvenTipRings() {
             const auto placeAt = [&](std::size_t i, double azimuth, double distance) {
                 const Vec direction = axis * std::cos(halfAngle) +
                                       (across * std::cos(azimuth) + side * std::sin(azimuth)) * std::sin(halfAngle);
-                const Vec q = Projected(now[i], t + direction * distance);
+                const Vec q = ProjectedNear(now[i], t + direction * distance, patch);
                 m_Position[now[i]] = q;
                 return IsFinite(q);
             };
@@ -303,7 +394,7 @@ bool CEngine::EvenTipRings() {
                         centroid += m_Position[x];
                         ++count;
                     });
-                    const Vec q = Projected(v, centroid / double(count));
+                    const Vec q = ProjectedNear(v, centroid / double(count), patch);
                     settled = settled && IsFinite(q);
                     m_Position[v] = q;
                 };
