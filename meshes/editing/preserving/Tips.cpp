@@ -200,7 +200,8 @@ bool CEngine::EvenTipRings() {
         for (std::size_t i = 0; i < faces.size(); ++i) {
             const std::uint32_t f = faces[i];
             const std::uint32_t* corner = &m_Corner[3 * f];
-            const int* near = &nearMovers[6 * i];
+            // The first measure of a ring has no movers to look up.
+            const int* near = kept ? &nearMovers[6 * i] : nullptr;
             const bool same = kept && still(near[0]) && still(near[1]) && still(near[2]);
             Vec normal;
             double angle;
