@@ -296,6 +296,26 @@ constexpr double MinAngleGain = 1.0 * Pi / 180.0;
 // no move gains.
 constexpr int QuadSearchSteps = 24;
 
+// The search both use: from q, steps of `step` along +-u and +-w, taking
+// every try that scores above `best`, halving the step where none does.
+// Returns the place found; `best` receives its score.
+template <typename Score>
+Vec SearchPlane(Vec q, const Vec& u, const Vec& w, double step, double& best, const Score& score) {
+    for (int i = 0; i < QuadSearchSteps; ++i) {
+        const Vec tries[4] = {q + u * step, q - u * step, q + w * step, q - w * step};
+        bool moved = false;
+        for (const Vec& x : tries)
+            if (const double s = score(x); s > best) {
+                best = s;
+                q = x;
+                moved = true;
+            }
+        if (!moved)
+            step *= 0.5;
+    }
+    return q;
+}
+
 // Whether faces with normals m and n fold against each other (see
 // MaxFoldCos).
 inline bool Folded(const Vec& m, const Vec& n) {

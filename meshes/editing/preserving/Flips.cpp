@@ -456,21 +456,9 @@ bool CEngine::SplitToRaiseAngles() {
         if (!(Squared(w1) > 0))
             continue;
         const Vec w = w1 / std::sqrt(Squared(w1));
-        Vec q = (pa + pb + pc + pd) * 0.25;
-        double best = score(q);
-        double step = 0.25 * std::sqrt(EdgeLength2(h));
-        for (int i = 0; i < QuadSearchSteps; ++i) {
-            const Vec tries[4] = {q + u * step, q - u * step, q + w * step, q - w * step};
-            bool moved = false;
-            for (const Vec& x : tries)
-                if (const double s = score(x); s > best) {
-                    best = s;
-                    q = x;
-                    moved = true;
-                }
-            if (!moved)
-                step *= 0.5;
-        }
+        const Vec middle = (pa + pb + pc + pd) * 0.25;
+        double best = score(middle);
+        const Vec q = SearchPlane(middle, u, w, 0.25 * std::sqrt(EdgeLength2(h)), best, score);
         if (!(best > before + MinAngleGain))
             continue;
         std::uint32_t hint = None;
@@ -557,22 +545,12 @@ bool CEngine::SearchMove(std::uint32_t v) {
     const Vec axis = std::fabs(normal.x) < 0.6 ? Vec(1, 0, 0) : Vec(0, 1, 0);
     const Vec u0 = axis - normal * (axis % normal);
     const Vec u = u0 / std::sqrt(Squared(u0)), w = normal * u;
-    Vec q = p;
-    double best = before, step = 0.25 * reach / count;
-    for (int i = 0; i < QuadSearchSteps; ++i) {
-        const Vec tries[4] = {q + u * step, q - u * step, q + w * step, q - w * step};
-        bool moved = false;
-        for (const Vec& x : tries) {
-            double smallest;
-            if (FanAfterMove(v, x, smallest) && smallest > best) {
-                best = smallest;
-                q = x;
-                moved = true;
-            }
-        }
-        if (!moved)
-            step *= 0.5;
-    }
+    // A place that turns or flattens a face of the fan scores below any.
+    double best = before;
+    const Vec q = SearchPlane(p, u, w, 0.25 * reach / count, best, [&](const Vec& x) {
+        double smallest;
+        return FanAfterMove(v, x, smallest) ? smallest : -1.0;
+    });
     if (!(best > before + MinAngleGain))
         return false;
     Vec onInput;
