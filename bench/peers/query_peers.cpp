@@ -22,7 +22,13 @@
 // 1 -> 2 thread ratio on a machine shared with other work is the code's and
 // not the scheduler's. It prints how many pairs were kept and their ratios.
 //
-// Usage: bench_peers_queries [--queries N] [--batch-only] [--pairs N] [FACES ...]   (default 200000; 50000 500000)
+// --builds N times N fresh builds of each tree in turns (ours first) on the
+// threads OpenMP is given, and prints every build's wall and processor time:
+// the first build of a process also pays for fresh memory, which is what a
+// program that builds one tree meets.
+//
+// Usage: bench_peers_queries [--queries N] [--batch-only] [--pairs N] [--builds N] [FACES ...]
+//        (default 200000 queries; 50000 500000 faces)
 #include <CGAL/AABB_face_graph_triangle_primitive.h>
 #include <CGAL/AABB_traits.h>
 #include <CGAL/AABB_tree.h>
@@ -80,6 +86,7 @@ double ProcessSeconds() {
 }
 
 int Pairs = 0;
+int Builds = 0;
 
 void Batches(const Tree& tree, const std::vector<TLine3<double>>& lines, const std::vector<V>& points) {
     const std::size_t count = points.size();
@@ -185,6 +192,33 @@ void Compare(const CMeshData& data, std::size_t count, bool batchOnly) {
     }
     const double n = double(count);
 
+    if (Builds > 0) {
+        std::printf("bumpy sphere, %u faces: %d fresh builds of each tree, wall / processor ms\n",
+                    mesh.m_Faces.GetCount(), Builds);
+        for (int build = 0; build < Builds; ++build) {
+            double cpu = ProcessSeconds();
+            double ours;
+            {
+                Tree tree;
+                ours = Seconds([&] { tree.Build(mesh); });
+                cpu = ProcessSeconds() - cpu;
+            }
+            double cgalCpu = ProcessSeconds();
+            double theirs;
+            {
+                std::unique_ptr<CgalTree> cgalTree;
+                theirs = Seconds([&] {
+                    cgalTree.reset(new CgalTree(faces(cgal).first, faces(cgal).second, cgal));
+                    cgalTree->build();
+                });
+                cgalCpu = ProcessSeconds() - cgalCpu;
+            }
+            std::printf("  build %2d: quorvel %7.1f / %7.1f   CGAL %7.1f / %7.1f   %5.2fx\n", build + 1, 1e3 * ours,
+                        1e3 * cpu, 1e3 * theirs, 1e3 * cgalCpu, theirs / ours);
+        }
+        std::fflush(stdout);
+        return;
+    }
     std::printf("bumpy sphere, %u faces, %zu queries each\n", mesh.m_Faces.GetCount(), count);
     std::printf("  %-34s %14s %14s %9s\n", "", "quorvel", "CGAL", "ratio");
     Tree tree;
@@ -273,6 +307,8 @@ int main(int argc, char** argv) {
             batchOnly = true;
         else if (argument == "--pairs" && i + 1 < argc)
             Pairs = std::atoi(argv[++i]);
+        else if (argument == "--builds" && i + 1 < argc)
+            Builds = std::atoi(argv[++i]);
         else
             sizes.push_back(std::strtoul(argv[i], nullptr, 10));
     }
