@@ -1374,13 +1374,13 @@ def main():
         ran = subprocess.run([tool, "remesh", src, "-o", ours, "--quiet"] + (["--relative"] + scale if scale else []),
                              capture_output=True)
         seconds = time.monotonic() - start
-        cgal_ok = subprocess.run([peer, src, cgal] + scale, capture_output=True).returncode == 0
-        c = compare(tool, src, cgal) + (folded_edges(*read_off(cgal)),) if cgal_ok else None
         if ran.returncode != 0:
             flagged += 1
             print("| %s | %s | failed (status %d) | | | | | | | | failed |" %
                   (name, "{:,}".format(len(f)), ran.returncode), flush=True)
             continue
+        cgal_ok = subprocess.run([peer, src, cgal] + scale, capture_output=True).returncode == 0
+        c = compare(tool, src, cgal) + (folded_edges(*read_off(cgal)),) if cgal_ok else None
         o = compare(tool, src, ours) + (folded_edges(*read_off(ours)),)
         flags = []
         if seconds > SLOW_SECONDS:
