@@ -429,6 +429,24 @@ void MakeDenseRimCylinder(Mesh& mesh, unsigned int dense = 400, unsigned int coa
     }
 }
 
+// An open tube as an exporter slices a long prism: `sides` around (a regular
+// polygon of radius 1), `rings` + 1 rings over `length`, so that every face
+// is many times longer around than along. Both rims turn evenly at every
+// vertex, out of the surface.
+template <typename Mesh>
+void MakeSlicedTube(Mesh& mesh, unsigned int sides = 9, unsigned int rings = 400, double length = 4) {
+    std::vector<unsigned int> previous;
+    for (unsigned int k = 0; k <= rings; ++k) {
+        const double z = length * k / rings;
+        std::vector<unsigned int> ring = AddRing(mesh, sides, [&](double a) {
+            return std::array<double, 3>{std::cos(a), std::sin(a), z};
+        });
+        if (k > 0)
+            AddRingStrip(mesh, previous, ring);
+        previous.swap(ring);
+    }
+}
+
 // A bumpy sphere cut by the plane z = -0.5 like a scan of an object standing
 // on a table: rings of latitude from the pole, as many vertices as their
 // length needs at about `coarse` around the equator, except the cut rim, which

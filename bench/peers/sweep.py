@@ -9,7 +9,8 @@ and prints one table row per input: faces, smallest angle, sampled Hausdorff
 distance over the input's diagonal and folded edges (interior edges whose two
 faces' normals lie more than 120 degrees apart) of each, and a flag where ours
 is worse: smallest angle under min(30, CGAL's), distance over 1.1 times
-CGAL's, or more folded edges than the input had.
+CGAL's, or more folded edges than the input had; "failed" where the tool
+exits with an error, "slow" where its whole process takes over 5 seconds.
 
     bench/peers/sweep.py [--build DIR] [--peers DIR] [--out DIR] [--only TEXT]
 
@@ -29,6 +30,7 @@ import re
 import subprocess
 import sys
 import tempfile
+import time
 
 import numpy as np
 from scipy.spatial import ConvexHull, Delaunay
@@ -943,6 +945,283 @@ def limbed_figure(h, limb, finger):
     return marching_tetrahedra(field, np.array((-1.6, -0.6, -2.0)), np.array((1.8, 0.6, 1.4)), h)
 
 
+def tube_grid(around, along, radius, length, closed_caps=False):
+    """An open cylinder `around` sectors by `along` rings: very anisotropic
+    faces when one count is far above the other."""
+    v, f = [], []
+    for k in range(along + 1):
+        for s in range(around):
+            a = 2 * math.pi * s / around
+            v.append((radius * math.cos(a), radius * math.sin(a), length * k / along))
+    for k in range(along):
+        for s in range(around):
+            a, b = k * around + s, k * around + (s + 1) % around
+            f += [(a, b, b + around), (a, b + around, a + around)]
+    return np.array(v, float), np.array(f, int)
+
+
+def filleted_part(sectors, fillet_rings):
+    """A revolved part as a CAD exporter writes it: a flanged shaft whose
+    fillets are a few thin rings, lat-long with fans at both poles."""
+    def fillet(cr, cz, r, a0, a1):
+        return [(cr + r * math.cos(a), cz + r * math.sin(a))
+                for a in np.linspace(a0, a1, fillet_rings + 2)[1:-1]]
+    profile = [(0.0, 0.0), (1.9, 0.0)]
+    profile += fillet(1.9, 0.1, 0.1, -math.pi / 2, 0)
+    profile += [(2.0, 0.1), (2.0, 0.3), (0.6, 0.3)]
+    profile += fillet(0.6, 0.4, 0.1, -math.pi / 2, -math.pi)
+    profile += [(0.5, 0.4), (0.5, 2.45)]
+    profile += fillet(0.45, 2.45, 0.05, 0, math.pi / 2)
+    profile += [(0.45, 2.5), (0.0, 2.5)]
+    v, f = revolve(profile, sectors)
+    return v, orient_by_volume(v, f)
+
+
+def blade(sections, chord_points, span):
+    """A turbine blade: a cambered airfoil with a sharp trailing edge lofted
+    through `sections` stations along a twisted span, root and tip caps
+    ear-clipped (long thin faces spanning the chord)."""
+    def airfoil(n):
+        xs = 0.5 * (1 - np.cos(np.linspace(0, math.pi, n)))
+        t = 0.12
+        yt = 5 * t * (0.2969 * np.sqrt(xs) - 0.126 * xs - 0.3516 * xs ** 2 + 0.2843 * xs ** 3 - 0.1036 * xs ** 4)
+        yt[-1] = 0.0
+        yc = 0.06 * 4 * xs * (1 - xs)
+        upper = list(zip(xs[::-1], (yc + yt)[::-1]))
+        lower = list(zip(xs[1:-1], (yc - yt)[1:-1]))
+        return upper + lower
+    outline = airfoil(chord_points)
+    n = len(outline)
+    v, f = [], []
+    for k in range(sections):
+        z = span * k / (sections - 1)
+        tw = 0.5 * k / (sections - 1)
+        scale = 1.0 - 0.3 * k / (sections - 1)
+        for x, y in outline:
+            x, y = (x - 0.3) * scale, y * scale
+            v.append((x * math.cos(tw) - y * math.sin(tw), x * math.sin(tw) + y * math.cos(tw), z))
+    for k in range(sections - 1):
+        for s in range(n):
+            a, b = k * n + s, k * n + (s + 1) % n
+            f += [(a, b, b + n), (a, b + n, a + n)]
+    # the outline runs from the trailing edge over the upper side: counter-clockwise
+    for a, b, c in ear_clip(outline):
+        f.append((a, c, b))
+        top = (sections - 1) * n
+        f.append((top + a, top + b, top + c))
+    return np.array(v, float), orient_by_volume(np.array(v, float), np.array(f, int))
+
+
+def orient_by_volume(v, f):
+    """Turns every face if the closed surface's signed volume is negative."""
+    a, b, c = v[f[:, 0]], v[f[:, 1]], v[f[:, 2]]
+    vol = (a * np.cross(b, c)).sum()
+    return f[:, ::-1].copy() if vol < 0 else f
+
+
+def ragged_scan(points, seed):
+    """A scanned patch with holes and a ragged open rim: a Delaunay surface of
+    points of very uneven density, faces dropped near the rim (boundary edges
+    of very uneven length, rim vertices held by one or two faces) and three
+    holes."""
+    rng = np.random.default_rng(seed)
+    r = np.sqrt(rng.uniform(0, 1, points)) * (1 + 0.3 * rng.uniform(-1, 1, points))
+    a = rng.uniform(0, 2 * math.pi, points)
+    dense = rng.normal(0, 0.15, (points // 3, 2)) + (0.4, 0.2)
+    xy = np.vstack([np.c_[r * np.cos(a), r * np.sin(a)], dense])
+    z = 0.15 * np.sin(2 * xy[:, 0]) * np.cos(3 * xy[:, 1]) + 0.0005 * rng.normal(size=len(xy))
+    v = np.c_[xy, z]
+    f = Delaunay(xy).simplices
+    cen = xy[f].mean(axis=1)
+    rad = np.linalg.norm(cen, axis=1)
+    keep = rng.uniform(0, 1, len(f)) > np.clip((rad - 0.75) * 2.0, 0, 0.9)
+    for hx, hy, hr in ((-0.3, 0.3, 0.1), (0.2, -0.4, 0.06), (0.45, 0.25, 0.04)):
+        keep &= np.hypot(cen[:, 0] - hx, cen[:, 1] - hy) > hr
+    # the hull's long rim edges, as a scan's triangulator leaves them
+    keep &= np.array([max(np.linalg.norm(xy[t[i]] - xy[t[(i + 1) % 3]]) for i in range(3)) < 0.5 for t in f])
+    f = f[keep]
+    f = orient_up(v, f)
+    return compact(v, f)
+
+
+def orient_up(v, f):
+    n = tri_normals(v, f)
+    f = f.copy()
+    down = n[:, 2] < 0
+    f[down] = f[down][:, ::-1]
+    return f
+
+
+def bridged_hole(n):
+    """A grid patch with a square hole that one long thin face bridges, from
+    a corner of the hole's one side to two neighbours across it."""
+    v, f = grid(n, n)
+    c = (v[f].mean(axis=1))
+    hole = (np.abs(c[:, 0]) < 0.4) & (np.abs(c[:, 1]) < 0.4)
+    f = f[~hole]
+    step = 2.0 / n
+    def vid(x, y):
+        return int(np.argmin(np.hypot(v[:, 0] - x, v[:, 1] - y)))
+    a = vid(-0.4, 0.0)
+    b, c2 = vid(0.4, 0.0), vid(0.4, step)
+    f = np.vstack([f, [(a, b, c2)]])
+    return compact(v, f)
+
+
+def holed_sphere(levels, faces_out):
+    """A sphere with one small hole: the faces around one vertex removed."""
+    v, f = icosphere(levels)
+    d = np.linalg.norm(v[f].mean(axis=1) - v[0], axis=1)
+    f = f[np.argsort(d)[faces_out:]]
+    return compact(v, orient_outwards(v, f))
+
+
+def cup(sectors, rings):
+    """An open cup: a revolved single sheet, a round bottom and a straight
+    wall up to an open rim, no thickness."""
+    v, f = [(0.0, 0.0, 0.0)], []
+    prof = [(math.sin(t), 1 - math.cos(t)) for t in np.linspace(0, math.pi / 2, rings // 2 + 1)[1:]]
+    prof += [(1.0, 1 + 1.5 * k / (rings // 2)) for k in range(1, rings // 2 + 1)]
+    for r, z in prof:
+        for s in range(sectors):
+            a = 2 * math.pi * s / sectors
+            v.append((r * math.cos(a), r * math.sin(a), z))
+    for s in range(sectors):
+        f.append((0, 1 + s, 1 + (s + 1) % sectors))
+    for k in range(len(prof) - 1):
+        for s in range(sectors):
+            a, b = 1 + k * sectors + s, 1 + k * sectors + (s + 1) % sectors
+            f += [(a, b + sectors, b), (a, a + sectors, b + sectors)]
+    return np.array(v, float), np.array(f, int)
+
+
+def moebius(along, across, width):
+    """A Moebius strip: non-orientable, one boundary loop."""
+    v, f = [], []
+    for i in range(along):
+        t = 2 * math.pi * i / along
+        for j in range(across + 1):
+            s = width * (2 * j / across - 1)
+            v.append(((1 + s * math.cos(t / 2)) * math.cos(t), (1 + s * math.cos(t / 2)) * math.sin(t),
+                      s * math.sin(t / 2)))
+    m = across + 1
+    for i in range(along):
+        for j in range(across):
+            a, b = i * m + j, i * m + j + 1
+            if i + 1 < along:
+                c, d = a + m, b + m
+            else:
+                c, d = across - j, across - j - 1
+            f += [(a, c, d), (a, d, b)]
+    return np.array(v, float), np.array(f, int)
+
+
+def t_junction_plate(n):
+    """A flat plate whose right half is a grid twice as fine as the left's,
+    the two not joined: every other fine vertex lies exactly on a coarse edge
+    (exact T-junctions), and the seam is a crack of zero width."""
+    left_v, left_f = grid(n, 2 * n, -1, 0, -1, 1)
+    right_v, right_f = grid(2 * n, 4 * n, 0, 1, -1, 1)
+    v, f = merge((left_v, left_f), (right_v, right_f))
+    return weld(v, f)
+
+
+def chain(links, sectors, rings, minor):
+    """Interlocked chain links: separate thin rings (tori stretched into
+    ovals), each turned a quarter against the last."""
+    parts = []
+    for k in range(links):
+        v, f = torus(sectors, rings, 1.0, minor)
+        v = v * (1.0, 0.6, 1.0)
+        if k % 2:
+            v = v[:, [0, 2, 1]]
+            f = f[:, ::-1]
+        parts.append((v + (1.5 * k, 0, 0), f))
+    return merge(*parts)
+
+
+def terrain_cliff(n, seed):
+    """A nearly flat low-polygon terrain with a cliff: a regular grid of
+    gentle noise whose one row of faces rises almost vertically by a tenth
+    of the width."""
+    rng = np.random.default_rng(seed)
+    noise = rng.uniform(-0.01, 0.01, (n + 1) * (n + 1))
+    v, f = grid(n, n)
+    v[:, 2] = noise + 0.02 * np.sin(3 * v[:, 0])
+    step = 2.0 / n
+    cliff = v[:, 1] > 0.3
+    v[cliff, 2] += 0.2
+    # the cliff's top row moves over its foot: long, nearly vertical faces
+    top = np.abs(v[:, 1] - v[cliff, 1].min()) < 1e-9
+    v[top, 1] -= 0.9 * step
+    return v, f
+
+
+def boss_on_box(sectors):
+    """A cylinder boss on a box, CAD-style: the box's top is its square (the
+    corners and the sides' midpoints) joined to the boss's circle by one
+    strip of long fans, the boss's wall one quad tall and its top a fan from
+    one rim point; one circular crease shared."""
+    v = [(-1, -1, 0), (1, -1, 0), (1, 1, 0), (-1, 1, 0), (-1, -1, 1), (1, -1, 1), (1, 1, 1), (-1, 1, 1)]
+    f = [(0, 2, 1), (0, 3, 2)]
+    extra = []
+    for k in range(4):
+        p, q = 4 + k, 4 + (k + 1) % 4
+        v.append(tuple((np.array(v[p], float) + np.array(v[q], float)) / 2))
+        m = len(v) - 1
+        f += [(k, (k + 1) % 4, m), (k, m, p), ((k + 1) % 4, q, m)]
+        extra += [p, m]
+    lo = len(v)
+    for s in range(sectors):
+        a = 2 * math.pi * s / sectors + math.pi / 4
+        v.append((0.5 * math.cos(a), 0.5 * math.sin(a), 1.0))
+    hi = len(v)
+    for s in range(sectors):
+        a = 2 * math.pi * s / sectors + math.pi / 4
+        v.append((0.5 * math.cos(a), 0.5 * math.sin(a), 1.6))
+    va = np.array(v, float)
+    f += [(a, b, c) for a, b, c in ring_strip(extra, list(range(lo, hi)), va, np.array((0, 0, 1.0)))]
+    for s in range(sectors):
+        a, b = lo + s, lo + (s + 1) % sectors
+        f += [(a, b, b + sectors), (a, b + sectors, a + sectors)]
+    for s in range(1, sectors - 1):
+        f.append((hi, hi + s, hi + s + 1))
+    # the strip's winding depends on the loops' order; the box's outside wins
+    return va, fix_orientation(va, np.array(f, int))
+
+
+def fix_orientation(v, f):
+    """Orients a closed connected surface consistently (breadth first from
+    face 0), then outwards by its signed volume."""
+    from collections import deque
+    edges = {}
+    for t, (a, b, c) in enumerate(f):
+        for x, y in ((a, b), (b, c), (c, a)):
+            edges.setdefault((min(x, y), max(x, y)), []).append(t)
+    f = f.copy()
+    seen = np.zeros(len(f), bool)
+    for start in range(len(f)):
+        if seen[start]:
+            continue
+        seen[start] = True
+        queue = deque([start])
+        while queue:
+            t = queue.popleft()
+            a, b, c = f[t]
+            for x, y in ((a, b), (b, c), (c, a)):
+                for u in edges[(min(x, y), max(x, y))]:
+                    if seen[u]:
+                        continue
+                    seen[u] = True
+                    fu = list(f[u])
+                    # agreeing neighbours run the shared edge the other way
+                    same = any(fu[i] == x and fu[(i + 1) % 3] == y for i in range(3))
+                    if same:
+                        f[u] = f[u][::-1]
+                    queue.append(u)
+    return orient_by_volume(v, f)
+
+
 def inputs():
     """(name, builder) for every input of the sweep."""
     soup_source = torus(24, 12)
@@ -1028,9 +1307,32 @@ def inputs():
     yield "disc caps 200-slivers fan at 2x", lambda: fan_cap_disc(200, 0.3), 2.0
     yield "debris beside a body at 2x", lambda: debris(200, 24), 2.0
     yield "fin on a plate at 0.5x", lambda: fin_on_plate(16, 6), 0.5
+    # more kinds: CAD exports, ragged scans, nearly closed and non-orientable sheets, anisotropic faces
+    yield "revolved part 64, 3-ring fillets", lambda: filleted_part(64, 3)
+    yield "turbine blade 4 sections", lambda: blade(4, 40, 3.0)
+    yield "turbine blade 4 sections at 0.5x", lambda: blade(4, 40, 3.0), 0.5
+    yield "boss on a box 48", lambda: boss_on_box(48)
+    yield "knot tube 90x40 long faces", lambda: knot_tube(2, 3, 90, 40, 0.3)
+    yield "ragged scan", lambda: ragged_scan(3000, 31)
+    yield "ragged scan at 2x", lambda: ragged_scan(3000, 31), 2.0
+    yield "bridged hole 20", lambda: bridged_hole(20)
+    yield "sphere with a small hole", lambda: holed_sphere(3, 6)
+    yield "cup 48x16", lambda: cup(48, 16)
+    yield "moebius strip 120x6", lambda: moebius(120, 6, 0.3)
+    yield "cylinder 2000 around x 4", lambda: tube_grid(2000, 4, 1.0, 2.0)
+    yield "cylinder 8 around x 2000", lambda: tube_grid(8, 2000, 1.0, 20.0)
+    yield "T-junction plate 10", lambda: t_junction_plate(10)
+    yield "chain of 3 thin links", lambda: chain(3, 64, 8, 0.06)
+    yield "chain of 3 thin links at 2x", lambda: chain(3, 64, 8, 0.06), 2.0
+    yield "terrain 30 with a cliff", lambda: terrain_cliff(30, 32)
+    yield "terrain 30 with a cliff at 0.5x", lambda: terrain_cliff(30, 32), 0.5
 
 
 # ---------------------------------------------------------------- the runs
+
+# A whole `quorvel remesh` process of these sizes (at most 82k faces) takes
+# well under a second; one over this many seconds is flagged.
+SLOW_SECONDS = 5.0
 
 
 def compare(tool, a, b):
@@ -1068,12 +1370,21 @@ def main():
         src, ours, cgal = stem + ".off", stem + "-preserve.off", stem + "-cgal.off"
         write_off(src, v, f)
         folds_in = folded_edges(v, np.asarray(f))
-        subprocess.run([tool, "remesh", src, "-o", ours, "--quiet"] + (["--relative"] + scale if scale else []),
-                       check=True, capture_output=True)
+        start = time.monotonic()
+        ran = subprocess.run([tool, "remesh", src, "-o", ours, "--quiet"] + (["--relative"] + scale if scale else []),
+                             capture_output=True)
+        seconds = time.monotonic() - start
+        if ran.returncode != 0:
+            flagged += 1
+            print("| %s | %s | failed (status %d) | | | | | | | | failed |" %
+                  (name, "{:,}".format(len(f)), ran.returncode), flush=True)
+            continue
         cgal_ok = subprocess.run([peer, src, cgal] + scale, capture_output=True).returncode == 0
-        o = compare(tool, src, ours) + (folded_edges(*read_off(ours)),)
         c = compare(tool, src, cgal) + (folded_edges(*read_off(cgal)),) if cgal_ok else None
+        o = compare(tool, src, ours) + (folded_edges(*read_off(ours)),)
         flags = []
+        if seconds > SLOW_SECONDS:
+            flags.append("slow")
         if c and o[1] < min(30.0, c[1]):
             flags.append("angle")
         if c and o[2] > 1.1 * c[2]:

@@ -87,7 +87,7 @@ TEST(BadInput, BadOptionsAndImpossibleRequestsAreRefusedBeforeAnyOutput) {
         "--target 0,--target -1,--target nan,--target inf,--target abc,--target 1e999,--relative 0,--relative -2,"
         "--target,--target 1 --relative 1,--method fast,--colour red,--feature-angle 200,--iterations 0,"
         "--method exact --iterations 3,--method exact --relative 1e6,--max-memory 0,--max-memory lots,"
-        "--max-time 0,--max-time -5,--max-time soon");
+        "--max-time 0,--max-time -5,--max-time soon,--weld-tolerance -1e-6,--weld-tolerance 0.5,--weld-tolerance x");
     for (std::string options; std::getline(requests, options, ',');) {
         SCOPED_TRACE(options);
         ExpectRefused(dir, Words("remesh " + input + " -o " + dir.Path("out.obj") + " " + options),

@@ -2,6 +2,7 @@
 // the edges it finds on the way against the mesh's own census.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
 #include <functional>
 #include <random>
@@ -162,4 +163,86 @@ TEST(RemeshPreparation, HandsOnTheEdgesOfACleanMesh) {
         ASSERT_EQ(PrepareForRemesh(prepared, false, changes), EPreparationFault::None);
         EXPECT_EQ(changes.m_Edges, CensusEdges(input));
     }
+}
+
+namespace {
+
+// Every face with corners of its own, each copy moved by up to `jitter` in
+// every coordinate, as an exporter that rounds face by face leaves them.
+CMeshData JitteredSoup(const CMeshData& mesh, double jitter, unsigned int seed) {
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<double> offset(-jitter, jitter);
+    CMeshData soup;
+    for (const Triangle& t : mesh.m_Triangles) {
+        const auto first = static_cast<std::uint32_t>(soup.m_Positions.size());
+        for (std::uint32_t v : t)
+            soup.m_Positions.push_back(mesh.m_Positions[v] + Point(offset(random), offset(random), offset(random)));
+        soup.m_Triangles.push_back(Triangle{first, first + 1, first + 2});
+    }
+    return soup;
+}
+
+std::size_t OpenEdges(const CMeshData& mesh) {
+    std::size_t open = 0;
+    for (const CMeshEdge& edge : CEdgeCensus(mesh).m_Edges)
+        open += edge.m_Faces == 1;
+    return open;
+}
+
+}  // namespace
+
+// Copies 1e-7 apart on a sphere of diagonal 3.5 join into the closed sphere,
+// each at its first copy's place; a tolerance of 0 joins exact copies only.
+TEST(RemeshPreparation, WeldsCopiesThatRoundingMovedApart) {
+    const CMeshData sphere = MakeSphere(3);
+    const CMeshData soup = JitteredSoup(sphere, 1e-7, 7);
+    CMeshData welded = soup;
+    CPreparation changes;
+    ASSERT_EQ(PrepareForRemesh(welded, false, changes), EPreparationFault::None);
+    EXPECT_EQ(welded.m_Triangles.size(), sphere.m_Triangles.size());
+    EXPECT_EQ(welded.m_Positions.size(), sphere.m_Positions.size());
+    EXPECT_EQ(OpenEdges(welded), 0u);
+    EXPECT_EQ(changes.m_Repairs.m_WeldedVertices, soup.m_Positions.size() - sphere.m_Positions.size());
+    EXPECT_NE(changes.m_Repairs.Describe().find("weld tolerance"), std::string::npos);
+    // The edges were renumbered by the weld and are not handed on.
+    EXPECT_TRUE(changes.m_Edges.empty());
+
+    CMeshData kept = soup;
+    CPreparation exactOnly;
+    ASSERT_EQ(PrepareForRemesh(kept, false, exactOnly, 0), EPreparationFault::None);
+    EXPECT_EQ(kept.m_Positions.size(), soup.m_Positions.size());
+    EXPECT_EQ(OpenEdges(kept), 3 * soup.m_Triangles.size());
+
+    // Copies farther apart than the tolerance stay apart.
+    CMeshData far = JitteredSoup(sphere, 1e-4, 7);
+    CPreparation none;
+    ASSERT_EQ(PrepareForRemesh(far, false, none), EPreparationFault::None);
+    EXPECT_EQ(none.m_Repairs.m_WeldedVertices, 0u);
+}
+
+// Only ends of open edges weld: two vertices of a closed sphere moved within
+// the tolerance of each other stay two, and a row of open vertices each
+// closer than the tolerance to the next joins in pairs to the first kept
+// one, not all into one.
+TEST(RemeshPreparation, WeldsOnlyOpenEdgesAndDoesNotChain) {
+    CMeshData sphere = MakeSphere(3);
+    const Triangle t = sphere.m_Triangles[0];
+    sphere.m_Positions[t[1]] = sphere.m_Positions[t[0]] + Point(1e-8, 0, 0);
+    CPreparation closed;
+    ASSERT_EQ(PrepareForRemesh(sphere, false, closed), EPreparationFault::None);
+    EXPECT_EQ(closed.m_Repairs.m_WeldedVertices, 0u);
+    EXPECT_EQ(sphere.m_Triangles.size(), MakeSphere(3).m_Triangles.size());
+
+    // Ten separate triangles, their first corners 0.6 tolerances apart in a
+    // row along x, in a box 0.9 x 1 x 1.
+    CMeshData row;
+    const double step = 0.6 * DefaultWeldTolerance * std::sqrt(2.81);
+    for (std::uint32_t k = 0; k < 10; ++k) {
+        row.m_Positions.insert(row.m_Positions.end(),
+                               {Point(k * step, 0, 0), Point(k * 0.1, 1, 0), Point(k * 0.1, 0, 1)});
+        row.m_Triangles.push_back(Triangle{3 * k, 3 * k + 1, 3 * k + 2});
+    }
+    CPreparation rowChanges;
+    ASSERT_EQ(PrepareForRemesh(row, false, rowChanges), EPreparationFault::None);
+    EXPECT_EQ(rowChanges.m_Repairs.m_WeldedVertices, 5u);
 }

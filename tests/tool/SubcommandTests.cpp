@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <random>
 #include <sstream>
 
 #include "ToolTestSupport.h"
@@ -183,6 +184,39 @@ TEST(Subcommands, RemeshRepairsAwkwardInputAndBothMethodsApproachTheTarget) {
         EXPECT_TRUE(finned.m_Status == 2 || !ReadMeshFile(dir.Path("out.off")).m_Triangles.empty());
         ExpectSuccess(RunQuorvel({"remesh", dir.Path("far.ply"), "-o", dir.Path("far.off"), "--method", method}));
     }
+}
+
+// An STL whose faces rounded their corners each their own way: copies of a
+// vertex 1e-7 apart. The remesh joins them and gives the welded sphere's
+// result; with --weld-tolerance 0 every face stays a piece of its own.
+TEST(Subcommands, RemeshWeldsCopiesThatRoundingMovedApart) {
+    CScratchDirectory dir;
+    const CMeshData sphere = MakeSphere(3);
+    CMeshData soup = Soup(sphere);
+    std::mt19937 random(11);
+    std::uniform_real_distribution<double> jitter(-1e-7, 1e-7);
+    for (Point& p : soup.m_Positions)
+        p = p + Point(jitter(random), jitter(random), jitter(random));
+    WriteMeshFile(dir.Path("soup.off"), soup, EEncoding::Text);
+    WriteMeshFile(dir.Path("sphere.off"), sphere, EEncoding::Text);
+    const CRun welded = RunQuorvel(Words("remesh " + dir.Path("sphere.off") + " -o " + dir.Path("welded.off")));
+    const CRun run = RunQuorvel(Words("remesh " + dir.Path("soup.off") + " -o " + dir.Path("out.off")));
+    ExpectSuccess(welded);
+    ExpectSuccess(run);
+    EXPECT_NE(run.m_Err.find("within the weld tolerance"), std::string::npos) << run.m_Err;
+    const CMeshData reference = ReadMeshFile(dir.Path("welded.off")), output = ReadMeshFile(dir.Path("out.off"));
+    EXPECT_TRUE(IsClosedManifold(output));
+    EXPECT_EQ(output.m_Triangles.size(), reference.m_Triangles.size());
+    const CMeshStatistics a = MeasureMesh(reference), b = MeasureMesh(output);
+    EXPECT_NEAR(b.m_MinAngle, a.m_MinAngle, 0.01);
+    EXPECT_NEAR(b.m_Volume, a.m_Volume, 1e-5);
+    EXPECT_EQ(Field(run.m_Out, "distance from input / diag"), Field(welded.m_Out, "distance from input / diag"));
+
+    const CRun apart =
+        RunQuorvel(Words("remesh " + dir.Path("soup.off") + " -o " + dir.Path("apart.off") + " --weld-tolerance 0"));
+    ExpectSuccess(apart);
+    EXPECT_EQ(apart.m_Err.find("weld tolerance"), std::string::npos) << apart.m_Err;
+    EXPECT_FALSE(IsClosedManifold(ReadMeshFile(dir.Path("apart.off"))));
 }
 
 TEST(Subcommands, RemeshWithoutInputRunsTheBuiltInExample) {

@@ -153,6 +153,8 @@ int Run(const CCommandLine& line) {
         GetMemorySize(line, "--max-memory");
     if (line.Has("--max-time"))
         line.GetPositiveNumber("--max-time");
+    if (line.Has("--weld-tolerance"))
+        line.GetNumberIn("--weld-tolerance", 0, 0.01);
 
     const CMeshData original = builtIn ? MakeDefaultMesh() : LoadMesh(name, line);
     // The input's half of the measures starts now, on the core that the
@@ -160,7 +162,9 @@ int Run(const CCommandLine& line) {
     CRemeshMeasurer measurer(original);
     CMeshData input = original;
     CPreparation changes;
-    const EPreparationFault fault = PrepareForRemesh(input, method == EMethod::Exact, changes);
+    const double weldTolerance =
+        line.Has("--weld-tolerance") ? line.GetNumberIn("--weld-tolerance", 0, 0.01) : DefaultWeldTolerance;
+    const EPreparationFault fault = PrepareForRemesh(input, method == EMethod::Exact, changes, weldTolerance);
     if (fault == EPreparationFault::NoUsableFaces)
         throw CToolError(Located(name, NoUsableFacesMessage));
     if (fault == EPreparationFault::NotManifold)
@@ -272,7 +276,8 @@ CCommand DescribeRemesh() {
     CCommand command;
     command.m_Name = "remesh";
     command.m_Usage = "remesh [INPUT] [-o OUTPUT] [--target L | --relative R] [--method preserve|exact] "
-                      "[--feature-angle DEG] [--iterations N] [--report FILE.svg] [--json FILE] [--max-memory SIZE] "
+                      "[--feature-angle DEG] [--iterations N] [--weld-tolerance F] [--report FILE.svg] [--json FILE] "
+                      "[--max-memory SIZE] "
                       "[--max-time SECONDS] [--quiet]";
     command.m_Summary = "make all edges approach one length (isotropic remeshing)";
     command.m_Description =
@@ -286,6 +291,9 @@ CCommand DescribeRemesh() {
         "  exact     the library's Remesh as designed: five rounds of split, collapse, flip and\n"
         "            plain neighbour averaging. The mesh is first made an oriented manifold\n"
         "            (flipped faces, split non-manifold vertices), which that method assumes.\n\n"
+        "Before either method, vertices at the same position become one, and so does an end of an\n"
+        "open edge lying within --weld-tolerance times the bounding-box diagonal (default 1e-6) of\n"
+        "an earlier one: copies that an exporter rounded apart then join; 0 joins exact copies only.\n\n"
         "The distance row is the sampled Hausdorff distance between input and output over the\n"
         "input's bounding-box diagonal, measured from every vertex and edge midpoint of both meshes\n"
         "and from points spread by area: one a face up to 4,000 faces, fewer on larger meshes (the\n"
@@ -302,6 +310,7 @@ CCommand DescribeRemesh() {
         {"--method", "", "M", "preserve (default) or exact"},
         {"--feature-angle", "", "DEG", "preserve: edges bent over DEG degrees stay sharp (45; 0: none)"},
         {"--iterations", "", "N", "preserve: rounds of remeshing (default 5)"},
+        {"--weld-tolerance", "", "F", "join open-edge vertices closer than F x the diagonal (1e-6; 0: exact only)"},
         {"--report", "", "FILE.svg", "draw edge-length and valence histograms before and after"},
         {"--max-memory", "", "SIZE", "stop beyond this much memory (4G, 512M, bytes; default: half of RAM)"},
         {"--max-time", "", "SECONDS", "stop after this much processor time (default: 20 s + 0.1 ms a face)"},

@@ -1,7 +1,12 @@
 #include "core/MeshRepair.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
 #include <numeric>
+#include <unordered_map>
+#include <utility>
+#include <vector>
 
 #include "core/KeySort.h"
 #include "core/MeshTopology.h"
@@ -219,6 +224,7 @@ bool IsManifold(const CMeshData& mesh) {
 std::string CRepairSummary::Describe() const {
     std::string text;
     Note(text, m_MergedVertices, "vertices at the position of an earlier vertex merged into it");
+    Note(text, m_WeldedVertices, "vertices on open edges merged into an earlier one within the weld tolerance");
     Note(text, m_RepeatedCornerFaces, "faces naming a vertex twice dropped");
     Note(text, m_DuplicateFaces, "duplicate faces dropped");
     Note(text, m_UnusedVertices, "unused vertices dropped");
@@ -240,6 +246,83 @@ void WeldCoincidentVertices(CMeshData& mesh, CRepairSummary& summary) {
     for (Triangle& t : mesh.m_Triangles)
         for (std::uint32_t& v : t)
             v = map[v];
+}
+
+bool WeldCloseVertices(CMeshData& mesh, std::vector<std::uint32_t> candidates, double distance,
+                       CRepairSummary& summary) {
+    if (!(distance > 0) || candidates.size() < 2)
+        return false;
+    std::sort(candidates.begin(), candidates.end());
+    candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
+    // Cells one distance wide: a partner lies in the 27 cells around a
+    // vertex's own. Cell numbers are kept whole (not packed into one key), as
+    // a mesh far from the origin has coordinates of 1e12 distances and more.
+    struct CCell {
+        std::int64_t x, y, z;
+        bool operator==(const CCell& o) const { return x == o.x && y == o.y && z == o.z; }
+    };
+    struct CCellHash {
+        std::size_t operator()(const CCell& c) const {
+            std::uint64_t h = 0x9E3779B97F4A7C15ull;
+            for (std::int64_t k : {c.x, c.y, c.z})
+                h = (h ^ static_cast<std::uint64_t>(k)) * 0xBF58476D1CE4E5B9ull + (h >> 29);
+            return static_cast<std::size_t>(h ^ (h >> 31));
+        }
+    };
+    const auto cellOf = [&](const Point& p) {
+        return CCell{static_cast<std::int64_t>(std::floor(p.x / distance)),
+                     static_cast<std::int64_t>(std::floor(p.y / distance)),
+                     static_cast<std::int64_t>(std::floor(p.z / distance))};
+    };
+    constexpr std::uint32_t None = 0xFFFFFFFFu;
+    // Each cell's kept vertices as a list threaded through `next`, by
+    // candidate position.
+    std::unordered_map<CCell, std::uint32_t, CCellHash> heads;
+    heads.reserve(candidates.size());
+    std::vector<std::uint32_t> next(candidates.size(), None);
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> welds;
+    const double limit = distance * distance;
+    for (std::uint32_t i = 0; i < candidates.size(); ++i) {
+        const Point& p = mesh.m_Positions[candidates[i]];
+        const CCell home = cellOf(p);
+        std::uint32_t best = None;
+        double bestSquared = limit;
+        for (std::int64_t dx = -1; dx <= 1; ++dx)
+            for (std::int64_t dy = -1; dy <= 1; ++dy)
+                for (std::int64_t dz = -1; dz <= 1; ++dz) {
+                    const auto found = heads.find(CCell{home.x + dx, home.y + dy, home.z + dz});
+                    if (found == heads.end())
+                        continue;
+                    for (std::uint32_t k = found->second; k != None; k = next[k]) {
+                        const Point d = mesh.m_Positions[candidates[k]] - p;
+                        const double squared = d.x * d.x + d.y * d.y + d.z * d.z;
+                        if (squared < bestSquared || (squared == bestSquared && best != None && k < best)) {
+                            bestSquared = squared;
+                            best = k;
+                        }
+                    }
+                }
+        if (best != None) {
+            welds.emplace_back(candidates[i], candidates[best]);
+            continue;
+        }
+        // Prepended: the list runs from the latest kept vertex back.
+        auto slot = heads.try_emplace(home, None).first;
+        next[i] = slot->second;
+        slot->second = i;
+    }
+    if (welds.empty())
+        return false;
+    std::vector<std::uint32_t> map(mesh.m_Positions.size());
+    for (std::uint32_t v = 0; v < map.size(); ++v)
+        map[v] = v;
+    for (const auto& [from, to] : welds)
+        map[from] = to;
+    for (Triangle& t : mesh.m_Triangles)
+        for (std::uint32_t& v : t)
+            v = map[v];
+    summary.m_WeldedVertices += welds.size();
+    return true;
 }
 
 void DropRepeatedCornerFaces(CMeshData& mesh, CRepairSummary& summary) {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "io/MeshData.h"
 
@@ -11,6 +12,7 @@ namespace Corvane::Pellix::Quorvel::Tool {
 class CRepairSummary {
 public:
     std::uint64_t m_MergedVertices = 0;
+    std::uint64_t m_WeldedVertices = 0;
     std::uint64_t m_RepeatedCornerFaces = 0;
     std::uint64_t m_DuplicateFaces = 0;
     std::uint64_t m_UnusedVertices = 0;
@@ -29,6 +31,13 @@ public:
 // written triangle by triangle, or cut along texture seams, then hold one
 // connected surface instead of loose pieces.
 void WeldCoincidentVertices(CMeshData& mesh, CRepairSummary& summary);
+// Each of `candidates` that lies within `distance` of an earlier candidate
+// (the nearest, the lowest number on a tie) is replaced by it in every face;
+// a vertex that was replaced is no longer a candidate itself, so a row of
+// close vertices does not chain into one. Positions stay, unused vertices are
+// left to DropUnusedVertices. Returns whether any face changed.
+bool WeldCloseVertices(CMeshData& mesh, std::vector<std::uint32_t> candidates, double distance,
+                       CRepairSummary& summary);
 // Faces that name one vertex at two corners: the library reads a face whose
 // corner 0 equals corner 1 as marked for removal, and builds a vertex that is
 // its own neighbour from the others.

@@ -43,6 +43,8 @@ public:
             for (auto s = first; s != last; ++s) {
                 const bool newEdge = s == first || (*s >> 32) != (s[-1] >> 32);
                 if (newEdge) {
+                    if (s != first && runs[0] + runs[1] == 1)
+                        AddOpenEdge(v, static_cast<std::uint32_t>(s[-1] >> 32));
                     m_Edges.push_back(std::uint64_t(v) << 32 | (*s >> 32));
                     runs[0] = runs[1] = 0;
                 } else if ((*s >> 1) == (s[-1] >> 1)) {
@@ -51,6 +53,8 @@ public:
                 if (++runs[*s & 1] == 2)
                     m_RepeatedSide = true;
             }
+            if (first != last && runs[0] + runs[1] == 1)
+                AddOpenEdge(v, static_cast<std::uint32_t>(last[-1] >> 32));
         }
         m_Complete = true;
     }
@@ -61,18 +65,40 @@ public:
     bool m_DuplicateFaces = false;
     bool m_RepeatedSide = false;
     std::vector<std::uint64_t> m_Edges;
+    // The ends of every edge of one face, each as often as it has such edges.
+    std::vector<std::uint32_t> m_OpenVertices;
+
+private:
+    void AddOpenEdge(std::uint32_t a, std::uint32_t b) {
+        m_OpenVertices.push_back(a);
+        m_OpenVertices.push_back(b);
+    }
 };
 
 }  // namespace
 
-EPreparationFault PrepareForRemesh(CMeshData& mesh, bool exact, CPreparation& changes) {
+EPreparationFault PrepareForRemesh(CMeshData& mesh, bool exact, CPreparation& changes, double weldTolerance) {
     WeldCoincidentVertices(mesh, changes.m_Repairs);
     DropRepeatedCornerFaces(mesh, changes.m_Degenerate);
     if (mesh.m_Triangles.empty())
         return EPreparationFault::NoUsableFaces;
     changes.m_Edges.clear();
     CFaceSides sides(mesh);
-    if (sides.m_Complete && !sides.m_DuplicateFaces) {
+    // Only ends of open edges weld: a copy that rounding moved off its
+    // partner leaves both on a crack, while two close vertices inside a
+    // closed sheet are the remesh's to join or keep. A closed mesh pays for
+    // nothing but the census above.
+    bool welded = false;
+    if (weldTolerance > 0 && !sides.m_OpenVertices.empty()) {
+        welded = WeldCloseVertices(mesh, std::move(sides.m_OpenVertices), weldTolerance * UsedDiagonalLength(mesh),
+                                   changes.m_Repairs);
+        if (welded) {
+            DropRepeatedCornerFaces(mesh, changes.m_Degenerate);
+            if (mesh.m_Triangles.empty())
+                return EPreparationFault::NoUsableFaces;
+        }
+    }
+    if (!welded && sides.m_Complete && !sides.m_DuplicateFaces) {
         // Flipping faces changes no edge, so the edges found stay the mesh's.
         if (sides.m_RepeatedSide)
             OrientFaces(mesh, changes.m_Repairs);

@@ -42,6 +42,12 @@ enum class EPreparationFault {
     NoFacesLeft
 };
 
+// The default weld tolerance before a remesh, over the bounding-box
+// diagonal: a float keeps about seven digits, so copies of one vertex that an
+// exporter rounded separately stand up to a few 1e-7 of the coordinates
+// apart; real features that close together are below any target.
+constexpr double DefaultWeldTolerance = 1e-6;
+
 // Before either remesh. The result is a new mesh, so the input's vertex
 // numbering need not survive: copies of one position are joined first, and
 // what that makes degenerate is dropped with the rest. A face repeated on the
@@ -49,7 +55,13 @@ enum class EPreparationFault {
 // sliver into the result of either method, and faces wound against their
 // neighbours would stay so. The exact method's edge operations assume an
 // oriented manifold, so for it the mesh is repaired into one.
-EPreparationFault PrepareForRemesh(CMeshData& mesh, bool exact, CPreparation& changes);
+//
+// Copies that rounding moved apart (a file written with few digits, or a
+// soup whose faces rounded their corners each its own way) are joined as
+// well: an end of an open edge within `weldTolerance` times the bounding-box
+// diagonal of an earlier one becomes that one; 0 joins exact copies only.
+EPreparationFault PrepareForRemesh(CMeshData& mesh, bool exact, CPreparation& changes,
+                                   double weldTolerance = DefaultWeldTolerance);
 
 // Before thickening. Walls follow the open edges and the copy follows the
 // vertex normals, so the library needs one oriented sheet: a surface written

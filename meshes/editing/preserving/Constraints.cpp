@@ -3,6 +3,9 @@
 // kept boundaries.
 #include "quorvel/meshes/editing/preserving/Engine.h"
 
+#include <array>
+#include <cmath>
+
 namespace Corvane::Pellix::Quorvel::detail::preserving {
 
 namespace {
@@ -471,6 +474,9 @@ void CEngine::MeasureBoundaryNoise(std::vector<Vec>& smoothed) {
     // before the constraints are classified: every open edge that is not
     // locked becomes a kept one.)
     std::vector<double> bend(vertexCount, -1.0);
+    // The same offset in a frame of the face on the open edge leaving v:
+    // across the chord within the face's plane, and along its normal.
+    std::vector<std::array<double, 2>> offset(vertexCount, {0.0, 0.0});
     const auto onBoundary = [&](std::uint32_t v) {
         return !(m_Flags[v] & (Deleted | NonManifold)) && m_Out[v] != None && IsOpen(v) && m_Kind[m_Out[v]] != Locked;
     };
@@ -479,17 +485,29 @@ void CEngine::MeasureBoundaryNoise(std::vector<Vec>& smoothed) {
             continue;
         std::uint32_t before = None, after = None;
         BoundaryNeighbours(v, before, after);
-        if (before != after)
-            bend[v] = std::sqrt(
-                Squared(m_Position[v] - ClosestOnSegment(m_Position[v], m_Position[before], m_Position[after])));
+        if (before == after)
+            continue;
+        const Vec &p = m_Position[v], &u = m_Position[before], &w = m_Position[after];
+        const Vec off = p - ClosestOnSegment(p, u, w);
+        bend[v] = std::sqrt(Squared(off));
+        const std::uint32_t h = m_Out[v];
+        Vec normal = (m_Position[Target(h)] - p) * (m_Position[m_Corner[Prev(h)]] - p);
+        Vec across = normal * (w - u);
+        if (Squared(normal) > 0 && Squared(across) > 0) {
+            normal.Normalise();
+            across.Normalise();
+            offset[v] = {off % across, off % normal};
+        }
     }
     // Bounded: 2 RoughnessReach + 1 steps along the boundary per vertex.
     // A noisy vertex's smoothed place is the mean of the same window.
-    std::vector<double> window;
+    std::vector<double> window, uneven;
+    std::vector<std::array<double, 2>> side;
     for (std::uint32_t v = 0; v < vertexCount; ++v) {
         if (!(bend[v] >= 0))
             continue;
         window.assign(1, bend[v]);
+        side.assign(1, offset[v]);
         Vec sum = m_Position[v];
         for (const int direction : {0, 1}) {
             std::uint32_t x = v;
@@ -500,11 +518,28 @@ void CEngine::MeasureBoundaryNoise(std::vector<Vec>& smoothed) {
                 if (x == v || !(bend[x] >= 0))
                     break;
                 window.push_back(bend[x]);
+                side.push_back(offset[x]);
                 sum += m_Position[x];
             }
         }
         std::nth_element(window.begin(), window.begin() + window.size() / 2, window.end());
         if (window[window.size() / 2] > CoarseBoundaryFactor * m_TargetLength)
+            continue;
+        // Noise zig-zags, in and out by turns. A rim that turns evenly (a
+        // round hole's polygon, the end of a tube) is offset from its chords
+        // alike at every vertex, in the frame of its faces: that is its
+        // shape, and smoothed, the thin faces beside it stood up into lines.
+        const double median = window[window.size() / 2];
+        std::array<double, 2> mean = {0.0, 0.0};
+        for (const auto& d : side) {
+            mean[0] += d[0];
+            mean[1] += d[1];
+        }
+        uneven.clear();
+        for (const auto& d : side)
+            uneven.push_back(std::hypot(d[0] - mean[0] / double(side.size()), d[1] - mean[1] / double(side.size())));
+        std::nth_element(uneven.begin(), uneven.begin() + uneven.size() / 2, uneven.end());
+        if (uneven[uneven.size() / 2] < EvenTurnShare * median)
             continue;
         m_Roughness[v] = std::min(m_MaxRoughness, RoughnessAllowance * window[window.size() / 2]);
         if (m_Roughness[v] > m_KeptDeviation) {

@@ -141,6 +141,11 @@ constexpr double MaxRoughnessFactor = 0.25;
 // would meet at its centre, and the faces along its rims, judged on those
 // places, would turn against each other and be kept as lines beside the rim.
 constexpr double CoarseBoundaryFactor = 1.0;
+// A boundary vertex is noisy only where its neighbours' offsets from their
+// chords (in the frame of their faces) differ from their mean by at least
+// this share of the median offset: a zig-zag differs by all of it, a rim
+// that turns evenly by none.
+constexpr double EvenTurnShare = 0.5;
 // A wall between two lines is thin where the vertices of one that a vertex
 // of the other is joined to lie closer than this many local targets (see
 // SizeGrading: where corners lower the target, the wall is resolved) to the
