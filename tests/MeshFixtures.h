@@ -789,6 +789,50 @@ void MakeLimbedFigure(Mesh& mesh, int cells = 64, double limbRadius = 0.09, doub
     MakeImplicitSurface(mesh, field, cells, -1.9, 1.9);
 }
 
+// A figure with a hand of five fingers, as a surface reconstruction
+// delivers it (MakeImplicitSurface on a grid of `cells` cubes, about 19,000
+// faces at 64): a trunk and head, four limbs of `limbRadius` and five
+// fingers of `fingerRadius` spread from the end of one arm, all blended by
+// a smooth minimum. At the defaults a finger is about three mean edges
+// thick, so its tip is a cone of a few facets whose apex sticks out of any
+// coarse enough ring around it.
+template <typename Mesh>
+void MakeFingeredFigure(Mesh& mesh, int cells = 64, double limbRadius = 0.1, double fingerRadius = 0.045) {
+    typedef std::array<double, 3> P;
+    std::vector<std::array<P, 2>> capsules = {
+        {P{0, 0, -0.3}, P{0, 0, 0.5}},  // trunk
+        {P{0, 0, 0.85}, P{0, 0, 0.95}},  // head
+        {P{0.3, 0, 0.4}, P{1.3, 0, 0.1}},  // arms
+        {P{-0.3, 0, 0.4}, P{-1.2, 0, 1.0}},  //
+        {P{0.15, 0, -0.6}, P{0.35, 0, -1.6}},  // legs
+        {P{-0.15, 0, -0.6}, P{-0.3, 0.1, -1.6}},  //
+    };
+    std::vector<double> radii = {0.45, 0.22, limbRadius, limbRadius, limbRadius, limbRadius};
+    const P hand{1.3, 0, 0.1};
+    for (int k = 0; k < 5; ++k) {
+        const double a = -0.6 + 0.3 * k;
+        capsules.push_back({hand, P{hand[0] + 0.35 * std::cos(a), 0.21 * std::sin(a), hand[2] + 0.35 * std::sin(a)}});
+        radii.push_back(fingerRadius);
+    }
+    // The smooth minimum of all parts' distances, log-sum-exp of sharpness
+    // 24: blends within about a tenth of a unit.
+    const double sharpness = 24.0;
+    const auto field = [&](double x, double y, double z) {
+        const P p{x, y, z};
+        std::vector<double> d(radii.size());
+        double least = 1e300;
+        for (std::size_t i = 0; i < radii.size(); ++i) {
+            d[i] = DistanceToSegment(p, capsules[i][0], capsules[i][1]) - radii[i];
+            least = std::min(least, d[i]);
+        }
+        double sum = 0;
+        for (const double e : d)
+            sum += std::exp(-sharpness * (e - least));
+        return least - std::log(sum) / sharpness;
+    };
+    MakeImplicitSurface(mesh, field, cells, -2.0, 1.84);
+}
+
 // A unit latitude-longitude sphere as a CAD export tessellates it: `rings`
 // bands of equal latitude between the poles and `sectors` columns, the quads
 // between rings split along one diagonal, a fan of one face per column at

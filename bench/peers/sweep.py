@@ -1222,6 +1222,105 @@ def fix_orientation(v, f):
     return orient_by_volume(v, f)
 
 
+def ellipsoid_distance(p, c, r):
+    """About the distance from an axis-aligned ellipsoid (exact on spheres):
+    the scaled radius less one, times the smallest semi-axis."""
+    r = np.asarray(r, float)
+    return (np.linalg.norm((p - np.asarray(c, float)) / r, axis=1) - 1.0) * r.min()
+
+
+def smooth_union(distances, k):
+    """The smooth minimum of the columns: blends within about 1/k, lowers
+    the field by at most log(n)/k where parts meet."""
+    d = np.stack(distances, axis=1)
+    m = d.min(axis=1)
+    return m - np.log(np.exp(-k * (d - m[:, None])).sum(axis=1)) / k
+
+
+def quadruped(h):
+    """A four-legged animal: an ellipsoid body and head, capsule legs and neck,
+    a long thin tail and two thin ears, blended smoothly, by marching
+    tetrahedra."""
+    legs = [((x, y, -0.1), (x + 0.05, y, -0.75), 0.09) for x in (-0.6, 0.55) for y in (-0.2, 0.2)]
+    capsules = legs + [((0.6, 0, 0.1), (0.95, 0, 0.4), 0.14),        # neck
+                       ((-0.75, 0, 0.05), (-1.35, 0, 0.35), 0.035),  # tail
+                       ((1.15, -0.1, 0.6), (1.12, -0.16, 0.8), 0.03),  # ears
+                       ((1.15, 0.1, 0.6), (1.12, 0.16, 0.8), 0.03)]
+    ellipsoids = [((0, 0, 0), (0.85, 0.3, 0.28)), ((1.1, 0, 0.5), (0.25, 0.14, 0.14))]
+
+    def field(p):
+        return smooth_union([capsule_distance(p, a, b, r) for a, b, r in capsules] +
+                            [ellipsoid_distance(p, c, r) for c, r in ellipsoids], 30.0)
+
+    return marching_tetrahedra(field, np.array((-1.45, -0.4, -0.9)), np.array((1.45, 0.4, 0.9)), h)
+
+
+def close_fingers(h, gap):
+    """A hand: a flat palm and four parallel fingers and a thumb whose
+    surfaces lie `gap` apart, blended with a sharp smooth minimum so that
+    the gaps stay open, by marching tetrahedra."""
+    radius = 0.08
+    pitch = 2 * radius + gap
+    capsules = [((0, y, 0), (0.9 - 0.08 * abs(i - 1.5), y, 0), radius)
+                for i, y in enumerate(pitch * (np.arange(4) - 1.5))]
+    capsules.append(((-0.35, -2.2 * pitch, 0), (0.05, -2.2 * pitch - 0.25, 0), radius * 1.1))
+    ellipsoids = [((-0.4, 0, 0), (0.45, 2.1 * pitch, 0.1))]
+
+    def field(p):
+        return smooth_union([capsule_distance(p, a, b, r) for a, b, r in capsules] +
+                            [ellipsoid_distance(p, c, r) for c, r in ellipsoids], 120.0)
+
+    return marching_tetrahedra(field, np.array((-0.9, -3.0 * pitch - 0.3, -0.15)),
+                               np.array((1.0, 2.6 * pitch + 0.05, 0.15)), h)
+
+
+def folded_figure(h, gap):
+    """Tight folds: a torso with an arm hanging `gap` beside it (the armpit)
+    and a cloth fold, a slab bent back on itself round a hairpin with `gap`
+    between its layers, joined to the torso, by marching tetrahedra."""
+    arm_x = 0.3 + gap + 0.08
+
+    def fold(p):
+        # In the xz plane the slab's mid-curve is two strips at z = +-bend
+        # from x = -0.7 to 0, joined by a half circle on x > 0; across y it
+        # spans 0.7 with rounded ends; it is 2 t thick.
+        t = 0.05
+        bend = t + gap / 2
+        x, y, z = p[:, 0] - 0.2, p[:, 1], p[:, 2] + 0.9
+        along = np.minimum(x + 0.7, 0)
+        strips = np.minimum(np.hypot(along, z - bend), np.hypot(along, z + bend))
+        arc = np.abs(np.hypot(x, z) - bend)
+        across = np.maximum(np.abs(y) - 0.35, 0)
+        return np.hypot(np.where(x > 0, arc, strips), across) - t
+
+    def field(p):
+        return smooth_union([capsule_distance(p, (0, 0, -0.4), (0, 0, 0.6), 0.3),
+                             ellipsoid_distance(p, (0, 0, 1.05), (0.16, 0.16, 0.2)),
+                             capsule_distance(p, (arm_x, 0, 0.5), (arm_x, 0, -0.3), 0.08),
+                             capsule_distance(p, (0.2, 0, 0.6), (arm_x, 0, 0.6), 0.09),
+                             fold(p)], 120.0)
+
+    return marching_tetrahedra(field, np.array((-0.8, -0.45, -1.15)), np.array((0.6, 0.45, 1.3)), h)
+
+
+def horned_sphere(levels, seed):
+    """A smooth subdivided organic mesh, not an iso-surface: an icosphere
+    displaced along its normals by a few broad bumps and one long thin horn
+    (a tentacle), so its faces stretch along the horn."""
+    v, f = icosphere(levels)
+    d = v / np.linalg.norm(v, axis=1)[:, None]
+    rng = np.random.default_rng(seed)
+    r = np.ones(len(v))
+    for _ in range(5):
+        c = rng.normal(size=3)
+        c /= np.linalg.norm(c)
+        r += rng.uniform(-0.15, 0.2) * np.exp(-(1 - d @ c) / 0.08)
+    horn = np.array((0.3, 0.2, 0.93))
+    horn /= np.linalg.norm(horn)
+    r += 1.2 * np.exp(-(1 - d @ horn) / 0.004)
+    return d * r[:, None], f
+
+
 def inputs():
     """(name, builder) for every input of the sweep."""
     soup_source = torus(24, 12)
@@ -1326,6 +1425,17 @@ def inputs():
     yield "chain of 3 thin links at 2x", lambda: chain(3, 64, 8, 0.06), 2.0
     yield "terrain 30 with a cliff", lambda: terrain_cliff(30, 32)
     yield "terrain 30 with a cliff at 0.5x", lambda: terrain_cliff(30, 32), 0.5
+    # organic figures of the kinds real collections hold
+    yield "organic quadruped", lambda: quadruped(0.035)
+    yield "organic quadruped at 0.5x", lambda: quadruped(0.035), 0.5
+    yield "organic hand, gaps 1 target", lambda: close_fingers(0.04, 0.025)
+    yield "organic hand, gaps 1 target at 0.5x", lambda: close_fingers(0.04, 0.025), 0.5
+    yield "organic hand, gaps 2 targets", lambda: close_fingers(0.04, 0.05)
+    yield "organic hand, gaps 2 targets at 0.5x", lambda: close_fingers(0.04, 0.05), 0.5
+    yield "organic folds", lambda: folded_figure(0.04, 0.04)
+    yield "organic folds at 0.5x", lambda: folded_figure(0.04, 0.04), 0.5
+    yield "organic horned sphere", lambda: horned_sphere(5, 31)
+    yield "organic horned sphere at 0.5x", lambda: horned_sphere(5, 31), 0.5
 
 
 # ---------------------------------------------------------------- the runs

@@ -256,6 +256,9 @@ constexpr int HairpinSteps = 64;
 // the result happened to land near it) draws the nearest free vertex onto it
 // at the end (see SnapToPeaks).
 constexpr double PeakSnapFactor = 0.25;
+// Rounds of relaxation of the ring that follows a vertex onto a peak (see
+// SnapWithRing).
+constexpr int SnapRingRounds = 3;
 // A free input vertex whose every edge is longer than the split length lies
 // where the result is finer than the input (a smooth part tessellated
 // coarsely). Where its faces also turn (some face normal lies more than this
@@ -820,8 +823,15 @@ private:
     // around it pass further from than snapFactor targets, or else to the
     // first of `shares` of the way there that keeps its fan's smallest angle
     // at its own or at `floor`, and turns and folds no face.
+    // ringFollows: failing all of those, the vertex moves onto the corner
+    // with its ring following (see SnapWithRing).
     bool SnapToCorners(double snapFactor, double floor, const std::vector<std::uint8_t>* cornerBits,
-                       std::initializer_list<double> shares);
+                       std::initializer_list<double> shares, bool ringFollows = false);
+    // Moves free vertex v onto input corner c and its free neighbours to
+    // where relaxation puts them around it, unless a face turns or folds or
+    // the faces around get a smaller angle than both before and `floor`;
+    // whether it moved.
+    bool SnapWithRing(std::uint32_t v, const Vec& c, double floor);
     // Whether a face of v's fan or of its neighbours' fans passes within
     // sqrt(limit2) of c.
     bool NearbyFaceWithin(const Vec& c, std::uint32_t v, double limit2) const;
@@ -1037,6 +1047,21 @@ private:
     // Vertices made since the vertices were last put in spatial order.
     std::size_t m_NewSinceOrdering = 0;
     std::vector<std::uint32_t> m_Ring;
+    // What SnapWithRing takes back: the faces it may change and those
+    // beside them, each slot's corner, twin and kind, and their corners'
+    // places, hints, outgoing half-edges and valences.
+    struct CSnapSlot {
+        std::uint32_t m_Corner, m_Twin, m_Kind;
+    };
+    struct CSnapVertex {
+        Vec m_Position;
+        std::uint32_t m_FaceHint, m_Out;
+        int m_Valence;
+    };
+    std::vector<std::uint32_t> m_SnapFaces;
+    std::vector<CSnapSlot> m_SnapSlots;
+    std::vector<std::uint32_t> m_SnapVertices;
+    std::vector<CSnapVertex> m_SnapSaved;
     // Per half-edge, its class of length as a collapse candidate, or -1; or
     // whether it is to be split.
     std::vector<std::int8_t> m_EdgeClass;

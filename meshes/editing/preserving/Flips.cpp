@@ -803,11 +803,11 @@ bool CEngine::NearbyFaceWithin(const Vec& c, std::uint32_t v, double limit2) con
 bool CEngine::SnapToPeaks() {
     // The corner itself or, where that makes too thin a face, a point of the
     // input part of the way there.
-    return SnapToCorners(PeakSnapFactor, FreeThinAngle, nullptr, {1.0, 0.9, 0.8, 0.7, 0.6, 0.5});
+    return SnapToCorners(PeakSnapFactor, FreeThinAngle, nullptr, {1.0, 0.9, 0.8, 0.7, 0.6, 0.5}, true);
 }
 
 bool CEngine::SnapToCorners(double snapFactor, double floor, const std::vector<std::uint8_t>* cornerBits,
-                            std::initializer_list<double> shares) {
+                            std::initializer_list<double> shares, bool ringFollows) {
     const double limit2 = snapFactor * snapFactor * m_TargetLength * m_TargetLength;
     const double reach2 = m_TargetLength * m_TargetLength;
     bool changed = false;
@@ -852,6 +852,8 @@ bool CEngine::SnapToCorners(double snapFactor, double floor, const std::vector<s
                     break;
                 }
             }
+            if (!moved && ringFollows)
+                moved = SnapWithRing(v, c, floor);
             if (moved) {
                 changed = true;
                 break;
@@ -859,6 +861,125 @@ bool CEngine::SnapToCorners(double snapFactor, double floor, const std::vector<s
         }
     }
     return changed;
+}
+
+// A peak far from every vertex of the result (a fingertip of a figure
+// barely thicker than the target, whose cone of facets sticks out by half a
+// target) is too far for its nearest vertex to move there alone: the fan
+// around it keeps its old ring, centred elsewhere, and thins out on the side
+// it left. So the neighbours follow, each to where relaxation puts it around
+// the vertex on the peak (projected onto the input), and the faces around
+// that stay thin flip their longest side, a few rounds of both. Every
+// single move keeps its fan from turning or folding, every flip is a valid
+// one; the whole is taken back, connectivity included, where the faces
+// around end up with a smaller angle than both what they had and `floor`.
+bool CEngine::SnapWithRing(std::uint32_t v, const Vec& c, double floor) {
+    double smallest;
+    if (!FanAfterMove(v, c, smallest) || MoveFolds(v, c))
+        return false;
+    // A neighbour already on a corner of the input (snapped to another peak
+    // before) stays there.
+    const auto onCorner = [&](std::uint32_t w) {
+        const CTriangle& t = m_Triangles[m_FaceHint[w]];
+        return m_Position[w] == t.m_A || m_Position[w] == t.m_B || m_Position[w] == t.m_C;
+    };
+    m_Ring.clear();
+    ForEachNeighbour(v, [&](std::uint32_t w, std::uint32_t) {
+        if (IsFree(w) && m_FaceHint[w] != None && !onCorner(w))
+            m_Ring.push_back(w);
+    });
+    // The faces of v's fan and of its neighbours' fans (slots stay where
+    // they are through flips), and the faces beside them, whose twins a flip
+    // relinks.
+    std::vector<std::uint32_t>& faces = m_SnapFaces;
+    faces.clear();
+    const auto addFan = [&](std::uint32_t u) { ForEachOutgoing(u, [&](std::uint32_t e) { faces.push_back(e / 3); }); };
+    addFan(v);
+    ForEachNeighbour(v, [&](std::uint32_t w, std::uint32_t) { addFan(w); });
+    std::sort(faces.begin(), faces.end());
+    faces.erase(std::unique(faces.begin(), faces.end()), faces.end());
+    const std::size_t inner = faces.size();
+    for (std::size_t i = 0; i < inner; ++i)
+        for (std::uint32_t k = 0; k < 3; ++k)
+            if (m_Twin[3 * faces[i] + k] != None)
+                faces.push_back(m_Twin[3 * faces[i] + k] / 3);
+    std::sort(faces.begin() + static_cast<std::ptrdiff_t>(inner), faces.end());
+    faces.erase(std::unique(faces.begin() + static_cast<std::ptrdiff_t>(inner), faces.end()), faces.end());
+    const auto isInner = [&](std::uint32_t f) { return std::binary_search(faces.begin(), faces.begin() + inner, f); };
+    const auto smallestInner = [&]() {
+        double least = Pi;
+        for (std::size_t i = 0; i < inner; ++i) {
+            const std::uint32_t* corner = &m_Corner[3 * faces[i]];
+            least = std::min(least, SmallestAngle(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]));
+        }
+        return least;
+    };
+    const double before = smallestInner();
+    m_SnapSlots.clear();
+    m_SnapVertices.clear();
+    for (const std::uint32_t f : faces)
+        for (std::uint32_t k = 0; k < 3; ++k) {
+            const std::uint32_t h = 3 * f + k;
+            m_SnapSlots.push_back({m_Corner[h], m_Twin[h], m_Kind[h]});
+            m_SnapVertices.push_back(m_Corner[h]);
+        }
+    std::sort(m_SnapVertices.begin(), m_SnapVertices.end());
+    m_SnapVertices.erase(std::unique(m_SnapVertices.begin(), m_SnapVertices.end()), m_SnapVertices.end());
+    m_SnapSaved.clear();
+    for (const std::uint32_t u : m_SnapVertices)
+        m_SnapSaved.push_back({m_Position[u], m_FaceHint[u], m_Out[u], m_Valence[u]});
+
+    m_Position[v] = c;
+    for (int round = 0; round < SnapRingRounds; ++round) {
+        for (const std::uint32_t w : m_Ring) {
+            const std::uint32_t hint = m_FaceHint[w];
+            const Vec q = Projected(w, Relaxed(w));
+            if (IsFinite(q) && FanAfterMove(w, q, smallest) && !MoveFolds(w, q))
+                m_Position[w] = q;
+            else
+                m_FaceHint[w] = hint;
+        }
+        if (!(smallestInner() < std::min(before, floor)))
+            break;
+        for (std::size_t i = 0; i < inner; ++i) {
+            const std::uint32_t f = faces[i];
+            const std::uint32_t* corner = &m_Corner[3 * f];
+            const double least = SmallestAngle(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]);
+            if (!(least < std::min(before, floor)))
+                continue;
+            std::uint32_t h = 3 * f;
+            for (std::uint32_t k = 1; k < 3; ++k)
+                if (EdgeLength2(3 * f + k) > EdgeLength2(h))
+                    h = 3 * f + k;
+            const std::uint32_t t = m_Twin[h];
+            if (t == None || !isInner(t / 3) || !FlipIsAllowed(h))
+                continue;
+            const Vec &pa = m_Position[m_Corner[h]], &pb = m_Position[Target(h)];
+            const Vec &pc = m_Position[m_Corner[Prev(h)]], &pd = m_Position[m_Corner[Prev(t)]];
+            const double was = std::min(least, SmallestAngle(pb, pa, pd));
+            const double after = std::min(SmallestAngle(pc, pa, pd), SmallestAngle(pd, pb, pc));
+            if (after > was + MinAngleGain && FlipIsValid(h))
+                Flip(h);
+        }
+    }
+    if (smallestInner() >= std::min(before, floor))
+        return true;
+    for (std::size_t i = 0; i < faces.size(); ++i)
+        for (std::uint32_t k = 0; k < 3; ++k) {
+            const CSnapSlot& slot = m_SnapSlots[3 * i + k];
+            const std::uint32_t h = 3 * faces[i] + k;
+            m_Corner[h] = slot.m_Corner;
+            m_Twin[h] = slot.m_Twin;
+            m_Kind[h] = slot.m_Kind;
+        }
+    for (std::size_t i = 0; i < m_SnapVertices.size(); ++i) {
+        const std::uint32_t u = m_SnapVertices[i];
+        m_Position[u] = m_SnapSaved[i].m_Position;
+        m_FaceHint[u] = m_SnapSaved[i].m_FaceHint;
+        m_Out[u] = m_SnapSaved[i].m_Out;
+        m_Valence[u] = m_SnapSaved[i].m_Valence;
+    }
+    return false;
 }
 
 }  // namespace Corvane::Pellix::Quorvel::detail::preserving
