@@ -209,6 +209,9 @@ constexpr std::int64_t ParallelVertices = 4096;
 constexpr std::int64_t ParallelFaces = 8192;
 
 constexpr double Pi = 3.14159265358979323846;
+// The smallest angle of the face an angle pass's collapse may leave alone at
+// a notch of an open boundary (see TryCollapse).
+constexpr double EarMinAngle = 30.0 * Pi / 180.0;
 // Feature lines shorter than this many target lengths, not joined to an open
 // boundary and not bridging two vertices where lines that stay meet, are
 // taken for noise and dropped: they cannot be resolved at the target length
