@@ -212,6 +212,9 @@ constexpr double Pi = 3.14159265358979323846;
 // The smallest angle of the face an angle pass's collapse may leave alone at
 // a notch of an open boundary (see TryCollapse).
 constexpr double EarMinAngle = 30.0 * Pi / 180.0;
+// Rounds of halving the edges of three or more faces: a line 2^16 times
+// longer than the target would still be cut no finer.
+constexpr int MaxLockedLineRounds = 16;
 // Feature lines shorter than this many target lengths, not joined to an open
 // boundary and not bridging two vertices where lines that stay meet, are
 // taken for noise and dropped: they cannot be resolved at the target length
@@ -644,6 +647,10 @@ private:
     // ---- The edits (Splits.cpp, Collapses.cpp, Flips.cpp), relaxation -------
     // ---- (Relaxation.cpp), projection and compaction -------------------------
     bool SplitLongEdges();
+    // Halves each edge of three or more faces longer than its split length,
+    // every sheet at one shared fixed vertex, until none is (see its
+    // definition).
+    void SplitLockedLines();
     // A face with a locked edge too long to keep can never come into range:
     // splitting its other sides would only make slivers, more of them in
     // every iteration.
