@@ -647,7 +647,7 @@ private:
     // ---- The edits (Splits.cpp, Collapses.cpp, Flips.cpp), relaxation -------
     // ---- (Relaxation.cpp), projection and compaction -------------------------
     bool SplitLongEdges();
-    // Halves each edge of three or more faces longer than its split length,
+    // Halves each edge of three or more faces longer than the split length,
     // every sheet at one shared fixed vertex, until none is (see its
     // definition).
     void SplitLockedLines();

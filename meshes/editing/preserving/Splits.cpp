@@ -159,7 +159,6 @@ void CEngine::Split(std::uint32_t h) {
 // middle keeps the first sheet's fan as its own; the other sheets' copies
 // of it are dropped, their corners renamed to it.
 void CEngine::SplitLockedLines() {
-    UpdateSizes();
     struct CSheetEdge {
         std::uint32_t m_Low, m_High, m_Edge;
         bool operator<(const CSheetEdge& other) const {
@@ -169,8 +168,11 @@ void CEngine::SplitLockedLines() {
         }
     };
     std::vector<CSheetEdge> sheets;
-    // Bounded: each round halves every locked edge still too long, and the
-    // face budget caps the splits; MaxLockedLineRounds rounds at most.
+    // Bounded: each round halves every locked edge still longer than the
+    // split length of the whole target (the local target beside close
+    // corners may be far finer: the lines would be cut into thousands of
+    // edges no later edit may merge), and the face budget caps the splits;
+    // MaxLockedLineRounds rounds at most.
     for (int round = 0; round < MaxLockedLineRounds; ++round) {
         sheets.clear();
         const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
@@ -179,17 +181,29 @@ void CEngine::SplitLockedLines() {
             if (a == None || m_Kind[h] != Locked || m_Twin[h] != None)
                 continue;
             const std::uint32_t b = Target(h);
-            if (!(m_Flags[a] & m_Flags[b] & NonManifold) || !(EdgeLength2(h) > SplitLimit2(h)))
+            if (!(m_Flags[a] & m_Flags[b] & NonManifold) || !(EdgeLength2(h) > m_SplitLength2))
                 continue;
             sheets.push_back(CSheetEdge{std::min(a, b), std::max(a, b), h});
         }
         if (sheets.empty())
             return;
         std::sort(sheets.begin(), sheets.end());
+        // Only faces with no other locked side are cut: a split renames the
+        // other sides of its face, and a face locked all round (a repeated
+        // face, a pillow) is one the edits leave as it is anyway.
+        const auto single = [&](std::uint32_t h) {
+            const std::uint32_t f = h / 3;
+            return (m_Kind[3 * f] == Locked) + (m_Kind[3 * f + 1] == Locked) + (m_Kind[3 * f + 2] == Locked) == 1;
+        };
         for (std::size_t i = 0; i < sheets.size();) {
             std::size_t j = i;
-            while (j < sheets.size() && sheets[j].m_Low == sheets[i].m_Low && sheets[j].m_High == sheets[i].m_High)
-                ++j;
+            bool clear = true;
+            for (; j < sheets.size() && sheets[j].m_Low == sheets[i].m_Low && sheets[j].m_High == sheets[i].m_High; ++j)
+                clear = clear && single(sheets[j].m_Edge);
+            if (!clear) {
+                i = j;
+                continue;
+            }
             if (m_Corner.size() / 3 + (j - i) > m_FaceBudget)
                 return;
             std::uint32_t middle = None;
