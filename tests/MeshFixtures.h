@@ -1166,6 +1166,35 @@ void MakeSharpCone(Mesh& mesh, unsigned int sides = 32, double height = 6) {
     }
 }
 
+// A plate of n x n squares over [-1, 1]^2 in z = 0, each cut along the same
+// diagonal, with a sheet `rows` squares tall and 0.6 high standing on its
+// grid line y = 0 (n even): each edge of that line holds three faces, the
+// plate's two and the sheet's one, and its ends lie on the plate's rim.
+template <typename Mesh>
+void MakeFinOnPlate(Mesh& mesh, unsigned int n = 16, unsigned int rows = 6) {
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    for (unsigned int j = 0; j <= n; ++j)
+        for (unsigned int i = 0; i <= n; ++i)
+            AddVertex(mesh, -1 + 2.0 * i / n, -1 + 2.0 * j / n, 0);
+    for (unsigned int j = 0; j < n; ++j)
+        for (unsigned int i = 0; i < n; ++i) {
+            const unsigned int a = base + j * (n + 1) + i;
+            AddFace(mesh, a, a + 1, a + n + 2);
+            AddFace(mesh, a, a + n + 2, a + n + 1);
+        }
+    // The sheet's foot is the plate's middle row of vertices.
+    const unsigned int foot = base + (n / 2) * (n + 1), sheet = mesh.m_Vertices.GetCount();
+    for (unsigned int r = 1; r <= rows; ++r)
+        for (unsigned int i = 0; i <= n; ++i)
+            AddVertex(mesh, -1 + 2.0 * i / n, 0, 0.6 * r / rows);
+    const auto at = [&](unsigned int r, unsigned int i) { return r == 0 ? foot + i : sheet + (r - 1) * (n + 1) + i; };
+    for (unsigned int r = 0; r < rows; ++r)
+        for (unsigned int i = 0; i < n; ++i) {
+            AddFace(mesh, at(r, i), at(r, i + 1), at(r + 1, i + 1));
+            AddFace(mesh, at(r, i), at(r + 1, i + 1), at(r + 1, i));
+        }
+}
+
 // Two closed cones of radius 1 and height 2 touching at their tips, each
 // lathed from `rings` rings of `sides` points (a flat base fanned from its
 // centre, the side in even rings up to the tip), the second the first

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
+#include <utility>
 #include <vector>
 
 #include "remeshing/RemeshChecks.h"
@@ -94,6 +96,46 @@ TEST(RemeshPreservingShape, DebrisBesideABodyStaysAsItIsAndNothingFolds) {
         }
         ExpectSame(mesh, two);
     }
+}
+
+// The edges of three faces where a sheet stands on a plate are locked, and
+// were kept at the input's length: at half the mean edge the faces beside
+// them, which no split could cut, held 26.5 degrees. Each such edge is now
+// halved at one vertex shared by its three faces, which stays on the line.
+TEST(RemeshPreservingShape, FinOnAPlateSplitsItsFootAtHalfTheMeanEdge) {
+    ShapeMesh input;
+    MakeFinOnPlate(input);
+    const double target = 0.5 * MeanEdge(input);
+    ShapeMesh mesh(input), two(input);
+    RemeshOn(mesh, target, 1);
+    RemeshOn(two, target, 2);
+    // The mesh's own tables refuse an edge run twice the same way, as the
+    // sheet's foot is in the input too: IsCleanResult does not apply.
+    ShapeMesh copy(input);
+    EXPECT_FALSE(IsCleanResult(copy, false));
+    EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 29.5);
+    EXPECT_LT(FarthestVertex(mesh, input), 1e-9);
+    EXPECT_LT(FarthestVertex(input, mesh), 1e-9);
+    // The foot's 16 edges, each now two, still hold three faces each, and
+    // every vertex of the foot's line lies on it.
+    std::map<std::pair<unsigned int, unsigned int>, int> faces;
+    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
+        for (int k = 0; k < 3; ++k) {
+            const unsigned int a = mesh.m_Faces[f].m_Corners[k], b = mesh.m_Faces[f].m_Corners[(k + 1) % 3];
+            ++faces[{std::min(a, b), std::max(a, b)}];
+        }
+    unsigned int threeFaced = 0;
+    for (const auto& edge : faces)
+        if (edge.second > 2) {
+            ++threeFaced;
+            for (const unsigned int v : {edge.first.first, edge.first.second}) {
+                EXPECT_EQ(Position(mesh, v).y, 0.0);
+                EXPECT_EQ(Position(mesh, v).z, 0.0);
+            }
+        }
+    EXPECT_EQ(threeFaced, 32u);
+    ExpectSame(mesh, two);
 }
 
 }  // namespace

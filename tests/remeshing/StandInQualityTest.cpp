@@ -235,6 +235,12 @@ INSTANTIATE_TEST_SUITE_P(
         // keeps 32.7 degrees at 0.093 targets.
         CQualityCase{"face_cut_scan", [](ShapeMesh& m) { MakeFaceCutScan(m); }, 1.0, 45.0, 0.04, {}, 0, true},
         CQualityCase{"face_cut_scan_fine", [](ShapeMesh& m) { MakeFaceCutScan(m, 3); }, 0.3, 31.0, 0.12, {}, 0, true},
+        // At half the mean edge a notch of the rim (two faces at about 60
+        // degrees) kept a free vertex a third of a target from the rim's
+        // midpoint beside it, no collapse allowed onto the rim there (21.3
+        // degrees); the notch now keeps one face of its own (36.8 degrees,
+        // 0.032 targets from the input).
+        CQualityCase{"face_cut_scan_half", [](ShapeMesh& m) { MakeFaceCutScan(m); }, 0.5, 35.0, 0.04, {}, 0, true},
         // A bent sheet at half its mean edge: its rims were smoothed for the
         // feature test by the mean of nine rim vertices, which beside the
         // fillet's fine rim reached a flange's far corner two units away;

@@ -194,6 +194,27 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
     // the boundary the new inner edge would cut off an ear, a face flat
     // against the boundary.
     const std::uint32_t c0 = c, d0 = t != None ? m_Corner[Prev(t)] : None;
+    // CloseNotchEars may still close an ear at a notch of the rim: where an
+    // opposite vertex is open with three neighbours (the two ends and x), its
+    // two faces become one, all a notch narrower than two good faces can
+    // hold, if that face is no thin one at the survivor's place q and the
+    // vertex that goes lies within the kept boundary's deviation of its
+    // plane, so that the surface stays where it was.
+    const auto EarAtNotch = [&](std::uint32_t x, const Vec& q, const Vec& gone) {
+        for (const std::uint32_t notch : {c0, d0}) {
+            if (notch == None || !IsOpen(notch) || m_Valence[notch] != 3)
+                continue;
+            bool beside = false;
+            ForEachNeighbour(notch, [&](std::uint32_t y, std::uint32_t) { beside = beside || y == x; });
+            if (!beside)
+                continue;
+            const Vec normal = (m_Position[x] - q) * (m_Position[notch] - q);
+            const double offPlane = (gone - q) % normal;
+            return SmallestAngle(q, m_Position[x], m_Position[notch]) >= EarMinAngle &&
+                   offPlane * offPlane <= m_KeptDeviation * m_KeptDeviation * Squared(normal);
+        }
+        return false;
+    };
     const auto measure = [&](const Vec& old, std::uint32_t e) {
         // Once every place is closed the attempt fails whatever the rest
         // of the fans hold.
@@ -204,10 +225,12 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
             for (const std::uint32_t side : {e, Prev(e)}) {
                 const std::uint32_t x = side == e ? Target(e) : m_Corner[side];
                 if (m_Twin[side] != None && x != c0 && x != d0 && IsOpen(x)) {
+                    // The ear is measured at the survivor's own place only.
+                    const bool ear = m_NotchEars && EarAtNotch(x, walked == a ? pb : pa, old);
                     if (walked == a)
-                        open[0] = open[2] = false;
+                        open[0] = open[0] && ear, open[2] = false;
                     else
-                        open[1] = false;
+                        open[1] = open[1] && ear;
                 }
             }
         const Vec& x = m_Position[Target(e)];

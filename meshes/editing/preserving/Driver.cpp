@@ -5,6 +5,8 @@ namespace Corvane::Pellix::Quorvel::detail::preserving {
 bool CEngine::Run() {
     const bool usable = m_TargetLength > 0 && std::isfinite(m_TargetLength) && std::isfinite(m_SplitLength2);
     const unsigned int total = usable ? m_Options.m_Iterations : 0;
+    if (total > 0)
+        SplitLockedLines();
     // Bounded: the caller's number of iterations, each a fixed sequence of
     // the bounded passes (the bound of each is at its loop).
     for (unsigned int iteration = 0; iteration < total; ++iteration) {

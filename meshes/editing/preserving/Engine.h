@@ -214,6 +214,12 @@ constexpr std::int64_t ParallelVertices = 4096;
 constexpr std::int64_t ParallelFaces = 8192;
 
 constexpr double Pi = 3.14159265358979323846;
+// The smallest angle of the face a collapse may leave alone at a notch of an
+// open boundary (see CloseNotchEars).
+constexpr double EarMinAngle = 30.0 * Pi / 180.0;
+// Rounds of halving the edges of three or more faces: a line 2^16 times
+// longer than the target would still be cut no finer.
+constexpr int MaxLockedLineRounds = 16;
 // Feature lines shorter than this many target lengths, not joined to an open
 // boundary and not bridging two vertices where lines that stay meet, are
 // taken for noise and dropped: they cannot be resolved at the target length
@@ -649,6 +655,10 @@ private:
     // ---- The edits (Splits.cpp, Collapses.cpp, Flips.cpp), relaxation -------
     // ---- (Relaxation.cpp), projection and compaction -------------------------
     bool SplitLongEdges();
+    // Halves each edge of three or more faces longer than the split length,
+    // every sheet at one shared fixed vertex, until none is (see its
+    // definition).
+    void SplitLockedLines();
     // A face with a locked edge too long to keep can never come into range:
     // splitting its other sides would only make slivers, more of them in
     // every iteration.
@@ -739,6 +749,10 @@ private:
     bool FlipIsValid(std::uint32_t h) const;
     void Flip(std::uint32_t h);
     bool ImproveAngles();
+    // Merges the short side of each face under ThinAngle whose opposite
+    // vertex is a notch of the rim (open, three neighbours) into the rim,
+    // leaving the notch one face (see its definition); whether any went.
+    bool CloseNotchEars();
     // freeFaces: also the faces among free vertices under FreeThinAngle.
     bool RaiseSmallestAngles(bool freeFaces);
     // Whether face f has a sliding corner and no fixed, open or non-manifold
@@ -797,6 +811,7 @@ private:
     void FinalMoves() {
         OpenNeedleRings();
         EvenTipRings();
+        CloseNotchEars();
         for (int pass = 0; pass < 4 && RaiseSmallestAngles(pass == 0); ++pass) { }
         CollapseRimToRaiseAngles();
         CollapseLineToRaiseAngles();
@@ -968,6 +983,9 @@ private:
     double m_MinCross2 = 0;
     // Whether any vertex is a needle's tip (see MakesFold).
     bool m_HasNeedles = false;
+    // Whether collapses may close an ear at a notch of the rim (see
+    // CloseNotchEars).
+    bool m_NotchEars = false;
     // The vertices of separate fans, each fan's own copy (see BuildTwins):
     // made fixed corners once the constraints are known.
     std::vector<std::uint32_t> m_FanVertices;

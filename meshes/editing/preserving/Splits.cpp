@@ -148,4 +148,81 @@ void CEngine::Split(std::uint32_t h) {
     ++m_Valence[d];
 }
 
+// An edge of three or more faces (a fin's foot on a plate) is locked: no
+// collapse or flip may touch it, and a face beside a locked edge longer than
+// the split length is never split (see HasLongLockedEdge), so such a line
+// coarser than the target kept its input faces around it, slivers beside
+// the refined faces further off. Each of its sheets is split at the same
+// point here, once, before the iterations: the halves stay locked and their
+// shared middle is one fixed non-manifold vertex, so the line keeps its
+// place and shape while its faces reach the target like any others. The
+// middle keeps the first sheet's fan as its own; the other sheets' copies
+// of it are dropped, their corners renamed to it.
+void CEngine::SplitLockedLines() {
+    struct CSheetEdge {
+        std::uint32_t m_Low, m_High, m_Edge;
+        bool operator<(const CSheetEdge& other) const {
+            return m_Low != other.m_Low     ? m_Low < other.m_Low
+                   : m_High != other.m_High ? m_High < other.m_High
+                                            : m_Edge < other.m_Edge;
+        }
+    };
+    std::vector<CSheetEdge> sheets;
+    // Bounded: each round halves every locked edge still longer than the
+    // split length of the whole target (the local target beside close
+    // corners may be far finer: the lines would be cut into thousands of
+    // edges no later edit may merge), and the face budget caps the splits;
+    // MaxLockedLineRounds rounds at most.
+    for (int round = 0; round < MaxLockedLineRounds; ++round) {
+        sheets.clear();
+        const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
+        for (std::uint32_t h = 0; h < halfEdges; ++h) {
+            const std::uint32_t a = m_Corner[h];
+            if (a == None || m_Kind[h] != Locked || m_Twin[h] != None)
+                continue;
+            const std::uint32_t b = Target(h);
+            if (!(m_Flags[a] & m_Flags[b] & NonManifold) || !(EdgeLength2(h) > m_SplitLength2))
+                continue;
+            sheets.push_back(CSheetEdge{std::min(a, b), std::max(a, b), h});
+        }
+        if (sheets.empty())
+            return;
+        std::sort(sheets.begin(), sheets.end());
+        // Only faces with no other locked side are cut: a split renames the
+        // other sides of its face, and a face locked all round (a repeated
+        // face, a pillow) is one the edits leave as it is anyway.
+        const auto single = [&](std::uint32_t h) {
+            const std::uint32_t f = h / 3;
+            return (m_Kind[3 * f] == Locked) + (m_Kind[3 * f + 1] == Locked) + (m_Kind[3 * f + 2] == Locked) == 1;
+        };
+        for (std::size_t i = 0; i < sheets.size();) {
+            std::size_t j = i;
+            bool clear = true;
+            for (; j < sheets.size() && sheets[j].m_Low == sheets[i].m_Low && sheets[j].m_High == sheets[i].m_High; ++j)
+                clear = clear && single(sheets[j].m_Edge);
+            if (!clear) {
+                i = j;
+                continue;
+            }
+            if (m_Corner.size() / 3 + (j - i) > m_FaceBudget)
+                return;
+            std::uint32_t middle = None;
+            for (std::size_t k = i; k < j; ++k) {
+                const std::uint32_t h = sheets[k].m_Edge, n = Next(h);
+                const std::uint32_t second = static_cast<std::uint32_t>(m_Corner.size());
+                Split(h);
+                const std::uint32_t m = m_Corner[n];
+                if (middle == None) {
+                    middle = m;
+                    m_Flags[m] = Fixed | NonManifold;
+                    continue;
+                }
+                m_Corner[n] = m_Corner[second] = middle;
+                m_Flags[m] = Deleted;
+            }
+            i = j;
+        }
+    }
+}
+
 }  // namespace Corvane::Pellix::Quorvel::detail::preserving
