@@ -158,33 +158,39 @@ TEST(BoxHierarchy, TreeOverPointsEqualsTreeOverTheirBoxes) {
     }
 }
 
-// Large median trees grow their subtrees on several threads; the nodes and
-// the order come out the same on one thread as on two.
-TEST(BoxHierarchy, MedianTreeIsTheSameOnOneThreadAndOnTwo) {
+// Large trees grow their top levels and then their subtrees on several
+// threads; the nodes and the order come out the same on one thread as on two,
+// by surface area and by the median.
+TEST(BoxHierarchy, TreeIsTheSameOnOneThreadAndOnTwo) {
     std::mt19937 random(7);
     std::uniform_real_distribution<double> unit(-1, 1), size(0, 0.02);
     const int saved = omp_get_max_threads();
-    for (std::uint32_t count : {5000u, 9001u, 70000u}) {
+    for (std::uint32_t count : {5000u, 9001u, 70000u, 300000u}) {
         std::vector<double> boxes;
         for (std::uint32_t i = 0; i < count; ++i) {
             // A tenth of the centres repeat, so that ties are broken too.
             const double x = i % 10 == 0 ? 0.5 : unit(random), y = unit(random), z = 0.3 * unit(random);
             boxes.insert(boxes.end(), {x, y, z, x + size(random), y + size(random), z + size(random)});
         }
-        for (std::uint32_t leafSize : {1u, 4u}) {
-            CBoxHierarchy trees[2];
-            for (int threads = 1; threads <= 2; ++threads) {
-                omp_set_num_threads(threads);
-                trees[threads - 1].BuildByMedian(boxes.data(), count, leafSize);
+        for (const bool byMedian : {true, false})
+            for (std::uint32_t leafSize : {1u, 4u}) {
+                CBoxHierarchy trees[2];
+                for (int threads = 1; threads <= 2; ++threads) {
+                    omp_set_num_threads(threads);
+                    if (byMedian)
+                        trees[threads - 1].BuildByMedian(boxes.data(), count, leafSize);
+                    else
+                        trees[threads - 1].Build(boxes.data(), count, leafSize);
+                }
+                omp_set_num_threads(saved);
+                const CBoxHierarchy::CNodes &one = trees[0].GetNodes(), &two = trees[1].GetNodes();
+                ASSERT_EQ(trees[0].GetOrder(), trees[1].GetOrder()) << count;
+                ASSERT_EQ(one.size(), two.size()) << count;
+                for (std::size_t i = 0; i < one.size(); ++i)
+                    ASSERT_EQ(std::memcmp(&one[i], &two[i], sizeof(CBoxHierarchy::CNode)), 0)
+                        << count << (byMedian ? " median" : " surface area") << " node " << i;
+                unsigned int deepest = 0;
+                ExpectWellFormed(trees[1], boxes, count, leafSize, deepest);
             }
-            omp_set_num_threads(saved);
-            const CBoxHierarchy::CNodes &one = trees[0].GetNodes(), &two = trees[1].GetNodes();
-            ASSERT_EQ(trees[0].GetOrder(), trees[1].GetOrder()) << count;
-            ASSERT_EQ(one.size(), two.size()) << count;
-            for (std::size_t i = 0; i < one.size(); ++i)
-                ASSERT_EQ(std::memcmp(&one[i], &two[i], sizeof(CBoxHierarchy::CNode)), 0) << count << " node " << i;
-            unsigned int deepest = 0;
-            ExpectWellFormed(trees[1], boxes, count, leafSize, deepest);
-        }
     }
 }
