@@ -9,8 +9,9 @@ class CRemeshOptions {
 public:
     /// Rounds of split, collapse, flip, relax and project.
     unsigned int m_Iterations = 5;
-    /// Edges whose dihedral angle exceeds this many degrees are kept as
-    /// features, and so are tips whose faces lean further than this from the
+    /// Edges whose dihedral angle reaches this many degrees (within 1e-5
+    /// degrees, so that the sides of a regular octagon or a 45-degree chamfer
+    /// all count at the default) are kept as features, and so are tips whose faces lean further than this from the
     /// plane across them (the apex of a cone); 0 turns feature detection off.
     /// An edge whose two faces lie folded flat onto each other (normals
     /// within 0.8 degrees of opposite, as where a fan overlaps itself) is

@@ -616,7 +616,7 @@ by a power of two while it is remeshed. The result is a new vertex numbering.
 target: the edge length; default relative (1.0) times the mean edge length,
   every edge counted once. Give one of target and relative.
 method: "preserve" (default) keeps the shape: vertices are projected back onto
-  the input, sharp features (edges bent by more than feature_angle degrees; 0
+  the input, sharp features (edges bent by feature_angle degrees or more; 0
   keeps none) and boundaries are kept (keep_boundaries=False lets boundary
   vertices slide along the boundary). iterations: rounds, 1 to 100.
   "exact" is the library's Remesh as designed (five rounds of split, collapse,

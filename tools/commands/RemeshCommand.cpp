@@ -308,7 +308,7 @@ CCommand DescribeRemesh() {
         {"--target", "", "L", "target edge length"},
         {"--relative", "", "R", "target = R x the input's mean edge length (default 1)"},
         {"--method", "", "M", "preserve (default) or exact"},
-        {"--feature-angle", "", "DEG", "preserve: edges bent over DEG degrees stay sharp (45; 0: none)"},
+        {"--feature-angle", "", "DEG", "preserve: edges bent by DEG degrees or more stay sharp (45; 0: none)"},
         {"--iterations", "", "N", "preserve: rounds of remeshing (default 5)"},
         {"--weld-tolerance", "", "F", "join open-edge vertices closer than F x the diagonal (1e-6; 0: exact only)"},
         {"--report", "", "FILE.svg", "draw edge-length and valence histograms before and after"},

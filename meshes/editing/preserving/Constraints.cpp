@@ -13,6 +13,11 @@ namespace {
 // Faces whose normals are closer to opposite than this cosine (0.8 degrees)
 // lie folded flat onto each other.
 constexpr double FlatFold = -0.9999;
+// A bend of exactly the feature angle is a feature: the sides of a regular
+// octagon, a chamfer of 45 degrees. Their normals' cosine lands on either side
+// of the angle's by rounding, which would keep some of a prism's edges and
+// smooth the others away; this slack (about 1e-5 degrees) decides for keeping.
+constexpr double FeatureCosineSlack = 1e-7;
 
 // A crease is judged again on normals averaged over the faces within this
 // many target lengths of it on either side, at most this many faces a side
@@ -59,7 +64,7 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
         normal[f].Normalise();
     }
     const bool features = m_Options.m_FeatureAngle > 0 && m_Options.m_FeatureAngle < 180;
-    const double cosFeature = std::cos(m_Options.m_FeatureAngle * Pi / 180.0);
+    const double cosFeature = std::cos(m_Options.m_FeatureAngle * Pi / 180.0) + FeatureCosineSlack;
 
     // Each edge's crease on its two faces alone: +1 convex, -1 concave, 0
     // none. A face without a normal (zero area) makes no crease, and nor do
