@@ -182,3 +182,31 @@ TEST(RemeshPreservingShape, BendsOfExactlyTheFeatureAngleAreKept) {
     EXPECT_LT(FarthestVertex(mesh, input), 1e-9);
     EXPECT_LT(FarthestVertex(input, mesh), 1e-9);
 }
+
+// Rims sampled far finer than the target thin out along themselves, each kept
+// edge standing for the removed vertices it passes (checked against them all).
+// With lists of at most 48 such vertices a rim 100 times finer than the
+// target stayed about three times finer and pinned slivers beside it: a tube
+// of 2,000 sides and 4 rings came out at 14.8 degrees, the blade strip at 0.3
+// targets at 22.1.
+TEST(RemeshPreservingShape, RimsFarFinerThanTheTargetThinOut) {
+    ShapeMesh tube;
+    MakeSlicedTube(tube, 2000, 4, 2);
+    ShapeMesh blade;
+    MakeBladeStrip(blade, 300, 2);
+    for (const auto& [input, relative] : {std::pair<ShapeMesh*, double>{&tube, 1.0}, {&blade, 0.3}}) {
+        const double target = relative * MeanEdge(*input);
+        ShapeMesh mesh(*input);
+        RemeshOn(mesh, target, 2);
+        EXPECT_GT(SmallestAngleInDegrees(mesh), 30.0) << relative;
+        EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u) << relative;
+        // Every open edge stays within a twentieth of a target of the rim.
+        const auto rims = OpenEdges(*input);
+        for (const auto& edge : OpenEdges(mesh)) {
+            double nearest = 1e300;
+            for (const auto& side : rims)
+                nearest = std::min(nearest, SegmentDistance(edge.first, side.first, side.second));
+            ASSERT_LT(nearest, 1e-9) << relative;
+        }
+    }
+}
