@@ -715,6 +715,10 @@ private:
     // end that may not be the one removed (None: either).
     bool TryCollapse(std::uint32_t h, double midpointLength2, double reachLength2, bool thinFace = false,
                      bool anglePass = false, double keptLength2 = 0, std::uint32_t stays = None);
+    // After the final passes' collapse of the edge from a to b, the end
+    // that survives goes back onto the input, unless it is fixed or the move
+    // would fold a face: the merged place may lie off a curved input.
+    void ProjectSurvivor(std::uint32_t a, std::uint32_t b);
     // Whether merging the ends of h at q would fold an edge that does not
     // fold now (see MaxFoldCos).
     bool MakesFold(std::uint32_t h, const Vec& q, bool anglePass) const;

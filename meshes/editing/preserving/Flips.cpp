@@ -249,18 +249,22 @@ bool CEngine::ImproveAngles() {
                              true))
                 continue;
             collapsed = true;
-            const std::uint32_t survivor = (m_Flags[a] & Deleted) ? b : a;
-            if (!(m_Flags[survivor] & Fixed)) {
-                const Vec projected = Projected(survivor, m_Position[survivor]);
-                if (IsFinite(projected) && !MoveFolds(survivor, projected))
-                    m_Position[survivor] = projected;
-            }
+            ProjectSurvivor(a, b);
         }
         if (!collapsed)
             continue;
         changed = true;
     }
     return changed;
+}
+
+void CEngine::ProjectSurvivor(std::uint32_t a, std::uint32_t b) {
+    const std::uint32_t survivor = (m_Flags[a] & Deleted) ? b : a;
+    if (m_Flags[survivor] & Fixed)
+        return;
+    const Vec projected = Projected(survivor, m_Position[survivor]);
+    if (IsFinite(projected) && !MoveFolds(survivor, projected))
+        m_Position[survivor] = projected;
 }
 
 // A notch of a kept rim narrower than two good faces (about 60 degrees, as
@@ -293,12 +297,7 @@ bool CEngine::CloseNotchEars() {
         if (!TryCollapse(shortest, collapse2, EdgeLimit2(shortest, AngleReachFactor, m_AngleReachLength2), false, true))
             continue;
         changed = true;
-        const std::uint32_t survivor = (m_Flags[a] & Deleted) ? b : a;
-        if (!(m_Flags[survivor] & Fixed)) {
-            const Vec projected = Projected(survivor, m_Position[survivor]);
-            if (IsFinite(projected) && !MoveFolds(survivor, projected))
-                m_Position[survivor] = projected;
-        }
+        ProjectSurvivor(a, b);
     }
     m_NotchEars = false;
     return changed;
