@@ -642,8 +642,9 @@ private:
         return std::min(m_SplitLength2, StripSplitFactor * StripSplitFactor * split2);
     }
     double EdgeLength2(std::uint32_t h) const { return Squared(m_Position[Target(h)] - m_Position[m_Corner[h]]); }
-    // Whether face f is live and has an angle under FreeThinAngle: the faces
-    // the final passes work on.
+    // Whether face f is live and has an angle whose cosine exceeds cosThin
+    // (by default under FreeThinAngle): the faces the final passes work on.
+    bool IsThinFace(std::uint32_t f, double cosThin) const;
     bool IsThinFace(std::uint32_t f) const;
     // The half-edge of face f's shortest side; the first of equal sides.
     std::uint32_t ShortestSide(std::uint32_t f) const {

@@ -47,10 +47,13 @@ bool Flat(const Vec& m, const Vec& n) {
 
 }  // namespace
 
-bool CEngine::IsThinFace(std::uint32_t f) const {
+bool CEngine::IsThinFace(std::uint32_t f, double cosThin) const {
     const std::uint32_t* corner = &m_Corner[3 * f];
-    return corner[0] != None &&
-           IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]], CosFreeThinAngle);
+    return corner[0] != None && IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]], cosThin);
+}
+
+bool CEngine::IsThinFace(std::uint32_t f) const {
+    return IsThinFace(f, CosFreeThinAngle);
 }
 
 // Topological conditions of a flip: an inner free edge whose ends keep a
@@ -283,8 +286,7 @@ bool CEngine::CloseNotchEars() {
     // Bounded: one sweep over the faces, at most one collapse per face and
     // one projection.
     for (std::uint32_t f = 0; f < faceCount; ++f) {
-        const std::uint32_t* corner = &m_Corner[3 * f];
-        if (corner[0] == None || !IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]))
+        if (!IsThinFace(f, CosThinAngle))
             continue;
         const std::uint32_t shortest = ShortestSide(f), t = m_Twin[shortest];
         const auto notch = [&](std::uint32_t v) { return IsOpen(v) && m_Valence[v] == 3; };
@@ -458,8 +460,7 @@ bool CEngine::SplitToRaiseAngles() {
     // and one query of the input.
     for (std::uint32_t f = 0; f < faceCount; ++f) {
         const std::uint32_t* corner = &m_Corner[3 * f];
-        if (corner[0] == None || !bound(corner[0]) || !bound(corner[1]) || !bound(corner[2]) ||
-            !IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]))
+        if (!IsThinFace(f, CosThinAngle) || !bound(corner[0]) || !bound(corner[1]) || !bound(corner[2]))
             continue;
         std::uint32_t h = 3 * f;
         for (std::uint32_t k = 1; k < 3; ++k)
@@ -479,10 +480,17 @@ bool CEngine::SplitToRaiseAngles() {
         if (!Flat(n0, n1))
             continue;
         const double before = std::min(SmallestAngle(pa, pb, pc), SmallestAngle(pb, pa, pd));
-        // The four faces around a new vertex at q, in the order the split
-        // makes them: (a, q, c), (q, b, c), (b, q, d), (q, a, d).
+        // The normals of the four faces around a new vertex at q, in the
+        // order the split makes them: (a, q, c), (q, b, c), (b, q, d), (q, a, d).
+        const auto madeNormals = [&](const Vec& q, Vec m[4]) {
+            m[0] = (q - pa) * (pc - pa);
+            m[1] = (pb - q) * (pc - q);
+            m[2] = (q - pb) * (pd - pb);
+            m[3] = (pa - q) * (pd - q);
+        };
         const auto score = [&](const Vec& q) {
-            const Vec m[4] = {(q - pa) * (pc - pa), (pb - q) * (pc - q), (q - pb) * (pd - pb), (pa - q) * (pd - q)};
+            Vec m[4];
+            madeNormals(q, m);
             for (int k = 0; k < 4; ++k) {
                 const Vec& old = k < 2 ? n0 : n1;
                 if (!(Squared(m[k]) > m_MinCross2) || !(m[k] % n0 > 0) || !(m[k] % n1 > 0) || !(m[k] % old > 0))
@@ -514,7 +522,8 @@ bool CEngine::SplitToRaiseAngles() {
         // The faces beyond the quadrilateral's sides keep from folding
         // against the new faces where they did not against the old ones.
         const std::uint32_t outer[4] = {m_Twin[Prev(h)], m_Twin[Next(h)], m_Twin[Prev(t)], m_Twin[Next(t)]};
-        const Vec made[4] = {(q - pa) * (pc - pa), (pb - q) * (pc - q), (q - pb) * (pd - pb), (pa - q) * (pd - q)};
+        Vec made[4];
+        madeNormals(q, made);
         const Vec old[4] = {n0, n0, n1, n1};
         bool folds = false;
         for (int k = 0; k < 4; ++k)
@@ -548,9 +557,9 @@ bool CEngine::SearchToRaiseAngles() {
     // each QuadSearchSteps steps of four walks around one fan, and one
     // projection.
     for (std::uint32_t f = 0; f < faceCount; ++f) {
-        const std::uint32_t* corner = &m_Corner[3 * f];
-        if (corner[0] == None || !IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]))
+        if (!IsThinFace(f, CosThinAngle))
             continue;
+        const std::uint32_t* corner = &m_Corner[3 * f];
         for (std::uint32_t k = 0; k < 3; ++k)
             if (IsFree(corner[k]) && SearchMove(corner[k])) {
                 changed = true;
