@@ -366,9 +366,10 @@ bool StitchTJunctions(CMeshData& mesh, const std::vector<std::uint32_t>& openEnd
     for (std::uint32_t e = 0; e < edges; ++e) {
         const Point &a = P[openEnds[2 * e]], &b = P[openEnds[2 * e + 1]];
         const Point d = sub(b, a);
-        const double steps = std::min(MaxSamples, std::ceil(2 * std::sqrt(dot(d, d)) / cell));
-        for (double k = 0; k <= steps; ++k) {
-            const double t = steps > 0 ? k / steps : 0;
+        const double span = std::ceil(2 * std::sqrt(dot(d, d)) / cell);
+        const int steps = span > 0 ? static_cast<int>(std::min(MaxSamples, span)) : 0;
+        for (int k = 0; k <= steps; ++k) {
+            const double t = steps > 0 ? double(k) / steps : 0;
             const CEntry entry = cellOf(Point(a.x + d.x * t, a.y + d.y * t, a.z + d.z * t), e);
             if (entries.empty() || entries.back().edge != e || entries.back().x != entry.x ||
                 entries.back().y != entry.y || entries.back().z != entry.z)
