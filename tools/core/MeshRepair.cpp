@@ -343,9 +343,11 @@ bool StitchTJunctions(CMeshData& mesh, const std::vector<std::uint32_t>& openEnd
         const Point d = sub(P[openEnds[2 * e + 1]], P[openEnds[2 * e]]);
         total += std::sqrt(dot(d, d));
     }
-    const double cell = std::max(4 * distance, total / static_cast<double>(edges));
-    if (!std::isfinite(cell))
+    // A coordinate that is not finite (or edges too long to add up) would
+    // give cells no number can name: such a mesh is left as it is.
+    if (!std::isfinite(total))
         return false;
+    const double cell = std::max(4 * distance, total / static_cast<double>(edges));
     struct CEntry {
         std::int64_t x, y, z;
         std::uint32_t edge;
