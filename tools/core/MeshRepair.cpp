@@ -456,9 +456,8 @@ bool StitchTJunctions(CMeshData& mesh, const std::vector<std::uint32_t>& openEnd
                 along.push_back(cuts[i].vertex);
             if (openEnds[2 * cuts[first].edge] != x)
                 std::reverse(along.begin(), along.end());
-            std::uint32_t from = x;
             mesh.m_Triangles[f] = Triangle{x, along.front(), c};
-            from = along.front();
+            std::uint32_t from = along.front();
             for (std::size_t i = 1; i < along.size(); ++i) {
                 mesh.m_Triangles.push_back(Triangle{from, along[i], c});
                 from = along[i];
