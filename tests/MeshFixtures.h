@@ -1421,25 +1421,6 @@ void MakeSaddleCrease(Mesh& mesh, unsigned int n = 20) {
         }
 }
 
-// A flat ribbon `length` long and `width` wide in z = 0, a grid of `along`
-// by `across` cells (each split along the same diagonal): a strap, a fin's
-// sheet or a tape, narrower than a coarse target, with rows of vertices
-// inside it.
-template <typename Mesh>
-void MakeNarrowRibbon(Mesh& mesh, unsigned int along = 40, unsigned int across = 2, double length = 16,
-                      double width = 0.4) {
-    const unsigned int base = mesh.m_Vertices.GetCount();
-    for (unsigned int j = 0; j <= across; ++j)
-        for (unsigned int i = 0; i <= along; ++i)
-            AddVertex(mesh, length * i / along, width * j / across, 0);
-    for (unsigned int j = 0; j < across; ++j)
-        for (unsigned int i = 0; i < along; ++i) {
-            const unsigned int a = base + j * (along + 1) + i;
-            AddFace(mesh, a, a + 1, a + along + 2);
-            AddFace(mesh, a, a + along + 2, a + along + 1);
-        }
-}
-
 // A plate 2 x holes long, 2 wide and 0.2 thick with `holes` round holes of
 // `sides` sides, as an STL export of a CAD solid writes it: every face with
 // its own three corners, each 2 x 2 square of a cap fanned from its corners

@@ -215,15 +215,6 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         }
         return false;
     };
-    // Across a strip the removed vertex must lie within the kept boundary's
-    // deviation of the plane of the face that replaces its own (on a curved
-    // strip it carries the bend across, which one face would cut off).
-    const auto NearNewFace = [&](std::uint32_t e, const Vec& q, const Vec& gone) {
-        const Vec normal = (m_Position[Target(e)] - q) * (m_Position[m_Corner[Prev(e)]] - q);
-        const double offPlane = (gone - q) % normal;
-        return offPlane * offPlane <=
-               StripPlaneShare * StripPlaneShare * m_KeptDeviation * m_KeptDeviation * Squared(normal);
-    };
     const auto measure = [&](const Vec& old, std::uint32_t e) {
         // Once every place is closed the attempt fails whatever the rest
         // of the fans hold.
@@ -233,8 +224,7 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         if (IsOpen(survivor))
             for (const std::uint32_t side : {e, Prev(e)}) {
                 const std::uint32_t x = side == e ? Target(e) : m_Corner[side];
-                if (m_Twin[side] != None && x != c0 && x != d0 && IsOpen(x) &&
-                    !(AcrossStrip(survivor, x, walked) && NearNewFace(e, walked == a ? pb : pa, old))) {
+                if (m_Twin[side] != None && x != c0 && x != d0 && IsOpen(x)) {
                     // The ear is measured at the survivor's own place only.
                     const bool ear = m_NotchEars && EarAtNotch(x, walked == a ? pb : pa, old);
                     if (walked == a)

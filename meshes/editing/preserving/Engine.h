@@ -160,13 +160,6 @@ constexpr double ThinWallFactor = 0.5;
 // stays inside the band the noise spans, where the sliver it removes would
 // stay for good.
 constexpr double ThinFaceRoughnessFactor = 1.5;
-// A free vertex inside a strip between two stretches of an open boundary may
-// merge into one of them, its faces replaced by faces across the strip, only
-// where it lies within this share of the kept boundary's deviation of their
-// planes: a flat strap loses its inner rows, a curved one keeps the vertices
-// that carry its bend (at a fifth of the deviation the edge of a gently
-// domed sheet stayed as close to its input as before).
-constexpr double StripPlaneShare = 0.2;
 
 // Corners joined by a line edge much shorter than the target (the root
 // between two teeth of a gear) pin every face beside the edge as narrow as
@@ -503,28 +496,6 @@ private:
         ForEachOutgoing(v, [&](std::uint32_t e) { last = e; });
         after = Target(m_Out[v]);
         before = m_Corner[Prev(last)];
-    }
-
-    // Whether an inner edge from open vertex s to open vertex x, made by
-    // removing the free vertex `gone` between them, runs across a strip
-    // rather than cutting off an ear: x lies more than two steps from s along
-    // the boundary. A sheet narrower than the target between two rims (a
-    // ribbon, a strap) otherwise kept a row of free vertices inside it for
-    // good, two slivers across it where one face fits.
-    bool AcrossStrip(std::uint32_t s, std::uint32_t x, std::uint32_t gone) const {
-        if (IsOpen(gone))
-            return false;
-        std::uint32_t before = None, after = None;
-        BoundaryNeighbours(s, before, after);
-        if (x == before || x == after)
-            return false;
-        for (const std::uint32_t n : {before, after}) {
-            std::uint32_t p = None, q = None;
-            BoundaryNeighbours(n, p, q);
-            if (x == p || x == q)
-                return false;
-        }
-        return true;
     }
 
     // ---- Topology helpers ---------------------------------------------------
