@@ -1797,6 +1797,8 @@ def inputs():
     yield "UV sphere 96x48 at 2x", lambda: lat_long_cad(96, 48), 2.0
     yield "torus, orientation in 6 patches", lambda: orientation_patches(*torus(48, 24), 6)
     yield "riveted plate, 36 rivets", lambda: riveted_plate(6, 12)
+    yield "strap 40x2 cells, 0.4 wide, at 2x", lambda: grid(40, 2, 0, 16, 0, 0.4), 2.0
+    yield "strap 40x2 cells, 0.4 wide, at 3x", lambda: grid(40, 2, 0, 16, 0, 0.4), 3.0
 
 # ---------------------------------------------------------------- the runs
 
