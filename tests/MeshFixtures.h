@@ -1421,4 +1421,56 @@ void MakeSaddleCrease(Mesh& mesh, unsigned int n = 20) {
         }
 }
 
+// A plate 2 x holes long, 2 wide and 0.2 thick with `holes` round holes of
+// `sides` sides, as an STL export of a CAD solid writes it: every face with
+// its own three corners, each 2 x 2 square of a cap fanned from its corners
+// to the hole's rim (long slivers), the holes' walls one quad tall, and each
+// of the plate's two long sides one quad whose edges pass through the caps'
+// corners where the squares meet, unshared (T-junctions).
+template <typename Mesh>
+void MakeStlPlateWithWholeSides(Mesh& mesh, unsigned int holes = 3, unsigned int sides = 48) {
+    typedef std::array<double, 3> P;
+    const auto face = [&](const P& a, const P& b, const P& c) {
+        const unsigned int base = mesh.m_Vertices.GetCount();
+        for (const P& p : {a, b, c})
+            AddVertex(mesh, p[0], p[1], p[2]);
+        AddFace(mesh, base, base + 1, base + 2);
+    };
+    const double h = 0.2;
+    for (unsigned int k = 0; k < holes; ++k) {
+        const double cx = 2.0 * k + 1;
+        const double corners[4][2] = {{cx + 1, 1}, {cx - 1, 1}, {cx - 1, -1}, {cx + 1, -1}};
+        std::vector<std::array<double, 2>> ring;
+        for (unsigned int i = 0; i < sides; ++i)
+            ring.push_back({cx + 0.5 * std::cos(2 * Pi * i / sides), 0.5 * std::sin(2 * Pi * i / sides)});
+        const auto cap = [&](std::array<double, 2> a, std::array<double, 2> b, std::array<double, 2> c) {
+            if ((b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0]) < 0)
+                std::swap(b, c);
+            face(P{a[0], a[1], h}, P{b[0], b[1], h}, P{c[0], c[1], h});
+            face(P{a[0], a[1], 0}, P{c[0], c[1], 0}, P{b[0], b[1], 0});
+        };
+        // Each rim edge goes to the corner of its quadrant; the four corners'
+        // sides each close on the rim point between two quadrants.
+        for (unsigned int i = 0; i < sides; ++i) {
+            const unsigned int q = static_cast<unsigned int>((2.0 * (i + 0.5) / sides) * 2) % 4;
+            cap({corners[q][0], corners[q][1]}, ring[i], ring[(i + 1) % sides]);
+        }
+        for (unsigned int q = 0; q < 4; ++q)
+            cap({corners[q][0], corners[q][1]}, {corners[(q + 1) % 4][0], corners[(q + 1) % 4][1]},
+                ring[((q + 1) * sides / 4) % sides]);
+        for (unsigned int i = 0; i < sides; ++i) {
+            const std::array<double, 2>&p = ring[i], &r = ring[(i + 1) % sides];
+            face(P{p[0], p[1], 0}, P{p[0], p[1], h}, P{r[0], r[1], h});
+            face(P{p[0], p[1], 0}, P{r[0], r[1], h}, P{r[0], r[1], 0});
+        }
+    }
+    const double length = 2.0 * holes;
+    const double outline[4][2] = {{0, -1}, {length, -1}, {length, 1}, {0, 1}};
+    for (unsigned int i = 0; i < 4; ++i) {
+        const double *p = outline[i], *q = outline[(i + 1) % 4];
+        face(P{p[0], p[1], 0}, P{q[0], q[1], 0}, P{q[0], q[1], h});
+        face(P{p[0], p[1], 0}, P{q[0], q[1], h}, P{p[0], p[1], h});
+    }
+}
+
 }  // namespace QuorvelTest

@@ -1321,6 +1321,347 @@ def horned_sphere(levels, seed):
     return d * r[:, None], f
 
 
+# ---------------------------------------------------------------- game models, text, plants, shells, STL exports
+
+
+def low_poly_rock(points, seed):
+    """A low-poly game rock: the hull of a few points scattered about an
+    ellipsoid, flat-shaded, most edges bending by more than 45 degrees."""
+    rng = np.random.default_rng(seed)
+    d = rng.normal(size=(points, 3))
+    d /= np.linalg.norm(d, axis=1)[:, None]
+    v = d * rng.uniform(0.8, 1.1, (points, 1)) * (1.4, 1.0, 0.7)
+    hull = ConvexHull(v)
+    return compact(v, orient_outwards(v, hull.simplices))
+
+
+def low_poly_animal(seed):
+    """A low-poly game animal: body, head, neck, legs, tail and ears each a
+    hull of a few points, flat-shaded, the parts passing into each other
+    unjoined as game modellers leave them."""
+    rng = np.random.default_rng(seed)
+
+    def blob(points, centre, radii):
+        d = rng.normal(size=(points, 3))
+        d /= np.linalg.norm(d, axis=1)[:, None]
+        v = d * rng.uniform(0.85, 1.0, (points, 1)) * radii + centre
+        return compact(v, orient_outwards(v, ConvexHull(v).simplices))
+
+    def limb(points, a, b, r):
+        a, b = np.asarray(a, float), np.asarray(b, float)
+        t = np.linspace(0, 1, points // 6)
+        axis = (b - a) / np.linalg.norm(b - a)
+        u = np.cross(axis, (0.3, 0.5, 0.8))
+        u /= np.linalg.norm(u)
+        w = np.cross(axis, u)
+        pts = [a + s * (b - a) + r * (1 - 0.3 * s) * (math.cos(g) * u + math.sin(g) * w)
+               for s in t for g in rng.uniform(0, 2 * math.pi, 6)]
+        v = np.array(pts)
+        return compact(v, orient_outwards(v, ConvexHull(v).simplices))
+
+    parts = [blob(40, (0, 0, 0), (0.85, 0.3, 0.28)), blob(24, (1.1, 0, 0.5), (0.25, 0.14, 0.14)),
+             limb(18, (0.6, 0, 0.1), (0.95, 0, 0.45), 0.13), limb(12, (-0.75, 0, 0.05), (-1.35, 0, 0.35), 0.04),
+             limb(12, (1.15, -0.1, 0.55), (1.12, -0.16, 0.8), 0.04),
+             limb(12, (1.15, 0.1, 0.55), (1.12, 0.16, 0.8), 0.04)]
+    parts += [limb(18, (x, y, -0.05), (x + 0.05, y, -0.75), 0.09) for x in (-0.6, 0.55) for y in (-0.2, 0.2)]
+    return merge(*parts)
+
+
+LETTERS = {
+    "E": [(0, 0), (1, 0), (1, 0.2), (0.25, 0.2), (0.25, 0.6), (0.8, 0.6), (0.8, 0.8), (0.25, 0.8), (0.25, 1.2),
+          (1, 1.2), (1, 1.4), (0, 1.4)],
+    "L": [(0, 0), (1, 0), (1, 0.2), (0.25, 0.2), (0.25, 1.4), (0, 1.4)],
+    "T": [(0.4, 0), (0.65, 0), (0.65, 1.2), (1.05, 1.2), (1.05, 1.4), (0, 1.4), (0, 1.2), (0.4, 1.2)],
+    "M": [(0, 0), (0.2, 0), (0.2, 1.0), (0.5, 0.5), (0.8, 1.0), (0.8, 0), (1, 0), (1, 1.4), (0.8, 1.4),
+          (0.5, 0.85), (0.2, 1.4), (0, 1.4)],
+}
+
+
+def comb_outline(teeth, slot, depth):
+    """A logo's comb: a bar with `teeth` deep slots `slot` wide."""
+    pitch = 0.25
+    pts = [(0, 0)]
+    for t in range(teeth):
+        x = t * pitch
+        pts += [(x + pitch - slot, 0), (x + pitch - slot, depth), (x + pitch, depth), (x + pitch, 0)]
+    pts.append((teeth * pitch + 0.2, 0))
+    pts += [(teeth * pitch + 0.2, depth + 0.3), (0, depth + 0.3)]
+    return pts
+
+
+def extruded_text(word, slots):
+    """Extruded letters and a comb logo as a modeller's text tool writes them:
+    each glyph a separate prism, caps ear-clipped into long slivers, walls one
+    quad tall, the logo's slots far narrower than its teeth are deep."""
+    parts = []
+    for k, ch in enumerate(word):
+        v, f = prism(LETTERS[ch], 0.3, "ears")
+        parts.append((v + (1.25 * k, 0, 0), f))
+    v, f = prism(comb_outline(slots, 0.04, 1.0), 0.3, "ears")
+    parts.append((v + (0, -1.8, 0), f))
+    return merge(*parts)
+
+
+def leaf_with_stem(n, stem_sides, stem_radius):
+    """A leaf: an open, gently cupped sheet, its stem a thin closed tube whose
+    top narrows to the leaf's base vertex (one vertex joins the two)."""
+    v, f = [], []
+    for j in range(n + 1):
+        t = j / n
+        half = 0.5 * math.sin(math.pi * t) ** 0.8 + 0.01
+        for i in range(n + 1):
+            s = -1 + 2 * i / n
+            x, y = 2.0 * t, half * s
+            v.append((x, y, 0.15 * (y * y) * 4 - 0.1 * math.sin(math.pi * t)))
+    for j in range(n):
+        for i in range(n):
+            a = j * (n + 1) + i
+            f += [(a, a + 1, a + n + 2), (a, a + n + 2, a + n + 1)]
+    leaf_v, leaf_f = np.array(v), np.array(f, int)
+    base = int(np.argmin(np.linalg.norm(leaf_v, axis=1)))
+    rings = 24
+    sv = []
+    for k in range(rings):
+        x = -0.8 + 0.8 * k / rings
+        r = stem_radius * (1 - 0.5 * k / rings)
+        for s in range(stem_sides):
+            a = 2 * math.pi * s / stem_sides
+            sv.append((x, r * math.cos(a), r * math.sin(a)))
+    sf = []
+    for k in range(rings - 1):
+        for s in range(stem_sides):
+            a, b = k * stem_sides + s, k * stem_sides + (s + 1) % stem_sides
+            sf += [(a, b + stem_sides, b), (a, a + stem_sides, b + stem_sides)]
+    sv.append((-0.8, 0.0, 0.0))
+    end = len(sv) - 1
+    sf += [(end, s, (s + 1) % stem_sides) for s in range(stem_sides)]
+    nl = len(leaf_v)
+    last = (rings - 1) * stem_sides
+    sf = [(a + nl, b + nl, c + nl) for a, b, c in sf]
+    sf += [(base, last + (s + 1) % stem_sides + nl, last + s + nl) for s in range(stem_sides)]
+    return np.vstack([leaf_v, np.array(sv)]), np.vstack([leaf_f, np.array(sf, int)])
+
+
+def bowl(sectors, rings, wall):
+    """A thin-walled bowl: a hemispherical shell `wall` thick with a flat rim,
+    revolved lat-long with fans at both poles."""
+    outer = [(math.sin(0.5 * math.pi * k / rings), -math.cos(0.5 * math.pi * k / rings)) for k in range(rings + 1)]
+    inner = [((1 - wall) * math.sin(0.5 * math.pi * k / rings), -(1 - wall) * math.cos(0.5 * math.pi * k / rings))
+             for k in range(rings, -1, -1)]
+    v, f = revolve(outer + inner, sectors)
+    return v, orient_by_volume(v, f)
+
+
+def patchwork_box(resolutions):
+    """A box whose six sides are separate grids of different resolutions, each
+    side again two halves of different resolutions: nothing welded, vertices
+    of the finer patch lying on the coarser one's edges (T-junctions)."""
+    parts = []
+    frames = [((0, 0, 0), (1, 0, 0), (0, 1, 0)), ((0, 0, 1), (0, 1, 0), (1, 0, 0)),
+              ((0, 0, 0), (0, 0, 1), (1, 0, 0)), ((0, 1, 0), (1, 0, 0), (0, 0, 1)),
+              ((0, 0, 0), (0, 1, 0), (0, 0, 1)), ((1, 0, 0), (0, 0, 1), (0, 1, 0))]
+    for k, (o, a, b) in enumerate(frames):
+        o, a, b = np.array(o, float), np.array(a, float), np.array(b, float)
+        n = resolutions[k % len(resolutions)]
+        for half, m in ((0, n), (1, 2 * n)):
+            gv, gf = grid(m, 2 * m, 0, 1, 0, 1)
+            u = 0.5 * half + 0.5 * gv[:, 0]
+            w = gv[:, 1]
+            pts = o + u[:, None] * a + w[:, None] * b
+            parts.append((pts, gf[:, ::-1]))
+    v, f = merge(*parts)
+    v, f = compact(*weld(v, f))
+    return v, orient_per_side(v, f)
+
+
+def orient_per_side(v, f):
+    """Turns each face away from the unit box's centre (for patch-built boxes)."""
+    n = tri_normals(v, f)
+    c = v[f].mean(axis=1) - 0.5
+    f = f.copy()
+    turn = (n * c).sum(axis=1) < 0
+    f[turn] = f[turn][:, ::-1]
+    return f
+
+
+def strand(path, sides, radius):
+    """A hair or grass strand: a tube of `sides` sides along the path, tapering
+    to a point at its end, its root closed by a fan."""
+    path = np.asarray(path, float)
+    v, f = [], []
+    k_rings = len(path) - 1
+    for k in range(k_rings):
+        p = path[k]
+        t = path[k + 1] - path[k]
+        t /= np.linalg.norm(t)
+        a = np.cross(t, (0.3, 0.5, 0.8))
+        a /= np.linalg.norm(a)
+        b = np.cross(t, a)
+        r = radius * (1 - k / k_rings)
+        for s in range(sides):
+            ang = 2 * math.pi * s / sides
+            v.append(p + r * (math.cos(ang) * a + math.sin(ang) * b))
+    for k in range(k_rings - 1):
+        for s in range(sides):
+            a, b = k * sides + s, k * sides + (s + 1) % sides
+            f += [(a, b, b + sides), (a, b + sides, a + sides)]
+    v.append(path[-1])
+    tip = len(v) - 1
+    last = (k_rings - 1) * sides
+    f += [(last + s, last + (s + 1) % sides, tip) for s in range(sides)]
+    v.append(path[0])
+    root = len(v) - 1
+    f += [(root, (s + 1) % sides, s) for s in range(sides)]
+    return np.array(v), np.array(f, int)
+
+
+def hair(strands, sides, radius, seed):
+    """A scalp (an icosphere) with thin strands of a few sides growing out of
+    it, each a separate closed tube starting just under the surface."""
+    rng = np.random.default_rng(seed)
+    parts = [icosphere(3)]
+    for _ in range(strands):
+        d = rng.normal(size=3)
+        d[2] = abs(d[2]) + 0.5
+        d /= np.linalg.norm(d)
+        bend = rng.normal(size=3) * 0.3
+        pts = [d * (0.98 + 0.8 * t) + bend * t * t for t in np.linspace(0, 1, 30)]
+        parts.append(strand(pts, sides, radius))
+    return merge(*parts)
+
+
+def cells_surface(xs, ys, zs, filled):
+    """The boundary of the filled cells of a grid with uneven lines, each
+    cell side two triangles: long coplanar slivers wherever lines of distant
+    details cross a flat side, as architectural models hold them."""
+    nx, ny, nz = filled.shape
+    verts = {}
+    v, f = [], []
+
+    def vid(i, j, k):
+        if (i, j, k) not in verts:
+            verts[(i, j, k)] = len(v)
+            v.append((xs[i], ys[j], zs[k]))
+        return verts[(i, j, k)]
+
+    def full(i, j, k):
+        return 0 <= i < nx and 0 <= j < ny and 0 <= k < nz and filled[i, j, k]
+
+    for i in range(nx):
+        for j in range(ny):
+            for k in range(nz):
+                if not filled[i, j, k]:
+                    continue
+                for axis in range(3):
+                    for side in (0, 1):
+                        d = [0, 0, 0]
+                        d[axis] = 1 if side else -1
+                        if full(i + d[0], j + d[1], k + d[2]):
+                            continue
+                        c = [i, j, k]
+                        c[axis] += side
+                        u, w = (axis + 1) % 3, (axis + 2) % 3
+                        q = []
+                        for du, dw in ((0, 0), (1, 0), (1, 1), (0, 1)):
+                            p = list(c)
+                            p[u] += du
+                            p[w] += dw
+                            q.append(vid(*p))
+                        if not side:
+                            q = q[::-1]
+                        f += [(q[0], q[1], q[2]), (q[0], q[2], q[3])]
+    return np.array(v, float), np.array(f, int)
+
+
+def building(floors, bays):
+    """A block of flats: a box with a recessed window in each bay of each
+    floor on its front and back, and a parapet round a flat roof."""
+    xs, ys, zs = [0.0], [0.0, 0.08, 0.2, 1.8, 1.92, 2.0], [0.0]
+    for b in range(bays):
+        xs += [b + 0.3, b + 0.7, b + 1.0]
+    for fl in range(floors):
+        zs += [fl + 0.35, fl + 0.85, fl + 1.0]
+    zs += [floors + 0.3]
+    nx, ny, nz = len(xs) - 1, len(ys) - 1, len(zs) - 1
+    filled = np.ones((nx, ny, nz), bool)
+    for i in range(nx):
+        for k in range(nz):
+            if i % 3 == 1 and k < nz - 1 and k % 3 == 1:
+                filled[i, 0, k] = filled[i, ny - 1, k] = False
+    filled[1:nx - 1, 1:ny - 1, nz - 1] = False
+    return cells_surface(np.array(xs), np.array(ys), np.array(zs), filled)
+
+
+def stl_plate_with_holes(holes, sides, whole_sides=False):
+    """A plate with round holes as an STL export of a CAD solid: each square
+    around a hole fanned from its corners (long slivers), hole walls one quad
+    tall, the whole a soup (nothing shared). With whole_sides the plate's
+    long sides are one quad each, the caps' corners on their edges
+    (T-junctions), as some exporters leave them."""
+    tris = []
+    h = 0.2
+    for k in range(holes):
+        cx = 2.0 * k + 1.0
+        corners = [(cx + 1, 1), (cx - 1, 1), (cx - 1, -1), (cx + 1, -1)]
+        ring = [(cx + 0.5 * math.cos(2 * math.pi * i / sides), 0.5 * math.sin(2 * math.pi * i / sides))
+                for i in range(sides)]
+        cap = []
+        for i in range(sides):
+            mid = 2 * math.pi * (i + 0.5) / sides
+            q = int(mid // (0.5 * math.pi))
+            cap.append((corners[q], ring[i], ring[(i + 1) % sides]))
+        for q in range(4):
+            cap.append((corners[q], corners[(q + 1) % 4], ring[(q + 1) * sides // 4 % sides]))
+        for a, b, c in cap:
+            s = (b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0])
+            if s < 0:
+                b, c = c, b
+            tris.append(((a[0], a[1], h), (b[0], b[1], h), (c[0], c[1], h)))
+            tris.append(((a[0], a[1], 0), (c[0], c[1], 0), (b[0], b[1], 0)))
+        for i in range(sides):
+            p, q = ring[i], ring[(i + 1) % sides]
+            tris.append(((p[0], p[1], 0), (p[0], p[1], h), (q[0], q[1], h)))
+            tris.append(((p[0], p[1], 0), (q[0], q[1], h), (q[0], q[1], 0)))
+    # the sides end where the caps' squares meet, as a watertight export has them
+    outline = [(2.0 * k, -1) for k in range(holes)] + [(2.0 * holes, -1)] + \
+              [(2.0 * k, 1) for k in range(holes, 0, -1)] + [(0, 1)]
+    if whole_sides:
+        outline = [(0, -1), (2.0 * holes, -1), (2.0 * holes, 1), (0, 1)]
+    for i in range(len(outline)):
+        p, q = outline[i], outline[(i + 1) % len(outline)]
+        tris.append(((p[0], p[1], 0), (q[0], q[1], 0), (q[0], q[1], h)))
+        tris.append(((p[0], p[1], 0), (q[0], q[1], h), (p[0], p[1], h)))
+    v = np.array([p for t in tris for p in t], float)
+    return v, np.arange(len(v)).reshape(-1, 3)
+
+
+def orientation_patches(v, f, bands):
+    """Faces turned patch by patch (every other band about z), as a model
+    joined from parts exported with differing orientation holds them."""
+    c = np.asarray(v)[f].mean(axis=1)
+    band = np.floor((np.arctan2(c[:, 1], c[:, 0]) + math.pi) / (2 * math.pi) * bands).astype(int)
+    f = np.array(f)
+    turn = band % 2 == 1
+    f[turn] = f[turn][:, ::-1]
+    return v, f
+
+
+def riveted_plate(rows, sectors):
+    """A plate with rows x rows separate rivets standing on it, nothing joined:
+    many small closed parts (domed heads on short shafts) beside a large one."""
+    parts = [prism([(-1, -1), (1, -1), (1, 1), (-1, 1)], 0.1, "ears")]
+    prof = [(0.0, 0.0), (0.03, 0.0), (0.03, 0.06)] + [(0.06 * math.cos(a), 0.06 + 0.04 * math.sin(a))
+                                                       for a in np.linspace(0, 0.5 * math.pi, 5)[:-1]]
+    prof = [(0.0, 0.0), (0.03, 0.0), (0.03, 0.06), (0.06, 0.06)] + prof[4:] + [(0.0, 0.1)]
+    rv, rf = revolve(prof, sectors)
+    rf = orient_by_volume(rv, rf)
+    for i in range(rows):
+        for j in range(rows):
+            x, y = -0.8 + 1.6 * i / (rows - 1), -0.8 + 1.6 * j / (rows - 1)
+            parts.append((rv + (x, y, 0.1), rf))
+    return merge(*parts)
+
+
 def inputs():
     """(name, builder) for every input of the sweep."""
     soup_source = torus(24, 12)
@@ -1436,7 +1777,29 @@ def inputs():
     yield "organic folds at 0.5x", lambda: folded_figure(0.04, 0.04), 0.5
     yield "organic horned sphere", lambda: horned_sphere(5, 31)
     yield "organic horned sphere at 0.5x", lambda: horned_sphere(5, 31), 0.5
-
+    # game models, text, plants, thin shells, patchworks, strands, buildings, STL exports, many parts
+    yield "low-poly rock 24", lambda: low_poly_rock(24, 41)
+    yield "low-poly rock 24 at 0.5x", lambda: low_poly_rock(24, 41), 0.5
+    yield "low-poly animal", lambda: low_poly_animal(42)
+    yield "extruded text ELTE and comb", lambda: extruded_text("ELTE", 8)
+    yield "extruded text ELTE and comb at 0.5x", lambda: extruded_text("ELTE", 8), 0.5
+    yield "leaf with a thin stem", lambda: leaf_with_stem(16, 5, 0.02)
+    yield "thin-walled bowl 48x16", lambda: bowl(48, 16, 0.03)
+    yield "thin-walled bowl 48x16 at 2x", lambda: bowl(48, 16, 0.03), 2.0
+    yield "patchwork box, unwelded T-junctions", lambda: patchwork_box([3, 4, 5, 6, 7, 8])
+    yield "hair, 40 strands of 4 sides", lambda: hair(40, 4, 0.01, 43)
+    yield "building 4 floors x 6 bays", lambda: building(4, 6)
+    yield "building 4 floors x 6 bays at 0.5x", lambda: building(4, 6), 0.5
+    yield "STL plate, 3 holes fanned from corners", lambda: stl_plate_with_holes(3, 48)
+    yield "STL plate, 3 holes at 0.5x", lambda: stl_plate_with_holes(3, 48), 0.5
+    yield "STL plate, 3 holes, T-junction sides", lambda: stl_plate_with_holes(3, 48, True)
+    yield "STL plate, 3 holes, T-junction sides at 0.5x", lambda: stl_plate_with_holes(3, 48, True), 0.5
+    yield "UV sphere 96x48", lambda: lat_long_cad(96, 48)
+    yield "UV sphere 96x48 at 2x", lambda: lat_long_cad(96, 48), 2.0
+    yield "torus, orientation in 6 patches", lambda: orientation_patches(*torus(48, 24), 6)
+    yield "riveted plate, 36 rivets", lambda: riveted_plate(6, 12)
+    yield "strap 40x2 cells, 0.4 wide, at 2x", lambda: grid(40, 2, 0, 16, 0, 0.4), 2.0
+    yield "strap 40x2 cells, 0.4 wide, at 3x", lambda: grid(40, 2, 0, 16, 0, 0.4), 3.0
 
 # ---------------------------------------------------------------- the runs
 

@@ -246,3 +246,31 @@ TEST(RemeshPreparation, WeldsOnlyOpenEdgesAndDoesNotChain) {
     ASSERT_EQ(PrepareForRemesh(row, false, rowChanges), EPreparationFault::None);
     EXPECT_EQ(rowChanges.m_Repairs.m_WeldedVertices, 5u);
 }
+
+// A vertex of one sheet on the inside of another's open edge splits that
+// edge's face into a fan, so that the two share it: two grids side by side,
+// the right one twice as fine, become one sheet whose only open edges are its
+// outer rim, and a tolerance of 0 stitches nothing. A vertex near an edge's
+// end is left to the weld.
+TEST(RemeshPreparation, StitchesVerticesOnOpenEdgesOfOtherSheets) {
+    CMeshData halves = MakeGrid(2, 0.5);
+    const CMeshData fine = MakeGrid(4, 0.25);
+    const std::uint32_t base = static_cast<std::uint32_t>(halves.m_Positions.size());
+    for (const Point& p : fine.m_Positions)
+        halves.m_Positions.push_back(p + Point(1, 0, 0));
+    for (const Triangle& t : fine.m_Triangles)
+        halves.m_Triangles.push_back(Triangle{t[0] + base, t[1] + base, t[2] + base});
+    CMeshData stitched = halves;
+    CPreparation changes;
+    ASSERT_EQ(PrepareForRemesh(stitched, false, changes), EPreparationFault::None);
+    EXPECT_EQ(changes.m_Repairs.m_StitchedVertices, 2u);
+    EXPECT_EQ(stitched.m_Triangles.size(), halves.m_Triangles.size() + 2);
+    EXPECT_EQ(OpenEdges(stitched), 2u * 2 + 2u * 4 + 2 + 4);
+    EXPECT_NE(changes.m_Repairs.Describe().find("T-junctions"), std::string::npos);
+
+    CMeshData kept = halves;
+    CPreparation none;
+    ASSERT_EQ(PrepareForRemesh(kept, false, none, 0), EPreparationFault::None);
+    EXPECT_EQ(none.m_Repairs.m_StitchedVertices, 0u);
+    EXPECT_EQ(OpenEdges(kept), 2u * 2 + 2u * 4 + 2 + 4 + 2 + 4);
+}

@@ -219,6 +219,32 @@ TEST(Subcommands, RemeshWeldsCopiesThatRoundingMovedApart) {
     EXPECT_FALSE(IsClosedManifold(ReadMeshFile(dir.Path("apart.off"))));
 }
 
+// A plate's STL whose long sides are one quad each, the caps' corners lying
+// on their edges unshared: a crack of zero width along both rims of each
+// side. The preparation stitches the corners into the sides' edges, so the
+// remesh sees one closed solid; left open, the sides were strips a third of
+// a target tall between two kept rims with a row of free vertices inside
+// them (13.8 degrees). With --weld-tolerance 0 nothing is stitched.
+TEST(Subcommands, RemeshStitchesTJunctionsOfSolidExports) {
+    CScratchDirectory dir;
+    const CMeshData plate = Tables([](ToolMesh& mesh) { QuorvelTest::MakeStlPlateWithWholeSides(mesh); });
+    WriteMeshFile(dir.Path("plate.off"), plate, EEncoding::Text);
+    const CRun run = RunQuorvel(Words("remesh " + dir.Path("plate.off") + " -o " + dir.Path("out.off")));
+    ExpectSuccess(run);
+    EXPECT_NE(run.m_Err.find("8 vertices on another face's open edge stitched"), std::string::npos) << run.m_Err;
+    const CMeshData output = ReadMeshFile(dir.Path("out.off"));
+    EXPECT_TRUE(IsClosedManifold(output));
+    const CMeshStatistics measured = MeasureMesh(output);
+    EXPECT_GT(measured.m_MinAngle, 28.0);
+    EXPECT_LT(std::stod(Field(run.m_Out, "distance from input / diag")), 1.5);
+
+    const CRun apart =
+        RunQuorvel(Words("remesh " + dir.Path("plate.off") + " -o " + dir.Path("apart.off") + " --weld-tolerance 0"));
+    ExpectSuccess(apart);
+    EXPECT_EQ(apart.m_Err.find("stitched"), std::string::npos) << apart.m_Err;
+    EXPECT_FALSE(IsClosedManifold(ReadMeshFile(dir.Path("apart.off"))));
+}
+
 TEST(Subcommands, RemeshWithoutInputRunsTheBuiltInExample) {
     const CRun run = RunQuorvel({"remesh", "--relative", "2", "--quiet"}, 600);
     ExpectSuccess(run);

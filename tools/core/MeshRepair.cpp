@@ -225,6 +225,7 @@ std::string CRepairSummary::Describe() const {
     std::string text;
     Note(text, m_MergedVertices, "vertices at the position of an earlier vertex merged into it");
     Note(text, m_WeldedVertices, "vertices on open edges merged into an earlier one within the weld tolerance");
+    Note(text, m_StitchedVertices, "vertices on another face's open edge stitched into it (T-junctions)");
     Note(text, m_RepeatedCornerFaces, "faces naming a vertex twice dropped");
     Note(text, m_DuplicateFaces, "duplicate faces dropped");
     Note(text, m_UnusedVertices, "unused vertices dropped");
@@ -323,6 +324,151 @@ bool WeldCloseVertices(CMeshData& mesh, std::vector<std::uint32_t> candidates, d
             v = map[v];
     summary.m_WeldedVertices += welds.size();
     return true;
+}
+
+bool StitchTJunctions(CMeshData& mesh, const std::vector<std::uint32_t>& openEnds, double distance,
+                      CRepairSummary& summary) {
+    const std::size_t edges = openEnds.size() / 2;
+    if (!(distance > 0) || edges < 2)
+        return false;
+    const auto& P = mesh.m_Positions;
+    const auto sub = [](const Point& a, const Point& b) { return Point(a.x - b.x, a.y - b.y, a.z - b.z); };
+    const auto dot = [](const Point& a, const Point& b) { return a.x * b.x + a.y * b.y + a.z * b.z; };
+    // Cells about as wide as the mean open edge (never under four distances,
+    // so that a point within `distance` of an edge lies in a cell next to one
+    // its samples fall in): each edge is filed under the cells of points half
+    // a cell apart along it, so a long edge costs in proportion to its length.
+    double total = 0;
+    for (std::size_t e = 0; e < edges; ++e) {
+        const Point d = sub(P[openEnds[2 * e + 1]], P[openEnds[2 * e]]);
+        total += std::sqrt(dot(d, d));
+    }
+    // A coordinate that is not finite (or edges too long to add up) would
+    // give cells no number can name: such a mesh is left as it is.
+    if (!std::isfinite(total))
+        return false;
+    const double cell = std::max(4 * distance, total / static_cast<double>(edges));
+    struct CEntry {
+        std::int64_t x, y, z;
+        std::uint32_t edge;
+        bool operator<(const CEntry& o) const {
+            return x != o.x ? x < o.x : y != o.y ? y < o.y : z != o.z ? z < o.z : edge < o.edge;
+        }
+    };
+    const auto cellOf = [&](const Point& p, std::uint32_t edge) {
+        return CEntry{static_cast<std::int64_t>(std::floor(p.x / cell)),
+                      static_cast<std::int64_t>(std::floor(p.y / cell)),
+                      static_cast<std::int64_t>(std::floor(p.z / cell)), edge};
+    };
+    // An edge far longer than the cells (a rim of a few long edges beside a
+    // fine one) is sampled no finer than this many points: past it a vertex
+    // may miss it, which leaves the crack as it was.
+    constexpr double MaxSamples = 4096;
+    std::vector<CEntry> entries;
+    for (std::uint32_t e = 0; e < edges; ++e) {
+        const Point &a = P[openEnds[2 * e]], &b = P[openEnds[2 * e + 1]];
+        const Point d = sub(b, a);
+        const double span = std::ceil(2 * std::sqrt(dot(d, d)) / cell);
+        const int steps = span > 0 ? static_cast<int>(std::min(MaxSamples, span)) : 0;
+        for (int k = 0; k <= steps; ++k) {
+            const double t = steps > 0 ? double(k) / steps : 0;
+            const CEntry entry = cellOf(Point(a.x + d.x * t, a.y + d.y * t, a.z + d.z * t), e);
+            if (entries.empty() || entries.back().edge != e || entries.back().x != entry.x ||
+                entries.back().y != entry.y || entries.back().z != entry.z)
+                entries.push_back(entry);
+        }
+    }
+    std::sort(entries.begin(), entries.end());
+    entries.erase(std::unique(entries.begin(), entries.end(),
+                              [](const CEntry& p, const CEntry& q) {
+                                  return p.x == q.x && p.y == q.y && p.z == q.z && p.edge == q.edge;
+                              }),
+                  entries.end());
+    std::vector<std::uint32_t> ends(openEnds);
+    std::sort(ends.begin(), ends.end());
+    ends.erase(std::unique(ends.begin(), ends.end()), ends.end());
+    // (edge, place along it from its first end, vertex)
+    struct CCut {
+        std::uint32_t edge;
+        double t;
+        std::uint32_t vertex;
+        bool operator<(const CCut& o) const {
+            return edge != o.edge ? edge < o.edge : t != o.t ? t < o.t : vertex < o.vertex;
+        }
+    };
+    std::vector<CCut> cuts;
+    const double limit = distance * distance;
+    for (const std::uint32_t v : ends) {
+        const Point& p = P[v];
+        const CEntry home = cellOf(p, 0);
+        for (std::int64_t dx = -1; dx <= 1; ++dx)
+            for (std::int64_t dy = -1; dy <= 1; ++dy)
+                for (std::int64_t dz = -1; dz <= 1; ++dz) {
+                    const CEntry key{home.x + dx, home.y + dy, home.z + dz, 0};
+                    for (auto it = std::lower_bound(entries.begin(), entries.end(), key);
+                         it != entries.end() && it->x == key.x && it->y == key.y && it->z == key.z; ++it) {
+                        const std::uint32_t a = openEnds[2 * it->edge], b = openEnds[2 * it->edge + 1];
+                        if (a == v || b == v)
+                            continue;
+                        const Point d = sub(P[b], P[a]), w = sub(p, P[a]);
+                        const double length2 = dot(d, d);
+                        if (!(length2 > 4 * limit))
+                            continue;
+                        const double t = dot(w, d) / length2;
+                        const Point off(w.x - d.x * t, w.y - d.y * t, w.z - d.z * t);
+                        const Point fromB = sub(p, P[b]);
+                        if (dot(off, off) <= limit && dot(w, w) > limit && dot(fromB, fromB) > limit && t > 0 && t < 1)
+                            cuts.push_back(CCut{it->edge, t, v});
+                    }
+                }
+    }
+    if (cuts.empty())
+        return false;
+    std::sort(cuts.begin(), cuts.end());
+    cuts.erase(std::unique(cuts.begin(), cuts.end(),
+                           [](const CCut& p, const CCut& q) { return p.edge == q.edge && p.vertex == q.vertex; }),
+               cuts.end());
+    // Each cut edge's face: the one whose side runs between its ends.
+    std::unordered_map<std::uint64_t, std::uint32_t> cutEdges;
+    for (std::size_t i = 0; i < cuts.size(); ++i)
+        if (i == 0 || cuts[i].edge != cuts[i - 1].edge) {
+            const std::uint32_t a = openEnds[2 * cuts[i].edge], b = openEnds[2 * cuts[i].edge + 1];
+            cutEdges.emplace(std::uint64_t(std::min(a, b)) << 32 | std::max(a, b), static_cast<std::uint32_t>(i));
+        }
+    const std::size_t faces = mesh.m_Triangles.size();
+    std::uint64_t stitched = 0;
+    for (std::size_t f = 0; f < faces; ++f) {
+        for (int k = 0; k < 3; ++k) {
+            const Triangle t = mesh.m_Triangles[f];
+            const std::uint32_t x = t[k], y = t[(k + 1) % 3], c = t[(k + 2) % 3];
+            const auto found = cutEdges.find(std::uint64_t(std::min(x, y)) << 32 | std::max(x, y));
+            if (found == cutEdges.end())
+                continue;
+            const std::size_t first = found->second;
+            cutEdges.erase(found);
+            std::size_t last = first;
+            while (last < cuts.size() && cuts[last].edge == cuts[first].edge)
+                ++last;
+            // The cuts run from the edge's first end; the face's side may run
+            // the other way.
+            std::vector<std::uint32_t> along;
+            for (std::size_t i = first; i < last; ++i)
+                along.push_back(cuts[i].vertex);
+            if (openEnds[2 * cuts[first].edge] != x)
+                std::reverse(along.begin(), along.end());
+            mesh.m_Triangles[f] = Triangle{x, along.front(), c};
+            std::uint32_t from = along.front();
+            for (std::size_t i = 1; i < along.size(); ++i) {
+                mesh.m_Triangles.push_back(Triangle{from, along[i], c});
+                from = along[i];
+            }
+            mesh.m_Triangles.push_back(Triangle{from, y, c});
+            stitched += along.size();
+            break;
+        }
+    }
+    summary.m_StitchedVertices += stitched;
+    return stitched > 0;
 }
 
 void DropRepeatedCornerFaces(CMeshData& mesh, CRepairSummary& summary) {

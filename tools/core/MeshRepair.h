@@ -13,6 +13,7 @@ class CRepairSummary {
 public:
     std::uint64_t m_MergedVertices = 0;
     std::uint64_t m_WeldedVertices = 0;
+    std::uint64_t m_StitchedVertices = 0;
     std::uint64_t m_RepeatedCornerFaces = 0;
     std::uint64_t m_DuplicateFaces = 0;
     std::uint64_t m_UnusedVertices = 0;
@@ -38,6 +39,14 @@ void WeldCoincidentVertices(CMeshData& mesh, CRepairSummary& summary);
 // left to DropUnusedVertices. Returns whether any face changed.
 bool WeldCloseVertices(CMeshData& mesh, std::vector<std::uint32_t> candidates, double distance,
                        CRepairSummary& summary);
+// T-junctions: each of the open edges (pairs of vertices, one after the
+// other in `openEnds`) that has an end of another open edge within
+// `distance` of its inside (further than `distance` from both its own ends)
+// is cut there, its face split into a fan from its third corner, so that the
+// sheets on either side of the crack share those vertices and edges. Returns
+// whether any face changed.
+bool StitchTJunctions(CMeshData& mesh, const std::vector<std::uint32_t>& openEnds, double distance,
+                      CRepairSummary& summary);
 // Faces that name one vertex at two corners: the library reads a face whose
 // corner 0 equals corner 1 as marked for removal, and builds a vertex that is
 // its own neighbour from the others.

@@ -90,8 +90,16 @@ EPreparationFault PrepareForRemesh(CMeshData& mesh, bool exact, CPreparation& ch
     // nothing but the census above.
     bool welded = false;
     if (weldTolerance > 0 && !sides.m_OpenVertices.empty()) {
-        welded = WeldCloseVertices(mesh, std::move(sides.m_OpenVertices), weldTolerance * UsedDiagonalLength(mesh),
-                                   changes.m_Repairs);
+        const double distance = weldTolerance * UsedDiagonalLength(mesh);
+        // A vertex of one sheet on an edge of the other (a side of a solid
+        // left whole where the faces beside it were cut, patches of
+        // different resolutions) is a crack of zero length that no weld of
+        // vertices closes: the remesh kept both rims, and a strip narrower
+        // than the target between two of them kept a row of free vertices
+        // inside it, slivers on either side. Stitched first, the vertices
+        // that are copies of each other then weld as any others.
+        welded = StitchTJunctions(mesh, sides.m_OpenVertices, distance, changes.m_Repairs);
+        welded |= WeldCloseVertices(mesh, std::move(sides.m_OpenVertices), distance, changes.m_Repairs);
         if (welded) {
             DropRepeatedCornerFaces(mesh, changes.m_Degenerate);
             if (mesh.m_Triangles.empty())
