@@ -620,6 +620,81 @@ void MakeCadBlade(Mesh& mesh, unsigned int points = 40, double thickness = 0.12,
     AddCadPrism(mesh, outline, span);
 }
 
+// A turbine blade as CAD exports it: a cambered airfoil of unit chord with
+// `chordPoints` points a side, crowded towards both edges, whose trailing
+// edge closes to a sharp wedge, lofted through `sections` stations 1 apart
+// along a span that twists by half a radian and tapers to 0.7 of the chord;
+// the root and tip caps are ear-clipped, long thin faces spanning the chord.
+// The blade is 0.12 thick, far less than its mean edge, which the faces
+// along the span (1 long) make large; the nose between the sections is no
+// sharp edge of the input.
+template <typename Mesh>
+void MakeLoftedCadBlade(Mesh& mesh, unsigned int sections = 4, unsigned int chordPoints = 40) {
+    std::vector<std::array<double, 2>> outline;
+    const auto surface = [&](double x, double side) {
+        const double half = x >= 1 ? 0
+                                   : 0.6 * (0.2969 * std::sqrt(x) - 0.126 * x - 0.3516 * x * x + 0.2843 * x * x * x -
+                                            0.1036 * x * x * x * x);
+        return std::array<double, 2>{x, 0.24 * x * (1 - x) + side * half};
+    };
+    // From the trailing edge over the upper side to the nose, then back
+    // along the lower side: counter-clockwise.
+    for (unsigned int i = chordPoints; i-- > 0;)
+        outline.push_back(surface(0.5 * (1 - std::cos(Pi * i / (chordPoints - 1))), 1));
+    for (unsigned int i = 1; i + 1 < chordPoints; ++i)
+        outline.push_back(surface(0.5 * (1 - std::cos(Pi * i / (chordPoints - 1))), -1));
+    const unsigned int n = static_cast<unsigned int>(outline.size()), base = mesh.m_Vertices.GetCount();
+    for (unsigned int k = 0; k < sections; ++k) {
+        const double share = double(k) / (sections - 1), twist = 0.5 * share, scale = 1 - 0.3 * share;
+        for (const auto& p : outline) {
+            const double x = (p[0] - 0.3) * scale, y = p[1] * scale;
+            AddVertex(mesh, x * std::cos(twist) - y * std::sin(twist), x * std::sin(twist) + y * std::cos(twist),
+                      double(k));
+        }
+    }
+    for (unsigned int k = 0; k + 1 < sections; ++k)
+        for (unsigned int i = 0; i < n; ++i) {
+            const unsigned int a = base + k * n + i, b = base + k * n + (i + 1) % n;
+            AddFace(mesh, a, b, b + n);
+            AddFace(mesh, a, b + n, a + n);
+        }
+    // Ear clipping: the first corner, in order, whose triangle turns left
+    // and holds no other corner is cut off, as tessellators cut caps.
+    const auto cross = [&](unsigned int o, unsigned int a, unsigned int b) {
+        return (outline[a][0] - outline[o][0]) * (outline[b][1] - outline[o][1]) -
+               (outline[a][1] - outline[o][1]) * (outline[b][0] - outline[o][0]);
+    };
+    std::vector<unsigned int> left(n);
+    for (unsigned int i = 0; i < n; ++i)
+        left[i] = i;
+    const unsigned int top = base + (sections - 1) * n;
+    const auto cap = [&](unsigned int a, unsigned int b, unsigned int c) {
+        AddFace(mesh, base + a, base + c, base + b);
+        AddFace(mesh, top + a, top + b, top + c);
+    };
+    while (left.size() > 3) {
+        const std::size_t m = left.size();
+        bool cut = false;
+        for (std::size_t k = 0; k < m && !cut; ++k) {
+            const unsigned int i = left[(k + m - 1) % m], j = left[k], l = left[(k + 1) % m];
+            if (cross(i, j, l) <= 1e-12)
+                continue;
+            bool inside = false;
+            for (const unsigned int q : left)
+                inside = inside || (q != i && q != j && q != l && cross(i, j, q) >= 0 && cross(j, l, q) >= 0 &&
+                                    cross(l, i, q) >= 0);
+            if (inside)
+                continue;
+            cap(i, j, l);
+            left.erase(left.begin() + static_cast<std::ptrdiff_t>(k));
+            cut = true;
+        }
+        if (!cut)
+            break;
+    }
+    cap(left[0], left[1], left[2]);
+}
+
 // A machined block [0, 4] x [0, 2] x [0, height], CAD-style (see
 // AddCadPrism), whose vertical edges at (4, 0) and (0, 2) are rounded with
 // fillets of `radius` in `segments` facets each, the other two left sharp:

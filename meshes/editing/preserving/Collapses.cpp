@@ -303,7 +303,7 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         Collapse(h, k != 1, places[k]);
         if (merge) {
             const std::uint32_t survivor = k == 0 ? b : a;
-            m_Flags[survivor] = static_cast<std::uint8_t>((m_Flags[survivor] & ~Sliding) | Fixed | Corner);
+            m_Flags[survivor] = static_cast<std::uint8_t>((m_Flags[survivor] & ~Sliding) | Fixed | Corner | Merged);
             m_Line[survivor] = None;
         }
         return true;

@@ -303,7 +303,7 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
             break;
     }
     if (features)
-        MarkHairpins(count, slides, first, second);
+        MarkHairpins(count, slides, first, second, parent);
     for (std::uint32_t v = 0; v < vertexCount; ++v)
         if (count[v] != 0 && !(m_Flags[v] & (Deleted | Fixed)))
             m_Flags[v] |= slides[v] ? Sliding : Fixed | Corner;
@@ -394,8 +394,9 @@ void CEngine::DropLinesAtNeedleTips() {
     }
 }
 
-void CEngine::MarkHairpins(const std::vector<std::uint8_t>& count, std::vector<std::uint8_t>& slides,
-                           const std::vector<std::uint32_t>& first, const std::vector<std::uint32_t>& second) {
+void CEngine::MarkHairpins(std::vector<std::uint8_t>& count, std::vector<std::uint8_t>& slides,
+                           std::vector<std::uint32_t>& first, std::vector<std::uint32_t>& second,
+                           std::vector<std::uint32_t>& parent) {
     const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
     const double reach = HairpinReach * m_TargetLength;
     const auto across = [&](std::uint32_t v, std::uint32_t e) { return m_Corner[e] == v ? Target(e) : m_Corner[e]; };
@@ -468,6 +469,115 @@ void CEngine::MarkHairpins(const std::vector<std::uint8_t>& count, std::vector<s
             if (t != None && m_Kind[e] == None && !slides[w] && bend[w] >= 0 && !(m_Flags[w] & NonManifold))
                 m_Kind[e] = m_Kind[t] = Pending;
         });
+    }
+    // Longer chains between two corners (see NoseChainAngle). Bounded: per
+    // corner one walk of at most HairpinSteps edges, each step a walk around
+    // one fan.
+    const auto apex = [&](std::uint32_t v) { return bend[v] >= 0 && !slides[v] && !(m_Flags[v] & NonManifold); };
+    const auto chainFree = [&](std::uint32_t v) {
+        return count[v] == 0 && !(m_Flags[v] & (Deleted | Fixed | Sliding | NonManifold)) && m_Out[v] != None &&
+               !IsOpen(v);
+    };
+    const auto faceNormal = [&](std::uint32_t f) {
+        const Vec &a = m_Position[m_Corner[3 * f]], &b = m_Position[m_Corner[3 * f + 1]],
+                  &c = m_Position[m_Corner[3 * f + 2]];
+        Vec n = (b - a) * (c - a);
+        n.Normalise();
+        return n;
+    };
+    const double cosChain = std::cos(NoseChainAngle * Pi / 180.0);
+    const double cosChainTurn = std::cos(NoseChainTurn * Pi / 180.0);
+    const auto canonical = [&](std::uint32_t h) { return m_Twin[h] != None && m_Twin[h] < h ? m_Twin[h] : h; };
+    const auto rootOf = [&](std::uint32_t h) {
+        h = canonical(h);
+        while (parent[h] != h)
+            h = parent[h];
+        return h;
+    };
+    std::vector<std::uint32_t> chain;
+    std::uint32_t line = None;
+    // A sliding vertex of a line other than the corner's own (the nose's
+    // vertex on the other cap's outline where that outline makes no
+    // hairpin at this target) ends a chain too, and becomes a corner.
+    const auto onOtherLine = [&](std::uint32_t y) {
+        return count[y] == 2 && slides[y] && !(m_Flags[y] & NonManifold) && line != None && rootOf(first[y]) != line;
+    };
+    for (const std::uint32_t v : apexes) {
+        // A corner that ends a nose already (its edge above, or a chain
+        // from the other end) starts none: a second chain would run beside
+        // the first.
+        int edges = 0;
+        ForEachNeighbour(v, [&](std::uint32_t, std::uint32_t e) { edges += m_Kind[e] == Pending; });
+        if ((m_Flags[v] & NonManifold) || edges > 2)
+            continue;
+        line = count[v] >= 1 ? rootOf(first[v]) : None;
+        chain.clear();
+        std::uint32_t x = v, end = None;
+        for (int step = 0; step < HairpinSteps && end == None; ++step) {
+            const std::uint32_t from = chain.empty() ? None : m_Corner[chain.back()];
+            const Vec heading = from == None ? Vec() : m_Position[x] - m_Position[from];
+            const double heading2 = Squared(heading);
+            // Of the candidates the one furthest out along x's normal: the
+            // ridge of the nose, not a vertex beside it.
+            Vec outwards;
+            ForEachOutgoing(x, [&](std::uint32_t e) { outwards += faceNormal(e / 3); });
+            std::uint32_t next = None;
+            double furthest = -std::numeric_limits<double>::infinity();
+            ForEachOutgoing(x, [&](std::uint32_t e) {
+                const std::uint32_t y = Target(e);
+                if (m_Twin[e] == None || m_Kind[e] != None || y == from ||
+                    (!chainFree(y) && !(apex(y) && y != v) && !(from != None && onOtherLine(y))))
+                    return;
+                const Vec ahead = m_Position[y] - m_Position[x];
+                if (from != None && !(heading % ahead >= cosChain * std::sqrt(heading2 * Squared(ahead))))
+                    return;
+                const bool corner = apex(y);
+                if (!corner && !(faceNormal(e / 3) % faceNormal(m_Twin[e] / 3) < cosChainTurn))
+                    return;
+                // Another corner ends the chain before any line's vertex
+                // beside it does.
+                const double out = corner ? std::numeric_limits<double>::max() : ahead % outwards;
+                if (out > furthest)
+                    furthest = out, next = e;
+            });
+            if (next == None)
+                break;
+            chain.push_back(next);
+            x = Target(next);
+            if (apex(x) || onOtherLine(x))
+                end = x;
+        }
+        if (end == None || chain.size() < 2)
+            continue;
+        const Vec straight = m_Position[end] - m_Position[v];
+        bool straightEnough = true;
+        for (const std::uint32_t e : chain) {
+            const Vec ahead = m_Position[Target(e)] - m_Position[m_Corner[e]];
+            straightEnough =
+                straightEnough && straight % ahead >= cosChain * std::sqrt(Squared(straight) * Squared(ahead));
+        }
+        if (!straightEnough)
+            continue;
+        std::uint32_t root = None;
+        for (const std::uint32_t e : chain)
+            root = std::min(root, canonical(e));
+        if (!apex(end)) {
+            slides[end] = 0;
+            count[end] = 3;
+        }
+        m_HasNoseChains = true;
+        for (std::size_t k = 0; k < chain.size(); ++k) {
+            const std::uint32_t e = chain[k];
+            m_Kind[e] = m_Kind[m_Twin[e]] = Pending;
+            parent[canonical(e)] = root;
+            if (k + 1 < chain.size()) {
+                const std::uint32_t w = Target(e);
+                count[w] = 2;
+                first[w] = canonical(e);
+                second[w] = canonical(chain[k + 1]);
+                slides[w] = 1;
+            }
+        }
     }
 }
 

@@ -57,6 +57,8 @@ constexpr std::uint8_t Corner = 16;
 // a fixed corner on no line whose fan keeps at least four faces (see
 // MinValence).
 constexpr std::uint8_t Needle = 32;
+// A corner that two constrained vertices merged into (see CornerMergeFactor).
+constexpr std::uint8_t Merged = 64;
 
 // The split and collapse limits of the incremental isotropic scheme; between
 // them every edge is left alone.
@@ -219,6 +221,7 @@ constexpr double Pi = 3.14159265358979323846;
 // The smallest angle of the face a collapse may leave alone at a notch of an
 // open boundary (see CloseNotchEars).
 constexpr double EarMinAngle = 30.0 * Pi / 180.0;
+
 // Rounds of halving the edges of three or more faces: a line 2^16 times
 // longer than the target would still be cut no finer.
 constexpr int MaxLockedLineRounds = 16;
@@ -259,6 +262,27 @@ constexpr double TipRingAngle = 30.0 * Pi / 180.0;
 constexpr double HairpinTurn = 135.0;
 constexpr double HairpinReach = 0.25;
 constexpr int HairpinSteps = 64;
+// Two such corners joined by a chain of the input's edges through free
+// vertices (the nose of a blade lofted through several sections, from one
+// cap's outline to the other's) keep that chain as a line where each of its
+// edges runs within this many degrees of the straight line between them:
+// the nose is then an edge at the target's resolution, and without it the
+// faces from one side of the blade to the other cut it off a little more in
+// every iteration. From each vertex the chain takes, of the edges within
+// that angle of its last one, the one reaching furthest out along the
+// vertex's normal: the ridge of the nose, not a vertex beside it.
+constexpr double NoseChainAngle = 20.0;
+// Each edge of such a chain turns by at least this many degrees between its
+// faces: a nose is sharp along its whole length, where a chain across a flat
+// face or a gently curved side is none.
+constexpr double NoseChainTurn = 10.0;
+// On a blade whose nose is kept as such a chain, a flip may make no face
+// whose two edges on one line meet, at a corner that two line vertices
+// across the part merged into, more openly than this cosine (150 degrees):
+// the face would lie flat against the cap's outline, and turn over as the
+// line's vertices slide. (Elsewhere, on the caps of a blade of two
+// sections, such flips lead to results nearer the input.)
+constexpr double LineEarCos = -0.8660254037844386;
 // An input vertex that the result passes further from than this many target
 // lengths (the tip of a spike of scan noise, cut off because no vertex of
 // the result happened to land near it) draws the nearest free vertex onto it
@@ -487,8 +511,11 @@ private:
     void DropLinesAtNeedleTips();
     // Makes the vertex at the tip of each hairpin bend of a feature line a
     // corner (see HairpinTurn), given the constraint edges at each vertex.
-    void MarkHairpins(const std::vector<std::uint8_t>& count, std::vector<std::uint8_t>& slides,
-                      const std::vector<std::uint32_t>& first, const std::vector<std::uint32_t>& second);
+    // Chains of edges between two such corners (see NoseChainAngle) join
+    // the lines: their vertices slide, their edges are united in `parent`.
+    void MarkHairpins(std::vector<std::uint8_t>& count, std::vector<std::uint8_t>& slides,
+                      std::vector<std::uint32_t>& first, std::vector<std::uint32_t>& second,
+                      std::vector<std::uint32_t>& parent);
     // The neighbours of open vertex v along the boundary: the target of its
     // open outgoing edge and the origin of its open incoming one.
     void BoundaryNeighbours(std::uint32_t v, std::uint32_t& before, std::uint32_t& after) const {
@@ -754,6 +781,7 @@ private:
     int MinValence(std::uint32_t v) const { return IsOpen(v) ? 2 : (m_Flags[v] & Needle) ? 4 : 3; }
     bool FlipIsAllowed(std::uint32_t h) const;
     bool FlipIsValid(std::uint32_t h) const;
+
     void Flip(std::uint32_t h);
     bool ImproveAngles();
     // Merges the short side of each face under ThinAngle whose opposite
@@ -990,6 +1018,10 @@ private:
     double m_MinCross2 = 0;
     // Whether any vertex is a needle's tip (see MakesFold).
     bool m_HasNeedles = false;
+    // Whether a blade's nose was kept as a chain of the input's edges (see
+    // NoseChainAngle): its caps' outlines then merge across the part, and
+    // the flips keep faces from lying flat against them (see LineEarCos).
+    bool m_HasNoseChains = false;
     // Whether collapses may close an ear at a notch of the rim (see
     // CloseNotchEars).
     bool m_NotchEars = false;

@@ -75,6 +75,15 @@ bool CEngine::FlipIsAllowed(std::uint32_t h) const {
     };
     if (IsOpen(c) && IsOpen(d) && !tip(a) && !tip(b))
         return false;
+    // Nor may a new face lie flat against a cap's outline (see LineEarCos).
+    const auto flatAgainstLine = [&](std::uint32_t x, std::uint32_t in, std::uint32_t out) {
+        if (!m_HasNoseChains || !(m_Flags[x] & Merged) || !IsLine(m_Kind[in]) || m_Kind[in] != m_Kind[out])
+            return false;
+        const Vec u = m_Position[m_Corner[in]] - m_Position[x], w = m_Position[Target(out)] - m_Position[x];
+        return u % w < LineEarCos * std::sqrt(Squared(u) * Squared(w));
+    };
+    if (flatAgainstLine(a, Prev(h), Next(t)) || flatAgainstLine(b, Prev(t), Next(h)))
+        return false;
     return m_Valence[a] > MinValence(a) && m_Valence[b] > MinValence(b);
 }
 
