@@ -74,11 +74,12 @@ inline void Prefetch(const void* p) {
 }
 
 // Storage for the index's arrays: aligned to a cache line, and a block of
-// half a megabyte or more mapped on its own, on a huge-page boundary, which
-// the system is asked to back with huge pages where it can. A tree fills
-// megabytes at once; in 4 KB pages the first touch of each page costs more
-// than the data written to it, and the queries that wander over the arrays
-// miss the address cache less.
+// half a megabyte or more mapped on its own, on a huge-page boundary; up to
+// 4 MB the system is asked to back it with huge pages where it can. A small
+// tree fills megabytes at once, and in 4 KB pages the first touch of each
+// page costs more than the data written to it; a block larger than that
+// stays on small pages, whose faults weigh little beside its filling and
+// come at a steady price, where fresh huge pages did not.
 void* AllocateStorage(std::size_t bytes);
 void FreeStorage(void* block, std::size_t bytes);
 
