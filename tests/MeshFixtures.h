@@ -908,6 +908,55 @@ void MakeFingeredFigure(Mesh& mesh, int cells = 64, double limbRadius = 0.1, dou
     MakeImplicitSurface(mesh, field, cells, -2.0, 1.84);
 }
 
+// A four-legged animal as a surface reconstruction delivers it
+// (MakeImplicitSurface on a grid of `cells` cubes over [-1.45, 1.45]^3,
+// about 35,000 faces at 83, a grid step of 0.035): an ellipsoid body and
+// head, capsule legs and neck, a thin tail (radius 0.035) and two thin ears
+// (radius 0.03) standing up from the head, all blended by a smooth minimum.
+// The ears and the tail are about one grid step thick, so their facets turn
+// against each other by up to 100 degrees and draw short creases all along
+// them.
+template <typename Mesh>
+void MakeEaredAnimal(Mesh& mesh, int cells = 83) {
+    typedef std::array<double, 3> P;
+    std::vector<std::array<P, 2>> capsules;
+    std::vector<double> radii;
+    for (const double x : {-0.6, 0.55})
+        for (const double y : {-0.2, 0.2}) {
+            capsules.push_back({P{x, y, -0.1}, P{x + 0.05, y, -0.75}});  // legs
+            radii.push_back(0.09);
+        }
+    capsules.push_back({P{0.6, 0, 0.1}, P{0.95, 0, 0.4}});  // neck
+    capsules.push_back({P{-0.75, 0, 0.05}, P{-1.35, 0, 0.35}});  // tail
+    capsules.push_back({P{1.15, -0.1, 0.6}, P{1.12, -0.16, 0.8}});  // ears
+    capsules.push_back({P{1.15, 0.1, 0.6}, P{1.12, 0.16, 0.8}});  //
+    radii.insert(radii.end(), {0.14, 0.035, 0.03, 0.03});
+    // Body and head: about the distance from an axis-aligned ellipsoid (its
+    // scaled radius less one, times the smallest semi-axis).
+    const P centres[2] = {P{0, 0, 0}, P{1.1, 0, 0.5}}, axes[2] = {P{0.85, 0.3, 0.28}, P{0.25, 0.14, 0.14}};
+    // The smooth minimum of all parts' distances, log-sum-exp of sharpness
+    // 30.
+    const double sharpness = 30.0;
+    const auto field = [&](double x, double y, double z) {
+        const P p{x, y, z};
+        std::vector<double> d;
+        for (std::size_t i = 0; i < radii.size(); ++i)
+            d.push_back(DistanceToSegment(p, capsules[i][0], capsules[i][1]) - radii[i]);
+        for (int e = 0; e < 2; ++e) {
+            double r2 = 0;
+            for (int k = 0; k < 3; ++k)
+                r2 += (p[k] - centres[e][k]) * (p[k] - centres[e][k]) / (axes[e][k] * axes[e][k]);
+            d.push_back((std::sqrt(r2) - 1.0) * std::min({axes[e][0], axes[e][1], axes[e][2]}));
+        }
+        const double least = *std::min_element(d.begin(), d.end());
+        double sum = 0;
+        for (const double e : d)
+            sum += std::exp(-sharpness * (e - least));
+        return least - std::log(sum) / sharpness;
+    };
+    MakeImplicitSurface(mesh, field, cells, -1.45, 1.45);
+}
+
 // A unit latitude-longitude sphere as a CAD export tessellates it: `rings`
 // bands of equal latitude between the poles and `sectors` columns, the quads
 // between rings split along one diagonal, a fan of one face per column at

@@ -15,7 +15,12 @@ public:
     /// plane across them (the apex of a cone); 0 turns feature detection off.
     /// An edge whose two faces lie folded flat onto each other (normals
     /// within 0.8 degrees of opposite, as where a fan overlaps itself) is
-    /// no feature whatever this angle.
+    /// no feature whatever this angle, and nor is a line of such edges whose
+    /// both ends stop in the open surface on a thin part faceted coarsely for
+    /// the target (a scanned animal's ear or tail: the faces beside the line
+    /// turn against their other neighbours by 3 degrees or more on average,
+    /// and the surface by 60 degrees or more within one and a half targets
+    /// across it).
     double m_FeatureAngle = 45.0;
     /// True: boundary vertices stay where they are, and so does the shape of
     /// the boundary; an open edge longer than 4/3 of the target is still split,

@@ -616,8 +616,9 @@ by a power of two while it is remeshed. The result is a new vertex numbering.
 target: the edge length; default relative (1.0) times the mean edge length,
   every edge counted once. Give one of target and relative.
 method: "preserve" (default) keeps the shape: vertices are projected back onto
-  the input, sharp features (edges bent by feature_angle degrees or more; 0
-  keeps none) and boundaries are kept (keep_boundaries=False lets boundary
+  the input, sharp features (edges bent by feature_angle degrees or more,
+  but for the creases of thin parts faceted coarsely for the target, such as
+  a scanned animal's ears; 0 keeps none) and boundaries are kept (keep_boundaries=False lets boundary
   vertices slide along the boundary). iterations: rounds, 1 to 100.
   "exact" is the library's Remesh as designed (five rounds of split, collapse,
   flip and neighbour averaging, which shrinks curved surfaces a little); the

@@ -32,6 +32,28 @@ constexpr std::size_t CreaseSupportFaces = 256;
 constexpr double CreaseScaleSupport = 1.5;
 constexpr std::size_t CreaseScaleSupportFaces = 2304;
 constexpr double CreaseScaleTurn = 0.5;
+// A feature line both of whose ends stop in the open surface (no other line
+// meets them there, and they lie on no open boundary) is a crease of a
+// coarsely faceted organic part, not an edge of a machined one, and is
+// dropped whatever its length, where
+// - the faces beside it turn against their other neighbours by at least
+//   RoughSideTurn degrees on average: a machined edge has flat or gently
+//   curved faces on either side (those along the lines of a knotted tube of
+//   eight sides turn by about 1 degree, those of a folded slab's flat layers
+//   by 1.3 at most), the facets of a reconstructed animal's ear or tail by 5
+//   to 25, like those of jittered or scanned surfaces;
+// - and the surface turns by at least RoughScaleTurn degrees across it at
+//   the target's scale (the normals averaged over CreaseScaleSupport targets
+//   on either side): the part is so thin and so coarsely faceted that the
+//   line cuts across it. Jitter on a large smooth surface turns by under 40
+//   degrees there, and the lines of a reconstructed limb two to five targets
+//   thick, which hold its shape at fine targets, by 30 to 55.
+// Kept, an animal's ear (three targets across, a few facets around) was
+// pinned by a handful of such short lines, whose ends are corners among the
+// few faces that span the ear, and its faces stayed thin (25.7 degrees where
+// the rest of the result keeps 30).
+constexpr double RoughSideTurn = 3.0;
+constexpr double RoughScaleTurn = 60.0;
 
 }  // namespace
 
@@ -199,6 +221,9 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     std::vector<std::uint32_t> longEdges(vertexCount, 0);
     std::vector<std::uint8_t> bridgeEnds(halfEdges, 0);
     std::vector<std::uint8_t> solidEnds(halfEdges, 0);
+    std::vector<std::uint8_t> looseEnds(halfEdges, 0);
+    std::vector<float> sideExcess(halfEdges, 0.0f);
+    std::vector<float> scaleExcess(halfEdges, 0.0f);
     // Solid edges (see SolidEdge) are judged on the input's own positions:
     // the smoothing of a noisy kept boundary above can turn the faces at a
     // corner of the rim steeply against each other, an edge of no solid.
@@ -285,11 +310,63 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
                     solidEnds[root] = solidEnds[root] < 2 && count[v] >= 2 ? solidEnds[root] + 1 : 3;
                 }
         }
+        // Per line (see RoughSideTurn): its ends loose in the open surface,
+        // 3 once an end is not; and by how much the faces beside it turn
+        // across their other edges that are no line's, beyond the limit,
+        // summed over those edges.
+        std::fill(looseEnds.begin(), looseEnds.end(), 0);
+        std::fill(sideExcess.begin(), sideExcess.end(), 0.0f);
+        const double roughTurn = RoughSideTurn * Pi / 180.0;
+        for (std::uint32_t h = 0; h < halfEdges; ++h) {
+            if (m_Kind[h] != Pending || canonical(h) != h || m_Twin[h] == None)
+                continue;
+            const std::uint32_t root = find(h);
+            for (const std::uint32_t v : {m_Corner[h], Target(h)})
+                if (!slides[v]) {
+                    const bool loose = count[v] == 1 && !(m_Flags[v] & (Fixed | NonManifold)) && !IsOpen(v);
+                    looseEnds[root] = looseEnds[root] < 2 && loose ? looseEnds[root] + 1 : 3;
+                }
+            for (const std::uint32_t g : {h / 3, m_Twin[h] / 3})
+                for (std::uint32_t e = 3 * g; e < 3 * g + 3; ++e) {
+                    const std::uint32_t u = m_Twin[e];
+                    if (u == None || m_Kind[e] == Pending || frozenFace[u / 3] || !(Squared(normal[g]) > 0) ||
+                        !(Squared(normal[u / 3]) > 0))
+                        continue;
+                    sideExcess[root] +=
+                        static_cast<float>(std::acos(std::clamp(normal[g] % normal[u / 3], -1.0, 1.0)) - roughTurn);
+                }
+        }
+        // The rough lines' turn at the target's scale beyond its limit,
+        // summed over their edges (bounded: CreaseScaleSupportFaces faces a
+        // side an edge).
+        std::fill(scaleExcess.begin(), scaleExcess.end(), 0.0f);
+        const double roughScale = RoughScaleTurn * Pi / 180.0;
+        for (std::uint32_t h = 0; h < halfEdges; ++h) {
+            if (m_Kind[h] != Pending || canonical(h) != h || m_Twin[h] == None)
+                continue;
+            const std::uint32_t root = find(h), t = m_Twin[h];
+            if (looseEnds[root] != 2 || !(sideExcess[root] > 0))
+                continue;
+            const Vec &a = place(m_Corner[h]), &b = place(Target(h));
+            Vec across = (normal[h / 3] + normal[t / 3]) * (b - a);
+            if (!(Squared(across) > 0)) {
+                scaleExcess[root] -= static_cast<float>(roughScale);
+                continue;
+            }
+            if ((place(m_Corner[Prev(h)]) - a) % across < 0)
+                across = -across;
+            bool mixed = false;
+            const Vec wide = sideNormal(h, across, scaleReach2, CreaseScaleSupportFaces, mixed);
+            const double c = wide % sideNormal(t, -across, scaleReach2, CreaseScaleSupportFaces, mixed);
+            scaleExcess[root] += static_cast<float>(std::acos(std::clamp(c, -1.0, 1.0)) - roughScale);
+        }
         // A closed line that turns nowhere sharply (no end at all: the rim of
         // a hole narrower than the target) keeps the hole open down to a
         // shorter length: dropped, the tunnel behind it closes and its walls
         // lie far from the result.
         const auto stays = [&](std::uint32_t root) {
+            if (looseEnds[root] == 2 && sideExcess[root] > 0 && scaleExcess[root] >= 0)
+                return false;
             return !(length[root] < shortest) || bridgeEnds[root] == 2 || solidEnds[root] == 2 ||
                    (bridgeEnds[root] == 0 && !(length[root] < shortestLoop));
         };
