@@ -221,7 +221,6 @@ constexpr double Pi = 3.14159265358979323846;
 // The smallest angle of the face a collapse may leave alone at a notch of an
 // open boundary (see CloseNotchEars).
 constexpr double EarMinAngle = 30.0 * Pi / 180.0;
-
 // Rounds of halving the edges of three or more faces: a line 2^16 times
 // longer than the target would still be cut no finer.
 constexpr int MaxLockedLineRounds = 16;
@@ -781,7 +780,6 @@ private:
     int MinValence(std::uint32_t v) const { return IsOpen(v) ? 2 : (m_Flags[v] & Needle) ? 4 : 3; }
     bool FlipIsAllowed(std::uint32_t h) const;
     bool FlipIsValid(std::uint32_t h) const;
-
     void Flip(std::uint32_t h);
     bool ImproveAngles();
     // Merges the short side of each face under ThinAngle whose opposite
