@@ -95,6 +95,27 @@ void CEngine::BuildSizing() {
     UpdateSizes();
 }
 
+// Whether a face of line edge g and one of line edge e turn their backs to
+// each other, as the two sides of a wall do: merged, their lines would make a
+// knife edge that folds.
+bool CEngine::BackToBack(std::uint32_t g, std::uint32_t e) const {
+    const auto normal = [&](std::uint32_t h) {
+        const Vec &a = m_Position[m_Corner[h]], n = (m_Position[Target(h)] - a) * (m_Position[m_Corner[Prev(h)]] - a);
+        const double length2 = Squared(n);
+        return length2 > 0 ? n / std::sqrt(length2) : Vec(0, 0, 0);
+    };
+    // An edge folded itself (a sliver turned over in a noisy input, its two
+    // creases a hair apart) bounds no wall.
+    for (const std::uint32_t h : {g, e})
+        if (m_Twin[h] != None && normal(h) % normal(m_Twin[h]) < MaxFoldCos)
+            return false;
+    for (const std::uint32_t h : {g, m_Twin[g]})
+        for (const std::uint32_t k : {e, m_Twin[e]})
+            if (h != None && k != None && normal(h) % normal(k) < MaxFoldCos)
+                return true;
+    return false;
+}
+
 // Two edges between corners that run side by side closer than the target
 // (the rims of a bracket's arm thinner than the target, each one edge along
 // its whole length) pin the faces between them as narrow as the wall is:
@@ -113,11 +134,18 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
         if (m_Corner[h] != None && IsLine(m_Kind[h]) && (m_Twin[h] == None || m_Twin[h] > h))
             for (const std::uint32_t v : {m_Corner[h], Target(h)})
                 lineEdges[v] = static_cast<std::uint8_t>(std::min(3, lineEdges[v] + 1));
+    // The other edges of solid lines (of sliding vertices, or between corners
+    // where fewer lines meet) count only against a wall thinner than the
+    // corner merge (see ThinWallStretch), whose target may lie above the
+    // ceiling.
+    std::vector<std::uint8_t> sliding;
     for (std::uint32_t h = 0; h < halfEdges; ++h)
-        if (m_Corner[h] != None && IsLine(m_Kind[h]) && (m_Twin[h] == None || m_Twin[h] > h) &&
-            (m_Flags[m_Corner[h]] & m_Flags[Target(h)] & Corner) && lineEdges[m_Corner[h]] == 3 &&
-            lineEdges[Target(h)] == 3 && SolidEdge(h))
+        if (m_Corner[h] != None && IsLine(m_Kind[h]) && (m_Twin[h] == None || m_Twin[h] > h) && SolidEdge(h)) {
+            const bool corners = (m_Flags[m_Corner[h]] & m_Flags[Target(h)] & Corner) && lineEdges[m_Corner[h]] == 3 &&
+                                 lineEdges[Target(h)] == 3;
             edges.push_back(h);
+            sliding.push_back(corners ? 0 : 1);
+        }
     if (edges.size() < 2)
         return;
     // The connected pieces, by the vertices' roots.
@@ -159,6 +187,7 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
     std::sort(entries.begin(), entries.end());
     const double cosParallel = std::cos(FacingAngle * Pi / 180.0);
     const double target2 = m_TargetLength * m_TargetLength;
+    const double merge2 = CornerMergeFactor * CornerMergeFactor * target2, floor2 = floor * floor;
     for (std::uint32_t i = 0; i < edges.size(); ++i) {
         const std::uint32_t a = m_Corner[edges[i]], b = Target(edges[i]);
         const Vec &pa = m_Position[a], &pb = m_Position[b];
@@ -180,6 +209,7 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                         auto it =
                             std::lower_bound(entries.begin(), entries.end(), std::make_pair(key, std::uint32_t(0)));
                         for (; it != entries.end() && it->first == key; ++it) {
+                            const bool thin = sliding[i] || sliding[it->second];
                             const std::uint32_t e = edges[it->second];
                             const std::uint32_t x = m_Corner[e], y = Target(e);
                             if (x == a || x == b || y == a || y == b || find(x) != piece)
@@ -193,12 +223,20 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                             if (!(t > FacingMargin && t < 1 - FacingMargin))
                                 continue;
                             const double d2 = Squared(p - (px + other * t));
-                            if (d2 < target2 && Squared(along) > FacingLengths * FacingLengths * d2 &&
-                                other2 > FacingLengths * FacingLengths * d2)
+                            if (!(d2 < target2 && Squared(along) > FacingLengths * FacingLengths * d2 &&
+                                  other2 > FacingLengths * FacingLengths * d2))
+                                continue;
+                            if (!thin)
                                 gap = std::min(gap, std::sqrt(d2));
+                            else if (d2 < merge2 && d2 >= floor2) {
+                                const double ra = Squared((pa - px) * other), rb = Squared((pb - px) * other);
+                                if (std::min(ra, rb) * WallEvenness * WallEvenness > std::max(ra, rb) &&
+                                    BackToBack(edges[i], e))
+                                    gap = std::min(gap, ThinWallStretch * std::sqrt(d2));
+                            }
                         }
                     }
-            if (gap < ceiling && gap >= floor)
+            if ((gap < ceiling || (sliding[i] && gap < m_TargetLength)) && gap >= floor)
                 m_SizeSources.push_back(CSizeSource{p, gap});
         }
     }
