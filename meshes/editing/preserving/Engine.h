@@ -652,6 +652,7 @@ private:
     void AddFacingLineSources(double floor, double ceiling);
     // Whether line edges g and e bound a wall (see ThinWallStretch).
     bool BackToBack(std::uint32_t g, std::uint32_t e) const;
+    std::uint8_t SideOf(std::uint32_t g, const Vec& w) const;
     // The local target at p.
     double SizeAt(const Vec& p) const;
     // Each live vertex's local target at its place now.

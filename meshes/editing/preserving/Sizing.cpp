@@ -116,6 +116,22 @@ bool CEngine::BackToBack(std::uint32_t g, std::uint32_t e) const {
     return false;
 }
 
+// Which face of line edge g the direction w points into from the edge: 1 its
+// own, 2 its twin's.
+std::uint8_t CEngine::SideOf(std::uint32_t g, const Vec& w) const {
+    const std::uint32_t t = m_Twin[g];
+    if (t == None)
+        return 1;
+    // Into a face from its edge a -> b is n x (b - a), n its normal.
+    const auto inward = [&](std::uint32_t h) {
+        const Vec &a = m_Position[m_Corner[h]], along = m_Position[Target(h)] - a,
+                  u = (along * (m_Position[m_Corner[Prev(h)]] - a)) * along;
+        const double length2 = Squared(u);
+        return length2 > 0 ? (u % w) / std::sqrt(length2) : 0.0;
+    };
+    return inward(g) >= inward(t) ? 1 : 2;
+}
+
 // Two edges between corners that run side by side closer than the target
 // (the rims of a bracket's arm thinner than the target, each one edge along
 // its whole length) pin the faces between them as narrow as the wall is:
@@ -188,6 +204,11 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
     const double cosParallel = std::cos(FacingAngle * Pi / 180.0);
     const double target2 = m_TargetLength * m_TargetLength;
     const double merge2 = CornerMergeFactor * CornerMergeFactor * target2, floor2 = floor * floor;
+    // The wall sources, each with its line edge, and for each line edge the
+    // faces (1 its own, 2 its twin's) across which such a wall lies.
+    std::vector<CSizeSource> walls;
+    std::vector<std::uint32_t> wallEdge;
+    std::vector<std::uint8_t> sides(edges.size(), 0);
     for (std::uint32_t i = 0; i < edges.size(); ++i) {
         const std::uint32_t a = m_Corner[edges[i]], b = Target(edges[i]);
         const Vec &pa = m_Position[a], &pb = m_Position[b];
@@ -201,7 +222,7 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
             const Vec p = pa + along * (double(k) / samples);
             std::int64_t c[3];
             cellOf(p, c);
-            double gap = m_TargetLength;
+            double gap = m_TargetLength, wallGap = m_TargetLength;
             for (int dx = -1; dx <= 1; ++dx)
                 for (int dy = -1; dy <= 1; ++dy)
                     for (int dz = -1; dz <= 1; ++dz) {
@@ -231,15 +252,28 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                             else if (d2 < merge2 && d2 >= floor2) {
                                 const double ra = Squared((pa - px) * other), rb = Squared((pb - px) * other);
                                 if (std::min(ra, rb) * WallEvenness * WallEvenness > std::max(ra, rb) &&
-                                    BackToBack(edges[i], e))
-                                    gap = std::min(gap, ThinWallStretch * std::sqrt(d2));
+                                    BackToBack(edges[i], e)) {
+                                    wallGap = std::min(wallGap, ThinWallStretch * std::sqrt(d2));
+                                    sides[i] |= SideOf(edges[i], px + other * t - p);
+                                }
                             }
                         }
                     }
-            if ((gap < ceiling || (sliding[i] && gap < m_TargetLength)) && gap >= floor)
+            if (gap < ceiling && gap >= floor)
                 m_SizeSources.push_back(CSizeSource{p, gap});
+            if (wallGap < m_TargetLength) {
+                walls.push_back(CSizeSource{p, wallGap});
+                wallEdge.push_back(i);
+            }
         }
     }
+    // A line with thin partners across both its faces is the crease of a
+    // part thinner than the target all round (a strand of square section),
+    // which coarsens like any other such part: refined, a head of hair's
+    // strands kept many more faces, their lengths far less even.
+    for (std::size_t k = 0; k < walls.size(); ++k)
+        if (sides[wallEdge[k]] != 3)
+            m_SizeSources.push_back(walls[k]);
 }
 
 double CEngine::SizeAt(const Vec& p) const {
