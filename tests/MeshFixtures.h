@@ -1597,4 +1597,66 @@ void MakeStlPlateWithWholeSides(Mesh& mesh, unsigned int holes = 3, unsigned int
     }
 }
 
+// A block of flats `floors` x `bays`, 2 deep: a box with a window recessed
+// 0.08 into each bay of each floor on its front and back, and a parapet 0.3
+// tall round a flat roof, `parapet` thick at the front and back and 0.3 at
+// the sides. Built from the cells of a grid through every window's lines,
+// so each side is cut by all of them into long coplanar slivers.
+template <typename Mesh>
+void MakeBlockOfFlats(Mesh& mesh, unsigned int floors = 4, unsigned int bays = 6, double parapet = 0.08) {
+    std::vector<double> axes[3] = {{0.0}, {0.0, parapet, 0.2, 1.8, 2 - parapet, 2.0}, {0.0}};
+    for (unsigned int b = 0; b < bays; ++b)
+        for (const double x : {0.3, 0.7, 1.0})
+            axes[0].push_back(b + x);
+    for (unsigned int f = 0; f < floors; ++f)
+        for (const double z : {0.35, 0.85, 1.0})
+            axes[2].push_back(f + z);
+    axes[2].push_back(floors + 0.3);
+    const int n[3] = {int(axes[0].size()) - 1, int(axes[1].size()) - 1, int(axes[2].size()) - 1};
+    const auto filled = [&](int i, int j, int k) {
+        if (i < 0 || j < 0 || k < 0 || i >= n[0] || j >= n[1] || k >= n[2])
+            return false;
+        if (k == n[2] - 1)
+            return i == 0 || j == 0 || i == n[0] - 1 || j == n[1] - 1;
+        return !((j == 0 || j == n[1] - 1) && i % 3 == 1 && k % 3 == 1);
+    };
+    std::map<std::array<int, 3>, unsigned int> index;
+    const auto vertex = [&](std::array<int, 3> g) {
+        const auto found = index.find(g);
+        if (found != index.end())
+            return found->second;
+        const unsigned int v = mesh.m_Vertices.GetCount();
+        AddVertex(mesh, axes[0][g[0]], axes[1][g[1]], axes[2][g[2]]);
+        index.emplace(g, v);
+        return v;
+    };
+    // A filled cell's side facing an empty cell, counterclockwise seen from
+    // outside: along the axes after the normal's, turned for a side facing
+    // down its axis.
+    for (int i = 0; i < n[0]; ++i)
+        for (int j = 0; j < n[1]; ++j)
+            for (int k = 0; k < n[2]; ++k) {
+                if (!filled(i, j, k))
+                    continue;
+                for (int d = 0; d < 3; ++d)
+                    for (const int s : {-1, 1}) {
+                        std::array<int, 3> c = {i, j, k}, o = c;
+                        o[d] += s;
+                        if (filled(o[0], o[1], o[2]))
+                            continue;
+                        const int u = (d + 1) % 3, w = (d + 2) % 3;
+                        c[d] += s > 0 ? 1 : 0;
+                        std::array<int, 3> q[4] = {c, c, c, c};
+                        q[1][u] += 1;
+                        q[2][u] += 1;
+                        q[2][w] += 1;
+                        q[3][w] += 1;
+                        if (s > 0)
+                            AddQuad(mesh, vertex(q[0]), vertex(q[1]), vertex(q[2]), vertex(q[3]));
+                        else
+                            AddQuad(mesh, vertex(q[0]), vertex(q[3]), vertex(q[2]), vertex(q[1]));
+                    }
+            }
+}
+
 }  // namespace QuorvelTest

@@ -207,6 +207,21 @@ constexpr double FacingMargin = 0.01;
 // refined to their distance the faces in the hole behind them lost 5
 // degrees.
 constexpr double FacingLengths = 2.0;
+// Two lines of sliding vertices closer than the corner merge (the rims of a
+// parapet or of a shell's wall thinner than a quarter target) merged into one
+// zig-zag line, the two sides meeting at a knife edge that folds, and where
+// only some pairs merged, slivers filled the rest. Where such lines face each
+// other, their faces turned back to back (see BackToBack), the target
+// shrinks to this many times their distance: the merge length falls below
+// the distance, so both rims stay, and rim edges up to the split length
+// staggered across the wall make faces of at least atan(2 / (4/3 x this)),
+// 31 degrees. (At 2 / tan 30 degrees the rims' edges stayed too long for the
+// wall: 25 degrees on a parapet 0.2 targets thick.)
+constexpr double ThinWallStretch = 2.5;
+// Such a wall's lines lie no further apart at one end of a line's edge than
+// this many times their distance at the other: lines that converge (the
+// meridians at a pole) bound none.
+constexpr double WallEvenness = 1.5;
 // A free edge across a strip between two lines' vertices stays unsplit up
 // to this many local split lengths (see SplitLimit2).
 constexpr double StripSplitFactor = 2.5;
@@ -634,6 +649,9 @@ private:
     // Adds the sources of lines that run side by side (see FacingAngle), of
     // gaps from `floor` up to `ceiling`.
     void AddFacingLineSources(double floor, double ceiling);
+    // Whether line edges g and e bound a wall (see ThinWallStretch).
+    bool BackToBack(std::uint32_t g, std::uint32_t e) const;
+    std::uint8_t SideOf(std::uint32_t g, const Vec& w) const;
     // The local target at p.
     double SizeAt(const Vec& p) const;
     // Each live vertex's local target at its place now.

@@ -95,6 +95,43 @@ void CEngine::BuildSizing() {
     UpdateSizes();
 }
 
+// Whether a face of line edge g and one of line edge e turn their backs to
+// each other, as the two sides of a wall do: merged, their lines would make a
+// knife edge that folds.
+bool CEngine::BackToBack(std::uint32_t g, std::uint32_t e) const {
+    const auto normal = [&](std::uint32_t h) {
+        const Vec &a = m_Position[m_Corner[h]], n = (m_Position[Target(h)] - a) * (m_Position[m_Corner[Prev(h)]] - a);
+        const double length2 = Squared(n);
+        return length2 > 0 ? n / std::sqrt(length2) : Vec(0, 0, 0);
+    };
+    // An edge folded itself (a sliver turned over in a noisy input, its two
+    // creases a hair apart) bounds no wall.
+    for (const std::uint32_t h : {g, e})
+        if (m_Twin[h] != None && normal(h) % normal(m_Twin[h]) < MaxFoldCos)
+            return false;
+    for (const std::uint32_t h : {g, m_Twin[g]})
+        for (const std::uint32_t k : {e, m_Twin[e]})
+            if (h != None && k != None && normal(h) % normal(k) < MaxFoldCos)
+                return true;
+    return false;
+}
+
+// Which face of line edge g the direction w points into from the edge: 1 its
+// own, 2 its twin's.
+std::uint8_t CEngine::SideOf(std::uint32_t g, const Vec& w) const {
+    const std::uint32_t t = m_Twin[g];
+    if (t == None)
+        return 1;
+    // Into a face from its edge a -> b is n x (b - a), n its normal.
+    const auto inward = [&](std::uint32_t h) {
+        const Vec &a = m_Position[m_Corner[h]], along = m_Position[Target(h)] - a,
+                  u = (along * (m_Position[m_Corner[Prev(h)]] - a)) * along;
+        const double length2 = Squared(u);
+        return length2 > 0 ? (u % w) / std::sqrt(length2) : 0.0;
+    };
+    return inward(g) >= inward(t) ? 1 : 2;
+}
+
 // Two edges between corners that run side by side closer than the target
 // (the rims of a bracket's arm thinner than the target, each one edge along
 // its whole length) pin the faces between them as narrow as the wall is:
@@ -113,11 +150,18 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
         if (m_Corner[h] != None && IsLine(m_Kind[h]) && (m_Twin[h] == None || m_Twin[h] > h))
             for (const std::uint32_t v : {m_Corner[h], Target(h)})
                 lineEdges[v] = static_cast<std::uint8_t>(std::min(3, lineEdges[v] + 1));
+    // The other edges of solid lines (of sliding vertices, or between corners
+    // where fewer lines meet) count only against a wall thinner than the
+    // corner merge (see ThinWallStretch), whose target may lie above the
+    // ceiling.
+    std::vector<std::uint8_t> sliding;
     for (std::uint32_t h = 0; h < halfEdges; ++h)
-        if (m_Corner[h] != None && IsLine(m_Kind[h]) && (m_Twin[h] == None || m_Twin[h] > h) &&
-            (m_Flags[m_Corner[h]] & m_Flags[Target(h)] & Corner) && lineEdges[m_Corner[h]] == 3 &&
-            lineEdges[Target(h)] == 3 && SolidEdge(h))
+        if (m_Corner[h] != None && IsLine(m_Kind[h]) && (m_Twin[h] == None || m_Twin[h] > h) && SolidEdge(h)) {
+            const bool corners = (m_Flags[m_Corner[h]] & m_Flags[Target(h)] & Corner) && lineEdges[m_Corner[h]] == 3 &&
+                                 lineEdges[Target(h)] == 3;
             edges.push_back(h);
+            sliding.push_back(corners ? 0 : 1);
+        }
     if (edges.size() < 2)
         return;
     // The connected pieces, by the vertices' roots.
@@ -159,6 +203,12 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
     std::sort(entries.begin(), entries.end());
     const double cosParallel = std::cos(FacingAngle * Pi / 180.0);
     const double target2 = m_TargetLength * m_TargetLength;
+    const double merge2 = CornerMergeFactor * CornerMergeFactor * target2, floor2 = floor * floor;
+    // The wall sources, each with its line edge, and for each line edge the
+    // faces (1 its own, 2 its twin's) across which such a wall lies.
+    std::vector<CSizeSource> walls;
+    std::vector<std::uint32_t> wallEdge;
+    std::vector<std::uint8_t> sides(edges.size(), 0);
     for (std::uint32_t i = 0; i < edges.size(); ++i) {
         const std::uint32_t a = m_Corner[edges[i]], b = Target(edges[i]);
         const Vec &pa = m_Position[a], &pb = m_Position[b];
@@ -172,7 +222,7 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
             const Vec p = pa + along * (double(k) / samples);
             std::int64_t c[3];
             cellOf(p, c);
-            double gap = m_TargetLength;
+            double gap = m_TargetLength, wallGap = m_TargetLength;
             for (int dx = -1; dx <= 1; ++dx)
                 for (int dy = -1; dy <= 1; ++dy)
                     for (int dz = -1; dz <= 1; ++dz) {
@@ -180,6 +230,7 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                         auto it =
                             std::lower_bound(entries.begin(), entries.end(), std::make_pair(key, std::uint32_t(0)));
                         for (; it != entries.end() && it->first == key; ++it) {
+                            const bool thin = sliding[i] || sliding[it->second];
                             const std::uint32_t e = edges[it->second];
                             const std::uint32_t x = m_Corner[e], y = Target(e);
                             if (x == a || x == b || y == a || y == b || find(x) != piece)
@@ -193,15 +244,36 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                             if (!(t > FacingMargin && t < 1 - FacingMargin))
                                 continue;
                             const double d2 = Squared(p - (px + other * t));
-                            if (d2 < target2 && Squared(along) > FacingLengths * FacingLengths * d2 &&
-                                other2 > FacingLengths * FacingLengths * d2)
+                            if (!(d2 < target2 && Squared(along) > FacingLengths * FacingLengths * d2 &&
+                                  other2 > FacingLengths * FacingLengths * d2))
+                                continue;
+                            if (!thin)
                                 gap = std::min(gap, std::sqrt(d2));
+                            else if (d2 < merge2 && d2 >= floor2) {
+                                const double ra = Squared((pa - px) * other), rb = Squared((pb - px) * other);
+                                if (std::min(ra, rb) * WallEvenness * WallEvenness > std::max(ra, rb) &&
+                                    BackToBack(edges[i], e)) {
+                                    wallGap = std::min(wallGap, ThinWallStretch * std::sqrt(d2));
+                                    sides[i] |= SideOf(edges[i], px + other * t - p);
+                                }
+                            }
                         }
                     }
             if (gap < ceiling && gap >= floor)
                 m_SizeSources.push_back(CSizeSource{p, gap});
+            if (wallGap < m_TargetLength) {
+                walls.push_back(CSizeSource{p, wallGap});
+                wallEdge.push_back(i);
+            }
         }
     }
+    // A line with thin partners across both its faces is the crease of a
+    // part thinner than the target all round (a strand of square section),
+    // which coarsens like any other such part: refined, a head of hair's
+    // strands kept many more faces, their lengths far less even.
+    for (std::size_t k = 0; k < walls.size(); ++k)
+        if (sides[wallEdge[k]] != 3)
+            m_SizeSources.push_back(walls[k]);
 }
 
 double CEngine::SizeAt(const Vec& p) const {
