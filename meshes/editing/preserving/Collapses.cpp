@@ -376,10 +376,12 @@ int CEngine::CrossesStrip(std::uint32_t v) const {
         }
         last[runs - 1] = i;
     }
-    // The end of a strip: its rims meet round the end in one stretch, and
-    // the row, or an edge across the strip, goes on inside.
+    // The last vertex of a row at the strip's end: its rims meet round the
+    // end in one stretch, and the ring's one inner edge crosses the strip
+    // where the row was taken out. Where an inner vertex goes on inside, the
+    // vertex may as well sit at a notch of a ragged rim.
     if (runs == 1)
-        return inners <= 1 ? 1 : 0;
+        return inners == 0 ? 1 : 0;
     if (runs != 2)
         return 0;
     // From either end of the first run the boundary leads away from the ring;

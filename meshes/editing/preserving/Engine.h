@@ -752,7 +752,7 @@ private:
     // at most two inner vertices (its own row) or inner edges across the
     // strip, the stretches more than StripRimSteps open edges apart along
     // the boundary; 1 at the strip's end, where the ring is one stretch (the
-    // rims meeting round the end) and at most one inner vertex; 0 otherwise.
+    // rims meeting round the end) and no inner vertex; 0 otherwise.
     // It depends on v's ring only, not on the order in which the collapses
     // come.
     int CrossesStrip(std::uint32_t v) const;
