@@ -1545,6 +1545,28 @@ void MakeSaddleCrease(Mesh& mesh, unsigned int n = 20) {
         }
 }
 
+// A strap `length` long and `width` wide, a grid of `along` by `across` cells
+// (each split along the same diagonal), with a row of vertices inside it
+// wherever `across` exceeds 1: narrower than a coarse target, its faces must
+// each span it alone. Flat in z = 0 with `sag` 0; otherwise bent across its
+// width into an arc whose middle lies `sag` below its rims.
+template <typename Mesh>
+void MakeNarrowStrap(Mesh& mesh, unsigned int along = 40, unsigned int across = 2, double length = 16,
+                     double width = 0.4, double sag = 0) {
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    for (unsigned int j = 0; j <= across; ++j)
+        for (unsigned int i = 0; i <= along; ++i) {
+            const double t = 2.0 * j / across - 1;
+            AddVertex(mesh, length * i / along, width * j / across, sag * (t * t - 1));
+        }
+    for (unsigned int j = 0; j < across; ++j)
+        for (unsigned int i = 0; i < along; ++i) {
+            const unsigned int a = base + j * (along + 1) + i;
+            AddFace(mesh, a, a + 1, a + along + 2);
+            AddFace(mesh, a, a + along + 2, a + along + 1);
+        }
+}
+
 // A plate 2 x holes long, 2 wide and 0.2 thick with `holes` round holes of
 // `sides` sides, as an STL export of a CAD solid writes it: every face with
 // its own three corners, each 2 x 2 square of a cap fanned from its corners

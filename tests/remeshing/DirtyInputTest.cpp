@@ -210,3 +210,46 @@ TEST(RemeshPreservingShape, RimsFarFinerThanTheTargetThinOut) {
         }
     }
 }
+
+// A strap 0.56 and 0.38 targets wide kept the middle row of its input: a
+// collapse of such a vertex into a rim joins the two rims by inner edges,
+// which were refused as if they cut off an ear (25.6 degrees at 2 x the mean
+// edge, 12.5 at 3 x). Where the vertex's ring is two stretches of the
+// boundary parted by its own row, or the rims meeting round the strap's end,
+// it merges into a rim, and one face spans the strap.
+TEST(RemeshPreservingShape, StrapsNarrowerThanTheTargetKeepNoRowInside) {
+    ShapeMesh input;
+    MakeNarrowStrap(input);
+    for (const double scale : {2.0, 3.0}) {
+        const double target = scale * MeanEdge(input);
+        ShapeMesh mesh(input), two(input);
+        RemeshOn(mesh, target, 1);
+        RemeshOn(two, target, 2);
+        EXPECT_GT(SmallestAngleInDegrees(mesh), scale == 2.0 ? 40.0 : 24.0) << scale;
+        EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
+        EXPECT_LT(FarthestVertex(mesh, input), 1e-9);
+        EXPECT_LT(FarthestVertex(input, mesh), 1e-9);
+        unsigned int inside = 0;
+        for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) {
+            const double y = mesh.m_Vertices[v].m_Position.y;
+            inside += std::fabs(y) > 1e-9 && std::fabs(y - 0.4) > 1e-9;
+        }
+        EXPECT_EQ(inside, 0u) << scale;
+        ExpectSame(mesh, two);
+    }
+}
+
+// Bent across its width, the strap's middle row lies off the plane of any
+// face from rim to rim, by more than the kept deviation: it stays, so that
+// the strap keeps its arc.
+TEST(RemeshPreservingShape, BentStrapsKeepTheirArc) {
+    ShapeMesh input;
+    MakeNarrowStrap(input, 40, 2, 16, 0.4, 0.1);
+    const double target = 2 * MeanEdge(input);
+    ShapeMesh mesh(input), two(input);
+    RemeshOn(mesh, target, 1);
+    RemeshOn(two, target, 2);
+    EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
+    EXPECT_LT(FarthestVertex(input, mesh), 0.02);
+    ExpectSame(mesh, two);
+}

@@ -190,6 +190,19 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         }
     double reach[3] = {0, 0, 0};
     const std::uint32_t f0 = h / 3, f1 = t != None ? t / 3 : None;
+    // An inner vertex of a strip one row wide may merge into either rim: the
+    // new inner edges from the survivor reach the other rim, and each face
+    // across the strip then spans it alone, as it must where the strip is
+    // narrower than the target. The removed vertex must lie within the kept
+    // deviation of every new face's plane, lest a bent strip be flattened.
+    const int strip[2] = {open[0] && IsOpen(b) && !IsOpen(a) ? CrossesStrip(a) : 0,
+                          open[1] && IsOpen(a) && !IsOpen(b) ? CrossesStrip(b) : 0};
+    // The smallest angles of the removed vertex's faces before and after
+    // (-1 once it lies off a new face's plane); at a strip's end, where the
+    // survivor's new neighbours lie along the same stretch of the boundary,
+    // no face may come out worse than it was and than an ear may be.
+    double stripNew[2] = {Pi, Pi}, stripOld[2] = {Pi, Pi};
+    bool crosses[2] = {false, false};
     // The walked vertex's neighbours become the survivor's; where both are on
     // the boundary the new inner edge would cut off an ear, a face flat
     // against the boundary.
@@ -227,10 +240,11 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
                 if (m_Twin[side] != None && x != c0 && x != d0 && IsOpen(x)) {
                     // The ear is measured at the survivor's own place only.
                     const bool ear = m_NotchEars && EarAtNotch(x, walked == a ? pb : pa, old);
-                    if (walked == a)
-                        open[0] = open[0] && ear, open[2] = false;
-                    else
-                        open[1] = open[1] && ear;
+                    const int k = walked == a ? 0 : 1;
+                    crosses[k] = crosses[k] || (!ear && strip[k] > 0);
+                    open[k] = open[k] && (ear || strip[k] > 0);
+                    if (k == 0)
+                        open[2] = false;
                 }
             }
         const Vec& x = m_Position[Target(e)];
@@ -251,6 +265,13 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
             const double after2 = Squared(after);
             if (!(after2 > m_MinCross2) || (before2 > m_MinCross2 && !Keeps(before, after, before2, after2)))
                 open[k] = false;
+            else if (k < 2 && strip[k] > 0 && walked == (k == 0 ? a : b)) {
+                const double offPlane = (old - q) % after;
+                if (offPlane * offPlane > m_KeptDeviation * m_KeptDeviation * after2)
+                    stripNew[k] = -1;
+                stripNew[k] = std::min(stripNew[k], SmallestAngle(q, x, y));
+                stripOld[k] = std::min(stripOld[k], SmallestAngle(old, x, y));
+            }
         }
     };
 
@@ -282,6 +303,9 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         shared += m_Stamp[m_Corner[Prev(last)]] == m_StampValue;
     if (shared != (t != None ? 2 : 1))
         return false;
+    for (int k = 0; k < 2; ++k)
+        if (crosses[k] && (stripNew[k] < 0 || (strip[k] == 1 && stripNew[k] < std::min(stripOld[k], EarMinAngle))))
+            open[k] = false;
 
     const int first = reach[1] < reach[0] ? 1 : 0;
     for (const int k : {first, 1 - first, 2}) {
@@ -309,6 +333,84 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         return true;
     }
     return false;
+}
+
+int CEngine::CrossesStrip(std::uint32_t v) const {
+    if (IsOpen(v))
+        return 0;
+    // The ring in order, and whether the ring's edge from each vertex to the
+    // next is open.
+    std::uint32_t ring[MaxCollapseValence];
+    bool alongBoundary[MaxCollapseValence];
+    int count = 0;
+    ForEachOutgoing(v, [&](std::uint32_t e) {
+        if (count < MaxCollapseValence) {
+            ring[count] = Target(e);
+            alongBoundary[count] = m_Twin[Next(e)] == None;
+        }
+        ++count;
+    });
+    if (count > MaxCollapseValence || count < 3)
+        return 0;
+    // A run is a maximal stretch of the boundary in the ring; the ring's
+    // other edges are inner ones, to an inner vertex of the row or across
+    // the strip where earlier collapses already bridged it.
+    int start = -1;
+    for (int i = 0; i < count && start < 0; ++i)
+        if (!alongBoundary[i])
+            start = i;
+    if (start < 0)
+        return 0;
+    int runs = 0, inners = 0, first[2] = {0, 0}, last[2] = {0, 0};
+    for (int j = 1; j <= count; ++j) {
+        const int i = (start + j) % count;
+        if (!IsOpen(ring[i])) {
+            if (++inners > 2)
+                return 0;
+            continue;
+        }
+        if (!alongBoundary[(i + count - 1) % count]) {
+            if (runs == 2)
+                return 0;
+            first[runs++] = i;
+        }
+        last[runs - 1] = i;
+    }
+    // The last vertex of a row at the strip's end: its rims meet round the
+    // end in one stretch, and the ring's one inner edge crosses the strip
+    // where the row was taken out. Where an inner vertex goes on inside, the
+    // vertex may as well sit at a notch of a ragged rim.
+    if (runs == 1)
+        return inners == 0 ? 1 : 0;
+    if (runs != 2)
+        return 0;
+    // From either end of the first run the boundary leads away from the ring;
+    // within StripRimSteps edges it must not come back to the second run.
+    const auto inSecond = [&](std::uint32_t u) {
+        for (int i = first[1];; i = (i + 1) % count) {
+            if (ring[i] == u)
+                return true;
+            if (i == last[1])
+                return false;
+        }
+    };
+    for (const int end : {first[0], last[0]}) {
+        std::uint32_t before = None, after = None;
+        BoundaryNeighbours(ring[end], before, after);
+        for (std::uint32_t u : {before, after}) {
+            std::uint32_t previous = ring[end];
+            for (int step = 0; step < StripRimSteps; ++step) {
+                if (inSecond(u))
+                    return 0;
+                std::uint32_t nextBefore = None, nextAfter = None;
+                BoundaryNeighbours(u, nextBefore, nextAfter);
+                const std::uint32_t next = nextBefore == previous ? nextAfter : nextBefore;
+                previous = u;
+                u = next;
+            }
+        }
+    }
+    return 2;
 }
 
 // The face check of TryCollapse bounds how far each face turns, not how far

@@ -236,6 +236,10 @@ constexpr double Pi = 3.14159265358979323846;
 // The smallest angle of the face a collapse may leave alone at a notch of an
 // open boundary (see CloseNotchEars).
 constexpr double EarMinAngle = 30.0 * Pi / 180.0;
+// How far along the boundary, in open edges, the two rims beside a vertex
+// of a strip must stay apart (see CrossesStrip): nearer, they are the two
+// sides of a notch, and an edge across it would cut off an ear.
+constexpr int StripRimSteps = 3;
 // Rounds of halving the edges of three or more faces: a line 2^16 times
 // longer than the target would still be cut no finer.
 constexpr int MaxLockedLineRounds = 16;
@@ -760,6 +764,15 @@ private:
     // end that may not be the one removed (None: either).
     bool TryCollapse(std::uint32_t h, double midpointLength2, double reachLength2, bool thinFace = false,
                      bool anglePass = false, double keptLength2 = 0, std::uint32_t stays = None);
+    // Whether inner vertex v lies inside a strip one row of vertices wide:
+    // 2 where its ring is two stretches of the boundary (the rims) parted by
+    // at most two inner vertices (its own row) or inner edges across the
+    // strip, the stretches more than StripRimSteps open edges apart along
+    // the boundary; 1 at the strip's end, where the ring is one stretch (the
+    // rims meeting round the end) and no inner vertex; 0 otherwise.
+    // It depends on v's ring only, not on the order in which the collapses
+    // come.
+    int CrossesStrip(std::uint32_t v) const;
     // After the final passes' collapse of the edge from a to b, the end
     // that survives goes back onto the input, unless it is fixed or the move
     // would fold a face: the merged place may lie off a curved input.
