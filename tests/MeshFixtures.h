@@ -91,6 +91,18 @@ void MakeBox(Mesh& mesh, double sx = 1, double sy = 1, double sz = 1) {
         AddQuad(mesh, q[0], q[1], q[2], q[3]);
 }
 
+// The faces of a grid of (columns + 1) x (rows + 1) vertices from `base`
+// on, row by row, each cell split along the diagonal from its first vertex.
+template <typename Mesh>
+void AddGridFaces(Mesh& mesh, unsigned int base, unsigned int columns, unsigned int rows) {
+    for (unsigned int j = 0; j < rows; ++j)
+        for (unsigned int i = 0; i < columns; ++i) {
+            const unsigned int a = base + j * (columns + 1) + i;
+            AddFace(mesh, a, a + 1, a + columns + 2);
+            AddFace(mesh, a, a + columns + 2, a + columns + 1);
+        }
+}
+
 // A flat n x m grid of squares in z = 0, each split into two triangles,
 // spacing h, facing +z. Vertex (i, j) has index j * (n + 1) + i.
 template <typename Mesh>
@@ -1300,12 +1312,7 @@ void MakeFinOnPlate(Mesh& mesh, unsigned int n = 16, unsigned int rows = 6) {
     for (unsigned int j = 0; j <= n; ++j)
         for (unsigned int i = 0; i <= n; ++i)
             AddVertex(mesh, -1 + 2.0 * i / n, -1 + 2.0 * j / n, 0);
-    for (unsigned int j = 0; j < n; ++j)
-        for (unsigned int i = 0; i < n; ++i) {
-            const unsigned int a = base + j * (n + 1) + i;
-            AddFace(mesh, a, a + 1, a + n + 2);
-            AddFace(mesh, a, a + n + 2, a + n + 1);
-        }
+    AddGridFaces(mesh, base, n, n);
     // The sheet's foot is the plate's middle row of vertices.
     const unsigned int foot = base + (n / 2) * (n + 1), sheet = mesh.m_Vertices.GetCount();
     for (unsigned int r = 1; r <= rows; ++r)
@@ -1537,12 +1544,7 @@ void MakeSaddleCrease(Mesh& mesh, unsigned int n = 20) {
             const double x = -1 + 2.0 * i / n, y = -1 + 2.0 * j / n;
             AddVertex(mesh, x, y, 1.2 * y * std::fabs(x) + 0.2 * (x * x - y * y));
         }
-    for (unsigned int j = 0; j < n; ++j)
-        for (unsigned int i = 0; i < n; ++i) {
-            const unsigned int a = base + j * (n + 1) + i;
-            AddFace(mesh, a, a + 1, a + n + 2);
-            AddFace(mesh, a, a + n + 2, a + n + 1);
-        }
+    AddGridFaces(mesh, base, n, n);
 }
 
 // A strap `length` long and `width` wide, a grid of `along` by `across` cells
@@ -1559,12 +1561,7 @@ void MakeNarrowStrap(Mesh& mesh, unsigned int along = 40, unsigned int across = 
             const double t = 2.0 * j / across - 1;
             AddVertex(mesh, length * i / along, width * j / across, sag * (t * t - 1));
         }
-    for (unsigned int j = 0; j < across; ++j)
-        for (unsigned int i = 0; i < along; ++i) {
-            const unsigned int a = base + j * (along + 1) + i;
-            AddFace(mesh, a, a + 1, a + along + 2);
-            AddFace(mesh, a, a + along + 2, a + along + 1);
-        }
+    AddGridFaces(mesh, base, along, across);
 }
 
 // A plate 2 x holes long, 2 wide and 0.2 thick with `holes` round holes of

@@ -556,9 +556,7 @@ void CEngine::MarkHairpins(std::vector<std::uint8_t>& count, std::vector<std::ui
                !IsOpen(v);
     };
     const auto faceNormal = [&](std::uint32_t f) {
-        const Vec &a = m_Position[m_Corner[3 * f]], &b = m_Position[m_Corner[3 * f + 1]],
-                  &c = m_Position[m_Corner[3 * f + 2]];
-        Vec n = (b - a) * (c - a);
+        Vec n = FaceNormal(f);
         n.Normalise();
         return n;
     };
