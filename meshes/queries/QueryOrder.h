@@ -32,7 +32,8 @@ std::uint32_t MortonKey(const Point& p, const double* low, const double* scale) 
 }
 
 /// Indices 0 .. count - 1 ordered by `keys` (30 bits each), stably: equal
-/// keys keep increasing index. On all cores.
+/// keys keep increasing index. On all cores from about a million keys, on
+/// the calling thread below; the order is the same either way.
 /// \pre `order` holds `count` elements; keys below 2^30.
 /// \post order[0 .. count - 1] is a permutation of 0 .. count - 1.
 void SortByKey(const std::uint32_t* keys, std::size_t count, std::uint32_t* order);
