@@ -1286,9 +1286,11 @@ void MakeSpikedScan(Mesh& mesh, unsigned int levels = 3, unsigned int every = 8,
 // is 9.5 degrees and its faces close around the tip after 59 degrees, so
 // flat faces meet at the tip at 16.4 degrees at best (three of them, spread
 // evenly) and 13.4 with four; at its own mean edge length it is remeshed
-// into about ten faces.
+// into about ten faces. sidesFirst: all side faces first, then the base's
+// (the collapses then leave the tip another ring: four faces, one of its
+// ring vertices with three neighbours, a base vertex in the ring).
 template <typename Mesh>
-void MakeSharpCone(Mesh& mesh, unsigned int sides = 32, double height = 6) {
+void MakeSharpCone(Mesh& mesh, unsigned int sides = 32, double height = 6, bool sidesFirst = false) {
     for (unsigned int i = 0; i < sides; ++i) {
         const double a = 2 * Pi * i / sides;
         AddVertex(mesh, std::cos(a), std::sin(a), 0);
@@ -1298,8 +1300,12 @@ void MakeSharpCone(Mesh& mesh, unsigned int sides = 32, double height = 6) {
     for (unsigned int i = 0; i < sides; ++i) {
         const unsigned int j = (i + 1) % sides;
         AddFace(mesh, i, j, sides);
-        AddFace(mesh, sides + 1, j, i);
+        if (!sidesFirst)
+            AddFace(mesh, sides + 1, j, i);
     }
+    if (sidesFirst)
+        for (unsigned int i = 0; i < sides; ++i)
+            AddFace(mesh, sides + 1, (i + 1) % sides, i);
 }
 
 // A plate of n x n squares over [-1, 1]^2 in z = 0, each cut along the same

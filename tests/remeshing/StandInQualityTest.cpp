@@ -234,6 +234,19 @@ INSTANTIATE_TEST_SUITE_P(
         // targets from the input (the base's rim between its few
         // vertices).
         CQualityCase{"sharp_cone", [](ShapeMesh& m) { MakeSharpCone(m); }, 1.0, 15.0, 0.3, {{0, 0, 6}}, 2},
+        // The same cone, its side faces first: the tip kept four faces
+        // whose ring held a base vertex and a vertex of three neighbours
+        // inside the tip's fan (13.96 degrees). That vertex now goes into
+        // the tip with the ring spread evenly at once: three faces, 16.3
+        // degrees of the 16.4 three can reach, no fold; the farthest input
+        // vertex (on the base's rim, between the result's three base
+        // vertices) 0.21 targets away either way.
+        CQualityCase{"sharp_cone_sides_first",
+                     [](ShapeMesh& m) { MakeSharpCone(m, 32, 6, true); },
+                     1.0,
+                     16.0,
+                     0.25,
+                     {{0, 0, 6}}},
         // Refined coarse facets: the result missed their vertices by up to
         // 0.12 targets; drawn back onto them, the farthest input vertex is
         // one of the finest sphere's, which is coarsened (0.083).

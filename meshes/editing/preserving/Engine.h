@@ -862,8 +862,13 @@ private:
     // moved.
     bool SearchMove(std::uint32_t v);
     // Gives each free vertex of valence 3 beside a needle's tip a fourth
-    // neighbour and moves it (see its definition); whether any flipped.
+    // neighbour and moves it, and merges such a vertex beside a cone's tip
+    // into the tip (see their definitions); whether any changed.
     bool OpenNeedleRings();
+    // Merges free vertex x of valence 3 into cone tip `tip`, its ring spread
+    // evenly at once, where that raises the smallest angle around them and
+    // turns and folds nothing (see its definition); whether it did.
+    bool DropConeRingVertex(std::uint32_t tip, std::uint32_t x);
     // Whether v is a tip kept without lines: fixed, closed, on no constraint
     // edge, its faces closing after less than NeedleTipTurn of a turn.
     bool IsBareTip(std::uint32_t v) const;

@@ -29,17 +29,21 @@ constexpr double TipRingReach = 1.0;
 // its collapse would take the tip down to three. It pins two faces at the
 // tip a third as wide as they should be. Flipping the side opposite it, away
 // from the tip, gives it a fourth neighbour beyond that side, and the moves
-// that follow take it out to where it spreads the tip's fan. Serial, in
-// vertex order, so the result does not depend on threads.
+// that follow take it out to where it spreads the tip's fan. Beside a
+// cone's tip, which may keep three faces, such a vertex goes into the tip
+// instead (see DropConeRingVertex). Serial, in vertex order, so the result
+// does not depend on threads.
 bool CEngine::OpenNeedleRings() {
-    if (!m_HasNeedles)
-        return false;
     bool changed = false;
     const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
     // Bounded: one sweep over the vertices; at a needle's tip (valence at
-    // most MaxCollapseValence) at most one flip and one move per neighbour.
+    // most MaxCollapseValence) at most one flip and one move per neighbour,
+    // at a cone's tip at most one merge trial per neighbour (each a walk
+    // around the tip, its ring and their neighbours, and one projection per
+    // ring vertex).
     for (std::uint32_t tip = 0; tip < vertexCount; ++tip) {
-        if (!(m_Flags[tip] & Needle) || (m_Flags[tip] & Deleted))
+        const bool needle = (m_Flags[tip] & Needle) && !(m_Flags[tip] & Deleted);
+        if (!needle && !IsBareTip(tip))
             continue;
         // The flips below change the tip's ring, so it is read first.
         std::vector<std::uint32_t> ring;
@@ -53,6 +57,10 @@ bool CEngine::OpenNeedleRings() {
                 if (Target(e) != tip && m_Corner[Prev(e)] != tip)
                     far = Next(e);
             });
+            if (!needle) {
+                changed |= DropConeRingVertex(tip, x);
+                continue;
+            }
             if (far == None || !FlipIsAllowed(far) || !FlipIsValid(far))
                 continue;
             // Kept even where x finds no better place at once: the final
@@ -65,6 +73,188 @@ bool CEngine::OpenNeedleRings() {
         }
     }
     return changed;
+}
+
+// A free vertex of valence 3 beside a cone's tip (no needle: the tip may go
+// down to three faces) stands inside the tip's fan, and the ring spreading
+// below finds no flip that takes it off the ring without folding the side
+// faces over the base (the sharp cone's ring holds a rim vertex). Merged
+// into the tip, it leaves the tip the three faces it does best with, but
+// its third face then joins two ring vertices that may lie across the tip,
+// which the collapse rules rightly refuse. So the merge comes with the ring
+// spread evenly at once: around the input's own axis at the tip (the sum of
+// its edges' directions there; the ring's own directions lean towards its
+// uneven side), from the ring's vertex that may not move, at the free
+// vertices' mean distance, projected onto the input. All of it is measured
+// on the faces it touches before anything changes, and made only where
+// their smallest angle gains MinAngleGain, no face turns or vanishes and
+// none of them folds: the ring spreading after this keeps a fold that is
+// there already, where the final moves would have opened it. The ring
+// spreading then goes on from there.
+bool CEngine::DropConeRingVertex(std::uint32_t tip, std::uint32_t x) {
+    if (m_Valence[tip] < 4 || m_Valence[x] != 3 || !IsFree(x))
+        return false;
+    std::uint32_t toTip = None;
+    ForEachOutgoing(x, [&](std::uint32_t e) {
+        if (Target(e) == tip)
+            toTip = e;
+    });
+    if (toTip == None)
+        return false;
+    const Vec t = m_Position[tip];
+    std::vector<std::uint32_t> ring;
+    ForEachNeighbour(tip, [&](std::uint32_t v, std::uint32_t) {
+        if (v != x)
+            ring.push_back(v);
+    });
+    // The input's edges at the tip, which is one of its vertices.
+    CInputPatch patch;
+    const double reach = std::sqrt(Squared(m_Position[x] - t));
+    GatherInput(t - Vec(1, 1, 1) * (1e-9 * reach), t + Vec(1, 1, 1) * (1e-9 * reach), patch);
+    Vec axis;
+    std::vector<Vec> edges;
+    for (const std::uint32_t i : patch.m_Triangles) {
+        const CTriangle& tri = m_Triangles[i];
+        const Vec* corners[3] = {&tri.m_A, &tri.m_B, &tri.m_C};
+        for (int c = 0; c < 3; ++c)
+            if (Squared(*corners[c] - t) == 0)
+                for (int o = 1; o < 3; ++o) {
+                    const Vec u = *corners[(c + o) % 3] - t;
+                    if (Squared(u) > 0)
+                        edges.push_back(u / std::sqrt(Squared(u)));
+                }
+    }
+    for (const Vec& u : edges)
+        axis += u;
+    if (edges.empty() || !(Squared(axis) > 0))
+        return false;
+    axis = axis / std::sqrt(Squared(axis));
+    double halfAngle = 0;
+    for (const Vec& u : edges)
+        halfAngle += std::atan2(std::sqrt(Squared(u * axis)), u % axis) / double(edges.size());
+    // The ring starts at its one vertex that may not move (two such leave
+    // nothing to spread), or at its first.
+    std::size_t anchor = ring.size();
+    double distance = 0;
+    int freeCount = 0;
+    for (std::size_t i = 0; i < ring.size(); ++i) {
+        if (IsFree(ring[i])) {
+            distance += std::sqrt(Squared(m_Position[ring[i]] - t));
+            ++freeCount;
+        } else if (anchor == ring.size()) {
+            anchor = i;
+        } else {
+            return false;
+        }
+    }
+    if (freeCount == 0)
+        return false;
+    distance /= freeCount;
+    const std::size_t first = anchor == ring.size() ? 0 : anchor;
+    Vec across = m_Position[ring[first]] - t;
+    across = across - axis * (across % axis);
+    double sense = 0;
+    for (std::size_t i = 0; i < ring.size(); ++i)
+        sense += ((m_Position[ring[i]] - t) * (m_Position[ring[(i + 1) % ring.size()]] - t)) % axis;
+    if (!(Squared(across) > 0))
+        return false;
+    across = across / std::sqrt(Squared(across));
+    const Vec side = (axis * across) * (sense < 0 ? -1.0 : 1.0);
+    // The free ring vertices' new places and the input faces they lie on.
+    struct CPlace {
+        std::uint32_t m_Vertex;
+        Vec m_At;
+        std::uint32_t m_Face;
+    };
+    std::vector<CPlace> places;
+    for (std::size_t j = 0; j < ring.size(); ++j) {
+        const std::uint32_t v = ring[(first + j) % ring.size()];
+        if (!IsFree(v))
+            continue;
+        const double azimuth = 2 * Pi * double(j) / double(ring.size());
+        const Vec direction =
+            axis * std::cos(halfAngle) + (across * std::cos(azimuth) + side * std::sin(azimuth)) * std::sin(halfAngle);
+        Vec onInput;
+        const std::uint32_t face = NearestOnInput(t + direction * distance, m_FaceHint[v], onInput);
+        if (face == None || !IsFinite(onInput))
+            return false;
+        places.push_back(CPlace{v, onInput, face});
+    }
+    // Every vertex's place after the merge: x at the tip.
+    const auto after = [&](std::uint32_t v) -> const Vec& {
+        if (v == x)
+            return t;
+        for (const CPlace& place : places)
+            if (place.m_Vertex == v)
+                return place.m_At;
+        return m_Position[v];
+    };
+    // The faces touched: around the tip, x and the ring; their folds are
+    // measured against the faces beside them.
+    std::vector<std::uint32_t> faces;
+    ForEachOutgoing(tip, [&](std::uint32_t e) { faces.push_back(e / 3); });
+    ForEachOutgoing(x, [&](std::uint32_t e) { faces.push_back(e / 3); });
+    for (const std::uint32_t v : ring)
+        ForEachOutgoing(v, [&](std::uint32_t e) { faces.push_back(e / 3); });
+    std::sort(faces.begin(), faces.end());
+    faces.erase(std::unique(faces.begin(), faces.end()), faces.end());
+    const std::uint32_t gone[2] = {toTip / 3, m_Twin[toTip] / 3};
+    const auto normalOf = [&](std::uint32_t f, bool merged) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        if (!merged)
+            return FaceNormal(f);
+        const Vec &a = after(corner[0]), &b = after(corner[1]), &c = after(corner[2]);
+        return (b - a) * (c - a);
+    };
+    const auto angleOf = [&](std::uint32_t f, bool merged) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        if (!merged)
+            return SmallestAngle(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]);
+        return SmallestAngle(after(corner[0]), after(corner[1]), after(corner[2]));
+    };
+    // After the merge the sides of a gone face join the faces beyond them:
+    // the face across side e of f, then.
+    const auto beyond = [&](std::uint32_t e, bool merged) {
+        std::uint32_t o = m_Twin[e];
+        if (merged)
+            for (int hop = 0; hop < 2 && o != None && (o / 3 == gone[0] || o / 3 == gone[1]); ++hop) {
+                // The gone face's other side away from x's edge to the tip.
+                const std::uint32_t n = Next(o), p = Prev(o);
+                const std::uint32_t other = (n == toTip || n == m_Twin[toTip]) ? p : n;
+                o = m_Twin[other];
+            }
+        return o;
+    };
+    double smallest[2] = {Pi, Pi};
+    int folds = 0;
+    bool turned = false;
+    Vec oldFan;
+    ForEachOutgoing(x, [&](std::uint32_t e) { oldFan += FaceNormal(e / 3); });
+    for (int merged = 0; merged < 2; ++merged)
+        for (const std::uint32_t f : faces) {
+            if (merged && (f == gone[0] || f == gone[1]))
+                continue;
+            const Vec normal = normalOf(f, merged);
+            smallest[merged] = std::min(smallest[merged], angleOf(f, merged));
+            if (merged) {
+                for (std::uint32_t e = 3 * f; e < 3 * f + 3; ++e) {
+                    const std::uint32_t o = beyond(e, true);
+                    if (o != None && Folded(normal, normalOf(o / 3, true)))
+                        ++folds;
+                }
+                const bool hadX = m_Corner[3 * f] == x || m_Corner[3 * f + 1] == x || m_Corner[3 * f + 2] == x;
+                const Vec old = hadX ? oldFan : FaceNormal(f);
+                turned = turned || !(Squared(normal) > m_MinCross2) || !(normal % old > 0);
+            }
+        }
+    if (turned || folds > 0 || !(smallest[1] > smallest[0] + MinAngleGain))
+        return false;
+    Collapse(toTip, true, t);
+    for (const CPlace& place : places) {
+        m_Position[place.m_Vertex] = place.m_At;
+        m_FaceHint[place.m_Vertex] = place.m_Face;
+    }
+    return true;
 }
 
 bool CEngine::IsBareTip(std::uint32_t v) const {
