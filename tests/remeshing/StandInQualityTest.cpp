@@ -434,9 +434,10 @@ TEST(StandInQualityFine, ThinParapetKeepsBothRims) {
 
 // A thin-walled bowl whose flat rim is 0.29 targets wide between two closed
 // creases without a corner, each edge of them 1.25 targets long: staggered
-// across the rim at that spacing its faces reached 24.6 degrees. Rims of
-// sliding vertices up to 0.4 targets apart whose edges are that long against
-// their distance now lower the target to 2.5 times it, as thinner walls do.
+// across the rim at that spacing its faces reached 24.6 degrees. Lines of
+// sliding vertices up to 0.4 targets apart, back to back, whose edges are
+// over 3.46 times their distance long lower the target to 2.5 times it, as
+// thinner walls do: the rim's lines are split in two.
 TEST(StandInQualityFine, FlatRimOfAThinBowlKeepsItsFacesWide) {
     ShapeMesh mesh;
     MakeThinWalledBowl(mesh);
