@@ -1622,6 +1622,38 @@ void MakeStlPlateWithWholeSides(Mesh& mesh, unsigned int holes = 3, unsigned int
     }
 }
 
+// A bowl: a hemispherical shell of radius 1 and `wall` thick, its outer and
+// inner sides joined by a flat rim `wall` wide in z = 0, revolved in
+// `sectors` sectors of `rings` rings per side, quads split along one
+// diagonal, fans at both poles. The rim's two outlines are closed creases
+// without a corner, each edge of them far longer than the rim is wide.
+template <typename Mesh>
+void MakeThinWalledBowl(Mesh& mesh, unsigned int sectors = 48, unsigned int rings = 16, double wall = 0.03) {
+    std::vector<std::array<double, 2>> profile;
+    for (unsigned int k = 0; k <= rings; ++k)
+        profile.push_back({std::sin(0.5 * Pi * k / rings), -std::cos(0.5 * Pi * k / rings)});
+    for (unsigned int k = rings + 1; k-- > 0;)
+        profile.push_back({(1 - wall) * std::sin(0.5 * Pi * k / rings), -(1 - wall) * std::cos(0.5 * Pi * k / rings)});
+    const unsigned int base = mesh.m_Vertices.GetCount(), count = static_cast<unsigned int>(profile.size()) - 2;
+    AddVertex(mesh, 0, 0, profile.front()[1]);
+    for (unsigned int k = 1; k <= count; ++k)
+        for (unsigned int s = 0; s < sectors; ++s) {
+            const double a = 2 * Pi * s / sectors;
+            AddVertex(mesh, profile[k][0] * std::cos(a), profile[k][0] * std::sin(a), profile[k][1]);
+        }
+    AddVertex(mesh, 0, 0, profile.back()[1]);
+    const unsigned int top = base + 1 + count * sectors;
+    const auto at = [&](unsigned int k, unsigned int s) { return base + 1 + k * sectors + s % sectors; };
+    for (unsigned int s = 0; s < sectors; ++s) {
+        AddFace(mesh, base, at(0, s + 1), at(0, s));
+        for (unsigned int k = 0; k + 1 < count; ++k) {
+            AddFace(mesh, at(k, s), at(k, s + 1), at(k + 1, s + 1));
+            AddFace(mesh, at(k, s), at(k + 1, s + 1), at(k + 1, s));
+        }
+        AddFace(mesh, top, at(count - 1, s), at(count - 1, s + 1));
+    }
+}
+
 // A block of flats `floors` x `bays`, 2 deep: a box with a window recessed
 // 0.08 into each bay of each floor on its front and back, and a parapet 0.3
 // tall round a flat roof, `parapet` thick at the front and back and 0.3 at

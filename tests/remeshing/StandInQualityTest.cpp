@@ -444,3 +444,40 @@ TEST(StandInQualityFine, ThinParapetKeepsBothRims) {
     }
     EXPECT_NEAR(top, 2 * 6 * 0.08 + 2 * 0.3 * 1.84, 1e-6);
 }
+
+// A thin-walled bowl whose flat rim is 0.29 targets wide between two closed
+// creases without a corner, each edge of them 1.25 targets long: staggered
+// across the rim at that spacing its faces reached 24.6 degrees. Lines of
+// sliding vertices up to 0.4 targets apart, back to back, whose edges are
+// over 3.46 times their distance long lower the target to 2.5 times it, as
+// thinner walls do: the rim's lines are split in two.
+TEST(StandInQualityFine, FlatRimOfAThinBowlKeepsItsFacesWide) {
+    ShapeMesh mesh;
+    MakeThinWalledBowl(mesh);
+    const ShapeMesh input(mesh);
+    ASSERT_GT(EnclosedVolume(input), 0);
+    const double target = MeanEdge(input);
+    ASSERT_TRUE(mesh.RemeshPreservingShape(target));
+    EXPECT_TRUE(IsCleanResult(mesh, true));
+    EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
+    // 31.6 degrees, 0.015 and 0.036 targets from the input (the rim's
+    // outlines cut the 48-gons' corners); 24.6 degrees when the rim's lines
+    // kept their input spacing.
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 30.0);
+    EXPECT_LT(FarthestVertex(mesh, input), 0.05 * target);
+    EXPECT_LT(FarthestVertex(input, mesh), 0.05 * target);
+    // The rim keeps both its outlines and all its faces: the faces in z = 0
+    // cover the area between the input's two 48-gons, a little more where
+    // the inner outline cuts their corners (1.6 % now, 6.8 % at the input
+    // spacing).
+    double rim = 0;
+    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f) {
+        const auto& corners = mesh.m_Faces[f].m_Corners;
+        const Point a = Position(mesh, corners[0]), b = Position(mesh, corners[1]), c = Position(mesh, corners[2]);
+        if (std::fabs(a.z) < 1e-9 && std::fabs(b.z) < 1e-9 && std::fabs(c.z) < 1e-9)
+            rim += 0.5 * ((b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x));
+    }
+    const double annulus = 0.5 * 48 * std::sin(2 * Pi / 48) * (1 - 0.97 * 0.97);
+    EXPECT_GT(std::fabs(rim), annulus);
+    EXPECT_LT(std::fabs(rim), 1.03 * annulus);
+}

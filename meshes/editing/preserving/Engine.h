@@ -222,6 +222,13 @@ constexpr double ThinWallStretch = 2.5;
 // this many times their distance at the other: lines that converge (the
 // meridians at a pole) bound none.
 constexpr double WallEvenness = 1.5;
+// Wider walls, up to where the stretched target reaches the global one, take
+// it only where both lines' edges are longer than this many times their
+// distance: staggered across the wall at that spacing, faces fall below 30
+// degrees (2 / tan 30 degrees). The flat rim of a thin bowl, 0.29 targets
+// wide between two closed outlines whose edges are 1.25 targets long, made
+// faces of 24.6 degrees across it.
+constexpr double StaggerLengths = 3.4641016151377544;
 // A free edge across a strip between two lines' vertices stays unsplit up
 // to this many local split lengths (see SplitLimit2).
 constexpr double StripSplitFactor = 2.5;

@@ -152,7 +152,8 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                 lineEdges[v] = static_cast<std::uint8_t>(std::min(3, lineEdges[v] + 1));
     // The other edges of solid lines (of sliding vertices, or between corners
     // where fewer lines meet) count only against a wall thinner than the
-    // corner merge (see ThinWallStretch), whose target may lie above the
+    // corner merge (see ThinWallStretch), or a wider one across which their
+    // edges are long (see StaggerLengths), whose target may lie above the
     // ceiling.
     std::vector<std::uint8_t> sliding;
     for (std::uint32_t h = 0; h < halfEdges; ++h)
@@ -204,6 +205,7 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
     const double cosParallel = std::cos(FacingAngle * Pi / 180.0);
     const double target2 = m_TargetLength * m_TargetLength;
     const double merge2 = CornerMergeFactor * CornerMergeFactor * target2, floor2 = floor * floor;
+    const double wall2 = target2 / (ThinWallStretch * ThinWallStretch), stagger2 = StaggerLengths * StaggerLengths;
     // The wall sources, each with its line edge, and for each line edge the
     // faces (1 its own, 2 its twin's) across which such a wall lies.
     std::vector<CSizeSource> walls;
@@ -247,9 +249,11 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                             if (!(d2 < target2 && Squared(along) > FacingLengths * FacingLengths * d2 &&
                                   other2 > FacingLengths * FacingLengths * d2))
                                 continue;
+                            const bool staggered =
+                                d2 < wall2 && Squared(along) > stagger2 * d2 && other2 > stagger2 * d2;
                             if (!thin)
                                 gap = std::min(gap, std::sqrt(d2));
-                            else if (d2 < merge2 && d2 >= floor2) {
+                            else if (d2 >= floor2 && (d2 < merge2 || staggered)) {
                                 const double ra = Squared((pa - px) * other), rb = Squared((pb - px) * other);
                                 if (std::min(ra, rb) * WallEvenness * WallEvenness > std::max(ra, rb) &&
                                     BackToBack(edges[i], e)) {
