@@ -1819,8 +1819,9 @@ def photogrammetry_patch(n, seed):
     for k in range(5):
         h = rng.uniform(-0.6, 0.6, 2)
         keep &= np.linalg.norm(c - h, axis=1) > 0.025 + 0.012 * k
-    # islands: rings of faces just outside the border, cut off from it
-    island = (r > edge + 0.05) & (r < edge + 0.09) & (np.sin(11 * a) > 0.6)
+    # islands: pieces of a ring just outside the border, cut off from it, away
+    # from the slivers along the square hull of the points
+    island = (r > edge + 0.05) & (r < edge + 0.11) & (np.sin(11 * a) > 0.6) & (np.abs(c).max(axis=1) < 0.9)
     f = tri[keep | island]
     f = np.where((tri_normals(v, f)[:, 2] < 0)[:, None], f[:, ::-1], f)
     return compact(v, f)
@@ -2154,14 +2155,17 @@ def inputs():
     yield "photogrammetry rock face at 2x", lambda: photogrammetry_patch(1600, 52), 2.0
     yield "voxel iso-surface, snapped soup", lambda: voxel_isosurface(0.07, 0.1)
     yield "voxel iso-surface, snapped soup at 0.5x", lambda: voxel_isosurface(0.07, 0.1), 0.5
+    yield "voxel iso-surface, snapped soup at 2x", lambda: voxel_isosurface(0.07, 0.1), 2.0
     yield "terrain with a river channel", lambda: river_terrain(40, 0.3, 53)
     yield "terrain with a river channel at 0.5x", lambda: river_terrain(40, 0.3, 53), 0.5
     yield "membrane fin on a sphere", lambda: membrane(12, 48, 0.013)
+    yield "membrane fin on a sphere at 0.5x", lambda: membrane(12, 48, 0.013), 0.5
     yield "filleted box, fillets 0.3 target", lambda: filleted_box(1.0, 0.12, 2)
     yield "filleted box, fillets 0.3 target at 0.25x", lambda: filleted_box(1.0, 0.12, 2), 0.25
     yield "thread section, 6 turns, open ends", lambda: threaded_rod(48, 8, 6, 0.5, 0.1, 0.2)
     yield "thread section, 6 turns, open ends at 2x", lambda: threaded_rod(48, 8, 6, 0.5, 0.1, 0.2), 2.0
     yield "perforated sheet, 10x10 holes", lambda: perforated_sheet(10, 8, 0.05)
+    yield "perforated sheet, 10x10 holes at 2x", lambda: perforated_sheet(10, 8, 0.05), 2.0
     yield "subdivision export, extruded cube cage at 0.25x", lambda: subdivision_export(3), 0.25
 
 # ---------------------------------------------------------------- the runs
