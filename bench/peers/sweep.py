@@ -1814,14 +1814,14 @@ def photogrammetry_patch(n, seed):
     c = pts[tri].mean(axis=1)
     r = np.linalg.norm(c, axis=1)
     a = np.arctan2(c[:, 1], c[:, 0])
-    edge = 0.85 + 0.06 * np.sin(7 * a) + rng.uniform(-0.04, 0.04, len(tri))
-    keep = r < edge
+    outline = 0.75 + 0.06 * np.sin(7 * a)
+    keep = r < outline + rng.uniform(-0.04, 0.04, len(tri))
     for k in range(5):
         h = rng.uniform(-0.6, 0.6, 2)
         keep &= np.linalg.norm(c - h, axis=1) > 0.025 + 0.012 * k
-    # islands: pieces of a ring just outside the border, cut off from it, away
-    # from the slivers along the square hull of the points
-    island = (r > edge + 0.05) & (r < edge + 0.11) & (np.sin(11 * a) > 0.6) & (np.abs(c).max(axis=1) < 0.9)
+    # islands: pieces of a ring outside the border, a few points' spacing off it
+    # (no vertex shared), away from the slivers along the square hull of the points
+    island = (r > outline + 0.14) & (r < outline + 0.22) & (np.sin(11 * a) > 0.6) & (np.abs(c).max(axis=1) < 0.92)
     f = tri[keep | island]
     f = np.where((tri_normals(v, f)[:, 2] < 0)[:, None], f[:, ::-1], f)
     return compact(v, f)
