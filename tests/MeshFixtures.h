@@ -876,6 +876,43 @@ void MakeLimbedFigure(Mesh& mesh, int cells = 64, double limbRadius = 0.09, doub
     MakeImplicitSurface(mesh, field, cells, -1.9, 1.9);
 }
 
+// A closed blob (an ellipsoid with a capsule arm and a ball blended in) as a
+// voxel iso-surface extractor writes it at a fixed precision: MakeImplicitSurface
+// on `cells` cubes, every position rounded to `snap` of a cube and every face
+// with corners of its own, as an STL file holds them. The rounding leaves
+// faces of no area, copies of one vertex, and where the surface passes close
+// by a grid point a face and its reverse on the same three vertices, hung
+// from edges that two faces share already.
+template <typename Mesh>
+void MakeSnappedIsoSurface(Mesh& mesh, int cells = 40, double snap = 0.15) {
+    typedef std::array<double, 3> P;
+    const P armFrom{0.5, 0, 0.2}, armTo{1.1, 0.3, 0.6};
+    const auto field = [&](double x, double y, double z) {
+        const double body = (std::sqrt(x * x / 0.64 + y * y / 0.3025 + z * z / 0.2025) - 1) * 0.45;
+        const double arm = DistanceToSegment(P{x, y, z}, armFrom, armTo) - 0.18;
+        const double dx = x + 0.55, dy = y - 0.1, dz = z - 0.25;
+        const double ball = std::sqrt(dx * dx + dy * dy + dz * dz) - 0.3;
+        // The smooth minimum of the three, blending within about 1 / 14.
+        const double least = std::min({body, arm, ball});
+        return least - std::log(std::exp(-14 * (body - least)) + std::exp(-14 * (arm - least)) +
+                                std::exp(-14 * (ball - least))) /
+                           14;
+    };
+    const double low = -1.3, high = 1.5;
+    Mesh exact;
+    MakeImplicitSurface(exact, field, cells, low, high);
+    const double quantum = snap * (high - low) / cells;
+    for (unsigned int f = 0; f < exact.m_Faces.GetCount(); ++f) {
+        const unsigned int base = mesh.m_Vertices.GetCount();
+        for (int k = 0; k < 3; ++k) {
+            const auto& p = exact.m_Vertices[exact.m_Faces[f].m_Corners[k]].m_Position;
+            AddVertex(mesh, std::round(double(p.x) / quantum) * quantum, std::round(double(p.y) / quantum) * quantum,
+                      std::round(double(p.z) / quantum) * quantum);
+        }
+        AddFace(mesh, base, base + 1, base + 2);
+    }
+}
+
 // A figure with a hand of five fingers, as a surface reconstruction
 // delivers it (MakeImplicitSurface on a grid of `cells` cubes, about 19,000
 // faces at 64): a trunk and head, four limbs of `limbRadius` and five

@@ -1662,6 +1662,351 @@ def riveted_plate(rows, sectors):
     return merge(*parts)
 
 
+def quadric_decimate(v, f, keep_faces):
+    """Greedy edge collapse by the quadric error of the planes around each
+    vertex, the survivor placed at the cheaper end (as decimators that keep
+    input points do): few vertices where the surface is flat, long slivers
+    along the directions of least curvature, valences of 3 to a dozen."""
+    import heapq
+    v = np.asarray(v, float).copy()
+    f = [list(t) for t in np.asarray(f, int)]
+    alive = [True] * len(f)
+    n = tri_normals(v, np.asarray(f))
+    n /= np.linalg.norm(n, axis=1)[:, None]
+    quad = np.zeros((len(v), 4, 4))
+    ring = [set() for _ in range(len(v))]
+    for t, (a, b, c) in enumerate(f):
+        p = np.append(n[t], -n[t] @ v[a])
+        for x in (a, b, c):
+            quad[x] += np.outer(p, p)
+            ring[x].add(t)
+
+    def cost(a, b):
+        q = quad[a] + quad[b]
+        best = None
+        for s, r in ((a, b), (b, a)):
+            h = np.append(v[s], 1.0)
+            e = h @ q @ h
+            if best is None or e < best[0]:
+                best = (e, s, r)
+        return best
+
+    heap = []
+    for t in f:
+        for x, y in ((t[0], t[1]), (t[1], t[2]), (t[2], t[0])):
+            if x < y:
+                e, s, r = cost(x, y)
+                heapq.heappush(heap, (e, s, r))
+    faces = len(f)
+    while faces > keep_faces and heap:
+        e, s, r = heapq.heappop(heap)
+        if not ring[s] or not ring[r]:
+            continue
+        shared = [t for t in ring[r] if s in f[t]]
+        if len(shared) != 2:
+            continue
+        ns = {x for t in ring[s] for x in f[t]} - {s}
+        nr = {x for t in ring[r] for x in f[t]} - {r}
+        if len(ns & nr) != 2:
+            continue
+        fresh = cost(s, r)
+        if abs(fresh[0] - e) > 1e-12 * (1 + abs(e)):
+            heapq.heappush(heap, fresh)
+            continue
+        flips = False
+        for t in ring[r]:
+            if t in shared:
+                continue
+            a, b, c = (v[x] if x != r else v[s] for x in f[t])
+            m = np.cross(b - a, c - a)
+            old = tri_normals(v, np.asarray([f[t]]))[0]
+            if m @ old <= 0.2 * np.linalg.norm(m) * np.linalg.norm(old):
+                flips = True
+                break
+        if flips:
+            continue
+        for t in shared:
+            alive[t] = False
+            for x in f[t]:
+                ring[x].discard(t)
+            faces -= 1
+        for t in list(ring[r]):
+            f[t] = [s if x == r else x for x in f[t]]
+            ring[s].add(t)
+        ring[r] = set()
+        quad[s] += quad[r]
+        for x in {x for t in ring[s] for x in f[t]} - {s}:
+            e2, s2, r2 = cost(s, x)
+            heapq.heappush(heap, (e2, s2, r2))
+    return compact(v, np.array([t for t, ok in zip(f, alive) if ok], int))
+
+
+def decimated_scan(levels, keep_faces, seed):
+    """A bumpy closed scan simplified by quadric edge collapse."""
+    v, f = icosphere(levels)
+    v = bumpy(v, 0.25, 5, seed)
+    v[:, 2] *= 0.6
+    return quadric_decimate(v, f, keep_faces)
+
+
+def catmull_clark(v, quads):
+    """One step of Catmull-Clark subdivision of a closed quad mesh."""
+    v = np.asarray(v, float)
+    face_pt = np.array([v[list(q)].mean(axis=0) for q in quads])
+    edge_faces = {}
+    for k, q in enumerate(quads):
+        for i in range(4):
+            a, b = q[i], q[(i + 1) % 4]
+            edge_faces.setdefault((min(a, b), max(a, b)), []).append(k)
+    edges = list(edge_faces)
+    edge_id = {e: len(v) + len(quads) + i for i, e in enumerate(edges)}
+    edge_pt = np.array([(v[a] + v[b] + face_pt[edge_faces[(a, b)]].sum(axis=0)) / 4 for a, b in edges])
+    vf = [[] for _ in range(len(v))]
+    ve = [[] for _ in range(len(v))]
+    for k, q in enumerate(quads):
+        for x in q:
+            vf[x].append(k)
+    for a, b in edges:
+        ve[a].append((v[a] + v[b]) / 2)
+        ve[b].append((v[a] + v[b]) / 2)
+    new_v = np.empty_like(v)
+    for x in range(len(v)):
+        nval = len(vf[x])
+        F = face_pt[vf[x]].mean(axis=0)
+        R = np.mean(ve[x], axis=0)
+        new_v[x] = (F + 2 * R + (nval - 3) * v[x]) / nval
+    out = []
+    for k, q in enumerate(quads):
+        c = len(v) + k
+        for i in range(4):
+            a, b, p = q[i], q[(i + 1) % 4], q[i - 1]
+            out.append((a, edge_id[(min(a, b), max(a, b))], c, edge_id[(min(a, p), max(a, p))]))
+    return np.vstack([new_v, face_pt, edge_pt]), out
+
+
+def subdivision_export(levels):
+    """A subdivision-surface model as exported: a cube cage with two faces
+    extruded (corners of valence 3 and 5), Catmull-Clark `levels` times, each
+    quad split along one diagonal."""
+    v = [(x, y, z) for z in (0, 1) for y in (0, 1) for x in (0, 1)] + \
+        [(0, 0, 2), (1, 0, 2), (1, 1, 2), (0, 1, 2), (2, 0, 0), (2, 1, 0), (2, 1, 1), (2, 0, 1)]
+    quads = [(0, 2, 3, 1), (0, 1, 5, 4), (2, 6, 7, 3), (0, 4, 6, 2),
+             (4, 5, 9, 8), (5, 7, 10, 9), (7, 6, 11, 10), (6, 4, 8, 11), (8, 9, 10, 11),
+             (1, 3, 13, 12), (3, 7, 14, 13), (7, 5, 15, 14), (5, 1, 12, 15), (12, 13, 14, 15)]
+    v = np.array(v, float)
+    for _ in range(levels):
+        v, quads = catmull_clark(v, quads)
+    f = []
+    for a, b, c, d in quads:
+        f += [(a, b, c), (a, c, d)]
+    return v, fix_orientation(v, np.array(f, int))
+
+
+def photogrammetry_patch(n, seed):
+    """A photogrammetry mesh of a rock face: an irregular triangulation of
+    noisy heights with a ragged open border, a few small holes and little
+    islands of faces cut off beside it."""
+    rng = np.random.default_rng(seed)
+    pts = rng.uniform(-1, 1, (n, 2))
+    tri = Delaunay(pts).simplices
+    z = 0.15 * np.sin(2.5 * pts[:, 0]) * np.cos(1.7 * pts[:, 1]) + rng.normal(0, 0.004, n)
+    v = np.column_stack([pts, z])
+    c = pts[tri].mean(axis=1)
+    r = np.linalg.norm(c, axis=1)
+    a = np.arctan2(c[:, 1], c[:, 0])
+    outline = 0.75 + 0.06 * np.sin(7 * a)
+    keep = r < outline + rng.uniform(-0.04, 0.04, len(tri))
+    for k in range(5):
+        h = rng.uniform(-0.6, 0.6, 2)
+        keep &= np.linalg.norm(c - h, axis=1) > 0.025 + 0.012 * k
+    # islands: pieces of a ring outside the border, a few points' spacing off it
+    # (no vertex shared), away from the slivers along the square hull of the points
+    island = (r > outline + 0.14) & (r < outline + 0.22) & (np.sin(11 * a) > 0.6) & (np.abs(c).max(axis=1) < 0.92)
+    f = tri[keep | island]
+    f = np.where((tri_normals(v, f)[:, 2] < 0)[:, None], f[:, ::-1], f)
+    return compact(v, f)
+
+
+def voxel_isosurface(h, snap):
+    """A closed blob from a voxel iso-surface extractor whose vertices are
+    written at a fixed precision (`snap` of a voxel): zero-area faces where
+    the surface passes next to grid points, copies of one vertex unwelded."""
+    def field(p):
+        return smooth_union([ellipsoid_distance(p, (0, 0, 0), (0.8, 0.55, 0.45)),
+                             capsule_distance(p, (0.5, 0, 0.2), (1.1, 0.3, 0.6), 0.18),
+                             ellipsoid_distance(p, (-0.55, 0.1, 0.25), (0.3, 0.3, 0.3))], 14.0)
+    v, f = marching_tetrahedra(field, np.array((-1.2, -0.8, -0.7)), np.array((1.5, 0.8, 1.0)), h)
+    q = np.round(v / (h * snap)) * (h * snap)
+    # each face gets its own corners: the snap makes copies that no index shares
+    return q[f.reshape(-1)], np.arange(3 * len(f)).reshape(-1, 3)
+
+
+def river_terrain(n, width, seed):
+    """A terrain heightfield (TIN) with a long, thin winding river channel:
+    grid points, plus points along both banks and the bed every cell, so
+    the channel is strips of long thin faces."""
+    rng = np.random.default_rng(seed)
+    xs, ys = np.meshgrid(np.linspace(-1, 1, n + 1), np.linspace(-1, 1, n + 1))
+    grid_pts = np.column_stack([xs.reshape(-1), ys.reshape(-1)])
+    step = 2.0 / n
+    t = np.linspace(-1, 1, 2 * n + 1)
+    cy = 0.35 * np.sin(2.2 * t)
+    dy = np.gradient(cy, t)
+    norm = np.column_stack([-dy, np.ones_like(t)]) / np.sqrt(1 + dy ** 2)[:, None]
+    centre = np.column_stack([t, cy])
+    banks = [centre + s * width * step * norm for s in (-0.5, 0.0, 0.5)]
+    ch = np.abs(ys.reshape(-1) - 0.35 * np.sin(2.2 * xs.reshape(-1)))
+    grid_pts = grid_pts[(ch > width * step) | (np.abs(grid_pts[:, 0]) > 0.999)]
+    pts = np.vstack([grid_pts] + banks)
+    pts = pts[np.abs(pts[:, 0]) <= 1.0]
+    pts = np.unique(np.round(pts, 12), axis=0)
+    tri = Delaunay(pts).simplices
+    z = 0.08 * np.sin(3 * pts[:, 0] + 1) * np.cos(2 * pts[:, 1]) + rng.uniform(-0.004, 0.004, len(pts))
+    bed = np.abs(pts[:, 1] - 0.35 * np.sin(2.2 * pts[:, 0])) < 0.25 * width * step
+    z[bed] -= 0.008
+    v = np.column_stack([pts, z])
+    f = np.where((tri_normals(v, tri)[:, 2] < 0)[:, None], tri[:, ::-1], tri)
+    area = np.linalg.norm(tri_normals(v, f), axis=1)
+    return compact(v, f[area > 1e-12])
+
+
+def membrane(rings, sectors, gap):
+    """A closed body with a thin membrane: a sphere with a flat fin of two
+    sheets `gap` apart, the sheets meeting at the fin's outer rim and
+    joining the sphere at its equator, as medical segmentations of thin
+    tissue come out."""
+    v, f = [], []
+    R0, R1 = 1.0, 1.8
+    # the sphere, lat-long, its equator the fin's inner rim (two rings)
+    lat = 2 * rings
+    top = [(0.0, 0.0, 1.0)]
+    v += top
+    for k in range(1, lat):
+        th = math.pi * k / lat
+        z = math.cos(th)
+        r = math.sin(th)
+        if k == rings:
+            for dz in (gap / 2, -gap / 2):
+                for s in range(sectors):
+                    a = 2 * math.pi * s / sectors
+                    rr = math.sqrt(max(R0 * R0 - dz * dz, 0))
+                    v.append((rr * math.cos(a), rr * math.sin(a), dz))
+        else:
+            for s in range(sectors):
+                a = 2 * math.pi * s / sectors
+                v.append((r * math.cos(a), r * math.sin(a), z))
+    v.append((0.0, 0.0, -1.0))
+    bottom = len(v) - 1
+    rows = [[1 + s for s in range(sectors)]]
+    nxt = 1 + sectors
+    for k in range(2, lat + 1):
+        rows.append(list(range(nxt, nxt + sectors)))
+        nxt += sectors
+    for s in range(sectors):
+        f.append((0, rows[0][s], rows[0][(s + 1) % sectors]))
+        f.append((bottom, rows[-1][(s + 1) % sectors], rows[-1][s]))
+    upper_eq, lower_eq = rows[rings - 1], rows[rings]
+    for k in range(len(rows) - 1):
+        if k == rings - 1:
+            continue
+        A, B = rows[k], rows[k + 1]
+        for s in range(sectors):
+            t = (s + 1) % sectors
+            f += [(A[s], B[s], B[t]), (A[s], B[t], A[t])]
+    # the fin: rings of two sheets from the sphere out to the shared rim
+    fin_rings = max(2, int(round((R1 - R0) / (2 * math.pi / sectors))))
+    up, lo = upper_eq, lower_eq
+    for k in range(1, fin_rings + 1):
+        r = R0 + (R1 - R0) * k / fin_rings
+        if k == fin_rings:
+            rim = list(range(len(v), len(v) + sectors))
+            v += [(r * math.cos(2 * math.pi * s / sectors), r * math.sin(2 * math.pi * s / sectors), 0.0)
+                  for s in range(sectors)]
+            nu, nl = rim, rim
+        else:
+            nu = list(range(len(v), len(v) + sectors))
+            v += [(r * math.cos(2 * math.pi * s / sectors), r * math.sin(2 * math.pi * s / sectors), gap / 2)
+                  for s in range(sectors)]
+            nl = list(range(len(v), len(v) + sectors))
+            v += [(r * math.cos(2 * math.pi * s / sectors), r * math.sin(2 * math.pi * s / sectors), -gap / 2)
+                  for s in range(sectors)]
+        for s in range(sectors):
+            t = (s + 1) % sectors
+            f += [(up[s], nu[s], nu[t]), (up[s], nu[t], up[t])]
+            f += [(lo[s], nl[t], nl[s]), (lo[s], lo[t], nl[t])]
+        up, lo = nu, nl
+    v = np.array(v, float)
+    return v, orient_by_volume(v, np.array(f, int))
+
+
+def filleted_box(half, radius, fillet_cells):
+    """A box with rounded edges and corners as a CAD tessellator writes it:
+    each flat side one quad, each fillet a strip of `fillet_cells` long thin
+    faces across, each corner a patch of the sphere."""
+    ts = [-half - radius] + [-half - radius + radius * (k / fillet_cells) for k in range(1, fillet_cells)] + \
+         [-half, half] + [half + radius * (k / fillet_cells) for k in range(1, fillet_cells)] + [half + radius]
+    ts = np.array(ts)
+    m = len(ts)
+    v, f = [], []
+    for axis in range(3):
+        for sign in (-1.0, 1.0):
+            u, w = [d for d in range(3) if d != axis]
+            base = len(v)
+            for j in range(m):
+                for i in range(m):
+                    q = np.zeros(3)
+                    q[axis] = sign * (half + radius)
+                    q[u], q[w] = ts[i], ts[j]
+                    inner = np.clip(q, -half, half)
+                    d = q - inner
+                    v.append(inner + radius * d / np.linalg.norm(d))
+            for j in range(m - 1):
+                for i in range(m - 1):
+                    a = base + j * m + i
+                    f += [(a, a + 1, a + m + 1), (a, a + m + 1, a + m)]
+    v = np.round(np.array(v), 12)
+    v, f = weld(v, f)
+    v, f = compact(v, f)
+    return v, fix_orientation(v, f)
+
+
+def threaded_rod(sectors, per_pitch, turns, radius, depth, pitch):
+    """A section of a lathe-turned thread, tessellated along the helix: rows
+    of vertices wind round at one pitch a turn, the thread's crests and roots
+    are helical creases of edges; both ends open, each a turn of the helix
+    and a step of one pitch."""
+    rows = per_pitch * (turns + 1) + 1
+    def r_of(j):
+        # a V thread: crest at 0, root half a pitch on
+        ph = (j % per_pitch) / per_pitch
+        return radius - depth * (1 - abs(1 - 2 * ph))
+    v = []
+    for j in range(rows):
+        for i in range(sectors):
+            a = 2 * math.pi * i / sectors
+            r = r_of(j)
+            v.append((r * math.cos(a), r * math.sin(a), pitch * (j / per_pitch + i / sectors)))
+    def vid(i, j):
+        return j * sectors + i
+    f = []
+    for j in range(rows - 1):
+        for i in range(sectors):
+            if i < sectors - 1:
+                a, b, c, d = vid(i, j), vid(i + 1, j), vid(i + 1, j + 1), vid(i, j + 1)
+            else:
+                if j + per_pitch + 1 >= rows:
+                    continue
+                a, b, c, d = vid(i, j), vid(0, j + per_pitch), vid(0, j + per_pitch + 1), vid(i, j + 1)
+            f += [(a, b, c), (a, c, d)]
+    v = np.array(v, float)
+    return v, fix_orientation(v, np.array(f, int))
+
+
+def perforated_sheet(cells, hole_sides, thickness):
+    """A thin sheet-metal plate with a grid of small round holes."""
+    return holed_plate(cells, hole_sides, 2, thickness)
+
+
 def inputs():
     """(name, builder) for every input of the sweep."""
     soup_source = torus(24, 12)
@@ -1800,6 +2145,28 @@ def inputs():
     yield "riveted plate, 36 rivets", lambda: riveted_plate(6, 12)
     yield "strap 40x2 cells, 0.4 wide, at 2x", lambda: grid(40, 2, 0, 16, 0, 0.4), 2.0
     yield "strap 40x2 cells, 0.4 wide, at 3x", lambda: grid(40, 2, 0, 16, 0, 0.4), 3.0
+    # decimated scans, subdivision exports, photogrammetry, voxel iso-surfaces, terrains, membranes, CAD
+    # fillets, threads, perforated sheets, targets far finer than the input
+    yield "decimated scan 5120 to 1200", lambda: decimated_scan(4, 1200, 51)
+    yield "decimated scan 5120 to 1200 at 0.5x", lambda: decimated_scan(4, 1200, 51), 0.5
+    yield "subdivision export, extruded cube cage", lambda: subdivision_export(3)
+    yield "subdivision export, extruded cube cage at 2x", lambda: subdivision_export(3), 2.0
+    yield "photogrammetry rock face", lambda: photogrammetry_patch(1600, 52)
+    yield "photogrammetry rock face at 2x", lambda: photogrammetry_patch(1600, 52), 2.0
+    yield "voxel iso-surface, snapped soup", lambda: voxel_isosurface(0.07, 0.1)
+    yield "voxel iso-surface, snapped soup at 0.5x", lambda: voxel_isosurface(0.07, 0.1), 0.5
+    yield "voxel iso-surface, snapped soup at 2x", lambda: voxel_isosurface(0.07, 0.1), 2.0
+    yield "terrain with a river channel", lambda: river_terrain(40, 0.3, 53)
+    yield "terrain with a river channel at 0.5x", lambda: river_terrain(40, 0.3, 53), 0.5
+    yield "membrane fin on a sphere", lambda: membrane(12, 48, 0.013)
+    yield "membrane fin on a sphere at 0.5x", lambda: membrane(12, 48, 0.013), 0.5
+    yield "filleted box, fillets 0.3 target", lambda: filleted_box(1.0, 0.12, 2)
+    yield "filleted box, fillets 0.3 target at 0.25x", lambda: filleted_box(1.0, 0.12, 2), 0.25
+    yield "thread section, 6 turns, open ends", lambda: threaded_rod(48, 8, 6, 0.5, 0.1, 0.2)
+    yield "thread section, 6 turns, open ends at 2x", lambda: threaded_rod(48, 8, 6, 0.5, 0.1, 0.2), 2.0
+    yield "perforated sheet, 10x10 holes", lambda: perforated_sheet(10, 8, 0.05)
+    yield "perforated sheet, 10x10 holes at 2x", lambda: perforated_sheet(10, 8, 0.05), 2.0
+    yield "subdivision export, extruded cube cage at 0.25x", lambda: subdivision_export(3), 0.25
 
 # ---------------------------------------------------------------- the runs
 

@@ -24,6 +24,7 @@ CMeshData RepairStepByStep(CMeshData mesh, bool exact, bool& manifold) {
     CRepairSummary summary;
     WeldCoincidentVertices(mesh, summary);
     DropRepeatedCornerFaces(mesh, summary);
+    DropFoldedFacePairs(mesh, summary);
     DropDuplicateFaces(mesh, summary);
     OrientFaces(mesh, summary);
     DropUnusedVertices(mesh, summary);
@@ -252,6 +253,56 @@ TEST(RemeshPreparation, WeldsOnlyOpenEdgesAndDoesNotChain) {
 // the right one twice as fine, become one sheet whose only open edges are its
 // outer rim, and a tolerance of 0 stitches nothing. A vertex near an edge's
 // end is left to the weld.
+// A flap folded flat (a face and its reverse) on an edge of a closed
+// sphere goes whole, the sphere closed again; a sheet written two-sided
+// keeps one side.
+TEST(RemeshPreparation, DropsAFoldedFlapButKeepsOneSideOfATwoSidedSheet) {
+    const CMeshData sphere = JitteredSphere();
+    CMeshData flapped = sphere;
+    const Triangle t = sphere.m_Triangles[10];
+    const auto tip = static_cast<std::uint32_t>(flapped.m_Positions.size());
+    flapped.m_Positions.push_back(flapped.m_Positions[t[0]] * 1.2);
+    flapped.m_Triangles.push_back(Triangle{t[0], t[1], tip});
+    flapped.m_Triangles.push_back(Triangle{t[1], t[0], tip});
+    CPreparation changes;
+    ASSERT_EQ(PrepareForRemesh(flapped, false, changes), EPreparationFault::None);
+    EXPECT_EQ(changes.m_Repairs.m_DuplicateFaces, 2u);
+    EXPECT_EQ(flapped.m_Triangles.size(), sphere.m_Triangles.size());
+    EXPECT_EQ(OpenEdges(flapped), 0u);
+
+    // Rounded iso-surface positions fold faces onto their reverses: with the
+    // copies alone dropped, some edges keep three faces.
+    const CMeshData blob = Tables([](ToolMesh& mesh) { QuorvelTest::MakeSnappedIsoSurface(mesh); });
+    CMeshData copiesDropped = blob;
+    CRepairSummary summary;
+    WeldCoincidentVertices(copiesDropped, summary);
+    DropRepeatedCornerFaces(copiesDropped, summary);
+    DropDuplicateFaces(copiesDropped, summary);
+    const auto crowded = [](const CMeshData& mesh) {
+        std::size_t edges = 0;
+        for (const CMeshEdge& edge : CEdgeCensus(mesh).m_Edges)
+            edges += edge.m_Faces > 2;
+        return edges;
+    };
+    EXPECT_GT(crowded(copiesDropped), 0u);
+    CMeshData prepared = blob;
+    CPreparation repaired;
+    ASSERT_EQ(PrepareForRemesh(prepared, false, repaired), EPreparationFault::None);
+    EXPECT_EQ(crowded(prepared), 0u);
+    EXPECT_EQ(OpenEdges(prepared), 0u);
+
+    CMeshData sheet = MakeGrid(4, 0.25);
+    const std::size_t faces = sheet.m_Triangles.size();
+    for (std::size_t f = 0; f < faces; ++f) {
+        const Triangle s = sheet.m_Triangles[f];
+        sheet.m_Triangles.push_back(Triangle{s[2], s[1], s[0]});
+    }
+    CPreparation sided;
+    ASSERT_EQ(PrepareForRemesh(sheet, false, sided), EPreparationFault::None);
+    EXPECT_EQ(sheet.m_Triangles.size(), faces);
+    EXPECT_EQ(OpenEdges(sheet), 16u);
+}
+
 TEST(RemeshPreparation, StitchesVerticesOnOpenEdgesOfOtherSheets) {
     CMeshData halves = MakeGrid(2, 0.5);
     const CMeshData fine = MakeGrid(4, 0.25);

@@ -245,6 +245,22 @@ TEST(Subcommands, RemeshStitchesTJunctionsOfSolidExports) {
     EXPECT_FALSE(IsClosedManifold(ReadMeshFile(dir.Path("apart.off"))));
 }
 
+// Rounded positions fold a face onto its reverse where the iso-surface
+// passes a grid point; with only the copy dropped, a third face stayed on
+// those edges and the remesh left them non-manifold, with a face of no area.
+TEST(Subcommands, RemeshDropsFacesFoldedOntoTheirReverse) {
+    CScratchDirectory dir;
+    const CMeshData blob = Tables([](ToolMesh& mesh) { QuorvelTest::MakeSnappedIsoSurface(mesh); });
+    WriteMeshFile(dir.Path("blob.off"), blob, EEncoding::Text);
+    const CRun run = RunQuorvel(Words("remesh " + dir.Path("blob.off") + " -o " + dir.Path("out.off")));
+    ExpectSuccess(run);
+    const CMeshData output = ReadMeshFile(dir.Path("out.off"));
+    EXPECT_TRUE(IsClosedManifold(output));
+    const CMeshStatistics measured = MeasureMesh(output);
+    EXPECT_GT(measured.m_MinAngle, 30.0);
+    EXPECT_LT(std::stod(Field(run.m_Out, "distance from input / diag")), 0.5);
+}
+
 TEST(Subcommands, RemeshWithoutInputRunsTheBuiltInExample) {
     const CRun run = RunQuorvel({"remesh", "--relative", "2", "--quiet"}, 600);
     ExpectSuccess(run);

@@ -502,6 +502,80 @@ bool MayHaveDuplicateFaces(const CMeshData& mesh) {
 
 }  // namespace
 
+namespace {
+
+// Whether a face runs round its vertices in the order of its sorted corners.
+bool RunsAsSorted(const Triangle& face, const Triangle& sorted) {
+    const int first = face[0] == sorted[0] ? 0 : face[1] == sorted[0] ? 1 : 2;
+    return face[(first + 1) % 3] == sorted[1];
+}
+
+std::uint64_t EdgeKey(std::uint32_t a, std::uint32_t b) {
+    return std::uint64_t(std::min(a, b)) << 32 | std::max(a, b);
+}
+
+}  // namespace
+
+void DropFoldedFacePairs(CMeshData& mesh, CRepairSummary& summary) {
+    if (!MayHaveDuplicateFaces(mesh))
+        return;
+    std::vector<std::pair<Triangle, std::uint32_t>> sorted;
+    sorted.reserve(mesh.m_Triangles.size());
+    for (std::uint32_t f = 0; f < mesh.m_Triangles.size(); ++f) {
+        Triangle t = mesh.m_Triangles[f];
+        std::sort(t.begin(), t.end());
+        sorted.emplace_back(t, f);
+    }
+    std::sort(sorted.begin(), sorted.end());
+    // Faces on one edge, each set of three vertices once: what the edge
+    // keeps once the duplicates are gone.
+    std::vector<std::uint64_t> sides;
+    sides.reserve(3 * sorted.size());
+    for (std::size_t i = 0; i < sorted.size(); ++i) {
+        if (i > 0 && sorted[i].first == sorted[i - 1].first)
+            continue;
+        const Triangle& t = sorted[i].first;
+        sides.push_back(EdgeKey(t[0], t[1]));
+        sides.push_back(EdgeKey(t[1], t[2]));
+        sides.push_back(EdgeKey(t[0], t[2]));
+    }
+    std::sort(sides.begin(), sides.end());
+    const auto faces = [&](std::uint32_t a, std::uint32_t b) {
+        const auto range = std::equal_range(sides.begin(), sides.end(), EdgeKey(a, b));
+        return static_cast<std::size_t>(range.second - range.first);
+    };
+    std::vector<char> drop(mesh.m_Triangles.size(), 0);
+    std::size_t dropped = 0;
+    for (std::size_t i = 0; i + 1 < sorted.size(); ++i) {
+        const Triangle& t = sorted[i].first;
+        if (sorted[i + 1].first != t || (i + 2 < sorted.size() && sorted[i + 2].first == t) ||
+            (i > 0 && sorted[i - 1].first == t))
+            continue;
+        const std::uint32_t f = sorted[i].second, g = sorted[i + 1].second;
+        if (RunsAsSorted(mesh.m_Triangles[f], t) == RunsAsSorted(mesh.m_Triangles[g], t))
+            continue;
+        // A face and its reverse enclose nothing: where the sheets around
+        // meet at their edges already, keeping one of the two leaves a third
+        // face on those edges, so both go. An edge that only these two share
+        // goes with them; one with a single other face would open a hole,
+        // and a two-sided sheet (every face and its reverse) keeps a side.
+        const std::size_t ab = faces(t[0], t[1]), bc = faces(t[1], t[2]), ac = faces(t[0], t[2]);
+        if (ab == 2 || bc == 2 || ac == 2 || std::max({ab, bc, ac}) < 3)
+            continue;
+        drop[f] = drop[g] = 1;
+        dropped += 2;
+    }
+    if (dropped == 0)
+        return;
+    std::vector<Triangle> kept;
+    kept.reserve(mesh.m_Triangles.size() - dropped);
+    for (std::size_t f = 0; f < mesh.m_Triangles.size(); ++f)
+        if (!drop[f])
+            kept.push_back(mesh.m_Triangles[f]);
+    summary.m_DuplicateFaces += dropped;
+    mesh.m_Triangles.swap(kept);
+}
+
 void DropDuplicateFaces(CMeshData& mesh, CRepairSummary& summary) {
     if (!MayHaveDuplicateFaces(mesh))
         return;

@@ -51,6 +51,11 @@ bool StitchTJunctions(CMeshData& mesh, const std::vector<std::uint32_t>& openEnd
 // corner 0 equals corner 1 as marked for removal, and builds a vertex that is
 // its own neighbour from the others.
 void DropRepeatedCornerFaces(CMeshData& mesh, CRepairSummary& summary);
+// Pairs of faces on the same three vertices wound opposite ways (a flap
+// folded flat, as a snap of the positions makes of iso-surfaces) where
+// their edges are shared by more faces besides: both go, which leaves those
+// edges two faces. Runs before DropDuplicateFaces.
+void DropFoldedFacePairs(CMeshData& mesh, CRepairSummary& summary);
 // Faces with the same three vertices as an earlier face, in any order: a
 // pair of them forms a closed sliver whose edge flips double edges.
 void DropDuplicateFaces(CMeshData& mesh, CRepairSummary& summary);

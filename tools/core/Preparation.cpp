@@ -112,6 +112,7 @@ EPreparationFault PrepareForRemesh(CMeshData& mesh, bool exact, CPreparation& ch
             OrientFaces(mesh, changes.m_Repairs);
         changes.m_Edges = std::move(sides.m_Edges);
     } else {
+        DropFoldedFacePairs(mesh, changes.m_Repairs);
         DropDuplicateFaces(mesh, changes.m_Repairs);
         OrientFaces(mesh, changes.m_Repairs);
     }
