@@ -260,6 +260,13 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
                 open[k] = false;
                 continue;
             }
+            // At the walked vertex's own place its face stays as it is:
+            // it keeps its normal and fails only where it is degenerate.
+            if (k == (walked == a ? 1 : 0)) {
+                if (!(before2 > m_MinCross2))
+                    open[k] = false;
+                continue;
+            }
             // No surviving face may turn over or shrink to nothing.
             const Vec after = (x - q) * (y - q);
             const double after2 = Squared(after);
