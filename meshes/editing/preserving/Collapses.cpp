@@ -433,7 +433,27 @@ bool CEngine::MakesFold(std::uint32_t h, const Vec& q, bool anglePass) const {
     const std::uint32_t outerN = m_Twin[Next(h)], outerP = m_Twin[Prev(h)];
     const std::uint32_t outerTn = t != None ? m_Twin[Next(t)] : None, outerTp = t != None ? m_Twin[Prev(t)] : None;
     const auto moved = [&](std::uint32_t v) -> const Vec& { return v == a || v == b ? q : m_Position[v]; };
-    const auto normal = [&](std::uint32_t f, bool after) { return after ? FaceNormal(f, a, b, q) : FaceNormal(f); };
+    // Each face of the fans is measured after the collapse as itself and
+    // again beside both its neighbours in the fan: the normals after are
+    // kept by face, in slots by the face's low bits (a face that finds its
+    // slot taken is measured again, to the same result).
+    std::uint32_t keptFace[32];
+    double keptNormal[32][3];
+    std::fill(std::begin(keptFace), std::end(keptFace), None);
+    const auto normal = [&](std::uint32_t f, bool after) {
+        if (!after)
+            return FaceNormal(f);
+        const std::uint32_t slot = f % 32;
+        if (keptFace[slot] != f) {
+            const Vec made = FaceNormal(f, a, b, q);
+            keptFace[slot] = f;
+            keptNormal[slot][0] = made.x;
+            keptNormal[slot][1] = made.y;
+            keptNormal[slot][2] = made.z;
+            return made;
+        }
+        return Vec(keptNormal[slot][0], keptNormal[slot][1], keptNormal[slot][2]);
+    };
     bool folds = false;
     const auto check = [&](std::uint32_t e) {
         const std::uint32_t face = e / 3;
