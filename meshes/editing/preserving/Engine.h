@@ -1155,6 +1155,9 @@ private:
     // Per half-edge, its class of length as a collapse candidate, or -1; or
     // whether it is to be split.
     std::vector<std::int8_t> m_EdgeClass;
+    // Per vertex, during the valence flips: its ideal valence where it is
+    // closed, 0 where it is open.
+    std::vector<std::int8_t> m_ClosedIdeal;
     std::vector<std::uint32_t> m_Ordered;
     std::vector<CQueuedEdge> m_SplitQueue;
     std::vector<std::uint32_t> m_Stack;
