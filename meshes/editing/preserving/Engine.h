@@ -987,11 +987,14 @@ private:
             return true;
         // Twice the area over the sum of the squared sides: 0.29 for an
         // equilateral triangle, 0 for a flat one.
-        const double sides = Squared(b - a) + Squared(c - b) + Squared(a - c);
+        // The shape before is measured only where the one after is a
+        // sliver's.
         const double movedSides = Squared(mb - ma) + Squared(mc - mb) + Squared(ma - mc);
-        const double shape = std::sqrt(before2) / sides, movedShape = std::sqrt(Squared(after)) / movedSides;
-        if (movedShape < SliverShape && movedShape < shape)
-            return true;
+        if (const double movedShape = std::sqrt(Squared(after)) / movedSides; movedShape < SliverShape) {
+            const double sides = Squared(b - a) + Squared(c - b) + Squared(a - c);
+            if (movedShape < std::sqrt(before2) / sides)
+                return true;
+        }
         if (floor <= 0)
             return false;
         // The angle before is measured only where the one after lies under
