@@ -282,6 +282,28 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         }
     };
 
+    // Most attempts fail because the merged vertex would reach too far,
+    // from either place, which one cheap walk of each fan shows before the
+    // measuring walks below (they would close both places on the same
+    // faces' corners).
+    if (!open[2]) {
+        const auto reachesBeyond = [&](std::uint32_t v, const Vec& q) {
+            const std::uint32_t start = m_Out[v];
+            std::uint32_t e = start;
+            do {
+                const std::uint32_t face = e / 3;
+                if (face != f0 && face != f1 &&
+                    std::max(Squared(q - m_Position[Target(e)]), Squared(q - m_Position[m_Corner[Prev(e)]])) >
+                        reachLength2)
+                    return true;
+                e = m_Twin[Prev(e)];
+            } while (e != None && e != start);
+            return false;
+        };
+        if ((!open[0] || reachesBeyond(a, pb)) && (!open[1] || reachesBeyond(b, pa)))
+            return false;
+    }
+
     // Link condition: the ends share no neighbour but the opposite vertices.
     if (++m_StampValue == 0) {
         std::fill(m_Stamp.begin(), m_Stamp.end(), 0u);
