@@ -99,8 +99,7 @@ bool CEngine::FlipEdges() {
 #pragma omp parallel for schedule(static) if (vertexCount >= ParallelVertices)
     for (std::int64_t i = 0; i < vertexCount; ++i) {
         const std::uint32_t v = static_cast<std::uint32_t>(i);
-        m_ClosedIdeal[v] =
-            static_cast<std::int8_t>((m_Flags[v] & Deleted) || IsOpen(v) ? 0 : IdealValence(v));
+        m_ClosedIdeal[v] = static_cast<std::int8_t>((m_Flags[v] & Deleted) || IsOpen(v) ? 0 : IdealValence(v));
     }
     const auto ideal = [&](std::uint32_t v) { return m_ClosedIdeal[v] != 0 ? int(m_ClosedIdeal[v]) : IdealValence(v); };
     // Bounded: one forward sweep over the half-edge slots, at most one flip
