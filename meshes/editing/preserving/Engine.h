@@ -1163,6 +1163,8 @@ private:
     std::vector<std::int8_t> m_ClosedIdeal;
     std::vector<std::uint32_t> m_Ordered;
     std::vector<CQueuedEdge> m_SplitQueue;
+    // The half-edge arrays before the last compaction, reused by the next.
+    std::vector<std::uint32_t> m_SpareCorner, m_SpareTwin, m_SpareKind;
     std::vector<std::uint32_t> m_Stack;
     std::vector<Vec> m_Moved;
     // One mark per face: thin, or turned over by a move.
