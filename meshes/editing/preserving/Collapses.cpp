@@ -260,6 +260,13 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
                 open[k] = false;
                 continue;
             }
+            // At the walked vertex's own place its face stays as it is:
+            // it keeps its normal and fails only where it is degenerate.
+            if (k == (walked == a ? 1 : 0)) {
+                if (!(before2 > m_MinCross2))
+                    open[k] = false;
+                continue;
+            }
             // No surviving face may turn over or shrink to nothing.
             const Vec after = (x - q) * (y - q);
             const double after2 = Squared(after);
@@ -274,6 +281,28 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
             }
         }
     };
+
+    // Most attempts fail because the merged vertex would reach too far,
+    // from either place, which one cheap walk of each fan shows before the
+    // measuring walks below (they would close both places on the same
+    // faces' corners).
+    if (!open[2]) {
+        const auto reachesBeyond = [&](std::uint32_t v, const Vec& q) {
+            const std::uint32_t start = m_Out[v];
+            std::uint32_t e = start;
+            do {
+                const std::uint32_t face = e / 3;
+                if (face != f0 && face != f1 &&
+                    std::max(Squared(q - m_Position[Target(e)]), Squared(q - m_Position[m_Corner[Prev(e)]])) >
+                        reachLength2)
+                    return true;
+                e = m_Twin[Prev(e)];
+            } while (e != None && e != start);
+            return false;
+        };
+        if ((!open[0] || reachesBeyond(a, pb)) && (!open[1] || reachesBeyond(b, pa)))
+            return false;
+    }
 
     // Link condition: the ends share no neighbour but the opposite vertices.
     if (++m_StampValue == 0) {
@@ -426,7 +455,27 @@ bool CEngine::MakesFold(std::uint32_t h, const Vec& q, bool anglePass) const {
     const std::uint32_t outerN = m_Twin[Next(h)], outerP = m_Twin[Prev(h)];
     const std::uint32_t outerTn = t != None ? m_Twin[Next(t)] : None, outerTp = t != None ? m_Twin[Prev(t)] : None;
     const auto moved = [&](std::uint32_t v) -> const Vec& { return v == a || v == b ? q : m_Position[v]; };
-    const auto normal = [&](std::uint32_t f, bool after) { return after ? FaceNormal(f, a, b, q) : FaceNormal(f); };
+    // Each face of the fans is measured after the collapse as itself and
+    // again beside both its neighbours in the fan: the normals after are
+    // kept by face, in slots by the face's low bits (a face that finds its
+    // slot taken is measured again, to the same result).
+    std::uint32_t keptFace[32];
+    double keptNormal[32][3];
+    std::fill(std::begin(keptFace), std::end(keptFace), None);
+    const auto normal = [&](std::uint32_t f, bool after) {
+        if (!after)
+            return FaceNormal(f);
+        const std::uint32_t slot = f % 32;
+        if (keptFace[slot] != f) {
+            const Vec made = FaceNormal(f, a, b, q);
+            keptFace[slot] = f;
+            keptNormal[slot][0] = made.x;
+            keptNormal[slot][1] = made.y;
+            keptNormal[slot][2] = made.z;
+            return made;
+        }
+        return Vec(keptNormal[slot][0], keptNormal[slot][1], keptNormal[slot][2]);
+    };
     bool folds = false;
     const auto check = [&](std::uint32_t e) {
         const std::uint32_t face = e / 3;

@@ -422,6 +422,20 @@ inline double SmallestAngle(const Vec& a, const Vec& b, const Vec& c) {
     const double atB = std::atan2(twice, -(bc % ab));
     return std::min(std::min(atA, atB), Pi - atA - atB);
 }
+// The cosine of a triangle's smallest angle by the law of cosines, no
+// trigonometry (it lies opposite the shortest side); not a number, or
+// infinite, where two corners meet.
+inline double SmallestAngleCos(const Vec& p0, const Vec& p1, const Vec& p2) {
+    double a = Squared(p1 - p0), b = Squared(p2 - p1), c = Squared(p0 - p2);
+    if (b < a)
+        std::swap(a, b);
+    if (c < a)
+        std::swap(a, c);
+    return (b + c - a) / (2 * std::sqrt(b * c));
+}
+// Margin of the screens by that cosine (see SmallestAngleOfFaces), far
+// above its rounding and SmallestAngle's.
+constexpr double AngleCosMargin = 1e-9;
 
 // The point of segment a-b nearest to p.
 Vec ClosestOnSegment(const Vec& p, const Vec& a, const Vec& b);
@@ -641,8 +655,12 @@ private:
         m_Corner.push_back(a);
         m_Corner.push_back(b);
         m_Corner.push_back(c);
-        m_Twin.insert(m_Twin.end(), 3, None);
-        m_Kind.insert(m_Kind.end(), 3, None);
+        // One element at a time: a ranged insert takes the general path, an
+        // eighth of a split's cost.
+        for (int k = 0; k < 3; ++k) {
+            m_Twin.push_back(None);
+            m_Kind.push_back(None);
+        }
         return base;
     }
     void DeleteFace(std::uint32_t f) {
@@ -982,8 +1000,9 @@ private:
     // not (a cap with a corner pushed onto the opposite side, which neither
     // a flip nor a collapse can always undo), or, with a floor (radians),
     // gets a smallest angle under both the floor and its own before or
-    // folds against a neighbour it did not fold against.
-    bool SpoiledByMove(std::uint32_t f, double floor = 0) const {
+    // folds against a neighbour it did not fold against (floorCos: the
+    // floor's cosine).
+    bool SpoiledByMove(std::uint32_t f, double floor, double floorCos) const {
         const std::uint32_t* corner = &m_Corner[3 * f];
         const Vec &a = m_Position[corner[0]], &b = m_Position[corner[1]], &c = m_Position[corner[2]];
         const Vec &ma = m_Moved[corner[0]], &mb = m_Moved[corner[1]], &mc = m_Moved[corner[2]];
@@ -995,18 +1014,24 @@ private:
             return true;
         // Twice the area over the sum of the squared sides: 0.29 for an
         // equilateral triangle, 0 for a flat one.
-        const double sides = Squared(b - a) + Squared(c - b) + Squared(a - c);
+        // The shape before is measured only where the one after is a
+        // sliver's.
         const double movedSides = Squared(mb - ma) + Squared(mc - mb) + Squared(ma - mc);
-        const double shape = std::sqrt(before2) / sides, movedShape = std::sqrt(Squared(after)) / movedSides;
-        if (movedShape < SliverShape && movedShape < shape)
-            return true;
+        if (const double movedShape = std::sqrt(Squared(after)) / movedSides; movedShape < SliverShape) {
+            const double sides = Squared(b - a) + Squared(c - b) + Squared(a - c);
+            if (movedShape < std::sqrt(before2) / sides)
+                return true;
+        }
         if (floor <= 0)
             return false;
-        // The angle before is measured only where the one after lies under
-        // the floor.
-        if (const double movedAngle = SmallestAngle(ma, mb, mc);
-            movedAngle < floor && movedAngle < SmallestAngle(a, b, c))
-            return true;
+        // The angle after is measured only where its cosine does not put
+        // it clearly above the floor, the one before only where the one
+        // after lies under the floor.
+        if (!(SmallestAngleCos(ma, mb, mc) < floorCos - AngleCosMargin)) {
+            const double movedAngle = SmallestAngle(ma, mb, mc);
+            if (movedAngle < floor && movedAngle < SmallestAngle(a, b, c))
+                return true;
+        }
         // The fit moves steep fans (beside a spike's tip) along normals that
         // differ from face to face, and may fold a side no face turns over at.
         for (std::uint32_t k = 0; k < 3; ++k) {
@@ -1039,6 +1064,8 @@ private:
     // its smallest angle under both `floor` and its own before or fold one of
     // its sides, go back to m_Position.
     void TakeBackSpoiledMoves(double floor = 0);
+    // The smallest angle of all live faces (Pi where there are none).
+    double SmallestAngleOfFaces() const;
     void Compact();
     void SpatialOrder(std::vector<std::uint32_t>& order) const;
 
@@ -1163,8 +1190,13 @@ private:
     // Per half-edge, its class of length as a collapse candidate, or -1; or
     // whether it is to be split.
     std::vector<std::int8_t> m_EdgeClass;
+    // Per vertex, during the valence flips: its ideal valence where it is
+    // closed, 0 where it is open.
+    std::vector<std::int8_t> m_ClosedIdeal;
     std::vector<std::uint32_t> m_Ordered;
     std::vector<CQueuedEdge> m_SplitQueue;
+    // The half-edge arrays before the last compaction, reused by the next.
+    std::vector<std::uint32_t> m_SpareCorner, m_SpareTwin, m_SpareKind;
     std::vector<std::uint32_t> m_Stack;
     std::vector<Vec> m_Moved;
     // One mark per face: thin, or turned over by a move.

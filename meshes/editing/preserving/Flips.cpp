@@ -90,6 +90,18 @@ bool CEngine::FlipIsAllowed(std::uint32_t h) const {
 bool CEngine::FlipEdges() {
     bool changed = false;
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
+    // A flip leaves every vertex open or closed as it was, so a closed
+    // vertex's ideal valence holds for the whole pass: read once, by all
+    // threads, each entry its own vertex's. An open vertex's follows its
+    // angle sum, which flips change: 0 here, measured when asked.
+    const std::int64_t vertexCount = static_cast<std::int64_t>(m_Position.size());
+    m_ClosedIdeal.resize(m_Position.size());
+#pragma omp parallel for schedule(static) if (vertexCount >= ParallelVertices)
+    for (std::int64_t i = 0; i < vertexCount; ++i) {
+        const std::uint32_t v = static_cast<std::uint32_t>(i);
+        m_ClosedIdeal[v] = static_cast<std::int8_t>((m_Flags[v] & Deleted) || IsOpen(v) ? 0 : IdealValence(v));
+    }
+    const auto ideal = [&](std::uint32_t v) { return m_ClosedIdeal[v] != 0 ? int(m_ClosedIdeal[v]) : IdealValence(v); };
     // Bounded: one forward sweep over the half-edge slots, at most one flip
     // per slot (3 F), each flip rewriting two faces in place.
     for (std::uint32_t h = 0; h < halfEdges; ++h) {
@@ -101,7 +113,7 @@ bool CEngine::FlipEdges() {
             continue;
         // The valences rule out most edges, and cost less than the rest of
         // FlipIsAllowed: they go first.
-        const int ta = IdealValence(a), tb = IdealValence(b), tc = IdealValence(c), td = IdealValence(d);
+        const int ta = ideal(a), tb = ideal(b), tc = ideal(c), td = ideal(d);
         const int va = m_Valence[a], vb = m_Valence[b], vc = m_Valence[c], vd = m_Valence[d];
         const auto square = [](int x) { return x * x; };
         const int before = square(va - ta) + square(vb - tb) + square(vc - tc) + square(vd - td);

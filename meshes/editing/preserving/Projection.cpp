@@ -429,12 +429,7 @@ void CEngine::FitFaces() {
     // No face may end with a smaller angle than the result's smallest: the
     // fit gains a little distance, and angles are worth more.
     // (A minimum, so the same on any number of threads.)
-    double floor = Pi;
-#pragma omp parallel for schedule(static) reduction(min : floor) if (faceCount >= ParallelFaces)
-    for (std::int64_t f = 0; f < faceCount; ++f)
-        if (m_Corner[3 * f] != None)
-            floor = std::min(floor, SmallestAngle(m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]],
-                                                  m_Position[m_Corner[3 * f + 2]]));
+    const double floor = SmallestAngleOfFaces();
     // The closest point to each side's midpoint, measured once for the two
     // faces of the side, on its half-edge of the lower number.
     const std::int64_t halfEdges = 3 * faceCount;

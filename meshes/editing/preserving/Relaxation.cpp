@@ -196,15 +196,7 @@ void CEngine::MarkSoftCorners(const std::vector<std::uint32_t>& slotOfFace) {
 // sticking out. Serial, in vertex order, so the result does not depend on
 // threads.
 bool CEngine::SnapToSoftCorners() {
-    // A minimum comes out the same in any order; a face whose angle is not a
-    // number lowers it on no thread.
-    double floor = Pi;
-    const std::int64_t faceCount = static_cast<std::int64_t>(m_Corner.size() / 3);
-#pragma omp parallel for schedule(static) reduction(min : floor) if (faceCount >= ParallelFaces)
-    for (std::int64_t f = 0; f < faceCount; ++f)
-        if (m_Corner[3 * f] != None)
-            floor = std::min(floor, SmallestAngle(m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]],
-                                                  m_Position[m_Corner[3 * f + 2]]));
+    const double floor = SmallestAngleOfFaces();
     return SnapToCorners(SoftCornerSnapFactor, std::max(floor, SoftCornerFloorAngle), &m_SoftCorners, {1.0});
 }
 
@@ -235,12 +227,40 @@ void CEngine::RelaxAndProject() {
 // everything is back where it was. After the first sweep over all faces only
 // the faces around the vertices taken back can newly turn, so the rest is a
 // short serial walk.
+// A minimum comes out the same in any order; a face whose angle is not a
+// number lowers it on no thread. The largest cosine of the faces' smallest
+// angles comes first (no trigonometry, see SmallestAngleCos): the smallest
+// angle lies among the faces whose cosine comes within the margin of it.
+double CEngine::SmallestAngleOfFaces() const {
+    const std::int64_t faceCount = static_cast<std::int64_t>(m_Corner.size() / 3);
+    const auto cosine = [&](std::int64_t f) {
+        return SmallestAngleCos(m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]],
+                                m_Position[m_Corner[3 * f + 2]]);
+    };
+    double largest = -std::numeric_limits<double>::infinity();
+#pragma omp parallel for schedule(static) reduction(max : largest) if (faceCount >= ParallelFaces)
+    for (std::int64_t f = 0; f < faceCount; ++f)
+        if (m_Corner[3 * f] != None) {
+            const double c = cosine(f);
+            if (std::isfinite(c))
+                largest = std::max(largest, c);
+        }
+    double smallest = Pi;
+#pragma omp parallel for schedule(static) reduction(min : smallest) if (faceCount >= ParallelFaces)
+    for (std::int64_t f = 0; f < faceCount; ++f)
+        if (m_Corner[3 * f] != None && !(cosine(f) < largest - AngleCosMargin))
+            smallest = std::min(smallest, SmallestAngle(m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]],
+                                                        m_Position[m_Corner[3 * f + 2]]));
+    return smallest;
+}
+
 void CEngine::TakeBackSpoiledMoves(double floor) {
+    const double floorCos = std::cos(floor);
     const std::int64_t faceCount = static_cast<std::int64_t>(m_Corner.size() / 3);
     m_FaceMarks.resize(m_Corner.size() / 3);
 #pragma omp parallel for schedule(dynamic, 2048) if (faceCount >= ParallelFaces)
     for (std::int64_t f = 0; f < faceCount; ++f)
-        m_FaceMarks[f] = m_Corner[3 * f] != None && SpoiledByMove(static_cast<std::uint32_t>(f), floor);
+        m_FaceMarks[f] = m_Corner[3 * f] != None && SpoiledByMove(static_cast<std::uint32_t>(f), floor, floorCos);
     m_Stack.clear();
     for (std::int64_t f = 0; f < faceCount; ++f)
         if (m_FaceMarks[f])
@@ -254,7 +274,7 @@ void CEngine::TakeBackSpoiledMoves(double floor) {
     while (!m_Stack.empty()) {
         const std::uint32_t f = m_Stack.back();
         m_Stack.pop_back();
-        if (!SpoiledByMove(f, floor))
+        if (!SpoiledByMove(f, floor, floorCos))
             continue;
         for (std::uint32_t k = 0; k < 3; ++k) {
             const std::uint32_t v = m_Corner[3 * f + k];

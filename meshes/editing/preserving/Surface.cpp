@@ -399,8 +399,15 @@ void CEngine::Compact() {
         out[i] = mapHalf(m_Out[order[i]]);
     m_Out.swap(out);
 
-    std::vector<std::uint32_t> corner(3 * std::size_t(faces)), twin(3 * std::size_t(faces)),
-        kind(3 * std::size_t(faces));
+    // Into the arrays the last compaction left behind, those from before
+    // it: mostly as long as these already, so little new memory and
+    // nothing zeroed (every slot is written below).
+    std::vector<std::uint32_t>& corner = m_SpareCorner;
+    std::vector<std::uint32_t>& twin = m_SpareTwin;
+    std::vector<std::uint32_t>& kind = m_SpareKind;
+    corner.resize(3 * std::size_t(faces));
+    twin.resize(3 * std::size_t(faces));
+    kind.resize(3 * std::size_t(faces));
     const std::int64_t oldFaces = faceCount;
 #pragma omp parallel for schedule(static) if (oldFaces >= ParallelFaces)
     for (std::int64_t f = 0; f < oldFaces; ++f) {
