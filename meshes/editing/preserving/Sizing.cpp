@@ -292,8 +292,7 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
 }
 
 // The thickness behind a vertex is its distance to the nearest point of a
-// face that turns its back to the vertex's normal and lies behind it, within
-// the target; the bend is the sharpest circle through the vertex and one of
+// face that turns its back to the vertex's normal and lies behind it; the bend is the sharpest circle through the vertex and one of
 // its neighbours tangent to its normal's plane.
 void CEngine::AddThinPartSources(double floor) {
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
@@ -344,9 +343,8 @@ void CEngine::AddThinPartSources(double floor) {
         for (const std::uint32_t v : {a, b, c})
             normal[v] = normal[v] + n;
     }
-    // A bend sharper than the target is the first filter: most vertices of
-    // a mesh at its own scale have none.
-    const double target2 = m_TargetLength * m_TargetLength;
+    // A bend sharp enough for a part thinner than reach (below) is the
+    // first filter: most vertices of a mesh at its own scale have none.
     std::vector<double> bend(m_Position.size(), 0);
     std::vector<std::uint32_t> candidates;
     for (std::uint32_t h = 0; h < halfEdges; ++h) {
@@ -363,97 +361,76 @@ void CEngine::AddThinPartSources(double floor) {
         bend[v] = std::max(bend[v], 2 * (normal[v] % d) / (std::sqrt(n2) * d2));
     }
     for (std::uint32_t v = 0; v < m_Position.size(); ++v)
-        if (bend[v] * m_TargetLength * ThinPartBend > 1 && !(m_Flags[v] & (Deleted | NonManifold | Corner)) &&
-            m_Out[v] != None)
+        if (bend[v] * m_TargetLength * ThinPartBend > ThinPartStretch &&
+            !(m_Flags[v] & (Deleted | NonManifold | Corner)) && m_Out[v] != None)
             candidates.push_back(v);
     if (candidates.empty())
         return;
-    // The faces by the cells (a target wide) their boxes overlap; a face
-    // spanning more cells than MaxThinPartCells is no side of a thin part.
-    constexpr double MaxThinPartCells = 4096;
-    const double cell = m_TargetLength;
-    const Vec origin = m_Position[candidates.front()];
-    const auto cellOf = [&](const Vec& p, std::int64_t(&c)[3]) {
-        for (int i = 0; i < 3; ++i)
-            c[i] = static_cast<std::int64_t>(std::floor((p[i] - origin[i]) / cell));
-    };
-    std::vector<std::pair<std::uint64_t, std::uint32_t>> entries;
-    for (std::uint32_t f = 0; f < faces; ++f) {
-        if (!(Squared(faceNormal[f]) > 0))
-            continue;
-        const Vec &a = m_Position[m_Corner[3 * f]], &b = m_Position[m_Corner[3 * f + 1]],
-                  &c = m_Position[m_Corner[3 * f + 2]];
-        std::int64_t lo[3], hi[3];
-        cellOf(Vec(std::min({a.x, b.x, c.x}), std::min({a.y, b.y, c.y}), std::min({a.z, b.z, c.z})), lo);
-        cellOf(Vec(std::max({a.x, b.x, c.x}), std::max({a.y, b.y, c.y}), std::max({a.z, b.z, c.z})), hi);
-        if (double(hi[0] - lo[0] + 1) * double(hi[1] - lo[1] + 1) * double(hi[2] - lo[2] + 1) > MaxThinPartCells)
-            continue;
-        for (std::int64_t x = lo[0]; x <= hi[0]; ++x)
-            for (std::int64_t y = lo[1]; y <= hi[1]; ++y)
-                for (std::int64_t z = lo[2]; z <= hi[2]; ++z)
-                    entries.emplace_back(CellKey(x, y, z), f);
-    }
-    std::sort(entries.begin(), entries.end());
-    const auto nearFaces = [&](const Vec& p, auto&& visit) {
-        std::int64_t c[3];
-        cellOf(p, c);
-        for (int dx = -1; dx <= 1; ++dx)
-            for (int dy = -1; dy <= 1; ++dy)
-                for (int dz = -1; dz <= 1; ++dz) {
-                    const std::uint64_t key = CellKey(c[0] + dx, c[1] + dy, c[2] + dz);
-                    auto it = std::lower_bound(entries.begin(), entries.end(), std::make_pair(key, std::uint32_t(0)));
-                    for (; it != entries.end() && it->first == key; ++it)
-                        visit(it->second);
-                }
-    };
+    // Thicker than reach, a part sets no target; the faces that matter lie
+    // within 1.5 reaches of the vertex (the middle's ball below), and are
+    // reached from its own faces through faces that near: the part itself.
+    const double reach = m_TargetLength / ThinPartStretch, reach2 = reach * reach;
+    const double ball2 = 2.25 * reach2;
     std::vector<double> thickness(candidates.size(), m_TargetLength);
     const std::int64_t count = static_cast<std::int64_t>(candidates.size());
-#pragma omp parallel for schedule(dynamic, 256) if (count >= ParallelVertices)
+#pragma omp parallel for schedule(dynamic, 64) if (count >= ParallelVertices)
     for (std::int64_t i = 0; i < count; ++i) {
         const std::uint32_t v = candidates[i];
         const Vec& p = m_Position[v];
         const Vec n = normal[v] / std::sqrt(Squared(normal[v]));
-        double best2 = target2;
+        const auto distance2 = [&](std::uint32_t f, const Vec& q) {
+            return Squared(ClosestOnTriangle(q, m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]],
+                                             m_Position[m_Corner[3 * f + 2]]) -
+                           q);
+        };
+        // The faces in the ball, in the order a walk from v's first face
+        // finds them, and the same sorted for the test of who is in.
+        std::vector<std::uint32_t> ball{m_Out[v] / 3}, sorted{m_Out[v] / 3};
+        for (std::size_t k = 0; k < ball.size(); ++k)
+            for (std::uint32_t j = 0; j < 3; ++j) {
+                const std::uint32_t t = m_Twin[3 * ball[k] + j];
+                if (t == None)
+                    continue;
+                const std::uint32_t g = t / 3;
+                const auto at = std::lower_bound(sorted.begin(), sorted.end(), g);
+                if (at != sorted.end() && *at == g)
+                    continue;
+                sorted.insert(at, g);
+                if (Squared(faceNormal[g]) > 0 && distance2(g, p) <= ball2)
+                    ball.push_back(g);
+            }
+        double best2 = reach2;
         Vec across(0, 0, 0);
-        nearFaces(p, [&](std::uint32_t f) {
+        for (const std::uint32_t f : ball) {
             const std::uint32_t a = m_Corner[3 * f], b = m_Corner[3 * f + 1], d = m_Corner[3 * f + 2];
             if (a == v || b == v || d == v)
-                return;
+                continue;
             const Vec& m = faceNormal[f];
             if (!(m % n < MaxFoldCos * std::sqrt(Squared(m))))
-                return;
+                continue;
             const Vec w = ClosestOnTriangle(p, m_Position[a], m_Position[b], m_Position[d]) - p;
             const double w2 = Squared(w);
             if (w2 < best2 && w % n < MaxFoldCos * std::sqrt(w2)) {
                 best2 = w2;
                 across = w;
             }
-        });
-        if (!(best2 < target2))
+        }
+        if (!(best2 < reach2))
             continue;
         // A tube, not a plate's rim or a hole's, which bend as sharply: see
         // ThinPartClearance, ThinPartBalance and ThinPartSpread.
         const Vec middle = p + across * 0.5;
-        const double reach2 = best2;
-        std::vector<std::uint32_t> seen;
-        double clearance2 = reach2;
-        nearFaces(middle, [&](std::uint32_t f) {
-            const Vec& a = m_Position[m_Corner[3 * f]];
-            const double d2 =
-                Squared(ClosestOnTriangle(middle, a, m_Position[m_Corner[3 * f + 1]], m_Position[m_Corner[3 * f + 2]]) -
-                        middle);
-            clearance2 = std::min(clearance2, d2);
-            if (d2 <= reach2)
-                seen.push_back(f);
-        });
-        if (clearance2 < ThinPartClearance * ThinPartClearance * best2)
-            continue;
-        std::sort(seen.begin(), seen.end());
-        seen.erase(std::unique(seen.begin(), seen.end()), seen.end());
+        double clearance2 = best2;
         Vec sum(0, 0, 0);
         double area = 0, spread[6] = {0, 0, 0, 0, 0, 0};
-        for (const std::uint32_t f : seen) {
+        for (const std::uint32_t f : ball) {
+            const double d2 = distance2(f, middle);
+            clearance2 = std::min(clearance2, d2);
+            if (d2 > best2)
+                continue;
             const double twice = std::sqrt(Squared(faceNormal[f]));
+            if (!(twice > 0))
+                continue;
             const Vec u = faceNormal[f] / twice;
             sum = sum + faceNormal[f];
             area += twice;
@@ -464,6 +441,8 @@ void CEngine::AddThinPartSources(double floor) {
             spread[4] += twice * u.x * u.z;
             spread[5] += twice * u.y * u.z;
         }
+        if (clearance2 < ThinPartClearance * ThinPartClearance * best2)
+            continue;
         if (!(area > 0) || Squared(sum) > ThinPartBalance * ThinPartBalance * area * area)
             continue;
         if (LargestEigenvalue(spread) > ThinPartSpread * area)
