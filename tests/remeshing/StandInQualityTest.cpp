@@ -436,7 +436,8 @@ TEST(StandInQualityFine, ThinParapetKeepsBothRims) {
 // to the target, kept two vertices round its cross-section: it flattened into
 // a ribbon whose sides lay on each other (16 folded edges, 22 written inwards;
 // 4.9 degrees; the input's vertices up to 0.26 targets from the result, 41 %
-// of the volume gone). Now 17.5 degrees and 0.08 targets either way round.
+// of the volume gone). Now 17.5 degrees, the input within 0.08 targets of the
+// result, either way round.
 TEST(StandInQualityFine, ThinStemsKeepTheirCrossSection) {
     for (const bool inward : {false, true}) {
         ShapeMesh mesh;
