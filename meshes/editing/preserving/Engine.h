@@ -218,17 +218,21 @@ constexpr double FacingLengths = 2.0;
 // 31 degrees. (At 2 / tan 30 degrees the rims' edges stayed too long for the
 // wall: 25 degrees on a parapet 0.2 targets thick.)
 constexpr double ThinWallStretch = 2.5;
+// Such a wall's lines lie no further apart at one end of a line's edge than
+// this many times their distance at the other: lines that converge (the
+// meridians at a pole) bound none.
+constexpr double WallEvenness = 1.5;
 // A part thinner than the target all round (a stem, a tail, a strand, a
 // link of a chain), coarsened to the target, kept fewer than three vertices
 // round its cross-section: it flattened into a ribbon whose sides lay on
 // each other and folded. Where the input's surface behind a vertex (against
-// its normal, facing away from it) lies closer than the target, and the
-// surface bends round the vertex at a radius no larger than that thickness
-// (a tube, not a plate), the target shrinks to this many times the
-// thickness, which keeps three or four vertices round a tube. (At the
-// thickness itself a chain's link 0.8 targets thick kept slivers of 2
-// degrees beside its kept circles; at 1.5 times a stem's faces came out 2
-// degrees worse.)
+// its normal, facing away from it) lies so close that this many times the
+// distance is under the target, and the surface bends round the vertex at a
+// radius no larger than that thickness (a tube, not a plate), the target
+// shrinks to this many times the thickness, which keeps three or four
+// vertices round a tube. (At the thickness itself a chain's link 0.8 targets
+// thick kept slivers of 2 degrees beside its kept circles; at 1.5 times a
+// stem's faces came out 2 degrees worse.)
 constexpr double ThinPartStretch = 1.25;
 // Such a part's surface bends at a radius of at most this many times its
 // thickness (a round tube's is half of it; a plate's faces are flat).
@@ -245,10 +249,6 @@ constexpr double ThinPartSpread = 0.75;
 // part, at least this share of the thickness from any face: beside a plate's
 // rim or a hole's it lies on the rim's own side.
 constexpr double ThinPartClearance = 0.3;
-// Such a wall's lines lie no further apart at one end of a line's edge than
-// this many times their distance at the other: lines that converge (the
-// meridians at a pole) bound none.
-constexpr double WallEvenness = 1.5;
 // A free edge across a strip between two lines' vertices stays unsplit up
 // to this many local split lengths (see SplitLimit2).
 constexpr double StripSplitFactor = 2.5;
