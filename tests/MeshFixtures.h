@@ -1607,6 +1607,42 @@ void MakeNarrowStrap(Mesh& mesh, unsigned int along = 40, unsigned int across = 
     AddGridFaces(mesh, base, along, across);
 }
 
+// A plant's stem: a closed tube of `sides` sides along x, `length` long, its
+// radius narrowing from `radius` to half of it over `rings` rings, each end a
+// fan to a point on its axis. With `inward` its faces face into the tube, as
+// some exports write a part.
+template <typename Mesh>
+void MakeThinStem(Mesh& mesh, unsigned int sides = 5, unsigned int rings = 24, double length = 0.8,
+                  double radius = 0.02, bool inward = false) {
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    for (unsigned int k = 0; k < rings; ++k) {
+        const double r = radius * (1 - 0.5 * k / (rings - 1));
+        for (unsigned int s = 0; s < sides; ++s) {
+            const double a = 2 * Pi * s / sides;
+            AddVertex(mesh, length * k / (rings - 1), r * std::cos(a), r * std::sin(a));
+        }
+    }
+    AddVertex(mesh, -0.02 * length, 0, 0);
+    AddVertex(mesh, 1.02 * length, 0, 0);
+    const unsigned int first = base + rings * sides, last = first + 1;
+    const auto face = [&](unsigned int a, unsigned int b, unsigned int c) {
+        if (inward)
+            AddFace(mesh, a, c, b);
+        else
+            AddFace(mesh, a, b, c);
+    };
+    for (unsigned int k = 0; k + 1 < rings; ++k)
+        for (unsigned int s = 0; s < sides; ++s) {
+            const unsigned int a = base + k * sides + s, b = base + k * sides + (s + 1) % sides;
+            face(a, b, b + sides);
+            face(a, b + sides, a + sides);
+        }
+    for (unsigned int s = 0; s < sides; ++s) {
+        face(first, base + (s + 1) % sides, base + s);
+        face(last, base + (rings - 1) * sides + s, base + (rings - 1) * sides + (s + 1) % sides);
+    }
+}
+
 // A plate 2 x holes long, 2 wide and 0.2 thick with `holes` round holes of
 // `sides` sides, as an STL export of a CAD solid writes it: every face with
 // its own three corners, each 2 x 2 square of a cap fanned from its corners

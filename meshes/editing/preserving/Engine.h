@@ -229,6 +229,34 @@ constexpr double WallEvenness = 1.5;
 // wide between two closed outlines whose edges are 1.25 targets long, made
 // faces of 24.6 degrees across it.
 constexpr double StaggerLengths = 3.4641016151377544;
+
+// A part thinner than the target all round (a stem, a tail, a strand, a
+// link of a chain), coarsened to the target, kept fewer than three vertices
+// round its cross-section: it flattened into a ribbon whose sides lay on
+// each other and folded. Where the input's surface behind a vertex (against
+// its normal, facing away from it) lies so close that this many times the
+// distance is under the target, and the surface bends round the vertex at a
+// radius no larger than that thickness (a tube, not a plate), the target
+// shrinks to this many times the thickness, which keeps three or four
+// vertices round a tube. (At the thickness itself a chain's link 0.8 targets
+// thick kept slivers of 2 degrees beside its kept circles; at 1.5 times a
+// stem's faces came out 2 degrees worse.)
+constexpr double ThinPartStretch = 1.25;
+// Such a part's surface bends at a radius of at most this many times its
+// thickness (a round tube's is half of it; a plate's faces are flat).
+constexpr double ThinPartBend = 1.0;
+// Round such a part's middle, within its thickness, the faces' normals
+// weighted by area add up to at most this share of their area (a closed
+// tube's cancel; a plate's rim adds up to its side)...
+constexpr double ThinPartBalance = 0.25;
+// ...and no one direction holds more than this share of them (a tube's
+// spread evenly about its axis hold half; a plate's top and bottom nearly
+// all).
+constexpr double ThinPartSpread = 0.75;
+// The middle between a vertex and the surface behind it lies inside the
+// part, at least this share of the thickness from any face: beside a plate's
+// rim or a hole's it lies on the rim's own side.
+constexpr double ThinPartClearance = 0.3;
 // A free edge across a strip between two lines' vertices stays unsplit up
 // to this many local split lengths (see SplitLimit2).
 constexpr double StripSplitFactor = 2.5;
@@ -678,6 +706,9 @@ private:
     // Adds the sources of lines that run side by side (see FacingAngle), of
     // gaps from `floor` up to `ceiling`.
     void AddFacingLineSources(double floor, double ceiling);
+    // Adds the sources of parts thin all round (see ThinPartStretch), of
+    // thicknesses from `floor` up.
+    void AddThinPartSources(double floor);
     // Whether line edges g and e bound a wall (see ThinWallStretch).
     bool BackToBack(std::uint32_t g, std::uint32_t e) const;
     std::uint8_t SideOf(std::uint32_t g, const Vec& w) const;

@@ -16,6 +16,20 @@ inline std::uint64_t CellKey(std::int64_t x, std::int64_t y, std::int64_t z) {
     return (std::uint64_t(x) & mask) | ((std::uint64_t(y) & mask) << 21) | ((std::uint64_t(z) & mask) << 42);
 }
 
+// The largest eigenvalue of the symmetric matrix xx, yy, zz, xy, xz, yz.
+double LargestEigenvalue(const double (&m)[6]) {
+    const double q = (m[0] + m[1] + m[2]) / 3;
+    const double off = m[3] * m[3] + m[4] * m[4] + m[5] * m[5];
+    const double p2 = (m[0] - q) * (m[0] - q) + (m[1] - q) * (m[1] - q) + (m[2] - q) * (m[2] - q) + 2 * off;
+    if (!(p2 > 0))
+        return q;
+    const double p = std::sqrt(p2 / 6);
+    const double a = (m[0] - q) / p, b = (m[1] - q) / p, c = (m[2] - q) / p, d = m[3] / p, e = m[4] / p, f = m[5] / p;
+    const double half = 0.5 * (a * (b * c - f * f) - d * (d * c - f * e) + e * (d * f - b * e));
+    const double phi = std::acos(std::max(-1.0, std::min(1.0, half))) / 3;
+    return q + 2 * p * std::cos(phi);
+}
+
 }  // namespace
 
 // Whether the faces of edge h turn by at least SolidEdgeAngle: the edge of
@@ -61,6 +75,7 @@ void CEngine::BuildSizing() {
         if (gap[v] < m_TargetLength)
             m_SizeSources.push_back(CSizeSource{m_Position[v], gap[v]});
     AddFacingLineSources(floor, ceiling);
+    AddThinPartSources(floor);
     if (m_SizeSources.empty())
         return;
 
@@ -278,6 +293,171 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
     for (std::size_t k = 0; k < walls.size(); ++k)
         if (sides[wallEdge[k]] != 3)
             m_SizeSources.push_back(walls[k]);
+}
+
+// The thickness behind a vertex is its distance to the nearest point of a
+// face that turns its back to the vertex's normal and lies behind it; the bend is the sharpest circle through the vertex and one of
+// its neighbours tangent to its normal's plane.
+void CEngine::AddThinPartSources(double floor) {
+    const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
+    const std::uint32_t faces = halfEdges / 3;
+    // Behind means inside: a closed piece whose faces all face inwards (a
+    // stem written the other way round) has its normals turned outwards
+    // here. An open piece's own orientation is all there is to go by.
+    std::vector<std::uint32_t> root(faces);
+    std::iota(root.begin(), root.end(), 0u);
+    const auto find = [&](std::uint32_t x) {
+        while (root[x] != x) {
+            root[x] = root[root[x]];
+            x = root[x];
+        }
+        return x;
+    };
+    for (std::uint32_t h = 0; h < halfEdges; ++h)
+        if (m_Corner[h] != None && m_Twin[h] != None) {
+            const std::uint32_t a = find(h / 3), b = find(m_Twin[h] / 3);
+            if (a != b)
+                root[std::max(a, b)] = std::min(a, b);
+        }
+    std::vector<double> volume(faces, 0);
+    std::vector<char> open(faces, 0);
+    for (std::uint32_t f = 0; f < faces; ++f) {
+        const std::uint32_t a = m_Corner[3 * f], b = m_Corner[3 * f + 1], c = m_Corner[3 * f + 2];
+        if (a == None || b == None || c == None)
+            continue;
+        const std::uint32_t piece = find(f);
+        const Vec& o = m_Position[m_Corner[3 * piece]];
+        volume[piece] += (m_Position[a] - o) % ((m_Position[b] - o) * (m_Position[c] - o));
+        for (std::uint32_t k = 0; k < 3; ++k)
+            if (m_Twin[3 * f + k] == None)
+                open[piece] = 1;
+    }
+    std::vector<Vec> normal(m_Position.size(), Vec(0, 0, 0));
+    std::vector<Vec> faceNormal(faces, Vec(0, 0, 0));
+    for (std::uint32_t f = 0; f < faces; ++f) {
+        const std::uint32_t a = m_Corner[3 * f], b = m_Corner[3 * f + 1], c = m_Corner[3 * f + 2];
+        if (a == None || b == None || c == None)
+            continue;
+        const std::uint32_t piece = find(f);
+        const double turn = !open[piece] && volume[piece] < 0 ? -1.0 : 1.0;
+        const Vec n = (m_Position[b] - m_Position[a]) * (m_Position[c] - m_Position[a]) * turn;
+        if (!IsFinite(n))
+            continue;
+        faceNormal[f] = n;
+        for (const std::uint32_t v : {a, b, c})
+            normal[v] = normal[v] + n;
+    }
+    // A bend sharp enough for a part thinner than reach (below) is the
+    // first filter: most vertices of a mesh at its own scale have none.
+    std::vector<double> bend(m_Position.size(), 0);
+    std::vector<std::uint32_t> candidates;
+    for (std::uint32_t h = 0; h < halfEdges; ++h) {
+        if (m_Corner[h] == None)
+            continue;
+        const std::uint32_t v = m_Corner[h], u = Target(h);
+        const double n2 = Squared(normal[v]);
+        const Vec d = m_Position[v] - m_Position[u];
+        const double d2 = Squared(d);
+        if (!(n2 > 0) || !(d2 > 0))
+            continue;
+        // The curvature 2 (n . d) / |d|^2 of the circle through both ends
+        // tangent to v's plane.
+        bend[v] = std::max(bend[v], 2 * (normal[v] % d) / (std::sqrt(n2) * d2));
+    }
+    for (std::uint32_t v = 0; v < m_Position.size(); ++v)
+        if (bend[v] * m_TargetLength * ThinPartBend > ThinPartStretch &&
+            !(m_Flags[v] & (Deleted | NonManifold | Corner)) && m_Out[v] != None)
+            candidates.push_back(v);
+    if (candidates.empty())
+        return;
+    // Thicker than reach, a part sets no target; the faces that matter lie
+    // within 1.5 reaches of the vertex (the middle's ball below), and are
+    // reached from its own faces through faces that near: the part itself.
+    const double reach = m_TargetLength / ThinPartStretch, reach2 = reach * reach;
+    const double ball2 = 2.25 * reach2;
+    std::vector<double> thickness(candidates.size(), m_TargetLength);
+    const std::int64_t count = static_cast<std::int64_t>(candidates.size());
+#pragma omp parallel for schedule(dynamic, 64) if (count >= ParallelVertices)
+    for (std::int64_t i = 0; i < count; ++i) {
+        const std::uint32_t v = candidates[i];
+        const Vec& p = m_Position[v];
+        const Vec n = normal[v] / std::sqrt(Squared(normal[v]));
+        const auto distance2 = [&](std::uint32_t f, const Vec& q) {
+            return Squared(ClosestOnTriangle(q, m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]],
+                                             m_Position[m_Corner[3 * f + 2]]) -
+                           q);
+        };
+        // The faces in the ball, in the order a walk from v's first face
+        // finds them, and the same sorted for the test of who is in.
+        std::vector<std::uint32_t> ball{m_Out[v] / 3}, sorted{m_Out[v] / 3};
+        for (std::size_t k = 0; k < ball.size(); ++k)
+            for (std::uint32_t j = 0; j < 3; ++j) {
+                const std::uint32_t t = m_Twin[3 * ball[k] + j];
+                if (t == None)
+                    continue;
+                const std::uint32_t g = t / 3;
+                const auto at = std::lower_bound(sorted.begin(), sorted.end(), g);
+                if (at != sorted.end() && *at == g)
+                    continue;
+                sorted.insert(at, g);
+                if (Squared(faceNormal[g]) > 0 && distance2(g, p) <= ball2)
+                    ball.push_back(g);
+            }
+        double best2 = reach2;
+        Vec across(0, 0, 0);
+        for (const std::uint32_t f : ball) {
+            const std::uint32_t a = m_Corner[3 * f], b = m_Corner[3 * f + 1], d = m_Corner[3 * f + 2];
+            if (a == v || b == v || d == v)
+                continue;
+            const Vec& m = faceNormal[f];
+            if (!(m % n < MaxFoldCos * std::sqrt(Squared(m))))
+                continue;
+            const Vec w = ClosestOnTriangle(p, m_Position[a], m_Position[b], m_Position[d]) - p;
+            const double w2 = Squared(w);
+            if (w2 < best2 && w % n < MaxFoldCos * std::sqrt(w2)) {
+                best2 = w2;
+                across = w;
+            }
+        }
+        if (!(best2 < reach2))
+            continue;
+        // A tube, not a plate's rim or a hole's, which bend as sharply: see
+        // ThinPartClearance, ThinPartBalance and ThinPartSpread.
+        const Vec middle = p + across * 0.5;
+        double clearance2 = best2;
+        Vec sum(0, 0, 0);
+        double area = 0, spread[6] = {0, 0, 0, 0, 0, 0};
+        for (const std::uint32_t f : ball) {
+            const double d2 = distance2(f, middle);
+            clearance2 = std::min(clearance2, d2);
+            if (d2 > best2)
+                continue;
+            const double twice = std::sqrt(Squared(faceNormal[f]));
+            if (!(twice > 0))
+                continue;
+            const Vec u = faceNormal[f] / twice;
+            sum = sum + faceNormal[f];
+            area += twice;
+            spread[0] += twice * u.x * u.x;
+            spread[1] += twice * u.y * u.y;
+            spread[2] += twice * u.z * u.z;
+            spread[3] += twice * u.x * u.y;
+            spread[4] += twice * u.x * u.z;
+            spread[5] += twice * u.y * u.z;
+        }
+        if (clearance2 < ThinPartClearance * ThinPartClearance * best2)
+            continue;
+        if (!(area > 0) || Squared(sum) > ThinPartBalance * ThinPartBalance * area * area)
+            continue;
+        if (LargestEigenvalue(spread) > ThinPartSpread * area)
+            continue;
+        thickness[i] = std::sqrt(best2);
+    }
+    for (std::size_t i = 0; i < candidates.size(); ++i) {
+        const double t = thickness[i], gap = ThinPartStretch * t;
+        if (t >= floor && gap < m_TargetLength && bend[candidates[i]] * t * ThinPartBend >= 1)
+            m_SizeSources.push_back(CSizeSource{m_Position[candidates[i]], gap});
+    }
 }
 
 double CEngine::SizeAt(const Vec& p) const {
