@@ -514,11 +514,9 @@ std::uint64_t EdgeKey(std::uint32_t a, std::uint32_t b) {
     return std::uint64_t(std::min(a, b)) << 32 | std::max(a, b);
 }
 
-}  // namespace
-
-void DropFoldedFacePairs(CMeshData& mesh, CRepairSummary& summary) {
-    if (!MayHaveDuplicateFaces(mesh))
-        return;
+// Each face's corners sorted, with its index, in the order of the sorted
+// corners: copies of a face, whichever way round, stand side by side.
+std::vector<std::pair<Triangle, std::uint32_t>> SortedCorners(const CMeshData& mesh) {
     std::vector<std::pair<Triangle, std::uint32_t>> sorted;
     sorted.reserve(mesh.m_Triangles.size());
     for (std::uint32_t f = 0; f < mesh.m_Triangles.size(); ++f) {
@@ -527,6 +525,28 @@ void DropFoldedFacePairs(CMeshData& mesh, CRepairSummary& summary) {
         sorted.emplace_back(t, f);
     }
     std::sort(sorted.begin(), sorted.end());
+    return sorted;
+}
+
+// Removes the faces marked in `drop`, keeping the others' order; returns how
+// many went.
+std::size_t DropMarkedFaces(CMeshData& mesh, const std::vector<char>& drop) {
+    std::vector<Triangle> kept;
+    kept.reserve(mesh.m_Triangles.size());
+    for (std::size_t f = 0; f < mesh.m_Triangles.size(); ++f)
+        if (!drop[f])
+            kept.push_back(mesh.m_Triangles[f]);
+    const std::size_t dropped = mesh.m_Triangles.size() - kept.size();
+    mesh.m_Triangles.swap(kept);
+    return dropped;
+}
+
+}  // namespace
+
+void DropFoldedFacePairs(CMeshData& mesh, CRepairSummary& summary) {
+    if (!MayHaveDuplicateFaces(mesh))
+        return;
+    const std::vector<std::pair<Triangle, std::uint32_t>> sorted = SortedCorners(mesh);
     // Faces on one edge, each set of three vertices once: what the edge
     // keeps once the duplicates are gone.
     std::vector<std::uint64_t> sides;
@@ -565,39 +585,19 @@ void DropFoldedFacePairs(CMeshData& mesh, CRepairSummary& summary) {
         drop[f] = drop[g] = 1;
         dropped += 2;
     }
-    if (dropped == 0)
-        return;
-    std::vector<Triangle> kept;
-    kept.reserve(mesh.m_Triangles.size() - dropped);
-    for (std::size_t f = 0; f < mesh.m_Triangles.size(); ++f)
-        if (!drop[f])
-            kept.push_back(mesh.m_Triangles[f]);
-    summary.m_DuplicateFaces += dropped;
-    mesh.m_Triangles.swap(kept);
+    if (dropped > 0)
+        summary.m_DuplicateFaces += DropMarkedFaces(mesh, drop);
 }
 
 void DropDuplicateFaces(CMeshData& mesh, CRepairSummary& summary) {
     if (!MayHaveDuplicateFaces(mesh))
         return;
-    std::vector<std::pair<Triangle, std::uint32_t>> sorted;
-    sorted.reserve(mesh.m_Triangles.size());
-    for (std::uint32_t f = 0; f < mesh.m_Triangles.size(); ++f) {
-        Triangle t = mesh.m_Triangles[f];
-        std::sort(t.begin(), t.end());
-        sorted.emplace_back(t, f);
-    }
-    std::sort(sorted.begin(), sorted.end());
+    const std::vector<std::pair<Triangle, std::uint32_t>> sorted = SortedCorners(mesh);
     std::vector<char> drop(mesh.m_Triangles.size(), 0);
     for (std::size_t i = 1; i < sorted.size(); ++i)
         if (sorted[i].first == sorted[i - 1].first)
             drop[sorted[i].second] = 1;
-    std::vector<Triangle> kept;
-    kept.reserve(mesh.m_Triangles.size());
-    for (std::size_t f = 0; f < mesh.m_Triangles.size(); ++f)
-        if (!drop[f])
-            kept.push_back(mesh.m_Triangles[f]);
-    summary.m_DuplicateFaces += mesh.m_Triangles.size() - kept.size();
-    mesh.m_Triangles.swap(kept);
+    summary.m_DuplicateFaces += DropMarkedFaces(mesh, drop);
 }
 
 void DropUnusedVertices(CMeshData& mesh, CRepairSummary& summary) {

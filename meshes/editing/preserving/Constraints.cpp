@@ -231,13 +231,7 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     const double cosCorner = std::cos(cornerAngle * Pi / 180.0);
     const double shortest = MinFeatureLength * m_TargetLength;
     const double shortestLoop = MinLoopLength * m_TargetLength;
-    const auto find = [&](std::uint32_t x) {
-        while (parent[x] != x) {
-            parent[x] = parent[parent[x]];
-            x = parent[x];
-        }
-        return x;
-    };
+    const auto find = [&](std::uint32_t x) { return FindRoot(parent, x); };
     const auto canonical = [&](std::uint32_t h) { return m_Twin[h] != None && m_Twin[h] < h ? m_Twin[h] : h; };
     // Bounded: at most 64 rounds, each linear in the half-edges.
     for (int round = 0; round < 64; ++round) {

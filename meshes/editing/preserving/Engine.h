@@ -436,6 +436,17 @@ inline std::uint32_t Prev(std::uint32_t h) {
     return h % 3 == 0 ? h + 2 : h - 1;
 }
 
+// The root of x's set in a union-find forest, halving the path on the way
+// (which changes no root, so merges that always keep the smaller root give
+// the same sets in any order of lookups).
+inline std::uint32_t FindRoot(std::vector<std::uint32_t>& parent, std::uint32_t x) {
+    while (parent[x] != x) {
+        parent[x] = parent[parent[x]];
+        x = parent[x];
+    }
+    return x;
+}
+
 inline bool IsFinite(const Vec& v) {
     return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
 }

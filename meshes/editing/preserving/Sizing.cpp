@@ -183,13 +183,7 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
     // The connected pieces, by the vertices' roots.
     std::vector<std::uint32_t> root(m_Position.size());
     std::iota(root.begin(), root.end(), 0u);
-    const auto find = [&](std::uint32_t x) {
-        while (root[x] != x) {
-            root[x] = root[root[x]];
-            x = root[x];
-        }
-        return x;
-    };
+    const auto find = [&](std::uint32_t x) { return FindRoot(root, x); };
     for (std::uint32_t h = 0; h < halfEdges; ++h)
         if (m_Corner[h] != None) {
             const std::uint32_t a = find(m_Corner[h]), b = find(Target(h));
@@ -306,13 +300,7 @@ void CEngine::AddThinPartSources(double floor) {
     // here. An open piece's own orientation is all there is to go by.
     std::vector<std::uint32_t> root(faces);
     std::iota(root.begin(), root.end(), 0u);
-    const auto find = [&](std::uint32_t x) {
-        while (root[x] != x) {
-            root[x] = root[root[x]];
-            x = root[x];
-        }
-        return x;
-    };
+    const auto find = [&](std::uint32_t x) { return FindRoot(root, x); };
     for (std::uint32_t h = 0; h < halfEdges; ++h)
         if (m_Corner[h] != None && m_Twin[h] != None) {
             const std::uint32_t a = find(h / 3), b = find(m_Twin[h] / 3);

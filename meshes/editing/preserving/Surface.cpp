@@ -103,13 +103,7 @@ void CEngine::FreezeSmallPieces(std::vector<char>& frozenFace) const {
     const std::size_t vertexCount = m_Position.size(), faces = m_Corner.size() / 3;
     std::vector<std::uint32_t> parent(vertexCount);
     std::iota(parent.begin(), parent.end(), 0u);
-    const auto find = [&](std::uint32_t v) {
-        while (parent[v] != v) {
-            parent[v] = parent[parent[v]];
-            v = parent[v];
-        }
-        return v;
-    };
+    const auto find = [&](std::uint32_t v) { return FindRoot(parent, v); };
     for (std::size_t h = 0; h < m_Corner.size(); ++h) {
         const std::uint32_t a = find(m_Corner[h]), b = find(m_Corner[h % 3 == 2 ? h - 2 : h + 1]);
         if (a != b)
