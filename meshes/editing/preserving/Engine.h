@@ -447,6 +447,12 @@ inline std::uint32_t FindRoot(std::vector<std::uint32_t>& parent, std::uint32_t 
     return x;
 }
 
+// The direction at `azimuth` round `axis` on a cone of the given
+// half-angle: azimuth 0 along `across`, a quarter turn along `side`.
+inline Vec OnCone(const Vec& axis, const Vec& across, const Vec& side, double halfAngle, double azimuth) {
+    return axis * std::cos(halfAngle) + (across * std::cos(azimuth) + side * std::sin(azimuth)) * std::sin(halfAngle);
+}
+
 inline bool IsFinite(const Vec& v) {
     return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
 }

@@ -222,11 +222,6 @@ void CEngine::RelaxAndProject() {
     m_Position.swap(m_Moved);
 }
 
-// A move that turns a face over or flattens it is taken back, for all
-// corners of that face, until no face is spoiled; in the worst case
-// everything is back where it was. After the first sweep over all faces only
-// the faces around the vertices taken back can newly turn, so the rest is a
-// short serial walk.
 // A minimum comes out the same in any order; a face whose angle is not a
 // number lowers it on no thread. The largest cosine of the faces' smallest
 // angles comes first (no trigonometry, see SmallestAngleCos): the smallest
@@ -254,6 +249,11 @@ double CEngine::SmallestAngleOfFaces() const {
     return smallest;
 }
 
+// A move that turns a face over or flattens it is taken back, for all
+// corners of that face, until no face is spoiled; in the worst case
+// everything is back where it was. After the first sweep over all faces only
+// the faces around the vertices taken back can newly turn, so the rest is a
+// short serial walk.
 void CEngine::TakeBackSpoiledMoves(double floor) {
     const double floorCos = std::cos(floor);
     const std::int64_t faceCount = static_cast<std::int64_t>(m_Corner.size() / 3);

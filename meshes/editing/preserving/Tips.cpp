@@ -172,8 +172,7 @@ bool CEngine::DropConeRingVertex(std::uint32_t tip, std::uint32_t x) {
         if (!IsFree(v))
             continue;
         const double azimuth = 2 * Pi * double(j) / double(ring.size());
-        const Vec direction =
-            axis * std::cos(halfAngle) + (across * std::cos(azimuth) + side * std::sin(azimuth)) * std::sin(halfAngle);
+        const Vec direction = OnCone(axis, across, side, halfAngle, azimuth);
         Vec onInput;
         const std::uint32_t face = NearestOnInput(t + direction * distance, m_FaceHint[v], onInput);
         if (face == None || !IsFinite(onInput))
@@ -541,8 +540,7 @@ bool CEngine::EvenTipRings() {
             const double step = 2 * Pi / double(k);
             const int rotations = anchor == k ? 8 : 1;
             const auto placeAt = [&](std::size_t i, double azimuth, double distance) {
-                const Vec direction = axis * std::cos(halfAngle) +
-                                      (across * std::cos(azimuth) + side * std::sin(azimuth)) * std::sin(halfAngle);
+                const Vec direction = OnCone(axis, across, side, halfAngle, azimuth);
                 const Vec q = ProjectedNear(now[i], t + direction * distance, patch);
                 m_Position[now[i]] = q;
                 return IsFinite(q);
