@@ -950,7 +950,11 @@ private:
     // does better than its own count (see its definition); whether any
     // changed.
     bool EvenTipRings();
+    // Spreads the vertices of each closed line of three edges evenly along
+    // the input's line (see its definition); whether any moved.
+    bool EvenShortLoops();
     void FinalMoves() {
+        EvenShortLoops();
         OpenNeedleRings();
         EvenTipRings();
         CloseNotchEars();
