@@ -1326,13 +1326,23 @@ void MakeSpikedScan(Mesh& mesh, unsigned int levels = 3, unsigned int every = 8,
 // into about ten faces. sidesFirst: all side faces first, then the base's
 // (the collapses then leave the tip another ring: four faces, one of its
 // ring vertices with three neighbours, a base vertex in the ring).
+// rimFan: the base a fan from its first rim vertex instead, no centre
+// (always after the sides).
 template <typename Mesh>
-void MakeSharpCone(Mesh& mesh, unsigned int sides = 32, double height = 6, bool sidesFirst = false) {
+void MakeSharpCone(Mesh& mesh, unsigned int sides = 32, double height = 6, bool sidesFirst = false,
+                   bool rimFan = false) {
     for (unsigned int i = 0; i < sides; ++i) {
         const double a = 2 * Pi * i / sides;
         AddVertex(mesh, std::cos(a), std::sin(a), 0);
     }
     AddVertex(mesh, 0, 0, height);
+    if (rimFan) {
+        for (unsigned int i = 0; i < sides; ++i)
+            AddFace(mesh, i, (i + 1) % sides, sides);
+        for (unsigned int i = 1; i + 1 < sides; ++i)
+            AddFace(mesh, 0, i + 1, i);
+        return;
+    }
     AddVertex(mesh, 0, 0, 0);
     for (unsigned int i = 0; i < sides; ++i) {
         const unsigned int j = (i + 1) % sides;

@@ -2021,6 +2021,11 @@ def inputs():
     yield "cone 16 centre base", cone
     yield "cone 32 sharp", lambda: cone(32, 6.0)
     yield "cone 16 rim-fan base", lambda: cone(16, 2.0, "first")
+    # Targets coarser than the base: its circle is shorter than two targets.
+    yield "cone 32 sharp at 1.5x", lambda: cone(32, 6.0), 1.5
+    yield "cone 32 sharp at 2x", lambda: cone(32, 6.0), 2.0
+    yield "cone 32 slender, height 10", lambda: cone(32, 10.0)
+    yield "cone 24 slender, height 8, rim-fan base", lambda: cone(24, 8.0, "first")
     yield "lat-long sphere 64x8", lambda: lat_long_cad(64, 8)
     yield "lat-long sphere 32x24", lambda: lat_long_cad(32, 24)
     yield "bottle 48", lambda: lat_long_cad(48, 0, "bottle")

@@ -232,8 +232,9 @@ INSTANTIATE_TEST_SUITE_P(
         // 14.9 degrees with four uneven faces at the tip and three folded
         // edges; spread evenly, 16.3 degrees and two folded edges, 0.21
         // targets from the input (the base's rim between its few
-        // vertices).
-        CQualityCase{"sharp_cone", [](ShapeMesh& m) { MakeSharpCone(m); }, 1.0, 15.0, 0.3, {{0, 0, 6}}, 2},
+        // vertices); one folded edge since the base's three vertices are
+        // spread evenly round it.
+        CQualityCase{"sharp_cone", [](ShapeMesh& m) { MakeSharpCone(m); }, 1.0, 15.0, 0.3, {{0, 0, 6}}, 1},
         // The same cone, its side faces first: the tip kept four faces
         // whose ring held a base vertex and a vertex of three neighbours
         // inside the tip's fan (13.96 degrees). That vertex now goes into
@@ -510,5 +511,72 @@ TEST(StandInQualityFine, ThinStemsKeepTheirCrossSection) {
         ASSERT_EQ(mesh.m_Faces.GetCount(), two.m_Faces.GetCount());
         for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
             ASSERT_EQ(Position(mesh, v), Position(two, v)) << "vertex " << v;
+    }
+}
+
+namespace {
+
+// Sharp cones at targets coarser than their base (its circle shorter than
+// two targets): the base's closed line was dropped as too short, nothing
+// held the base, and the cone shrank into a small tetrahedron at its tip
+// (4 faces, 71 to 80 % of the diagonal from the input, folded). Now the
+// base's rim stays, with three vertices spread evenly round it, under the
+// tip. Each case: sides, height, a base fanned from its rim, the target as a
+// multiple of the mean edge, the smallest angle less a margin (three faces
+// at the tip reach 2 asin(sin a sin 60 degrees) at best on a cone of
+// half-angle a: 16.4, 9.9 and 12.4 degrees), the folded edges left: three
+// faces round so slender a tip fold where their ring is a degree uneven.
+struct CCoarseCone {
+    unsigned int m_Sides;
+    double m_Height;
+    bool m_RimFan;
+    double m_Relative;
+    double m_MinAngle;
+    unsigned int m_KnownFolds;
+};
+
+}  // namespace
+
+TEST(StandInQualityFine, SharpConesKeepTheirBaseAtCoarseTargets) {
+    const CCoarseCone cases[] = {
+        {32, 6, false, 1.0, 16.0, 0}, {32, 6, false, 1.5, 19.5, 0}, {32, 6, false, 2.0, 16.0, 0},
+        {32, 6, false, 3.0, 16.0, 0}, {32, 10, false, 1.0, 9.5, 1}, {32, 10, false, 1.5, 11.5, 0},
+        {32, 10, false, 2.0, 9.5, 0}, {32, 10, false, 3.0, 9.5, 0}, {24, 8, true, 1.0, 11.5, 0},
+        {24, 8, true, 1.5, 14.5, 1},  {24, 8, true, 2.0, 12.0, 0},  {24, 8, true, 3.0, 12.0, 0}};
+    for (const CCoarseCone& c : cases) {
+        ShapeMesh mesh;
+        MakeSharpCone(mesh, c.m_Sides, c.m_Height, true, c.m_RimFan);
+        const ShapeMesh input(mesh);
+        const double target = c.m_Relative * MeanEdge(input);
+        ShapeMesh two(mesh);
+        const int previous = omp_get_max_threads();
+        omp_set_num_threads(1);
+        ASSERT_TRUE(mesh.RemeshPreservingShape(target));
+        omp_set_num_threads(2);
+        ASSERT_TRUE(two.RemeshPreservingShape(target));
+        omp_set_num_threads(previous);
+        const std::string name = std::to_string(c.m_Sides) + " sides, height " + std::to_string(c.m_Height) +
+                                 (c.m_RimFan ? ", rim fan" : "") + ", at " + std::to_string(c.m_Relative);
+        EXPECT_TRUE(IsCleanResult(mesh, true)) << name;
+        EXPECT_LE(FoldedEdges(mesh, -0.5), c.m_KnownFolds) << name;
+        EXPECT_GT(SmallestAngleInDegrees(mesh), c.m_MinAngle) << name;
+        // The rim between three base vertices lies half the radius inside
+        // their triangle's sides (0.5); the tip stays where it is, and the
+        // fit of the faces moves free vertices up to 0.05 targets off the
+        // input.
+        EXPECT_LT(FarthestVertex(input, mesh), 0.56) << name;
+        EXPECT_LT(FarthestVertex(mesh, input), 0.055 * target) << name;
+        unsigned int onRim = 0;
+        bool tip = false;
+        for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) {
+            const Point p = Position(mesh, v);
+            onRim += std::fabs(p.z) < 1e-9 && p.x * p.x + p.y * p.y > 0.95 * 0.95;
+            tip = tip || p.DiffVectLen(Point(0, 0, c.m_Height)) < 1e-9;
+        }
+        EXPECT_GE(onRim, 3u) << name;
+        EXPECT_TRUE(tip) << name;
+        ASSERT_EQ(mesh.m_Vertices.GetCount(), two.m_Vertices.GetCount()) << name;
+        for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
+            ASSERT_EQ(Position(mesh, v), Position(two, v)) << name << ", vertex " << v;
     }
 }

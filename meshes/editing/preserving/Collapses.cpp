@@ -174,18 +174,28 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
     // bound a tight bend of a line (the rim around the nose of a blade
     // thinner than the target) loses one vertex after another until the
     // line cuts straight across the part, and slivers fill what is left.
+    // A closed line of three edges keeps them: one fewer, and its two
+    // vertices left would be joined twice, the face or faces inside it gone
+    // (the base of a sharp cone at a coarse target, whose rim the deviation
+    // bound, a share of the target, no longer holds).
     if (IsLine(kind))
         for (int k = 0; k < 3; ++k) {
             const std::uint32_t gone = k == 1 ? b : a, survivor = k == 1 ? a : b;
             if (!open[k] || !(m_Flags[gone] & Sliding))
                 continue;
-            std::uint32_t other = None;
+            std::uint32_t other = None, across = None;
             ForEachNeighbour(gone, [&](std::uint32_t x, std::uint32_t e) {
                 if (m_Kind[e] == kind && x != survivor)
                     other = x;
             });
-            if (other != None && Squared(ClosestOnSegment(m_Position[gone], m_Position[other], places[k]) -
-                                         m_Position[gone]) > m_LineDeviation2)
+            if (other != None)
+                ForEachNeighbour(survivor, [&](std::uint32_t x, std::uint32_t e) {
+                    if (m_Kind[e] == kind && x != gone)
+                        across = x;
+                });
+            if (other != None &&
+                (other == across || Squared(ClosestOnSegment(m_Position[gone], m_Position[other], places[k]) -
+                                            m_Position[gone]) > m_LineDeviation2))
                 open[k] = false;
         }
     double reach[3] = {0, 0, 0};

@@ -357,12 +357,15 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
         // A closed line that turns nowhere sharply (no end at all: the rim of
         // a hole narrower than the target) keeps the hole open down to a
         // shorter length: dropped, the tunnel behind it closes and its walls
-        // lie far from the result.
+        // lie far from the result. One whose faces turn like a solid's along
+        // all of it (the base of a cone, the cap of a pin) stays at any
+        // length: dropped, nothing held the base, and a sharp cone at a
+        // coarse target shrank into a small tetrahedron at its tip.
         const auto stays = [&](std::uint32_t root) {
             if (looseEnds[root] == 2 && sideExcess[root] > 0 && scaleExcess[root] >= 0)
                 return false;
             return !(length[root] < shortest) || bridgeEnds[root] == 2 || solidEnds[root] == 2 ||
-                   (bridgeEnds[root] == 0 && !(length[root] < shortestLoop));
+                   (bridgeEnds[root] == 0 && (solidEnds[root] == 0 || !(length[root] < shortestLoop)));
         };
         bool dropped = false;
         for (std::uint32_t h = 0; h < halfEdges; ++h)
@@ -505,11 +508,31 @@ void CEngine::MarkHairpins(std::vector<std::uint8_t>& count, std::vector<std::ui
         bend[v] = std::atan2(std::sqrt(Squared(in * out)), in % out) / lengths;
     }
     // Of the vertices along one bend the one that bends most becomes its
-    // corner (the lower index where two bend alike). Bounded: HairpinSteps
-    // vertices each way.
+    // corner (the lower index where two bend alike). A closed line without
+    // corners shorter than MinLoopLength targets (the rim of a cone's base
+    // at a coarse target, which stays as a solid's edge) has no nose: it
+    // bends all round, patchily as the reach spans its edges, and the
+    // corners picked along it merged, the rim pinned unevenly. Bounded:
+    // HairpinSteps vertices each way.
+    const double shortestLoop = MinLoopLength * m_TargetLength;
+    const auto onShortLoop = [&](std::uint32_t v) {
+        std::uint32_t x = v, e = first[v];
+        double length = 0;
+        for (int step = 0; step < HairpinSteps; ++step) {
+            const std::uint32_t y = across(x, e);
+            length += std::sqrt(Squared(m_Position[y] - m_Position[x]));
+            if (y == v)
+                return length < shortestLoop;
+            if (!slides[y] || count[y] != 2)
+                return false;
+            e = first[y] == e ? second[y] : first[y];
+            x = y;
+        }
+        return false;
+    };
     std::vector<std::uint32_t> apexes;
     for (std::uint32_t v = 0; v < vertexCount; ++v) {
-        if (!(bend[v] >= 0))
+        if (!(bend[v] >= 0) || onShortLoop(v))
             continue;
         bool best = true;
         for (const std::uint32_t start : {first[v], second[v]}) {

@@ -553,7 +553,10 @@ public:
 //   angle passes  at most 4, each at most one flip or collapse per face;
 //   relaxation  m_RelaxationSteps steps, each one sweep over the vertices
 //           and at most 4 F face checks;
-//   the final moves  after the last iteration, one sweep over the vertices
+//   the final moves  after the last iteration, one sweep over the
+//           half-edges and a sort of the lines' edges, with one placing of
+//           each closed line of three edges along a chain of at most 1024
+//           input segments (see EvenShortLoops), one sweep over the vertices
 //           with at most one flip and one move per neighbour of a needle's
 //           tip, then one sweep over the vertices with a bounded search at
 //           each bare tip (see EvenTipRings), then at most 5 sweeps over
@@ -950,7 +953,11 @@ private:
     // does better than its own count (see its definition); whether any
     // changed.
     bool EvenTipRings();
+    // Spreads the vertices of each closed line of three edges evenly along
+    // the input's line (see its definition); whether any moved.
+    bool EvenShortLoops();
     void FinalMoves() {
+        EvenShortLoops();
         OpenNeedleRings();
         EvenTipRings();
         CloseNotchEars();

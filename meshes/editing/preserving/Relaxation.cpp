@@ -1,3 +1,5 @@
+#include <array>
+
 #include "quorvel/meshes/editing/preserving/Engine.h"
 
 namespace Corvane::Pellix::Quorvel::detail::preserving {
@@ -284,6 +286,228 @@ void CEngine::TakeBackSpoiledMoves(double floor) {
             ForEachOutgoing(v, [&](std::uint32_t e) { m_Stack.push_back(e / 3); });
         }
     }
+}
+
+// A closed line that the collapses took down to three edges (the base of a
+// sharp cone at a target coarser than the base) keeps them (see
+// TryCollapse), but the relaxation cannot spread them: the middle of a
+// vertex's two neighbours lies across the loop from it, over the short way
+// round, so the vertices stay where the collapses left them, often two of
+// them side by side. The faces from them to a tip then meet at angles as
+// uneven as their spacing, and three faces round a slender tip fold unless
+// they are spread evenly (see EvenTipRings). So each such loop is spread
+// evenly by length along the input's line, from its corner where it has
+// one, else turned as little as may be; made where no face vanishes or
+// turns against the input's face nearest to it and the faces round its
+// vertices fold less, or fold no more and keep their smallest angle (the
+// loop, spread evenly, lies nearer the input's line: a rim between three
+// vertices a third of the way round lies half its radius inside, between
+// two of them side by side almost all of it). Serial, in line order.
+bool CEngine::EvenShortLoops() {
+    // Each line's edges, by line.
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> edges;
+    const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
+    for (std::uint32_t h = 0; h < halfEdges; ++h)
+        if (m_Corner[h] != None && IsLine(m_Kind[h]) && m_Twin[h] != None && m_Twin[h] > h)
+            edges.emplace_back(m_Kind[h], h);
+    std::sort(edges.begin(), edges.end());
+    std::vector<std::uint32_t> loops;
+    std::vector<std::array<std::uint32_t, 3>> loopVertices;
+    for (std::size_t i = 0; i < edges.size();) {
+        std::size_t j = i;
+        while (j < edges.size() && edges[j].first == edges[i].first)
+            ++j;
+        if (j - i == 3) {
+            std::uint32_t ends[6];
+            for (std::size_t k = 0; k < 3; ++k) {
+                ends[2 * k] = m_Corner[edges[i + k].second];
+                ends[2 * k + 1] = Target(edges[i + k].second);
+            }
+            std::sort(ends, ends + 6);
+            const std::uint32_t line = edges[i].first;
+            bool loop = ends[0] == ends[1] && ends[2] == ends[3] && ends[4] == ends[5] && ends[1] != ends[2] &&
+                        ends[3] != ends[4];
+            int corners = 0;
+            for (int k = 0; loop && k < 6; k += 2) {
+                const std::uint8_t flags = m_Flags[ends[k]];
+                const bool sliding = (flags & Sliding) != 0;
+                if ((flags & (Deleted | NonManifold)) || (sliding && m_Line[ends[k]] != line))
+                    loop = false;
+                else if (!sliding)
+                    ++corners;
+            }
+            if (loop && corners <= 1) {
+                loops.push_back(line);
+                loopVertices.push_back({ends[0], ends[2], ends[4]});
+            }
+        }
+        i = j;
+    }
+    if (loops.empty())
+        return false;
+    // The input's segments of those lines.
+    std::vector<std::vector<std::uint32_t>> segments(loops.size());
+    for (std::uint32_t i = 0; i < m_Segments.size(); ++i) {
+        const auto at = std::lower_bound(loops.begin(), loops.end(), m_Segments[i].m_Line);
+        if (at != loops.end() && *at == m_Segments[i].m_Line)
+            segments[at - loops.begin()].push_back(i);
+    }
+    bool changed = false;
+    std::vector<Vec> chain;
+    std::vector<std::uint32_t> chainSegment, faces;
+    std::vector<double> arc;
+    for (std::size_t l = 0; l < loops.size(); ++l) {
+        // The input's line in order, as one closed chain of points.
+        // The chain is put together by a search per segment: a line of more
+        // input edges than this (a rim far finer than the target) is left
+        // as it is.
+        constexpr std::size_t MostPieces = 1024;
+        std::vector<std::uint32_t>& pieces = segments[l];
+        if (pieces.size() < 3 || pieces.size() > MostPieces)
+            continue;
+        chain.clear();
+        chainSegment.clear();
+        chain.push_back(m_Segments[pieces[0]].m_A);
+        Vec end = m_Segments[pieces[0]].m_B;
+        chainSegment.push_back(pieces[0]);
+        std::vector<char> used(pieces.size(), 0);
+        used[0] = 1;
+        // Bounded: each step takes one unused segment, or stops, after a
+        // search of at most MostPieces.
+        for (std::size_t step = 1; step < pieces.size(); ++step) {
+            std::size_t next = pieces.size();
+            for (std::size_t k = 0; k < pieces.size() && next == pieces.size(); ++k)
+                if (!used[k] && (m_Segments[pieces[k]].m_A == end || m_Segments[pieces[k]].m_B == end))
+                    next = k;
+            if (next == pieces.size())
+                break;
+            used[next] = 1;
+            const CSegment& s = m_Segments[pieces[next]];
+            chain.push_back(end);
+            chainSegment.push_back(pieces[next]);
+            end = s.m_A == end ? s.m_B : s.m_A;
+        }
+        if (chain.size() != pieces.size() || !(end == chain[0]))
+            continue;
+        chain.push_back(end);
+        arc.assign(chain.size(), 0.0);
+        for (std::size_t k = 1; k < chain.size(); ++k)
+            arc[k] = arc[k - 1] + std::sqrt(Squared(chain[k] - chain[k - 1]));
+        const double total = arc.back();
+        if (!(total > 0))
+            continue;
+        // Where each vertex lies along the chain.
+        const auto along = [&](const Vec& p) {
+            double best = std::numeric_limits<double>::infinity(), at = 0;
+            for (std::size_t k = 0; k + 1 < chain.size(); ++k) {
+                const Vec q = ClosestOnSegment(p, chain[k], chain[k + 1]);
+                const double d = Squared(q - p);
+                if (d < best) {
+                    best = d;
+                    const double piece = arc[k + 1] - arc[k];
+                    at = arc[k] + (piece > 0 ? std::sqrt(Squared(q - chain[k])) : 0.0);
+                }
+            }
+            return at;
+        };
+        const auto pointAt = [&](double s, std::uint32_t& segment) {
+            s = std::fmod(s, total);
+            if (s < 0)
+                s += total;
+            std::size_t k = std::upper_bound(arc.begin(), arc.end(), s) - arc.begin();
+            k = std::min(std::max<std::size_t>(k, 1), chain.size() - 1) - 1;
+            const double piece = arc[k + 1] - arc[k];
+            segment = chainSegment[k];
+            return piece > 0 ? chain[k] + (chain[k + 1] - chain[k]) * ((s - arc[k]) / piece) : chain[k];
+        };
+        std::array<std::uint32_t, 3> vertices = loopVertices[l];
+        std::array<double, 3> place;
+        for (int k = 0; k < 3; ++k)
+            place[k] = along(m_Position[vertices[k]]);
+        // In order along the chain.
+        std::array<int, 3> order = {0, 1, 2};
+        std::sort(order.begin(), order.end(), [&](int x, int y) { return place[x] < place[y]; });
+        const double third = total / 3;
+        int anchor = -1;
+        for (int k = 0; k < 3; ++k)
+            if (!(m_Flags[vertices[order[k]]] & Sliding))
+                anchor = k;
+        double offset;
+        if (anchor >= 0) {
+            offset = place[order[anchor]] - anchor * third;
+        } else {
+            // The turn that moves them least: the mean of their offsets from
+            // an even spread, as directions round the loop.
+            double c = 0, s = 0;
+            for (int k = 0; k < 3; ++k) {
+                const double turn = 2 * Pi * (place[order[k]] - k * third) / total;
+                c += std::cos(turn);
+                s += std::sin(turn);
+            }
+            offset = std::atan2(s, c) * total / (2 * Pi);
+        }
+        faces.clear();
+        for (const std::uint32_t v : vertices)
+            ForEachOutgoing(v, [&](std::uint32_t e) { faces.push_back(e / 3); });
+        std::sort(faces.begin(), faces.end());
+        faces.erase(std::unique(faces.begin(), faces.end()), faces.end());
+        const auto measure = [&](double& smallest, int& folds) {
+            smallest = Pi;
+            folds = 0;
+            for (const std::uint32_t f : faces) {
+                const std::uint32_t* corner = &m_Corner[3 * f];
+                smallest = std::min(smallest,
+                                    SmallestAngle(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]));
+                const Vec normal = FaceNormal(f);
+                for (std::uint32_t h = 3 * f; h < 3 * f + 3; ++h)
+                    folds += m_Twin[h] != None && Folded(normal, FaceNormal(m_Twin[h] / 3));
+            }
+        };
+        double before, after;
+        int foldsBefore, foldsAfter;
+        measure(before, foldsBefore);
+        std::array<Vec, 3> old;
+        std::array<std::uint32_t, 3> oldHints, hints;
+        for (int k = 0; k < 3; ++k) {
+            const std::uint32_t v = vertices[order[k]];
+            old[k] = m_Position[v];
+            oldHints[k] = m_SegmentHint[v];
+            if (k != anchor)
+                m_Position[v] = pointAt(offset + k * third, hints[k]);
+        }
+        measure(after, foldsAfter);
+        // The vertices may move far round the loop, and a face between two
+        // of them beside each other turns with them: each face is measured
+        // against the input's face nearest to its middle instead.
+        bool turned = false;
+        for (std::size_t i = 0; i < faces.size() && !turned; ++i) {
+            const std::uint32_t* corner = &m_Corner[3 * faces[i]];
+            const Vec normal = FaceNormal(faces[i]);
+            Vec nearest;
+            const std::uint32_t input = NearestOnInput(
+                (m_Position[corner[0]] + m_Position[corner[1]] + m_Position[corner[2]]) / 3.0, None, nearest);
+            if (input == None || !(Squared(normal) > m_MinCross2)) {
+                turned = true;
+                continue;
+            }
+            const CTriangle& t = m_Triangles[input];
+            turned = !(normal % ((t.m_B - t.m_A) * (t.m_C - t.m_A)) > 0);
+        }
+        if (!turned && IsFinite(m_Position[vertices[0]]) && IsFinite(m_Position[vertices[1]]) &&
+            IsFinite(m_Position[vertices[2]]) &&
+            (foldsAfter < foldsBefore || (foldsAfter == foldsBefore && after >= before))) {
+            for (int k = 0; k < 3; ++k)
+                if (k != anchor)
+                    m_SegmentHint[vertices[order[k]]] = hints[k];
+            changed = true;
+            continue;
+        }
+        for (int k = 0; k < 3; ++k) {
+            m_Position[vertices[order[k]]] = old[k];
+            m_SegmentHint[vertices[order[k]]] = oldHints[k];
+        }
+    }
+    return changed;
 }
 
 }  // namespace Corvane::Pellix::Quorvel::detail::preserving
