@@ -1789,4 +1789,99 @@ void MakeBlockOfFlats(Mesh& mesh, unsigned int floors = 4, unsigned int bays = 6
             }
 }
 
+// A plate `cells` x `cells` units, `thickness` thick, with a round hole of
+// `holeSides` sides and radius 0.3 through the middle of each unit cell, as
+// a CAD exporter writes sheet metal: each cell's square outline (two points
+// a side) joined to its hole by one strip of faces ordered by angle, each
+// hole's side one quad tall, the outer side one quad tall per outline point.
+template <typename Mesh>
+void MakePerforatedSheet(Mesh& mesh, unsigned int cells = 10, unsigned int holeSides = 8, double thickness = 0.05) {
+    std::map<std::array<long long, 3>, unsigned int> index;
+    const auto vertex = [&](double x, double y, double z) {
+        const std::array<long long, 3> key = {std::llround(x * 1e9), std::llround(y * 1e9), std::llround(z * 1e9)};
+        const auto found = index.find(key);
+        if (found != index.end())
+            return found->second;
+        const unsigned int v = mesh.m_Vertices.GetCount();
+        AddVertex(mesh, x, y, z);
+        index.emplace(key, v);
+        return v;
+    };
+    struct Point2 {
+        double x, y;
+    };
+    for (unsigned int ci = 0; ci < cells; ++ci)
+        for (unsigned int cj = 0; cj < cells; ++cj) {
+            const double cx = ci + 0.5, cy = cj + 0.5;
+            std::vector<Point2> square, hole;
+            for (int side = 0; side < 4; ++side)
+                for (int k = 0; k < 2; ++k) {
+                    const double t = k / 2.0;
+                    const Point2 corners[4] = {{t, 0}, {1, t}, {1 - t, 1}, {0, 1 - t}};
+                    square.push_back({ci + corners[side].x, cj + corners[side].y});
+                }
+            for (unsigned int k = 0; k < holeSides; ++k)
+                hole.push_back(
+                    {cx + 0.3 * std::cos(2 * Pi * k / holeSides), cy + 0.3 * std::sin(2 * Pi * k / holeSides)});
+            // Both loops by angle round the cell's centre, merged into one
+            // strip: the next point taken from whichever loop comes first.
+            const auto angle = [&](const Point2& q) {
+                const double a = std::atan2(q.y - cy, q.x - cx);
+                return a < 0 ? a + 2 * Pi : a;
+            };
+            const auto byAngle = [&](std::vector<Point2>& loop) {
+                std::sort(loop.begin(), loop.end(),
+                          [&](const Point2& a, const Point2& b) { return angle(a) < angle(b); });
+            };
+            byAngle(square);
+            byAngle(hole);
+            for (const double z : {thickness, 0.0}) {
+                const std::size_t na = square.size(), nb = hole.size();
+                std::size_t i = 0, j = 0;
+                while (i < na || j < nb) {
+                    const double an = angle(square[(i + 1) % na]) + (i + 1 >= na ? 2 * Pi : 0);
+                    const double bn = angle(hole[(j + 1) % nb]) + (j + 1 >= nb ? 2 * Pi : 0);
+                    unsigned int t[3];
+                    if (j >= nb || (i < na && an <= bn)) {
+                        t[0] = vertex(square[i % na].x, square[i % na].y, z);
+                        t[1] = vertex(square[(i + 1) % na].x, square[(i + 1) % na].y, z);
+                        t[2] = vertex(hole[j % nb].x, hole[j % nb].y, z);
+                        ++i;
+                    } else {
+                        t[0] = vertex(square[i % na].x, square[i % na].y, z);
+                        t[1] = vertex(hole[(j + 1) % nb].x, hole[(j + 1) % nb].y, z);
+                        t[2] = vertex(hole[j % nb].x, hole[j % nb].y, z);
+                        ++j;
+                    }
+                    if (z > 0)
+                        AddFace(mesh, t[0], t[1], t[2]);
+                    else
+                        AddFace(mesh, t[2], t[1], t[0]);
+                }
+            }
+            for (unsigned int k = 0; k < holeSides; ++k) {
+                const Point2 &p = hole[k], &q = hole[(k + 1) % holeSides];
+                const unsigned int a = vertex(p.x, p.y, 0), b = vertex(q.x, q.y, 0), c = vertex(q.x, q.y, thickness),
+                                   d = vertex(p.x, p.y, thickness);
+                AddFace(mesh, a, c, b);
+                AddFace(mesh, a, d, c);
+            }
+        }
+    const unsigned int n = cells * 2;
+    std::vector<Point2> outline;
+    for (int side = 0; side < 4; ++side)
+        for (unsigned int k = 0; k < n; ++k) {
+            const double t = double(cells) * k / n, c = cells;
+            const Point2 corners[4] = {{t, 0}, {c, t}, {c - t, c}, {0, c - t}};
+            outline.push_back(corners[side]);
+        }
+    for (std::size_t k = 0; k < outline.size(); ++k) {
+        const Point2 &p = outline[k], &q = outline[(k + 1) % outline.size()];
+        const unsigned int a = vertex(p.x, p.y, 0), b = vertex(q.x, q.y, 0), c = vertex(q.x, q.y, thickness),
+                           d = vertex(p.x, p.y, thickness);
+        AddFace(mesh, a, b, c);
+        AddFace(mesh, a, c, d);
+    }
+}
+
 }  // namespace QuorvelTest

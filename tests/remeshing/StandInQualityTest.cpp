@@ -445,6 +445,30 @@ TEST(StandInQualityFine, ThinParapetKeepsBothRims) {
     EXPECT_NEAR(top, 2 * 6 * 0.08 + 2 * 0.3 * 1.84, 1e-6);
 }
 
+// A perforated plate 0.08 targets thick at twice its mean edge: each hole's
+// two rims are closer than the floor of the sizing, and merged, the plate's
+// top lay on its bottom and folded along every hole. A wall of one row of
+// faces between long rim edges, with the plate's wide faces beyond, sets
+// its target down to 0.05 targets.
+TEST(StandInQualityFine, PerforatedSheetThinnerThanTheFloorKeepsBothSides) {
+    ShapeMesh mesh;
+    MakePerforatedSheet(mesh);
+    const ShapeMesh input(mesh);
+    const double volume = EnclosedVolume(input);
+    ASSERT_NEAR(volume, 0.05 * 100 * (1 - 0.5 * 8 * 0.09 * std::sin(2 * Pi / 8)), 1e-9);
+    const double target = 2 * MeanEdge(input);
+    ASSERT_TRUE(mesh.RemeshPreservingShape(target));
+    EXPECT_TRUE(IsCleanResult(mesh, true));
+    // No fold and the whole volume; merged, 760 folded edges.
+    EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
+    EXPECT_NEAR(EnclosedVolume(mesh), volume, 0.01 * volume);
+    // 12.3 degrees, the input's own quads of the holes' sides (0.05 x 0.23
+    // between corners); 0.8 merged, and a hole's rim 0.05 off.
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 11.0);
+    EXPECT_LT(FarthestVertex(mesh, input), 0.01 * target);
+    EXPECT_LT(FarthestVertex(input, mesh), 0.01 * target);
+}
+
 // A thin-walled bowl whose flat rim is 0.29 targets wide between two closed
 // creases without a corner, each edge of them 1.25 targets long: staggered
 // across the rim at that spacing its faces reached 24.6 degrees. Lines of
