@@ -1085,12 +1085,13 @@ void MakeCadBracket(Mesh& mesh, double thickness = 0.8, double height = 2) {
 
 // A spur gear CAD-style: `teeth` teeth on a disc of radius 1, each a
 // trapezoid 0.2 tall, the outline meeting the wall at right angles, each cap
-// a fan from its centre, the walls one quad tall. The root between two teeth
+// a fan from its centre (or, with earCaps, clipped ear by ear), the walls one
+// quad tall. The root between two teeth
 // and the flanks are a fraction of the mean edge length, so the corners
 // along the rims stand far closer together than the target and a remesh
 // that keeps them has faces as narrow as the gaps between them.
 template <typename Mesh>
-void MakeCadGear(Mesh& mesh, unsigned int teeth = 12, double height = 0.4) {
+void MakeCadGear(Mesh& mesh, unsigned int teeth = 12, double height = 0.4, bool earCaps = false) {
     // Per tooth: the share of its period and the radius of each corner.
     const std::array<std::array<double, 2>, 4> profile = {{{0.0, 1.0}, {0.2, 1.2}, {0.5, 1.2}, {0.7, 1.0}}};
     std::vector<std::array<double, 2>> outline;
@@ -1104,6 +1105,46 @@ void MakeCadGear(Mesh& mesh, unsigned int teeth = 12, double height = 0.4) {
     for (const double z : {0.0, height})
         for (const auto& p : outline)
             AddVertex(mesh, p[0], p[1], z);
+    if (earCaps) {
+        // Each cap clipped ear by ear, as CAD tessellators deliver them: the
+        // first convex corner (walking the outline) whose triangle holds no
+        // other corner goes, long thin faces and no inner vertex.
+        std::vector<unsigned int> left(n);
+        for (unsigned int i = 0; i < n; ++i)
+            left[i] = i;
+        const auto cross = [&](unsigned int o, unsigned int a, unsigned int b) {
+            return (outline[a][0] - outline[o][0]) * (outline[b][1] - outline[o][1]) -
+                   (outline[a][1] - outline[o][1]) * (outline[b][0] - outline[o][0]);
+        };
+        const auto ear = [&](unsigned int i, unsigned int j, unsigned int l) {
+            AddFace(mesh, bottom + i, bottom + l, bottom + j);
+            AddFace(mesh, top + i, top + j, top + l);
+        };
+        while (left.size() > 3) {
+            bool clipped = false;
+            for (std::size_t k = 0; k < left.size() && !clipped; ++k) {
+                const unsigned int i = left[(k + left.size() - 1) % left.size()], j = left[k],
+                                   l = left[(k + 1) % left.size()];
+                if (cross(i, j, l) <= 1e-12)
+                    continue;
+                bool inside = false;
+                for (const unsigned int m : left)
+                    if (m != i && m != j && m != l && cross(i, j, m) >= 0 && cross(j, l, m) >= 0 && cross(l, i, m) >= 0)
+                        inside = true;
+                if (inside)
+                    continue;
+                ear(i, j, l);
+                left.erase(left.begin() + static_cast<std::ptrdiff_t>(k));
+                clipped = true;
+            }
+            if (!clipped)
+                break;
+        }
+        ear(left[0], left[1], left[2]);
+        for (unsigned int i = 0; i < n; ++i)
+            AddQuad(mesh, bottom + i, bottom + (i + 1) % n, top + (i + 1) % n, top + i);
+        return;
+    }
     const unsigned int below = top + n, above = below + 1;
     AddVertex(mesh, 0, 0, 0);
     AddVertex(mesh, 0, 0, height);

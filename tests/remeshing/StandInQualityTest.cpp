@@ -445,6 +445,28 @@ TEST(StandInQualityFine, ThinParapetKeepsBothRims) {
     EXPECT_NEAR(top, 2 * 6 * 0.08 + 2 * 0.3 * 1.84, 1e-6);
 }
 
+// A gear of 24 teeth with ear-clipped caps: each tooth's tip wall is 0.18
+// targets wide between two vertical lines 0.75 targets tall. Its corners
+// stand where only two lines meet while the sizing is built (the flanks'
+// edges along the caps are kept as lines only afterwards), so the tip
+// wall's lines counted as a thin wall, whose target is 2.5 times as wide
+// as it, and were split once or twice.
+TEST(StandInQualityFine, GearWithEarClippedCapsSplitsItsTipWallsAtTheirWidth) {
+    ShapeMesh mesh;
+    MakeCadGear(mesh, 24, 0.4, true);
+    const ShapeMesh input(mesh);
+    ASSERT_GT(EnclosedVolume(input), 0);
+    const double target = MeanEdge(input);
+    ASSERT_TRUE(mesh.RemeshPreservingShape(target));
+    EXPECT_TRUE(IsCleanResult(mesh, true));
+    EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
+    // 26.6 degrees; 22.1 with the tip walls' lines
+    // split once or twice.
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 25.0);
+    EXPECT_LT(FarthestVertex(mesh, input), 1e-6 * target);
+    EXPECT_LT(FarthestVertex(input, mesh), 1e-6 * target);
+}
+
 // A perforated plate 0.08 targets thick at twice its mean edge: each hole's
 // two rims are closer than the floor of the sizing, and merged, the plate's
 // top lay on its bottom and folded along every hole. A wall of one row of
