@@ -1085,12 +1085,13 @@ void MakeCadBracket(Mesh& mesh, double thickness = 0.8, double height = 2) {
 
 // A spur gear CAD-style: `teeth` teeth on a disc of radius 1, each a
 // trapezoid 0.2 tall, the outline meeting the wall at right angles, each cap
-// a fan from its centre, the walls one quad tall. The root between two teeth
+// a fan from its centre (or, with earCaps, clipped ear by ear), the walls one
+// quad tall. The root between two teeth
 // and the flanks are a fraction of the mean edge length, so the corners
 // along the rims stand far closer together than the target and a remesh
 // that keeps them has faces as narrow as the gaps between them.
 template <typename Mesh>
-void MakeCadGear(Mesh& mesh, unsigned int teeth = 12, double height = 0.4) {
+void MakeCadGear(Mesh& mesh, unsigned int teeth = 12, double height = 0.4, bool earCaps = false) {
     // Per tooth: the share of its period and the radius of each corner.
     const std::array<std::array<double, 2>, 4> profile = {{{0.0, 1.0}, {0.2, 1.2}, {0.5, 1.2}, {0.7, 1.0}}};
     std::vector<std::array<double, 2>> outline;
@@ -1104,6 +1105,46 @@ void MakeCadGear(Mesh& mesh, unsigned int teeth = 12, double height = 0.4) {
     for (const double z : {0.0, height})
         for (const auto& p : outline)
             AddVertex(mesh, p[0], p[1], z);
+    if (earCaps) {
+        // Each cap clipped ear by ear, as CAD tessellators deliver them: the
+        // first convex corner (walking the outline) whose triangle holds no
+        // other corner goes, long thin faces and no inner vertex.
+        std::vector<unsigned int> left(n);
+        for (unsigned int i = 0; i < n; ++i)
+            left[i] = i;
+        const auto cross = [&](unsigned int o, unsigned int a, unsigned int b) {
+            return (outline[a][0] - outline[o][0]) * (outline[b][1] - outline[o][1]) -
+                   (outline[a][1] - outline[o][1]) * (outline[b][0] - outline[o][0]);
+        };
+        const auto ear = [&](unsigned int i, unsigned int j, unsigned int l) {
+            AddFace(mesh, bottom + i, bottom + l, bottom + j);
+            AddFace(mesh, top + i, top + j, top + l);
+        };
+        while (left.size() > 3) {
+            bool clipped = false;
+            for (std::size_t k = 0; k < left.size() && !clipped; ++k) {
+                const unsigned int i = left[(k + left.size() - 1) % left.size()], j = left[k],
+                                   l = left[(k + 1) % left.size()];
+                if (cross(i, j, l) <= 1e-12)
+                    continue;
+                bool inside = false;
+                for (const unsigned int m : left)
+                    if (m != i && m != j && m != l && cross(i, j, m) >= 0 && cross(j, l, m) >= 0 && cross(l, i, m) >= 0)
+                        inside = true;
+                if (inside)
+                    continue;
+                ear(i, j, l);
+                left.erase(left.begin() + static_cast<std::ptrdiff_t>(k));
+                clipped = true;
+            }
+            if (!clipped)
+                break;
+        }
+        ear(left[0], left[1], left[2]);
+        for (unsigned int i = 0; i < n; ++i)
+            AddQuad(mesh, bottom + i, bottom + (i + 1) % n, top + (i + 1) % n, top + i);
+        return;
+    }
     const unsigned int below = top + n, above = below + 1;
     AddVertex(mesh, 0, 0, 0);
     AddVertex(mesh, 0, 0, height);
@@ -1797,6 +1838,101 @@ void MakeBlockOfFlats(Mesh& mesh, unsigned int floors = 4, unsigned int bays = 6
                             AddQuad(mesh, vertex(q[0]), vertex(q[3]), vertex(q[2]), vertex(q[1]));
                     }
             }
+}
+
+// A plate `cells` x `cells` units, `thickness` thick, with a round hole of
+// `holeSides` sides and radius 0.3 through the middle of each unit cell, as
+// a CAD exporter writes sheet metal: each cell's square outline (two points
+// a side) joined to its hole by one strip of faces ordered by angle, each
+// hole's side one quad tall, the outer side one quad tall per outline point.
+template <typename Mesh>
+void MakePerforatedSheet(Mesh& mesh, unsigned int cells = 10, unsigned int holeSides = 8, double thickness = 0.05) {
+    std::map<std::array<long long, 3>, unsigned int> index;
+    const auto vertex = [&](double x, double y, double z) {
+        const std::array<long long, 3> key = {std::llround(x * 1e9), std::llround(y * 1e9), std::llround(z * 1e9)};
+        const auto found = index.find(key);
+        if (found != index.end())
+            return found->second;
+        const unsigned int v = mesh.m_Vertices.GetCount();
+        AddVertex(mesh, x, y, z);
+        index.emplace(key, v);
+        return v;
+    };
+    struct Point2 {
+        double x, y;
+    };
+    for (unsigned int ci = 0; ci < cells; ++ci)
+        for (unsigned int cj = 0; cj < cells; ++cj) {
+            const double cx = ci + 0.5, cy = cj + 0.5;
+            std::vector<Point2> square, hole;
+            for (int side = 0; side < 4; ++side)
+                for (int k = 0; k < 2; ++k) {
+                    const double t = k / 2.0;
+                    const Point2 corners[4] = {{t, 0}, {1, t}, {1 - t, 1}, {0, 1 - t}};
+                    square.push_back({ci + corners[side].x, cj + corners[side].y});
+                }
+            for (unsigned int k = 0; k < holeSides; ++k)
+                hole.push_back(
+                    {cx + 0.3 * std::cos(2 * Pi * k / holeSides), cy + 0.3 * std::sin(2 * Pi * k / holeSides)});
+            // Both loops by angle round the cell's centre, merged into one
+            // strip: the next point taken from whichever loop comes first.
+            const auto angle = [&](const Point2& q) {
+                const double a = std::atan2(q.y - cy, q.x - cx);
+                return a < 0 ? a + 2 * Pi : a;
+            };
+            const auto byAngle = [&](std::vector<Point2>& loop) {
+                std::sort(loop.begin(), loop.end(),
+                          [&](const Point2& a, const Point2& b) { return angle(a) < angle(b); });
+            };
+            byAngle(square);
+            byAngle(hole);
+            for (const double z : {thickness, 0.0}) {
+                const std::size_t na = square.size(), nb = hole.size();
+                std::size_t i = 0, j = 0;
+                while (i < na || j < nb) {
+                    const double an = angle(square[(i + 1) % na]) + (i + 1 >= na ? 2 * Pi : 0);
+                    const double bn = angle(hole[(j + 1) % nb]) + (j + 1 >= nb ? 2 * Pi : 0);
+                    unsigned int t[3];
+                    if (j >= nb || (i < na && an <= bn)) {
+                        t[0] = vertex(square[i % na].x, square[i % na].y, z);
+                        t[1] = vertex(square[(i + 1) % na].x, square[(i + 1) % na].y, z);
+                        t[2] = vertex(hole[j % nb].x, hole[j % nb].y, z);
+                        ++i;
+                    } else {
+                        t[0] = vertex(square[i % na].x, square[i % na].y, z);
+                        t[1] = vertex(hole[(j + 1) % nb].x, hole[(j + 1) % nb].y, z);
+                        t[2] = vertex(hole[j % nb].x, hole[j % nb].y, z);
+                        ++j;
+                    }
+                    if (z > 0)
+                        AddFace(mesh, t[0], t[1], t[2]);
+                    else
+                        AddFace(mesh, t[2], t[1], t[0]);
+                }
+            }
+            for (unsigned int k = 0; k < holeSides; ++k) {
+                const Point2 &p = hole[k], &q = hole[(k + 1) % holeSides];
+                const unsigned int a = vertex(p.x, p.y, 0), b = vertex(q.x, q.y, 0), c = vertex(q.x, q.y, thickness),
+                                   d = vertex(p.x, p.y, thickness);
+                AddFace(mesh, a, c, b);
+                AddFace(mesh, a, d, c);
+            }
+        }
+    const unsigned int n = cells * 2;
+    std::vector<Point2> outline;
+    for (int side = 0; side < 4; ++side)
+        for (unsigned int k = 0; k < n; ++k) {
+            const double t = double(cells) * k / n, c = cells;
+            const Point2 corners[4] = {{t, 0}, {c, t}, {c - t, c}, {0, c - t}};
+            outline.push_back(corners[side]);
+        }
+    for (std::size_t k = 0; k < outline.size(); ++k) {
+        const Point2 &p = outline[k], &q = outline[(k + 1) % outline.size()];
+        const unsigned int a = vertex(p.x, p.y, 0), b = vertex(q.x, q.y, 0), c = vertex(q.x, q.y, thickness),
+                           d = vertex(p.x, p.y, thickness);
+        AddFace(mesh, a, b, c);
+        AddFace(mesh, a, c, d);
+    }
 }
 
 }  // namespace QuorvelTest

@@ -446,6 +446,52 @@ TEST(StandInQualityFine, ThinParapetKeepsBothRims) {
     EXPECT_NEAR(top, 2 * 6 * 0.08 + 2 * 0.3 * 1.84, 1e-6);
 }
 
+// A gear of 24 teeth with ear-clipped caps: each tooth's tip wall is 0.18
+// targets wide between two vertical lines 0.75 targets tall. Its corners
+// stand where only two lines meet while the sizing is built (the flanks'
+// edges along the caps are kept as lines only afterwards), so the tip
+// wall's lines counted as a thin wall, whose target is 2.5 times as wide
+// as it, and were split once or twice.
+TEST(StandInQualityFine, GearWithEarClippedCapsSplitsItsTipWallsAtTheirWidth) {
+    ShapeMesh mesh;
+    MakeCadGear(mesh, 24, 0.4, true);
+    const ShapeMesh input(mesh);
+    ASSERT_GT(EnclosedVolume(input), 0);
+    const double target = MeanEdge(input);
+    ASSERT_TRUE(mesh.RemeshPreservingShape(target));
+    EXPECT_TRUE(IsCleanResult(mesh, true));
+    EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
+    // 26.6 degrees; 22.1 with the tip walls' lines
+    // split once or twice.
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 25.0);
+    EXPECT_LT(FarthestVertex(mesh, input), 1e-6 * target);
+    EXPECT_LT(FarthestVertex(input, mesh), 1e-6 * target);
+}
+
+// A perforated plate 0.08 targets thick at twice its mean edge: each hole's
+// two rims are closer than the floor of the sizing, and merged, the plate's
+// top lay on its bottom and folded along every hole. A wall of one row of
+// faces between long rim edges, with the plate's wide faces beyond, sets
+// its target down to 0.05 targets.
+TEST(StandInQualityFine, PerforatedSheetThinnerThanTheFloorKeepsBothSides) {
+    ShapeMesh mesh;
+    MakePerforatedSheet(mesh);
+    const ShapeMesh input(mesh);
+    const double volume = EnclosedVolume(input);
+    ASSERT_NEAR(volume, 0.05 * 100 * (1 - 0.5 * 8 * 0.09 * std::sin(2 * Pi / 8)), 1e-9);
+    const double target = 2 * MeanEdge(input);
+    ASSERT_TRUE(mesh.RemeshPreservingShape(target));
+    EXPECT_TRUE(IsCleanResult(mesh, true));
+    // No fold and the whole volume; merged, 760 folded edges.
+    EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
+    EXPECT_NEAR(EnclosedVolume(mesh), volume, 0.01 * volume);
+    // 12.3 degrees, the input's own quads of the holes' sides (0.05 x 0.23
+    // between corners); 0.8 merged, and a hole's rim 0.05 off.
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 11.0);
+    EXPECT_LT(FarthestVertex(mesh, input), 0.01 * target);
+    EXPECT_LT(FarthestVertex(input, mesh), 0.01 * target);
+}
+
 // A thin-walled bowl whose flat rim is 0.29 targets wide between two closed
 // creases without a corner, each edge of them 1.25 targets long: staggered
 // across the rim at that spacing its faces reached 24.6 degrees. Lines of

@@ -229,6 +229,15 @@ constexpr double WallEvenness = 1.5;
 // wide between two closed outlines whose edges are 1.25 targets long, made
 // faces of 24.6 degrees across it.
 constexpr double StaggerLengths = 3.4641016151377544;
+// A wall under the floor of the sizing (see MinSizeFactor) down to this many
+// targets still sets its target where it is one row of faces between lines
+// whose edges are long against it (see StaggerLengths), and the face beyond
+// its line is wider than the stretched target: the side of a hole through a
+// plate 0.08 targets thick. Merged there, the plate's two sides lay on each
+// other and folded along every hole. The strands of a head of hair (walls on
+// both sides of every crease) and a membrane's two sheets (joined only far
+// off, at their outer rim) stay as they were.
+constexpr double MinWallFactor = 0.05;
 
 // A part thinner than the target all round (a stem, a tail, a strand, a
 // link of a chain), coarsened to the target, kept fewer than three vertices
@@ -731,6 +740,8 @@ private:
     void AddThinPartSources(double floor);
     // Whether line edges g and e bound a wall (see ThinWallStretch).
     bool BackToBack(std::uint32_t g, std::uint32_t e) const;
+    // Whether a face of line edge g or e has its third corner on the other.
+    bool JoinedAcross(std::uint32_t g, std::uint32_t e) const;
     std::uint8_t SideOf(std::uint32_t g, const Vec& w) const;
     // The local target at p.
     double SizeAt(const Vec& p) const;

@@ -131,6 +131,19 @@ bool CEngine::BackToBack(std::uint32_t g, std::uint32_t e) const {
     return false;
 }
 
+bool CEngine::JoinedAcross(std::uint32_t g, std::uint32_t e) const {
+    const auto reaches = [&](std::uint32_t h, std::uint32_t k) {
+        for (const std::uint32_t side : {h, m_Twin[h]})
+            if (side != None) {
+                const std::uint32_t apex = m_Corner[Prev(side)];
+                if (apex == m_Corner[k] || apex == Target(k))
+                    return true;
+            }
+        return false;
+    };
+    return reaches(g, e) || reaches(e, g);
+}
+
 // Which face of line edge g the direction w points into from the edge: 1 its
 // own, 2 its twin's.
 std::uint8_t CEngine::SideOf(std::uint32_t g, const Vec& w) const {
@@ -160,9 +173,15 @@ std::uint8_t CEngine::SideOf(std::uint32_t g, const Vec& w) const {
 void CEngine::AddFacingLineSources(double floor, double ceiling) {
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
     std::vector<std::uint32_t> edges;
+    // How many lines meet at each vertex, creases of solid edges the lines
+    // dropped as too short for the target counted too: those are kept as
+    // lines once the sizing resolves them (a gear tooth's flank along its
+    // cap), and without them a tooth's tip corners, where three meet, looked
+    // like ends of sliding lines and its tip wall like a thin wall, whose
+    // target is 2.5 times as wide.
     std::vector<std::uint8_t> lineEdges(m_Position.size(), 0);
     for (std::uint32_t h = 0; h < halfEdges; ++h)
-        if (m_Corner[h] != None && IsLine(m_Kind[h]) && (m_Twin[h] == None || m_Twin[h] > h))
+        if (m_Corner[h] != None && (IsLine(m_Kind[h]) || SolidEdge(h)) && (m_Twin[h] == None || m_Twin[h] > h))
             for (const std::uint32_t v : {m_Corner[h], Target(h)})
                 lineEdges[v] = static_cast<std::uint8_t>(std::min(3, lineEdges[v] + 1));
     // The other edges of solid lines (of sliding vertices, or between corners
@@ -214,6 +233,7 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
     const double cosParallel = std::cos(FacingAngle * Pi / 180.0);
     const double target2 = m_TargetLength * m_TargetLength;
     const double merge2 = CornerMergeFactor * CornerMergeFactor * target2, floor2 = floor * floor;
+    const double wallFloor2 = MinWallFactor * MinWallFactor * target2;
     const double wall2 = target2 / (ThinWallStretch * ThinWallStretch), stagger2 = StaggerLengths * StaggerLengths;
     // The wall sources, each with its line edge, and for each line edge the
     // faces (1 its own, 2 its twin's) across which such a wall lies.
@@ -262,13 +282,27 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                                 d2 < wall2 && Squared(along) > stagger2 * d2 && other2 > stagger2 * d2;
                             if (!thin)
                                 gap = std::min(gap, std::sqrt(d2));
-                            else if (d2 >= floor2 && (d2 < merge2 || staggered)) {
+                            else if (d2 < merge2 || staggered) {
+                                // Under the floor only a wall of one row of
+                                // faces between long edges, with a wide face
+                                // beyond it (a hole's side in a thin plate).
+                                const bool deep = d2 >= floor2;
+                                if (!deep && !(d2 >= wallFloor2 && Squared(along) > stagger2 * d2 &&
+                                               other2 > stagger2 * d2 && JoinedAcross(edges[i], e)))
+                                    continue;
                                 const double ra = Squared((pa - px) * other), rb = Squared((pb - px) * other);
-                                if (std::min(ra, rb) * WallEvenness * WallEvenness > std::max(ra, rb) &&
-                                    BackToBack(edges[i], e)) {
-                                    wallGap = std::min(wallGap, ThinWallStretch * std::sqrt(d2));
-                                    sides[i] |= SideOf(edges[i], px + other * t - p);
+                                if (!(std::min(ra, rb) * WallEvenness * WallEvenness > std::max(ra, rb)) ||
+                                    !BackToBack(edges[i], e))
+                                    continue;
+                                const std::uint8_t side = SideOf(edges[i], px + other * t - p);
+                                if (!deep) {
+                                    const std::uint32_t beyond = side == 1 ? m_Twin[edges[i]] : edges[i];
+                                    if (beyond != None && !(Squared((m_Position[m_Corner[Prev(beyond)]] - pa) * along) >
+                                                            ThinWallStretch * ThinWallStretch * d2 * Squared(along)))
+                                        continue;
                                 }
+                                wallGap = std::min(wallGap, ThinWallStretch * std::sqrt(d2));
+                                sides[i] |= side;
                             }
                         }
                     }
