@@ -691,8 +691,10 @@ private:
         m_SegmentHint.push_back(None);
         m_CarriedSlot.push_back(None);
         m_Roughness.push_back(0.0);
-        if (!m_Size.empty())
+        if (!m_Size.empty()) {
             m_Size.push_back(SizeAt(position));
+            m_SizePlace.push_back(position);
+        }
         return static_cast<std::uint32_t>(m_Position.size() - 1);
     }
     std::uint32_t NewFace(std::uint32_t a, std::uint32_t b, std::uint32_t c) {
@@ -928,7 +930,10 @@ private:
     // Moves a free corner of each face under ThinAngle to the place of its
     // plane that its flat fan's smallest angle is largest at (see
     // SearchMove); whether any moved.
-    bool SearchToRaiseAngles();
+    // searched: per vertex, 1 where its last search found no move and
+    // nothing it depends on (its fan and the faces beyond the fan's sides)
+    // has moved since; such a search would find none again.
+    bool SearchToRaiseAngles(std::vector<std::uint8_t>& searched);
     // Where v's fan is flat, searches its plane for the place that gives the
     // fan the largest smallest angle and moves v there, if that lies on the
     // input, gains MinAngleGain and turns and folds no face; whether it
@@ -960,7 +965,8 @@ private:
         SplitToRaiseAngles();
         RaiseAnglesBesideLines();
         CollapseToRaiseAngles();
-        for (int pass = 0; pass < 4 && SearchToRaiseAngles(); ++pass) { }
+        std::vector<std::uint8_t> searched(m_Position.size(), 0);
+        for (int pass = 0; pass < 4 && SearchToRaiseAngles(searched); ++pass) { }
         SnapToPeaks();
         SnapToSoftCorners();
         if (m_Options.m_FitFaces)
@@ -995,6 +1001,10 @@ private:
     // Whether moving v to q keeps every face of its fan from turning over or
     // vanishing; `smallest` receives the fan's smallest angle there.
     bool FanAfterMove(std::uint32_t v, const Vec& q, double& smallest) const;
+    // FanAfterMove's smallest angle where the move keeps every face and that
+    // angle lies above `floor` (at least 0); -1 otherwise. Where only a
+    // better place counts, most places tried lose at once on a cosine.
+    double FanAngleAbove(std::uint32_t v, const Vec& q, double floor) const;
     // Moves free vertex v towards the centroid of its ring where that raises
     // the smallest angle of its fan without turning a face; whether it moved.
     // alongLine: a sliding vertex off every open boundary may move too, along
@@ -1176,6 +1186,10 @@ private:
     // Per vertex, the local target at its place (see SizeGrading); empty
     // where no corner lowers it anywhere.
     std::vector<double> m_Size;
+    // Per vertex, the place m_Size was measured at (not a number where it
+    // was not): most passes move few vertices, and the target of a vertex
+    // that stayed put is the same.
+    std::vector<Vec> m_SizePlace;
     // The sources of the local target, and a sparse grid over them: sorted
     // cell keys, and for each the range of its sources in m_SizeCellSources.
     std::vector<CSizeSource> m_SizeSources;

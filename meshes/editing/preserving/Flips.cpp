@@ -571,7 +571,7 @@ bool CEngine::SplitToRaiseAngles() {
 // and moves there where that lies on the input (so the surface stays where
 // it was), gains MinAngleGain and turns and folds no face. On curved parts
 // such moves would trade distance for angle, and are left out.
-bool CEngine::SearchToRaiseAngles() {
+bool CEngine::SearchToRaiseAngles(std::vector<std::uint8_t>& searched) {
     bool changed = false;
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
     // Bounded: one sweep over the faces, at most three searches per face,
@@ -581,11 +581,28 @@ bool CEngine::SearchToRaiseAngles() {
         if (!IsThinFace(f, CosThinAngle))
             continue;
         const std::uint32_t* corner = &m_Corner[3 * f];
-        for (std::uint32_t k = 0; k < 3; ++k)
-            if (IsFree(corner[k]) && SearchMove(corner[k])) {
-                changed = true;
-                break;
+        for (std::uint32_t k = 0; k < 3; ++k) {
+            const std::uint32_t v = corner[k];
+            if (!IsFree(v) || searched[v])
+                continue;
+            if (!SearchMove(v)) {
+                searched[v] = 1;
+                continue;
             }
+            // The vertices with v in their fans or beyond their fans'
+            // sides: the corners of v's faces and of the faces across
+            // their sides.
+            ForEachOutgoing(v, [&](std::uint32_t e) {
+                for (const std::uint32_t h : {e, Next(e), Prev(e)}) {
+                    searched[m_Corner[h]] = 0;
+                    if (const std::uint32_t t = m_Twin[h]; t != None)
+                        for (std::uint32_t j = t - t % 3; j < t - t % 3 + 3; ++j)
+                            searched[m_Corner[j]] = 0;
+                }
+            });
+            changed = true;
+            break;
+        }
     }
     return changed;
 }
@@ -617,10 +634,9 @@ bool CEngine::SearchMove(std::uint32_t v) {
     const Vec u = u0 / std::sqrt(Squared(u0)), w = normal * u;
     // A place that turns or flattens a face of the fan scores below any.
     double best = before;
-    const Vec q = SearchPlane(p, u, w, 0.25 * reach / count, best, [&](const Vec& x) {
-        double smallest;
-        return FanAfterMove(v, x, smallest) ? smallest : -1.0;
-    });
+    // The search takes a place only where it scores above the best so far.
+    const Vec q =
+        SearchPlane(p, u, w, 0.25 * reach / count, best, [&](const Vec& x) { return FanAngleAbove(v, x, best); });
     if (!(best > before + MinAngleGain))
         return false;
     Vec onInput;
@@ -838,6 +854,41 @@ bool CEngine::FanAfterMove(std::uint32_t v, const Vec& q, double& smallest) cons
         smallest = std::min(smallest, SmallestAngle(q, x, y));
     });
     return keeps;
+}
+
+double CEngine::FanAngleAbove(std::uint32_t v, const Vec& q, double floor) const {
+    const Vec& p = m_Position[v];
+    // A face whose cosine lies clearly above the floor's is below the floor;
+    // one clearly below the largest cosine is not the fan's smallest angle.
+    // Only the rest are measured by SmallestAngle, which gives the very
+    // value FanAfterMove would.
+    const double floorCos = std::cos(floor) + AngleCosMargin;
+    bool keeps = true, exact = false;
+    double largest = -1;
+    ForEachOutgoing(v, [&](std::uint32_t e) {
+        if (!keeps)
+            return;
+        const Vec &x = m_Position[Target(e)], &y = m_Position[m_Corner[Prev(e)]];
+        const Vec old = (x - p) * (y - p), moved = (x - q) * (y - q);
+        keeps = Squared(moved) > m_MinCross2 && old % moved > 0;
+        const double cosine = SmallestAngleCos(q, x, y);
+        if (!std::isfinite(cosine))
+            exact = true;
+        else if (cosine > floorCos)
+            keeps = false;
+        else
+            largest = std::max(largest, cosine);
+    });
+    if (!keeps)
+        return -1.0;
+    const double near = largest - AngleCosMargin;
+    double smallest = Pi;
+    ForEachOutgoing(v, [&](std::uint32_t e) {
+        const Vec &x = m_Position[Target(e)], &y = m_Position[m_Corner[Prev(e)]];
+        if (exact || !(SmallestAngleCos(q, x, y) < near))
+            smallest = std::min(smallest, SmallestAngle(q, x, y));
+    });
+    return smallest > floor ? smallest : -1.0;
 }
 
 bool CEngine::NearbyFaceWithin(const Vec& c, std::uint32_t v, double limit2) const {
