@@ -481,6 +481,32 @@ inline double SmallestAngleCos(const Vec& p0, const Vec& p1, const Vec& p2) {
 // Margin of the screens by that cosine (see SmallestAngleOfFaces), far
 // above its rounding and SmallestAngle's.
 constexpr double AngleCosMargin = 1e-9;
+// The smallest of SmallestAngle over the four triangles (each three corners)
+// where that lies above `floor`; -1 otherwise. A search keeps a place only
+// where it scores above the best so far, and most places lose at once on a
+// face whose cosine (SmallestAngleCos) is clearly above the floor's; of the
+// rest only the faces near the largest cosine are measured. A negative floor
+// always gets the smallest angle.
+inline double SmallestAngleAbove(const Vec* const (&corners)[4][3], double floor) {
+    const double floorCos = floor >= 0 ? std::cos(floor) + AngleCosMargin : 2.0;
+    double cosine[4], largest = -1;
+    for (int k = 0; k < 4; ++k) {
+        cosine[k] = SmallestAngleCos(*corners[k][0], *corners[k][1], *corners[k][2]);
+        if (!std::isfinite(cosine[k])) {
+            const auto at = [&](int i) { return SmallestAngle(*corners[i][0], *corners[i][1], *corners[i][2]); };
+            const double smallest = std::min(std::min(at(0), at(1)), std::min(at(2), at(3)));
+            return smallest > floor ? smallest : -1.0;
+        }
+        if (cosine[k] > floorCos)
+            return -1.0;
+        largest = std::max(largest, cosine[k]);
+    }
+    double smallest = Pi;
+    for (int k = 0; k < 4; ++k)
+        if (!(cosine[k] < largest - AngleCosMargin))
+            smallest = std::min(smallest, SmallestAngle(*corners[k][0], *corners[k][1], *corners[k][2]));
+    return smallest > floor ? smallest : -1.0;
+}
 
 // The point of segment a-b nearest to p.
 Vec ClosestOnSegment(const Vec& p, const Vec& a, const Vec& b);

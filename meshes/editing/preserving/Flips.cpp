@@ -509,7 +509,9 @@ bool CEngine::SplitToRaiseAngles() {
             m[2] = (q - pb) * (pd - pb);
             m[3] = (pa - q) * (pd - q);
         };
-        const auto score = [&](const Vec& q) {
+        // The four faces' smallest angle where it lies above floor (see
+        // SmallestAngleAbove), -1 where one turns or vanishes.
+        const auto score = [&](const Vec& q, double floor) {
             Vec m[4];
             madeNormals(q, m);
             for (int k = 0; k < 4; ++k) {
@@ -517,8 +519,8 @@ bool CEngine::SplitToRaiseAngles() {
                 if (!(Squared(m[k]) > m_MinCross2) || !(m[k] % n0 > 0) || !(m[k] % n1 > 0) || !(m[k] % old > 0))
                     return -1.0;
             }
-            return std::min(std::min(SmallestAngle(pa, q, pc), SmallestAngle(q, pb, pc)),
-                            std::min(SmallestAngle(pb, q, pd), SmallestAngle(q, pa, pd)));
+            const Vec* const made[4][3] = {{&pa, &q, &pc}, {&q, &pb, &pc}, {&pb, &q, &pd}, {&q, &pa, &pd}};
+            return SmallestAngleAbove(made, floor);
         };
         const Vec u = (pb - pa) / std::sqrt(EdgeLength2(h)), w0 = pc - pd;
         const Vec w1 = w0 - u * (w0 % u);
@@ -526,8 +528,9 @@ bool CEngine::SplitToRaiseAngles() {
             continue;
         const Vec w = w1 / std::sqrt(Squared(w1));
         const Vec middle = (pa + pb + pc + pd) * 0.25;
-        double best = score(middle);
-        const Vec q = SearchPlane(middle, u, w, 0.25 * std::sqrt(EdgeLength2(h)), best, score);
+        double best = score(middle, -1.0);
+        const Vec q = SearchPlane(middle, u, w, 0.25 * std::sqrt(EdgeLength2(h)), best,
+                                  [&](const Vec& x) { return score(x, best); });
         if (!(best > before + MinAngleGain))
             continue;
         std::uint32_t hint = None;
@@ -858,34 +861,45 @@ bool CEngine::FanAfterMove(std::uint32_t v, const Vec& q, double& smallest) cons
 
 double CEngine::FanAngleAbove(std::uint32_t v, const Vec& q, double floor) const {
     const Vec& p = m_Position[v];
-    // A face whose cosine lies clearly above the floor's is below the floor;
+    // A face whose cosine lies clearly above the floor's is below the floor
+    // (and a turned face scores -1 just the same, so that test comes first);
     // one clearly below the largest cosine is not the fan's smallest angle.
     // Only the rest are measured by SmallestAngle, which gives the very
     // value FanAfterMove would.
     const double floorCos = std::cos(floor) + AngleCosMargin;
+    constexpr int Kept = 16;
+    double cosines[Kept];
+    int faces = 0;
     bool keeps = true, exact = false;
     double largest = -1;
     ForEachOutgoing(v, [&](std::uint32_t e) {
         if (!keeps)
             return;
         const Vec &x = m_Position[Target(e)], &y = m_Position[m_Corner[Prev(e)]];
-        const Vec old = (x - p) * (y - p), moved = (x - q) * (y - q);
-        keeps = Squared(moved) > m_MinCross2 && old % moved > 0;
         const double cosine = SmallestAngleCos(q, x, y);
+        if (faces < Kept)
+            cosines[faces] = cosine;
+        ++faces;
         if (!std::isfinite(cosine))
             exact = true;
-        else if (cosine > floorCos)
+        else if (cosine > floorCos) {
             keeps = false;
-        else
+            return;
+        } else
             largest = std::max(largest, cosine);
+        const Vec old = (x - p) * (y - p), moved = (x - q) * (y - q);
+        keeps = Squared(moved) > m_MinCross2 && old % moved > 0;
     });
     if (!keeps)
         return -1.0;
     const double near = largest - AngleCosMargin;
     double smallest = Pi;
+    int k = 0;
     ForEachOutgoing(v, [&](std::uint32_t e) {
         const Vec &x = m_Position[Target(e)], &y = m_Position[m_Corner[Prev(e)]];
-        if (exact || !(SmallestAngleCos(q, x, y) < near))
+        const double cosine = k < Kept ? cosines[k] : SmallestAngleCos(q, x, y);
+        ++k;
+        if (exact || !(cosine < near))
             smallest = std::min(smallest, SmallestAngle(q, x, y));
     });
     return smallest > floor ? smallest : -1.0;
