@@ -495,7 +495,7 @@ inline double SmallestAngleAbove(const Vec* const (&corners)[4][3], double floor
         if (!std::isfinite(cosine[k])) {
             const auto at = [&](int i) { return SmallestAngle(*corners[i][0], *corners[i][1], *corners[i][2]); };
             const double smallest = std::min(std::min(at(0), at(1)), std::min(at(2), at(3)));
-            return smallest > floor ? smallest : -1.0;
+            return floor < 0 || smallest > floor ? smallest : -1.0;
         }
         if (cosine[k] > floorCos)
             return -1.0;

@@ -82,14 +82,20 @@ void CEngine::BuildSizing() {
 
     // A source lowers the target only within its reach, (target - gap) /
     // grading of it; each cell a target wide lists the sources whose reach
-    // meets it, in the sources' order. (Cells of twice the reach listing
-    // their 27-cell blocks were simpler, but on a plate perforated by holes
-    // a few targets apart every place looked at several hundred sources.)
-    // The margin keeps a source where rounding might put a place of the
-    // cell just inside its reach; elsewhere it is at least the target.
+    // meets it, in the sources' order. (Cells two targets wide listing their
+    // 27-cell blocks made every place of a plate perforated by holes a few
+    // targets apart look at several hundred sources.) The margin, far above
+    // the rounding of the places' offsets from the origin, keeps a source
+    // wherever rounding might put a place of the cell inside its reach;
+    // everywhere else it gives at least the target.
     m_SizeCell = m_TargetLength;
     m_SizeOrigin = m_SizeSources.front().m_Point;
-    const double margin = 1e-9 * m_TargetLength;
+    double extent = 0;
+    for (const CSizeSource& source : m_SizeSources)
+        if (IsFinite(source.m_Point))
+            extent = std::max(
+                {extent, std::fabs(source.m_Point.x), std::fabs(source.m_Point.y), std::fabs(source.m_Point.z)});
+    const double margin = 1e-9 * m_TargetLength + 1e-12 * extent;
     std::vector<std::pair<std::uint64_t, std::uint32_t>> entries;
     for (std::uint32_t s = 0; s < m_SizeSources.size(); ++s) {
         const CSizeSource& source = m_SizeSources[s];
