@@ -529,6 +529,40 @@ TEST(StandInQualityFine, FlatRimOfAThinBowlKeepsItsFacesWide) {
     EXPECT_LT(std::fabs(rim), 1.03 * annulus);
 }
 
+// A sheet 0.15 targets thick perforated by 10 x 10 holes of 8 sides, 2.3
+// targets apart: the two rims of every hole bound a wall thinner than the
+// corner merge, and the wall's sources reach over the whole sheet. Both rims
+// of every hole stay (no fold, the input within rounding of the result), the
+// faces keep their angles, and one thread and two give the same result; the
+// count pins how far the refinement reaches.
+TEST(StandInQualityFine, PerforatedSheetKeepsBothRimsOfEveryHole) {
+    ShapeMesh mesh;
+    MakePiercedBlock(mesh, 10, 10, 8, 0.065, 0.3);
+    const ShapeMesh input(mesh);
+    const double target = MeanEdge(input);
+    ASSERT_LT(0.065, 0.2 * target);
+    ShapeMesh two(mesh);
+    const int previous = omp_get_max_threads();
+    omp_set_num_threads(1);
+    ASSERT_TRUE(mesh.RemeshPreservingShape(target));
+    omp_set_num_threads(2);
+    ASSERT_TRUE(two.RemeshPreservingShape(target));
+    omp_set_num_threads(previous);
+    EXPECT_TRUE(IsCleanResult(mesh, true));
+    EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
+    // 14.2 degrees and 9,446 faces; both rims of every hole within
+    // rounding of the input's.
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 12.0);
+    EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.01 * target);
+    EXPECT_LT(FarthestVertexThroughTree(input, mesh), 0.01 * target);
+    EXPECT_GT(mesh.m_Faces.GetCount(), 8000u);
+    EXPECT_LT(mesh.m_Faces.GetCount(), 11000u);
+    ASSERT_EQ(mesh.m_Faces.GetCount(), two.m_Faces.GetCount());
+    ASSERT_EQ(mesh.m_Vertices.GetCount(), two.m_Vertices.GetCount());
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
+        ASSERT_EQ(Position(mesh, v), Position(two, v)) << "vertex " << v;
+}
+
 // A stem half a target thick at its root and a quarter at its tip, coarsened
 // to the target, kept two vertices round its cross-section: it flattened into
 // a ribbon whose sides lay on each other (16 folded edges, 22 written inwards;

@@ -490,6 +490,32 @@ inline double SmallestAngleCos(const Vec& p0, const Vec& p1, const Vec& p2) {
 // Margin of the screens by that cosine (see SmallestAngleOfFaces), far
 // above its rounding and SmallestAngle's.
 constexpr double AngleCosMargin = 1e-9;
+// The smallest of SmallestAngle over the four triangles (each three corners)
+// where that lies above `floor`; -1 otherwise. A search keeps a place only
+// where it scores above the best so far, and most places lose at once on a
+// face whose cosine (SmallestAngleCos) is clearly above the floor's; of the
+// rest only the faces near the largest cosine are measured. A negative floor
+// always gets the smallest angle.
+inline double SmallestAngleAbove(const Vec* const (&corners)[4][3], double floor) {
+    const double floorCos = floor >= 0 ? std::cos(floor) + AngleCosMargin : 2.0;
+    double cosine[4], largest = -1;
+    for (int k = 0; k < 4; ++k) {
+        cosine[k] = SmallestAngleCos(*corners[k][0], *corners[k][1], *corners[k][2]);
+        if (!std::isfinite(cosine[k])) {
+            const auto at = [&](int i) { return SmallestAngle(*corners[i][0], *corners[i][1], *corners[i][2]); };
+            const double smallest = std::min(std::min(at(0), at(1)), std::min(at(2), at(3)));
+            return floor < 0 || smallest > floor ? smallest : -1.0;
+        }
+        if (cosine[k] > floorCos)
+            return -1.0;
+        largest = std::max(largest, cosine[k]);
+    }
+    double smallest = Pi;
+    for (int k = 0; k < 4; ++k)
+        if (!(cosine[k] < largest - AngleCosMargin))
+            smallest = std::min(smallest, SmallestAngle(*corners[k][0], *corners[k][1], *corners[k][2]));
+    return smallest > floor ? smallest : -1.0;
+}
 
 // The point of segment a-b nearest to p.
 Vec ClosestOnSegment(const Vec& p, const Vec& a, const Vec& b);
@@ -703,8 +729,10 @@ private:
         m_SegmentHint.push_back(None);
         m_CarriedSlot.push_back(None);
         m_Roughness.push_back(0.0);
-        if (!m_Size.empty())
+        if (!m_Size.empty()) {
             m_Size.push_back(SizeAt(position));
+            m_SizePlace.push_back(position);
+        }
         return static_cast<std::uint32_t>(m_Position.size() - 1);
     }
     std::uint32_t NewFace(std::uint32_t a, std::uint32_t b, std::uint32_t c) {
@@ -942,7 +970,10 @@ private:
     // Moves a free corner of each face under ThinAngle to the place of its
     // plane that its flat fan's smallest angle is largest at (see
     // SearchMove); whether any moved.
-    bool SearchToRaiseAngles();
+    // searched: per vertex, 1 where its last search found no move and
+    // nothing it depends on (its fan and the faces beyond the fan's sides)
+    // has moved since; such a search would find none again.
+    bool SearchToRaiseAngles(std::vector<std::uint8_t>& searched);
     // Where v's fan is flat, searches its plane for the place that gives the
     // fan the largest smallest angle and moves v there, if that lies on the
     // input, gains MinAngleGain and turns and folds no face; whether it
@@ -978,7 +1009,8 @@ private:
         SplitToRaiseAngles();
         RaiseAnglesBesideLines();
         CollapseToRaiseAngles();
-        for (int pass = 0; pass < 4 && SearchToRaiseAngles(); ++pass) { }
+        std::vector<std::uint8_t> searched(m_Position.size(), 0);
+        for (int pass = 0; pass < 4 && SearchToRaiseAngles(searched); ++pass) { }
         SnapToPeaks();
         SnapToSoftCorners();
         if (m_Options.m_FitFaces)
@@ -1013,6 +1045,10 @@ private:
     // Whether moving v to q keeps every face of its fan from turning over or
     // vanishing; `smallest` receives the fan's smallest angle there.
     bool FanAfterMove(std::uint32_t v, const Vec& q, double& smallest) const;
+    // FanAfterMove's smallest angle where the move keeps every face and that
+    // angle lies above `floor` (at least 0); -1 otherwise. Where only a
+    // better place counts, most places tried lose at once on a cosine.
+    double FanAngleAbove(std::uint32_t v, const Vec& q, double floor) const;
     // Moves free vertex v towards the centroid of its ring where that raises
     // the smallest angle of its fan without turning a face; whether it moved.
     // alongLine: a sliding vertex off every open boundary may move too, along
@@ -1194,6 +1230,10 @@ private:
     // Per vertex, the local target at its place (see SizeGrading); empty
     // where no corner lowers it anywhere.
     std::vector<double> m_Size;
+    // Per vertex, the place m_Size was measured at (not a number where it
+    // was not): most passes move few vertices, and the target of a vertex
+    // that stayed put is the same.
+    std::vector<Vec> m_SizePlace;
     // The sources of the local target, and a sparse grid over them: sorted
     // cell keys, and for each the range of its sources in m_SizeCellSources.
     std::vector<CSizeSource> m_SizeSources;

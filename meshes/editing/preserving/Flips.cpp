@@ -509,7 +509,9 @@ bool CEngine::SplitToRaiseAngles() {
             m[2] = (q - pb) * (pd - pb);
             m[3] = (pa - q) * (pd - q);
         };
-        const auto score = [&](const Vec& q) {
+        // The four faces' smallest angle where it lies above floor (see
+        // SmallestAngleAbove), -1 where one turns or vanishes.
+        const auto score = [&](const Vec& q, double floor) {
             Vec m[4];
             madeNormals(q, m);
             for (int k = 0; k < 4; ++k) {
@@ -517,8 +519,8 @@ bool CEngine::SplitToRaiseAngles() {
                 if (!(Squared(m[k]) > m_MinCross2) || !(m[k] % n0 > 0) || !(m[k] % n1 > 0) || !(m[k] % old > 0))
                     return -1.0;
             }
-            return std::min(std::min(SmallestAngle(pa, q, pc), SmallestAngle(q, pb, pc)),
-                            std::min(SmallestAngle(pb, q, pd), SmallestAngle(q, pa, pd)));
+            const Vec* const made[4][3] = {{&pa, &q, &pc}, {&q, &pb, &pc}, {&pb, &q, &pd}, {&q, &pa, &pd}};
+            return SmallestAngleAbove(made, floor);
         };
         const Vec u = (pb - pa) / std::sqrt(EdgeLength2(h)), w0 = pc - pd;
         const Vec w1 = w0 - u * (w0 % u);
@@ -526,8 +528,9 @@ bool CEngine::SplitToRaiseAngles() {
             continue;
         const Vec w = w1 / std::sqrt(Squared(w1));
         const Vec middle = (pa + pb + pc + pd) * 0.25;
-        double best = score(middle);
-        const Vec q = SearchPlane(middle, u, w, 0.25 * std::sqrt(EdgeLength2(h)), best, score);
+        double best = score(middle, -1.0);
+        const Vec q = SearchPlane(middle, u, w, 0.25 * std::sqrt(EdgeLength2(h)), best,
+                                  [&](const Vec& x) { return score(x, best); });
         if (!(best > before + MinAngleGain))
             continue;
         std::uint32_t hint = None;
@@ -571,7 +574,7 @@ bool CEngine::SplitToRaiseAngles() {
 // and moves there where that lies on the input (so the surface stays where
 // it was), gains MinAngleGain and turns and folds no face. On curved parts
 // such moves would trade distance for angle, and are left out.
-bool CEngine::SearchToRaiseAngles() {
+bool CEngine::SearchToRaiseAngles(std::vector<std::uint8_t>& searched) {
     bool changed = false;
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
     // Bounded: one sweep over the faces, at most three searches per face,
@@ -581,11 +584,28 @@ bool CEngine::SearchToRaiseAngles() {
         if (!IsThinFace(f, CosThinAngle))
             continue;
         const std::uint32_t* corner = &m_Corner[3 * f];
-        for (std::uint32_t k = 0; k < 3; ++k)
-            if (IsFree(corner[k]) && SearchMove(corner[k])) {
-                changed = true;
-                break;
+        for (std::uint32_t k = 0; k < 3; ++k) {
+            const std::uint32_t v = corner[k];
+            if (!IsFree(v) || searched[v])
+                continue;
+            if (!SearchMove(v)) {
+                searched[v] = 1;
+                continue;
             }
+            // The vertices with v in their fans or beyond their fans'
+            // sides: the corners of v's faces and of the faces across
+            // their sides.
+            ForEachOutgoing(v, [&](std::uint32_t e) {
+                for (const std::uint32_t h : {e, Next(e), Prev(e)}) {
+                    searched[m_Corner[h]] = 0;
+                    if (const std::uint32_t t = m_Twin[h]; t != None)
+                        for (std::uint32_t j = t - t % 3; j < t - t % 3 + 3; ++j)
+                            searched[m_Corner[j]] = 0;
+                }
+            });
+            changed = true;
+            break;
+        }
     }
     return changed;
 }
@@ -617,10 +637,9 @@ bool CEngine::SearchMove(std::uint32_t v) {
     const Vec u = u0 / std::sqrt(Squared(u0)), w = normal * u;
     // A place that turns or flattens a face of the fan scores below any.
     double best = before;
-    const Vec q = SearchPlane(p, u, w, 0.25 * reach / count, best, [&](const Vec& x) {
-        double smallest;
-        return FanAfterMove(v, x, smallest) ? smallest : -1.0;
-    });
+    // The search takes a place only where it scores above the best so far.
+    const Vec q =
+        SearchPlane(p, u, w, 0.25 * reach / count, best, [&](const Vec& x) { return FanAngleAbove(v, x, best); });
     if (!(best > before + MinAngleGain))
         return false;
     Vec onInput;
@@ -838,6 +857,52 @@ bool CEngine::FanAfterMove(std::uint32_t v, const Vec& q, double& smallest) cons
         smallest = std::min(smallest, SmallestAngle(q, x, y));
     });
     return keeps;
+}
+
+double CEngine::FanAngleAbove(std::uint32_t v, const Vec& q, double floor) const {
+    const Vec& p = m_Position[v];
+    // A face whose cosine lies clearly above the floor's is below the floor
+    // (and a turned face scores -1 just the same, so that test comes first);
+    // one clearly below the largest cosine is not the fan's smallest angle.
+    // Only the rest are measured by SmallestAngle, which gives the very
+    // value FanAfterMove would.
+    const double floorCos = std::cos(floor) + AngleCosMargin;
+    constexpr int Kept = 16;
+    double cosines[Kept];
+    int faces = 0;
+    bool keeps = true, exact = false;
+    double largest = -1;
+    ForEachOutgoing(v, [&](std::uint32_t e) {
+        if (!keeps)
+            return;
+        const Vec &x = m_Position[Target(e)], &y = m_Position[m_Corner[Prev(e)]];
+        const double cosine = SmallestAngleCos(q, x, y);
+        if (faces < Kept)
+            cosines[faces] = cosine;
+        ++faces;
+        if (!std::isfinite(cosine))
+            exact = true;
+        else if (cosine > floorCos) {
+            keeps = false;
+            return;
+        } else
+            largest = std::max(largest, cosine);
+        const Vec old = (x - p) * (y - p), moved = (x - q) * (y - q);
+        keeps = Squared(moved) > m_MinCross2 && old % moved > 0;
+    });
+    if (!keeps)
+        return -1.0;
+    const double near = largest - AngleCosMargin;
+    double smallest = Pi;
+    int k = 0;
+    ForEachOutgoing(v, [&](std::uint32_t e) {
+        const Vec &x = m_Position[Target(e)], &y = m_Position[m_Corner[Prev(e)]];
+        const double cosine = k < Kept ? cosines[k] : SmallestAngleCos(q, x, y);
+        ++k;
+        if (exact || !(cosine < near))
+            smallest = std::min(smallest, SmallestAngle(q, x, y));
+    });
+    return smallest > floor ? smallest : -1.0;
 }
 
 bool CEngine::NearbyFaceWithin(const Vec& c, std::uint32_t v, double limit2) const {

@@ -53,6 +53,7 @@ void CEngine::BuildSizing() {
     m_SizeCellStart.clear();
     m_SizeCellSources.clear();
     m_Size.clear();
+    m_SizePlace.clear();
     const double floor = MinSizeFactor * m_TargetLength, ceiling = MaxSizeFactor * m_TargetLength;
     // Each short line edge between two corners: neither end may move or go,
     // so every face beside it is as narrow as the edge is short against the
@@ -79,22 +80,49 @@ void CEngine::BuildSizing() {
     if (m_SizeSources.empty())
         return;
 
-    // A source lowers the target only within (target - gap) / grading of it:
-    // with cells target / grading wide every place it reaches lies in its own
-    // cell or a neighbour, and each cell lists the sources of its 27-cell
-    // block, in the sources' order.
-    m_SizeCell = m_TargetLength / SizeGrading;
+    // A source lowers the target only within its reach, (target - gap) /
+    // grading of it; each cell a target wide lists the sources whose reach
+    // meets it, in the sources' order. (Cells two targets wide listing their
+    // 27-cell blocks made every place of a plate perforated by holes a few
+    // targets apart look at several hundred sources.) The margin, far above
+    // the rounding of the places' offsets from the origin, keeps a source
+    // wherever rounding might put a place of the cell inside its reach;
+    // everywhere else it gives at least the target.
+    m_SizeCell = m_TargetLength;
     m_SizeOrigin = m_SizeSources.front().m_Point;
+    double extent = 0;
+    for (const CSizeSource& source : m_SizeSources)
+        if (IsFinite(source.m_Point))
+            extent = std::max(
+                {extent, std::fabs(source.m_Point.x), std::fabs(source.m_Point.y), std::fabs(source.m_Point.z)});
+    const double margin = 1e-9 * m_TargetLength + 1e-12 * extent;
     std::vector<std::pair<std::uint64_t, std::uint32_t>> entries;
     for (std::uint32_t s = 0; s < m_SizeSources.size(); ++s) {
-        const Vec d = (m_SizeSources[s].m_Point - m_SizeOrigin) / m_SizeCell;
-        const std::int64_t x = static_cast<std::int64_t>(std::floor(d.x)),
-                           y = static_cast<std::int64_t>(std::floor(d.y)),
-                           z = static_cast<std::int64_t>(std::floor(d.z));
-        for (int i = -1; i <= 1; ++i)
-            for (int j = -1; j <= 1; ++j)
-                for (int k = -1; k <= 1; ++k)
-                    entries.emplace_back(CellKey(x + i, y + j, z + k), s);
+        const CSizeSource& source = m_SizeSources[s];
+        const double reach = (m_TargetLength - source.m_Gap) / SizeGrading + margin;
+        const Vec d = source.m_Point - m_SizeOrigin;
+        if (!(reach > margin) || !IsFinite(d))
+            continue;
+        std::int64_t low[3], high[3];
+        for (int i = 0; i < 3; ++i) {
+            low[i] = static_cast<std::int64_t>(std::floor((d[i] - reach) / m_SizeCell));
+            high[i] = static_cast<std::int64_t>(std::floor((d[i] + reach) / m_SizeCell));
+        }
+        // Squared distance from the source to the cell's span along axis i.
+        const auto outside2 = [&](int i, std::int64_t c) {
+            const double from = static_cast<double>(c) * m_SizeCell, to = from + m_SizeCell;
+            const double out = d[i] < from ? from - d[i] : (d[i] > to ? d[i] - to : 0.0);
+            return out * out;
+        };
+        for (std::int64_t x = low[0]; x <= high[0]; ++x)
+            for (std::int64_t y = low[1]; y <= high[1]; ++y) {
+                const double xy2 = outside2(0, x) + outside2(1, y);
+                if (!(xy2 < reach * reach))
+                    continue;
+                for (std::int64_t z = low[2]; z <= high[2]; ++z)
+                    if (xy2 + outside2(2, z) < reach * reach)
+                        entries.emplace_back(CellKey(x, y, z), s);
+            }
     }
     std::sort(entries.begin(), entries.end());
     for (std::size_t i = 0; i < entries.size(); ++i) {
@@ -502,13 +530,23 @@ double CEngine::SizeAt(const Vec& p) const {
 }
 
 void CEngine::UpdateSizes() {
-    if (m_SizeCells.empty())
+    if (m_Size.empty())
         return;
+    const double nan = std::numeric_limits<double>::quiet_NaN();
     m_Size.resize(m_Position.size());
+    m_SizePlace.resize(m_Position.size(), Vec(nan, nan, nan));
     const std::int64_t vertexCount = static_cast<std::int64_t>(m_Position.size());
 #pragma omp parallel for schedule(static) if (vertexCount >= ParallelVertices)
-    for (std::int64_t v = 0; v < vertexCount; ++v)
-        m_Size[v] = (m_Flags[v] & Deleted) ? m_TargetLength : SizeAt(m_Position[v]);
+    for (std::int64_t v = 0; v < vertexCount; ++v) {
+        const Vec &p = m_Position[v], &was = m_SizePlace[v];
+        if (m_Flags[v] & Deleted) {
+            m_Size[v] = m_TargetLength;
+            m_SizePlace[v] = Vec(nan, nan, nan);
+        } else if (!(p.x == was.x && p.y == was.y && p.z == was.z)) {
+            m_Size[v] = SizeAt(p);
+            m_SizePlace[v] = p;
+        }
+    }
 }
 
 }  // namespace Corvane::Pellix::Quorvel::detail::preserving

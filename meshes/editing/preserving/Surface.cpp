@@ -385,8 +385,10 @@ void CEngine::Compact() {
     permute(m_SegmentHint);
     permute(m_CarriedSlot);
     permute(m_Roughness);
-    if (!m_Size.empty())
+    if (!m_Size.empty()) {
         permute(m_Size);
+        permute(m_SizePlace);
+    }
     std::vector<std::uint32_t> out(vertices);
 #pragma omp parallel for schedule(static) if (vertexEntries >= ParallelVertices)
     for (std::int64_t i = 0; i < vertexEntries; ++i)
