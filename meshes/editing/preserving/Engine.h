@@ -1232,6 +1232,8 @@ private:
         int m_Valence;
     };
     std::vector<std::uint32_t> m_SnapFaces;
+    // Per vertex, whether SnapToCorners tries it (see there).
+    std::vector<std::uint8_t> m_SnapScreen;
     std::vector<CSnapSlot> m_SnapSlots;
     std::vector<std::uint32_t> m_SnapVertices;
     std::vector<CSnapVertex> m_SnapSaved;

@@ -882,13 +882,69 @@ bool CEngine::SnapToCorners(double snapFactor, double floor, const std::vector<s
     const double reach2 = m_TargetLength * m_TargetLength;
     bool changed = false;
     const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
+    const auto cornerBitsOf = [&](std::uint32_t v) -> std::uint8_t {
+        return cornerBits ? (*cornerBits)[m_FaceHint[v]] : 7;
+    };
+    // Whether corner k of the triangle draws v at p: the corner is near, no
+    // neighbour is nearer, and the faces around pass too far from it.
+    const auto draws = [&](std::uint32_t v, const Vec& p, const Vec& c, std::uint8_t bits, int k) {
+        const double distance2 = Squared(c - p);
+        // A vertex on the corner already has faces through it.
+        if (!(bits & (1u << k)) || !(distance2 < reach2) || c == p)
+            return false;
+        bool nearest = true;
+        ForEachNeighbour(
+            v, [&](std::uint32_t w, std::uint32_t) { nearest = nearest && Squared(c - m_Position[w]) >= distance2; });
+        return nearest && !NearbyFaceWithin(c, v, limit2);
+    };
+    // Most vertices are drawn by no corner, which all threads find at once
+    // from the places at the start. A vertex passed by there is still tried
+    // where an earlier move of the sweep changed what its test reads: the
+    // places of its two rings, its own face hint, the fans of its ring. All
+    // of that lies within two rings of the vertices a move changes, through
+    // edges as they are after it (an edge a flip removed has both ends among
+    // those vertices). Where a non-manifold vertex stands in the way, whose
+    // walk may miss a neighbour, every vertex after it is tried.
+    m_SnapScreen.resize(vertexCount);
+    const std::int64_t screenCount = vertexCount;
+#pragma omp parallel for schedule(dynamic, 1024) if (screenCount >= ParallelVertices)
+    for (std::int64_t i = 0; i < screenCount; ++i) {
+        const std::uint32_t v = static_cast<std::uint32_t>(i);
+        bool drawn = false;
+        if (IsFree(v) && m_FaceHint[v] != None) {
+            const std::uint8_t bits = cornerBitsOf(v);
+            const CTriangle& triangle = m_Triangles[m_FaceHint[v]];
+            const Vec* corners[3] = {&triangle.m_A, &triangle.m_B, &triangle.m_C};
+            for (int k = 0; k < 3 && !drawn && bits != 0; ++k)
+                drawn = draws(v, m_Position[v], *corners[k], bits, k);
+        }
+        m_SnapScreen[v] = drawn;
+    }
+    bool tryAll = false;
+    const auto markAround = [&](std::uint32_t s) {
+        if (m_Flags[s] & (Deleted | NonManifold)) {
+            tryAll = true;
+            return;
+        }
+        m_SnapScreen[s] = 1;
+        ForEachNeighbour(s, [&](std::uint32_t w, std::uint32_t) {
+            m_SnapScreen[w] = 1;
+            if (m_Flags[w] & (Deleted | NonManifold)) {
+                tryAll = true;
+                return;
+            }
+            ForEachNeighbour(w, [&](std::uint32_t x, std::uint32_t) { m_SnapScreen[x] = 1; });
+        });
+    };
     // Bounded: one sweep over the vertices, three corners each, each a walk
     // over the fans of the vertex and its ring and at most six places tried,
     // five of them projected.
     for (std::uint32_t v = 0; v < vertexCount; ++v) {
+        if (!m_SnapScreen[v] && !tryAll)
+            continue;
         if (!IsFree(v) || m_FaceHint[v] == None)
             continue;
-        const std::uint8_t bits = cornerBits ? (*cornerBits)[m_FaceHint[v]] : 7;
+        const std::uint8_t bits = cornerBitsOf(v);
         if (bits == 0)
             continue;
         const Vec p = m_Position[v];
@@ -896,21 +952,13 @@ bool CEngine::SnapToCorners(double snapFactor, double floor, const std::vector<s
         const Vec* corners[3] = {&triangle.m_A, &triangle.m_B, &triangle.m_C};
         for (int k = 0; k < 3; ++k) {
             const Vec& c = *corners[k];
-            const double distance2 = Squared(c - p);
-            // A vertex on the corner already has faces through it.
-            if (!(bits & (1u << k)) || !(distance2 < reach2) || c == p)
-                continue;
-            bool nearest = true;
-            ForEachNeighbour(v, [&](std::uint32_t w, std::uint32_t) {
-                nearest = nearest && Squared(c - m_Position[w]) >= distance2;
-            });
-            if (!nearest || NearbyFaceWithin(c, v, limit2))
+            if (!draws(v, p, c, bits, k))
                 continue;
             double before = Pi;
             ForEachOutgoing(v, [&](std::uint32_t e) {
                 before = std::min(before, SmallestAngle(p, m_Position[Target(e)], m_Position[m_Corner[Prev(e)]]));
             });
-            bool moved = false;
+            bool moved = false, ring = false;
             for (const double share : shares) {
                 const Vec q = share == 1.0 ? c : Projected(v, p + (c - p) * share);
                 if (!IsFinite(q))
@@ -923,9 +971,16 @@ bool CEngine::SnapToCorners(double snapFactor, double floor, const std::vector<s
                 }
             }
             if (!moved && ringFollows)
-                moved = SnapWithRing(v, c, floor);
+                moved = ring = SnapWithRing(v, c, floor);
             if (moved) {
                 changed = true;
+                // SnapWithRing leaves the vertices it may have changed in
+                // m_SnapVertices, v among them.
+                if (ring)
+                    for (const std::uint32_t s : m_SnapVertices)
+                        markAround(s);
+                else
+                    markAround(v);
                 break;
             }
         }
