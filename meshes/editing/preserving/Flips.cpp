@@ -303,11 +303,14 @@ void CEngine::ProjectSurvivor(std::uint32_t a, std::uint32_t b) {
 bool CEngine::CloseNotchEars() {
     bool changed = false;
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
+    const auto candidate = [&](std::uint32_t f) { return IsThinFace(f, CosThinAngle); };
+    if (!AnyFace(candidate))
+        return false;
     m_NotchEars = true;
     // Bounded: one sweep over the faces, at most one collapse per face and
     // one projection.
     for (std::uint32_t f = 0; f < faceCount; ++f) {
-        if (!IsThinFace(f, CosThinAngle))
+        if (!candidate(f))
             continue;
         const std::uint32_t shortest = ShortestSide(f), t = m_Twin[shortest];
         const auto notch = [&](std::uint32_t v) { return IsOpen(v) && m_Valence[v] == 3; };
@@ -338,12 +341,17 @@ bool CEngine::CollapseToRaiseAngles() {
     bool changed = false;
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
     const auto square = [](int x) { return x * x; };
+    const auto candidate = [&](std::uint32_t f) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        return IsThinFace(f) && IsFree(corner[0]) && IsFree(corner[1]) && IsFree(corner[2]);
+    };
+    if (!AnyFace(candidate))
+        return false;
     // Bounded: one sweep over the faces, at most one collapse per face (two
     // fan walks of at most MaxCollapseValence edges), one projection and
     // one move.
     for (std::uint32_t f = 0; f < faceCount; ++f) {
-        const std::uint32_t* corner = &m_Corner[3 * f];
-        if (!IsThinFace(f) || !IsFree(corner[0]) || !IsFree(corner[1]) || !IsFree(corner[2]))
+        if (!candidate(f))
             continue;
         const std::uint32_t shortest = ShortestSide(f);
         const std::uint32_t t = m_Twin[shortest];
@@ -389,15 +397,21 @@ bool CEngine::CollapseToRaiseAngles() {
 bool CEngine::CollapseRimToRaiseAngles() {
     bool changed = false;
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
+    const auto candidate = [&](std::uint32_t f) {
+        if (!IsThinFace(f))
+            return false;
+        const std::uint32_t h = ShortestSide(f);
+        return m_Kind[h] == Kept && m_Twin[h] == None && EdgeLength2(h) < m_CollapseLength2;
+    };
+    if (!AnyFace(candidate))
+        return false;
     // Bounded: one sweep over the faces, at most one collapse per face (two
     // fan walks of at most MaxCollapseValence edges for the check, two for
     // the collapse) and one move of each vertex of the survivor's ring.
     for (std::uint32_t f = 0; f < faceCount; ++f) {
-        if (!IsThinFace(f))
+        if (!candidate(f))
             continue;
         const std::uint32_t h = ShortestSide(f);
-        if (m_Kind[h] != Kept || m_Twin[h] != None || !(EdgeLength2(h) < m_CollapseLength2))
-            continue;
         const std::uint32_t a = m_Corner[h], b = Target(h);
         if (m_Valence[a] + m_Valence[b] - 3 > MaxCollapseValence)
             continue;
@@ -422,15 +436,21 @@ bool CEngine::CollapseRimToRaiseAngles() {
 bool CEngine::CollapseLineToRaiseAngles() {
     bool changed = false;
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
+    const auto candidate = [&](std::uint32_t f) {
+        if (!IsThinFace(f))
+            return false;
+        const std::uint32_t h = ShortestSide(f);
+        return IsLine(m_Kind[h]) && m_Twin[h] != None && EdgeLength2(h) < m_CollapseLength2;
+    };
+    if (!AnyFace(candidate))
+        return false;
     // Bounded: one sweep over the faces, at most one collapse per face (two
     // walks around each end for the check, two for the collapse).
     for (std::uint32_t f = 0; f < faceCount; ++f) {
-        if (!IsThinFace(f))
+        if (!candidate(f))
             continue;
         const std::uint32_t h = ShortestSide(f);
-        const std::uint32_t kind = m_Kind[h], t = m_Twin[h];
-        if (!IsLine(kind) || t == None || !(EdgeLength2(h) < m_CollapseLength2))
-            continue;
+        const std::uint32_t kind = m_Kind[h];
         const std::uint32_t a = m_Corner[h], b = Target(h);
         if (m_Valence[a] + m_Valence[b] - 4 > MaxCollapseValence)
             continue;
@@ -476,12 +496,17 @@ bool CEngine::SplitToRaiseAngles() {
     bool changed = false;
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
     const auto bound = [&](std::uint32_t v) { return !IsFree(v) && !(m_Flags[v] & (Deleted | NonManifold)); };
+    const auto candidate = [&](std::uint32_t f) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        return IsThinFace(f, CosThinAngle) && bound(corner[0]) && bound(corner[1]) && bound(corner[2]);
+    };
+    if (!AnyFace(candidate))
+        return false;
     // Bounded: one sweep over the faces present on entry, at most one split
     // per face, each after a search of QuadSearchSteps steps of four places
     // and one query of the input.
     for (std::uint32_t f = 0; f < faceCount; ++f) {
-        const std::uint32_t* corner = &m_Corner[3 * f];
-        if (!IsThinFace(f, CosThinAngle) || !bound(corner[0]) || !bound(corner[1]) || !bound(corner[2]))
+        if (!candidate(f))
             continue;
         std::uint32_t h = 3 * f;
         for (std::uint32_t k = 1; k < 3; ++k)
@@ -574,11 +599,14 @@ bool CEngine::SplitToRaiseAngles() {
 bool CEngine::SearchToRaiseAngles() {
     bool changed = false;
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
+    const auto candidate = [&](std::uint32_t f) { return IsThinFace(f, CosThinAngle); };
+    if (!AnyFace(candidate))
+        return false;
     // Bounded: one sweep over the faces, at most three searches per face,
     // each QuadSearchSteps steps of four walks around one fan, and one
     // projection.
     for (std::uint32_t f = 0; f < faceCount; ++f) {
-        if (!IsThinFace(f, CosThinAngle))
+        if (!candidate(f))
             continue;
         const std::uint32_t* corner = &m_Corner[3 * f];
         for (std::uint32_t k = 0; k < 3; ++k)
@@ -688,11 +716,14 @@ bool CEngine::BesideLineOnly(std::uint32_t f) const {
 bool CEngine::RaiseAnglesBesideLines() {
     bool changed = false;
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
+    const auto candidate = [&](std::uint32_t f) { return IsThinFace(f) && BesideLineOnly(f); };
+    if (!AnyFace(candidate))
+        return false;
     // Bounded: one sweep over the faces, at most three attempts per face,
     // each a walk around one fan (twice) and two projections.
     for (std::uint32_t f = 0; f < faceCount; ++f) {
         const std::uint32_t* corner = &m_Corner[3 * f];
-        if (!IsThinFace(f) || !BesideLineOnly(f))
+        if (!candidate(f))
             continue;
         for (std::uint32_t k = 0; k < 3; ++k)
             if ((m_Flags[corner[k]] & Sliding) && MoveToRaiseAngles(corner[k], true)) {
@@ -734,15 +765,21 @@ bool CEngine::KeepsLineShape(std::uint32_t v, const Vec& q) const {
 bool CEngine::RaiseSmallestAngles(bool freeFaces) {
     bool changed = false;
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
+    const auto candidate = [&](std::uint32_t f) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        if (corner[0] == None)
+            return false;
+        const Vec &p0 = m_Position[corner[0]], &p1 = m_Position[corner[1]], &p2 = m_Position[corner[2]];
+        return IsThin(p0, p1, p2) || (freeFaces && IsFree(corner[0]) && IsFree(corner[1]) && IsFree(corner[2]) &&
+                                      IsThin(p0, p1, p2, CosFreeThinAngle));
+    };
+    if (!AnyFace(candidate))
+        return false;
     // Bounded: one sweep over the faces, at most three attempts per face,
     // each a walk around one fan (twice) and two projections.
     for (std::uint32_t f = 0; f < faceCount; ++f) {
         const std::uint32_t* corner = &m_Corner[3 * f];
-        if (corner[0] == None)
-            continue;
-        const Vec &p0 = m_Position[corner[0]], &p1 = m_Position[corner[1]], &p2 = m_Position[corner[2]];
-        if (!IsThin(p0, p1, p2) && !(freeFaces && IsFree(corner[0]) && IsFree(corner[1]) && IsFree(corner[2]) &&
-                                     IsThin(p0, p1, p2, CosFreeThinAngle)))
+        if (!candidate(f))
             continue;
         for (std::uint32_t k = 0; k < 3; ++k)
             if (MoveToRaiseAngles(corner[k])) {
