@@ -809,6 +809,18 @@ private:
     // (by default under FreeThinAngle): the faces the final passes work on.
     bool IsThinFace(std::uint32_t f, double cosThin) const;
     bool IsThinFace(std::uint32_t f) const;
+    // Whether `candidate(f)`, which only reads, holds for any face: each
+    // angle pass asks it first of its own test, since a pass that finds no
+    // face changes nothing, and on most meshes finds none.
+    template <class Candidate>
+    bool AnyFace(Candidate&& candidate) const {
+        const std::int64_t faceCount = static_cast<std::int64_t>(m_Corner.size() / 3);
+        bool any = false;
+#pragma omp parallel for schedule(static) reduction(|| : any) if (faceCount >= ParallelFaces)
+        for (std::int64_t f = 0; f < faceCount; ++f)
+            any = any || candidate(static_cast<std::uint32_t>(f));
+        return any;
+    }
     // The half-edge of face f's shortest side; the first of equal sides.
     std::uint32_t ShortestSide(std::uint32_t f) const {
         std::uint32_t shortest = 3 * f;
@@ -923,7 +935,9 @@ private:
     // half a turn meet at 60 degrees or less, their normals 118 to 120
     // degrees apart even where they are spread evenly: any unevenness folds
     // them (see MaxFoldCos). Four meet at about 90.
-    int MinValence(std::uint32_t v) const { return IsOpen(v) ? 2 : (m_Flags[v] & Needle) ? 4 : 3; }
+    int MinValence(std::uint32_t v) const {
+        return IsOpen(v) ? 2 : (m_Flags[v] & Needle) ? 4 : 3;
+    }
     bool FlipIsAllowed(std::uint32_t h) const;
     bool FlipIsValid(std::uint32_t h) const;
     void Flip(std::uint32_t h);
@@ -1290,6 +1304,8 @@ private:
         int m_Valence;
     };
     std::vector<std::uint32_t> m_SnapFaces;
+    // Per vertex, whether SnapToCorners tries it (see there).
+    std::vector<std::uint8_t> m_SnapScreen;
     std::vector<CSnapSlot> m_SnapSlots;
     std::vector<std::uint32_t> m_SnapVertices;
     std::vector<CSnapVertex> m_SnapSaved;

@@ -303,11 +303,14 @@ void CEngine::ProjectSurvivor(std::uint32_t a, std::uint32_t b) {
 bool CEngine::CloseNotchEars() {
     bool changed = false;
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
+    const auto candidate = [&](std::uint32_t f) { return IsThinFace(f, CosThinAngle); };
+    if (!AnyFace(candidate))
+        return false;
     m_NotchEars = true;
     // Bounded: one sweep over the faces, at most one collapse per face and
     // one projection.
     for (std::uint32_t f = 0; f < faceCount; ++f) {
-        if (!IsThinFace(f, CosThinAngle))
+        if (!candidate(f))
             continue;
         const std::uint32_t shortest = ShortestSide(f), t = m_Twin[shortest];
         const auto notch = [&](std::uint32_t v) { return IsOpen(v) && m_Valence[v] == 3; };
@@ -338,12 +341,17 @@ bool CEngine::CollapseToRaiseAngles() {
     bool changed = false;
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
     const auto square = [](int x) { return x * x; };
+    const auto candidate = [&](std::uint32_t f) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        return IsThinFace(f) && IsFree(corner[0]) && IsFree(corner[1]) && IsFree(corner[2]);
+    };
+    if (!AnyFace(candidate))
+        return false;
     // Bounded: one sweep over the faces, at most one collapse per face (two
     // fan walks of at most MaxCollapseValence edges), one projection and
     // one move.
     for (std::uint32_t f = 0; f < faceCount; ++f) {
-        const std::uint32_t* corner = &m_Corner[3 * f];
-        if (!IsThinFace(f) || !IsFree(corner[0]) || !IsFree(corner[1]) || !IsFree(corner[2]))
+        if (!candidate(f))
             continue;
         const std::uint32_t shortest = ShortestSide(f);
         const std::uint32_t t = m_Twin[shortest];
@@ -389,15 +397,21 @@ bool CEngine::CollapseToRaiseAngles() {
 bool CEngine::CollapseRimToRaiseAngles() {
     bool changed = false;
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
+    const auto candidate = [&](std::uint32_t f) {
+        if (!IsThinFace(f))
+            return false;
+        const std::uint32_t h = ShortestSide(f);
+        return m_Kind[h] == Kept && m_Twin[h] == None && EdgeLength2(h) < m_CollapseLength2;
+    };
+    if (!AnyFace(candidate))
+        return false;
     // Bounded: one sweep over the faces, at most one collapse per face (two
     // fan walks of at most MaxCollapseValence edges for the check, two for
     // the collapse) and one move of each vertex of the survivor's ring.
     for (std::uint32_t f = 0; f < faceCount; ++f) {
-        if (!IsThinFace(f))
+        if (!candidate(f))
             continue;
         const std::uint32_t h = ShortestSide(f);
-        if (m_Kind[h] != Kept || m_Twin[h] != None || !(EdgeLength2(h) < m_CollapseLength2))
-            continue;
         const std::uint32_t a = m_Corner[h], b = Target(h);
         if (m_Valence[a] + m_Valence[b] - 3 > MaxCollapseValence)
             continue;
@@ -422,15 +436,21 @@ bool CEngine::CollapseRimToRaiseAngles() {
 bool CEngine::CollapseLineToRaiseAngles() {
     bool changed = false;
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
+    const auto candidate = [&](std::uint32_t f) {
+        if (!IsThinFace(f))
+            return false;
+        const std::uint32_t h = ShortestSide(f);
+        return IsLine(m_Kind[h]) && m_Twin[h] != None && EdgeLength2(h) < m_CollapseLength2;
+    };
+    if (!AnyFace(candidate))
+        return false;
     // Bounded: one sweep over the faces, at most one collapse per face (two
     // walks around each end for the check, two for the collapse).
     for (std::uint32_t f = 0; f < faceCount; ++f) {
-        if (!IsThinFace(f))
+        if (!candidate(f))
             continue;
         const std::uint32_t h = ShortestSide(f);
-        const std::uint32_t kind = m_Kind[h], t = m_Twin[h];
-        if (!IsLine(kind) || t == None || !(EdgeLength2(h) < m_CollapseLength2))
-            continue;
+        const std::uint32_t kind = m_Kind[h];
         const std::uint32_t a = m_Corner[h], b = Target(h);
         if (m_Valence[a] + m_Valence[b] - 4 > MaxCollapseValence)
             continue;
@@ -476,12 +496,17 @@ bool CEngine::SplitToRaiseAngles() {
     bool changed = false;
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
     const auto bound = [&](std::uint32_t v) { return !IsFree(v) && !(m_Flags[v] & (Deleted | NonManifold)); };
+    const auto candidate = [&](std::uint32_t f) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        return IsThinFace(f, CosThinAngle) && bound(corner[0]) && bound(corner[1]) && bound(corner[2]);
+    };
+    if (!AnyFace(candidate))
+        return false;
     // Bounded: one sweep over the faces present on entry, at most one split
     // per face, each after a search of QuadSearchSteps steps of four places
     // and one query of the input.
     for (std::uint32_t f = 0; f < faceCount; ++f) {
-        const std::uint32_t* corner = &m_Corner[3 * f];
-        if (!IsThinFace(f, CosThinAngle) || !bound(corner[0]) || !bound(corner[1]) || !bound(corner[2]))
+        if (!candidate(f))
             continue;
         std::uint32_t h = 3 * f;
         for (std::uint32_t k = 1; k < 3; ++k)
@@ -577,11 +602,14 @@ bool CEngine::SplitToRaiseAngles() {
 bool CEngine::SearchToRaiseAngles(std::vector<std::uint8_t>& searched) {
     bool changed = false;
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
+    const auto candidate = [&](std::uint32_t f) { return IsThinFace(f, CosThinAngle); };
+    if (!AnyFace(candidate))
+        return false;
     // Bounded: one sweep over the faces, at most three searches per face,
     // each QuadSearchSteps steps of four walks around one fan, and one
     // projection.
     for (std::uint32_t f = 0; f < faceCount; ++f) {
-        if (!IsThinFace(f, CosThinAngle))
+        if (!candidate(f))
             continue;
         const std::uint32_t* corner = &m_Corner[3 * f];
         for (std::uint32_t k = 0; k < 3; ++k) {
@@ -707,11 +735,14 @@ bool CEngine::BesideLineOnly(std::uint32_t f) const {
 bool CEngine::RaiseAnglesBesideLines() {
     bool changed = false;
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
+    const auto candidate = [&](std::uint32_t f) { return IsThinFace(f) && BesideLineOnly(f); };
+    if (!AnyFace(candidate))
+        return false;
     // Bounded: one sweep over the faces, at most three attempts per face,
     // each a walk around one fan (twice) and two projections.
     for (std::uint32_t f = 0; f < faceCount; ++f) {
         const std::uint32_t* corner = &m_Corner[3 * f];
-        if (!IsThinFace(f) || !BesideLineOnly(f))
+        if (!candidate(f))
             continue;
         for (std::uint32_t k = 0; k < 3; ++k)
             if ((m_Flags[corner[k]] & Sliding) && MoveToRaiseAngles(corner[k], true)) {
@@ -753,15 +784,21 @@ bool CEngine::KeepsLineShape(std::uint32_t v, const Vec& q) const {
 bool CEngine::RaiseSmallestAngles(bool freeFaces) {
     bool changed = false;
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
+    const auto candidate = [&](std::uint32_t f) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        if (corner[0] == None)
+            return false;
+        const Vec &p0 = m_Position[corner[0]], &p1 = m_Position[corner[1]], &p2 = m_Position[corner[2]];
+        return IsThin(p0, p1, p2) || (freeFaces && IsFree(corner[0]) && IsFree(corner[1]) && IsFree(corner[2]) &&
+                                      IsThin(p0, p1, p2, CosFreeThinAngle));
+    };
+    if (!AnyFace(candidate))
+        return false;
     // Bounded: one sweep over the faces, at most three attempts per face,
     // each a walk around one fan (twice) and two projections.
     for (std::uint32_t f = 0; f < faceCount; ++f) {
         const std::uint32_t* corner = &m_Corner[3 * f];
-        if (corner[0] == None)
-            continue;
-        const Vec &p0 = m_Position[corner[0]], &p1 = m_Position[corner[1]], &p2 = m_Position[corner[2]];
-        if (!IsThin(p0, p1, p2) && !(freeFaces && IsFree(corner[0]) && IsFree(corner[1]) && IsFree(corner[2]) &&
-                                     IsThin(p0, p1, p2, CosFreeThinAngle)))
+        if (!candidate(f))
             continue;
         for (std::uint32_t k = 0; k < 3; ++k)
             if (MoveToRaiseAngles(corner[k])) {
@@ -947,13 +984,69 @@ bool CEngine::SnapToCorners(double snapFactor, double floor, const std::vector<s
     const double reach2 = m_TargetLength * m_TargetLength;
     bool changed = false;
     const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
+    const auto cornerBitsOf = [&](std::uint32_t v) -> std::uint8_t {
+        return cornerBits ? (*cornerBits)[m_FaceHint[v]] : 7;
+    };
+    // Whether corner k of the triangle draws v at p: the corner is near, no
+    // neighbour is nearer, and the faces around pass too far from it.
+    const auto draws = [&](std::uint32_t v, const Vec& p, const Vec& c, std::uint8_t bits, int k) {
+        const double distance2 = Squared(c - p);
+        // A vertex on the corner already has faces through it.
+        if (!(bits & (1u << k)) || !(distance2 < reach2) || c == p)
+            return false;
+        bool nearest = true;
+        ForEachNeighbour(
+            v, [&](std::uint32_t w, std::uint32_t) { nearest = nearest && Squared(c - m_Position[w]) >= distance2; });
+        return nearest && !NearbyFaceWithin(c, v, limit2);
+    };
+    // Most vertices are drawn by no corner, which all threads find at once
+    // from the places at the start. A vertex passed by there is still tried
+    // where an earlier move of the sweep changed what its test reads: the
+    // places of its two rings, its own face hint, the fans of its ring. All
+    // of that lies within two rings of the vertices a move changes, through
+    // edges as they are after it (an edge a flip removed has both ends among
+    // those vertices). Where a non-manifold vertex stands in the way, whose
+    // walk may miss a neighbour, every vertex after it is tried.
+    m_SnapScreen.resize(vertexCount);
+    const std::int64_t screenCount = vertexCount;
+#pragma omp parallel for schedule(dynamic, 1024) if (screenCount >= ParallelVertices)
+    for (std::int64_t i = 0; i < screenCount; ++i) {
+        const std::uint32_t v = static_cast<std::uint32_t>(i);
+        bool drawn = false;
+        if (IsFree(v) && m_FaceHint[v] != None) {
+            const std::uint8_t bits = cornerBitsOf(v);
+            const CTriangle& triangle = m_Triangles[m_FaceHint[v]];
+            const Vec* corners[3] = {&triangle.m_A, &triangle.m_B, &triangle.m_C};
+            for (int k = 0; k < 3 && !drawn && bits != 0; ++k)
+                drawn = draws(v, m_Position[v], *corners[k], bits, k);
+        }
+        m_SnapScreen[v] = drawn;
+    }
+    bool tryAll = false;
+    const auto markAround = [&](std::uint32_t s) {
+        if (m_Flags[s] & (Deleted | NonManifold)) {
+            tryAll = true;
+            return;
+        }
+        m_SnapScreen[s] = 1;
+        ForEachNeighbour(s, [&](std::uint32_t w, std::uint32_t) {
+            m_SnapScreen[w] = 1;
+            if (m_Flags[w] & (Deleted | NonManifold)) {
+                tryAll = true;
+                return;
+            }
+            ForEachNeighbour(w, [&](std::uint32_t x, std::uint32_t) { m_SnapScreen[x] = 1; });
+        });
+    };
     // Bounded: one sweep over the vertices, three corners each, each a walk
     // over the fans of the vertex and its ring and at most six places tried,
     // five of them projected.
     for (std::uint32_t v = 0; v < vertexCount; ++v) {
+        if (!m_SnapScreen[v] && !tryAll)
+            continue;
         if (!IsFree(v) || m_FaceHint[v] == None)
             continue;
-        const std::uint8_t bits = cornerBits ? (*cornerBits)[m_FaceHint[v]] : 7;
+        const std::uint8_t bits = cornerBitsOf(v);
         if (bits == 0)
             continue;
         const Vec p = m_Position[v];
@@ -961,21 +1054,13 @@ bool CEngine::SnapToCorners(double snapFactor, double floor, const std::vector<s
         const Vec* corners[3] = {&triangle.m_A, &triangle.m_B, &triangle.m_C};
         for (int k = 0; k < 3; ++k) {
             const Vec& c = *corners[k];
-            const double distance2 = Squared(c - p);
-            // A vertex on the corner already has faces through it.
-            if (!(bits & (1u << k)) || !(distance2 < reach2) || c == p)
-                continue;
-            bool nearest = true;
-            ForEachNeighbour(v, [&](std::uint32_t w, std::uint32_t) {
-                nearest = nearest && Squared(c - m_Position[w]) >= distance2;
-            });
-            if (!nearest || NearbyFaceWithin(c, v, limit2))
+            if (!draws(v, p, c, bits, k))
                 continue;
             double before = Pi;
             ForEachOutgoing(v, [&](std::uint32_t e) {
                 before = std::min(before, SmallestAngle(p, m_Position[Target(e)], m_Position[m_Corner[Prev(e)]]));
             });
-            bool moved = false;
+            bool moved = false, ring = false;
             for (const double share : shares) {
                 const Vec q = share == 1.0 ? c : Projected(v, p + (c - p) * share);
                 if (!IsFinite(q))
@@ -988,9 +1073,16 @@ bool CEngine::SnapToCorners(double snapFactor, double floor, const std::vector<s
                 }
             }
             if (!moved && ringFollows)
-                moved = SnapWithRing(v, c, floor);
+                moved = ring = SnapWithRing(v, c, floor);
             if (moved) {
                 changed = true;
+                // SnapWithRing leaves the vertices it may have changed in
+                // m_SnapVertices, v among them.
+                if (ring)
+                    for (const std::uint32_t s : m_SnapVertices)
+                        markAround(s);
+                else
+                    markAround(v);
                 break;
             }
         }

@@ -369,39 +369,67 @@ void CEngine::AddThinPartSources(double floor) {
             if (a != b)
                 root[std::max(a, b)] = std::min(a, b);
         }
+    // Each face's piece on one thread (the walks shorten the paths); the
+    // faces' measures by whichever thread, each written by its face alone,
+    // then summed into the pieces and the vertices in face order, and the
+    // bends' maxima taken in half-edge order.
+    std::vector<std::uint32_t> pieceOf(faces, None);
+    for (std::uint32_t f = 0; f < faces; ++f)
+        if (m_Corner[3 * f] != None && m_Corner[3 * f + 1] != None && m_Corner[3 * f + 2] != None)
+            pieceOf[f] = find(f);
+    const std::int64_t faceCount = faces;
+    std::vector<double> spanned(faces, 0);
+#pragma omp parallel for schedule(static) if (faceCount >= ParallelFaces)
+    for (std::int64_t i = 0; i < faceCount; ++i) {
+        const std::uint32_t f = static_cast<std::uint32_t>(i);
+        if (pieceOf[f] == None)
+            continue;
+        const std::uint32_t a = m_Corner[3 * f], b = m_Corner[3 * f + 1], c = m_Corner[3 * f + 2];
+        const Vec& o = m_Position[m_Corner[3 * pieceOf[f]]];
+        spanned[f] = (m_Position[a] - o) % ((m_Position[b] - o) * (m_Position[c] - o));
+    }
     std::vector<double> volume(faces, 0);
     std::vector<char> open(faces, 0);
     for (std::uint32_t f = 0; f < faces; ++f) {
-        const std::uint32_t a = m_Corner[3 * f], b = m_Corner[3 * f + 1], c = m_Corner[3 * f + 2];
-        if (a == None || b == None || c == None)
+        const std::uint32_t piece = pieceOf[f];
+        if (piece == None)
             continue;
-        const std::uint32_t piece = find(f);
-        const Vec& o = m_Position[m_Corner[3 * piece]];
-        volume[piece] += (m_Position[a] - o) % ((m_Position[b] - o) * (m_Position[c] - o));
+        volume[piece] += spanned[f];
         for (std::uint32_t k = 0; k < 3; ++k)
             if (m_Twin[3 * f + k] == None)
                 open[piece] = 1;
     }
     std::vector<Vec> normal(m_Position.size(), Vec(0, 0, 0));
     std::vector<Vec> faceNormal(faces, Vec(0, 0, 0));
-    for (std::uint32_t f = 0; f < faces; ++f) {
-        const std::uint32_t a = m_Corner[3 * f], b = m_Corner[3 * f + 1], c = m_Corner[3 * f + 2];
-        if (a == None || b == None || c == None)
+    std::vector<char> measured(faces, 0);
+#pragma omp parallel for schedule(static) if (faceCount >= ParallelFaces)
+    for (std::int64_t i = 0; i < faceCount; ++i) {
+        const std::uint32_t f = static_cast<std::uint32_t>(i);
+        const std::uint32_t piece = pieceOf[f];
+        if (piece == None)
             continue;
-        const std::uint32_t piece = find(f);
+        const std::uint32_t a = m_Corner[3 * f], b = m_Corner[3 * f + 1], c = m_Corner[3 * f + 2];
         const double turn = !open[piece] && volume[piece] < 0 ? -1.0 : 1.0;
         const Vec n = (m_Position[b] - m_Position[a]) * (m_Position[c] - m_Position[a]) * turn;
         if (!IsFinite(n))
             continue;
         faceNormal[f] = n;
-        for (const std::uint32_t v : {a, b, c})
-            normal[v] = normal[v] + n;
+        measured[f] = 1;
+    }
+    for (std::uint32_t f = 0; f < faces; ++f) {
+        if (!measured[f])
+            continue;
+        for (std::uint32_t k = 0; k < 3; ++k)
+            normal[m_Corner[3 * f + k]] = normal[m_Corner[3 * f + k]] + faceNormal[f];
     }
     // A bend sharp enough for a part thinner than reach (below) is the
     // first filter: most vertices of a mesh at its own scale have none.
     std::vector<double> bend(m_Position.size(), 0);
-    std::vector<std::uint32_t> candidates;
-    for (std::uint32_t h = 0; h < halfEdges; ++h) {
+    std::vector<double> edgeBend(halfEdges, -std::numeric_limits<double>::infinity());
+    const std::int64_t halfEdgeCount = halfEdges;
+#pragma omp parallel for schedule(static) if (halfEdgeCount >= 3 * ParallelFaces)
+    for (std::int64_t i = 0; i < halfEdgeCount; ++i) {
+        const std::uint32_t h = static_cast<std::uint32_t>(i);
         if (m_Corner[h] == None)
             continue;
         const std::uint32_t v = m_Corner[h], u = Target(h);
@@ -412,8 +440,12 @@ void CEngine::AddThinPartSources(double floor) {
             continue;
         // The curvature 2 (n . d) / |d|^2 of the circle through both ends
         // tangent to v's plane.
-        bend[v] = std::max(bend[v], 2 * (normal[v] % d) / (std::sqrt(n2) * d2));
+        edgeBend[h] = 2 * (normal[v] % d) / (std::sqrt(n2) * d2);
     }
+    for (std::uint32_t h = 0; h < halfEdges; ++h)
+        if (m_Corner[h] != None)
+            bend[m_Corner[h]] = std::max(bend[m_Corner[h]], edgeBend[h]);
+    std::vector<std::uint32_t> candidates;
     for (std::uint32_t v = 0; v < m_Position.size(); ++v)
         if (bend[v] * m_TargetLength * ThinPartBend > ThinPartStretch &&
             !(m_Flags[v] & (Deleted | NonManifold | Corner)) && m_Out[v] != None)
