@@ -201,15 +201,9 @@ std::uint8_t CEngine::SideOf(std::uint32_t g, const Vec& w) const {
 void CEngine::AddFacingLineSources(double floor, double ceiling) {
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
     std::vector<std::uint32_t> edges;
-    // How many lines meet at each vertex, creases of solid edges the lines
-    // dropped as too short for the target counted too: those are kept as
-    // lines once the sizing resolves them (a gear tooth's flank along its
-    // cap), and without them a tooth's tip corners, where three meet, looked
-    // like ends of sliding lines and its tip wall like a thin wall, whose
-    // target is 2.5 times as wide.
     std::vector<std::uint8_t> lineEdges(m_Position.size(), 0);
     for (std::uint32_t h = 0; h < halfEdges; ++h)
-        if (m_Corner[h] != None && (IsLine(m_Kind[h]) || SolidEdge(h)) && (m_Twin[h] == None || m_Twin[h] > h))
+        if (m_Corner[h] != None && IsLine(m_Kind[h]) && (m_Twin[h] == None || m_Twin[h] > h))
             for (const std::uint32_t v : {m_Corner[h], Target(h)})
                 lineEdges[v] = static_cast<std::uint8_t>(std::min(3, lineEdges[v] + 1));
     // The other edges of solid lines (of sliding vertices, or between corners
