@@ -882,7 +882,9 @@ private:
     // degrees apart even where they are spread evenly: any unevenness folds
     // them (see MaxFoldCos). Four meet at about 90.
     int MinValence(std::uint32_t v) const { return IsOpen(v) ? 2 : (m_Flags[v] & Needle) ? 4 : 3; }
-    bool FlipIsAllowed(std::uint32_t h) const;
+    // neck: the flip raises angles, and may join two open vertices closer
+    // than the corner merge where neither new face gets two open edges.
+    bool FlipIsAllowed(std::uint32_t h, bool neck = false) const;
     bool FlipIsValid(std::uint32_t h) const;
     void Flip(std::uint32_t h);
     bool ImproveAngles();
