@@ -136,46 +136,4 @@ TEST(RemeshPreservingShape, OpenGridKeepsOrSlidesItsBoundary) {
     }
 }
 
-// An icosphere at 0.98 of its mean edge length (its shortest edges are 0.796
-// of the mean, its longest 1.097) has every edge within the collapse and
-// split lengths and every angle above 54 degrees: there is nothing to remesh,
-// and it comes back as it is (a welded soup of one, remeshed, moved the faces
-// around each vertex 0.05 % of the diagonal off the input). With one vertex pushed in by
-// a fifth of the radius, its edges longer than the split length, the remesh
-// works again.
-TEST(RemeshPreservingShape, InputAlreadyAtTheTargetComesBackAsItIs) {
-    ShapeMesh mesh;
-    MakeIcosphere(mesh, 3);
-    const ShapeMesh input(mesh);
-    const double target = 0.98 * MeanEdge(input);
-    ASSERT_TRUE(mesh.RemeshPreservingShape(target));
-    EXPECT_TRUE(IsCleanResult(mesh, true));
-    ASSERT_EQ(mesh.m_Vertices.GetCount(), input.m_Vertices.GetCount());
-    ASSERT_EQ(mesh.m_Faces.GetCount(), input.m_Faces.GetCount());
-    std::set<std::pair<Point, std::pair<Point, Point>>> before, after;
-    const auto faces = [](const ShapeMesh& m, std::set<std::pair<Point, std::pair<Point, Point>>>& out) {
-        for (unsigned int f = 0; f < m.m_Faces.GetCount(); ++f) {
-            const auto& c = m.m_Faces[f].m_Corners;
-            const Point p[3] = {Position(m, c[0]), Position(m, c[1]), Position(m, c[2])};
-            // Each face from its smallest corner, its turn kept.
-            const int k = p[0] < p[1] ? (p[0] < p[2] ? 0 : 2) : (p[1] < p[2] ? 1 : 2);
-            out.insert({p[k], {p[(k + 1) % 3], p[(k + 2) % 3]}});
-        }
-    };
-    faces(input, before);
-    faces(mesh, after);
-    EXPECT_TRUE(before == after);
-
-    ShapeMesh moved;
-    MakeIcosphere(moved, 3);
-    moved.m_Vertices[0].m_Position = moved.m_Vertices[0].m_Position * 0.8;
-    std::set<std::pair<Point, std::pair<Point, Point>>> pushed, remeshed;
-    faces(moved, pushed);
-    ASSERT_TRUE(moved.RemeshPreservingShape(target));
-    EXPECT_TRUE(IsCleanResult(moved, true));
-    EXPECT_GT(SmallestAngleInDegrees(moved), 30.0);
-    faces(moved, remeshed);
-    EXPECT_FALSE(pushed == remeshed);
-}
-
 }  // namespace
