@@ -1935,4 +1935,49 @@ void MakePerforatedSheet(Mesh& mesh, unsigned int cells = 10, unsigned int holeS
     }
 }
 
+// A piece of the ragged open border of a scanned rock face (a triangulation
+// of scattered points with noisy heights, cut along a noisy outline), about
+// two by two, faces of about 0.5: a spike of two faces sticks out of the
+// border, its tip at the origin, joined to the rest by a neck 0.078 long
+// between two border vertices (0 and 12). The spike's inner face has 12.9
+// degrees at the tip, the face below the neck 8.8 at its far corner.
+template <typename Mesh>
+void MakeBorderSpike(Mesh& mesh) {
+    AddTables(mesh,
+              {{-0.343, -0.033, -0.042},
+               {-0.042, 0.31, -0.07},
+               {-0.05, -1.027, -0.226},
+               {-0.661, 0.713, 0.091},
+               {-1.062, -0.001, -0.033},
+               {0, 0, 0},
+               {-0.505, 1.041, 0.089},
+               {-1.074, 0.68, -0.038},
+               {-0.798, 0.268, -0.018},
+               {-0.079, 0.503, 0.008},
+               {-1.042, -1.084, -0.239},
+               {-0.411, -0.662, -0.111},
+               {-0.359, 0.043, -0.018},
+               {-0.231, -0.716, -0.128},
+               {-0.867, -0.385, -0.073},
+               {-0.8, 0.152, -0.081}},
+              {{1, 12, 5},
+               {12, 0, 5},
+               {10, 11, 14},
+               {0, 11, 13},
+               {11, 0, 14},
+               {8, 7, 4},
+               {15, 0, 12},
+               {8, 15, 12},
+               {0, 15, 14},
+               {15, 4, 14},
+               {15, 8, 4},
+               {3, 7, 8},
+               {7, 3, 6},
+               {6, 3, 9},
+               {3, 12, 9},
+               {3, 8, 12},
+               {11, 2, 13},
+               {2, 11, 10}});
+}
+
 }  // namespace QuorvelTest

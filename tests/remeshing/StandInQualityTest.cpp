@@ -659,3 +659,37 @@ TEST(StandInQualityFine, SharpConesKeepTheirBaseAtCoarseTargets) {
             ASSERT_EQ(Position(mesh, v), Position(two, v)) << name << ", vertex " << v;
     }
 }
+
+// A spike of a ragged scanned border whose neck, between two border vertices,
+// is a seventh of the target: the valence flips took the neck's edge and left
+// faces from the spike's tip across the neck, flat at both of its ends (1.9
+// degrees), and no flip could give the edge back, since it joins two open
+// vertices. Now the angle flips restore such an edge where it is short and
+// cuts off no ear: the spike keeps its input faces (12.9 degrees at the tip).
+TEST(StandInQualityFine, SpikeOfARaggedBorderKeepsItsNeck) {
+    ShapeMesh mesh;
+    MakeBorderSpike(mesh);
+    const ShapeMesh input(mesh);
+    const double target = 0.575;
+    ShapeMesh two(mesh);
+    const int previous = omp_get_max_threads();
+    omp_set_num_threads(1);
+    ASSERT_TRUE(mesh.RemeshPreservingShape(target));
+    omp_set_num_threads(2);
+    ASSERT_TRUE(two.RemeshPreservingShape(target));
+    omp_set_num_threads(previous);
+    EXPECT_TRUE(IsCleanResult(mesh, false));
+    EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 11.0);
+    EXPECT_LT(FarthestVertex(mesh, input), 0.03 * target);
+    EXPECT_LT(FarthestVertex(input, mesh), 0.2 * target);
+    // The spike's tip stays a vertex.
+    bool tip = false;
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
+        tip |= Position(mesh, v) == Point(0, 0, 0);
+    EXPECT_TRUE(tip);
+    ASSERT_EQ(mesh.m_Vertices.GetCount(), two.m_Vertices.GetCount());
+    ASSERT_EQ(mesh.m_Faces.GetCount(), two.m_Faces.GetCount());
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
+        ASSERT_EQ(Position(mesh, v), Position(two, v)) << "vertex " << v;
+}

@@ -938,7 +938,9 @@ private:
     int MinValence(std::uint32_t v) const {
         return IsOpen(v) ? 2 : (m_Flags[v] & Needle) ? 4 : 3;
     }
-    bool FlipIsAllowed(std::uint32_t h) const;
+    // neck: the flip raises angles, and may join two open vertices closer
+    // than the corner merge where neither new face gets two open edges.
+    bool FlipIsAllowed(std::uint32_t h, bool neck = false) const;
     bool FlipIsValid(std::uint32_t h) const;
     void Flip(std::uint32_t h);
     bool ImproveAngles();

@@ -58,7 +58,7 @@ bool CEngine::IsThinFace(std::uint32_t f) const {
 
 // Topological conditions of a flip: an inner free edge whose ends keep a
 // fan afterwards, away from non-manifold vertices.
-bool CEngine::FlipIsAllowed(std::uint32_t h) const {
+bool CEngine::FlipIsAllowed(std::uint32_t h, bool neck) const {
     const std::uint32_t t = m_Twin[h];
     if (m_Corner[h] == None || t == None || m_Kind[h] != None)
         return false;
@@ -73,7 +73,17 @@ bool CEngine::FlipIsAllowed(std::uint32_t h) const {
     const auto tip = [&](std::uint32_t x) {
         return IsOpen(x) && m_Valence[x] == 3 && AngleSum(x) < (1 + RimFaceSlack) * (Pi / 3);
     };
-    if (IsOpen(c) && IsOpen(d) && !tip(a) && !tip(b))
+    // The neck of a spike of a ragged border, far shorter than the target,
+    // is such an edge with no ear on either side: flipped away for valence,
+    // it left faces from the spike's tip across the neck, flat at both of
+    // its ends (6 degrees where the input's own faces held 13), that only
+    // this flip back opens.
+    const auto neckBack = [&]() {
+        return neck && Squared(m_Position[c] - m_Position[d]) < m_MergeLength2 &&
+               !(m_Twin[Prev(h)] == None && m_Twin[Next(t)] == None) &&
+               !(m_Twin[Prev(t)] == None && m_Twin[Next(h)] == None);
+    };
+    if (IsOpen(c) && IsOpen(d) && !tip(a) && !tip(b) && !neckBack())
         return false;
     // Nor may a new face lie flat against a cap's outline (see LineEarCos).
     const auto flatAgainstLine = [&](std::uint32_t x, std::uint32_t in, std::uint32_t out) {
@@ -237,7 +247,7 @@ bool CEngine::ImproveAngles() {
         std::uint32_t best = None;
         double bestAngle = 0;
         for (const std::uint32_t e : {h, middle}) {
-            if (e == shortest || !FlipIsAllowed(e))
+            if (e == shortest || !FlipIsAllowed(e, true))
                 continue;
             const std::uint32_t t = m_Twin[e];
             const Vec &pa = m_Position[m_Corner[e]], &pb = m_Position[Target(e)];
