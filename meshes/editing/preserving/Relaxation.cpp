@@ -448,34 +448,42 @@ bool CEngine::EvenShortLoops() {
             }
             offset = std::atan2(s, c) * total / (2 * Pi);
         }
-        // The ring of a bare tip above the loop, where the loop's free
-        // neighbours are all of it, in the order round the tip.
+        // The ring of a bare tip above the loop, in the order round the
+        // tip, where the loop's other neighbours are the tip and that ring,
+        // and the ring is free but for at most one vertex of the loop.
         ring.clear();
         std::uint32_t tip = None;
         neighbours.clear();
-        bool onlyFree = true;
+        const auto onLoop = [&](std::uint32_t w) { return w == vertices[0] || w == vertices[1] || w == vertices[2]; };
         for (const std::uint32_t v : vertices)
             ForEachOutgoing(v, [&](std::uint32_t e) {
-                const std::uint32_t w = Target(e);
-                if (w != vertices[0] && w != vertices[1] && w != vertices[2]) {
-                    neighbours.push_back(w);
-                    onlyFree = onlyFree && IsFree(w);
-                }
+                if (!onLoop(Target(e)))
+                    neighbours.push_back(Target(e));
             });
         std::sort(neighbours.begin(), neighbours.end());
         neighbours.erase(std::unique(neighbours.begin(), neighbours.end()), neighbours.end());
-        if (onlyFree && neighbours.size() >= 3)
-            ForEachOutgoing(neighbours[0], [&](std::uint32_t e) {
-                const std::uint32_t t = Target(e);
-                if (tip != None || !IsBareTip(t))
-                    return;
-                ring.clear();
-                ForEachOutgoing(t, [&](std::uint32_t h) { ring.push_back(Target(h)); });
-                std::vector<std::uint32_t> sorted = ring;
-                std::sort(sorted.begin(), sorted.end());
-                if (sorted == neighbours)
-                    tip = t;
+        const auto tryTip = [&](std::uint32_t t) {
+            if (tip != None || onLoop(t) || !IsBareTip(t))
+                return;
+            ring.clear();
+            int loopOnRing = 0;
+            bool free = true;
+            ForEachOutgoing(t, [&](std::uint32_t h) {
+                const std::uint32_t w = Target(h);
+                ring.push_back(w);
+                loopOnRing += onLoop(w);
+                free = free && (onLoop(w) || IsFree(w));
             });
+            bool covered = free && loopOnRing <= 1 && ring.size() >= 3;
+            for (const std::uint32_t w : neighbours)
+                covered = covered && (w == t || std::find(ring.begin(), ring.end(), w) != ring.end());
+            if (covered)
+                tip = t;
+        };
+        for (const std::uint32_t w : neighbours) {
+            tryTip(w);
+            ForEachOutgoing(w, [&](std::uint32_t e) { tryTip(Target(e)); });
+        }
         if (tip == None)
             ring.clear();
         faces.clear();
@@ -624,10 +632,25 @@ bool CEngine::EvenShortLoops() {
             constexpr int Rotations = 12;
             int bestFolds = std::numeric_limits<int>::max(), bestTrial = -1;
             double best = -1;
-            for (int trial = 0; axisLength > 0 && trial < 2 * Rotations; ++trial) {
-                const double sense = trial < Rotations ? 1.0 : -1.0;
-                const double turn = 2 * Pi / static_cast<double>(n) * (trial % Rotations) / Rotations;
+            // A vertex of the loop on the ring sets the rotation.
+            std::size_t pinned = n;
+            for (std::size_t i = 0; i < n; ++i)
+                if (onLoop(ring[i]))
+                    pinned = i;
+            double pinnedAt = 0;
+            if (pinned < n) {
+                const Vec r = m_Position[ring[pinned]] - middle;
+                pinnedAt = std::atan2(r % third3, r % across);
+            }
+            const int rotations = pinned < n ? 1 : Rotations;
+            for (int trial = 0; axisLength > 0 && trial < 2 * rotations; ++trial) {
+                const double sense = trial < rotations ? 1.0 : -1.0;
+                const double turn =
+                    pinned < n ? pinnedAt - sense * 2 * Pi * static_cast<double>(pinned) / static_cast<double>(n)
+                               : 2 * Pi / static_cast<double>(n) * (trial % rotations) / rotations;
                 for (std::size_t i = 0; i < n; ++i) {
+                    if (i == pinned)
+                        continue;
                     const double at = turn + sense * 2 * Pi * static_cast<double>(i) / static_cast<double>(n);
                     const Vec p = middle + axis * height[i] +
                                   (across * std::cos(at) + third3 * std::sin(at)) * radius[i];
