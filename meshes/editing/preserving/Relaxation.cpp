@@ -302,7 +302,12 @@ void CEngine::TakeBackSpoiledMoves(double floor) {
 // vertices fold less, or fold no more and keep their smallest angle (the
 // loop, spread evenly, lies nearer the input's line: a rim between three
 // vertices a third of the way round lies half its radius inside, between
-// two of them side by side almost all of it). Serial, in line order.
+// two of them side by side almost all of it). On a slender cone the ring
+// between the tip and the base was bunched by the same collapses, on the
+// same side, and the faces between the two turn or fold once the loop
+// alone is spread: there the loop's free neighbours follow it, else the
+// tip's ring is spread evenly too, on the same terms. Serial, in line
+// order.
 bool CEngine::EvenShortLoops() {
     // Each line's edges, by line.
     std::vector<std::pair<std::uint32_t, std::uint32_t>> edges;
@@ -652,8 +657,8 @@ bool CEngine::EvenShortLoops() {
                     if (i == pinned)
                         continue;
                     const double at = turn + sense * 2 * Pi * static_cast<double>(i) / static_cast<double>(n);
-                    const Vec p = middle + axis * height[i] +
-                                  (across * std::cos(at) + third3 * std::sin(at)) * radius[i];
+                    const Vec p =
+                        middle + axis * height[i] + (across * std::cos(at) + third3 * std::sin(at)) * radius[i];
                     m_Position[ring[i]] = Projected(ring[i], p);
                 }
                 double smallest;
@@ -671,7 +676,8 @@ bool CEngine::EvenShortLoops() {
                         ringBestHints.push_back(m_FaceHint[v]);
                 }
             }
-            keep = bestTrial >= 0 && (bestFolds < ringFoldsBefore || (bestFolds == ringFoldsBefore && best >= ringBefore));
+            keep =
+                bestTrial >= 0 && (bestFolds < ringFoldsBefore || (bestFolds == ringFoldsBefore && best >= ringBefore));
             for (std::size_t i = 0; i < n; ++i) {
                 m_Position[ring[i]] = keep ? ringBest[i] : ringOld[i].first;
                 m_FaceHint[ring[i]] = keep ? ringBestHints[i] : ringOld[i].second;
