@@ -302,7 +302,12 @@ void CEngine::TakeBackSpoiledMoves(double floor) {
 // vertices fold less, or fold no more and keep their smallest angle (the
 // loop, spread evenly, lies nearer the input's line: a rim between three
 // vertices a third of the way round lies half its radius inside, between
-// two of them side by side almost all of it). Serial, in line order.
+// two of them side by side almost all of it). On a slender cone the ring
+// between the tip and the base was bunched by the same collapses, on the
+// same side, and the faces between the two turn or fold once the loop
+// alone is spread: there the loop's free neighbours follow it, else the
+// tip's ring is spread evenly too, on the same terms. Serial, in line
+// order.
 bool CEngine::EvenShortLoops() {
     // Each line's edges, by line.
     std::vector<std::pair<std::uint32_t, std::uint32_t>> edges;
@@ -354,8 +359,10 @@ bool CEngine::EvenShortLoops() {
     }
     bool changed = false;
     std::vector<Vec> chain;
-    std::vector<std::uint32_t> chainSegment, faces;
-    std::vector<double> arc;
+    std::vector<std::uint32_t> chainSegment, faces, ringFaces, followFaces, follow, ring, neighbours, ringBestHints;
+    std::vector<double> arc, height, radius;
+    std::vector<Vec> ringBest;
+    std::vector<std::pair<Vec, std::uint32_t>> ringOld;
     for (std::size_t l = 0; l < loops.size(); ++l) {
         // The input's line in order, as one closed chain of points.
         // The chain is put together by a search per segment: a line of more
@@ -446,26 +453,89 @@ bool CEngine::EvenShortLoops() {
             }
             offset = std::atan2(s, c) * total / (2 * Pi);
         }
+        // The ring of a bare tip above the loop, in the order round the
+        // tip, where the loop's other neighbours are the tip and that ring,
+        // and the ring is free but for at most one vertex of the loop.
+        ring.clear();
+        std::uint32_t tip = None;
+        neighbours.clear();
+        const auto onLoop = [&](std::uint32_t w) { return w == vertices[0] || w == vertices[1] || w == vertices[2]; };
+        for (const std::uint32_t v : vertices)
+            ForEachOutgoing(v, [&](std::uint32_t e) {
+                if (!onLoop(Target(e)))
+                    neighbours.push_back(Target(e));
+            });
+        std::sort(neighbours.begin(), neighbours.end());
+        neighbours.erase(std::unique(neighbours.begin(), neighbours.end()), neighbours.end());
+        const auto tryTip = [&](std::uint32_t t) {
+            if (tip != None || onLoop(t) || !IsBareTip(t))
+                return;
+            ring.clear();
+            int loopOnRing = 0;
+            bool free = true;
+            ForEachOutgoing(t, [&](std::uint32_t h) {
+                const std::uint32_t w = Target(h);
+                ring.push_back(w);
+                loopOnRing += onLoop(w);
+                free = free && (onLoop(w) || IsFree(w));
+            });
+            bool covered = free && loopOnRing <= 1 && ring.size() >= 3;
+            for (const std::uint32_t w : neighbours)
+                covered = covered && (w == t || std::find(ring.begin(), ring.end(), w) != ring.end());
+            if (covered)
+                tip = t;
+        };
+        for (const std::uint32_t w : neighbours) {
+            tryTip(w);
+            ForEachOutgoing(w, [&](std::uint32_t e) { tryTip(Target(e)); });
+        }
+        if (tip == None)
+            ring.clear();
         faces.clear();
         for (const std::uint32_t v : vertices)
             ForEachOutgoing(v, [&](std::uint32_t e) { faces.push_back(e / 3); });
         std::sort(faces.begin(), faces.end());
         faces.erase(std::unique(faces.begin(), faces.end()), faces.end());
-        const auto measure = [&](double& smallest, int& folds) {
+        ringFaces = faces;
+        for (const std::uint32_t v : ring)
+            ForEachOutgoing(v, [&](std::uint32_t e) { ringFaces.push_back(e / 3); });
+        std::sort(ringFaces.begin(), ringFaces.end());
+        ringFaces.erase(std::unique(ringFaces.begin(), ringFaces.end()), ringFaces.end());
+        // The smallest angle and the folded edges of the faces round the
+        // loop (and the ring); whether none of them vanishes or turns. The
+        // vertices may move far round the loop, and a face between two of
+        // them beside each other turns with them: each face is measured
+        // against the input's face nearest to its middle instead.
+        const auto measure = [&](const std::vector<std::uint32_t>& around, double& smallest, int& folds, bool turns) {
             smallest = Pi;
             folds = 0;
-            for (const std::uint32_t f : faces) {
+            bool turned = false;
+            for (const std::uint32_t f : around) {
                 const std::uint32_t* corner = &m_Corner[3 * f];
                 smallest = std::min(smallest,
                                     SmallestAngle(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]));
                 const Vec normal = FaceNormal(f);
                 for (std::uint32_t h = 3 * f; h < 3 * f + 3; ++h)
                     folds += m_Twin[h] != None && Folded(normal, FaceNormal(m_Twin[h] / 3));
+                if (!turns || turned)
+                    continue;
+                for (int k = 0; k < 3; ++k)
+                    turned = turned || !IsFinite(m_Position[corner[k]]);
+                Vec nearest;
+                const std::uint32_t input = NearestOnInput(
+                    (m_Position[corner[0]] + m_Position[corner[1]] + m_Position[corner[2]]) / 3.0, None, nearest);
+                if (input == None || !(Squared(normal) > m_MinCross2)) {
+                    turned = true;
+                    continue;
+                }
+                const CTriangle& t = m_Triangles[input];
+                turned = !(normal % ((t.m_B - t.m_A) * (t.m_C - t.m_A)) > 0);
             }
+            return !turned;
         };
         double before, after;
         int foldsBefore, foldsAfter;
-        measure(before, foldsBefore);
+        measure(faces, before, foldsBefore, false);
         std::array<Vec, 3> old;
         std::array<std::uint32_t, 3> oldHints, hints;
         for (int k = 0; k < 3; ++k) {
@@ -475,27 +545,145 @@ bool CEngine::EvenShortLoops() {
             if (k != anchor)
                 m_Position[v] = pointAt(offset + k * third, hints[k]);
         }
-        measure(after, foldsAfter);
-        // The vertices may move far round the loop, and a face between two
-        // of them beside each other turns with them: each face is measured
-        // against the input's face nearest to its middle instead.
-        bool turned = false;
-        for (std::size_t i = 0; i < faces.size() && !turned; ++i) {
-            const std::uint32_t* corner = &m_Corner[3 * faces[i]];
-            const Vec normal = FaceNormal(faces[i]);
-            Vec nearest;
-            const std::uint32_t input = NearestOnInput(
-                (m_Position[corner[0]] + m_Position[corner[1]] + m_Position[corner[2]]) / 3.0, None, nearest);
-            if (input == None || !(Squared(normal) > m_MinCross2)) {
-                turned = true;
-                continue;
+        bool keep = measure(faces, after, foldsAfter, true) &&
+                    (foldsAfter < foldsBefore || (foldsAfter == foldsBefore && after >= before));
+        if (!keep) {
+            // The loop alone refused: the free vertices beside it may follow
+            // it, each by the mean move of its loop neighbours (all taken
+            // from the loop's moves before any of them moves), projected.
+            follow.clear();
+            for (const std::uint32_t v : neighbours)
+                if (IsFree(v))
+                    follow.push_back(v);
+            followFaces = faces;
+            for (const std::uint32_t v : follow)
+                ForEachOutgoing(v, [&](std::uint32_t e) { followFaces.push_back(e / 3); });
+            std::sort(followFaces.begin(), followFaces.end());
+            followFaces.erase(std::unique(followFaces.begin(), followFaces.end()), followFaces.end());
+            for (int k = 0; k < 3; ++k)
+                std::swap(m_Position[vertices[order[k]]], old[k]);
+            double followBefore;
+            int followFoldsBefore;
+            measure(followFaces, followBefore, followFoldsBefore, false);
+            for (int k = 0; k < 3; ++k)
+                std::swap(m_Position[vertices[order[k]]], old[k]);
+            ringBest.clear();
+            for (const std::uint32_t v : follow) {
+                Vec shift{0, 0, 0};
+                int count = 0;
+                ForEachOutgoing(v, [&](std::uint32_t e) {
+                    for (int k = 0; k < 3; ++k)
+                        if (vertices[order[k]] == Target(e)) {
+                            shift = shift + (m_Position[Target(e)] - old[k]);
+                            ++count;
+                        }
+                });
+                ringBest.push_back(m_Position[v] + shift / static_cast<double>(std::max(count, 1)));
             }
-            const CTriangle& t = m_Triangles[input];
-            turned = !(normal % ((t.m_B - t.m_A) * (t.m_C - t.m_A)) > 0);
+            ringOld.clear();
+            for (std::size_t i = 0; i < follow.size(); ++i) {
+                ringOld.emplace_back(m_Position[follow[i]], m_FaceHint[follow[i]]);
+                m_Position[follow[i]] = Projected(follow[i], ringBest[i]);
+            }
+            double smallest;
+            int folds;
+            keep = !follow.empty() && measure(followFaces, smallest, folds, true) &&
+                   (folds < followFoldsBefore || (folds == followFoldsBefore && smallest >= followBefore));
+            if (!keep)
+                for (std::size_t i = 0; i < follow.size(); ++i) {
+                    m_Position[follow[i]] = ringOld[i].first;
+                    m_FaceHint[follow[i]] = ringOld[i].second;
+                }
         }
-        if (!turned && IsFinite(m_Position[vertices[0]]) && IsFinite(m_Position[vertices[1]]) &&
-            IsFinite(m_Position[vertices[2]]) &&
-            (foldsAfter < foldsBefore || (foldsAfter == foldsBefore && after >= before))) {
+        if (!keep && tip != None) {
+            // The loop alone refused: the ring above it, bunched on the
+            // same side as the loop was, now turns or folds against it. The
+            // ring is spread evenly round the line from the loop's middle to
+            // the tip as well, each vertex at its own height and distance
+            // from that line, at a few rotations in either sense (the one
+            // the faces keep is not known from a bunched ring), projected
+            // onto the input; the best of them by folds, then smallest
+            // angle, is kept on the same terms as the loop alone.
+            // Measured before the loop moved.
+            for (int k = 0; k < 3; ++k)
+                std::swap(m_Position[vertices[order[k]]], old[k]);
+            double ringBefore;
+            int ringFoldsBefore;
+            measure(ringFaces, ringBefore, ringFoldsBefore, false);
+            for (int k = 0; k < 3; ++k)
+                std::swap(m_Position[vertices[order[k]]], old[k]);
+            const Vec middle = (m_Position[vertices[0]] + m_Position[vertices[1]] + m_Position[vertices[2]]) / 3.0;
+            Vec axis = m_Position[tip] - middle;
+            const double axisLength = std::sqrt(Squared(axis));
+            // Any direction across the axis, and the one across both.
+            Vec across = std::abs(axis.x) * 2 < axisLength ? Vec{1, 0, 0} : Vec{0, 1, 0};
+            if (axisLength > 0) {
+                axis = axis / axisLength;
+                across = across - axis * (across % axis);
+                across = across / std::sqrt(Squared(across));
+            }
+            const Vec third3 = axis * across;
+            const std::size_t n = ring.size();
+            ringOld.clear();
+            height.clear();
+            radius.clear();
+            for (const std::uint32_t v : ring) {
+                ringOld.emplace_back(m_Position[v], m_FaceHint[v]);
+                const Vec r = m_Position[v] - middle;
+                const double up = r % axis;
+                height.push_back(up);
+                radius.push_back(std::sqrt(Squared(r - axis * up)));
+            }
+            constexpr int Rotations = 12;
+            int bestFolds = std::numeric_limits<int>::max(), bestTrial = -1;
+            double best = -1;
+            // A vertex of the loop on the ring sets the rotation.
+            std::size_t pinned = n;
+            for (std::size_t i = 0; i < n; ++i)
+                if (onLoop(ring[i]))
+                    pinned = i;
+            double pinnedAt = 0;
+            if (pinned < n) {
+                const Vec r = m_Position[ring[pinned]] - middle;
+                pinnedAt = std::atan2(r % third3, r % across);
+            }
+            const int rotations = pinned < n ? 1 : Rotations;
+            for (int trial = 0; axisLength > 0 && trial < 2 * rotations; ++trial) {
+                const double sense = trial < rotations ? 1.0 : -1.0;
+                const double turn =
+                    pinned < n ? pinnedAt - sense * 2 * Pi * static_cast<double>(pinned) / static_cast<double>(n)
+                               : 2 * Pi / static_cast<double>(n) * (trial % rotations) / rotations;
+                for (std::size_t i = 0; i < n; ++i) {
+                    if (i == pinned)
+                        continue;
+                    const double at = turn + sense * 2 * Pi * static_cast<double>(i) / static_cast<double>(n);
+                    const Vec p =
+                        middle + axis * height[i] + (across * std::cos(at) + third3 * std::sin(at)) * radius[i];
+                    m_Position[ring[i]] = Projected(ring[i], p);
+                }
+                double smallest;
+                int folds;
+                if (measure(ringFaces, smallest, folds, true) &&
+                    (folds < bestFolds || (folds == bestFolds && smallest > best))) {
+                    bestFolds = folds;
+                    best = smallest;
+                    bestTrial = trial;
+                    ringBest.assign(n, Vec{0, 0, 0});
+                    for (std::size_t i = 0; i < n; ++i)
+                        ringBest[i] = m_Position[ring[i]];
+                    ringBestHints.clear();
+                    for (const std::uint32_t v : ring)
+                        ringBestHints.push_back(m_FaceHint[v]);
+                }
+            }
+            keep =
+                bestTrial >= 0 && (bestFolds < ringFoldsBefore || (bestFolds == ringFoldsBefore && best >= ringBefore));
+            for (std::size_t i = 0; i < n; ++i) {
+                m_Position[ring[i]] = keep ? ringBest[i] : ringOld[i].first;
+                m_FaceHint[ring[i]] = keep ? ringBestHints[i] : ringOld[i].second;
+            }
+        }
+        if (keep) {
             for (int k = 0; k < 3; ++k)
                 if (k != anchor)
                     m_SegmentHint[vertices[order[k]]] = hints[k];
