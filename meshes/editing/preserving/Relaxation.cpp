@@ -547,6 +547,15 @@ bool CEngine::EvenShortLoops() {
         }
         bool keep = measure(faces, after, foldsAfter, true) &&
                     (foldsAfter < foldsBefore || (foldsAfter == foldsBefore && after >= before));
+        // The faces around as they were before the loop moved: the loop's old
+        // places are swapped in for the measure and back out after it.
+        const auto measureUnmoved = [&](const std::vector<std::uint32_t>& around, double& smallest, int& folds) {
+            for (int k = 0; k < 3; ++k)
+                std::swap(m_Position[vertices[order[k]]], old[k]);
+            measure(around, smallest, folds, false);
+            for (int k = 0; k < 3; ++k)
+                std::swap(m_Position[vertices[order[k]]], old[k]);
+        };
         if (!keep) {
             // The loop alone refused: the free vertices beside it may follow
             // it, each by the mean move of its loop neighbours (all taken
@@ -560,13 +569,9 @@ bool CEngine::EvenShortLoops() {
                 ForEachOutgoing(v, [&](std::uint32_t e) { followFaces.push_back(e / 3); });
             std::sort(followFaces.begin(), followFaces.end());
             followFaces.erase(std::unique(followFaces.begin(), followFaces.end()), followFaces.end());
-            for (int k = 0; k < 3; ++k)
-                std::swap(m_Position[vertices[order[k]]], old[k]);
             double followBefore;
             int followFoldsBefore;
-            measure(followFaces, followBefore, followFoldsBefore, false);
-            for (int k = 0; k < 3; ++k)
-                std::swap(m_Position[vertices[order[k]]], old[k]);
+            measureUnmoved(followFaces, followBefore, followFoldsBefore);
             ringBest.clear();
             for (const std::uint32_t v : follow) {
                 Vec shift{0, 0, 0};
@@ -604,14 +609,9 @@ bool CEngine::EvenShortLoops() {
             // the faces keep is not known from a bunched ring), projected
             // onto the input; the best of them by folds, then smallest
             // angle, is kept on the same terms as the loop alone.
-            // Measured before the loop moved.
-            for (int k = 0; k < 3; ++k)
-                std::swap(m_Position[vertices[order[k]]], old[k]);
             double ringBefore;
             int ringFoldsBefore;
-            measure(ringFaces, ringBefore, ringFoldsBefore, false);
-            for (int k = 0; k < 3; ++k)
-                std::swap(m_Position[vertices[order[k]]], old[k]);
+            measureUnmoved(ringFaces, ringBefore, ringFoldsBefore);
             const Vec middle = (m_Position[vertices[0]] + m_Position[vertices[1]] + m_Position[vertices[2]]) / 3.0;
             Vec axis = m_Position[tip] - middle;
             const double axisLength = std::sqrt(Squared(axis));
