@@ -430,7 +430,7 @@ bool CEngine::EvenTipRings() {
     };
     // Bounded: one sweep over the vertices; at a bare tip (valence at most
     // MaxCollapseValence) at most valence + 1 rings, each at 8 rotations
-    // (each turned TipRingRounds times) and at most 5 + valence distances,
+    // (each turned TipRingRounds times) and at most 4 + valence distances,
     // two trials each and a third at TipRingSettled of them; a trial
     // projects the vertex taken off the ring and the ring below at most
     // TipRingSweeps times, walking their fans (each settled vertex's input
@@ -546,7 +546,10 @@ bool CEngine::EvenTipRings() {
                 return;
             across = across / std::sqrt(Squared(across));
             const Vec side = (axis * across) * (sense < 0 ? -1.0 : 1.0);
-            std::vector<double> distances = {0.7 * far, 0.85 * far, far, 1.2 * far, 1.4 * far};
+            // A ring pulled in to 0.7 of its mean reach won at 3 of the
+            // spiked scan's 2,186 new rings, for 0.43 million of the pass's
+            // 5.6 million projections; 0.85 still wins on a sharp cone.
+            std::vector<double> distances = {0.85 * far, far, 1.2 * far, 1.4 * far};
             for (std::size_t i = 0; i < k; ++i)
                 if (!movable[i])
                     distances.push_back(std::sqrt(Squared(m_Position[now[i]] - t)));
