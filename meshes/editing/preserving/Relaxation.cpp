@@ -107,6 +107,7 @@ void CEngine::StaggeredAcrossWall(std::uint32_t v, const std::uint32_t (&ends)[2
     // wall's first edge, t-a, under which no vertex lies yet: it aims under
     // its middle, the flip of c-a to t-v follows, and the edge v leaves
     // behind grows long enough to be split where the next vertex belongs.
+    std::uint32_t open = None;
     for (const std::uint32_t c : ends) {
         if (!(m_Flags[c] & Corner))
             continue;
@@ -121,8 +122,15 @@ void CEngine::StaggeredAcrossWall(std::uint32_t v, const std::uint32_t (&ends)[2
             aim = (m_Position[end] + m_Position[joined]) * 0.5;
             return;
         }
+        // A corner where the lines of two walls and their floor meet (a
+        // parapet's inner corner) and whose own wall does not close there.
+        int lines = 0;
+        ForEachNeighbour(c, [&](std::uint32_t, std::uint32_t e) { lines += IsLine(m_Kind[e]) ? 1 : 0; });
+        if (end == None && lines == 3)
+            open = c;
     }
     double nearest = std::numeric_limits<double>::infinity();
+    std::uint32_t from = None, to = None;
     for (int i = 0; i < found; ++i)
         ForEachNeighbour(across[i], [&](std::uint32_t y, std::uint32_t) {
             const Vec middle = (m_Position[across[i]] + m_Position[y]) * 0.5;
@@ -130,8 +138,31 @@ void CEngine::StaggeredAcrossWall(std::uint32_t v, const std::uint32_t (&ends)[2
                 Squared(p - ClosestOnSegment(p, m_Position[across[i]], m_Position[y])) < height2) {
                 nearest = Squared(middle - p);
                 aim = middle;
+                from = across[i];
+                to = y;
             }
         });
+    // Where the line across goes on past such a corner c, c stands beside
+    // the very edge v aims under, and v under its middle can be closer to c
+    // than the wall is wide: the faces between c and v, on the wall and on
+    // the floor below it, are slivers. v takes the middle of the room it
+    // has instead, between c and the edge's end away from c. Only where
+    // the edge's two ends are all v has across, on one line: a strand's
+    // crease, with walls across both its faces, stays staggered.
+    std::uint32_t acrossLine = None;
+    bool oneLine = true;
+    for (int i = 0; i < found; ++i)
+        if (m_Flags[across[i]] & Sliding) {
+            oneLine = oneLine && (acrossLine == None || m_Line[across[i]] == acrossLine);
+            acrossLine = m_Line[across[i]];
+        }
+    if (open != None && from != None && oneLine && found == 2) {
+        const Vec &q = m_Position[open], &e0 = m_Position[from], &e1 = m_Position[to];
+        const Vec span = e1 - e0;
+        const double t = ((q - e0) % span) / Squared(span);
+        if (t > 0 && t < 1)
+            aim = (q + (t < 0.5 ? e1 : e0)) * 0.5;
+    }
 }
 
 bool CEngine::FirstAtWallEnd(std::uint32_t v) const {

@@ -257,6 +257,15 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
     const double merge2 = CornerMergeFactor * CornerMergeFactor * target2, floor2 = floor * floor;
     const double wallFloor2 = MinWallFactor * MinWallFactor * target2;
     const double wall2 = target2 / (ThinWallStretch * ThinWallStretch), stagger2 = StaggerLengths * StaggerLengths;
+    const double boxed2 = 4 * ThinWallStretch * ThinWallStretch;
+    // Whether u and w are the ends of one solid line edge.
+    const auto closedBy = [&](std::uint32_t u, std::uint32_t w) {
+        bool closed = false;
+        ForEachNeighbour(u, [&](std::uint32_t z, std::uint32_t h) {
+            closed = closed || (z == w && IsLine(m_Kind[h]) && SolidEdge(h));
+        });
+        return closed;
+    };
     // The wall sources, each with its line edge, and for each line edge the
     // faces (1 its own, 2 its twin's) across which such a wall lies.
     std::vector<CSizeSource> walls;
@@ -302,7 +311,19 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                                 continue;
                             const bool staggered =
                                 d2 < wall2 && Squared(along) > stagger2 * d2 && other2 > stagger2 * d2;
-                            if (!thin)
+                            // Two whole lines between corners, each shorter than
+                            // two stretched targets and closed at both ends by
+                            // edges of the solid, have no length to stagger
+                            // along: split once each at the stretched target, the
+                            // wall (a gear tooth's tip) kept faces as long as
+                            // twice the wall's width. (A hole's side in a thin
+                            // plate has no such ends: its wall goes on round the
+                            // hole, and refined to its width the plate folded.)
+                            const bool boxed =
+                                (m_Flags[a] & m_Flags[b] & m_Flags[x] & m_Flags[y] & Corner) &&
+                                Squared(along) < boxed2 * d2 && other2 < boxed2 * d2 &&
+                                ((closedBy(a, x) && closedBy(b, y)) || (closedBy(a, y) && closedBy(b, x)));
+                            if (!thin || boxed)
                                 gap = std::min(gap, std::sqrt(d2));
                             else if (d2 < merge2 || staggered) {
                                 // Under the floor only a wall of one row of
