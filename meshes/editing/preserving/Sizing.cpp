@@ -210,7 +210,10 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
     // where fewer lines meet) count only against a wall thinner than the
     // corner merge (see ThinWallStretch), or a wider one across which their
     // edges are long (see StaggerLengths), whose target may lie above the
-    // ceiling.
+    // ceiling. So do the edges between corners that run closer than the
+    // floor: the rims of a low-poly slab 0.06 targets thick, each one edge,
+    // merged wherever a neighbour's lines graded the target down over part
+    // of it, and folded along every merge.
     std::vector<std::uint8_t> sliding;
     for (std::uint32_t h = 0; h < halfEdges; ++h)
         if (m_Corner[h] != None && IsLine(m_Kind[h]) && (m_Twin[h] == None || m_Twin[h] > h) && SolidEdge(h)) {
@@ -283,7 +286,6 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                         auto it =
                             std::lower_bound(entries.begin(), entries.end(), std::make_pair(key, std::uint32_t(0)));
                         for (; it != entries.end() && it->first == key; ++it) {
-                            const bool thin = sliding[i] || sliding[it->second];
                             const std::uint32_t e = edges[it->second];
                             const std::uint32_t x = m_Corner[e], y = Target(e);
                             if (x == a || x == b || y == a || y == b || find(x) != piece)
@@ -300,6 +302,9 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                             if (!(d2 < target2 && Squared(along) > FacingLengths * FacingLengths * d2 &&
                                   other2 > FacingLengths * FacingLengths * d2))
                                 continue;
+                            // Under the floor lines between corners set no gap of their
+                            // own (see MinSizeFactor), but bound a wall like any others.
+                            const bool thin = sliding[i] || sliding[it->second] || d2 < floor2;
                             const bool staggered =
                                 d2 < wall2 && Squared(along) > stagger2 * d2 && other2 > stagger2 * d2;
                             if (!thin)
