@@ -2186,6 +2186,13 @@ def low_poly_house():
     return merge(*parts)
 
 
+def slab_under_a_wall():
+    """A thin base slab (a box 7 x 4 x 0.2, sides one quad each) with a
+    separate box 3 x 0.4 x 1.6 standing on it: the box's narrow sides refine
+    the target beside them, on the slab too."""
+    return merge(box((-0.5, -0.5, -0.2), (6.5, 3.5, 0)), box((1.5, -0.4, 0), (4.5, 0, 1.6)))
+
+
 def holed_heightfield(n, hole, seed):
     """A heightfield (a grid of two triangles a cell) with a round pit cut out
     cell by cell: the hole's rim a staircase of the grid's lines."""
@@ -2466,6 +2473,7 @@ def inputs():
     yield "scanned head, open neck cut", lambda: scanned_head(5, 61)
     yield "laser scan, noise 0.3 edge, pinholes", lambda: noisy_scan(5, 0.3, 14, 62)
     yield "low-poly house, overlapping boxes", low_poly_house
+    yield "thin slab under a standing wall", slab_under_a_wall
     yield "heightfield with a stair-stepped pit", lambda: holed_heightfield(40, 0.35, 63)
     yield "sheet with a saw border, 12 teeth", lambda: sawtooth_sheet(12, 0.4, 10)
     yield "box with one side 32x32, fanned neighbours", lambda: box_one_side_fine(32)
