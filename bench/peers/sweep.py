@@ -2193,6 +2193,13 @@ def slab_under_a_wall():
     return merge(box((-0.5, -0.5, -0.2), (6.5, 3.5, 0)), box((1.5, -0.4, 0), (4.5, 0, 1.6)))
 
 
+def boxes_face_to_face(thickness):
+    """A box 4 x 3 x 2.5 with a separate box 3 x `thickness` x 1.6 pushed
+    against its front, their touching sides coplanar and back to back, as
+    low-poly models put a porch against a house."""
+    return merge(box((0, 0, 0), (4, 3, 2.5)), box((1.5, -thickness, 0), (4.5, 0, 1.6)))
+
+
 def holed_heightfield(n, hole, seed):
     """A heightfield (a grid of two triangles a cell) with a round pit cut out
     cell by cell: the hole's rim a staircase of the grid's lines."""
@@ -2474,6 +2481,8 @@ def inputs():
     yield "laser scan, noise 0.3 edge, pinholes", lambda: noisy_scan(5, 0.3, 14, 62)
     yield "low-poly house, overlapping boxes", low_poly_house
     yield "thin slab under a standing wall", slab_under_a_wall
+    yield "porch 0.4 thick against a box", lambda: boxes_face_to_face(0.4)
+    yield "porch 0.4 thick against a box at 0.5x", lambda: boxes_face_to_face(0.4), 0.5
     yield "heightfield with a stair-stepped pit", lambda: holed_heightfield(40, 0.35, 63)
     yield "sheet with a saw border, 12 teeth", lambda: sawtooth_sheet(12, 0.4, 10)
     yield "box with one side 32x32, fanned neighbours", lambda: box_one_side_fine(32)
