@@ -1840,6 +1840,30 @@ void MakeBlockOfFlats(Mesh& mesh, unsigned int floors = 4, unsigned int bays = 6
             }
 }
 
+// A closed box from (x0, y0, z0) to (x1, y1, z1), each side one quad, faces
+// outward, appended to what the mesh holds.
+template <typename Mesh>
+void AddBox(Mesh& mesh, double x0, double y0, double z0, double x1, double y1, double z1) {
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    for (int i = 0; i < 8; ++i)
+        AddVertex(mesh, (i & 1) ? x1 : x0, (i & 2) ? y1 : y0, (i & 4) ? z1 : z0);
+    const unsigned int quads[6][4] = {{0, 2, 3, 1}, {4, 5, 7, 6}, {0, 1, 5, 4},
+                                      {2, 6, 7, 3}, {0, 4, 6, 2}, {1, 3, 7, 5}};
+    for (auto& q : quads)
+        AddQuad(mesh, base + q[0], base + q[1], base + q[2], base + q[3]);
+}
+
+// A low-poly base slab 7 x 4 x `thickness` (each side one quad, so its long
+// sides are two faces of 1.6 degrees) with a separate wall 3 x 0.4 x 1.6
+// standing on it, nothing joined, as game and architecture models put parts
+// together. At its mean edge length the slab is 0.06 targets thick, and the
+// wall's sides 0.4 apart lower the target beside them, on the slab too.
+template <typename Mesh>
+void MakeSlabUnderWall(Mesh& mesh, double thickness = 0.2) {
+    AddBox(mesh, -0.5, -0.5, -thickness, 6.5, 3.5, 0);
+    AddBox(mesh, 1.5, -0.4, 0, 4.5, 0, 1.6);
+}
+
 // A plate `cells` x `cells` units, `thickness` thick, with a round hole of
 // `holeSides` sides and radius 0.3 through the middle of each unit cell, as
 // a CAD exporter writes sheet metal: each cell's square outline (two points

@@ -2007,6 +2007,301 @@ def perforated_sheet(cells, hole_sides, thickness):
     return holed_plate(cells, hole_sides, 2, thickness)
 
 
+def counterbored_block(sectors, half=2.0, height=1.5):
+    """A square block with a counterbored, chamfered hole through it, as a CAD
+    tessellator writes it: each flat side fanned from its corners to the
+    hole's rim (long thin faces), the hole's walls one ring of quads each."""
+    # the hole's profile (r, z) from the top face down to the bottom face
+    profile = [(1.2, height), (1.0, height - 0.2), (1.0, height - 0.6), (0.5, height - 0.6), (0.5, 0.1),
+               (0.6, 0.0)]
+    corners = [(half, half), (-half, half), (-half, -half), (half, -half)]
+    v = [(x, y, height) for x, y in corners] + [(x, y, 0.0) for x, y in corners]
+    f = []
+    for i in range(4):
+        j = (i + 1) % 4
+        f += [(i, j, 4 + j), (i, 4 + j, 4 + i)]
+    rings = []
+    for r, z in profile:
+        rings.append(list(range(len(v), len(v) + sectors)))
+        v += [(r * math.cos(2 * math.pi * s / sectors), r * math.sin(2 * math.pi * s / sectors), z)
+              for s in range(sectors)]
+    for a, b in zip(rings, rings[1:]):
+        for s in range(sectors):
+            t = (s + 1) % sectors
+            f += [(a[s], a[t], b[t]), (a[s], b[t], b[s])]
+    # corner j (at 45 + 90 j degrees) fans over the rim from 90 j to 90 (j + 1)
+    # degrees; one face joins it to the corner before and the rim between
+    quarter = sectors // 4
+    for first, ring in ((0, rings[0]), (4, rings[-1])):
+        for j in range(4):
+            corner, before = first + j, first + (j - 1) % 4
+            f.append((before, corner, ring[quarter * j]))
+            f += [(corner, ring[(quarter * j + s) % sectors], ring[(quarter * j + s + 1) % sectors])
+                  for s in range(quarter)]
+    v = np.array(v, float)
+    return v, fix_orientation(v, np.array(f, int))
+
+
+def pipe_elbow(around, arc_rings, outer, wall, bend, straight):
+    """A thick-walled pipe elbow: a straight run, a quarter bend of radius
+    `bend` in `arc_rings` rings and a second straight run, each straight run
+    one ring of long faces, the ends closed by annuli."""
+    frames = [((0.0, 0.0, -straight), (0.0, 0.0, 1.0))]
+    for k in range(arc_rings + 1):
+        a = 0.5 * math.pi * k / arc_rings
+        frames.append(((bend - bend * math.cos(a), 0.0, bend * math.sin(a)), (math.sin(a), 0.0, math.cos(a))))
+    frames.append(((bend + straight, 0.0, bend), (1.0, 0.0, 0.0)))
+    v, f = [], []
+    side = np.array((0.0, 1.0, 0.0))
+    for radius in (outer, outer - wall):
+        for p, t in frames:
+            n = np.cross(side, t)
+            for s in range(around):
+                a = 2 * math.pi * s / around
+                v.append(np.asarray(p) + radius * (math.cos(a) * n + math.sin(a) * side))
+    rings = len(frames)
+
+    def vid(shell, k, s):
+        return (shell * rings + k) * around + s % around
+
+    for shell in (0, 1):
+        for k in range(rings - 1):
+            for s in range(around):
+                f += [(vid(shell, k, s), vid(shell, k, s + 1), vid(shell, k + 1, s + 1)),
+                      (vid(shell, k, s), vid(shell, k + 1, s + 1), vid(shell, k + 1, s))]
+    for k in (0, rings - 1):
+        for s in range(around):
+            f += [(vid(0, k, s), vid(1, k, s), vid(1, k, s + 1)), (vid(0, k, s), vid(1, k, s + 1), vid(0, k, s + 1))]
+    v = np.array(v, float)
+    return v, fix_orientation(v, np.array(f, int))
+
+
+def pipe_tee(h):
+    """A hollow pipe tee as a voxelised CAD part holds it: the iso-surface of
+    two tubes' union (walls 0.1 thick) clipped by the ends' planes, its sharp
+    creases cut across by marching tetrahedra."""
+    def field(p):
+        x, y, z = p[:, 0], p[:, 1], p[:, 2]
+        run = np.hypot(y, z)
+        branch = np.hypot(x, y)
+        outer = np.minimum(np.maximum(run - 0.5, np.abs(x) - 1.5), np.maximum(branch - 0.4, np.maximum(-z, z - 1.4)))
+        inner = np.minimum(np.maximum(run - 0.4, np.abs(x) - 1.6), np.maximum(branch - 0.3, np.maximum(-z, z - 1.5)))
+        return np.maximum(outer, -inner)
+
+    return marching_tetrahedra(field, np.array((-1.6, -0.6, -0.6)), np.array((1.6, 0.6, 1.5)), h)
+
+
+def coil_spring(turns, along, around, coil, wire, pitch):
+    """A coil spring: a round wire of radius `wire` along a helix, its two
+    ends closed by fans, the coils `pitch` apart (less twice the wire the gap
+    between them)."""
+    v, f = [], []
+    for k in range(along + 1):
+        a = 2 * math.pi * turns * k / along
+        c = np.array((coil * math.cos(a), coil * math.sin(a), pitch * turns * k / along))
+        t = np.array((-coil * math.sin(a), coil * math.cos(a), pitch / (2 * math.pi)))
+        t /= np.linalg.norm(t)
+        n = np.array((math.cos(a), math.sin(a), 0.0))
+        b = np.cross(t, n)
+        for s in range(around):
+            w = 2 * math.pi * s / around
+            v.append(c + wire * (math.cos(w) * n + math.sin(w) * b))
+    for k in range(along):
+        for s in range(around):
+            a, b = k * around + s, k * around + (s + 1) % around
+            f += [(a, b, b + around), (a, b + around, a + around)]
+    last = along * around
+    f += [(0, (s + 1) % around, s) for s in range(1, around - 1)]
+    f += [(last, last + s, last + (s + 1) % around) for s in range(1, around - 1)]
+    v = np.array(v, float)
+    return v, fix_orientation(v, np.array(f, int))
+
+
+def necked_blob(h, necks):
+    """Three round lumps joined by necks of the given radii, as marching
+    tetrahedra extract a scan's iso-surface (no blending at the necks)."""
+    centres = [(-1.2, 0.0, 0.0), (0.0, 0.0, 0.0), (1.2, 0.0, 0.0)]
+    parts = [capsule_distance_of(c, np.add(c, (0.0, 0.0, 0.05)), 0.45) for c in centres]
+    for (a, b), r in zip(zip(centres, centres[1:]), necks):
+        parts.append(capsule_distance_of(a, b, r))
+
+    def field(p):
+        return np.min(np.stack([g(p) for g in parts], axis=1), axis=1)
+
+    return marching_tetrahedra(field, np.array((-1.8, -0.6, -0.6)), np.array((1.8, 0.6, 0.6)), h)
+
+
+def capsule_distance_of(a, b, r):
+    return lambda p: capsule_distance(p, a, b, r)
+
+
+def scanned_head(levels, seed):
+    """A scanned head: an ellipsoid with a nose, brows, eye sockets, lips and
+    ears as smooth bumps and pits, a little noise, cut open at the neck by
+    dropping the faces below a tilted plane (a stair-stepped rim)."""
+    rng = np.random.default_rng(seed)
+    v, f = icosphere(levels)
+    d = v.copy()
+    features = [((0, 1, 0.05), 0.35, 0.22), ((0.3, 0.9, 0.35), -0.08, 0.12), ((-0.3, 0.9, 0.35), -0.08, 0.12),
+                ((0, 0.95, 0.42), 0.05, 0.3), ((0, 0.97, -0.35), 0.06, 0.1), ((1, 0, 0.1), 0.1, 0.18),
+                ((-1, 0, 0.1), 0.1, 0.18)]
+    r = np.ones(len(v))
+    for c, amp, width in features:
+        c = np.asarray(c, float) / np.linalg.norm(c)
+        r += amp * np.exp(-np.sum((d - c) ** 2, axis=1) / width ** 2)
+    r += rng.normal(0, 0.002, len(v))
+    v = v * r[:, None] * (0.8, 0.95, 1.15)
+    cen = v[f].mean(axis=1)
+    keep = cen @ np.array((0.0, 0.3, 1.0)) > -0.75
+    return compact(v, f[keep])
+
+
+def noisy_scan(levels, noise, holes, seed):
+    """A laser scan with noise and pinholes: a bumpy sphere, each vertex
+    moved along its radius by `noise` times the mean edge, and small holes
+    of one to three faces' width where the scanner saw nothing."""
+    rng = np.random.default_rng(seed)
+    v, f = icosphere(levels)
+    v = bumpy(v, 0.15, 4, seed)
+    e = np.linalg.norm(v[f[:, 0]] - v[f[:, 1]], axis=1).mean()
+    v = v * (1 + noise * e * rng.normal(0, 1, len(v)))[:, None]
+    cen = v[f].mean(axis=1)
+    keep = np.ones(len(f), bool)
+    for _ in range(holes):
+        p = v[rng.integers(len(v))]
+        keep &= np.linalg.norm(cen - p, axis=1) > e * rng.uniform(0.6, 1.8)
+    return compact(v, f[keep])
+
+
+def low_poly_house():
+    """A low-poly house as game and architecture models hold it: closed boxes
+    and a roof prism put together without a boolean, overlapping one another,
+    with coplanar, overlapping sides (the wing's front is the main block's)."""
+    parts = [box((0, 0, 0), (4, 3, 2.5)), box((3, 0, 0), (6, 2, 1.8)), box((-0.5, -0.5, -0.2), (6.5, 3.5, 0)),
+             box((2.6, 1.8, 2), (3.1, 2.3, 4.2)), box((1.5, -0.4, 0), (2.5, 0, 1.6))]
+    roof_v = np.array([(-0.2, -0.2, 2.5), (4.2, -0.2, 2.5), (4.2, 3.2, 2.5), (-0.2, 3.2, 2.5),
+                       (-0.2, 1.5, 3.8), (4.2, 1.5, 3.8)], float)
+    roof_f = np.array([(0, 2, 1), (0, 3, 2), (0, 1, 5), (0, 5, 4), (3, 4, 5), (3, 5, 2), (0, 4, 3), (1, 2, 5)], int)
+    parts.append((roof_v, orient_by_volume(roof_v, roof_f)))
+    return merge(*parts)
+
+
+def slab_under_a_wall():
+    """A thin base slab (a box 7 x 4 x 0.2, sides one quad each) with a
+    separate box 3 x 0.4 x 1.6 standing on it: the box's narrow sides refine
+    the target beside them, on the slab too."""
+    return merge(box((-0.5, -0.5, -0.2), (6.5, 3.5, 0)), box((1.5, -0.4, 0), (4.5, 0, 1.6)))
+
+
+def boxes_face_to_face(thickness):
+    """A box 4 x 3 x 2.5 with a separate box 3 x `thickness` x 1.6 pushed
+    against its front, their touching sides coplanar and back to back, as
+    low-poly models put a porch against a house."""
+    return merge(box((0, 0, 0), (4, 3, 2.5)), box((1.5, -thickness, 0), (4.5, 0, 1.6)))
+
+
+def holed_heightfield(n, hole, seed):
+    """A heightfield (a grid of two triangles a cell) with a round pit cut out
+    cell by cell: the hole's rim a staircase of the grid's lines."""
+    rng = np.random.default_rng(seed)
+    k = rng.uniform(1, 3, 4)
+    v, f = grid(n, n, height=lambda x, y: 0.15 * math.sin(k[0] * x + k[1] * y) + 0.1 * math.cos(k[2] * x * y + k[3]))
+    cen = v[f].mean(axis=1)
+    keep = np.hypot(cen[:, 0] - 0.2, cen[:, 1] + 0.1) > hole
+    return compact(v, f[keep])
+
+
+def sawtooth_sheet(teeth, depth, rows):
+    """A flat sheet one side of which is a saw: `teeth` sharp teeth `depth`
+    deep, each tooth's tip a border corner far under 90 degrees."""
+    pts = []
+    for i in range(teeth):
+        pts += [(2.0 * i / teeth - 1, 1.0), (2.0 * (i + 0.5) / teeth - 1, 1.0 + depth)]
+    pts += [(1.0, 1.0)]
+    v, f = [], []
+    for j in range(rows + 1):
+        y = -1.0 + 2.0 * j / rows
+        for x, _ in pts:
+            v.append((x, y, 0.0))
+    w = len(pts)
+    for j in range(rows):
+        for i in range(w - 1):
+            a = j * w + i
+            f += [(a, a + 1, a + w + 1), (a, a + w + 1, a + w)]
+    top = rows * w
+    for m in range(1, w - 1, 2):
+        v.append((pts[m][0], pts[m][1], 0.0))
+        f += [(top + m - 1, top + m, len(v) - 1), (top + m, top + m + 1, len(v) - 1)]
+    v = np.array(v, float)
+    return compact(v, orient_up(v, np.array(f, int)))
+
+
+def box_one_side_fine(fine):
+    """A box whose top is a fine grid (`fine` x `fine` cells) and whose other
+    sides are single quads, each side beside the top fanned from its far
+    corners to the top's edge points: long slivers meeting the fine grid."""
+    v = [(x, y, 1.0) for y in np.linspace(0, 1, fine + 1) for x in np.linspace(0, 1, fine + 1)]
+    f = []
+    for j in range(fine):
+        for i in range(fine):
+            a = j * (fine + 1) + i
+            f += [(a, a + 1, a + fine + 2), (a, a + fine + 2, a + fine + 1)]
+    base = len(v)
+    v += [(0, 0, 0), (1, 0, 0), (1, 1, 0), (0, 1, 0)]
+
+    def top(i, j):
+        return j * (fine + 1) + i
+
+    edges = [([top(i, 0) for i in range(fine + 1)], base, base + 1),
+             ([top(fine, j) for j in range(fine + 1)], base + 1, base + 2),
+             ([top(i, fine) for i in range(fine, -1, -1)], base + 2, base + 3),
+             ([top(0, j) for j in range(fine, -1, -1)], base + 3, base)]
+    for line, lo, hi in edges:
+        half = fine // 2
+        for k in range(fine):
+            f.append((line[k], line[k + 1], lo if k < half else hi))
+        f.append((line[half], lo, hi))
+    f += [(base, base + 1, base + 2), (base, base + 2, base + 3)]
+    v = np.array(v, float)
+    return v, fix_orientation(v, np.array(f, int))
+
+
+def duplicated_sphere(levels, share, seed):
+    """A sphere as a careless exporter writes it: every vertex written twice
+    (each face naming one of the copies at random) and a share of the faces
+    written twice, in the same order."""
+    rng = np.random.default_rng(seed)
+    v, f = icosphere(levels)
+    n = len(v)
+    f = f + n * rng.integers(0, 2, f.shape)
+    again = f[rng.uniform(0, 1, len(f)) < share]
+    return np.vstack([v, v]), np.vstack([f, again])
+
+
+def wine_glass(sectors):
+    """A lathe-turned wine glass, as a revolve with many sectors writes it:
+    a thin foot, a stem, a bowl whose wall is two surfaces 0.02 apart joined
+    at the rim, each profile span one ring of long thin faces, fans at both
+    poles (the inner one at the bowl's bottom)."""
+    profile = [(0.0, 0.0), (0.7, 0.0), (0.7, 0.03), (0.08, 0.06), (0.05, 0.12), (0.05, 1.0), (0.1, 1.08),
+               (0.45, 1.3), (0.6, 1.7), (0.55, 2.2), (0.53, 2.2), (0.58, 1.7), (0.43, 1.31), (0.08, 1.11),
+               (0.0, 1.1)]
+    v, f = revolve(profile, sectors)
+    return v, orient_by_volume(v, f)
+
+
+def gyroid_sheet(h, periods):
+    """A gyroid surface (as 3D-printing lattices hold it) extracted by marching
+    tetrahedra inside a box of `periods` periods a side, open where the
+    box cuts it."""
+    def field(p):
+        x, y, z = p[:, 0], p[:, 1], p[:, 2]
+        return np.sin(x) * np.cos(y) + np.sin(y) * np.cos(z) + np.sin(z) * np.cos(x)
+
+    lo = np.array((0.1, 0.2, 0.3))
+    return marching_tetrahedra(field, lo, lo + 2 * math.pi * periods, h)
+
+
 def inputs():
     """(name, builder) for every input of the sweep."""
     soup_source = torus(24, 12)
@@ -2172,6 +2467,28 @@ def inputs():
     yield "perforated sheet, 10x10 holes", lambda: perforated_sheet(10, 8, 0.05)
     yield "perforated sheet, 10x10 holes at 2x", lambda: perforated_sheet(10, 8, 0.05), 2.0
     yield "subdivision export, extruded cube cage at 0.25x", lambda: subdivision_export(3), 0.25
+    # counterbored CAD parts, pipes, springs, necked blobs, scanned heads, noisy scans, overlapping low-poly
+    # parts, holed heightfields, saw borders, fine sides beside coarse ones, duplicates, lathes, lattices
+    yield "counterbored block 48, chamfers, fanned sides", lambda: counterbored_block(48)
+    yield "counterbored block 48 at 0.5x", lambda: counterbored_block(48), 0.5
+    yield "counterbored block at scale 1e-3, offset 1e3", lambda: moved(lambda: counterbored_block(48), 1e-3, 1e3)
+    yield "pipe elbow 32 around, wall 0.1", lambda: pipe_elbow(32, 12, 0.5, 0.1, 1.0, 2.0)
+    yield "pipe elbow 32 around, wall 0.1 at 2x", lambda: pipe_elbow(32, 12, 0.5, 0.1, 1.0, 2.0), 2.0
+    yield "pipe tee, voxelised", lambda: pipe_tee(0.08)
+    yield "coil spring 6 turns, coils close", lambda: coil_spring(6, 360, 10, 1.0, 0.1, 0.26)
+    yield "blob with necks 0.08 and 0.04", lambda: necked_blob(0.05, (0.08, 0.04))
+    yield "scanned head, open neck cut", lambda: scanned_head(5, 61)
+    yield "laser scan, noise 0.3 edge, pinholes", lambda: noisy_scan(5, 0.3, 14, 62)
+    yield "low-poly house, overlapping boxes", low_poly_house
+    yield "thin slab under a standing wall", slab_under_a_wall
+    yield "porch 0.4 thick against a box", lambda: boxes_face_to_face(0.4)
+    yield "porch 0.4 thick against a box at 0.5x", lambda: boxes_face_to_face(0.4), 0.5
+    yield "heightfield with a stair-stepped pit", lambda: holed_heightfield(40, 0.35, 63)
+    yield "sheet with a saw border, 12 teeth", lambda: sawtooth_sheet(12, 0.4, 10)
+    yield "box with one side 32x32, fanned neighbours", lambda: box_one_side_fine(32)
+    yield "sphere, vertices twice, 10% faces twice", lambda: duplicated_sphere(3, 0.1, 64)
+    yield "lathe wine glass 192 sectors", lambda: wine_glass(192)
+    yield "gyroid sheet, open at the box", lambda: gyroid_sheet(0.25, 1)
 
 # ---------------------------------------------------------------- the runs
 

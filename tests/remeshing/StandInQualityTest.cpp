@@ -556,6 +556,34 @@ TEST(StandInQualityFine, PerforatedSheetThinnerThanTheFloorKeepsBothSides) {
     EXPECT_LT(FarthestVertex(input, mesh), 0.01 * target);
 }
 
+// A base slab 0.06 targets thick beside a wall standing on it, a separate
+// piece whose sides lower the target over most of the slab. The slab's rims
+// run between corners, and under the floor of the sizing they set no target:
+// its top and bottom merged wherever the graded target grew past four
+// times the thickness, and folded along every merge (510 folded edges, faces
+// of no area). Lines between corners bound a wall under the floor as lines
+// of sliding vertices do.
+TEST(StandInQualityFine, SlabThinnerThanTheFloorBesideAWallKeepsBothSides) {
+    ShapeMesh mesh;
+    MakeSlabUnderWall(mesh);
+    const ShapeMesh input(mesh);
+    const double volume = EnclosedVolume(input);
+    ASSERT_NEAR(volume, 7 * 4 * 0.2 + 3 * 0.4 * 1.6, 1e-9);
+    const double target = MeanEdge(input);
+    ASSERT_TRUE(mesh.RemeshPreservingShape(target));
+    EXPECT_TRUE(IsCleanResult(mesh, true));
+    EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
+    // 14.0 degrees on the slab's side, 0.2 tall, where its rim edges are
+    // still 0.8 long; 0.00 (faces of no area) merged.
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 12.0);
+    // The slab's vertical corner edges, 0.06 targets long, still merge where
+    // the rims' targets end short of the corners: 0.6 % of the volume and
+    // 0.057 targets from the input there.
+    EXPECT_NEAR(EnclosedVolume(mesh), volume, 0.015 * volume);
+    EXPECT_LT(FarthestVertex(mesh, input), 0.01 * target);
+    EXPECT_LT(FarthestVertex(input, mesh), 0.08 * target);
+}
+
 // A thin-walled bowl whose flat rim is 0.29 targets wide between two closed
 // creases without a corner, each edge of them 1.25 targets long: staggered
 // across the rim at that spacing its faces reached 24.6 degrees. Lines of
