@@ -1049,9 +1049,9 @@ private:
         for (int pass = 0; pass < 4 && SearchToRaiseAngles(searched); ++pass) { }
         SnapToPeaks();
         SnapToSoftCorners();
+        UnfoldEdges();
         if (m_Options.m_FitFaces)
             FitFaces();
-        UnfoldEdges();
     }
     // Moves each free vertex off the input along its normal so that its
     // faces lie about as far outside the input as inside (see its
