@@ -620,12 +620,12 @@ public:
 //           with at most three walks over the fans of a vertex and its ring
 //           and six places tried each, then one more sweep over the faces
 //           (the smallest angle) and the vertices (three corners each, as
-//           the last but with one place tried), then, fitting the faces,
-//           one closest-point query per face and one per side, one walk
-//           over each fan and the take-back of relaxation; then, where
-//           edges fold, at most UnfoldSweeps sweeps over their vertices
-//           with a bounded number of places each, and two rounds of at most
-//           one split per folded tip (see UnfoldEdges).
+//           the last but with one place tried), then, where edges fold,
+//           at most UnfoldSweeps sweeps over their vertices with a bounded
+//           number of places each and two rounds of at most one split per
+//           folded tip (see UnfoldEdges), then, fitting the faces, one
+//           closest-point query per face and one per side, one walk over
+//           each fan and the take-back of relaxation.
 // Every walk around a vertex follows twin links around one fan and so visits
 // each of its faces once; collapses walk only fans of at most
 // MaxCollapseValence edges. The number of iterations is the caller's.
@@ -1050,13 +1050,21 @@ private:
         SnapToPeaks();
         SnapToSoftCorners();
         UnfoldEdges();
-        if (m_Options.m_FitFaces)
+        // The fit may leave a fold of its own (it takes back only the moves
+        // that fold an edge); the free vertices then move once more, so
+        // that the lines stay where a result without the fit has them.
+        if (m_Options.m_FitFaces) {
             FitFaces();
+            UnfoldByMoves(true);
+        }
     }
     // Moves each free vertex off the input along its normal so that its
     // faces lie about as far outside the input as inside (see its
     // definition).
     void FitFaces();
+    // Takes back the moves of m_Moved at both faces of each edge they fold
+    // that did not fold (see its definition); whether any was taken back.
+    bool TakeBackFoldingMoves();
     // Moves free vertices onto the input vertices the result passes too far
     // from (see PeakSnapFactor), where no face of their fans turns, folds or
     // gets a smaller angle than it allows; whether any moved.
@@ -1103,10 +1111,12 @@ private:
     // cosine between its faces' normals lies under -UnfoldNearCos: the
     // count of folds first, then how near the rest come to folding.
     double FoldsAround(std::uint32_t v, const Vec& q) const;
+    // How many edges fold (see MaxFoldCos).
+    std::size_t FoldedEdgeCount() const;
     // Moves the vertices beside folded edges a little over the input (or
     // along their line) where that leaves fewer folds around them (see its
-    // definition); whether any moved.
-    bool UnfoldByMoves();
+    // definition); whether any moved. freeOnly: vertices on lines stay.
+    bool UnfoldByMoves(bool freeOnly = false);
     // The bare tips of three faces with a folded edge, in order.
     std::vector<std::uint32_t> FoldedTips() const;
     // The smallest angle of the faces round tip and round its ring, and

@@ -837,6 +837,16 @@ bool CEngine::MoveFolds(std::uint32_t v, const Vec& q) const {
     return folds;
 }
 
+std::size_t CEngine::FoldedEdgeCount() const {
+    std::size_t count = 0;
+    const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
+    for (std::uint32_t h = 0; h < halfEdges; ++h) {
+        const std::uint32_t t = m_Twin[h];
+        count += m_Corner[h] != None && t != None && t > h && Folded(FaceNormal(h / 3), FaceNormal(t / 3));
+    }
+    return count;
+}
+
 double CEngine::FoldsAround(std::uint32_t v, const Vec& q) const {
     const auto normal = [&](std::uint32_t f) { return FaceNormal(f, v, v, q); };
     double folds = 0;
@@ -868,17 +878,9 @@ double CEngine::FoldsAround(std::uint32_t v, const Vec& q) const {
 // gets a smaller angle than both what the fan had and the result's
 // smallest, and a vertex on a line keeps the line's shape. Serial, in
 // vertex order.
-bool CEngine::UnfoldByMoves() {
+bool CEngine::UnfoldByMoves(bool freeOnly) {
     std::vector<std::uint32_t> vertices;
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
-    const auto foldedEdges = [&]() {
-        std::size_t count = 0;
-        for (std::uint32_t h = 0; h < halfEdges; ++h) {
-            const std::uint32_t t = m_Twin[h];
-            count += m_Corner[h] != None && t != None && t > h && Folded(FaceNormal(h / 3), FaceNormal(t / 3));
-        }
-        return count;
-    };
     for (std::uint32_t h = 0; h < halfEdges; ++h) {
         const std::uint32_t t = m_Twin[h];
         if (m_Corner[h] == None || t == None || t < h || !Folded(FaceNormal(h / 3), FaceNormal(t / 3)))
@@ -890,7 +892,7 @@ bool CEngine::UnfoldByMoves() {
         return false;
     std::sort(vertices.begin(), vertices.end());
     vertices.erase(std::unique(vertices.begin(), vertices.end()), vertices.end());
-    const std::size_t foldsBefore = foldedEdges();
+    const std::size_t foldsBefore = FoldedEdgeCount();
     std::vector<std::pair<Vec, std::pair<std::uint32_t, std::uint32_t>>> saved;
     saved.reserve(vertices.size());
     for (const std::uint32_t v : vertices)
@@ -903,7 +905,8 @@ bool CEngine::UnfoldByMoves() {
     for (int sweep = 0; sweep < UnfoldSweeps; ++sweep) {
         bool moved = false;
         for (const std::uint32_t v : vertices) {
-            const bool slides = (m_Flags[v] & (Deleted | Fixed | Sliding | NonManifold)) == Sliding && !IsOpen(v);
+            const bool slides =
+                !freeOnly && (m_Flags[v] & (Deleted | Fixed | Sliding | NonManifold)) == Sliding && !IsOpen(v);
             if (!IsFree(v) && !slides)
                 continue;
             const Vec p = m_Position[v];
@@ -947,7 +950,7 @@ bool CEngine::UnfoldByMoves() {
     }
     // Moves that only brought folds nearer unfolding are taken back, all of
     // them: they cost the distance and the spacing and gain nothing.
-    if (changed && !(foldedEdges() < foldsBefore)) {
+    if (changed && !(FoldedEdgeCount() < foldsBefore)) {
         for (std::size_t i = 0; i < vertices.size(); ++i) {
             m_Position[vertices[i]] = saved[i].first;
             m_FaceHint[vertices[i]] = saved[i].second.first;
@@ -1076,6 +1079,7 @@ bool CEngine::UnfoldEdges() {
     if (tips.empty())
         return changed;
     const double floor = SmallestAngleOfFaces();
+    const std::size_t foldsBefore = FoldedEdgeCount();
     CMeshState saved;
     SaveState(saved);
     std::vector<double> need(tips.size());
@@ -1106,8 +1110,12 @@ bool CEngine::UnfoldEdges() {
                 keptNeed.push_back(need[i]);
             }
         }
-        if (kept.size() == tips.size())
+        // The ring below a tip moves too, so the whole mesh must fold less.
+        const bool fewer = FoldedEdgeCount() < foldsBefore;
+        if (kept.size() == tips.size() && fewer)
             return true;
+        if (!fewer && kept.size() == tips.size())
+            kept.clear();
         RestoreState(saved);
         tips.swap(kept);
         need.swap(keptNeed);
