@@ -370,6 +370,9 @@ constexpr double UnfoldNearCos = 0.4;
 // faces and its ring's keep where the tip gets a fourth face against a fold
 // (see UnfoldEdges). A face split in two at the tip keeps 0.61 of it.
 constexpr double UnfoldTipShare = 0.85;
+// A fan at least this wide stays so through the moves against folds (see
+// UnfoldByMoves): 30 degrees, the smallest angle the remesh aims for.
+constexpr double UnfoldKeptAngle = 30.0 * Pi / 180.0;
 // A free input vertex whose every edge is longer than the split length lies
 // where the result is finer than the input (a smooth part tessellated
 // coarsely). Where its faces also turn (some face normal lies more than this

@@ -876,7 +876,8 @@ double CEngine::FoldsAround(std::uint32_t v, const Vec& q) const {
 // one that leaves the fewest folds around it, fewer than now, or as many
 // but nearer unfolding (see FoldsAround); where no face of its fan turns or
 // gets a smaller angle than both what the fan had and the result's
-// smallest, and a vertex on a line keeps the line's shape. Serial, in
+// smallest (nor under UnfoldKeptAngle where the fan was above it), and a
+// vertex on a line keeps the line's shape. Serial, in
 // vertex order.
 bool CEngine::UnfoldByMoves(bool freeOnly) {
     std::vector<std::uint32_t> vertices;
@@ -917,6 +918,9 @@ bool CEngine::UnfoldByMoves(bool freeOnly) {
             ForEachOutgoing(v, [&](std::uint32_t e) {
                 fan = std::min(fan, SmallestAngle(p, m_Position[Target(e)], m_Position[m_Corner[Prev(e)]]));
             });
+            // A fan at the angle the remesh aims for keeps it.
+            const double least =
+                fan >= UnfoldKeptAngle ? std::max(std::min(fan, floor), UnfoldKeptAngle) : std::min(fan, floor);
             ring.clear();
             ForEachNeighbour(v, [&](std::uint32_t w, std::uint32_t) { ring.push_back(w); });
             const std::uint32_t faceHint = m_FaceHint[v], segmentHint = m_SegmentHint[v];
@@ -927,7 +931,7 @@ bool CEngine::UnfoldByMoves(bool freeOnly) {
                 for (const double share : UnfoldShares) {
                     const Vec q = Projected(v, p + (m_Position[w] - p) * share);
                     double after;
-                    if (!IsFinite(q) || !FanAfterMove(v, q, after) || after < std::min(fan, floor) ||
+                    if (!IsFinite(q) || !FanAfterMove(v, q, after) || after < least ||
                         (slides && !KeepsLineShape(v, q)))
                         continue;
                     const double folds = FoldsAround(v, q);
