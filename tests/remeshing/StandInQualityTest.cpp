@@ -233,8 +233,9 @@ INSTANTIATE_TEST_SUITE_P(
         // edges; spread evenly, 16.3 degrees and two folded edges, 0.21
         // targets from the input (the base's rim between its few
         // vertices); one folded edge since the base's three vertices are
-        // spread evenly round it.
-        CQualityCase{"sharp_cone", [](ShapeMesh& m) { MakeSharpCone(m); }, 1.0, 15.0, 0.3, {{0, 0, 6}}, 1},
+        // spread evenly round it, and none since the last folds are moved
+        // apart (16.3 degrees, the three faces' bound at the tip).
+        CQualityCase{"sharp_cone", [](ShapeMesh& m) { MakeSharpCone(m); }, 1.0, 15.0, 0.3, {{0, 0, 6}}},
         // The same cone, its side faces first: the tip kept four faces
         // whose ring held a base vertex and a vertex of three neighbours
         // inside the tip's fan (13.96 degrees). That vertex now goes into
@@ -680,55 +681,75 @@ namespace {
 // tip. Each case: sides, height, a base fanned from its rim, the target as a
 // multiple of the mean edge, the smallest angle less a margin (three faces
 // at the tip reach 2 asin(sin a sin 60 degrees) at best on a cone of
-// half-angle a: 16.4, 9.9 and 12.4 degrees), the folded edges left: three
-// faces round so slender a tip fold where their ring is a degree uneven.
-// On the slender cones a base left bunched on one side lies up to 0.7 of
-// its radius inside the rim, which the bound on the input's vertices
-// catches.
+// half-angle a: 16.4, 9.9 and 12.4 degrees), and how far the input's
+// vertices may lie from the result. No edge folds: three faces round so
+// slender a tip fold where their ring is a degree uneven, and the last
+// moves, or a fourth face at the tip, take those folds away. On the slender
+// cones a base left bunched on one side lies up to 0.7 of its radius inside
+// the rim, which the bound on the input's vertices catches; where the base
+// slid along its rim to unfold the faces above it, the bound is looser.
 struct CCoarseCone {
     unsigned int m_Sides;
     double m_Height;
     bool m_RimFan;
     double m_Relative;
     double m_MinAngle;
-    unsigned int m_KnownFolds;
+    double m_InputReach = 0.56;
 };
 
 }  // namespace
 
 TEST(StandInQualityFine, SharpConesKeepTheirBaseAtCoarseTargets) {
-    const CCoarseCone cases[] = {{32, 6, false, 1.0, 16.0, 0},
-                                 {32, 6, false, 1.5, 19.5, 0},
-                                 {32, 6, false, 2.0, 16.0, 0},
-                                 {32, 6, false, 3.0, 16.0, 0},
-                                 {32, 10, false, 1.0, 9.5, 1},
-                                 {32, 10, false, 1.5, 11.5, 0},
-                                 {32, 10, false, 2.0, 9.5, 0},
-                                 {32, 10, false, 3.0, 9.5, 0},
-                                 {24, 8, true, 1.0, 11.5, 0},
-                                 {24, 8, true, 1.5, 14.5, 1},
-                                 {24, 8, true, 2.0, 12.0, 0},
-                                 {24, 8, true, 3.0, 12.0, 0},
+    const CCoarseCone cases[] = {{32, 6, false, 1.0, 16.0},
+                                 {32, 6, false, 1.5, 19.5},
+                                 {32, 6, false, 2.0, 16.0},
+                                 {32, 6, false, 3.0, 16.0},
+                                 {32, 10, false, 1.0, 9.5},
+                                 {32, 10, false, 1.5, 11.5},
+                                 {32, 10, false, 2.0, 9.5},
+                                 {32, 10, false, 3.0, 9.5},
+                                 {24, 8, true, 1.0, 11.5},
+                                 {24, 8, true, 1.5, 11.8},
+                                 {24, 8, true, 2.0, 12.0},
+                                 {24, 8, true, 3.0, 12.0},
                                  // Slender cones (half-angle 5.7 degrees and under), where a ring
                                  // of three stays between the tip and the base at 1 and 1.5 times.
-                                 {20, 10, false, 1.0, 8.7, 3},
-                                 {20, 10, false, 1.5, 9.3, 2},
-                                 {20, 10, true, 1.0, 9.3, 0},
-                                 {20, 10, true, 1.5, 9.3, 0},
-                                 {24, 10, false, 1.0, 9.3, 0},
-                                 {24, 10, false, 1.5, 9.3, 0},
-                                 {24, 10, true, 1.0, 9.3, 0},
-                                 {24, 10, true, 1.5, 4.4, 3},
-                                 {32, 10, true, 1.0, 10.2, 1},
-                                 {32, 10, true, 1.5, 9.3, 0},
-                                 {48, 10, false, 1.0, 10.8, 3},
-                                 {48, 10, false, 1.5, 9.3, 0},
-                                 {48, 10, true, 1.0, 9.3, 0},
-                                 {48, 10, true, 1.5, 9.3, 1},
-                                 {64, 10, false, 1.0, 9.3, 1},
-                                 {64, 10, false, 1.5, 9.3, 0},
-                                 {64, 10, true, 1.0, 9.3, 2},
-                                 {64, 10, true, 1.5, 9.3, 0}};
+                                 {20, 10, false, 1.0, 8.9, 0.68},
+                                 {20, 10, false, 1.5, 9.3, 0.86},
+                                 {20, 10, true, 1.0, 9.3},
+                                 {20, 10, true, 1.5, 9.3},
+                                 {24, 10, false, 1.0, 9.3},
+                                 {24, 10, false, 1.5, 9.3},
+                                 {24, 10, true, 1.0, 9.3},
+                                 {24, 10, true, 1.5, 9.3, 0.62},
+                                 {32, 10, true, 1.0, 9.3},
+                                 {32, 10, true, 1.5, 9.3},
+                                 {48, 10, false, 1.0, 7.9, 0.63},
+                                 {48, 10, false, 1.5, 9.3},
+                                 {48, 10, true, 1.0, 9.3},
+                                 {48, 10, true, 1.5, 9.3},
+                                 {64, 10, false, 1.0, 9.3},
+                                 {64, 10, false, 1.5, 9.3},
+                                 {64, 10, true, 1.0, 9.3, 0.72},
+                                 {64, 10, true, 1.5, 9.3},
+                                 // Cones whose last faces folded at half the mean edge, and
+                                 // those of height 6 and 3 that folded.
+                                 {20, 10, false, 0.5, 9.3},
+                                 {20, 10, true, 0.5, 9.3},
+                                 {24, 10, false, 0.5, 9.3},
+                                 {32, 10, false, 0.5, 9.3},
+                                 {32, 10, true, 0.5, 9.3},
+                                 {48, 10, true, 0.5, 9.3},
+                                 {64, 10, false, 0.5, 9.3},
+                                 {24, 10, true, 0.5, 7.8},
+                                 {20, 6, false, 1.0, 15.7},
+                                 {20, 6, true, 0.5, 15.7},
+                                 {24, 6, true, 0.5, 15.7},
+                                 {48, 6, true, 0.5, 15.8},
+                                 {48, 6, true, 1.0, 15.8},
+                                 {64, 6, true, 1.5, 15.8, 0.63},
+                                 {20, 3, false, 0.5, 30.6},
+                                 {32, 3, true, 0.5, 33.8}};
     for (const CCoarseCone& c : cases) {
         ShapeMesh mesh;
         MakeSharpCone(mesh, c.m_Sides, c.m_Height, true, c.m_RimFan);
@@ -739,13 +760,13 @@ TEST(StandInQualityFine, SharpConesKeepTheirBaseAtCoarseTargets) {
         const std::string name = std::to_string(c.m_Sides) + " sides, height " + std::to_string(c.m_Height) +
                                  (c.m_RimFan ? ", rim fan" : "") + ", at " + std::to_string(c.m_Relative);
         EXPECT_TRUE(IsCleanResult(mesh, true)) << name;
-        EXPECT_LE(FoldedEdges(mesh, -0.5), c.m_KnownFolds) << name;
+        EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u) << name;
         EXPECT_GT(SmallestAngleInDegrees(mesh), c.m_MinAngle) << name;
         // The rim between three base vertices lies half the radius inside
         // their triangle's sides (0.5); the tip stays where it is, and the
         // fit of the faces moves free vertices up to 0.05 targets off the
         // input.
-        EXPECT_LT(FarthestVertex(input, mesh), 0.56) << name;
+        EXPECT_LT(FarthestVertex(input, mesh), c.m_InputReach) << name;
         EXPECT_LT(FarthestVertex(mesh, input), 0.055 * target) << name;
         unsigned int onRim = 0;
         bool tip = false;

@@ -353,6 +353,26 @@ constexpr double PeakSnapFactor = 0.25;
 // Rounds of relaxation of the ring that follows a vertex onto a peak (see
 // SnapWithRing).
 constexpr int SnapRingRounds = 3;
+// Shares of the way towards each neighbour that a vertex beside a folded
+// edge tries at the end (see UnfoldByMoves), and the sweeps over those
+// vertices. Three faces round a slender tip are a third of a degree from
+// folding at best, so the smallest shares turn a ring vertex by a fraction
+// of a degree.
+constexpr double UnfoldShares[] = {0.002, 0.005, 0.01, 0.02, 0.05, 0.1, 0.2, 0.35, 0.5};
+constexpr int UnfoldSweeps = 8;
+// What a fold weighs against how near the other edges come to folding
+// (see FoldsAround): more than all of those together, so folds count first.
+constexpr double UnfoldFoldWeight = 100;
+// The cosine between two faces' normals (negated) from which an edge counts
+// as near folding (114 degrees; folding is at 120, see MaxFoldCos).
+constexpr double UnfoldNearCos = 0.4;
+// The share of the angle of four faces spread evenly round a tip that its
+// faces and its ring's keep where the tip gets a fourth face against a fold
+// (see UnfoldEdges). A face split in two at the tip keeps 0.61 of it.
+constexpr double UnfoldTipShare = 0.85;
+// A fan at least this wide stays so through the moves against folds (see
+// UnfoldByMoves): 30 degrees, the smallest angle the remesh aims for.
+constexpr double UnfoldKeptAngle = 30.0 * Pi / 180.0;
 // A free input vertex whose every edge is longer than the split length lies
 // where the result is finer than the input (a smooth part tessellated
 // coarsely). Where its faces also turn (some face normal lies more than this
@@ -603,9 +623,12 @@ public:
 //           with at most three walks over the fans of a vertex and its ring
 //           and six places tried each, then one more sweep over the faces
 //           (the smallest angle) and the vertices (three corners each, as
-//           the last but with one place tried), then, fitting the faces,
-//           one closest-point query per face and one per side, one walk
-//           over each fan and the take-back of relaxation.
+//           the last but with one place tried), then, where edges fold,
+//           at most UnfoldSweeps sweeps over their vertices with a bounded
+//           number of places each and two rounds of at most one split per
+//           folded tip (see UnfoldEdges), then, fitting the faces, one
+//           closest-point query per face and one per side, one walk over
+//           each fan and the take-back of relaxation.
 // Every walk around a vertex follows twin links around one fan and so visits
 // each of its faces once; collapses walk only fans of at most
 // MaxCollapseValence edges. The number of iterations is the caller's.
@@ -1009,8 +1032,8 @@ private:
     // Spreads the ring of each bare tip whose surroundings are thinner than
     // TipRingAngle evenly around it, with three faces at the tip where that
     // does better than its own count (see its definition); whether any
-    // changed.
-    bool EvenTipRings();
+    // changed. only: the tips to look at, in order (all where null).
+    bool EvenTipRings(const std::vector<std::uint32_t>* only = nullptr);
     // Spreads the vertices of each closed line of three edges evenly along
     // the input's line (see its definition); whether any moved.
     bool EvenShortLoops();
@@ -1029,13 +1052,22 @@ private:
         for (int pass = 0; pass < 4 && SearchToRaiseAngles(searched); ++pass) { }
         SnapToPeaks();
         SnapToSoftCorners();
-        if (m_Options.m_FitFaces)
+        UnfoldEdges();
+        // The fit may leave a fold of its own (it takes back only the moves
+        // that fold an edge); the free vertices then move once more, so
+        // that the lines stay where a result without the fit has them.
+        if (m_Options.m_FitFaces) {
             FitFaces();
+            UnfoldByMoves(true);
+        }
     }
     // Moves each free vertex off the input along its normal so that its
     // faces lie about as far outside the input as inside (see its
     // definition).
     void FitFaces();
+    // Takes back the moves of m_Moved at both faces of each edge they fold
+    // that did not fold (see its definition); whether any was taken back.
+    bool TakeBackFoldingMoves();
     // Moves free vertices onto the input vertices the result passes too far
     // from (see PeakSnapFactor), where no face of their fans turns, folds or
     // gets a smaller angle than it allows; whether any moved.
@@ -1077,6 +1109,41 @@ private:
     // Whether moving vertex v to q would fold an edge of its fan or ring
     // that does not fold now (see MaxFoldCos).
     bool MoveFolds(std::uint32_t v, const Vec& q) const;
+    // With v at q, UnfoldFoldWeight for each folded edge of v's fan and of
+    // the fan's far sides, plus, for each of those edges, how far the
+    // cosine between its faces' normals lies under -UnfoldNearCos: the
+    // count of folds first, then how near the rest come to folding.
+    double FoldsAround(std::uint32_t v, const Vec& q) const;
+    // How many edges fold (see MaxFoldCos).
+    std::size_t FoldedEdgeCount() const;
+    // Moves the vertices beside folded edges a little over the input (or
+    // along their line) where that leaves fewer folds around them (see its
+    // definition); whether any moved. freeOnly: vertices on lines stay.
+    bool UnfoldByMoves(bool freeOnly = false);
+    // The bare tips of three faces with a folded edge, in order.
+    std::vector<std::uint32_t> FoldedTips() const;
+    // The smallest angle of the faces round tip and round its ring, and
+    // how many edges of those faces fold.
+    void MeasureTipRegion(std::uint32_t tip, double& smallest, int& folds) const;
+    // Splits each tip's widest face at a folded edge across its far side
+    // (see UnfoldEdges).
+    void SplitTips(const std::vector<std::uint32_t>& tips);
+    // Everything a split, a flip or a move of the final passes changes, to
+    // take them back (see UnfoldEdges).
+    struct CMeshState {
+        std::vector<Vec> m_Position, m_SizePlace;
+        std::vector<std::uint8_t> m_Flags;
+        std::vector<int> m_Valence;
+        std::vector<std::uint32_t> m_Out, m_Line, m_Source, m_FaceHint, m_SegmentHint, m_CarriedSlot, m_Corner, m_Twin,
+            m_Kind;
+        std::vector<double> m_Roughness, m_Size;
+        std::size_t m_NewSinceOrdering;
+    };
+    void SaveState(CMeshState& state) const;
+    void RestoreState(const CMeshState& state);
+    // The moves, then the tips' splits with their rings spread and the
+    // moves again; whether anything changed.
+    bool UnfoldEdges();
     // The normal (not unit) of face f, with vertices v and w (which may be
     // one, or None) at `at` instead of their own places.
     Vec FaceNormal(std::uint32_t f, std::uint32_t v = None, std::uint32_t w = None, const Vec& at = Vec()) const {

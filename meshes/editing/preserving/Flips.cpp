@@ -837,6 +837,296 @@ bool CEngine::MoveFolds(std::uint32_t v, const Vec& q) const {
     return folds;
 }
 
+std::size_t CEngine::FoldedEdgeCount() const {
+    std::size_t count = 0;
+    const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
+    for (std::uint32_t h = 0; h < halfEdges; ++h) {
+        const std::uint32_t t = m_Twin[h];
+        count += m_Corner[h] != None && t != None && t > h && Folded(FaceNormal(h / 3), FaceNormal(t / 3));
+    }
+    return count;
+}
+
+double CEngine::FoldsAround(std::uint32_t v, const Vec& q) const {
+    const auto normal = [&](std::uint32_t f) { return FaceNormal(f, v, v, q); };
+    double folds = 0;
+    ForEachOutgoing(v, [&](std::uint32_t e) {
+        for (const std::uint32_t side : {e, Next(e)}) {
+            const std::uint32_t across = m_Twin[side];
+            if (across == None)
+                continue;
+            const Vec m = normal(e / 3), n = normal(across / 3);
+            const double length = std::sqrt(Squared(m) * Squared(n));
+            if (Folded(m, n))
+                folds += UnfoldFoldWeight;
+            if (length > 0)
+                folds += std::max(0.0, -(m % n) / length - UnfoldNearCos);
+        }
+    });
+    return folds;
+}
+
+// On a part only a few targets round (a slender cone at a coarse target,
+// a ring of three faces round its tip) neighbouring faces meet at close to
+// the fold's angle wherever their corners stand, and the passes before,
+// each of which folds nothing that was not folded, still leave a fold
+// where one of their corners stood a degree off. Each vertex of the faces
+// at a folded edge tries a few places towards each of its neighbours,
+// projected onto the input (a sliding vertex onto its line), and takes the
+// one that leaves the fewest folds around it, fewer than now, or as many
+// but nearer unfolding (see FoldsAround); where no face of its fan turns or
+// gets a smaller angle than both what the fan had and the result's
+// smallest (nor under UnfoldKeptAngle where the fan was above it), and a
+// vertex on a line keeps the line's shape. Serial, in
+// vertex order.
+bool CEngine::UnfoldByMoves(bool freeOnly) {
+    std::vector<std::uint32_t> vertices;
+    const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
+    for (std::uint32_t h = 0; h < halfEdges; ++h) {
+        const std::uint32_t t = m_Twin[h];
+        if (m_Corner[h] == None || t == None || t < h || !Folded(FaceNormal(h / 3), FaceNormal(t / 3)))
+            continue;
+        for (const std::uint32_t v : {m_Corner[h], Target(h), m_Corner[Prev(h)], m_Corner[Prev(t)]})
+            vertices.push_back(v);
+    }
+    if (vertices.empty())
+        return false;
+    std::sort(vertices.begin(), vertices.end());
+    vertices.erase(std::unique(vertices.begin(), vertices.end()), vertices.end());
+    const std::size_t foldsBefore = FoldedEdgeCount();
+    std::vector<std::pair<Vec, std::pair<std::uint32_t, std::uint32_t>>> saved;
+    saved.reserve(vertices.size());
+    for (const std::uint32_t v : vertices)
+        saved.push_back({m_Position[v], {m_FaceHint[v], m_SegmentHint[v]}});
+    const double floor = SmallestAngleOfFaces();
+    bool changed = false;
+    std::vector<std::uint32_t> ring;
+    // Bounded: UnfoldSweeps sweeps over those vertices, each trying
+    // UnfoldShares places towards each neighbour.
+    for (int sweep = 0; sweep < UnfoldSweeps; ++sweep) {
+        bool moved = false;
+        for (const std::uint32_t v : vertices) {
+            const bool slides =
+                !freeOnly && (m_Flags[v] & (Deleted | Fixed | Sliding | NonManifold)) == Sliding && !IsOpen(v);
+            if (!IsFree(v) && !slides)
+                continue;
+            const Vec p = m_Position[v];
+            const double before = FoldsAround(v, p);
+            if (before < UnfoldFoldWeight)
+                continue;
+            double fan = Pi;
+            ForEachOutgoing(v, [&](std::uint32_t e) {
+                fan = std::min(fan, SmallestAngle(p, m_Position[Target(e)], m_Position[m_Corner[Prev(e)]]));
+            });
+            // A fan at the angle the remesh aims for keeps it.
+            const double least =
+                fan >= UnfoldKeptAngle ? std::max(std::min(fan, floor), UnfoldKeptAngle) : std::min(fan, floor);
+            ring.clear();
+            ForEachNeighbour(v, [&](std::uint32_t w, std::uint32_t) { ring.push_back(w); });
+            const std::uint32_t faceHint = m_FaceHint[v], segmentHint = m_SegmentHint[v];
+            std::uint32_t bestFaceHint = faceHint, bestSegmentHint = segmentHint;
+            double best = before;
+            Vec place = p;
+            for (const std::uint32_t w : ring)
+                for (const double share : UnfoldShares) {
+                    const Vec q = Projected(v, p + (m_Position[w] - p) * share);
+                    double after;
+                    if (!IsFinite(q) || !FanAfterMove(v, q, after) || after < least ||
+                        (slides && !KeepsLineShape(v, q)))
+                        continue;
+                    const double folds = FoldsAround(v, q);
+                    if (folds < best) {
+                        best = folds;
+                        place = q;
+                        bestFaceHint = m_FaceHint[v];
+                        bestSegmentHint = m_SegmentHint[v];
+                    }
+                }
+            m_FaceHint[v] = bestFaceHint;
+            m_SegmentHint[v] = bestSegmentHint;
+            if (best < before) {
+                m_Position[v] = place;
+                moved = changed = true;
+            }
+        }
+        if (!moved)
+            break;
+    }
+    // Moves that only brought folds nearer unfolding are taken back, all of
+    // them: they cost the distance and the spacing and gain nothing.
+    if (changed && !(FoldedEdgeCount() < foldsBefore)) {
+        for (std::size_t i = 0; i < vertices.size(); ++i) {
+            m_Position[vertices[i]] = saved[i].first;
+            m_FaceHint[vertices[i]] = saved[i].second.first;
+            m_SegmentHint[vertices[i]] = saved[i].second.second;
+        }
+        changed = false;
+    }
+    return changed;
+}
+
+std::vector<std::uint32_t> CEngine::FoldedTips() const {
+    std::vector<std::uint32_t> tips;
+    const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
+    for (std::uint32_t tip = 0; tip < vertexCount; ++tip) {
+        if (m_Valence[tip] != 3 || !IsBareTip(tip))
+            continue;
+        bool folded = false;
+        ForEachOutgoing(tip, [&](std::uint32_t e) {
+            folded = folded || (m_Twin[e] != None && Folded(FaceNormal(e / 3), FaceNormal(m_Twin[e] / 3)));
+        });
+        if (folded)
+            tips.push_back(tip);
+    }
+    return tips;
+}
+
+void CEngine::MeasureTipRegion(std::uint32_t tip, double& smallest, int& folds) const {
+    smallest = Pi;
+    folds = 0;
+    const auto fan = [&](std::uint32_t v) {
+        ForEachOutgoing(v, [&](std::uint32_t e) {
+            const std::uint32_t f = e / 3;
+            const std::uint32_t* corner = &m_Corner[3 * f];
+            smallest =
+                std::min(smallest, SmallestAngle(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]));
+            for (const std::uint32_t side : {e, Next(e)})
+                folds += m_Twin[side] != None && Folded(FaceNormal(f), FaceNormal(m_Twin[side] / 3));
+        });
+    };
+    fan(tip);
+    ForEachNeighbour(tip, [&](std::uint32_t w, std::uint32_t) { fan(w); });
+}
+
+void CEngine::SplitTips(const std::vector<std::uint32_t>& tips) {
+    for (const std::uint32_t tip : tips) {
+        std::uint32_t widest = None;
+        double widest2 = 0;
+        ForEachOutgoing(tip, [&](std::uint32_t e) {
+            const std::uint32_t far = Next(e);
+            bool folded = false;
+            for (const std::uint32_t spoke : {e, Prev(e)})
+                folded = folded || (m_Twin[spoke] != None && Folded(FaceNormal(e / 3), FaceNormal(m_Twin[spoke] / 3)));
+            if (folded && m_Twin[far] != None && m_Kind[far] == None && EdgeLength2(far) > widest2) {
+                widest = far;
+                widest2 = EdgeLength2(far);
+            }
+        });
+        if (widest == None)
+            continue;
+        Split(widest);
+        const std::uint32_t m = static_cast<std::uint32_t>(m_Position.size() - 1);
+        const Vec q = Projected(m, m_Position[m]);
+        double smallest;
+        if (IsFinite(q) && FanAfterMove(m, q, smallest))
+            m_Position[m] = q;
+    }
+}
+
+void CEngine::SaveState(CMeshState& state) const {
+    state.m_Position = m_Position;
+    state.m_SizePlace = m_SizePlace;
+    state.m_Flags = m_Flags;
+    state.m_Valence = m_Valence;
+    state.m_Out = m_Out;
+    state.m_Line = m_Line;
+    state.m_Source = m_Source;
+    state.m_FaceHint = m_FaceHint;
+    state.m_SegmentHint = m_SegmentHint;
+    state.m_CarriedSlot = m_CarriedSlot;
+    state.m_Corner = m_Corner;
+    state.m_Twin = m_Twin;
+    state.m_Kind = m_Kind;
+    state.m_Roughness = m_Roughness;
+    state.m_Size = m_Size;
+    state.m_NewSinceOrdering = m_NewSinceOrdering;
+}
+
+void CEngine::RestoreState(const CMeshState& state) {
+    m_Position = state.m_Position;
+    m_SizePlace = state.m_SizePlace;
+    m_Flags = state.m_Flags;
+    m_Valence = state.m_Valence;
+    m_Out = state.m_Out;
+    m_Line = state.m_Line;
+    m_Source = state.m_Source;
+    m_FaceHint = state.m_FaceHint;
+    m_SegmentHint = state.m_SegmentHint;
+    m_CarriedSlot = state.m_CarriedSlot;
+    m_Corner = state.m_Corner;
+    m_Twin = state.m_Twin;
+    m_Kind = state.m_Kind;
+    m_Roughness = state.m_Roughness;
+    m_Size = state.m_Size;
+    m_NewSinceOrdering = state.m_NewSinceOrdering;
+}
+
+// Three faces round a slender tip fold unless their ring is spread evenly to
+// a fraction of a degree (see MinValence), which a ring also bound to the
+// input and to the faces below it seldom allows. A bare tip of three faces
+// still folded after the moves gets a fourth: the widest of its faces at a
+// folded edge is split across its far side's middle, projected onto the
+// input, and the tip's ring is spread evenly round it (see EvenTipRings,
+// which may also go back to three faces, spread evenly), and the moves run
+// again. A tip keeps that only where no edge of the faces round it and its
+// ring folds, and their smallest angle stays at or above the least of what
+// it was, the result's smallest and UnfoldTipShare of what four faces
+// spread evenly round the tip reach: the even ring of three on a slender
+// cone may stay below the first two (it folded where it was wider), while
+// a spike's tip whose ring finds no even place would keep its split face's
+// halves, thinner than any face before. The whole is taken back where a tip
+// fails, and tried again with the tips that passed, once. Serial, in
+// vertex order.
+bool CEngine::UnfoldEdges() {
+    bool changed = UnfoldByMoves();
+    std::vector<std::uint32_t> tips = FoldedTips();
+    if (tips.empty())
+        return changed;
+    const double floor = SmallestAngleOfFaces();
+    const std::size_t foldsBefore = FoldedEdgeCount();
+    CMeshState saved;
+    SaveState(saved);
+    std::vector<double> need(tips.size());
+    for (std::size_t i = 0; i < tips.size(); ++i) {
+        int folds;
+        MeasureTipRegion(tips[i], need[i], folds);
+        // A cone of half-angle a unrolls to 2 pi sin a round its tip; four
+        // faces spread evenly there meet at 2 asin(sin a sin 45 degrees).
+        const double sine = std::min(1.0, AngleSum(tips[i]) / (2 * Pi));
+        const double even = 2 * std::asin(sine * std::sqrt(0.5));
+        need[i] = std::min({need[i], floor, UnfoldTipShare * even});
+    }
+    // Bounded: two rounds, the second with fewer tips, each at most one
+    // split per tip, one pass of EvenTipRings over those tips and one of
+    // UnfoldByMoves.
+    for (int round = 0; round < 2 && !tips.empty(); ++round) {
+        SplitTips(tips);
+        EvenTipRings(&tips);
+        UnfoldByMoves();
+        std::vector<std::uint32_t> kept;
+        std::vector<double> keptNeed;
+        for (std::size_t i = 0; i < tips.size(); ++i) {
+            double smallest;
+            int folds;
+            MeasureTipRegion(tips[i], smallest, folds);
+            if (folds == 0 && smallest >= need[i]) {
+                kept.push_back(tips[i]);
+                keptNeed.push_back(need[i]);
+            }
+        }
+        // The ring below a tip moves too, so the whole mesh must fold less.
+        const bool fewer = FoldedEdgeCount() < foldsBefore;
+        if (kept.size() == tips.size() && fewer)
+            return true;
+        if (!fewer && kept.size() == tips.size())
+            kept.clear();
+        RestoreState(saved);
+        tips.swap(kept);
+        need.swap(keptNeed);
+    }
+    return changed;
+}
+
 bool CEngine::MoveToRaiseAngles(std::uint32_t v, bool alongLine) {
     const bool slides = alongLine && (m_Flags[v] & (Deleted | Fixed | Sliding | NonManifold)) == Sliding && !IsOpen(v);
     if (!IsFree(v) && !slides)

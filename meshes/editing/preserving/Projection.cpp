@@ -500,8 +500,58 @@ void CEngine::FitFaces() {
         if (IsFinite(moved))
             m_Moved[v] = moved;
     }
+    // Each round takes back at least one vertex, and none moves again.
     TakeBackSpoiledMoves(floor);
+    while (TakeBackFoldingMoves())
+        TakeBackSpoiledMoves(floor);
     m_Position.swap(m_Moved);
+}
+
+// The fit moves each free vertex along its own normal, so two faces on a
+// part a few targets round (a slender cone's tip) may come to meet past the
+// fold's angle: the moves of both faces' corners are taken back where an
+// edge folds that did not, until none does; in the worst case everything
+// is back where it was. Serial, in face order after one sweep over the
+// half-edges, so the result does not depend on threads.
+bool CEngine::TakeBackFoldingMoves() {
+    bool back = false;
+    const auto normal = [&](const std::vector<Vec>& place, std::uint32_t f) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        return (place[corner[1]] - place[corner[0]]) * (place[corner[2]] - place[corner[0]]);
+    };
+    const auto folds = [&](std::uint32_t h) {
+        const std::uint32_t t = m_Twin[h];
+        return t != None && Folded(normal(m_Moved, h / 3), normal(m_Moved, t / 3)) &&
+               !Folded(normal(m_Position, h / 3), normal(m_Position, t / 3));
+    };
+    m_Stack.clear();
+    const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
+    for (std::uint32_t h = 0; h < halfEdges; ++h)
+        if (m_Corner[h] != None && m_Twin[h] != None && m_Twin[h] > h && folds(h))
+            m_Stack.push_back(h);
+    // Bounded: a vertex is taken back at most once, and only a take-back
+    // pushes, one entry per side of its fan's faces: at most 3 F plus 9 F
+    // pops.
+    while (!m_Stack.empty()) {
+        const std::uint32_t h = m_Stack.back();
+        m_Stack.pop_back();
+        if (m_Corner[h] == None || !folds(h))
+            continue;
+        for (const std::uint32_t f : {h / 3, m_Twin[h] / 3})
+            for (std::uint32_t k = 0; k < 3; ++k) {
+                const std::uint32_t v = m_Corner[3 * f + k];
+                if (m_Moved[v] == m_Position[v])
+                    continue;
+                m_Moved[v] = m_Position[v];
+                back = true;
+                ForEachOutgoing(v, [&](std::uint32_t e) {
+                    for (const std::uint32_t side : {e, Next(e), Prev(e)})
+                        if (m_Twin[side] != None)
+                            m_Stack.push_back(side);
+                });
+            }
+    }
+    return back;
 }
 
 }  // namespace Corvane::Pellix::Quorvel::detail::preserving

@@ -299,7 +299,7 @@ bool CEngine::IsBareTip(std::uint32_t v) const {
 // fewer than four (see MinValence), and only this pass, which places the
 // ring as it removes the fourth face, goes down to three. Serial, in vertex
 // order, so the result does not depend on threads.
-bool CEngine::EvenTipRings() {
+bool CEngine::EvenTipRings(const std::vector<std::uint32_t>* only) {
     bool changed = false;
     const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
     std::vector<std::uint32_t> ring, below, faces, movers, bestHints, ringHints;
@@ -437,7 +437,8 @@ bool CEngine::EvenTipRings() {
     // gathered once per tip), and measures the faces of the fans of the tip
     // and both rings. All of it is local to the tip.
     for (std::uint32_t tip = 0; tip < vertexCount; ++tip) {
-        if (!IsBareTip(tip) || m_Valence[tip] > MaxCollapseValence)
+        if (!IsBareTip(tip) || m_Valence[tip] > MaxCollapseValence ||
+            (only && !std::binary_search(only->begin(), only->end(), tip)))
             continue;
         const Vec t = m_Position[tip];
         ring.clear();
