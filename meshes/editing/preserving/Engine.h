@@ -1116,6 +1116,20 @@ private:
     double FoldsAround(std::uint32_t v, const Vec& q) const;
     // How many edges fold (see MaxFoldCos).
     std::size_t FoldedEdgeCount() const;
+    // Whether any edge folds, asked of all faces on all threads: most
+    // results fold none, and the unfolding passes' serial sweeps over the
+    // half-edges then have nothing to find.
+    bool AnyEdgeFolds() const {
+        return AnyFace([&](std::uint32_t f) {
+            if (m_Corner[3 * f] == None)
+                return false;
+            const Vec m = FaceNormal(f);
+            for (std::uint32_t h = 3 * f; h < 3 * f + 3; ++h)
+                if (m_Twin[h] != None && m_Twin[h] > h && Folded(m, FaceNormal(m_Twin[h] / 3)))
+                    return true;
+            return false;
+        });
+    }
     // Moves the vertices beside folded edges a little over the input (or
     // along their line) where that leaves fewer folds around them (see its
     // definition); whether any moved. freeOnly: vertices on lines stay.

@@ -880,6 +880,8 @@ double CEngine::FoldsAround(std::uint32_t v, const Vec& q) const {
 // vertex on a line keeps the line's shape. Serial, in
 // vertex order.
 bool CEngine::UnfoldByMoves(bool freeOnly) {
+    if (!AnyEdgeFolds())
+        return false;
     std::vector<std::uint32_t> vertices;
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
     for (std::uint32_t h = 0; h < halfEdges; ++h) {
@@ -1078,6 +1080,8 @@ void CEngine::RestoreState(const CMeshState& state) {
 // fails, and tried again with the tips that passed, once. Serial, in
 // vertex order.
 bool CEngine::UnfoldEdges() {
+    if (!AnyEdgeFolds())
+        return false;
     bool changed = UnfoldByMoves();
     std::vector<std::uint32_t> tips = FoldedTips();
     if (tips.empty())

@@ -524,6 +524,16 @@ bool CEngine::TakeBackFoldingMoves() {
         return t != None && Folded(normal(m_Moved, h / 3), normal(m_Moved, t / 3)) &&
                !Folded(normal(m_Position, h / 3), normal(m_Position, t / 3));
     };
+    // Most fits fold nothing: all threads look first.
+    if (!AnyFace([&](std::uint32_t f) {
+            if (m_Corner[3 * f] == None)
+                return false;
+            for (std::uint32_t h = 3 * f; h < 3 * f + 3; ++h)
+                if (m_Twin[h] != None && m_Twin[h] > h && folds(h))
+                    return true;
+            return false;
+        }))
+        return false;
     m_Stack.clear();
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
     for (std::uint32_t h = 0; h < halfEdges; ++h)
