@@ -733,9 +733,9 @@ TEST(StandInQualityFine, HullTailKeepsItsCrossSection) {
 // The comb (see MakeSlottedComb) at 0.73 to 1.17 times its mean edge, its
 // slots 0.05 to 0.08 targets wide: the slots' ends merged corner to corner
 // across the slot, whose sides folded onto each other (8, 8 and 5 folded
-// edges, 1.5 to 3 % of the diagonal from the input), and the bar's cap beside
-// them kept slivers of 7.6 degrees at 0.8. The last target still leaves
-// one folded edge.
+// edges, 1.5 to 3 % of the diagonal from the input; 7.6 degrees at 0.8, a
+// slot's end wall left as two faces). The last target still leaves one
+// folded edge.
 TEST(StandInQualityFine, SlotsOfAnEarClippedCombKeepTheirEnds) {
     const std::array<std::pair<double, unsigned int>, 3> cases = {{{0.5, 0u}, {0.65, 0u}, {0.8, 1u}}};
     for (const auto& [target, folds] : cases) {
