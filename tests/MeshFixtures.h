@@ -2004,4 +2004,88 @@ void MakeBorderSpike(Mesh& mesh) {
                {2, 11, 10}});
 }
 
+// A low-poly animal's tail: the hull of two rings of six points at uneven
+// angles, 0.08 across at its root and 0.056 at its tip, 0.67 long, and
+// nothing between the rings (vertices 0 to 5 the root, 6 to 11 the tip):
+// the ends are flat hull faces, each side face a long sliver from one ring
+// to the other, the creases along it converging towards the tip.
+template <typename Mesh>
+void MakeHullTail(Mesh& mesh) {
+    AddTables(mesh,
+              {{-0.743, 0.0368, 0.064},
+               {-0.7629, 0.0277, 0.0242},
+               {-0.7678, -0.0041, 0.0144},
+               {-0.7661, -0.0173, 0.0178},
+               {-0.7655, -0.0202, 0.0191},
+               {-0.7351, -0.0223, 0.0797},
+               {-1.3499, -0.028, 0.3501},
+               {-1.3593, 0.0187, 0.3313},
+               {-1.3532, -0.027, 0.3435},
+               {-1.3421, -0.0218, 0.3658},
+               {-1.3615, 0.0109, 0.3269},
+               {-1.3438, 0.0244, 0.3623}},
+              {{5, 0, 11}, {1, 2, 10}, {6, 4, 5},  {10, 2, 3}, {7, 1, 10}, {0, 1, 7}, {7, 11, 0},
+               {5, 11, 9}, {9, 6, 5},  {4, 6, 8},  {8, 3, 4},  {10, 3, 8}, {5, 4, 3}, {3, 0, 5},
+               {3, 1, 0},  {2, 1, 3},  {8, 7, 10}, {8, 9, 11}, {11, 7, 8}, {6, 9, 8}});
+}
+
+// A comb as a logo's text tool extrudes it: a bar 0.3 deep with `slots`
+// slots `slot` wide and 1 deep cut into one side every 0.25, extruded 0.3
+// tall, each cap clipped ear by ear into long slivers (the first convex
+// corner whose triangle holds no other corner goes), each wall one quad.
+template <typename Mesh>
+void MakeSlottedComb(Mesh& mesh, unsigned int slots = 8, double slot = 0.04) {
+    const double pitch = 0.25, depth = 1.0, height = 0.3;
+    std::vector<std::array<double, 2>> outline = {{0, 0}};
+    for (unsigned int t = 0; t < slots; ++t) {
+        const double x = t * pitch;
+        outline.push_back({x + pitch - slot, 0});
+        outline.push_back({x + pitch - slot, depth});
+        outline.push_back({x + pitch, depth});
+        outline.push_back({x + pitch, 0});
+    }
+    outline.push_back({slots * pitch + 0.2, 0});
+    outline.push_back({slots * pitch + 0.2, depth + 0.3});
+    outline.push_back({0, depth + 0.3});
+    const unsigned int n = static_cast<unsigned int>(outline.size());
+    const unsigned int bottom = mesh.m_Vertices.GetCount(), top = bottom + n;
+    for (const double z : {0.0, height})
+        for (const auto& p : outline)
+            AddVertex(mesh, p[0], p[1], z);
+    std::vector<unsigned int> left(n);
+    for (unsigned int i = 0; i < n; ++i)
+        left[i] = i;
+    const auto cross = [&](unsigned int o, unsigned int a, unsigned int b) {
+        return (outline[a][0] - outline[o][0]) * (outline[b][1] - outline[o][1]) -
+               (outline[a][1] - outline[o][1]) * (outline[b][0] - outline[o][0]);
+    };
+    const auto ear = [&](unsigned int i, unsigned int j, unsigned int l) {
+        AddFace(mesh, bottom + i, bottom + l, bottom + j);
+        AddFace(mesh, top + i, top + j, top + l);
+    };
+    while (left.size() > 3) {
+        bool clipped = false;
+        for (std::size_t k = 0; k < left.size() && !clipped; ++k) {
+            const unsigned int i = left[(k + left.size() - 1) % left.size()], j = left[k],
+                               l = left[(k + 1) % left.size()];
+            if (cross(i, j, l) <= 1e-12)
+                continue;
+            bool inside = false;
+            for (const unsigned int m : left)
+                if (m != i && m != j && m != l && cross(i, j, m) >= 0 && cross(j, l, m) >= 0 && cross(l, i, m) >= 0)
+                    inside = true;
+            if (inside)
+                continue;
+            ear(i, j, l);
+            left.erase(left.begin() + static_cast<std::ptrdiff_t>(k));
+            clipped = true;
+        }
+        if (!clipped)
+            break;
+    }
+    ear(left[0], left[1], left[2]);
+    for (unsigned int i = 0; i < n; ++i)
+        AddQuad(mesh, bottom + i, bottom + (i + 1) % n, top + (i + 1) % n, top + i);
+}
+
 }  // namespace QuorvelTest

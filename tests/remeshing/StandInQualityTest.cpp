@@ -806,3 +806,47 @@ TEST(StandInQualityFine, SpikeOfARaggedBorderKeepsItsNeck) {
     EXPECT_TRUE(tip);
     EXPECT_TRUE(SameResult(mesh, two));
 }
+
+// A hull tail (see MakeHullTail) at 1 and 1.2 times its mean edge: measured
+// as a part thinner than the target only at its end rings, where the middle
+// across lies on an end's face, its sides flattened into a ribbon that
+// folded (8.4 degrees and 2 folded edges at 1 times, 6.2 degrees at 1.2).
+// Its tip stays cut back by a fifth of the target.
+TEST(StandInQualityFine, HullTailKeepsItsCrossSection) {
+    for (const double target : {0.2565, 0.3}) {
+        ShapeMesh mesh;
+        MakeHullTail(mesh);
+        const ShapeMesh input(mesh);
+        ShapeMesh two(mesh);
+        ASSERT_TRUE(RemeshOnOneAndTwoThreads(mesh, two, target));
+        EXPECT_TRUE(IsCleanResult(mesh, true)) << target;
+        EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u) << target;
+        EXPECT_GT(SmallestAngleInDegrees(mesh), 8.0) << target;
+        EXPECT_LT(FarthestVertex(mesh, input), 0.05 * target) << target;
+        EXPECT_LT(FarthestVertex(input, mesh), 0.3 * target) << target;
+        EXPECT_TRUE(SameResult(mesh, two));
+    }
+}
+
+// The comb (see MakeSlottedComb) at 0.73 to 1.17 times its mean edge, its
+// slots 0.05 to 0.08 targets wide: the slots' ends merged corner to corner
+// across the slot, whose sides folded onto each other (8, 8 and 5 folded
+// edges, 1.5 to 3 % of the diagonal from the input; 7.6 degrees at 0.8, a
+// slot's end wall left as two faces). The last target still leaves one
+// folded edge.
+TEST(StandInQualityFine, SlotsOfAnEarClippedCombKeepTheirEnds) {
+    const std::array<std::pair<double, unsigned int>, 3> cases = {{{0.5, 0u}, {0.65, 0u}, {0.8, 1u}}};
+    for (const auto& [target, folds] : cases) {
+        ShapeMesh mesh;
+        MakeSlottedComb(mesh);
+        const ShapeMesh input(mesh);
+        ShapeMesh two(mesh);
+        ASSERT_TRUE(RemeshOnOneAndTwoThreads(mesh, two, target));
+        EXPECT_TRUE(IsCleanResult(mesh, true)) << target;
+        EXPECT_LE(FoldedEdges(mesh, -0.5), folds) << target;
+        EXPECT_GT(SmallestAngleInDegrees(mesh), 13.5) << target;
+        EXPECT_LT(FarthestVertex(mesh, input), 0.06 * target) << target;
+        EXPECT_LT(FarthestVertex(input, mesh), 0.06 * target) << target;
+        EXPECT_TRUE(SameResult(mesh, two));
+    }
+}

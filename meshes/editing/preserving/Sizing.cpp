@@ -66,7 +66,9 @@ void CEngine::BuildSizing() {
         const std::uint32_t a = m_Corner[h], b = Target(h);
         if (!(m_Flags[a] & Corner) || !(m_Flags[b] & Corner) || !SolidEdge(h))
             continue;
-        const double length = std::sqrt(EdgeLength2(h));
+        double length = std::sqrt(EdgeLength2(h));
+        if (length >= MinWallFactor * m_TargetLength && length < floor)
+            length = ShortGapFactor * m_TargetLength;
         if (!(length >= floor) || !(length < ceiling))
             continue;
         gap[a] = std::min(gap[a], length);
@@ -465,20 +467,60 @@ void CEngine::AddThinPartSources(double floor) {
     for (std::uint32_t h = 0; h < halfEdges; ++h)
         if (m_Corner[h] != None)
             bend[m_Corner[h]] = std::max(bend[m_Corner[h]], edgeBend[h]);
-    std::vector<std::uint32_t> candidates;
+    // The places tested are the vertices and the middles of the edges long
+    // enough to be split between two of them. A truncated cone written as
+    // the hull of its two end rings has vertices only on its ends, where the
+    // middle across lies on the end's face as it does beside a plate's rim,
+    // and the part between them was never measured: its sides, a few
+    // targets long, flattened into a ribbon of slivers. An edge between two
+    // coplanar faces (a diagonal of a square strand's flat side) is no place
+    // the part bends round: measured there too, the strands of a head of
+    // hair kept worse slivers.
+    struct CSample {
+        Vec m_Point;
+        Vec m_Normal;
+        std::uint32_t m_Face;
+        std::uint32_t m_From;
+        std::uint32_t m_To;
+        double m_Bend;
+    };
+    std::vector<CSample> samples;
+    std::vector<char> sampled(m_Position.size(), 0);
     for (std::uint32_t v = 0; v < m_Position.size(); ++v)
         if (bend[v] * m_TargetLength * ThinPartBend > ThinPartStretch &&
-            !(m_Flags[v] & (Deleted | NonManifold | Corner)) && m_Out[v] != None)
-            candidates.push_back(v);
-    if (candidates.empty())
+            !(m_Flags[v] & (Deleted | NonManifold | Corner)) && m_Out[v] != None) {
+            samples.push_back(CSample{m_Position[v], normal[v], m_Out[v] / 3, v, None, bend[v]});
+            sampled[v] = 1;
+        }
+    const double long2 = SplitFactor * SplitFactor * m_TargetLength * m_TargetLength;
+    const double turnCos = std::cos(ThinPartEdgeTurn * Pi / 180.0);
+    for (std::uint32_t h = 0; h < halfEdges; ++h) {
+        const std::uint32_t t = m_Twin[h];
+        if (m_Corner[h] == None || t == None || t < h || !measured[h / 3] || !measured[t / 3])
+            continue;
+        const std::uint32_t a = m_Corner[h], b = Target(h);
+        if (!sampled[a] || !sampled[b] || !(EdgeLength2(h) > long2))
+            continue;
+        const Vec &m = faceNormal[h / 3], &o = faceNormal[t / 3];
+        const double m2 = Squared(m), o2 = Squared(o);
+        if (!(m % o <= turnCos * std::sqrt(m2 * o2)))
+            continue;
+        const Vec n = m / std::sqrt(m2) + o / std::sqrt(o2);
+        if (!(Squared(n) > 0) || !IsFinite(n))
+            continue;
+        // Its faces span the part from end to end: the bend round it is the
+        // lesser of its ends'.
+        samples.push_back(CSample{(m_Position[a] + m_Position[b]) * 0.5, n, h / 3, a, b, std::min(bend[a], bend[b])});
+    }
+    if (samples.empty())
         return;
     // Thicker than reach, a part sets no target; the faces that matter lie
     // within 1.5 reaches of the vertex (the middle's ball below), and are
     // reached from its own faces through faces that near: the part itself.
     const double reach = m_TargetLength / ThinPartStretch, reach2 = reach * reach;
     const double ball2 = 2.25 * reach2;
-    std::vector<double> thickness(candidates.size(), m_TargetLength);
-    const std::int64_t count = static_cast<std::int64_t>(candidates.size());
+    std::vector<double> thickness(samples.size(), m_TargetLength);
+    const std::int64_t count = static_cast<std::int64_t>(samples.size());
 // A thread's walks mark the faces they met in an array of their own: a
 // sorted list of them, each insertion moving the rest, took 40 % of a lathe
 // export's remesh, whose thin stem puts a thousand faces in each ball.
@@ -487,18 +529,19 @@ void CEngine::AddThinPartSources(double floor) {
         std::vector<char> met(faces, 0);
 #pragma omp for schedule(dynamic, 64)
         for (std::int64_t i = 0; i < count; ++i) {
-            const std::uint32_t v = candidates[i];
-            const Vec& p = m_Position[v];
-            const Vec n = normal[v] / std::sqrt(Squared(normal[v]));
+            const CSample& sample = samples[i];
+            const std::uint32_t v = sample.m_From, w = sample.m_To;
+            const Vec& p = sample.m_Point;
+            const Vec n = sample.m_Normal / std::sqrt(Squared(sample.m_Normal));
             const auto distance2 = [&](std::uint32_t f, const Vec& q) {
                 return Squared(ClosestOnTriangle(q, m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]],
                                                  m_Position[m_Corner[3 * f + 2]]) -
                                q);
             };
-            // The faces in the ball, in the order a walk from v's first face
+            // The faces in the ball, in the order a walk from the sample's face
             // finds them, and every face the walk met, marked until it ends.
-            std::vector<std::uint32_t> ball{m_Out[v] / 3}, seen{m_Out[v] / 3};
-            met[m_Out[v] / 3] = 1;
+            std::vector<std::uint32_t> ball{sample.m_Face}, seen{sample.m_Face};
+            met[sample.m_Face] = 1;
             for (std::size_t k = 0; k < ball.size(); ++k)
                 for (std::uint32_t j = 0; j < 3; ++j) {
                     const std::uint32_t t = m_Twin[3 * ball[k] + j];
@@ -516,7 +559,10 @@ void CEngine::AddThinPartSources(double floor) {
             Vec across(0, 0, 0);
             for (const std::uint32_t f : ball) {
                 const std::uint32_t a = m_Corner[3 * f], b = m_Corner[3 * f + 1], d = m_Corner[3 * f + 2];
-                if (a == v || b == v || d == v)
+                // A vertex's own faces touch it; an edge's middle is touched
+                // only by the two faces of its edge.
+                if (w == None ? (a == v || b == v || d == v)
+                              : ((a == v || b == v || d == v) && (a == w || b == w || d == w)))
                     continue;
                 const Vec& m = faceNormal[f];
                 if (!(m % n < MaxFoldCos * std::sqrt(Squared(m))))
@@ -563,10 +609,10 @@ void CEngine::AddThinPartSources(double floor) {
             thickness[i] = std::sqrt(best2);
         }
     }
-    for (std::size_t i = 0; i < candidates.size(); ++i) {
+    for (std::size_t i = 0; i < samples.size(); ++i) {
         const double t = thickness[i], gap = ThinPartStretch * t;
-        if (t >= floor && gap < m_TargetLength && bend[candidates[i]] * t * ThinPartBend >= 1)
-            m_SizeSources.push_back(CSizeSource{m_Position[candidates[i]], gap});
+        if (t >= floor && gap < m_TargetLength && samples[i].m_Bend * t * ThinPartBend >= 1)
+            m_SizeSources.push_back(CSizeSource{samples[i].m_Point, gap});
     }
 }
 
