@@ -178,15 +178,6 @@ constexpr double SizeGrading = 0.5;
 // merge (see CornerMergeFactor) as they do at the global one, rather than
 // refine all around a plate far thinner than the target.
 constexpr double MinSizeFactor = 0.1;
-// A line edge between two corners under that floor but no shorter than a
-// wall's (see MinWallFactor) sets this many targets instead: the end of a
-// comb's slot far narrower than the target. Its corners merged pairwise
-// across the slot, whose two sides then folded onto each other, and the cap
-// beside the slot's end kept slivers of 4.6 degrees fanned to the few
-// vertices of the far rim. At 0.15 targets the slot's two sides were joined
-// across it and folded by the thousand; 0.2 kept the same angles with a
-// fifth more faces.
-constexpr double ShortGapFactor = 0.25;
 // Nor do gaps as long as this many targets: beside them the faces the
 // global target makes are good enough. A wall of that height between two
 // lines, its lines' vertices staggered across it (see ThinWallFactor),

@@ -66,9 +66,7 @@ void CEngine::BuildSizing() {
         const std::uint32_t a = m_Corner[h], b = Target(h);
         if (!(m_Flags[a] & Corner) || !(m_Flags[b] & Corner) || !SolidEdge(h))
             continue;
-        double length = std::sqrt(EdgeLength2(h));
-        if (length >= MinWallFactor * m_TargetLength && length < floor)
-            length = ShortGapFactor * m_TargetLength;
+        const double length = std::sqrt(EdgeLength2(h));
         if (!(length >= floor) || !(length < ceiling))
             continue;
         gap[a] = std::min(gap[a], length);
