@@ -1864,6 +1864,19 @@ void MakeSlabUnderWall(Mesh& mesh, double thickness = 0.2) {
     AddBox(mesh, 1.5, -0.4, 0, 4.5, 0, 1.6);
 }
 
+// A box 4 x 3 x 2.5 with a separate porch 3 x `thickness` x 1.6 pushed
+// against its front, `gap` away (none: the porch's back lies in the box's
+// front plane, face to face, turned the other way), nothing joined, as
+// low-poly and architecture models put a porch against a house. The porch
+// sticks out past the box's side and stands on its floor: its bottom back
+// edge lies along the box's bottom front edge, and its short sides lower
+// the target over the box's front, which is two faces across a diagonal.
+template <typename Mesh>
+void MakePorchAgainstBox(Mesh& mesh, double thickness = 0.4, double gap = 0) {
+    AddBox(mesh, 0, 0, 0, 4, 3, 2.5);
+    AddBox(mesh, 1.5, -thickness - gap, 0, 4.5, -gap, 1.6);
+}
+
 // A plate `cells` x `cells` units, `thickness` thick, with a round hole of
 // `holeSides` sides and radius 0.3 through the middle of each unit cell, as
 // a CAD exporter writes sheet metal: each cell's square outline (two points

@@ -878,6 +878,10 @@ private:
         return EdgeLength2(Next(h)) > length2 * (1 + 1e-9) || EdgeLength2(Prev(h)) > length2 * (1 + 1e-9);
     }
     void Split(std::uint32_t h);
+    // A side of the face of h, or of its twin's, longer than length2, due a
+    // split that the strip's allowance ranks late (see SplitLimit2), or
+    // None.
+    std::uint32_t DueStripSide(std::uint32_t h, double length2) const;
     bool CollapseShortEdges();
     // Whether kept boundary vertex v may leave the boundary by merging along
     // it into a neighbour (see KeptCollapseFactor): only a vertex whose sole

@@ -40,7 +40,7 @@ bool CEngine::SplitLongEdges() {
         std::pop_heap(m_SplitQueue.begin(), m_SplitQueue.end());
         const CQueuedEdge top = m_SplitQueue.back();
         m_SplitQueue.pop_back();
-        const std::uint32_t h = top.m_Edge;
+        std::uint32_t h = top.m_Edge;
         // A split gives some half-edges new ends and moves others to new
         // numbers; every edge it touches is entered afresh, and an entry
         // whose half-edge no longer has its length is stale.
@@ -48,13 +48,26 @@ bool CEngine::SplitLongEdges() {
             continue;
         if (HasLongLockedEdge(h / 3) || (m_Twin[h] != None && HasLongLockedEdge(m_Twin[h] / 3)))
             continue;
+        double length2 = top.m_Length2;
+        // A longer side of either face that is due a split but ranked by the
+        // strip's allowance (see SplitLimit2) goes first, and h comes back:
+        // cut from h, the face kept that side and its new faces were cut
+        // towards it over and over (a box's front, whose diagonal runs
+        // between two corners, where a porch's corners lower the target), a
+        // fan of faces of no area until the face budget ran out.
+        const std::uint32_t longer = DueStripSide(h, length2);
+        if (longer != None) {
+            push(h);
+            h = longer;
+            length2 = EdgeLength2(h);
+        }
         const std::uint32_t t = m_Twin[h];
         // Only across a face whose longest side this is does the new edge to
         // the opposite corner come next in line: a face that keeps a longer
         // side (one no split may touch) would otherwise be cut again and
         // again towards that side, a fan of slivers without end.
-        const bool across = !HasLongerSide(h, top.m_Length2);
-        const bool acrossTwin = t != None && !HasLongerSide(t, top.m_Length2);
+        const bool across = !HasLongerSide(h, length2);
+        const bool acrossTwin = t != None && !HasLongerSide(t, length2);
         const std::uint32_t second = static_cast<std::uint32_t>(m_Corner.size());
         Split(h);
         changed = true;
@@ -67,6 +80,28 @@ bool CEngine::SplitLongEdges() {
                 push(e);
     }
     return changed;
+}
+
+std::uint32_t CEngine::DueStripSide(std::uint32_t h, double length2) const {
+    if (m_Size.empty())
+        return None;
+    const std::uint32_t t = m_Twin[h];
+    const std::uint32_t sides[4] = {Next(h), Prev(h), t != None ? Next(t) : None, t != None ? Prev(t) : None};
+    for (const std::uint32_t g : sides) {
+        if (g == None || m_Kind[g] != None || !(EdgeLength2(g) > length2 * (1 + 1e-9)))
+            continue;
+        // Only a side between two corners, across a whole face of the input
+        // rather than between the sliding vertices of two lines, longer than
+        // the caller's split length, and only where the allowance ranks it
+        // lower than its plain split length would.
+        if (!(m_Flags[m_Corner[g]] & m_Flags[Target(g)] & Corner) || !(EdgeLength2(g) > m_SplitLength2) ||
+            !(SplitLimit2(g) > EdgeLimit2(g, SplitFactor, m_SplitLength2)))
+            continue;
+        if (HasLongLockedEdge(g / 3) || (m_Twin[g] != None && HasLongLockedEdge(m_Twin[g] / 3)))
+            continue;
+        return g;
+    }
+    return None;
 }
 
 // Edge a-b of face (a, b, c) and, when it is not open, of face (b, a, d)
