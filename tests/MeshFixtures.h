@@ -1083,6 +1083,53 @@ void MakeCadBracket(Mesh& mesh, double thickness = 0.8, double height = 2) {
     AddCadPrism(mesh, {{thickness, thickness}, {thickness, 3}, {0, 3}, {0, 0}, {4, 0}, {4, thickness}}, height);
 }
 
+// A prism over a simple outline (counter-clockwise), `height` tall, each cap
+// clipped ear by ear as CAD tessellators and text tools deliver them: the
+// first convex corner (walking the outline) whose triangle holds no other
+// corner goes, long thin faces and no inner vertex; each wall one quad.
+template <typename Mesh>
+void AddEarClippedPrism(Mesh& mesh, const std::vector<std::array<double, 2>>& outline, double height) {
+    const unsigned int n = static_cast<unsigned int>(outline.size());
+    const unsigned int bottom = mesh.m_Vertices.GetCount(), top = bottom + n;
+    for (const double z : {0.0, height})
+        for (const auto& p : outline)
+            AddVertex(mesh, p[0], p[1], z);
+    std::vector<unsigned int> left(n);
+    for (unsigned int i = 0; i < n; ++i)
+        left[i] = i;
+    const auto cross = [&](unsigned int o, unsigned int a, unsigned int b) {
+        return (outline[a][0] - outline[o][0]) * (outline[b][1] - outline[o][1]) -
+               (outline[a][1] - outline[o][1]) * (outline[b][0] - outline[o][0]);
+    };
+    const auto ear = [&](unsigned int i, unsigned int j, unsigned int l) {
+        AddFace(mesh, bottom + i, bottom + l, bottom + j);
+        AddFace(mesh, top + i, top + j, top + l);
+    };
+    while (left.size() > 3) {
+        bool clipped = false;
+        for (std::size_t k = 0; k < left.size() && !clipped; ++k) {
+            const unsigned int i = left[(k + left.size() - 1) % left.size()], j = left[k],
+                               l = left[(k + 1) % left.size()];
+            if (cross(i, j, l) <= 1e-12)
+                continue;
+            bool inside = false;
+            for (const unsigned int m : left)
+                if (m != i && m != j && m != l && cross(i, j, m) >= 0 && cross(j, l, m) >= 0 && cross(l, i, m) >= 0)
+                    inside = true;
+            if (inside)
+                continue;
+            ear(i, j, l);
+            left.erase(left.begin() + static_cast<std::ptrdiff_t>(k));
+            clipped = true;
+        }
+        if (!clipped)
+            break;
+    }
+    ear(left[0], left[1], left[2]);
+    for (unsigned int i = 0; i < n; ++i)
+        AddQuad(mesh, bottom + i, bottom + (i + 1) % n, top + (i + 1) % n, top + i);
+}
+
 // A spur gear CAD-style: `teeth` teeth on a disc of radius 1, each a
 // trapezoid 0.2 tall, the outline meeting the wall at right angles, each cap
 // a fan from its centre (or, with earCaps, clipped ear by ear), the walls one
@@ -1100,51 +1147,15 @@ void MakeCadGear(Mesh& mesh, unsigned int teeth = 12, double height = 0.4, bool 
             const double a = 2 * Pi * (t + corner[0]) / teeth;
             outline.push_back({corner[1] * std::cos(a), corner[1] * std::sin(a)});
         }
+    if (earCaps) {
+        AddEarClippedPrism(mesh, outline, height);
+        return;
+    }
     const unsigned int n = static_cast<unsigned int>(outline.size());
     const unsigned int bottom = mesh.m_Vertices.GetCount(), top = bottom + n;
     for (const double z : {0.0, height})
         for (const auto& p : outline)
             AddVertex(mesh, p[0], p[1], z);
-    if (earCaps) {
-        // Each cap clipped ear by ear, as CAD tessellators deliver them: the
-        // first convex corner (walking the outline) whose triangle holds no
-        // other corner goes, long thin faces and no inner vertex.
-        std::vector<unsigned int> left(n);
-        for (unsigned int i = 0; i < n; ++i)
-            left[i] = i;
-        const auto cross = [&](unsigned int o, unsigned int a, unsigned int b) {
-            return (outline[a][0] - outline[o][0]) * (outline[b][1] - outline[o][1]) -
-                   (outline[a][1] - outline[o][1]) * (outline[b][0] - outline[o][0]);
-        };
-        const auto ear = [&](unsigned int i, unsigned int j, unsigned int l) {
-            AddFace(mesh, bottom + i, bottom + l, bottom + j);
-            AddFace(mesh, top + i, top + j, top + l);
-        };
-        while (left.size() > 3) {
-            bool clipped = false;
-            for (std::size_t k = 0; k < left.size() && !clipped; ++k) {
-                const unsigned int i = left[(k + left.size() - 1) % left.size()], j = left[k],
-                                   l = left[(k + 1) % left.size()];
-                if (cross(i, j, l) <= 1e-12)
-                    continue;
-                bool inside = false;
-                for (const unsigned int m : left)
-                    if (m != i && m != j && m != l && cross(i, j, m) >= 0 && cross(j, l, m) >= 0 && cross(l, i, m) >= 0)
-                        inside = true;
-                if (inside)
-                    continue;
-                ear(i, j, l);
-                left.erase(left.begin() + static_cast<std::ptrdiff_t>(k));
-                clipped = true;
-            }
-            if (!clipped)
-                break;
-        }
-        ear(left[0], left[1], left[2]);
-        for (unsigned int i = 0; i < n; ++i)
-            AddQuad(mesh, bottom + i, bottom + (i + 1) % n, top + (i + 1) % n, top + i);
-        return;
-    }
     const unsigned int below = top + n, above = below + 1;
     AddVertex(mesh, 0, 0, 0);
     AddVertex(mesh, 0, 0, height);
@@ -2044,8 +2055,8 @@ void MakeHullTail(Mesh& mesh) {
 
 // A comb as a logo's text tool extrudes it: a bar 0.3 deep with `slots`
 // slots `slot` wide and 1 deep cut into one side every 0.25, extruded 0.3
-// tall, each cap clipped ear by ear into long slivers (the first convex
-// corner whose triangle holds no other corner goes), each wall one quad.
+// tall, each cap clipped ear by ear into long slivers (see
+// AddEarClippedPrism).
 template <typename Mesh>
 void MakeSlottedComb(Mesh& mesh, unsigned int slots = 8, double slot = 0.04) {
     const double pitch = 0.25, depth = 1.0, height = 0.3;
@@ -2060,45 +2071,7 @@ void MakeSlottedComb(Mesh& mesh, unsigned int slots = 8, double slot = 0.04) {
     outline.push_back({slots * pitch + 0.2, 0});
     outline.push_back({slots * pitch + 0.2, depth + 0.3});
     outline.push_back({0, depth + 0.3});
-    const unsigned int n = static_cast<unsigned int>(outline.size());
-    const unsigned int bottom = mesh.m_Vertices.GetCount(), top = bottom + n;
-    for (const double z : {0.0, height})
-        for (const auto& p : outline)
-            AddVertex(mesh, p[0], p[1], z);
-    std::vector<unsigned int> left(n);
-    for (unsigned int i = 0; i < n; ++i)
-        left[i] = i;
-    const auto cross = [&](unsigned int o, unsigned int a, unsigned int b) {
-        return (outline[a][0] - outline[o][0]) * (outline[b][1] - outline[o][1]) -
-               (outline[a][1] - outline[o][1]) * (outline[b][0] - outline[o][0]);
-    };
-    const auto ear = [&](unsigned int i, unsigned int j, unsigned int l) {
-        AddFace(mesh, bottom + i, bottom + l, bottom + j);
-        AddFace(mesh, top + i, top + j, top + l);
-    };
-    while (left.size() > 3) {
-        bool clipped = false;
-        for (std::size_t k = 0; k < left.size() && !clipped; ++k) {
-            const unsigned int i = left[(k + left.size() - 1) % left.size()], j = left[k],
-                               l = left[(k + 1) % left.size()];
-            if (cross(i, j, l) <= 1e-12)
-                continue;
-            bool inside = false;
-            for (const unsigned int m : left)
-                if (m != i && m != j && m != l && cross(i, j, m) >= 0 && cross(j, l, m) >= 0 && cross(l, i, m) >= 0)
-                    inside = true;
-            if (inside)
-                continue;
-            ear(i, j, l);
-            left.erase(left.begin() + static_cast<std::ptrdiff_t>(k));
-            clipped = true;
-        }
-        if (!clipped)
-            break;
-    }
-    ear(left[0], left[1], left[2]);
-    for (unsigned int i = 0; i < n; ++i)
-        AddQuad(mesh, bottom + i, bottom + (i + 1) % n, top + (i + 1) % n, top + i);
+    AddEarClippedPrism(mesh, outline, height);
 }
 
 }  // namespace QuorvelTest
