@@ -883,11 +883,13 @@ bool CEngine::UnfoldByMoves(bool freeOnly) {
     if (!AnyEdgeFolds())
         return false;
     std::vector<std::uint32_t> vertices;
+    std::size_t foldsBefore = 0;
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
     for (std::uint32_t h = 0; h < halfEdges; ++h) {
         const std::uint32_t t = m_Twin[h];
         if (m_Corner[h] == None || t == None || t < h || !Folded(FaceNormal(h / 3), FaceNormal(t / 3)))
             continue;
+        ++foldsBefore;
         for (const std::uint32_t v : {m_Corner[h], Target(h), m_Corner[Prev(h)], m_Corner[Prev(t)]})
             vertices.push_back(v);
     }
@@ -895,7 +897,6 @@ bool CEngine::UnfoldByMoves(bool freeOnly) {
         return false;
     std::sort(vertices.begin(), vertices.end());
     vertices.erase(std::unique(vertices.begin(), vertices.end()), vertices.end());
-    const std::size_t foldsBefore = FoldedEdgeCount();
     std::vector<std::pair<Vec, std::pair<std::uint32_t, std::uint32_t>>> saved;
     saved.reserve(vertices.size());
     for (const std::uint32_t v : vertices)
