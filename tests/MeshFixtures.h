@@ -1864,6 +1864,68 @@ void AddBox(Mesh& mesh, double x0, double y0, double z0, double x1, double y1, d
         AddQuad(mesh, base + q[0], base + q[1], base + q[2], base + q[3]);
 }
 
+// A draped cloth as a simulation or a scan exports it: an n x n grid over
+// [-1.5, 1.5]^2 (each cell split along one diagonal), wrinkled by six narrow
+// ridges, its border frayed: a face within 0.25 of the edge is dropped at
+// random, more often the nearer it lies, so that notches, strips one face
+// wide and faces hanging on by one vertex line the border.
+template <typename Mesh>
+void MakeFrayedCloth(Mesh& mesh, unsigned int n = 40, unsigned int seed = 1) {
+    CNoise noise(seed);
+    struct SRidge {
+        double angle, offset, height;
+    };
+    std::vector<SRidge> ridges;
+    for (int k = 0; k < 6; ++k) {
+        const double angle = 0.5 * Pi * (noise.Next() + 1);
+        const double offset = noise.Next();
+        ridges.push_back({angle, offset, 0.05 + 0.02 * noise.Next()});
+    }
+    const double h = 3.0 / n;
+    std::vector<std::array<double, 3>> points;
+    for (unsigned int j = 0; j <= n; ++j)
+        for (unsigned int i = 0; i <= n; ++i) {
+            const double x = -1.5 + h * i, y = -1.5 + h * j;
+            double z = 0.15 * std::exp(-(x * x + y * y));
+            for (const SRidge& r : ridges) {
+                const double d = (x * std::cos(r.angle) + y * std::sin(r.angle) - r.offset) / 0.07;
+                z += r.height * std::exp(-d * d);
+            }
+            points.push_back({x, y, z});
+        }
+    std::vector<std::array<unsigned int, 3>> faces;
+    for (unsigned int j = 0; j < n; ++j)
+        for (unsigned int i = 0; i < n; ++i) {
+            const unsigned int a = j * (n + 1) + i;
+            for (const std::array<unsigned int, 3>& t : {std::array<unsigned int, 3>{a, a + 1, a + n + 2},
+                                                         std::array<unsigned int, 3>{a, a + n + 2, a + n + 1}}) {
+                double cx = 0, cy = 0;
+                for (const unsigned int k : t) {
+                    cx += points[k][0] / 3;
+                    cy += points[k][1] / 3;
+                }
+                const double inside = 1.5 - std::max(std::fabs(cx), std::fabs(cy));
+                if (0.5 * (noise.Next() + 1) <= std::min(std::max(inside / 0.25, 0.0), 1.0) + 0.15)
+                    faces.push_back(t);
+            }
+        }
+    // Only the vertices some face keeps, in their order.
+    std::vector<unsigned int> index(points.size(), 0);
+    for (const auto& t : faces)
+        for (const unsigned int k : t)
+            index[k] = 1;
+    std::vector<std::array<double, 3>> kept;
+    for (std::size_t k = 0; k < points.size(); ++k)
+        if (index[k]) {
+            index[k] = static_cast<unsigned int>(kept.size());
+            kept.push_back(points[k]);
+        }
+    for (auto& t : faces)
+        for (unsigned int& k : t)
+            k = index[k];
+    AddTables(mesh, kept, faces);
+}
+
 // A low-poly base slab 7 x 4 x `thickness` (each side one quad, so its long
 // sides are two faces of 1.6 degrees) with a separate wall 3 x 0.4 x 1.6
 // standing on it, nothing joined, as game and architecture models put parts

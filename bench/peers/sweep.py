@@ -2302,6 +2302,300 @@ def gyroid_sheet(h, periods):
     return marching_tetrahedra(field, lo, lo + 2 * math.pi * periods, h)
 
 
+def closed_tube(path, radii, sides):
+    """A closed tube along the path, radius per path point, both ends fanned
+    from the path's end points (a CAD sweep's end caps)."""
+    path = np.asarray(path, float)
+    v, f = [], []
+    n = len(path)
+    for k in range(n):
+        t = path[min(k + 1, n - 1)] - path[max(k - 1, 0)]
+        t /= np.linalg.norm(t)
+        a = np.cross(t, (0.3, 0.5, 0.8))
+        a /= np.linalg.norm(a)
+        b = np.cross(t, a)
+        for s in range(sides):
+            ang = 2 * math.pi * s / sides
+            v.append(path[k] + radii[k] * (math.cos(ang) * a + math.sin(ang) * b))
+    for k in range(n - 1):
+        for s in range(sides):
+            a, b = k * sides + s, k * sides + (s + 1) % sides
+            f += [(a, b, b + sides), (a, b + sides, a + sides)]
+    v += [path[0], path[-1]]
+    first, last = len(v) - 2, len(v) - 1
+    f += [(first, (s + 1) % sides, s) for s in range(sides)]
+    top = (n - 1) * sides
+    f += [(last, top + s, top + (s + 1) % sides) for s in range(sides)]
+    v = np.array(v)
+    return v, orient_by_volume(v, np.array(f, int))
+
+
+def teapot_parts(sectors):
+    """A teapot as modelling packages export it: body, lid, spout and handle
+    are separate closed parts pushed into one another, never joined (each
+    part's faces run through the others')."""
+    body = revolve([(0.0, 0.0), (0.8, 0.0), (1.0, 0.3), (1.05, 0.7), (0.9, 1.1), (0.6, 1.25), (0.0, 1.25)], sectors)
+    lid = revolve([(0.0, 1.2), (0.62, 1.2), (0.62, 1.3), (0.3, 1.38), (0.1, 1.45), (0.12, 1.55), (0.0, 1.58)],
+                  sectors)
+    t = np.linspace(0, 1, 16)
+    spout = np.stack([0.7 + 0.9 * t, 0 * t, 0.45 + 0.35 * t + 0.45 * t * t], axis=1)
+    a = np.linspace(-0.3 * math.pi, 1.3 * math.pi, 20)
+    handle = np.stack([-1.05 - 0.4 * np.sin(np.linspace(0, math.pi, 20)) - 0.02 * a, 0 * a,
+                       0.65 + 0.4 * np.cos(np.linspace(0, math.pi, 20))], axis=1)
+    handle[0, 0] = handle[-1, 0] = -0.85
+    parts = [body, lid, closed_tube(spout, 0.18 - 0.1 * t, 16), closed_tube(handle, [0.07] * 20, 12)]
+    return merge(*[(v, orient_by_volume(v, f)) for v, f in parts])
+
+
+def car_panel(across, along):
+    """A car-body panel (a bonnet): open, gently domed, its outline trimmed
+    along curves (the cells follow the trim), a character line down the
+    middle whose bend fades from 62 to 6 degrees along it (so it is a feature
+    at one end and not at the other), and a hem bent down 90 degrees along
+    both sides."""
+    v, f = [], []
+    cols = across + 3
+    for j in range(along + 1):
+        s = j / along
+        y = 3.0 * s
+        half = 1.2 + 0.3 * math.sin(math.pi * s) - 0.4 * s * s
+        k = 0.6 * (1 - s) + 0.05 * s
+        row = []
+        for i in range(across + 1):
+            x = -half + 2 * half * i / across
+            z = 0.3 * (1 - (s - 0.5) ** 2) - k * abs(x) - 0.05 * x * x
+            row.append((x, y, z))
+        v += [(row[0][0], y, row[0][2] - 0.2)] + row + [(row[-1][0], y, row[-1][2] - 0.2)]
+    for j in range(along):
+        for i in range(cols - 1):
+            a = j * cols + i
+            f += [(a, a + 1, a + cols + 1), (a, a + cols + 1, a + cols)]
+    v = np.array(v, float)
+    return v, orient_up(v, np.array(f, int))
+
+
+def frayed_cloth(n, seed):
+    """A draped cloth as a cloth simulation or scan exports it: open, wrinkled
+    in narrow ridges, its border frayed (faces dropped at random near it, some
+    left hanging on by one vertex)."""
+    rng = np.random.default_rng(seed)
+    ridges = [(rng.uniform(0, math.pi), rng.uniform(-1, 1), rng.uniform(0.03, 0.07)) for _ in range(9)]
+
+    def height(x, y):
+        z = 0.15 * math.exp(-(x * x + y * y))
+        for a, off, amp in ridges:
+            d = x * math.cos(a) + y * math.sin(a) - off
+            z += amp * math.exp(-(d / 0.07) ** 2)
+        return z
+
+    v, f = grid(n, n, -1.5, 1.5, -1.5, 1.5, height)
+    c = v[f].mean(axis=1)
+    edge = 1.5 - np.abs(c[:, :2]).max(axis=1)
+    drop = rng.uniform(0, 1, len(f)) > np.clip(edge / 0.25, 0, 1) + 0.15
+    return drop_faces(v, f, drop)
+
+
+def serrated_leaf(rows, across):
+    """A leaf whose border is finely serrated (a tooth every two rows, about
+    a third of the mean edge deep), a shallow fold along the midrib."""
+    v, f = [], []
+    for j in range(rows + 1):
+        t = j / rows
+        half = 0.5 * math.sin(math.pi * t) ** 0.8 + 0.005
+        tooth = 1.0 + (0.08 if j % 2 and 0 < j < rows else 0.0)
+        for i in range(across + 1):
+            s = -1 + 2 * i / across
+            x = 2.0 * t
+            y = half * s * (tooth if i in (0, across) else 1.0)
+            v.append((x, y, 0.5 * y * y + 0.15 * abs(y) - 0.1 * math.sin(math.pi * t)))
+    w = across + 1
+    for j in range(rows):
+        for i in range(across):
+            a = j * w + i
+            f += [(a, a + 1, a + w + 1), (a, a + w + 1, a + w)]
+    v = np.array(v, float)
+    return compact(v, orient_up(v, np.array(f, int)))
+
+
+def knurled_cylinder(around, rows, height):
+    """A knurled grip: a cylinder whose middle is covered in square pyramids
+    (each cell's centre raised `height`), plain bands at both ends, caps
+    fanned from their centres."""
+    R, L, band = 1.0, 2.0, 0.25
+    dz = L / rows
+    v, f = [], []
+    base = lambda i, j: j * around + i % around
+    for j in range(rows + 1):
+        for i in range(around):
+            a = 2 * math.pi * i / around
+            v.append((R * math.cos(a), R * math.sin(a), dz * j))
+    apex0 = len(v)
+    for j in range(rows):
+        for i in range(around):
+            a = 2 * math.pi * (i + 0.5) / around
+            v.append(((R + height) * math.cos(a), (R + height) * math.sin(a), dz * (j + 0.5)))
+            p, q, r, s = base(i, j), base(i + 1, j), base(i + 1, j + 1), base(i, j + 1)
+            c = len(v) - 1
+            f += [(p, q, c), (q, r, c), (r, s, c), (s, p, c)]
+    assert apex0 == (rows + 1) * around
+    lo, hi = len(v), len(v) + around
+    for z in (-band, L + band):
+        for i in range(around):
+            a = 2 * math.pi * i / around
+            v.append((R * math.cos(a), R * math.sin(a), z))
+    for i in range(around):
+        k = (i + 1) % around
+        f += [(lo + i, lo + k, base(k, 0)), (lo + i, base(k, 0), base(i, 0))]
+        f += [(base(i, rows), base(k, rows), hi + k), (base(i, rows), hi + k, hi + i)]
+    v += [(0.0, 0.0, -band), (0.0, 0.0, L + band)]
+    cb, ct = len(v) - 2, len(v) - 1
+    for i in range(around):
+        k = (i + 1) % around
+        f += [(cb, lo + k, lo + i), (ct, hi + i, hi + k)]
+    v = np.array(v, float)
+    return v, orient_by_volume(v, np.array(f, int))
+
+
+def tooth_scan(h):
+    """A molar as a dental scan holds it: a crown with four cusps and the
+    fissures between them, a pit in one cusp, a thin enamel crest along one
+    side, cut open below the crown (an iso-surface, the cut along faces)."""
+    def field(p):
+        crown = ellipsoid_distance(p, (0, 0, 0), (0.5, 0.45, 0.55))
+        cusps = [ellipsoid_distance(p, (sx * 0.2, sy * 0.18, 0.42), (0.17, 0.17, 0.14))
+                 for sx in (-1, 1) for sy in (-1, 1)]
+        d = smooth_union([crown] + cusps, 20.0)
+        crest = np.maximum.reduce([np.abs(p[:, 1] + 0.42) - 0.025, np.abs(p[:, 0]) - 0.35, np.abs(p[:, 2] - 0.2) - 0.25])
+        d = np.minimum(d, crest)
+        fissure = np.minimum(np.abs(p[:, 0]), np.abs(p[:, 1])) - 0.025
+        d = np.maximum(d, -np.maximum(fissure, 0.38 - p[:, 2]))
+        pit = np.linalg.norm(p - np.array((0.2, 0.18, 0.58)), axis=1) - 0.07
+        return np.maximum(d, -pit)
+
+    v, f = marching_tetrahedra(field, np.array((-0.7, -0.7, -0.3)), np.array((0.7, 0.7, 0.8)), h)
+    return drop_faces(v, f, v[f].mean(axis=1)[:, 2] < -0.1)
+
+
+def long_filleted_bar(length, radius, segments):
+    """A long bar (`length` x 2 x 1) whose two top long edges are fillets of
+    `segments` strips, as CAD tessellators write it: every flat and every
+    fillet strip is two faces the bar's whole length (strips of 1:1000), the
+    ends fanned from a corner."""
+    prof = [(-1.0, 0.0), (1.0, 0.0)]
+    for side, cx in ((1, 1.0 - radius), (-1, -1.0 + radius)):
+        arc = [(cx + side * radius * math.cos(a), 1.0 - radius + radius * math.sin(a))
+               for a in np.linspace(0, math.pi / 2, segments + 1)]
+        prof += arc if side == 1 else arc[::-1]
+    n = len(prof)
+    v = [(0.0, y, z) for y, z in prof] + [(length, y, z) for y, z in prof]
+    f = []
+    for i in range(n):
+        j = (i + 1) % n
+        f += [(i, j, n + j), (i, n + j, n + i)]
+    for i in range(1, n - 1):
+        f += [(0, i, i + 1), (n, n + i + 1, n + i)]
+    v = np.array(v, float)
+    return v, orient_by_volume(v, np.array(f, int))
+
+
+def lens(levels, thickness):
+    """A smooth lens (an icosphere flattened to `thickness` of its width, as
+    a coin or a pebble scan): the rim's curvature radius far under a target,
+    no sharp edge."""
+    v, f = icosphere(levels)
+    return v * np.array((1.0, 1.0, thickness)), f
+
+
+def foliage_cards(cards, seed):
+    """Game foliage: each plant two or three crossed quads (two faces each)
+    through one vertical line, separate and passing through one another,
+    standing on a ground quad."""
+    rng = np.random.default_rng(seed)
+    parts = [(np.array([(-3, -3, 0), (3, -3, 0), (3, 3, 0), (-3, 3, 0)], float), np.array([(0, 1, 2), (0, 2, 3)]))]
+    for _ in range(cards):
+        c = rng.uniform(-2.5, 2.5, 2)
+        a0 = rng.uniform(0, math.pi)
+        k = int(rng.integers(2, 4))
+        h = rng.uniform(0.6, 1.2)
+        for m in range(k):
+            a = a0 + math.pi * m / k
+            d = 0.5 * h * np.array((math.cos(a), math.sin(a)))
+            p, q = c - d, c + d
+            parts.append((np.array([(p[0], p[1], -0.05), (q[0], q[1], -0.05), (q[0], q[1], h), (p[0], p[1], h)]),
+                          np.array([(0, 1, 2), (0, 2, 3)])))
+    return merge(*parts)
+
+
+def millimetre_assembly(screws, sides):
+    """A plate in millimetres (200 x 100 x 5, each side two faces) with
+    screws (head 5.5 across, 3 tall, shank 3 across) whose heads sit on the
+    plate's top (coplanar, back to back) and whose shanks run through it;
+    each screw a separate prism of centre-fanned caps."""
+    parts = [box((0, 0, 0), (200, 100, 5))]
+    for k in range(screws):
+        x, y = 20 + 160 * (k % 3) / 2, 20 + 60 * (k // 3)
+        hv, hf = prism(circle(sides, 2.75), 3.0, "centre")
+        sv, sf = prism(circle(sides, 1.5), 10.0, "centre")
+        parts.append((hv + (x, y, 5.0), hf))
+        parts.append((sv + (x, y, -6.0), sf))
+    return merge(*[(v, orient_by_volume(v, f)) for v, f in parts])
+
+
+def bellows(sectors, pitches, per_pitch):
+    """A corrugated hose: an open tube whose radius waves 0.04 about 1 with a
+    pitch of 0.16, `per_pitch` rings a wave, the ends open."""
+    v, f = [], []
+    rings = pitches * per_pitch
+    for k in range(rings + 1):
+        z = 0.16 * k / per_pitch
+        r = 1.0 + 0.04 * math.sin(2 * math.pi * k / per_pitch)
+        for s in range(sectors):
+            a = 2 * math.pi * s / sectors
+            v.append((r * math.cos(a), r * math.sin(a), z))
+    for k in range(rings):
+        for s in range(sectors):
+            a, b = k * sectors + s, k * sectors + (s + 1) % sectors
+            f += [(a, b, b + sectors), (a, b + sectors, a + sectors)]
+    return np.array(v, float), np.array(f, int)
+
+
+def fan_filled_scan(levels, holes, seed):
+    """A scan whose holes a repair tool filled with a fan from one rim vertex:
+    long slivers, not flat, across each hole (the fan spans 0.2 to 0.4 of
+    the radius)."""
+    rng = np.random.default_rng(seed)
+    v, f = icosphere(levels)
+    v = bumpy(v, 0.12, 4, seed)
+    c = v[f].mean(axis=1)
+    unit = c / np.linalg.norm(c, axis=1)[:, None]
+    f = [tuple(t) for t in f]
+    for k in range(holes):
+        d = rng.normal(size=3)
+        d /= np.linalg.norm(d)
+        cut = unit @ d > math.cos(0.1 + 0.1 * k / max(holes - 1, 1))
+        keep = [t for t, x in zip(f, cut) if not x]
+        # the hole's rim: edges used once among the kept faces, around the cut
+        half = {}
+        for t in keep:
+            for a, b in ((t[0], t[1]), (t[1], t[2]), (t[2], t[0])):
+                half[(a, b)] = True
+        removed = [t for t, x in zip(f, cut) if x]
+        rim = {}
+        for t in removed:
+            for a, b in ((t[0], t[1]), (t[1], t[2]), (t[2], t[0])):
+                if (b, a) in half:
+                    rim[a] = b
+        start = next(iter(rim))
+        loop = [start]
+        while rim[loop[-1]] != start:
+            loop.append(rim[loop[-1]])
+        keep += [(loop[0], loop[i], loop[i + 1]) for i in range(1, len(loop) - 1)]
+        f = keep
+        c = v[np.array(f)].mean(axis=1)
+        unit = c / np.linalg.norm(c, axis=1)[:, None]
+    return v, np.array(f, int)
+
+
 def inputs():
     """(name, builder) for every input of the sweep."""
     soup_source = torus(24, 12)
@@ -2489,6 +2783,26 @@ def inputs():
     yield "sphere, vertices twice, 10% faces twice", lambda: duplicated_sphere(3, 0.1, 64)
     yield "lathe wine glass 192 sectors", lambda: wine_glass(192)
     yield "gyroid sheet, open at the box", lambda: gyroid_sheet(0.25, 1)
+    # separate parts pushed together, car panels, frayed cloth, serrated leaves, knurls, dental scans, strips
+    # of 1:1000, lenses, foliage cards, millimetre assemblies, corrugated hoses, fan-filled holes
+    yield "teapot of 4 separate parts", lambda: teapot_parts(48)
+    yield "teapot of 4 separate parts at 3x", lambda: teapot_parts(48), 3.0
+    yield "car panel, fading character line, hems", lambda: car_panel(40, 30)
+    yield "car panel, fading character line, hems at 0.3x", lambda: car_panel(40, 30), 0.3
+    yield "frayed cloth, wrinkles", lambda: frayed_cloth(60, 71)
+    yield "serrated leaf 80 rows", lambda: serrated_leaf(80, 12)
+    yield "knurled cylinder 40x12", lambda: knurled_cylinder(40, 12, 0.06)
+    yield "knurled cylinder 40x12 at 0.3x", lambda: knurled_cylinder(40, 12, 0.06), 0.3
+    yield "tooth scan, cusps, fissures, crest, pit", lambda: tooth_scan(0.03)
+    yield "long filleted bar, 1:1000 strips", lambda: long_filleted_bar(10.0, 0.05, 8)
+    yield "long filleted bar, 1:1000 strips at 0.05x", lambda: long_filleted_bar(10.0, 0.05, 8), 0.05
+    yield "lens 1:20", lambda: lens(4, 0.05)
+    yield "foliage cards 30 plants", lambda: foliage_cards(30, 72)
+    yield "foliage cards 30 plants at 0.3x", lambda: foliage_cards(30, 72), 0.3
+    yield "millimetre plate with 6 screws", lambda: millimetre_assembly(6, 24)
+    yield "corrugated hose 25 waves", lambda: bellows(64, 25, 8)
+    yield "corrugated hose 25 waves at 3x", lambda: bellows(64, 25, 8), 3.0
+    yield "scan with 6 holes fan-filled", lambda: fan_filled_scan(4, 6, 73)
 
 # ---------------------------------------------------------------- the runs
 

@@ -841,6 +841,30 @@ TEST(StandInQualityFine, SpikeOfARaggedBorderKeepsItsNeck) {
     EXPECT_TRUE(SameResult(mesh, two));
 }
 
+// A frayed cloth (see MakeFrayedCloth) at its mean edge length: where the
+// border turns back on itself (a notch, or a vertex beside one whose fans
+// touch at a point), the notch was left two faces, one flat against the
+// rim (0.26 degrees, 174 at the notch): the only edge that opens it joins
+// the notch to the open vertex across, which no flip could make. The angle
+// flips now split an open vertex's angle over 150 degrees that way (6.7
+// degrees; the worst face left lies beside a vertex where two fans touch).
+TEST(StandInQualityFine, FrayedClothOpensNotchesOfItsBorder) {
+    ShapeMesh mesh;
+    MakeFrayedCloth(mesh, 40, 1);
+    // The fray keeps 2,824 of the grid's 3,200 faces.
+    ASSERT_EQ(mesh.m_Faces.GetCount(), 2824u);
+    const ShapeMesh input(mesh);
+    const double target = 0.087051;
+    ShapeMesh two(mesh);
+    ASSERT_TRUE(RemeshOnOneAndTwoThreads(mesh, two, target));
+    EXPECT_TRUE(IsCleanResult(mesh, false));
+    EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 5.5);
+    EXPECT_LT(FarthestVertex(mesh, input), 0.06 * target);
+    EXPECT_LT(FarthestVertex(input, mesh), 0.3 * target);
+    EXPECT_TRUE(SameResult(mesh, two));
+}
+
 // A hull tail (see MakeHullTail) at 1 and 1.2 times its mean edge: measured
 // as a part thinner than the target only at its end rings, where the middle
 // across lies on an end's face, its sides flattened into a ribbon that

@@ -400,6 +400,10 @@ constexpr double SoftCornerFloorAngle = 35.0 * Pi / 180.0;
 // 60 degrees of a whole multiple of 60 degrees holds that many faces (see
 // IdealValence): a quarter, 15 degrees, so that a right angle holds none.
 constexpr double RimFaceSlack = 0.25;
+// A face whose angle at an open vertex opens wider than this (150 degrees)
+// lies flat against the rim; the angle flips may split that angle with an
+// edge to another open vertex (see FlipIsAllowed).
+constexpr double FlatRimCos = -0.8660254037844386;
 // The fit of the faces to the input (see FitFaces) moves no vertex further
 // than this many target lengths: half the depth of an equilateral chord of
 // sides 0.6 times the radius it spans. Deeper faces do not span a curve but
@@ -969,7 +973,8 @@ private:
         return IsOpen(v) ? 2 : (m_Flags[v] & Needle) ? 4 : 3;
     }
     // neck: the flip raises angles, and may join two open vertices closer
-    // than the corner merge where neither new face gets two open edges.
+    // than the corner merge, or split an open vertex's angle over 150
+    // degrees, where neither new face gets two open edges.
     bool FlipIsAllowed(std::uint32_t h, bool neck = false) const;
     bool FlipIsValid(std::uint32_t h) const;
     void Flip(std::uint32_t h);

@@ -73,13 +73,23 @@ bool CEngine::FlipIsAllowed(std::uint32_t h, bool neck) const {
     const auto tip = [&](std::uint32_t x) {
         return IsOpen(x) && m_Valence[x] == 3 && AngleSum(x) < (1 + RimFaceSlack) * (Pi / 3);
     };
+    // A notch of a frayed rim (a reflex corner, or a vertex beside one whose
+    // fans touch at a point) may be left two faces, one of them flat against
+    // the rim with its other two angles under 5 degrees: only an edge from
+    // the notch to the open vertex across opens it, and the angle flips take
+    // it only where the smallest angle of the pair rises.
+    const auto flatAtRim = [&](std::uint32_t x, std::uint32_t y, std::uint32_t z) {
+        const Vec u = m_Position[y] - m_Position[x], w = m_Position[z] - m_Position[x];
+        return u % w < FlatRimCos * std::sqrt(Squared(u) * Squared(w));
+    };
     // The neck of a spike of a ragged border, far shorter than the target,
     // is such an edge with no ear on either side: flipped away for valence,
     // it left faces from the spike's tip across the neck, flat at both of
     // its ends (6 degrees where the input's own faces held 13), that only
     // this flip back opens.
     const auto neckBack = [&]() {
-        return neck && Squared(m_Position[c] - m_Position[d]) < m_MergeLength2 &&
+        return neck &&
+               (Squared(m_Position[c] - m_Position[d]) < m_MergeLength2 || flatAtRim(c, a, b) || flatAtRim(d, b, a)) &&
                !(m_Twin[Prev(h)] == None && m_Twin[Next(t)] == None) &&
                !(m_Twin[Prev(t)] == None && m_Twin[Next(h)] == None);
     };
