@@ -1,5 +1,7 @@
 // The final moves at kept tips: a needle's valence-3 neighbours moved out of
 // its faces, and the ring around a bare tip spread evenly.
+#include <omp.h>
+
 #include "quorvel/meshes/editing/preserving/Engine.h"
 
 namespace Corvane::Pellix::Quorvel::detail::preserving {
@@ -26,6 +28,10 @@ constexpr double TipRingReach = 1.0;
 // EvenTipRings). The middle of its neighbours stays near them while the
 // ring turns; out of the tip's patch, each of its places walked the tree.
 constexpr double TipSettleReach = 0.25;
+// From how many tips that may be searched the search runs on all threads
+// (see EvenTipRings); below it, walking the tips' regions costs more than
+// the second thread gains.
+constexpr std::size_t TipRingParallel = 32;
 
 }  // namespace
 
@@ -300,16 +306,7 @@ bool CEngine::IsBareTip(std::uint32_t v) const {
 // ring as it removes the fourth face, goes down to three. Serial, in vertex
 // order, so the result does not depend on threads.
 bool CEngine::EvenTipRings(const std::vector<std::uint32_t>* only) {
-    bool changed = false;
     const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
-    std::vector<std::uint32_t> ring, below, faces, movers, bestHints, ringHints;
-    std::vector<Vec> bestPlaces, ringPlaces;
-    std::vector<char> wasTurned;
-    CInputPatch patch;
-    // Per mover, the input around it, gathered the first time the vertex is
-    // settled at a tip (see settle below).
-    std::vector<CInputPatch> settlePatches;
-    std::vector<char> gathered;
     // A third trial waiting (see tryRing): its bound, its place in the plain
     // order, and where its ring's places start in ringPlaces.
     struct CLaterTrial {
@@ -317,9 +314,20 @@ bool CEngine::EvenTipRings(const std::vector<std::uint32_t>* only) {
         long m_Order;
         std::size_t m_Offset;
     };
-    std::vector<CLaterTrial> later;
-    std::vector<Vec> places;
-    std::vector<std::uint32_t> hints;
+    // What the search at one tip works in, one per thread: the tip's rings,
+    // the faces measured, the best trial so far, the input gathered around
+    // the tip and, per mover, around it the first time it is settled (see
+    // settle below), and the measures of the ring as it stands (see keep).
+    struct CScratch {
+        std::vector<std::uint32_t> m_Ring, m_Below, m_Faces, m_Movers, m_BestHints, m_RingHints, m_Hints;
+        std::vector<Vec> m_BestPlaces, m_RingPlaces, m_Places;
+        std::vector<char> m_WasTurned, m_Gathered, m_KeptTurned, m_Moved;
+        CInputPatch m_Patch;
+        std::vector<CInputPatch> m_SettlePatches;
+        std::vector<CLaterTrial> m_Later;
+        std::vector<double> m_KeptAngle;
+        std::vector<int> m_KeptFolds, m_NearMovers;
+    };
     // Whether face f is turned against the input or vanished, `normal` its
     // normal. Only free corners move, and only their places lie on the
     // input's faces (a rim's vertex may stand on the base under a side face).
@@ -339,107 +347,119 @@ bool CEngine::EvenTipRings(const std::vector<std::uint32_t>* only) {
             count += m_Twin[h] != None && Folded(normal, FaceNormal(m_Twin[h] / 3));
         return count;
     };
-    // What each face of `faces` measures with every mover in its place
-    // (`places`, `hints`) under the option being tried (see tryRing). A
-    // trial moves a few movers only; a face none of whose corners moved
-    // measures as it did, and so do its folds where its neighbours' far
-    // corners did not move either. Per face, six places in `movers` (-1 for
-    // none): its corners', then the far corners' of its neighbours.
-    bool kept = false;
-    std::vector<double> keptAngle;
-    std::vector<char> keptTurned, moved;
-    std::vector<int> keptFolds, nearMovers;
-    const auto keep = [&]() {
-        const auto moverOf = [&](std::uint32_t v) {
-            const auto at = std::find(movers.begin(), movers.end(), v);
-            return at == movers.end() ? -1 : static_cast<int>(at - movers.begin());
+    // Searches the ring of `tip` as the comment above says and keeps the
+    // best trial; whether it changed anything. With `lookOnly`, nothing moves:
+    // whether the tip is one to search at all. All it reads lies within four
+    // edges of the tip, all it writes within two (see below).
+    const auto evenTip = [&](std::uint32_t tip, CScratch& scratch, bool lookOnly) {
+        std::vector<std::uint32_t>&ring = scratch.m_Ring, &below = scratch.m_Below, &faces = scratch.m_Faces,
+        &movers = scratch.m_Movers, &bestHints = scratch.m_BestHints, &ringHints = scratch.m_RingHints,
+        &hints = scratch.m_Hints;
+        std::vector<Vec>&bestPlaces = scratch.m_BestPlaces, &ringPlaces = scratch.m_RingPlaces,
+        &places = scratch.m_Places;
+        std::vector<char>&wasTurned = scratch.m_WasTurned, &gathered = scratch.m_Gathered,
+        &keptTurned = scratch.m_KeptTurned, &moved = scratch.m_Moved;
+        CInputPatch& patch = scratch.m_Patch;
+        std::vector<CInputPatch>& settlePatches = scratch.m_SettlePatches;
+        std::vector<CLaterTrial>& later = scratch.m_Later;
+        std::vector<double>& keptAngle = scratch.m_KeptAngle;
+        std::vector<int>&keptFolds = scratch.m_KeptFolds, &nearMovers = scratch.m_NearMovers;
+        // What each face of `faces` measures with every mover in its place
+        // (`places`, `hints`) under the option being tried (see tryRing). A
+        // trial moves a few movers only; a face none of whose corners moved
+        // measures as it did, and so do its folds where its neighbours' far
+        // corners did not move either. Per face, six places in `movers` (-1 for
+        // none): its corners', then the far corners' of its neighbours.
+        bool kept = false;
+        const auto keep = [&]() {
+            const auto moverOf = [&](std::uint32_t v) {
+                const auto at = std::find(movers.begin(), movers.end(), v);
+                return at == movers.end() ? -1 : static_cast<int>(at - movers.begin());
+            };
+            keptAngle.resize(faces.size());
+            keptTurned.resize(faces.size());
+            keptFolds.resize(faces.size());
+            nearMovers.assign(6 * faces.size(), -1);
+            moved.assign(movers.size(), 0);
+            for (std::size_t i = 0; i < faces.size(); ++i) {
+                const std::uint32_t f = faces[i];
+                const std::uint32_t* corner = &m_Corner[3 * f];
+                const Vec normal = FaceNormal(f);
+                keptTurned[i] = isTurned(f, normal);
+                keptAngle[i] = SmallestAngle(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]);
+                keptFolds[i] = foldsOf(f, normal);
+                for (std::uint32_t k = 0; k < 3; ++k) {
+                    nearMovers[6 * i + k] = moverOf(corner[k]);
+                    const std::uint32_t twin = m_Twin[3 * f + k];
+                    if (twin != None)
+                        nearMovers[6 * i + 3 + k] = moverOf(m_Corner[Prev(twin)]);
+                }
+            }
+            kept = true;
         };
-        keptAngle.resize(faces.size());
-        keptTurned.resize(faces.size());
-        keptFolds.resize(faces.size());
-        nearMovers.assign(6 * faces.size(), -1);
-        moved.assign(movers.size(), 0);
-        for (std::size_t i = 0; i < faces.size(); ++i) {
-            const std::uint32_t f = faces[i];
-            const std::uint32_t* corner = &m_Corner[3 * f];
-            const Vec normal = FaceNormal(f);
-            keptTurned[i] = isTurned(f, normal);
-            keptAngle[i] = SmallestAngle(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]);
-            keptFolds[i] = foldsOf(f, normal);
-            for (std::uint32_t k = 0; k < 3; ++k) {
-                nearMovers[6 * i + k] = moverOf(corner[k]);
-                const std::uint32_t twin = m_Twin[3 * f + k];
-                if (twin != None)
-                    nearMovers[6 * i + 3 + k] = moverOf(m_Corner[Prev(twin)]);
-            }
-        }
-        kept = true;
-    };
-    // The smallest angle of the region's faces, whether any turned against
-    // the input or vanished that had not (`wasTurned`, per face of `faces`;
-    // empty: the present state, which it then receives), and how many of
-    // their sides fold. It stops early, returning false, once a face turned
-    // or the smallest angle fell to `floor`: such a trial cannot win.
-    const auto measure = [&](double& smallest, bool& turned, int& folds, double floor) {
-        smallest = Pi;
-        turned = false;
-        folds = 0;
-        const bool first = wasTurned.empty();
-        // Equal with the same signs is the same place bit for bit (a zero's
-        // sign can change an angle of a vanished face); a NaN counts as moved.
-        const auto equal = [](double x, double y) { return x == y && std::signbit(x) == std::signbit(y); };
-        if (kept)
-            for (std::size_t j = 0; j < movers.size(); ++j) {
-                const Vec &p = m_Position[movers[j]], &q = places[j];
-                moved[j] =
-                    m_FaceHint[movers[j]] != hints[j] || !equal(p.x, q.x) || !equal(p.y, q.y) || !equal(p.z, q.z);
-            }
-        const auto still = [&](int j) { return j < 0 || !moved[j]; };
-        for (std::size_t i = 0; i < faces.size(); ++i) {
-            const std::uint32_t f = faces[i];
-            const std::uint32_t* corner = &m_Corner[3 * f];
-            // The first measure of a ring has no movers to look up.
-            const int* near = kept ? &nearMovers[6 * i] : nullptr;
-            const bool same = kept && still(near[0]) && still(near[1]) && still(near[2]);
-            Vec normal;
-            double angle;
-            bool now;
-            if (same) {
-                angle = keptAngle[i];
-                now = keptTurned[i];
-            } else {
-                normal = FaceNormal(f);
-                now = isTurned(f, normal);
-                angle = SmallestAngle(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]);
-            }
-            if (first)
-                wasTurned.push_back(now);
-            turned = turned || (now && !wasTurned[i]);
-            smallest = std::min(smallest, angle);
-            if (!first && (turned || !(smallest > floor)))
-                return false;
-            if (same && still(near[3]) && still(near[4]) && still(near[5])) {
-                folds += keptFolds[i];
-            } else {
-                if (same)
+        // The smallest angle of the region's faces, whether any turned against
+        // the input or vanished that had not (`wasTurned`, per face of `faces`;
+        // empty: the present state, which it then receives), and how many of
+        // their sides fold. It stops early, returning false, once a face turned
+        // or the smallest angle fell to `floor`: such a trial cannot win.
+        const auto measure = [&](double& smallest, bool& turned, int& folds, double floor) {
+            smallest = Pi;
+            turned = false;
+            folds = 0;
+            const bool first = wasTurned.empty();
+            // Equal with the same signs is the same place bit for bit (a zero's
+            // sign can change an angle of a vanished face); a NaN counts as moved.
+            const auto equal = [](double x, double y) { return x == y && std::signbit(x) == std::signbit(y); };
+            if (kept)
+                for (std::size_t j = 0; j < movers.size(); ++j) {
+                    const Vec &p = m_Position[movers[j]], &q = places[j];
+                    moved[j] =
+                        m_FaceHint[movers[j]] != hints[j] || !equal(p.x, q.x) || !equal(p.y, q.y) || !equal(p.z, q.z);
+                }
+            const auto still = [&](int j) { return j < 0 || !moved[j]; };
+            for (std::size_t i = 0; i < faces.size(); ++i) {
+                const std::uint32_t f = faces[i];
+                const std::uint32_t* corner = &m_Corner[3 * f];
+                // The first measure of a ring has no movers to look up.
+                const int* near = kept ? &nearMovers[6 * i] : nullptr;
+                const bool same = kept && still(near[0]) && still(near[1]) && still(near[2]);
+                Vec normal;
+                double angle;
+                bool now;
+                if (same) {
+                    angle = keptAngle[i];
+                    now = keptTurned[i];
+                } else {
                     normal = FaceNormal(f);
-                folds += foldsOf(f, normal);
+                    now = isTurned(f, normal);
+                    angle = SmallestAngle(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]);
+                }
+                if (first)
+                    wasTurned.push_back(now);
+                turned = turned || (now && !wasTurned[i]);
+                smallest = std::min(smallest, angle);
+                if (!first && (turned || !(smallest > floor)))
+                    return false;
+                if (same && still(near[3]) && still(near[4]) && still(near[5])) {
+                    folds += keptFolds[i];
+                } else {
+                    if (same)
+                        normal = FaceNormal(f);
+                    folds += foldsOf(f, normal);
+                }
             }
-        }
-        return true;
-    };
-    // Bounded: one sweep over the vertices; at a bare tip (valence at most
-    // MaxCollapseValence) at most valence + 1 rings, each at 8 rotations
-    // (each turned TipRingRounds times) and at most 4 + valence distances,
-    // two trials each and a third at TipRingSettled of them; a trial
-    // projects the vertex taken off the ring and the ring below at most
-    // TipRingSweeps times, walking their fans (each settled vertex's input
-    // gathered once per tip), and measures the faces of the fans of the tip
-    // and both rings. All of it is local to the tip.
-    for (std::uint32_t tip = 0; tip < vertexCount; ++tip) {
-        if (!IsBareTip(tip) || m_Valence[tip] > MaxCollapseValence ||
-            (only && !std::binary_search(only->begin(), only->end(), tip)))
-            continue;
+            return true;
+        };
+        // Bounded: one sweep over the vertices; at a bare tip (valence at most
+        // MaxCollapseValence) at most valence + 1 rings, each at 8 rotations
+        // (each turned TipRingRounds times) and at most 4 + valence distances,
+        // two trials each and a third at TipRingSettled of them; a trial
+        // projects the vertex taken off the ring and the ring below at most
+        // TipRingSweeps times, walking their fans (each settled vertex's input
+        // gathered once per tip), and measures the faces of the fans of the tip
+        // and both rings. All of it is local to the tip.
+        if (!IsBareTip(tip) || m_Valence[tip] > MaxCollapseValence)
+            return false;
         const Vec t = m_Position[tip];
         ring.clear();
         ForEachNeighbour(tip, [&](std::uint32_t x, std::uint32_t) { ring.push_back(x); });
@@ -471,7 +491,9 @@ bool CEngine::EvenTipRings(const std::vector<std::uint32_t>* only) {
         kept = false;
         measure(before, turnedBefore, foldsBefore, 0.0);
         if (!(before < TipRingAngle))
-            continue;
+            return false;
+        if (lookOnly)
+            return true;
         // The ring's places lie on a cone around the tip, mostly within its
         // farthest vertex's reach, and so do their projections: the input
         // there is gathered once and searched instead of the whole input's
@@ -799,14 +821,141 @@ bool CEngine::EvenTipRings(const std::vector<std::uint32_t>* only) {
             }
         }
         if (!found)
-            continue;
+            return false;
         if (bestFlip != None)
             Flip(bestFlip);
         for (std::size_t i = 0; i < movers.size(); ++i) {
             m_Position[movers[i]] = bestPlaces[i];
             m_FaceHint[movers[i]] = bestHints[i];
         }
-        changed = true;
+        return true;
+    };
+    // What of a bare tip no search changes: its flags, whether it is open and
+    // its lines (a flip turns an edge of no line and carries the lines of the
+    // four sides around it). Its angles and valence the search reads again
+    // at the tip's turn.
+    std::vector<std::uint32_t> candidates;
+    for (std::uint32_t tip = 0; tip < vertexCount; ++tip) {
+        if ((m_Flags[tip] & (Deleted | Fixed | Sliding | NonManifold)) != Fixed || m_Out[tip] == None || IsOpen(tip) ||
+            (only && !std::binary_search(only->begin(), only->end(), tip)))
+            continue;
+        bool constrained = false;
+        ForEachOutgoing(tip, [&](std::uint32_t e) { constrained |= m_Kind[e] != None; });
+        if (!constrained)
+            candidates.push_back(tip);
+    }
+    const int threads = omp_get_max_threads();
+    std::vector<CScratch> scratches(static_cast<std::size_t>(threads));
+    bool changed = false;
+    if (threads == 1 || candidates.size() < TipRingParallel) {
+        for (const std::uint32_t tip : candidates)
+            changed |= evenTip(tip, scratches[0], false);
+        return changed;
+    }
+    // The plain order, tip by tip, on all threads. A search reads the
+    // places, fans, flags and face hints within four edges of its tip (the
+    // faces across the sides of the fans of the ring below) and writes within
+    // two: the ring and the ring below move, and a flip rewrites two faces
+    // of the tip's fan, the twins of the four faces beside them and its four
+    // corners. Two tips neither of which writes where the other reads give
+    // the same whichever goes first, so each round takes every tip that
+    // conflicts with no tip before it still waiting, and searches those
+    // together. Each waiting tip's region is walked again only where a
+    // search since wrote in it, which is also the only way its region can
+    // have changed. A region holding a vertex whose fan walk may miss faces
+    // (a non-manifold one) goes alone, after everything before it.
+    const std::size_t tipCount = candidates.size();
+    std::vector<std::vector<std::uint32_t>> regions(tipCount);
+    std::vector<std::uint32_t> nearCount(tipCount, 0), walkedIn(tipCount, 0);
+    std::vector<char> wants(tipCount, 0), alone(tipCount, 0), changedAt(tipCount, 0);
+    std::vector<std::vector<std::uint32_t>> stamps(static_cast<std::size_t>(threads));
+    std::vector<std::uint32_t> stampNow(static_cast<std::size_t>(threads), 0);
+    std::vector<std::uint32_t> writtenIn(vertexCount, 0), readMark(vertexCount, 0), writeMark(vertexCount, 0);
+    std::vector<std::uint32_t> waiting(tipCount), chosen, still;
+    std::iota(waiting.begin(), waiting.end(), 0u);
+    const auto walk = [&](std::size_t i, std::vector<std::uint32_t>& stamp, std::uint32_t mark) {
+        std::vector<std::uint32_t>& region = regions[i];
+        region.assign(1, candidates[i]);
+        stamp[candidates[i]] = mark;
+        bool manifold = true;
+        std::size_t begin = 0;
+        for (int layer = 0; layer < 4; ++layer) {
+            const std::size_t end = region.size();
+            for (std::size_t j = begin; j < end; ++j) {
+                const std::uint32_t v = region[j];
+                manifold = manifold && !(m_Flags[v] & NonManifold);
+                ForEachOutgoing(v, [&](std::uint32_t e) {
+                    const std::uint32_t* corner = &m_Corner[e - e % 3];
+                    for (int k = 0; k < 3; ++k)
+                        if (stamp[corner[k]] != mark) {
+                            stamp[corner[k]] = mark;
+                            region.push_back(corner[k]);
+                        }
+                });
+            }
+            if (layer == 1)
+                nearCount[i] = static_cast<std::uint32_t>(region.size());
+            begin = end;
+        }
+        alone[i] = !manifold;
+    };
+    // Bounded: each round takes at least the first tip waiting.
+    for (std::uint32_t round = 1; !waiting.empty(); ++round) {
+        const std::int64_t waitingCount = static_cast<std::int64_t>(waiting.size());
+#pragma omp parallel for schedule(dynamic, 16)
+        for (std::int64_t w = 0; w < waitingCount; ++w) {
+            const std::size_t i = waiting[static_cast<std::size_t>(w)];
+            bool stale = walkedIn[i] == 0;
+            for (std::size_t j = 0; j < regions[i].size() && !stale; ++j)
+                stale = writtenIn[regions[i][j]] >= walkedIn[i];
+            if (!stale)
+                continue;
+            const std::size_t thread = static_cast<std::size_t>(omp_get_thread_num());
+            std::vector<std::uint32_t>& stamp = stamps[thread];
+            if (stamp.empty())
+                stamp.assign(vertexCount, 0);
+            walk(i, stamp, ++stampNow[thread]);
+            wants[i] = evenTip(candidates[i], scratches[thread], true);
+            walkedIn[i] = round;
+        }
+        // In the plain order: a tip where no tip before it still waiting may
+        // write sees what it would see at its turn, and if it would not
+        // search it is done (it writes nothing); one that would is searched
+        // now unless it writes where a tip before it still waiting reads.
+        chosen.clear();
+        still.clear();
+        bool blockAll = false;
+        for (const std::uint32_t i : waiting) {
+            const std::vector<std::uint32_t>& region = regions[i];
+            bool blocked = blockAll || (alone[i] && !(chosen.empty() && still.empty()));
+            for (std::size_t j = 0; j < region.size() && !blocked; ++j)
+                blocked = writeMark[region[j]] == round;
+            if (!blocked && !wants[i])
+                continue;
+            for (std::size_t j = 0; j < nearCount[i] && !blocked; ++j)
+                blocked = readMark[region[j]] == round;
+            (blocked ? still : chosen).push_back(i);
+            for (std::size_t j = 0; j < region.size(); ++j) {
+                readMark[region[j]] = round;
+                if (j < nearCount[i])
+                    writeMark[region[j]] = round;
+            }
+            blockAll = blockAll || alone[i];
+        }
+        const std::int64_t chosenCount = static_cast<std::int64_t>(chosen.size());
+#pragma omp parallel for schedule(dynamic, 1)
+        for (std::int64_t c = 0; c < chosenCount; ++c) {
+            const std::size_t i = chosen[static_cast<std::size_t>(c)];
+            changedAt[i] = evenTip(candidates[i], scratches[static_cast<std::size_t>(omp_get_thread_num())], false);
+        }
+        // A search that kept nothing put everything back as it was; its
+        // region is still counted as written, which costs only a walk.
+        for (const std::uint32_t i : chosen) {
+            changed = changed || changedAt[i];
+            for (std::size_t j = 0; j < nearCount[i]; ++j)
+                writtenIn[regions[i][j]] = round;
+        }
+        waiting.swap(still);
     }
     return changed;
 }
