@@ -409,6 +409,8 @@ constexpr double FitReachFactor = 0.05;
 // A separate piece whose bounding box's diagonal is shorter than this many
 // targets is left as it is (see FreezeSmallPieces).
 constexpr double SmallPieceFactor = 1.0;
+// ...unless one of its faces has an angle under this.
+constexpr double SmallPieceSliverAngle = 20.0 * Pi / 180.0;
 // A relaxation move may not flatten a face below this shape (twice the area
 // over the sum of the squared sides; about 0.03 for a smallest angle of 5
 // degrees).
