@@ -1875,6 +1875,34 @@ void MakeSlabUnderWall(Mesh& mesh, double thickness = 0.2) {
     AddBox(mesh, 1.5, -0.4, 0, 4.5, 0, 1.6);
 }
 
+// A low-poly house as game and architecture models hold it, closed parts put
+// together without a boolean: a main block 4 x 3 x 2.5, a lower wing beside
+// it (its front in the block's front plane, overlapping it), a base slab
+// 7 x 4 x 0.2 under both, a roof prism whose underside lies on the block's
+// top and whose eaves overhang by 0.2, a chimney 0.5 x 0.5 x 2.2 through the
+// roof and a porch 1 x 0.4 x 1.6 against the front. At its mean edge length
+// (2.78) the chimney and the porch each fit within one target, their sides
+// two faces of 12.8 and 14.0 degrees.
+template <typename Mesh>
+void MakeLowPolyHouse(Mesh& mesh) {
+    AddBox(mesh, 0, 0, 0, 4, 3, 2.5);
+    AddBox(mesh, 3, 0, 0, 6, 2, 1.8);
+    AddBox(mesh, -0.5, -0.5, -0.2, 6.5, 3.5, 0);
+    AddBox(mesh, 2.6, 1.8, 2, 3.1, 2.3, 4.2);
+    AddBox(mesh, 1.5, -0.4, 0, 2.5, 0, 1.6);
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    for (const double x : {-0.2, 4.2}) {
+        AddVertex(mesh, x, -0.2, 2.5);
+        AddVertex(mesh, x, 3.2, 2.5);
+        AddVertex(mesh, x, 1.5, 3.8);
+    }
+    // Corners at x = -0.2: 0 front, 1 back, 2 ridge; at x = 4.2: 3, 4, 5.
+    const unsigned int roof[8][3] = {{0, 4, 3}, {0, 1, 4}, {0, 3, 5}, {0, 5, 2},
+                                     {1, 2, 5}, {1, 5, 4}, {0, 2, 1}, {3, 4, 5}};
+    for (auto& f : roof)
+        AddFace(mesh, base + f[0], base + f[1], base + f[2]);
+}
+
 // A box 4 x 3 x 2.5 with a separate porch 3 x `thickness` x 1.6 pushed
 // against its front, `gap` away (none: the porch's back lies in the box's
 // front plane, face to face, turned the other way), nothing joined, as
