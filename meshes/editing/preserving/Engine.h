@@ -972,7 +972,9 @@ private:
     }
     // neck: the flip raises angles, and may join two open vertices closer
     // than the corner merge where neither new face gets two open edges.
-    bool FlipIsAllowed(std::uint32_t h, bool neck = false) const;
+    // sheets: the flip raises angles, and may touch a vertex of an edge of
+    // three or more faces, unless both ends of the new edge are such.
+    bool FlipIsAllowed(std::uint32_t h, bool neck = false, bool sheets = false) const;
     bool FlipIsValid(std::uint32_t h) const;
     void Flip(std::uint32_t h);
     bool ImproveAngles();
