@@ -1916,6 +1916,35 @@ void MakePorchAgainstBox(Mesh& mesh, double thickness = 0.4, double gap = 0) {
     AddBox(mesh, 1.5, -thickness - gap, 0, 4.5, -gap, 1.6);
 }
 
+// Two boxes 4 x 3 x 2.5 face to face, their touching sides on the same four
+// corners, as a welder leaves them: the corners joined and one copy of the
+// shared side dropped, so the first box's side stands as a wall inside, each
+// of its four sides an edge of three faces (both boxes' and the wall's).
+template <typename Mesh>
+void MakeBoxesSharingASide(Mesh& mesh) {
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    // Vertex x + 2 y + 6 z on the grid x in {0, 4}, y in {-3, 0, 3}, z in
+    // {0, 2.5}.
+    for (int z = 0; z < 2; ++z)
+        for (int y = 0; y < 3; ++y)
+            for (int x = 0; x < 2; ++x)
+                AddVertex(mesh, 4.0 * x, 3.0 * (y - 1), 2.5 * z);
+    const unsigned int quads[6][4] = {{0, 2, 3, 1}, {4, 5, 7, 6}, {0, 1, 5, 4},
+                                      {2, 6, 7, 3}, {0, 4, 6, 2}, {1, 3, 7, 5}};
+    for (const unsigned int low : {1u, 0u})
+        for (int q = 0; q < 6; ++q) {
+            // The second box's side at y = 0 is the copy the welder dropped.
+            if (low == 0 && q == 3)
+                continue;
+            unsigned int corner[4];
+            for (int k = 0; k < 4; ++k) {
+                const unsigned int i = quads[q][k];
+                corner[k] = base + (i & 1) + 2 * (low + ((i >> 1) & 1)) + 6 * ((i >> 2) & 1);
+            }
+            AddQuad(mesh, corner[0], corner[1], corner[2], corner[3]);
+        }
+}
+
 // A plate `cells` x `cells` units, `thickness` thick, with a round hole of
 // `holeSides` sides and radius 0.3 through the middle of each unit cell, as
 // a CAD exporter writes sheet metal: each cell's square outline (two points
