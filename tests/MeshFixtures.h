@@ -1937,6 +1937,34 @@ void MakeSlabUnderWall(Mesh& mesh, double thickness = 0.2) {
     AddBox(mesh, 1.5, -0.4, 0, 4.5, 0, 1.6);
 }
 
+// A low-poly house as game and architecture models hold it, closed parts put
+// together without a boolean: a main block 4 x 3 x 2.5, a lower wing beside
+// it (its front in the block's front plane, overlapping it), a base slab
+// 7 x 4 x 0.2 under both, a roof prism whose underside lies on the block's
+// top and whose eaves overhang by 0.2, a chimney 0.5 x 0.5 x 2.2 through the
+// roof and a porch 1 x 0.4 x 1.6 against the front. At its mean edge length
+// (2.78) the chimney and the porch each fit within one target, their sides
+// two faces of 12.8 and 14.0 degrees.
+template <typename Mesh>
+void MakeLowPolyHouse(Mesh& mesh) {
+    AddBox(mesh, 0, 0, 0, 4, 3, 2.5);
+    AddBox(mesh, 3, 0, 0, 6, 2, 1.8);
+    AddBox(mesh, -0.5, -0.5, -0.2, 6.5, 3.5, 0);
+    AddBox(mesh, 2.6, 1.8, 2, 3.1, 2.3, 4.2);
+    AddBox(mesh, 1.5, -0.4, 0, 2.5, 0, 1.6);
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    for (const double x : {-0.2, 4.2}) {
+        AddVertex(mesh, x, -0.2, 2.5);
+        AddVertex(mesh, x, 3.2, 2.5);
+        AddVertex(mesh, x, 1.5, 3.8);
+    }
+    // Corners at x = -0.2: 0 front, 1 back, 2 ridge; at x = 4.2: 3, 4, 5.
+    const unsigned int roof[8][3] = {{0, 4, 3}, {0, 1, 4}, {0, 3, 5}, {0, 5, 2},
+                                     {1, 2, 5}, {1, 5, 4}, {0, 2, 1}, {3, 4, 5}};
+    for (auto& f : roof)
+        AddFace(mesh, base + f[0], base + f[1], base + f[2]);
+}
+
 // A box 4 x 3 x 2.5 with a separate porch 3 x `thickness` x 1.6 pushed
 // against its front, `gap` away (none: the porch's back lies in the box's
 // front plane, face to face, turned the other way), nothing joined, as
@@ -1948,6 +1976,35 @@ template <typename Mesh>
 void MakePorchAgainstBox(Mesh& mesh, double thickness = 0.4, double gap = 0) {
     AddBox(mesh, 0, 0, 0, 4, 3, 2.5);
     AddBox(mesh, 1.5, -thickness - gap, 0, 4.5, -gap, 1.6);
+}
+
+// Two boxes 4 x 3 x 2.5 face to face, their touching sides on the same four
+// corners, as a welder leaves them: the corners joined and one copy of the
+// shared side dropped, so the first box's side stands as a wall inside, each
+// of its four sides an edge of three faces (both boxes' and the wall's).
+template <typename Mesh>
+void MakeBoxesSharingASide(Mesh& mesh) {
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    // Vertex x + 2 y + 6 z on the grid x in {0, 4}, y in {-3, 0, 3}, z in
+    // {0, 2.5}.
+    for (int z = 0; z < 2; ++z)
+        for (int y = 0; y < 3; ++y)
+            for (int x = 0; x < 2; ++x)
+                AddVertex(mesh, 4.0 * x, 3.0 * (y - 1), 2.5 * z);
+    const unsigned int quads[6][4] = {{0, 2, 3, 1}, {4, 5, 7, 6}, {0, 1, 5, 4},
+                                      {2, 6, 7, 3}, {0, 4, 6, 2}, {1, 3, 7, 5}};
+    for (const unsigned int low : {1u, 0u})
+        for (int q = 0; q < 6; ++q) {
+            // The second box's side at y = 0 is the copy the welder dropped.
+            if (low == 0 && q == 3)
+                continue;
+            unsigned int corner[4];
+            for (int k = 0; k < 4; ++k) {
+                const unsigned int i = quads[q][k];
+                corner[k] = base + (i & 1) + 2 * (low + ((i >> 1) & 1)) + 6 * ((i >> 2) & 1);
+            }
+            AddQuad(mesh, corner[0], corner[1], corner[2], corner[3]);
+        }
 }
 
 // A plate `cells` x `cells` units, `thickness` thick, with a round hole of

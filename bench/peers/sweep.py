@@ -2200,6 +2200,13 @@ def boxes_face_to_face(thickness):
     return merge(box((0, 0, 0), (4, 3, 2.5)), box((1.5, -thickness, 0), (4.5, 0, 1.6)))
 
 
+def boxes_sharing_a_side():
+    """Two boxes 4 x 3 x 2.5 face to face, their touching sides on the same
+    four corners: the weld joins the corners and drops one copy of the
+    shared side, left as an inner wall each of whose sides has three faces."""
+    return merge(box((0, 0, 0), (4, 3, 2.5)), box((0, -3, 0), (4, 0, 2.5)))
+
+
 def holed_heightfield(n, hole, seed):
     """A heightfield (a grid of two triangles a cell) with a round pit cut out
     cell by cell: the hole's rim a staircase of the grid's lines."""
@@ -2777,6 +2784,8 @@ def inputs():
     yield "thin slab under a standing wall", slab_under_a_wall
     yield "porch 0.4 thick against a box", lambda: boxes_face_to_face(0.4)
     yield "porch 0.4 thick against a box at 0.5x", lambda: boxes_face_to_face(0.4), 0.5
+    yield "two boxes sharing a side at 0.25x", boxes_sharing_a_side, 0.25
+    yield "two boxes sharing a side, target 0.5", boxes_sharing_a_side, 0.1375
     yield "heightfield with a stair-stepped pit", lambda: holed_heightfield(40, 0.35, 63)
     yield "sheet with a saw border, 12 teeth", lambda: sawtooth_sheet(12, 0.4, 10)
     yield "box with one side 32x32, fanned neighbours", lambda: box_one_side_fine(32)

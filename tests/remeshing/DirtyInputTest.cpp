@@ -183,6 +183,51 @@ TEST(RemeshPreservingShape, BendsOfExactlyTheFeatureAngleAreKept) {
     EXPECT_LT(FarthestVertex(input, mesh), 1e-9);
 }
 
+// Two boxes sharing a side leave a wall inside whose four sides hold three
+// faces each. Its faces have two such sides at its corners, and were never
+// halved with the rest: the faces beside those long sides were cut towards
+// them to the face budget (0.00 degrees, 2,980 folded edges at a target of
+// 0.5). Halved, the faces at a vertex of the wall's outline could still not
+// be flipped: fans of slivers stayed at its corners (8.6 degrees).
+TEST(RemeshPreservingShape, BoxesSharingASideKeepTheirWallAndWideFaces) {
+    for (const double target : {0.5, 0.35, 0.9}) {
+        SCOPED_TRACE(target);
+        ShapeMesh input;
+        MakeBoxesSharingASide(input);
+        ShapeMesh mesh(input), two(input);
+        RemeshOn(mesh, target, 1);
+        RemeshOn(two, target, 2);
+        EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
+        // 29.12, 30.39 and 30.06 degrees.
+        EXPECT_GT(SmallestAngleInDegrees(mesh), 28.5);
+        EXPECT_LT(FarthestVertex(mesh, input), 1e-9);
+        EXPECT_LT(FarthestVertex(input, mesh), 1e-9);
+        // Every edge of three faces lies on the wall's outline, and the
+        // outline is cut to the target.
+        std::map<std::pair<unsigned int, unsigned int>, int> faces;
+        for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f)
+            for (int k = 0; k < 3; ++k) {
+                const unsigned int a = mesh.m_Faces[f].m_Corners[k], b = mesh.m_Faces[f].m_Corners[(k + 1) % 3];
+                ++faces[{std::min(a, b), std::max(a, b)}];
+            }
+        double outline = 0;
+        for (const auto& edge : faces) {
+            if (edge.second < 3)
+                continue;
+            const auto &p = Position(mesh, edge.first.first), &q = Position(mesh, edge.first.second);
+            EXPECT_EQ(edge.second, 3);
+            EXPECT_EQ(p.y, 0.0);
+            EXPECT_EQ(q.y, 0.0);
+            const bool side = (p.x == q.x && (p.x == 0.0 || p.x == 4.0)) || (p.z == q.z && (p.z == 0.0 || p.z == 2.5));
+            EXPECT_TRUE(side);
+            outline += p.DiffVectLen(q);
+            EXPECT_LT(std::fabs(q.x - p.x) + std::fabs(q.z - p.z), 1.34 * target);
+        }
+        EXPECT_NEAR(outline, 13.0, 1e-9);
+        ExpectSame(mesh, two);
+    }
+}
+
 // Rims sampled far finer than the target thin out along themselves, each kept
 // edge standing for the removed vertices it passes (checked against them all).
 // With lists of at most 48 such vertices a rim 100 times finer than the

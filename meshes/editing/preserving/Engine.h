@@ -413,6 +413,8 @@ constexpr double FitReachFactor = 0.05;
 // A separate piece whose bounding box's diagonal is shorter than this many
 // targets is left as it is (see FreezeSmallPieces).
 constexpr double SmallPieceFactor = 1.0;
+// ...unless one of its faces has an angle under this.
+constexpr double SmallPieceSliverAngle = 20.0 * Pi / 180.0;
 // A relaxation move may not flatten a face below this shape (twice the area
 // over the sum of the squared sides; about 0.03 for a smallest angle of 5
 // degrees).
@@ -975,7 +977,9 @@ private:
     // neck: the flip raises angles, and may join two open vertices closer
     // than the corner merge, or split an open vertex's angle over 150
     // degrees, where neither new face gets two open edges.
-    bool FlipIsAllowed(std::uint32_t h, bool neck = false) const;
+    // sheets: the flip raises angles, and may touch a vertex of an edge of
+    // three or more faces, unless both ends of the new edge are such.
+    bool FlipIsAllowed(std::uint32_t h, bool neck = false, bool sheets = false) const;
     bool FlipIsValid(std::uint32_t h) const;
     void Flip(std::uint32_t h);
     bool ImproveAngles();

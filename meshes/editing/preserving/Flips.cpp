@@ -57,14 +57,24 @@ bool CEngine::IsThinFace(std::uint32_t f) const {
 }
 
 // Topological conditions of a flip: an inner free edge whose ends keep a
-// fan afterwards, away from non-manifold vertices.
-bool CEngine::FlipIsAllowed(std::uint32_t h, bool neck) const {
+// fan afterwards, away from non-manifold vertices unless sheets.
+bool CEngine::FlipIsAllowed(std::uint32_t h, bool neck, bool sheets) const {
     const std::uint32_t t = m_Twin[h];
     if (m_Corner[h] == None || t == None || m_Kind[h] != None)
         return false;
     const std::uint32_t a = m_Corner[h], b = Target(h), c = m_Corner[Prev(h)], d = m_Corner[Prev(t)];
-    if (c == d || ((m_Flags[a] | m_Flags[b] | m_Flags[c] | m_Flags[d]) & NonManifold))
+    if (c == d)
         return false;
+    // A vertex on an edge of three or more faces has a fan on each sheet,
+    // and a walk sees one of them: whether the new edge exists already is
+    // asked of its other end (see FlipIsValid), whose one fan holds all its
+    // edges. Barred, the faces at the corners of a wall two boxes share kept
+    // every spoke the splits gave them (8.6 degrees). The valence flips stay
+    // away: such a vertex's valence counts one sheet's fan.
+    if ((m_Flags[a] | m_Flags[b] | m_Flags[c] | m_Flags[d]) & NonManifold) {
+        if (!sheets || (m_Flags[c] & m_Flags[d] & NonManifold))
+            return false;
+    }
     // An inner edge between two boundary vertices would cut off an ear: a
     // face flat against the boundary that no later flip can repair. Only a
     // tip of the rim whose angle holds one face (see IdealValence) is cut
@@ -150,7 +160,10 @@ bool CEngine::FlipIsValid(std::uint32_t h) const {
     const std::uint32_t t = m_Twin[h];
     const std::uint32_t a = m_Corner[h], b = Target(h), c = m_Corner[Prev(h)], d = m_Corner[Prev(t)];
     bool joined = false;
-    ForEachNeighbour(c, [&](std::uint32_t x, std::uint32_t) { joined |= x == d; });
+    if (m_Flags[c] & NonManifold)
+        ForEachNeighbour(d, [&](std::uint32_t x, std::uint32_t) { joined |= x == c; });
+    else
+        ForEachNeighbour(c, [&](std::uint32_t x, std::uint32_t) { joined |= x == d; });
     if (joined)
         return false;
     // The quadrilateral must be convex enough that both new faces keep the
@@ -257,7 +270,7 @@ bool CEngine::ImproveAngles() {
         std::uint32_t best = None;
         double bestAngle = 0;
         for (const std::uint32_t e : {h, middle}) {
-            if (e == shortest || !FlipIsAllowed(e, true))
+            if (e == shortest || !FlipIsAllowed(e, true, true))
                 continue;
             const std::uint32_t t = m_Twin[e];
             const Vec &pa = m_Position[m_Corner[e]], &pb = m_Position[Target(e)];

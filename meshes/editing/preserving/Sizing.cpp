@@ -304,9 +304,19 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                             const double other2 = Squared(other);
                             if (!(std::fabs(other % along) > cosParallel * std::sqrt(other2) * length))
                                 continue;
-                            const double t = ((p - px) % other) / other2;
-                            if (!(t > FacingMargin && t < 1 - FacingMargin))
-                                continue;
+                            double t = ((p - px) % other) / other2;
+                            // At an end of both lines closed by an edge of the
+                            // solid between them (a slab's short side), the wall
+                            // reaches that edge: measured only inside, the
+                            // target graded up towards the end, and the short
+                            // side, under a quarter of it there, merged its two
+                            // corners, the slab's corner cut off by a sliver.
+                            if (!(t > FacingMargin && t < 1 - FacingMargin)) {
+                                const std::uint32_t own = k == 0 ? a : (k == samples ? b : None);
+                                if (own == None || !closedBy(own, t < 0.5 ? x : y))
+                                    continue;
+                                t = t < 0.5 ? 0.0 : 1.0;
+                            }
                             const double d2 = Squared(p - (px + other * t));
                             if (!(d2 < target2 && Squared(along) > FacingLengths * FacingLengths * d2 &&
                                   other2 > FacingLengths * FacingLengths * d2))

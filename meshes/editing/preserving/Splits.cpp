@@ -203,6 +203,7 @@ void CEngine::SplitLockedLines() {
         }
     };
     std::vector<CSheetEdge> sheets;
+    std::vector<char> cut;
     // Bounded: each round halves every locked edge still longer than the
     // split length of the whole target (the local target beside close
     // corners may be far finer: the lines would be cut into thousands of
@@ -223,18 +224,25 @@ void CEngine::SplitLockedLines() {
         if (sheets.empty())
             return;
         std::sort(sheets.begin(), sheets.end());
-        // Only faces with no other locked side are cut: a split renames the
-        // other sides of its face, and a face locked all round (a repeated
-        // face, a pillow) is one the edits leave as it is anyway.
-        const auto single = [&](std::uint32_t h) {
+        // A face locked all round (a repeated face, a pillow) is one the
+        // edits leave as it is anyway. A face with two locked sides (the
+        // wall left where two boxes touch face to face, each of its sides
+        // shared with both boxes) is cut once a round: a split renames the
+        // other sides of its face, so the entry of its second locked side
+        // is stale until the next round lists the edges again. Left whole,
+        // the wall's long sides kept their faces, and the splits beside
+        // them fanned slivers out to the face budget.
+        const auto cuttable = [&](std::uint32_t h) {
             const std::uint32_t f = h / 3;
-            return (m_Kind[3 * f] == Locked) + (m_Kind[3 * f + 1] == Locked) + (m_Kind[3 * f + 2] == Locked) == 1;
+            return !cut[f] &&
+                   (m_Kind[3 * f] == Locked) + (m_Kind[3 * f + 1] == Locked) + (m_Kind[3 * f + 2] == Locked) < 3;
         };
+        cut.assign(m_Corner.size() / 3, 0);
         for (std::size_t i = 0; i < sheets.size();) {
             std::size_t j = i;
             bool clear = true;
             for (; j < sheets.size() && sheets[j].m_Low == sheets[i].m_Low && sheets[j].m_High == sheets[i].m_High; ++j)
-                clear = clear && single(sheets[j].m_Edge);
+                clear = clear && cuttable(sheets[j].m_Edge);
             if (!clear) {
                 i = j;
                 continue;
@@ -244,6 +252,7 @@ void CEngine::SplitLockedLines() {
             std::uint32_t middle = None;
             for (std::size_t k = i; k < j; ++k) {
                 const std::uint32_t h = sheets[k].m_Edge, n = Next(h);
+                cut[h / 3] = 1;
                 const std::uint32_t second = static_cast<std::uint32_t>(m_Corner.size());
                 Split(h);
                 const std::uint32_t m = m_Corner[n];

@@ -136,9 +136,17 @@ void CEngine::FreezeSmallPieces(std::vector<char>& frozenFace) const {
         large |= !(Squared(high[p] - low[p]) < limit2);
     if (!large)
         return;
+    // A small piece holding a sliver is no debris but a part of a model
+    // built from boxes (a chimney 0.5 x 0.5 x 2.2 beside a house, its sides
+    // two faces of 12.8 degrees), which its own remesh makes good.
+    std::vector<char> sliver(pieces, 0);
+    for (std::size_t f = 0; f < faces; ++f)
+        if (SmallestAngle(m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]],
+                          m_Position[m_Corner[3 * f + 2]]) < SmallPieceSliverAngle)
+            sliver[piece[find(m_Corner[3 * f])]] = 1;
     for (std::size_t f = 0; f < faces; ++f) {
         const std::uint32_t p = piece[find(m_Corner[3 * f])];
-        if (Squared(high[p] - low[p]) < limit2)
+        if (Squared(high[p] - low[p]) < limit2 && !sliver[p])
             frozenFace[f] = 1;
     }
 }
