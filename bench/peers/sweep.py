@@ -2301,9 +2301,15 @@ def gyroid_sheet(h, periods):
     """A gyroid surface (as 3D-printing lattices hold it) extracted by marching
     tetrahedra inside a box of `periods` periods a side, open where the
     box cuts it."""
+    # numpy's vector sine and cosine may round an element differently by
+    # where it falls in the array's alignment, so the file would change from
+    # run to run; the scalar functions give the same bits every time.
+    sin = np.frompyfunc(math.sin, 1, 1)
+    cos = np.frompyfunc(math.cos, 1, 1)
+
     def field(p):
         x, y, z = p[:, 0], p[:, 1], p[:, 2]
-        return np.sin(x) * np.cos(y) + np.sin(y) * np.cos(z) + np.sin(z) * np.cos(x)
+        return (sin(x) * cos(y) + sin(y) * cos(z) + sin(z) * cos(x)).astype(float)
 
     lo = np.array((0.1, 0.2, 0.3))
     return marching_tetrahedra(field, lo, lo + 2 * math.pi * periods, h)
