@@ -863,8 +863,9 @@ TEST(StandInQualityFine, SpikeOfARaggedBorderKeepsItsNeck) {
 // touch at a point), the notch was left two faces, one flat against the
 // rim (0.26 degrees, 174 at the notch): the only edge that opens it joins
 // the notch to the open vertex across, which no flip could make. The angle
-// flips now split an open vertex's angle over 150 degrees that way (6.7
-// degrees; the worst face left lies beside a vertex where two fans touch).
+// flips now split an open vertex's angle over 120 degrees that way: over
+// 150, a free vertex relaxed next to a vertex where two fans touch still
+// left a face of 6.7 degrees there (27.9 now).
 TEST(StandInQualityFine, FrayedClothOpensNotchesOfItsBorder) {
     ShapeMesh mesh;
     MakeFrayedCloth(mesh, 40, 1);
@@ -876,7 +877,7 @@ TEST(StandInQualityFine, FrayedClothOpensNotchesOfItsBorder) {
     ASSERT_TRUE(RemeshOnOneAndTwoThreads(mesh, two, target));
     EXPECT_TRUE(IsCleanResult(mesh, false));
     EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
-    EXPECT_GT(SmallestAngleInDegrees(mesh), 5.5);
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 25.0);
     EXPECT_LT(FarthestVertex(mesh, input), 0.06 * target);
     EXPECT_LT(FarthestVertex(input, mesh), 0.3 * target);
     EXPECT_TRUE(SameResult(mesh, two));
