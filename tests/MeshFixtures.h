@@ -2193,4 +2193,149 @@ void MakeSlottedComb(Mesh& mesh, unsigned int slots = 8, double slot = 0.04) {
     AddEarClippedPrism(mesh, outline, height);
 }
 
+// A scan whose holes a repair tool filled with a fan from one rim vertex: an
+// icosphere pushed in and out along its radius by six sine waves (amplitude
+// 0.12, four waves a radian, along directions drawn at random), then, for
+// holes 0 .. holes - 1, every face whose centroid lies within 0.1 to 0.2
+// radians of a direction drawn at random cut away and the rim closed by one
+// fan from its first vertex. The fans are long slivers across curved holes,
+// not flat: where the rim bends back as seen from the fan's vertex, slivers
+// lie over their neighbours, turned over against them, and a later hole may
+// cut into an earlier fan.
+template <typename Mesh>
+void MakeFanFilledScan(Mesh& mesh, unsigned int levels = 4, unsigned int holes = 6, unsigned int seed = 73) {
+    Mesh sphere;
+    MakeIcosphere(sphere, levels);
+    CNoise random(seed);
+    const auto direction = [&]() {
+        std::array<double, 3> d = {random.Next(), random.Next(), random.Next()};
+        const double length = std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]);
+        return std::array<double, 3>{d[0] / length, d[1] / length, d[2] / length};
+    };
+    std::vector<std::array<double, 3>> waves;
+    for (int k = 0; k < 6; ++k)
+        waves.push_back(direction());
+    std::vector<std::array<double, 3>> points;
+    for (unsigned int v = 0; v < sphere.m_Vertices.GetCount(); ++v) {
+        const auto& p = sphere.m_Vertices[v].m_Position;
+        const std::array<double, 3> q = {double(p.x), double(p.y), double(p.z)};
+        double bump = 0;
+        for (int k = 0; k < 6; ++k)
+            bump += std::sin(4 * (q[0] * waves[k][0] + q[1] * waves[k][1] + q[2] * waves[k][2]) + k);
+        const double r = 1 + 0.12 * bump / 6;
+        points.push_back({q[0] * r, q[1] * r, q[2] * r});
+    }
+    std::vector<std::array<unsigned int, 3>> faces;
+    for (unsigned int f = 0; f < sphere.m_Faces.GetCount(); ++f) {
+        const auto* c = sphere.m_Faces[f].m_Corners;
+        faces.push_back({c[0], c[1], c[2]});
+    }
+    for (unsigned int k = 0; k < holes; ++k) {
+        const std::array<double, 3> d = direction();
+        const double limit = std::cos(0.1 + 0.1 * k / std::max(holes - 1, 1u));
+        std::vector<std::array<unsigned int, 3>> kept, cut;
+        for (const auto& t : faces) {
+            std::array<double, 3> m = {0, 0, 0};
+            for (const unsigned int i : t)
+                for (int j = 0; j < 3; ++j)
+                    m[j] += points[i][j] / 3;
+            const double length = std::sqrt(m[0] * m[0] + m[1] * m[1] + m[2] * m[2]);
+            ((m[0] * d[0] + m[1] * d[1] + m[2] * d[2]) / length > limit ? cut : kept).push_back(t);
+        }
+        // The rim: each cut face's edge whose reverse a kept face holds, from
+        // its start to its end.
+        std::map<std::pair<unsigned int, unsigned int>, bool> half;
+        for (const auto& t : kept)
+            for (int j = 0; j < 3; ++j)
+                half[{t[j], t[(j + 1) % 3]}] = true;
+        std::map<unsigned int, unsigned int> rim;
+        std::vector<unsigned int> starts;
+        for (const auto& t : cut)
+            for (int j = 0; j < 3; ++j)
+                if (half.count({t[(j + 1) % 3], t[j]})) {
+                    rim[t[j]] = t[(j + 1) % 3];
+                    starts.push_back(t[j]);
+                }
+        if (starts.empty())
+            continue;
+        std::vector<unsigned int> loop = {starts.front()};
+        while (rim.count(loop.back()) && rim[loop.back()] != loop.front() && loop.size() <= rim.size())
+            loop.push_back(rim[loop.back()]);
+        if (!rim.count(loop.back()) || rim[loop.back()] != loop.front())
+            continue;
+        for (std::size_t i = 1; i + 1 < loop.size(); ++i)
+            kept.push_back({loop[0], loop[i], loop[i + 1]});
+        faces = kept;
+    }
+    // Only the vertices some face keeps, in their order.
+    std::vector<unsigned int> index(points.size(), 0);
+    for (const auto& t : faces)
+        for (const unsigned int i : t)
+            index[i] = 1;
+    std::vector<std::array<double, 3>> used;
+    for (std::size_t i = 0; i < points.size(); ++i)
+        if (index[i]) {
+            index[i] = static_cast<unsigned int>(used.size());
+            used.push_back(points[i]);
+        }
+    for (auto& t : faces)
+        for (unsigned int& i : t)
+            i = index[i];
+    AddTables(mesh, used, faces);
+}
+
+// A thick-walled pipe elbow: a straight run `straight` long, a quarter bend
+// of radius `bend` in `arcRings` rings and a second straight run, each
+// straight run one ring of long faces, walls of the outer radius and `wall`
+// less, `around` points a ring, the ends closed by annuli one face wide.
+template <typename Mesh>
+void MakePipeElbow(Mesh& mesh, unsigned int around = 32, unsigned int arcRings = 12, double outer = 0.5,
+                   double wall = 0.1, double bend = 1.0, double straight = 2.0) {
+    // Each ring's centre and the direction of the pipe there.
+    std::vector<std::array<double, 6>> frames = {{0, 0, -straight, 0, 0, 1}};
+    for (unsigned int k = 0; k <= arcRings; ++k) {
+        const double a = 0.5 * Pi * k / arcRings;
+        frames.push_back({bend - bend * std::cos(a), 0, bend * std::sin(a), std::sin(a), 0, std::cos(a)});
+    }
+    frames.push_back({bend + straight, 0, bend, 1, 0, 0});
+    const unsigned int rings = static_cast<unsigned int>(frames.size());
+    std::vector<std::array<double, 3>> points;
+    for (const double radius : {outer, outer - wall})
+        for (const auto& q : frames) {
+            // side = (0, 1, 0); n = side x t.
+            const std::array<double, 3> n = {q[5], 0, -q[3]};
+            for (unsigned int s = 0; s < around; ++s) {
+                const double a = 2 * Pi * s / around;
+                points.push_back({q[0] + radius * std::cos(a) * n[0], q[1] + radius * std::sin(a),
+                                  q[2] + radius * std::cos(a) * n[2]});
+            }
+        }
+    const auto id = [&](unsigned int shell, unsigned int k, unsigned int s) {
+        return (shell * rings + k) * around + s % around;
+    };
+    std::vector<std::array<unsigned int, 3>> faces;
+    // The outer wall faces out, the inner one in, the annuli along the pipe.
+    for (unsigned int shell = 0; shell < 2; ++shell)
+        for (unsigned int k = 0; k + 1 < rings; ++k)
+            for (unsigned int s = 0; s < around; ++s) {
+                const unsigned int a = id(shell, k, s), b = id(shell, k, s + 1), c = id(shell, k + 1, s + 1),
+                                   d = id(shell, k + 1, s);
+                if (shell == 0) {
+                    faces.push_back({a, b, c});
+                    faces.push_back({a, c, d});
+                } else {
+                    faces.push_back({a, c, b});
+                    faces.push_back({a, d, c});
+                }
+            }
+    for (unsigned int s = 0; s < around; ++s) {
+        const unsigned int k = 0, l = rings - 1;
+        faces.push_back({id(0, k, s), id(1, k, s), id(1, k, s + 1)});
+        faces.push_back({id(0, k, s), id(1, k, s + 1), id(0, k, s + 1)});
+        faces.push_back({id(0, l, s), id(1, l, s + 1), id(1, l, s)});
+        faces.push_back({id(0, l, s), id(0, l, s + 1), id(1, l, s + 1)});
+    }
+    AddTables(mesh, points, faces);
+}
+
 }  // namespace QuorvelTest

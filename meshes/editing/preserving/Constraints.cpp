@@ -13,6 +13,13 @@ namespace {
 // Faces whose normals are closer to opposite than this cosine (0.8 degrees)
 // lie folded flat onto each other.
 constexpr double FlatFold = -0.9999;
+// A face turned over against all three of its neighbours by more than this
+// cosine (about 172 degrees) is a pleat of a filled hole, not part of a shape:
+// a repair tool's fan from one rim vertex across a curved hole lays its long
+// slivers over each other, each folded back on the ones beside it. Every one
+// of its edges turns by far more than the feature angle, and the lines found
+// there pinned the fan's slivers and the folds between them.
+constexpr double TurnedOverCos = -0.99;
 // A bend of exactly the feature angle is a feature: the sides of a regular
 // octagon, a chamfer of 45 degrees. Their normals' cosine lands on either side
 // of the angle's by rounding, which would keep some of a prism's edges and
@@ -94,13 +101,28 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     // itself (a CAD fan to a hole's rim, beyond the point where its lines
     // touch the rim), which is no edge of the shape and, left a feature, cuts
     // the real edges it meets into pieces too short to keep.
+    // Nor does a turned-over face (see TurnedOverCos) on either side.
+    std::vector<char> turnedOver(features ? faces : 0, 0);
+    const std::int64_t turnedEntries = static_cast<std::int64_t>(turnedOver.size());
+#pragma omp parallel for schedule(static) if (turnedEntries >= ParallelFaces)
+    for (std::int64_t i = 0; i < turnedEntries; ++i) {
+        const std::uint32_t f = static_cast<std::uint32_t>(i);
+        if (frozenFace[f] || !(Squared(normal[f]) > 0))
+            continue;
+        bool over = true;
+        for (std::uint32_t e = 3 * f; e < 3 * f + 3 && over; ++e) {
+            const std::uint32_t u = m_Twin[e];
+            over = u != None && !frozenFace[u / 3] && normal[f] % normal[u / 3] < TurnedOverCos;
+        }
+        turnedOver[f] = over;
+    }
     std::vector<std::int8_t> crease(features ? halfEdges : 0, 0);
     const std::int64_t creaseEntries = static_cast<std::int64_t>(crease.size());
 #pragma omp parallel for schedule(static) if (creaseEntries >= 3 * ParallelFaces)
     for (std::int64_t i = 0; i < creaseEntries; ++i) {
         const std::uint32_t h = static_cast<std::uint32_t>(i);
         const std::uint32_t t = m_Twin[h];
-        if (t == None || t < h)
+        if (t == None || t < h || turnedOver[h / 3] || turnedOver[t / 3])
             continue;
         const Vec &n1 = normal[h / 3], &n2 = normal[t / 3];
         if (Squared(n1) > 0 && Squared(n2) > 0 && n1 % n2 < cosFeature && n1 % n2 > FlatFold)

@@ -400,10 +400,13 @@ constexpr double SoftCornerFloorAngle = 35.0 * Pi / 180.0;
 // 60 degrees of a whole multiple of 60 degrees holds that many faces (see
 // IdealValence): a quarter, 15 degrees, so that a right angle holds none.
 constexpr double RimFaceSlack = 0.25;
-// A face whose angle at an open vertex opens wider than this (150 degrees)
+// A face whose angle at an open vertex opens wider than this (120 degrees)
 // lies flat against the rim; the angle flips may split that angle with an
-// edge to another open vertex (see FlipIsAllowed).
-constexpr double FlatRimCos = -0.8660254037844386;
+// edge to another open vertex (see FlipIsAllowed). At 150 degrees a frayed
+// cloth's notch kept a face of 5.5 degrees: a free vertex whose neighbours
+// reach across the notch relaxed to 0.01 from the notch's reflex corner, the
+// face between them opening 131 degrees there.
+constexpr double FlatRimCos = -0.5;
 // The fit of the faces to the input (see FitFaces) moves no vertex further
 // than this many target lengths: half the depth of an equilateral chord of
 // sides 0.6 times the radius it spans. Deeper faces do not span a curve but
