@@ -150,20 +150,33 @@ void CEngine::BuildReference(const std::vector<char>& frozenFace, const std::vec
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
     const std::uint32_t faces = halfEdges / 3;
 
+    // The faces that are not frozen, in face order (most inputs freeze
+    // none), then each one's box, written by one thread.
     std::vector<std::uint32_t> items;
-    std::vector<double> boxes;
-    boxes.reserve(6 * std::size_t(faces));
-    for (std::uint32_t f = 0; f < faces; ++f) {
-        if (frozenFace[f])
-            continue;
-        items.push_back(f);
+    if (std::none_of(frozenFace.begin(), frozenFace.end(), [](char frozen) { return frozen != 0; })) {
+        items.resize(faces);
+        std::iota(items.begin(), items.end(), 0u);
+    } else {
+        for (std::uint32_t f = 0; f < faces; ++f)
+            if (!frozenFace[f])
+                items.push_back(f);
+    }
+    const std::int64_t itemCount = static_cast<std::int64_t>(items.size());
+    std::vector<double> boxes(6 * items.size());
+#pragma omp parallel for schedule(static) if (itemCount >= ParallelFaces)
+    for (std::int64_t i = 0; i < itemCount; ++i) {
+        const std::uint32_t f = items[i];
         Vec lo = m_Position[m_Corner[3 * f]], hi = lo;
         for (std::uint32_t k = 1; k < 3; ++k)
-            for (int i = 0; i < 3; ++i) {
-                lo[i] = std::min(lo[i], m_Position[m_Corner[3 * f + k]][i]);
-                hi[i] = std::max(hi[i], m_Position[m_Corner[3 * f + k]][i]);
+            for (int j = 0; j < 3; ++j) {
+                lo[j] = std::min(lo[j], m_Position[m_Corner[3 * f + k]][j]);
+                hi[j] = std::max(hi[j], m_Position[m_Corner[3 * f + k]][j]);
             }
-        boxes.insert(boxes.end(), {lo.x, lo.y, lo.z, hi.x, hi.y, hi.z});
+        double* box = &boxes[6 * i];
+        for (int j = 0; j < 3; ++j) {
+            box[j] = lo[j];
+            box[3 + j] = hi[j];
+        }
     }
     m_TriangleTree.BuildByMedian(boxes.data(), static_cast<std::uint32_t>(items.size()), LeafSize);
     m_TriangleLinks.Build(m_TriangleTree);
@@ -198,14 +211,14 @@ void CEngine::BuildReference(const std::vector<char>& frozenFace, const std::vec
     // Each slot, and each face's slot, is written by one thread: the tree's
     // order names every face once. So are the vertices' hints at the end.
     std::vector<std::uint32_t> slotOfFace(faces, None);
-    m_Triangles.resize(items.size());
+    m_Triangles.Allocate(items.size());
     const std::int64_t slots = static_cast<std::int64_t>(items.size());
 #pragma omp parallel for schedule(static) if (slots >= ParallelFaces)
     for (std::int64_t slot = 0; slot < slots; ++slot) {
         const std::uint32_t i = static_cast<std::uint32_t>(slot);
         const std::uint32_t f = items[m_TriangleTree.GetOrder()[i]];
         slotOfFace[f] = i;
-        CTriangle& t = m_Triangles[i];
+        CTriangle& t = m_Triangles.Place(i);
         t.m_A = m_Position[m_Corner[3 * f]];
         t.m_B = m_Position[m_Corner[3 * f + 1]];
         t.m_C = m_Position[m_Corner[3 * f + 2]];
