@@ -132,16 +132,19 @@ inline double BoxDistanceSquared(const CNode& node, const double p[3]) {
     return sum;
 }
 
-// Nearest (below), confined to the subtree below node `subtree`.
+// Nearest (below), confined to the subtree below node `subtree`, whose box
+// lies at `distance` (squared, as BoxDistanceSquared gives it) from p: for a
+// caller that has measured it already.
 template <class Leaf>
-void NearestBelow(const CBoxHierarchy& tree, std::uint32_t subtree, const double p[3], double& bound, Leaf& leaf) {
+void NearestBelow(const CBoxHierarchy& tree, std::uint32_t subtree, double distance, const double p[3], double& bound,
+                  Leaf& leaf) {
     const CNode* nodes = tree.GetNodes().data();
     struct CEntry {
         std::uint32_t m_Node;
         double m_Distance;
     } stack[StackSize];
     unsigned int top = 0;
-    stack[top++] = {subtree, BoxDistanceSquared(nodes[subtree], p)};
+    stack[top++] = {subtree, distance};
     while (top > 0) {
         const CEntry entry = stack[--top];
         if (entry.m_Distance > bound)
@@ -165,6 +168,12 @@ void NearestBelow(const CBoxHierarchy& tree, std::uint32_t subtree, const double
                 stack[top++] = {node.m_First + 1, db};
         }
     }
+}
+
+// Nearest (below), confined to the subtree below node `subtree`.
+template <class Leaf>
+void NearestBelow(const CBoxHierarchy& tree, std::uint32_t subtree, const double p[3], double& bound, Leaf& leaf) {
+    NearestBelow(tree, subtree, BoxDistanceSquared(tree.GetNodes()[subtree], p), p, bound, leaf);
 }
 
 // Leaves in order of their boxes' distance from p, skipping those farther

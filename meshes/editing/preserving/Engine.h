@@ -561,6 +561,15 @@ public:
     Vec m_Low, m_High;
 };
 
+// One level of a leaf's climb to the root of the triangle tree: how far the
+// leaf's box lies from that level's sibling box, and from the sibling boxes
+// of that level and every level above; both rounded down to a float.
+class CClimbStep {
+public:
+    float m_Own;
+    float m_Above;
+};
+
 // The input's triangles in the order of their tree. Unlike a vector's, the
 // storage is not set to zero on one thread before the records are filled:
 // each record is written once, by whichever thread fills its slot, which
@@ -1407,11 +1416,9 @@ private:
     CBoxHierarchy m_TriangleTree;
     TreeWalk::CLinks m_TriangleLinks;
     // For each leaf of the triangle tree, from m_ClimbFrom[leaf] on, one
-    // distance a level of its climb to the root: how far its box lies from
-    // the sibling boxes of that level and every level above (see
-    // NearestOnInput).
+    // step a level of its climb to the root (see NearestOnInput).
     std::vector<std::uint32_t> m_ClimbFrom;
-    std::vector<double> m_ClimbGap;
+    std::vector<CClimbStep> m_Climb;
     std::vector<CSegment> m_Segments;
     CBoxHierarchy m_SegmentTree;
     TreeWalk::CLinks m_SegmentLinks;

@@ -63,14 +63,15 @@ constexpr std::uint32_t LeafSize = 4;
 // to the hint, then to the lowest primitive number, whatever the shape of the
 // tree.
 //
-// With `climbFrom` and `climbGap` (see CEngine::m_ClimbGap), the climb from
-// the hint's leaf stops at the first level from which every sibling box
-// above lies beyond the bound, seen from p: the leaves it leaves out are
+// With `climbFrom` and `climb` (see CEngine::m_Climb), the climb from the
+// hint's leaf stops at the first level from which every sibling box above
+// lies beyond the bound, seen from p, and passes by a sibling whose own gap
+// puts it beyond without measuring its box: the leaves it leaves out are
 // ones the whole climb would have passed by.
 template <class Closest>
 std::uint32_t Nearest(const CBoxHierarchy& tree, const TreeWalk::CLinks& links, const Vec& p, std::uint32_t hint,
                       Closest&& closest, Vec& nearest, const std::uint32_t* climbFrom = nullptr,
-                      const double* climbGap = nullptr) {
+                      const CClimbStep* climb = nullptr) {
     double best = std::numeric_limits<double>::infinity();
     std::uint32_t found = None;
     const double q[3] = {p.x, p.y, p.z};
@@ -96,27 +97,33 @@ std::uint32_t Nearest(const CBoxHierarchy& tree, const TreeWalk::CLinks& links, 
     }
     best = closest(hint, best, nearest);
     found = hint;
-    if (climbGap == nullptr) {
+    if (climb == nullptr) {
         TreeWalk::NearestFrom(tree, links, hint, q, best, leaf);
         return found;
     }
     const TreeWalk::CNode* nodes = tree.GetNodes().data();
     std::uint32_t node = links.m_Leaf[hint];
-    const double* gap = climbGap + climbFrom[node];
+    const CClimbStep* step = climb + climbFrom[node];
     // Any primitive of a sibling box at a gap g from the leaf's box lies at
     // least g - e from p, e being p's distance from the leaf's box. The
     // margin, far above the rounding of either, keeps the test on the safe
     // side.
-    const double e = std::sqrt(TreeWalk::BoxDistanceSquared(nodes[node], q));
-    TreeWalk::NearestBelow(tree, node, q, best, leaf);
+    const double e2 = TreeWalk::BoxDistanceSquared(nodes[node], q), e = std::sqrt(e2);
+    const auto beyond = [&](double gap) {
+        const double slack = gap - e - 1e-9 * (gap + e);
+        return slack > 0 && slack * slack > best;
+    };
+    TreeWalk::NearestBelow(tree, node, e2, q, best, leaf);
     for (std::uint32_t parent = links.m_Parent[node]; parent != TreeWalk::CLinks::NoNode;
-         parent = links.m_Parent[node], ++gap) {
-        const double slack = *gap - e - 1e-9 * (*gap + e);
-        if (slack > 0 && slack * slack > best)
+         parent = links.m_Parent[node], ++step) {
+        if (beyond(step->m_Above))
             break;
         const std::uint32_t sibling = node ^ 1u;
-        if (TreeWalk::BoxDistanceSquared(nodes[sibling], q) <= best)
-            TreeWalk::NearestBelow(tree, sibling, q, best, leaf);
+        if (!beyond(step->m_Own)) {
+            const double distance = TreeWalk::BoxDistanceSquared(nodes[sibling], q);
+            if (distance <= best)
+                TreeWalk::NearestBelow(tree, sibling, distance, q, best, leaf);
+        }
         node = parent;
     }
     return found;
@@ -133,6 +140,15 @@ double BoxGap(const TreeWalk::CNode& a, const TreeWalk::CNode& b) {
             sum += outside * outside;
     }
     return std::sqrt(sum);
+}
+
+// The nearest float at or below a gap, so that a gap kept in a float never
+// claims more room than there is.
+float FloatBelow(double gap) {
+    float below = static_cast<float>(gap);
+    if (double(below) > gap)
+        below = std::nextafter(below, -std::numeric_limits<float>::infinity());
+    return below;
 }
 
 }  // namespace
@@ -193,19 +209,21 @@ void CEngine::BuildReference(const std::vector<char>& frozenFace, const std::vec
             for (std::uint32_t node = leaf; parent[node] != TreeWalk::CLinks::NoNode; node = parent[node])
                 ++total;
         }
-        m_ClimbGap.resize(total);
+        m_Climb.resize(total);
 #pragma omp parallel for schedule(dynamic, 1024) if (nodeCount >= ParallelFaces)
         for (std::int64_t i = 0; i < nodeCount; ++i) {
             const std::uint32_t leaf = static_cast<std::uint32_t>(i);
             if (leaf == 1 || !nodes[leaf].IsLeaf())
                 continue;
-            double* gap = m_ClimbGap.data() + m_ClimbFrom[leaf];
+            CClimbStep* step = m_Climb.data() + m_ClimbFrom[leaf];
             std::uint32_t levels = 0;
-            for (std::uint32_t node = leaf; parent[node] != TreeWalk::CLinks::NoNode; node = parent[node])
-                gap[levels++] = BoxGap(nodes[leaf], nodes[node ^ 1u]);
-            // Each level's gap is the least of its own and those above.
+            for (std::uint32_t node = leaf; parent[node] != TreeWalk::CLinks::NoNode; node = parent[node]) {
+                step[levels].m_Own = FloatBelow(BoxGap(nodes[leaf], nodes[node ^ 1u]));
+                step[levels].m_Above = step[levels].m_Own;
+                ++levels;
+            }
             for (std::uint32_t k = levels; k-- > 1;)
-                gap[k - 1] = std::min(gap[k - 1], gap[k]);
+                step[k - 1].m_Above = std::min(step[k - 1].m_Above, step[k].m_Above);
         }
     }
     // Each slot, and each face's slot, is written by one thread: the tree's
@@ -319,7 +337,7 @@ std::uint32_t CEngine::NearestOnInput(const Vec& p, std::uint32_t hint, Vec& nea
     const auto closest = [&](std::uint32_t i, double bound, Vec& point) {
         return TriangleDistance(m_Triangles[i], p, bound, point);
     };
-    return Nearest(m_TriangleTree, m_TriangleLinks, p, hint, closest, nearest, m_ClimbFrom.data(), m_ClimbGap.data());
+    return Nearest(m_TriangleTree, m_TriangleLinks, p, hint, closest, nearest, m_ClimbFrom.data(), m_Climb.data());
 }
 
 void CEngine::GatherInput(const Vec& low, const Vec& high, CInputPatch& patch) const {
