@@ -2,6 +2,10 @@
 // the library's box hierarchies, and the closest points on them.
 #include "quorvel/meshes/editing/preserving/Engine.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace Corvane::Pellix::Quorvel::detail::preserving {
 
 // Closest point by the Voronoi regions of the corners, sides and interior;
@@ -320,11 +324,26 @@ namespace {
 // is the tree walk's hottest call, which the compiler otherwise left as a
 // call (1.7 % more instructions in a whole remesh of 50k faces; 0.2 % now).
 [[gnu::always_inline]] inline double TriangleDistance(const CTriangle& t, const Vec& p, double bound, Vec& point) {
+#if defined(__SSE2__)
+    // As the loop below, x and y side by side: std::max(a, b) keeps a
+    // unless a < b, as a packed maximum of (b, a) does, NaN and equal zeros
+    // included; the sum's terms come in the same order.
+    const __m128d zero = _mm_setzero_pd();
+    const __m128d pxy = _mm_loadu_pd(&p.x), pz = _mm_load_sd(&p.z);
+    __m128d xy = _mm_max_pd(_mm_sub_pd(pxy, _mm_loadu_pd(&t.m_High.x)), _mm_sub_pd(_mm_loadu_pd(&t.m_Low.x), pxy));
+    xy = _mm_max_pd(xy, zero);
+    xy = _mm_mul_pd(xy, xy);
+    __m128d z = _mm_max_sd(_mm_sub_sd(pz, _mm_load_sd(&t.m_High.z)), _mm_sub_sd(_mm_load_sd(&t.m_Low.z), pz));
+    z = _mm_max_sd(z, zero);
+    z = _mm_mul_sd(z, z);
+    const double outside = _mm_cvtsd_f64(_mm_add_sd(_mm_add_sd(xy, _mm_unpackhi_pd(xy, xy)), z));
+#else
     double outside = 0;
     for (int k = 0; k < 3; ++k) {
         const double d = std::max(0.0, std::max(t.m_Low[k] - p[k], p[k] - t.m_High[k]));
         outside += d * d;
     }
+#endif
     if (!(outside <= bound) && bound != std::numeric_limits<double>::infinity())
         return std::numeric_limits<double>::infinity();
     point = ClosestOnTriangle(p, t.m_A, t.m_B, t.m_C);
