@@ -109,24 +109,34 @@ std::uint32_t Nearest(const CBoxHierarchy& tree, const TreeWalk::CLinks& links, 
     std::uint32_t node = links.m_Leaf[hint];
     const CClimbStep* step = climb + climbFrom[node];
     // Any primitive of a sibling box at a gap g from the leaf's box lies at
-    // least g - e from p, e being p's distance from the leaf's box. The
-    // margin, far above the rounding of either, keeps the test on the safe
-    // side.
+    // least g - e from p, e being p's distance from the leaf's box: beyond
+    // the bound where g exceeds the reach, e plus the bound's distance, with
+    // a margin far above the rounding of any of them. The reach is measured
+    // again whenever the bound falls, and kept as a float rounded up, the
+    // gaps' own kind (a NaN reach passes nothing by).
     const double e2 = TreeWalk::BoxDistanceSquared(nodes[node], q), e = std::sqrt(e2);
-    const auto beyond = [&](double gap) {
-        const double slack = gap - e - 1e-9 * (gap + e);
-        return slack > 0 && slack * slack > best;
+    const auto reachOf = [&]() {
+        const double reach = (e + std::sqrt(best)) * (1 + 4e-9);
+        if (reach > double(std::numeric_limits<float>::max()))
+            return std::numeric_limits<float>::infinity();
+        float above = static_cast<float>(reach);
+        if (double(above) < reach)
+            above = std::nextafter(above, std::numeric_limits<float>::infinity());
+        return above;
     };
     TreeWalk::NearestBelow(tree, node, e2, q, best, leaf);
+    float reach = reachOf();
     for (std::uint32_t parent = links.m_Parent[node]; parent != TreeWalk::CLinks::NoNode;
          parent = links.m_Parent[node], ++step) {
-        if (beyond(step->m_Above))
+        if (step->m_Above > reach)
             break;
         const std::uint32_t sibling = node ^ 1u;
-        if (!beyond(step->m_Own)) {
+        if (!(step->m_Own > reach)) {
             const double distance = TreeWalk::BoxDistanceSquared(nodes[sibling], q);
-            if (distance <= best)
+            if (distance <= best) {
                 TreeWalk::NearestBelow(tree, sibling, distance, q, best, leaf);
+                reach = reachOf();
+            }
         }
         node = parent;
     }
@@ -149,6 +159,8 @@ double BoxGap(const TreeWalk::CNode& a, const TreeWalk::CNode& b) {
 // The nearest float at or below a gap, so that a gap kept in a float never
 // claims more room than there is.
 float FloatBelow(double gap) {
+    if (gap >= double(std::numeric_limits<float>::max()))
+        return std::numeric_limits<float>::max();
     float below = static_cast<float>(gap);
     if (double(below) > gap)
         below = std::nextafter(below, -std::numeric_limits<float>::infinity());
