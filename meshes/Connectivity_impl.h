@@ -1,5 +1,7 @@
 #pragma once
 
+#include <omp.h>
+
 #include <cstdint>
 
 #include "quorvel/meshes/TMesh.h"
@@ -71,14 +73,26 @@ void TMesh<Real, Vertex, Attribute, Index>::AssignVertexFaceConnectivity(bool re
         detail::EmptyLists(m_VertexFaceConnectivity, vertexCount);
 
     // Faces are appended in ascending order, so every list comes out sorted;
-    // a face naming a vertex twice appears twice in its list.
+    // a face naming a vertex twice appears twice in its list. Each thread
+    // fills the lists of its own run of vertices, scanning all faces in
+    // order: every list gets the same additions in the same order as on one
+    // thread, and its own thread alone touches it.
     const unsigned int faceCount = m_Faces.GetCount();
     const Face* faces = m_Faces.GetStream();
-    for (unsigned int f = 0; f < faceCount; ++f) {
-        const Index* corners = faces[f].m_Corners;
-        m_VertexFaceConnectivity[corners[0]].Add(f);
-        m_VertexFaceConnectivity[corners[1]].Add(f);
-        m_VertexFaceConnectivity[corners[2]].Add(f);
+#pragma omp parallel if (std::int64_t(faceCount) >= detail::ParallelConnectivityFaces)
+    {
+        const std::uint64_t threads = static_cast<std::uint64_t>(omp_get_num_threads());
+        const std::uint64_t thread = static_cast<std::uint64_t>(omp_get_thread_num());
+        const unsigned int low = static_cast<unsigned int>(vertexCount * thread / threads);
+        const unsigned int high = static_cast<unsigned int>(vertexCount * (thread + 1) / threads);
+        for (unsigned int f = 0; f < faceCount; ++f) {
+            const Index* corners = faces[f].m_Corners;
+            for (int k = 0; k < 3; ++k) {
+                const unsigned int v = corners[k];
+                if (v >= low && v < high)
+                    m_VertexFaceConnectivity[v].Add(f);
+            }
+        }
     }
 }
 

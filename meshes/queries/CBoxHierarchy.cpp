@@ -710,27 +710,31 @@ void CBoxHierarchy::BuildByMedian(const double* boxes, std::uint32_t count, std:
     // as if at the origin.
     std::vector<double> centres[3];
     CBounds centreBounds;
-    for (int k = 0; k < 3; ++k) {
+    for (int k = 0; k < 3; ++k)
         centres[k].resize(count);
-        for (std::uint32_t i = 0; i < count; ++i) {
-            const double c = 0.5 * (boxes[6 * std::size_t(i) + k] + boxes[6 * std::size_t(i) + 3 + k]);
+    const bool parallel = count >= 2 * ParallelMedianSize;
+    const std::int64_t primitives = count;
+#pragma omp parallel for schedule(static) if (parallel)
+    for (std::int64_t i = 0; i < primitives; ++i) {
+        for (int k = 0; k < 3; ++k) {
+            const double c = 0.5 * (boxes[6 * i + k] + boxes[6 * i + 3 + k]);
             centres[k][i] = std::isfinite(c) ? c : 0.0;
         }
+        m_Order[i] = static_cast<std::uint32_t>(i);
     }
     for (std::uint32_t i = 0; i < count; ++i) {
         const double c[3] = {centres[0][i], centres[1][i], centres[2][i]};
         centreBounds.Extend(c, c);
     }
-    std::iota(m_Order.begin(), m_Order.end(), 0u);
 
     // The root, the padding that puts every pair of children on one cache
     // line, and two nodes for each inner node.
     m_Nodes.assign(2 + 2 * std::size_t(MedianInnerNodes(count, leafSize)), CNode());
     const CMedianShaper shaper{m_Nodes.data(), m_Order.data(), centres, leafSize};
-#pragma omp parallel if (count >= 2 * ParallelMedianSize)
+#pragma omp parallel if (parallel)
 #pragma omp single
     shaper.Shape(0, 0, count, 2, centreBounds);
-    FitBoxes(boxes);
+    FitBoxes(boxes, parallel);
 }
 
 void CBoxHierarchy::BuildInMortonOrder(const double* boxes, std::uint32_t count, std::uint32_t leafSize) {
@@ -793,32 +797,38 @@ void CBoxHierarchy::BuildInMortonOrder(const double* boxes, std::uint32_t count,
                                                                    [bit](std::uint32_t key) { return !(key & bit); }) -
                                               sorted.begin());
         });
-    FitBoxes(boxes);
+    FitBoxes(boxes, false);
 }
 
-void CBoxHierarchy::FitBoxes(const double* boxes) {
-    // Children come after their parents: one backward pass sees every child
-    // before its parent.
-    for (std::size_t i = m_Nodes.size(); i-- > 0;) {
-        if (i == 1)
-            continue;
+void CBoxHierarchy::FitBoxes(const double* boxes, bool parallel) {
+    // The leaves first, each from its own primitives (most of the work, and
+    // each node written by one thread); then the inner nodes: children come
+    // after their parents, so one backward pass sees every child before its
+    // parent.
+    const std::int64_t nodeCount = static_cast<std::int64_t>(m_Nodes.size());
+#pragma omp parallel for schedule(static) if (parallel)
+    for (std::int64_t i = 0; i < nodeCount; ++i) {
         CNode& node = m_Nodes[i];
-        if (node.IsLeaf()) {
-            CBounds bounds;
-            for (std::uint32_t j = node.m_First; j < node.m_First + node.m_Count; ++j) {
-                const double* box = boxes + 6 * std::size_t(m_Order[j]);
-                bounds.Extend(box, box + 3);
-            }
-            for (int k = 0; k < 3; ++k) {
-                node.m_Min[k] = detail::RoundDown(bounds.m_Min[k]);
-                node.m_Max[k] = detail::RoundUp(bounds.m_Max[k]);
-            }
-        } else {
-            const CNode &a = m_Nodes[node.m_First], &b = m_Nodes[node.m_First + 1];
-            for (int k = 0; k < 3; ++k) {
-                node.m_Min[k] = std::min(a.m_Min[k], b.m_Min[k]);
-                node.m_Max[k] = std::max(a.m_Max[k], b.m_Max[k]);
-            }
+        if (i == 1 || !node.IsLeaf())
+            continue;
+        CBounds bounds;
+        for (std::uint32_t j = node.m_First; j < node.m_First + node.m_Count; ++j) {
+            const double* box = boxes + 6 * std::size_t(m_Order[j]);
+            bounds.Extend(box, box + 3);
+        }
+        for (int k = 0; k < 3; ++k) {
+            node.m_Min[k] = detail::RoundDown(bounds.m_Min[k]);
+            node.m_Max[k] = detail::RoundUp(bounds.m_Max[k]);
+        }
+    }
+    for (std::size_t i = m_Nodes.size(); i-- > 0;) {
+        CNode& node = m_Nodes[i];
+        if (i == 1 || node.IsLeaf())
+            continue;
+        const CNode &a = m_Nodes[node.m_First], &b = m_Nodes[node.m_First + 1];
+        for (int k = 0; k < 3; ++k) {
+            node.m_Min[k] = std::min(a.m_Min[k], b.m_Min[k]);
+            node.m_Max[k] = std::max(a.m_Max[k], b.m_Max[k]);
         }
     }
 }

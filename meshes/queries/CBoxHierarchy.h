@@ -183,8 +183,9 @@ public:
 private:
     template <class Boxes>
     void BuildFrom(std::uint32_t count, std::uint32_t leafSize, const Boxes& boxOf);
-    // The node boxes of a shaped tree, from the leaves' primitives up.
-    void FitBoxes(const double* boxes);
+    // The node boxes of a shaped tree, from the leaves' primitives up; the
+    // leaves on all threads where `parallel`, the same boxes either way.
+    void FitBoxes(const double* boxes, bool parallel);
 
     CNodes m_Nodes;
     std::vector<std::uint32_t> m_Order;

@@ -20,7 +20,10 @@
 #include <cstdint>
 #include <initializer_list>
 #include <limits>
+#include <memory>
+#include <new>
 #include <numeric>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -559,6 +562,43 @@ public:
     Vec m_A, m_B, m_C;
     // The corners' box, the nearest-point search's first test.
     Vec m_Low, m_High;
+};
+
+// One level of a leaf's climb to the root of the triangle tree: how far the
+// leaf's box lies from that level's sibling box, and from the sibling boxes
+// of that level and every level above; both rounded down to a float.
+class CClimbStep {
+public:
+    float m_Own;
+    float m_Above;
+};
+
+// The input's triangles in the order of their tree. Unlike a vector's, the
+// storage is not set to zero on one thread before the records are filled:
+// each record is written once, by whichever thread fills its slot, which
+// also touches its pages first.
+class CTriangles {
+public:
+    // Room for `count` records, their contents undefined until filled.
+    void Allocate(std::size_t count) {
+        m_Records.reset(count > 0 ? static_cast<CTriangle*>(::operator new(count * sizeof(CTriangle))) : nullptr);
+        m_Count = count;
+    }
+    std::size_t size() const { return m_Count; }
+    // Record i begins its life here, once, before it is read.
+    CTriangle& Place(std::size_t i) { return *new (m_Records.get() + i) CTriangle; }
+    CTriangle& operator[](std::size_t i) { return m_Records.get()[i]; }
+    const CTriangle& operator[](std::size_t i) const { return m_Records.get()[i]; }
+
+private:
+    static_assert(std::is_trivially_copyable_v<CTriangle> && std::is_trivially_destructible_v<CTriangle>,
+                  "records are written in place and freed without destruction");
+    class CFree {
+    public:
+        void operator()(CTriangle* records) const { ::operator delete(records); }
+    };
+    std::unique_ptr<CTriangle, CFree> m_Records;
+    std::size_t m_Count = 0;
 };
 
 // The input triangles around one place, for many projections that land
@@ -1372,18 +1412,16 @@ private:
 
     // The input surface and its constraint lines, for projection.
     // Triangles and segments in the order of their trees.
-    std::vector<CTriangle> m_Triangles;
+    CTriangles m_Triangles;
     // Per triangle, bit k set where corner k is a soft corner of the input
     // (see MarkSoftCorners).
     std::vector<std::uint8_t> m_SoftCorners;
     CBoxHierarchy m_TriangleTree;
     TreeWalk::CLinks m_TriangleLinks;
     // For each leaf of the triangle tree, from m_ClimbFrom[leaf] on, one
-    // distance a level of its climb to the root: how far its box lies from
-    // the sibling boxes of that level and every level above (see
-    // NearestOnInput).
+    // step a level of its climb to the root (see NearestOnInput).
     std::vector<std::uint32_t> m_ClimbFrom;
-    std::vector<double> m_ClimbGap;
+    std::vector<CClimbStep> m_Climb;
     std::vector<CSegment> m_Segments;
     CBoxHierarchy m_SegmentTree;
     TreeWalk::CLinks m_SegmentLinks;
