@@ -1789,6 +1789,39 @@ void MakeThinWalledBowl(Mesh& mesh, unsigned int sectors = 48, unsigned int ring
     }
 }
 
+// A wine glass turned on a lathe, as a revolve of `sectors` sectors writes
+// it: a foot 0.03 thick at its rim, a stem 0.1 across and 0.88 long, a bowl
+// whose outer and inner sides lie 0.02 apart, joined at the top by a flat
+// annulus 0.02 wide in z = 2.2. Each span of the profile is one ring of long
+// thin faces (quads split along one diagonal), fans at both poles, the inner
+// one at the bottom of the bowl.
+template <typename Mesh>
+void MakeLatheWineGlass(Mesh& mesh, unsigned int sectors = 192) {
+    const std::vector<std::array<double, 2>> profile = {
+        {0.0, 0.0}, {0.7, 0.0},  {0.7, 0.03}, {0.08, 0.06}, {0.05, 0.12}, {0.05, 1.0},  {0.1, 1.08}, {0.45, 1.3},
+        {0.6, 1.7}, {0.55, 2.2}, {0.53, 2.2}, {0.58, 1.7},  {0.43, 1.31}, {0.08, 1.11}, {0.0, 1.1}};
+    const unsigned int base = mesh.m_Vertices.GetCount(), count = static_cast<unsigned int>(profile.size()) - 2;
+    AddVertex(mesh, 0, 0, profile.front()[1]);
+    for (unsigned int k = 1; k <= count; ++k)
+        for (unsigned int s = 0; s < sectors; ++s) {
+            const double a = 2 * Pi * s / sectors;
+            AddVertex(mesh, profile[k][0] * std::cos(a), profile[k][0] * std::sin(a), profile[k][1]);
+        }
+    AddVertex(mesh, 0, 0, profile.back()[1]);
+    const unsigned int top = base + 1 + count * sectors;
+    const auto at = [&](unsigned int k, unsigned int s) { return base + 1 + k * sectors + s % sectors; };
+    // The bottom pole's fan, the rings from the foot up the outside and back
+    // down the inside, the top pole's fan: that order, and each face's first
+    // corner, are the benchmark's.
+    for (unsigned int s = 0; s < sectors; ++s)
+        AddFace(mesh, base, at(0, s + 1), at(0, s));
+    for (unsigned int k = 0; k + 1 < count; ++k)
+        for (unsigned int s = 0; s < sectors; ++s)
+            AddQuad(mesh, at(k, s), at(k, s + 1), at(k + 1, s + 1), at(k + 1, s));
+    for (unsigned int s = 0; s < sectors; ++s)
+        AddFace(mesh, top, at(count - 1, s), at(count - 1, s + 1));
+}
+
 // A block of flats `floors` x `bays`, 2 deep: a box with a window recessed
 // 0.08 into each bay of each floor on its front and back, and a parapet 0.3
 // tall round a flat roof, `parapet` thick at the front and back and 0.3 at

@@ -241,6 +241,18 @@ constexpr double StaggerLengths = 3.4641016151377544;
 // both sides of every crease) and a membrane's two sheets (joined only far
 // off, at their outer rim) stay as they were.
 constexpr double MinWallFactor = 0.05;
+// Two different lines of sliding vertices closer than the corner merge,
+// back to back, whose edges are shorter than the merge and than
+// FacingLengths times their distance (the rims of a lathe's flat annulus
+// 0.08 targets wide, each a 192-gon, or a thin foot's rim) were coarsened
+// like any other lines: their edges grew to 1.1 targets, so that the outer
+// rim's chords passed within a hair of the inner rim's vertices and the
+// faces across lay flat, or the two rims merged and folded. The target there
+// shrinks until the lines lie this many local targets apart: the merge
+// length (a quarter) stays below their distance, and the rims' edges keep
+// their chords' sagitta far under it. (At 0.33 and 0.4 the finer rims
+// pulled the stem beside them into slivers of 8 degrees.)
+constexpr double CloseWallSpacing = 0.28;
 
 // A part thinner than the target all round (a stem, a tail, a strand, a
 // link of a chain), coarsened to the target, kept fewer than three vertices
@@ -267,11 +279,15 @@ constexpr double ThinPartBalance = 0.25;
 constexpr double ThinPartSpread = 0.75;
 // The middle between a vertex and the surface behind it lies inside the
 // part, at least this share of the thickness from any face: beside a plate's
-// rim or a hole's it lies on the rim's own side.
-constexpr double ThinPartClearance = 0.3;
-// The middle of an edge is measured as such a part only where its two faces
-// turn by at least this many degrees (see AddThinPartSources).
-constexpr double ThinPartEdgeTurn = 5.0;
+// rim or a hole's it lies on the rim's own side. (A lathe's stem, where it
+// widens into a bowl, keeps 0.289 of it: at 0.3 that ring set no target and
+// the stem's faces there fell to 5 degrees.)
+constexpr double ThinPartClearance = 0.28;
+// An edge is measured as such a part (at its middle, or along it) only
+// where its two faces turn by at least this many degrees (see
+// AddThinPartSources): a square strand's diagonals lie in one plane, while a
+// lathe's stem of 192 sectors turns by 1.9 degrees from face to face.
+constexpr double ThinPartEdgeTurn = 1.0;
 // A free edge across a strip between two lines' vertices stays unsplit up
 // to this many local split lengths (see SplitLimit2).
 constexpr double StripSplitFactor = 2.5;

@@ -273,7 +273,11 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
     // faces (1 its own, 2 its twin's) across which such a wall lies.
     std::vector<CSizeSource> walls;
     std::vector<std::uint32_t> wallEdge;
-    std::vector<std::uint8_t> sides(edges.size(), 0);
+    // Walls closer than the corner merge between finely sampled lines (see
+    // CloseWallSpacing) mark their sides apart: a strand's crease is told by
+    // both kinds together, but these marks alone drop none of the others.
+    std::vector<std::uint8_t> sides(edges.size(), 0), closeSides(edges.size(), 0);
+    std::vector<char> closeWall;
     for (std::uint32_t i = 0; i < edges.size(); ++i) {
         const std::uint32_t a = m_Corner[edges[i]], b = Target(edges[i]);
         const Vec &pa = m_Position[a], &pb = m_Position[b];
@@ -287,7 +291,7 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
             const Vec p = pa + along * (double(k) / samples);
             std::int64_t c[3];
             cellOf(p, c);
-            double gap = m_TargetLength, wallGap = m_TargetLength;
+            double gap = m_TargetLength, wallGap = m_TargetLength, closeGap = m_TargetLength;
             for (int dx = -1; dx <= 1; ++dx)
                 for (int dy = -1; dy <= 1; ++dy)
                     for (int dz = -1; dz <= 1; ++dz) {
@@ -305,6 +309,32 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                             if (!(std::fabs(other % along) > cosParallel * std::sqrt(other2) * length))
                                 continue;
                             double t = ((p - px) % other) / other2;
+                            // Two different lines closer than the corner merge
+                            // whose edges are short against their distance and
+                            // under the merge themselves (a lathe's rim annulus,
+                            // each rim a 192-gon) are measured to the nearest
+                            // point of the other's edge, its ends included:
+                            // their vertices face each other across the wall.
+                            // The same line coming back is no wall, whatever its
+                            // edges' faces; and a bar thinner than the merge
+                            // whose end's outline is a few edges each longer
+                            // than it is no such wall (refined, the bar at a
+                            // target four times its height kept more folds).
+                            if ((sliding[i] || sliding[it->second]) && m_Kind[edges[i]] != m_Kind[e]) {
+                                const double s = std::max(0.0, std::min(1.0, t));
+                                const double s2 = Squared(p - (px + other * s));
+                                if (s2 < merge2 && s2 >= wallFloor2 && Squared(along) < merge2 && other2 < merge2 &&
+                                    !(Squared(along) > FacingLengths * FacingLengths * s2 &&
+                                      other2 > FacingLengths * FacingLengths * s2)) {
+                                    const double ra = Squared((pa - px) * other), rb = Squared((pb - px) * other);
+                                    if (std::min(ra, rb) * WallEvenness * WallEvenness > std::max(ra, rb) &&
+                                        BackToBack(edges[i], e)) {
+                                        closeGap = std::min(closeGap, std::sqrt(s2) / CloseWallSpacing);
+                                        closeSides[i] |= SideOf(edges[i], px + other * s - p);
+                                    }
+                                    continue;
+                                }
+                            }
                             // At an end of both lines closed by an edge of the
                             // solid between them (a slab's short side), the wall
                             // reaches that edge: measured only inside, the
@@ -369,6 +399,12 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
             if (wallGap < m_TargetLength) {
                 walls.push_back(CSizeSource{p, wallGap});
                 wallEdge.push_back(i);
+                closeWall.push_back(0);
+            }
+            if (closeGap < m_TargetLength) {
+                walls.push_back(CSizeSource{p, closeGap});
+                wallEdge.push_back(i);
+                closeWall.push_back(1);
             }
         }
     }
@@ -377,7 +413,7 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
     // which coarsens like any other such part: refined, a head of hair's
     // strands kept many more faces, their lengths far less even.
     for (std::size_t k = 0; k < walls.size(); ++k)
-        if (sides[wallEdge[k]] != 3)
+        if ((closeWall[k] ? sides[wallEdge[k]] | closeSides[wallEdge[k]] : sides[wallEdge[k]]) != 3)
             m_SizeSources.push_back(walls[k]);
 }
 
@@ -527,101 +563,134 @@ void CEngine::AddThinPartSources(double floor) {
     // reached from its own faces through faces that near: the part itself.
     const double reach = m_TargetLength / ThinPartStretch, reach2 = reach * reach;
     const double ball2 = 2.25 * reach2;
-    std::vector<double> thickness(samples.size(), m_TargetLength);
-    const std::int64_t count = static_cast<std::int64_t>(samples.size());
+    std::vector<double> thickness;
+    // Measures the samples from `first` on: the points along an edge join
+    // the list once its middle is measured.
+    const auto measure = [&](std::size_t first) {
+        thickness.resize(samples.size(), m_TargetLength);
+        const std::int64_t begin = static_cast<std::int64_t>(first), count = static_cast<std::int64_t>(samples.size());
 // A thread's walks mark the faces they met in an array of their own: a
 // sorted list of them, each insertion moving the rest, took 40 % of a lathe
 // export's remesh, whose thin stem puts a thousand faces in each ball.
-#pragma omp parallel if (count >= ParallelVertices)
-    {
-        std::vector<char> met(faces, 0);
+#pragma omp parallel if (count - begin >= ParallelVertices)
+        {
+            std::vector<char> met(faces, 0);
 #pragma omp for schedule(dynamic, 64)
-        for (std::int64_t i = 0; i < count; ++i) {
-            const CSample& sample = samples[i];
-            const std::uint32_t v = sample.m_From, w = sample.m_To;
-            const Vec& p = sample.m_Point;
-            const Vec n = sample.m_Normal / std::sqrt(Squared(sample.m_Normal));
-            const auto distance2 = [&](std::uint32_t f, const Vec& q) {
-                return Squared(ClosestOnTriangle(q, m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]],
-                                                 m_Position[m_Corner[3 * f + 2]]) -
-                               q);
-            };
-            // The faces in the ball, in the order a walk from the sample's face
-            // finds them, and every face the walk met, marked until it ends.
-            std::vector<std::uint32_t> ball{sample.m_Face}, seen{sample.m_Face};
-            met[sample.m_Face] = 1;
-            for (std::size_t k = 0; k < ball.size(); ++k)
-                for (std::uint32_t j = 0; j < 3; ++j) {
-                    const std::uint32_t t = m_Twin[3 * ball[k] + j];
-                    if (t == None || met[t / 3])
+            for (std::int64_t i = begin; i < count; ++i) {
+                const CSample& sample = samples[i];
+                const std::uint32_t v = sample.m_From, w = sample.m_To;
+                const Vec& p = sample.m_Point;
+                const Vec n = sample.m_Normal / std::sqrt(Squared(sample.m_Normal));
+                const auto distance2 = [&](std::uint32_t f, const Vec& q) {
+                    return Squared(ClosestOnTriangle(q, m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]],
+                                                     m_Position[m_Corner[3 * f + 2]]) -
+                                   q);
+                };
+                // The faces in the ball, in the order a walk from the sample's face
+                // finds them, and every face the walk met, marked until it ends.
+                std::vector<std::uint32_t> ball{sample.m_Face}, seen{sample.m_Face};
+                met[sample.m_Face] = 1;
+                for (std::size_t k = 0; k < ball.size(); ++k)
+                    for (std::uint32_t j = 0; j < 3; ++j) {
+                        const std::uint32_t t = m_Twin[3 * ball[k] + j];
+                        if (t == None || met[t / 3])
+                            continue;
+                        const std::uint32_t g = t / 3;
+                        met[g] = 1;
+                        seen.push_back(g);
+                        if (Squared(faceNormal[g]) > 0 && distance2(g, p) <= ball2)
+                            ball.push_back(g);
+                    }
+                for (const std::uint32_t g : seen)
+                    met[g] = 0;
+                double best2 = reach2;
+                Vec across(0, 0, 0);
+                for (const std::uint32_t f : ball) {
+                    const std::uint32_t a = m_Corner[3 * f], b = m_Corner[3 * f + 1], d = m_Corner[3 * f + 2];
+                    // A vertex's own faces touch it; a point inside an edge is touched
+                    // only by the two faces of its edge.
+                    if (w == None ? (a == v || b == v || d == v)
+                                  : ((a == v || b == v || d == v) && (a == w || b == w || d == w)))
                         continue;
-                    const std::uint32_t g = t / 3;
-                    met[g] = 1;
-                    seen.push_back(g);
-                    if (Squared(faceNormal[g]) > 0 && distance2(g, p) <= ball2)
-                        ball.push_back(g);
+                    const Vec& m = faceNormal[f];
+                    if (!(m % n < MaxFoldCos * std::sqrt(Squared(m))))
+                        continue;
+                    const Vec w = ClosestOnTriangle(p, m_Position[a], m_Position[b], m_Position[d]) - p;
+                    const double w2 = Squared(w);
+                    if (w2 < best2 && w % n < MaxFoldCos * std::sqrt(w2)) {
+                        best2 = w2;
+                        across = w;
+                    }
                 }
-            for (const std::uint32_t g : seen)
-                met[g] = 0;
-            double best2 = reach2;
-            Vec across(0, 0, 0);
-            for (const std::uint32_t f : ball) {
-                const std::uint32_t a = m_Corner[3 * f], b = m_Corner[3 * f + 1], d = m_Corner[3 * f + 2];
-                // A vertex's own faces touch it; an edge's middle is touched
-                // only by the two faces of its edge.
-                if (w == None ? (a == v || b == v || d == v)
-                              : ((a == v || b == v || d == v) && (a == w || b == w || d == w)))
+                if (!(best2 < reach2))
                     continue;
-                const Vec& m = faceNormal[f];
-                if (!(m % n < MaxFoldCos * std::sqrt(Squared(m))))
-                    continue;
-                const Vec w = ClosestOnTriangle(p, m_Position[a], m_Position[b], m_Position[d]) - p;
-                const double w2 = Squared(w);
-                if (w2 < best2 && w % n < MaxFoldCos * std::sqrt(w2)) {
-                    best2 = w2;
-                    across = w;
+                // A tube, not a plate's rim or a hole's, which bend as sharply: see
+                // ThinPartClearance, ThinPartBalance and ThinPartSpread.
+                const Vec middle = p + across * 0.5;
+                double clearance2 = best2;
+                Vec sum(0, 0, 0);
+                double area = 0, spread[6] = {0, 0, 0, 0, 0, 0};
+                for (const std::uint32_t f : ball) {
+                    const double d2 = distance2(f, middle);
+                    clearance2 = std::min(clearance2, d2);
+                    if (d2 > best2)
+                        continue;
+                    const double twice = std::sqrt(Squared(faceNormal[f]));
+                    if (!(twice > 0))
+                        continue;
+                    const Vec u = faceNormal[f] / twice;
+                    sum = sum + faceNormal[f];
+                    area += twice;
+                    spread[0] += twice * u.x * u.x;
+                    spread[1] += twice * u.y * u.y;
+                    spread[2] += twice * u.z * u.z;
+                    spread[3] += twice * u.x * u.y;
+                    spread[4] += twice * u.x * u.z;
+                    spread[5] += twice * u.y * u.z;
                 }
-            }
-            if (!(best2 < reach2))
-                continue;
-            // A tube, not a plate's rim or a hole's, which bend as sharply: see
-            // ThinPartClearance, ThinPartBalance and ThinPartSpread.
-            const Vec middle = p + across * 0.5;
-            double clearance2 = best2;
-            Vec sum(0, 0, 0);
-            double area = 0, spread[6] = {0, 0, 0, 0, 0, 0};
-            for (const std::uint32_t f : ball) {
-                const double d2 = distance2(f, middle);
-                clearance2 = std::min(clearance2, d2);
-                if (d2 > best2)
+                if (clearance2 < ThinPartClearance * ThinPartClearance * best2)
                     continue;
-                const double twice = std::sqrt(Squared(faceNormal[f]));
-                if (!(twice > 0))
+                if (!(area > 0) || Squared(sum) > ThinPartBalance * ThinPartBalance * area * area)
                     continue;
-                const Vec u = faceNormal[f] / twice;
-                sum = sum + faceNormal[f];
-                area += twice;
-                spread[0] += twice * u.x * u.x;
-                spread[1] += twice * u.y * u.y;
-                spread[2] += twice * u.z * u.z;
-                spread[3] += twice * u.x * u.y;
-                spread[4] += twice * u.x * u.z;
-                spread[5] += twice * u.y * u.z;
+                if (LargestEigenvalue(spread) > ThinPartSpread * area)
+                    continue;
+                thickness[i] = std::sqrt(best2);
             }
-            if (clearance2 < ThinPartClearance * ThinPartClearance * best2)
-                continue;
-            if (!(area > 0) || Squared(sum) > ThinPartBalance * ThinPartBalance * area * area)
-                continue;
-            if (LargestEigenvalue(spread) > ThinPartSpread * area)
-                continue;
-            thickness[i] = std::sqrt(best2);
         }
+    };
+    const auto thin = [&](std::size_t i) {
+        const double t = thickness[i];
+        return t >= floor && ThinPartStretch * t < m_TargetLength && samples[i].m_Bend * t * ThinPartBend >= 1;
+    };
+    measure(0);
+    // An edge over three reaches long whose middle is such a part is
+    // measured instead at points at most a reach apart along it: a lathe's
+    // stem, one span of edges 3.5 targets long (4.4 reaches), set its target
+    // at their middles only, graded back to the global one half way to its
+    // ends, where it flattened into a ribbon. (Measured so along every long
+    // edge, the walls of a block's holes and a screw's shank lost 3 to 8
+    // degrees; along every such part's edge, a block's hole walls 2.5
+    // reaches long kept twice the folds.)
+    const std::size_t middles = samples.size();
+    std::vector<char> replaced(middles, 0);
+    for (std::size_t i = 0; i < middles; ++i) {
+        // A copy: the pushes below may move the list.
+        const CSample sample = samples[i];
+        if (sample.m_To == None || !thin(i))
+            continue;
+        const Vec &a = m_Position[sample.m_From], &b = m_Position[sample.m_To];
+        const int pieces = static_cast<int>(std::ceil(std::sqrt(Squared(b - a)) * ThinPartStretch / m_TargetLength));
+        if (pieces < 4)
+            continue;
+        replaced[i] = 1;
+        for (int j = 1; j < pieces; ++j)
+            samples.push_back(CSample{a + (b - a) * (double(j) / pieces), sample.m_Normal, sample.m_Face, sample.m_From,
+                                      sample.m_To, sample.m_Bend});
     }
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        const double t = thickness[i], gap = ThinPartStretch * t;
-        if (t >= floor && gap < m_TargetLength && samples[i].m_Bend * t * ThinPartBend >= 1)
-            m_SizeSources.push_back(CSizeSource{samples[i].m_Point, gap});
-    }
+    measure(middles);
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        if ((i >= middles || !replaced[i]) && thin(i))
+            m_SizeSources.push_back(CSizeSource{samples[i].m_Point, ThinPartStretch * thickness[i]});
 }
 
 double CEngine::SizeAt(const Vec& p) const {
