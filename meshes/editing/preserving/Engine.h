@@ -562,12 +562,16 @@ public:
 // near it (see CEngine::ProjectedNear): a box, every triangle (by its
 // position in the tree's order) whose own box meets it, and their boxes
 // side by side (lowest x, y, z, then highest), with room for each box's
-// distance from a point.
+// distance from a point; and each triangle's plane (unit normal x, y, z and
+// offset; all zero where the triangle is too thin to trust its normal)
+// and the slack that covers the rounding of a distance from that plane.
 class CInputPatch {
 public:
     Vec m_Low, m_High;
     std::vector<std::uint32_t> m_Triangles;
     std::vector<double> m_Box[6];
+    std::vector<double> m_Plane[4];
+    std::vector<double> m_Slack;
     std::vector<double> m_Outside;
 };
 
