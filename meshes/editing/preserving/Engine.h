@@ -1113,6 +1113,9 @@ private:
     // Whether moving v to q keeps every face of its fan from turning over or
     // vanishing; `smallest` receives the fan's smallest angle there.
     bool FanAfterMove(std::uint32_t v, const Vec& q, double& smallest) const;
+    // Whether FanAfterMove(v, q, smallest) would hold with smallest at least
+    // `least`; leastCos is std::cos(least).
+    bool FanKeepsAngle(std::uint32_t v, const Vec& q, double least, double leastCos) const;
     // FanAfterMove's smallest angle where the move keeps every face and that
     // angle lies above `floor` (at least 0); -1 otherwise. Where only a
     // better place counts, most places tried lose at once on a cosine.
