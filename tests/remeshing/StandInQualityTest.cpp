@@ -1088,3 +1088,28 @@ TEST(StandInQualityFine, LatheWineGlassKeepsItsRimsAndItsStem) {
         EXPECT_GT(SectionArea(mesh, z), 0.55 * Pi * 0.05 * 0.05) << z;
     EXPECT_TRUE(SameResult(mesh, two));
 }
+
+// The tips' searches project onto the input triangles gathered around each
+// tip, passing by those whose plane lies farther than the nearest so far;
+// the slack on that plane's distance grows with the coordinates. The same
+// scan moved hundreds of thousands of units from the origin, where a
+// coordinate's rounding is a billionth of a target, keeps what the scan at
+// the origin gains.
+TEST(StandInQualityFine, SpikedScanFarFromTheOriginKeepsItsTips) {
+    ShapeMesh mesh;
+    MakeSpikedScan(mesh, 4);
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
+        mesh.m_Vertices[v].m_Position += TVector3<double>(2.5e5, -4e5, 3e5);
+    const ShapeMesh input(mesh);
+    const double target = MeanEdge(input);
+    ShapeMesh two(mesh);
+    ASSERT_TRUE(RemeshOnOneAndTwoThreads(mesh, two, target));
+    EXPECT_TRUE(IsCleanResult(mesh, true));
+    // 6,130 faces, 12.98 degrees, no fold; the tips 0.31 targets from the
+    // result at most, the result 0.05 from the input.
+    EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 12.0);
+    EXPECT_LT(FarthestVertexThroughTree(input, mesh), 0.35 * target);
+    EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.06 * target);
+    EXPECT_TRUE(SameResult(mesh, two));
+}

@@ -621,12 +621,16 @@ private:
 // near it (see CEngine::ProjectedNear): a box, every triangle (by its
 // position in the tree's order) whose own box meets it, and their boxes
 // side by side (lowest x, y, z, then highest), with room for each box's
-// distance from a point.
+// distance from a point; and each triangle's plane (unit normal x, y, z and
+// offset; all zero where the triangle is too thin to trust its normal)
+// and the slack that covers the rounding of a distance from that plane.
 class CInputPatch {
 public:
     Vec m_Low, m_High;
     std::vector<std::uint32_t> m_Triangles;
     std::vector<double> m_Box[6];
+    std::vector<double> m_Plane[4];
+    std::vector<double> m_Slack;
     std::vector<double> m_Outside;
 };
 
@@ -1168,6 +1172,9 @@ private:
     // Whether moving v to q keeps every face of its fan from turning over or
     // vanishing; `smallest` receives the fan's smallest angle there.
     bool FanAfterMove(std::uint32_t v, const Vec& q, double& smallest) const;
+    // Whether FanAfterMove(v, q, smallest) would hold with smallest at least
+    // `least`; leastCos is std::cos(least).
+    bool FanKeepsAngle(std::uint32_t v, const Vec& q, double least, double leastCos) const;
     // FanAfterMove's smallest angle where the move keeps every face and that
     // angle lies above `floor` (at least 0); -1 otherwise. Where only a
     // better place counts, most places tried lose at once on a cosine.

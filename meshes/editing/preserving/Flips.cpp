@@ -953,12 +953,11 @@ bool CEngine::UnfoldByMoves(bool freeOnly) {
             std::uint32_t bestFaceHint = faceHint, bestSegmentHint = segmentHint;
             double best = before;
             Vec place = p;
+            const double leastCos = std::cos(least);
             for (const std::uint32_t w : ring)
                 for (const double share : UnfoldShares) {
                     const Vec q = Projected(v, p + (m_Position[w] - p) * share);
-                    double after;
-                    if (!IsFinite(q) || !FanAfterMove(v, q, after) || after < least ||
-                        (slides && !KeepsLineShape(v, q)))
+                    if (!IsFinite(q) || !FanKeepsAngle(v, q, least, leastCos) || (slides && !KeepsLineShape(v, q)))
                         continue;
                     const double folds = FoldsAround(v, q);
                     if (folds < best) {
@@ -1220,6 +1219,30 @@ bool CEngine::FanAfterMove(std::uint32_t v, const Vec& q, double& smallest) cons
         const Vec old = (x - p) * (y - p), moved = (x - q) * (y - q);
         keeps = keeps && Squared(moved) > m_MinCross2 && old % moved > 0;
         smallest = std::min(smallest, SmallestAngle(q, x, y));
+    });
+    return keeps;
+}
+
+bool CEngine::FanKeepsAngle(std::uint32_t v, const Vec& q, double least, double leastCos) const {
+    const Vec& p = m_Position[v];
+    // A face whose cosine lies clearly below least's has a larger angle, one
+    // clearly above a smaller; only the faces between are measured by
+    // SmallestAngle, whose value FanAfterMove takes (a NaN there lowers
+    // nothing, and lowers nothing here either).
+    bool keeps = true;
+    ForEachOutgoing(v, [&](std::uint32_t e) {
+        if (!keeps)
+            return;
+        const Vec &x = m_Position[Target(e)], &y = m_Position[m_Corner[Prev(e)]];
+        const Vec old = (x - p) * (y - p), moved = (x - q) * (y - q);
+        keeps = Squared(moved) > m_MinCross2 && old % moved > 0;
+        if (!keeps)
+            return;
+        const double cosine = SmallestAngleCos(q, x, y);
+        if (cosine > leastCos + AngleCosMargin)
+            keeps = false;
+        else if (!(cosine < leastCos - AngleCosMargin))
+            keeps = !(SmallestAngle(q, x, y) < least);
     });
     return keeps;
 }

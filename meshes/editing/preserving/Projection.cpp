@@ -377,6 +377,14 @@ void CEngine::GatherInput(const Vec& low, const Vec& high, CInputPatch& patch) c
     patch.m_Triangles.clear();
     for (std::vector<double>& side : patch.m_Box)
         side.clear();
+    for (std::vector<double>& plane : patch.m_Plane)
+        plane.clear();
+    patch.m_Slack.clear();
+    double extent = 0, size = 0;
+    for (int k = 0; k < 3; ++k) {
+        extent = std::max(extent, high[k] - low[k]);
+        size = std::max(size, std::max(std::fabs(low[k]), std::fabs(high[k])));
+    }
     if (m_TriangleTree.IsEmpty())
         return;
     const TreeWalk::CNode* nodes = m_TriangleTree.GetNodes().data();
@@ -405,10 +413,34 @@ void CEngine::GatherInput(const Vec& low, const Vec& high, CInputPatch& patch) c
             if (!inside)
                 continue;
             patch.m_Triangles.push_back(i);
+            double span = 0, far = size;
             for (int k = 0; k < 3; ++k) {
                 patch.m_Box[k].push_back(t.m_Low[k]);
                 patch.m_Box[3 + k].push_back(t.m_High[k]);
+                span = std::max(span, t.m_High[k] - t.m_Low[k]);
+                far = std::max(far, std::max(std::fabs(t.m_Low[k]), std::fabs(t.m_High[k])));
             }
+            // The normal is trusted only where its direction is good to
+            // 1e-10 radians: the sides' rounding, relative to the shorter
+            // side, over the sine of the angle between them. The offset of
+            // the plane then errs by at most 1e-10 of the distance from the
+            // corner (within the patch and the triangle's own box) and a few
+            // roundings of the coordinates, far inside the slack.
+            const Vec ab = t.m_B - t.m_A, ac = t.m_C - t.m_A, n = ab * ac;
+            const double ab2 = Squared(ab), ac2 = Squared(ac), n2 = Squared(n);
+            const double side = std::sqrt(std::min(ab2, ac2)), sine = std::sqrt(n2 / (ab2 * ac2));
+            const double drift = (1e-15 * far / side + 1e-15) / sine;
+            Vec unit;
+            double offset = 0;
+            if (n2 > 0 && side > 0 && drift <= 1e-10) {
+                unit = n / std::sqrt(n2);
+                offset = unit % t.m_A;
+            }
+            patch.m_Plane[0].push_back(unit.x);
+            patch.m_Plane[1].push_back(unit.y);
+            patch.m_Plane[2].push_back(unit.z);
+            patch.m_Plane[3].push_back(offset);
+            patch.m_Slack.push_back(1e-9 * (2 * extent + span) + 4e-15 * far);
         }
     }
     patch.m_Outside.resize(patch.m_Triangles.size());
@@ -438,16 +470,45 @@ Vec CEngine::ProjectedNear(std::uint32_t v, const Vec& p, CInputPatch& patch) {
     const double* box[6];
     for (int k = 0; k < 6; ++k)
         box[k] = patch.m_Box[k].data();
+    const double* plane[4];
+    for (int k = 0; k < 4; ++k)
+        plane[k] = patch.m_Plane[k].data();
     double* outside = patch.m_Outside.data();
-    for (std::size_t j = 0; j < count; ++j) {
-        const double x = std::max(0.0, std::max(box[0][j] - p.x, p.x - box[3][j]));
-        const double y = std::max(0.0, std::max(box[1][j] - p.y, p.y - box[4][j]));
-        const double z = std::max(0.0, std::max(box[2][j] - p.z, p.z - box[5][j]));
+    // Each maximum is the selection std::max makes (its second operand
+    // where neither is greater), which the processor's maximum makes too:
+    // two boxes at a time give the very numbers of one at a time. The
+    // compiler left the plain loop unvectorised, branching at every box.
+    const double px = p.x, py = p.y, pz = p.z;
+    const auto larger = [](double a, double b) { return a > b ? a : b; };
+    std::size_t j = 0;
+#if defined(__SSE2__)
+    const __m128d vx = _mm_set1_pd(px), vy = _mm_set1_pd(py), vz = _mm_set1_pd(pz), zero = _mm_setzero_pd();
+    for (; j + 2 <= count; j += 2) {
+        const __m128d x = _mm_max_pd(
+            _mm_max_pd(_mm_sub_pd(vx, _mm_loadu_pd(box[3] + j)), _mm_sub_pd(_mm_loadu_pd(box[0] + j), vx)), zero);
+        const __m128d y = _mm_max_pd(
+            _mm_max_pd(_mm_sub_pd(vy, _mm_loadu_pd(box[4] + j)), _mm_sub_pd(_mm_loadu_pd(box[1] + j), vy)), zero);
+        const __m128d z = _mm_max_pd(
+            _mm_max_pd(_mm_sub_pd(vz, _mm_loadu_pd(box[5] + j)), _mm_sub_pd(_mm_loadu_pd(box[2] + j), vz)), zero);
+        _mm_storeu_pd(outside + j, _mm_add_pd(_mm_add_pd(_mm_mul_pd(x, x), _mm_mul_pd(y, y)), _mm_mul_pd(z, z)));
+    }
+#endif
+    for (; j < count; ++j) {
+        const double x = larger(larger(px - box[3][j], box[0][j] - px), 0.0);
+        const double y = larger(larger(py - box[4][j], box[1][j] - py), 0.0);
+        const double z = larger(larger(pz - box[5][j], box[2][j] - pz), 0.0);
         outside[j] = x * x + y * y + z * z;
     }
     for (std::size_t j = 0; j < count; ++j) {
         const std::uint32_t i = patch.m_Triangles[j];
         if (!(outside[j] <= best) || i == hint)
+            continue;
+        // The distance from the triangle's plane, less its slack, is less
+        // than the distance the triangle would measure: where it lies
+        // beyond the bound, so would that, and the triangle cannot win.
+        const double off =
+            std::fabs(plane[0][j] * p.x + plane[1][j] * p.y + plane[2][j] * p.z - plane[3][j]) - patch.m_Slack[j];
+        if (off > 0 && off * off > best * (1 + 1e-9))
             continue;
         const double d = TriangleDistance(m_Triangles[i], p, best, measured);
         if (d < best || (d == best && found != hint && order[i] < order[found])) {

@@ -325,7 +325,7 @@ bool CEngine::EvenTipRings(const std::vector<std::uint32_t>* only) {
         CInputPatch m_Patch;
         std::vector<CInputPatch> m_SettlePatches;
         std::vector<CLaterTrial> m_Later;
-        std::vector<double> m_KeptAngle;
+        std::vector<double> m_KeptAngle, m_FaceCos;
         std::vector<int> m_KeptFolds, m_NearMovers;
     };
     // Whether face f is turned against the input or vanished, `normal` its
@@ -362,7 +362,7 @@ bool CEngine::EvenTipRings(const std::vector<std::uint32_t>* only) {
         CInputPatch& patch = scratch.m_Patch;
         std::vector<CInputPatch>& settlePatches = scratch.m_SettlePatches;
         std::vector<CLaterTrial>& later = scratch.m_Later;
-        std::vector<double>& keptAngle = scratch.m_KeptAngle;
+        std::vector<double>&keptAngle = scratch.m_KeptAngle, &faceCos = scratch.m_FaceCos;
         std::vector<int>&keptFolds = scratch.m_KeptFolds, &nearMovers = scratch.m_NearMovers;
         // What each face of `faces` measures with every mover in its place
         // (`places`, `hints`) under the option being tried (see tryRing). A
@@ -402,11 +402,18 @@ bool CEngine::EvenTipRings(const std::vector<std::uint32_t>* only) {
         // empty: the present state, which it then receives), and how many of
         // their sides fold. It stops early, returning false, once a face turned
         // or the smallest angle fell to `floor`: such a trial cannot win.
+        // After the first measure the faces that moved are screened by their
+        // smallest angle's cosine: one clearly above the floor's is below the
+        // floor, and of the rest only those near the largest cosine are
+        // measured by SmallestAngle, whose value the rest cannot undercut.
         const auto measure = [&](double& smallest, bool& turned, int& folds, double floor) {
             smallest = Pi;
             turned = false;
             folds = 0;
             const bool first = wasTurned.empty();
+            const double floorCos = first ? 2.0 : std::cos(floor) + AngleCosMargin;
+            double largest = -1;
+            faceCos.assign(faces.size(), -2.0);
             // Equal with the same signs is the same place bit for bit (a zero's
             // sign can change an angle of a vanished face); a NaN counts as moved.
             const auto equal = [](double x, double y) { return x == y && std::signbit(x) == std::signbit(y); };
@@ -432,7 +439,18 @@ bool CEngine::EvenTipRings(const std::vector<std::uint32_t>* only) {
                 } else {
                     normal = FaceNormal(f);
                     now = isTurned(f, normal);
-                    angle = SmallestAngle(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]);
+                    const double cosine =
+                        first ? 0.0
+                              : SmallestAngleCos(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]);
+                    if (!first && std::isfinite(cosine)) {
+                        if (cosine > floorCos)
+                            return false;
+                        faceCos[i] = cosine;
+                        largest = std::max(largest, cosine);
+                        angle = Pi;
+                    } else {
+                        angle = SmallestAngle(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]);
+                    }
                 }
                 if (first)
                     wasTurned.push_back(now);
@@ -448,7 +466,14 @@ bool CEngine::EvenTipRings(const std::vector<std::uint32_t>* only) {
                     folds += foldsOf(f, normal);
                 }
             }
-            return true;
+            const double near = largest - AngleCosMargin;
+            for (std::size_t i = 0; i < faces.size(); ++i)
+                if (faceCos[i] > -2.0 && !(faceCos[i] < near)) {
+                    const std::uint32_t* corner = &m_Corner[3 * faces[i]];
+                    smallest = std::min(
+                        smallest, SmallestAngle(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]));
+                }
+            return first || smallest > floor;
         };
         // Bounded: one sweep over the vertices; at a bare tip (valence at most
         // MaxCollapseValence) at most valence + 1 rings, each at 8 rotations
