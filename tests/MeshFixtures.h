@@ -53,6 +53,12 @@ template <typename Mesh>
 void AddTables(Mesh& mesh, const std::vector<std::array<double, 3>>& points,
                const std::vector<std::array<unsigned int, 3>>& faces);
 
+// The same, keeping only the points some face uses, in their order (a
+// generator that drops faces leaves the others' vertices unused).
+template <typename Mesh>
+void AddUsedTables(Mesh& mesh, const std::vector<std::array<double, 3>>& points,
+                   std::vector<std::array<unsigned int, 3>> faces);
+
 // Deterministic noise in [-1, 1] (xorshift), the same on every platform.
 class CNoise {
 public:
@@ -209,6 +215,25 @@ void AddTables(Mesh& mesh, const std::vector<std::array<double, 3>>& points,
         AddVertex(mesh, p[0], p[1], p[2]);
     for (const auto& f : faces)
         AddFace(mesh, base + f[0], base + f[1], base + f[2]);
+}
+
+template <typename Mesh>
+void AddUsedTables(Mesh& mesh, const std::vector<std::array<double, 3>>& points,
+                   std::vector<std::array<unsigned int, 3>> faces) {
+    std::vector<unsigned int> index(points.size(), 0);
+    for (const auto& t : faces)
+        for (const unsigned int k : t)
+            index[k] = 1;
+    std::vector<std::array<double, 3>> used;
+    for (std::size_t k = 0; k < points.size(); ++k)
+        if (index[k]) {
+            index[k] = static_cast<unsigned int>(used.size());
+            used.push_back(points[k]);
+        }
+    for (auto& t : faces)
+        for (unsigned int& k : t)
+            k = index[k];
+    AddTables(mesh, used, faces);
 }
 
 // Appends another mesh's vertices moved by (dx, dy, dz) and its faces,
@@ -1942,21 +1967,7 @@ void MakeFrayedCloth(Mesh& mesh, unsigned int n = 40, unsigned int seed = 1) {
                     faces.push_back(t);
             }
         }
-    // Only the vertices some face keeps, in their order.
-    std::vector<unsigned int> index(points.size(), 0);
-    for (const auto& t : faces)
-        for (const unsigned int k : t)
-            index[k] = 1;
-    std::vector<std::array<double, 3>> kept;
-    for (std::size_t k = 0; k < points.size(); ++k)
-        if (index[k]) {
-            index[k] = static_cast<unsigned int>(kept.size());
-            kept.push_back(points[k]);
-        }
-    for (auto& t : faces)
-        for (unsigned int& k : t)
-            k = index[k];
-    AddTables(mesh, kept, faces);
+    AddUsedTables(mesh, points, faces);
 }
 
 // A low-poly base slab 7 x 4 x `thickness` (each side one quad, so its long
@@ -2300,21 +2311,7 @@ void MakeFanFilledScan(Mesh& mesh, unsigned int levels = 4, unsigned int holes =
             kept.push_back({loop[0], loop[i], loop[i + 1]});
         faces = kept;
     }
-    // Only the vertices some face keeps, in their order.
-    std::vector<unsigned int> index(points.size(), 0);
-    for (const auto& t : faces)
-        for (const unsigned int i : t)
-            index[i] = 1;
-    std::vector<std::array<double, 3>> used;
-    for (std::size_t i = 0; i < points.size(); ++i)
-        if (index[i]) {
-            index[i] = static_cast<unsigned int>(used.size());
-            used.push_back(points[i]);
-        }
-    for (auto& t : faces)
-        for (unsigned int& i : t)
-            i = index[i];
-    AddTables(mesh, used, faces);
+    AddUsedTables(mesh, points, faces);
 }
 
 // A thick-walled pipe elbow: a straight run `straight` long, a quarter bend

@@ -430,6 +430,19 @@ TEST(StandInQualityFine, JitteredSpherePolesKeepNoLinesAtFiftyThousandFaces) {
     EXPECT_LT(FarthestVertexThroughTree(input, mesh), 0.36 * target);
 }
 
+// The area, seen from +z, of the faces whose three corners lie in the
+// plane at height z: a rim or a top that must stay covered by its faces.
+double AreaInPlaneZ(const ShapeMesh& mesh, double z) {
+    double area = 0;
+    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f) {
+        const auto& corners = mesh.m_Faces[f].m_Corners;
+        const Point a = Position(mesh, corners[0]), b = Position(mesh, corners[1]), c = Position(mesh, corners[2]);
+        if (std::fabs(a.z - z) < 1e-9 && std::fabs(b.z - z) < 1e-9 && std::fabs(c.z - z) < 1e-9)
+            area += 0.5 * ((b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x));
+    }
+    return area;
+}
+
 }  // namespace
 
 // A block of flats whose parapet is 0.2 targets thick at the front and back:
@@ -453,13 +466,7 @@ TEST(StandInQualityFine, ThinParapetKeepsBothRims) {
     EXPECT_LT(FarthestVertex(input, mesh), 0.25 * target);
     // The parapet's top keeps all its faces: 6 x 0.08 at the front and the
     // back, 0.3 x 1.84 at the sides.
-    double top = 0;
-    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f) {
-        const auto& corners = mesh.m_Faces[f].m_Corners;
-        const Point a = Position(mesh, corners[0]), b = Position(mesh, corners[1]), c = Position(mesh, corners[2]);
-        if (std::fabs(a.z - 4.3) < 1e-9 && std::fabs(b.z - 4.3) < 1e-9 && std::fabs(c.z - 4.3) < 1e-9)
-            top += 0.5 * ((b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x));
-    }
+    const double top = AreaInPlaneZ(mesh, 4.3);
     EXPECT_NEAR(top, 2 * 6 * 0.08 + 2 * 0.3 * 1.84, 1e-6);
 }
 
@@ -661,13 +668,7 @@ TEST(StandInQualityFine, FlatRimOfAThinBowlKeepsItsFacesWide) {
     // cover the area between the input's two 48-gons, a little more where
     // the inner outline cuts their corners (1.6 % now, 6.8 % at the input
     // spacing).
-    double rim = 0;
-    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f) {
-        const auto& corners = mesh.m_Faces[f].m_Corners;
-        const Point a = Position(mesh, corners[0]), b = Position(mesh, corners[1]), c = Position(mesh, corners[2]);
-        if (std::fabs(a.z) < 1e-9 && std::fabs(b.z) < 1e-9 && std::fabs(c.z) < 1e-9)
-            rim += 0.5 * ((b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x));
-    }
+    const double rim = AreaInPlaneZ(mesh, 0);
     const double annulus = 0.5 * 48 * std::sin(2 * Pi / 48) * (1 - 0.97 * 0.97);
     EXPECT_GT(std::fabs(rim), annulus);
     EXPECT_LT(std::fabs(rim), 1.03 * annulus);
@@ -1071,13 +1072,7 @@ TEST(StandInQualityFine, LatheWineGlassKeepsItsRimsAndItsStem) {
     EXPECT_LT(FarthestVertexThroughTree(input, mesh), 0.25 * target);
     // The faces in the rim's plane cover the annulus between the two
     // 192-gons (within 0.3 % now; 4.4 % short with the faces across flat).
-    double rim = 0;
-    for (unsigned int f = 0; f < mesh.m_Faces.GetCount(); ++f) {
-        const auto& corners = mesh.m_Faces[f].m_Corners;
-        const Point a = Position(mesh, corners[0]), b = Position(mesh, corners[1]), c = Position(mesh, corners[2]);
-        if (std::fabs(a.z - 2.2) < 1e-9 && std::fabs(b.z - 2.2) < 1e-9 && std::fabs(c.z - 2.2) < 1e-9)
-            rim += 0.5 * ((b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x));
-    }
+    const double rim = AreaInPlaneZ(mesh, 2.2);
     const double annulus = 0.5 * 192 * std::sin(2 * Pi / 192) * (0.55 * 0.55 - 0.53 * 0.53);
     EXPECT_NEAR(rim, annulus, 0.01 * annulus);
     // The stem's middle, three or four vertices round, keeps 65 to 95 % of
