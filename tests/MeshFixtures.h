@@ -1782,6 +1782,31 @@ void MakeStlPlateWithWholeSides(Mesh& mesh, unsigned int holes = 3, unsigned int
     }
 }
 
+// The vertices of a profile (radius, height) revolved about the z axis in
+// `sectors` sectors: the first and last points are poles on the axis, one
+// vertex each, and every point between is a ring. Faces are left to the
+// caller, whose order the benchmarks' fingerprints depend on.
+struct SRevolved {
+    unsigned int m_Base, m_Count, m_Sectors;
+    unsigned int At(unsigned int ring, unsigned int sector) const {
+        return m_Base + 1 + ring * m_Sectors + sector % m_Sectors;
+    }
+    unsigned int Top() const { return m_Base + 1 + m_Count * m_Sectors; }
+};
+
+template <typename Mesh>
+SRevolved AddRevolvedVertices(Mesh& mesh, const std::vector<std::array<double, 2>>& profile, unsigned int sectors) {
+    const SRevolved rings{mesh.m_Vertices.GetCount(), static_cast<unsigned int>(profile.size()) - 2, sectors};
+    AddVertex(mesh, 0, 0, profile.front()[1]);
+    for (unsigned int k = 1; k <= rings.m_Count; ++k)
+        for (unsigned int s = 0; s < sectors; ++s) {
+            const double a = 2 * Pi * s / sectors;
+            AddVertex(mesh, profile[k][0] * std::cos(a), profile[k][0] * std::sin(a), profile[k][1]);
+        }
+    AddVertex(mesh, 0, 0, profile.back()[1]);
+    return rings;
+}
+
 // A bowl: a hemispherical shell of radius 1 and `wall` thick, its outer and
 // inner sides joined by a flat rim `wall` wide in z = 0, revolved in
 // `sectors` sectors of `rings` rings per side, quads split along one
@@ -1794,16 +1819,9 @@ void MakeThinWalledBowl(Mesh& mesh, unsigned int sectors = 48, unsigned int ring
         profile.push_back({std::sin(0.5 * Pi * k / rings), -std::cos(0.5 * Pi * k / rings)});
     for (unsigned int k = rings + 1; k-- > 0;)
         profile.push_back({(1 - wall) * std::sin(0.5 * Pi * k / rings), -(1 - wall) * std::cos(0.5 * Pi * k / rings)});
-    const unsigned int base = mesh.m_Vertices.GetCount(), count = static_cast<unsigned int>(profile.size()) - 2;
-    AddVertex(mesh, 0, 0, profile.front()[1]);
-    for (unsigned int k = 1; k <= count; ++k)
-        for (unsigned int s = 0; s < sectors; ++s) {
-            const double a = 2 * Pi * s / sectors;
-            AddVertex(mesh, profile[k][0] * std::cos(a), profile[k][0] * std::sin(a), profile[k][1]);
-        }
-    AddVertex(mesh, 0, 0, profile.back()[1]);
-    const unsigned int top = base + 1 + count * sectors;
-    const auto at = [&](unsigned int k, unsigned int s) { return base + 1 + k * sectors + s % sectors; };
+    const SRevolved revolved = AddRevolvedVertices(mesh, profile, sectors);
+    const unsigned int base = revolved.m_Base, count = revolved.m_Count, top = revolved.Top();
+    const auto at = [&](unsigned int k, unsigned int s) { return revolved.At(k, s); };
     for (unsigned int s = 0; s < sectors; ++s) {
         AddFace(mesh, base, at(0, s + 1), at(0, s));
         for (unsigned int k = 0; k + 1 < count; ++k) {
@@ -1825,16 +1843,9 @@ void MakeLatheWineGlass(Mesh& mesh, unsigned int sectors = 192) {
     const std::vector<std::array<double, 2>> profile = {
         {0.0, 0.0}, {0.7, 0.0},  {0.7, 0.03}, {0.08, 0.06}, {0.05, 0.12}, {0.05, 1.0},  {0.1, 1.08}, {0.45, 1.3},
         {0.6, 1.7}, {0.55, 2.2}, {0.53, 2.2}, {0.58, 1.7},  {0.43, 1.31}, {0.08, 1.11}, {0.0, 1.1}};
-    const unsigned int base = mesh.m_Vertices.GetCount(), count = static_cast<unsigned int>(profile.size()) - 2;
-    AddVertex(mesh, 0, 0, profile.front()[1]);
-    for (unsigned int k = 1; k <= count; ++k)
-        for (unsigned int s = 0; s < sectors; ++s) {
-            const double a = 2 * Pi * s / sectors;
-            AddVertex(mesh, profile[k][0] * std::cos(a), profile[k][0] * std::sin(a), profile[k][1]);
-        }
-    AddVertex(mesh, 0, 0, profile.back()[1]);
-    const unsigned int top = base + 1 + count * sectors;
-    const auto at = [&](unsigned int k, unsigned int s) { return base + 1 + k * sectors + s % sectors; };
+    const SRevolved revolved = AddRevolvedVertices(mesh, profile, sectors);
+    const unsigned int base = revolved.m_Base, count = revolved.m_Count, top = revolved.Top();
+    const auto at = [&](unsigned int k, unsigned int s) { return revolved.At(k, s); };
     // The bottom pole's fan, the rings from the foot up the outside and back
     // down the inside, the top pole's fan: that order, and each face's first
     // corner, are the benchmark's.
