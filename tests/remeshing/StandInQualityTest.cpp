@@ -593,9 +593,11 @@ TEST(StandInQualityFine, SlabThinnerThanTheFloorBesideAWallKeepsBothSides) {
 // A low-poly house: the chimney and the porch each fit within one target but
 // are no debris; their sides' slivers (12.8 and 14.0 degrees) were left as
 // they were (12.80 degrees, and 2 % of the diagonal off where the slab's
-// short sides merged their corners). Now 16.95 degrees, on the slab's front
-// rim, every vertex on the input, no fold but the eaves' own (the roof's
-// edges of 37 degrees, two in the input, split).
+// short sides merged their corners). Then 16.95 degrees, on the slab's front
+// side, a strip 0.2 tall whose bottom line had coarsened to edges of 0.875
+// facing top edges of 0.44; now the two lines coarsen together, 25.47
+// degrees (on the lower box's side), every vertex on the input, no fold but
+// the eaves' own (the roof's edges of 37 degrees, two in the input, split).
 TEST(StandInQualityFine, LowPolyHouseRemeshesItsChimneyAndPorch) {
     ShapeMesh mesh;
     MakeLowPolyHouse(mesh);
@@ -604,9 +606,22 @@ TEST(StandInQualityFine, LowPolyHouseRemeshesItsChimneyAndPorch) {
     ASSERT_TRUE(mesh.RemeshPreservingShape(target));
     EXPECT_TRUE(IsCleanResult(mesh, true));
     EXPECT_EQ(FoldedEdges(mesh, -0.9), 0u);
-    EXPECT_GT(SmallestAngleInDegrees(mesh), 16.5);
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 24.5);
     EXPECT_LT(FarthestVertex(mesh, input), 1e-3 * target);
     EXPECT_LT(FarthestVertex(input, mesh), 1e-3 * target);
+}
+
+// The house at a third of its mean edge: the base slab's sides, strips 0.2
+// tall between two lines, kept one line at twice the other's spacing, 11.29
+// degrees at the front corner; coarsened together, 15.57 degrees.
+TEST(StandInQualityFine, LowPolyHouseSlabSidesCoarsenTogetherAtAFinerTarget) {
+    ShapeMesh mesh;
+    MakeLowPolyHouse(mesh);
+    const ShapeMesh input(mesh);
+    const double target = 0.3 * MeanEdge(input);
+    ASSERT_TRUE(mesh.RemeshPreservingShape(target));
+    EXPECT_TRUE(IsCleanResult(mesh, true));
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 14.5);
 }
 
 // A porch against a box: the porch's corners lower the target over the

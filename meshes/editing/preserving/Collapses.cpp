@@ -197,6 +197,22 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
                 (other == across || Squared(ClosestOnSegment(m_Position[gone], m_Position[other], places[k]) -
                                             m_Position[gone]) > m_LineDeviation2))
                 open[k] = false;
+            if (!open[k] || m_Size.empty())
+                continue;
+            // Across a strip narrower than the target both lines must take
+            // the edge as short: see FacingStripFactor.
+            const double strip = FacingStripFactor * EdgeSize(h);
+            ForEachNeighbour(gone, [&](std::uint32_t x, std::uint32_t e) {
+                if (!open[k] || m_Kind[e] != None || !(m_Flags[x] & Sliding) || m_Line[x] == kind)
+                    return;
+                const Vec& px = m_Position[x];
+                double width2 = Squared(ClosestOnSegment(px, m_Position[gone], m_Position[survivor]) - px);
+                if (other != None)
+                    width2 = std::min(width2, Squared(ClosestOnSegment(px, m_Position[gone], m_Position[other]) - px));
+                const double limit = CollapseFactor * m_Size[x];
+                if (width2 < strip * strip && !(EdgeLength2(h) < limit * limit))
+                    open[k] = false;
+            });
         }
     double reach[3] = {0, 0, 0};
     const std::uint32_t f0 = h / 3, f1 = t != None ? t / 3 : None;

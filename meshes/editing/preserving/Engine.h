@@ -111,6 +111,18 @@ constexpr double LineEndMergeFactor = 0.5;
 // A sliding vertex may merge along its line into a neighbour only where the
 // line, straightened past it, stays within this many target lengths of it.
 constexpr double LineDeviationFactor = 0.25;
+// A sliding vertex whose line faces another across a strip narrower than
+// this many local targets (measured from a vertex of the other line, joined
+// to it by an inner edge, to its line's edges) leaves along its line only
+// where the edge is short by that vertex's local target too. The two lines'
+// targets differ where a corner near one lowers it: measured by its own
+// target alone, the far line coarsened to twice the near one's spacing, and
+// the faces across the strip were as thin as the strip is narrow against
+// the long edge (16.95 degrees on the low-poly house's base slab, a strip
+// 0.2 tall, an edge of 0.875 facing two of 0.44). At half a target the
+// rule also held a gear's sides, 0.42 targets thick, finer than they need.
+// The angle passes, which collapse longer edges, take the same bound.
+constexpr double FacingStripFactor = 0.4;
 // A kept open boundary much finer than the target (a rim refined for another
 // purpose, a scan cut by a plane) would leave slivers beside every fixed
 // vertex. A vertex of it closer than this many target lengths to a
