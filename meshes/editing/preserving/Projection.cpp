@@ -72,6 +72,28 @@ constexpr std::uint32_t LeafSize = 4;
 // lies beyond the bound, seen from p, and passes by a sibling whose own gap
 // puts it beyond without measuring its box: the leaves it leaves out are
 // ones the whole climb would have passed by.
+// The nearest float at or below a gap, so that a gap kept in a float never
+// claims more room than there is; and the nearest at or above a reach, so
+// that a reach compared with such gaps never passes by a box it should not
+// (a NaN stays a NaN and passes nothing by).
+float FloatBelow(double gap) {
+    if (gap >= double(std::numeric_limits<float>::max()))
+        return std::numeric_limits<float>::max();
+    float below = static_cast<float>(gap);
+    if (double(below) > gap)
+        below = std::nextafter(below, -std::numeric_limits<float>::infinity());
+    return below;
+}
+
+float FloatAbove(double reach) {
+    if (reach > double(std::numeric_limits<float>::max()))
+        return std::numeric_limits<float>::infinity();
+    float above = static_cast<float>(reach);
+    if (double(above) < reach)
+        above = std::nextafter(above, std::numeric_limits<float>::infinity());
+    return above;
+}
+
 template <class Closest>
 std::uint32_t Nearest(const CBoxHierarchy& tree, const TreeWalk::CLinks& links, const Vec& p, std::uint32_t hint,
                       Closest&& closest, Vec& nearest, const std::uint32_t* climbFrom = nullptr,
@@ -115,15 +137,7 @@ std::uint32_t Nearest(const CBoxHierarchy& tree, const TreeWalk::CLinks& links, 
     // again whenever the bound falls, and kept as a float rounded up, the
     // gaps' own kind (a NaN reach passes nothing by).
     const double e2 = TreeWalk::BoxDistanceSquared(nodes[node], q), e = std::sqrt(e2);
-    const auto reachOf = [&]() {
-        const double reach = (e + std::sqrt(best)) * (1 + 4e-9);
-        if (reach > double(std::numeric_limits<float>::max()))
-            return std::numeric_limits<float>::infinity();
-        float above = static_cast<float>(reach);
-        if (double(above) < reach)
-            above = std::nextafter(above, std::numeric_limits<float>::infinity());
-        return above;
-    };
+    const auto reachOf = [&]() { return FloatAbove((e + std::sqrt(best)) * (1 + 4e-9)); };
     TreeWalk::NearestBelow(tree, node, e2, q, best, leaf);
     float reach = reachOf();
     for (std::uint32_t parent = links.m_Parent[node]; parent != TreeWalk::CLinks::NoNode;
@@ -154,17 +168,6 @@ double BoxGap(const TreeWalk::CNode& a, const TreeWalk::CNode& b) {
             sum += outside * outside;
     }
     return std::sqrt(sum);
-}
-
-// The nearest float at or below a gap, so that a gap kept in a float never
-// claims more room than there is.
-float FloatBelow(double gap) {
-    if (gap >= double(std::numeric_limits<float>::max()))
-        return std::numeric_limits<float>::max();
-    float below = static_cast<float>(gap);
-    if (double(below) > gap)
-        below = std::nextafter(below, -std::numeric_limits<float>::infinity());
-    return below;
 }
 
 }  // namespace
