@@ -134,8 +134,7 @@ py::dict QualityReport(const CBoundMesh& before, const CBoundMesh& after, std::s
     py::dict d;
     d["input"] = StatisticsDict(input);
     d["output"] = StatisticsDict(output);
-    d["volume_change"] = input.m_Volume != 0 ? (output.m_Volume - input.m_Volume) / std::fabs(input.m_Volume)
-                                             : std::numeric_limits<double>::quiet_NaN();
+    d["volume_change"] = Tool::VolumeChange(input, output);
     d["distance"] = distance;
     return d;
 }

@@ -98,6 +98,18 @@ TEST(MeshStatistics, CubeAndGridMatchTheirClosedForms) {
     // Every interior vertex of a grid split along one diagonal has valence 6.
     EXPECT_DOUBLE_EQ(grid.m_RegularShare, 1.0);
     EXPECT_EQ(grid.m_InteriorValences[6], (n - 1) * (n - 1));
+
+    // A sheet tilted off the axes keeps a signed volume of rounding noise:
+    // no volume change is reported for it, while a solid's is relative.
+    CMeshData tilted = gridMesh;
+    for (Point& p : tilted.m_Positions)
+        p = Point(0.6 * p.x, p.y, 0.8 * p.x + 0.1 * p.y + 1);
+    const CMeshStatistics sheet = MeasureMesh(tilted);
+    EXPECT_TRUE(std::isnan(VolumeChange(sheet, grid)));
+    EXPECT_TRUE(std::isnan(VolumeChange(grid, grid)));
+    const CMeshStatistics doubled = MeasureMesh(MakeCube(2 * std::cbrt(2.0)));
+    EXPECT_NEAR(VolumeChange(cube, doubled), 1, 1e-12);
+    EXPECT_NEAR(VolumeChange(doubled, cube), -0.5, 1e-12);
 }
 
 TEST(MeshRepair, MakeManifoldSeparatesSheetsAndOrientsFaces) {

@@ -90,8 +90,7 @@ CJsonSummary SummariseEdit(const std::string& command, const std::string& input,
     summary.AddMesh(after, "");
     // Relative to the input's volume, as in the remesh table; undefined
     // (null) for a mesh without volume.
-    summary.Add("volume_change",
-                before.m_Volume != 0 ? (after.m_Volume - before.m_Volume) / std::fabs(before.m_Volume) : NAN);
+    summary.Add("volume_change", VolumeChange(before, after));
     summary.Add("wall_time", seconds);
     return summary;
 }

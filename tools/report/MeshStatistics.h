@@ -41,4 +41,9 @@ CMeshStatistics MeasureMesh(const CMeshData& mesh);
 // The same with the mesh's edges already counted.
 CMeshStatistics MeasureMesh(const CMeshData& mesh, const CEdgeCensus& census);
 
+// The change of the signed volume relative to the input's; NaN where the
+// input encloses no volume to speak of (a flat sheet, whose signed volume is
+// rounding noise that would turn any change into an absurd percentage).
+double VolumeChange(const CMeshStatistics& before, const CMeshStatistics& after);
+
 }  // namespace Corvane::Pellix::Quorvel::Tool

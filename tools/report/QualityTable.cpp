@@ -69,8 +69,7 @@ void PrintMeshRows(std::FILE* out, const CMeshStatistics& before, const CMeshSta
 void PrintQualityTable(std::FILE* out, const CMeshStatistics& before, const CMeshStatistics& after,
                        const CRemeshOutcome& outcome) {
     PrintMeshRows(out, before, after, "input", "output");
-    const double change = before.m_Volume != 0 ? (after.m_Volume - before.m_Volume) / std::fabs(before.m_Volume) : NAN;
-    Row(out, "volume change", "", SignedPercent(change));
+    Row(out, "volume change", "", SignedPercent(VolumeChange(before, after)));
     Row(out, "distance from input / diag", "", FormatSmallPercent(outcome.m_RelativeDistance));
     Row(out, "open edges", FormatCount(before.m_OpenEdges), FormatCount(after.m_OpenEdges));
     char seconds[32];
