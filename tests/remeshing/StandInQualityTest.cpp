@@ -969,7 +969,7 @@ TEST(StandInQualityFine, SpikedScanTipsGiveTheSameResultOnOneAndTwoThreads) {
 // slivers lie turned over against all their neighbours. All their edges bent
 // by more than the feature angle and were kept as lines, which pinned the
 // pleats and the folds between them (8 folded edges, 28.8 degrees, 0.068
-// targets from the input); a face turned over by more than about 172
+// targets from the input); a face turned over by more than about 168
 // degrees against all three neighbours now marks no lines.
 TEST(StandInQualityFine, FanFilledHolesLoseTheirPleats) {
     ShapeMesh mesh;
@@ -987,6 +987,37 @@ TEST(StandInQualityFine, FanFilledHolesLoseTheirPleats) {
     EXPECT_LT(FarthestVertex(mesh, input), 0.045 * target);
     EXPECT_LT(FarthestVertex(input, mesh), 0.065 * target);
     EXPECT_TRUE(SameResult(mesh, two));
+}
+
+// Two other draws of the same scan, where two holes' fans overlap in flaps
+// turned over against their neighbours by 168 to 172 degrees: the flaps'
+// edges were lines with corners that kept them whole, and the result
+// followed one layer of the fold. Now the flaps mark no lines and the result
+// passes between the layers. Seed 10: 11.07 degrees, 13 folded edges, 0.034
+// and 0.131 targets from the input each way before; 17.42 degrees after.
+// Seed 3: 0.027 and 0.164 targets before; 0.024 and 0.127 after, 15 folded
+// edges both (the input has 30).
+TEST(StandInQualityFine, FanFilledFlapsLeaveTheResultBetweenTheirLayers) {
+    struct SCase {
+        unsigned int m_Seed, m_Folds;
+        double m_MinAngle, m_From, m_To;
+    };
+    for (const SCase& c : {SCase{10, 13, 16.0, 0.04, 0.14}, SCase{3, 15, 6.5, 0.03, 0.14}}) {
+        ShapeMesh mesh;
+        MakeFanFilledScan(mesh, 4, 6, c.m_Seed);
+        const ShapeMesh input(mesh);
+        const double target = MeanEdge(input);
+        ShapeMesh two(mesh);
+        ASSERT_TRUE(RemeshOnOneAndTwoThreads(mesh, two, target)) << c.m_Seed;
+        // These draws' fans already run some edges twice the same way in
+        // the input (a fan crossing a hole filled before), which the result
+        // keeps: no check of its tables against a rebuild here.
+        EXPECT_LE(FoldedEdges(mesh, -0.5), c.m_Folds) << c.m_Seed;
+        EXPECT_GT(SmallestAngleInDegrees(mesh), c.m_MinAngle) << c.m_Seed;
+        EXPECT_LT(FarthestVertex(mesh, input), c.m_From * target) << c.m_Seed;
+        EXPECT_LT(FarthestVertex(input, mesh), c.m_To * target) << c.m_Seed;
+        EXPECT_TRUE(SameResult(mesh, two)) << c.m_Seed;
+    }
 }
 
 // A thick-walled pipe elbow (see MakePipeElbow) at 1 and 2 times its mean

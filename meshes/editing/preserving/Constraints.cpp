@@ -14,12 +14,15 @@ namespace {
 // lie folded flat onto each other.
 constexpr double FlatFold = -0.9999;
 // A face turned over against all three of its neighbours by more than this
-// cosine (about 172 degrees) is a pleat of a filled hole, not part of a shape:
-// a repair tool's fan from one rim vertex across a curved hole lays its long
-// slivers over each other, each folded back on the ones beside it. Every one
-// of its edges turns by far more than the feature angle, and the lines found
-// there pinned the fan's slivers and the folds between them.
-constexpr double TurnedOverCos = -0.99;
+// cosine (about 168.5 degrees) is a pleat of a filled hole, not part of a
+// shape: a repair tool's fan from one rim vertex across a curved hole lays its
+// long slivers over each other, each folded back on the ones beside it. Every
+// one of its edges turns by far more than the feature angle, and the lines
+// found there pinned the fan's slivers and the folds between them. Where two
+// holes' fans overlap, such a flap lies 171 to 178 degrees over against its
+// neighbours; the projection follows the middle of its layers (see
+// CEngine::AcrossPleat).
+constexpr double TurnedOverCos = -0.98;
 // A bend of exactly the feature angle is a feature: the sides of a regular
 // octagon, a chamfer of 45 degrees. Their normals' cosine lands on either side
 // of the angle's by rounding, which would keep some of a prism's edges and
@@ -458,7 +461,7 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
         // remesh ran more than twenty times longer.
     }
 
-    BuildReference(frozenFace, first);
+    BuildReference(frozenFace, first, turnedOver);
 }
 
 // The tip of a needle (a spike of a scan, a pointed pin) closes after less

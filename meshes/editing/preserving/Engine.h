@@ -730,7 +730,8 @@ private:
     void FreezeSmallPieces(std::vector<char>& frozenFace) const;
     void BuildTwins(const std::vector<char>& frozenFace);
     void ClassifyConstraints(const std::vector<char>& frozenFace);
-    void BuildReference(const std::vector<char>& frozenFace, const std::vector<std::uint32_t>& firstConstraint);
+    void BuildReference(const std::vector<char>& frozenFace, const std::vector<std::uint32_t>& firstConstraint,
+                        const std::vector<char>& turnedOver);
     // Also gives each vertex's place with the noise of a kept boundary
     // smoothed out (its own where there is none), or nothing where no kept
     // boundary is noisy.
@@ -1342,6 +1343,12 @@ private:
         return false;
     }
     Vec Projected(std::uint32_t v, const Vec& p);
+    // `nearest`, p's closest point on the input triangle at `slot`; or, where
+    // that triangle lies in a pleat (see m_Pleats) and the line through p
+    // along the pleat's normal crosses the turned-over face and that triangle
+    // near p, the middle of the layers that line crosses near p.
+    Vec AcrossPleat(std::uint32_t slot, const Vec& p, const Vec& nearest) const;
+    void FindPleats(const std::vector<std::uint32_t>& slotOfFace, const std::vector<char>& turnedOver);
     // The input triangle nearest to p (its position in the tree's order, or
     // None), starting from `hint`; `nearest` receives its closest point.
     std::uint32_t NearestOnInput(const Vec& p, std::uint32_t hint, Vec& nearest) const;
@@ -1448,6 +1455,20 @@ private:
     // The input surface and its constraint lines, for projection.
     // Triangles and segments in the order of their trees.
     CTriangles m_Triangles;
+    // A pleat: a face turned over against all three neighbours (see
+    // TurnedOverCos) with layers of the surface on either side, as where two
+    // holes' fans overlap. The result follows neither layer but passes
+    // between them: a sheet on the lower one left the upper 0.011 away in a
+    // fold whose layers lie 0.013 apart. Kept here: the turned-over face's
+    // slot and unit normal, and the slots of the faces that share a corner
+    // with it; m_PleatOfSlot names each triangle's pleat, or None.
+    struct CPleat {
+        std::uint32_t m_Middle;
+        Vec m_Normal;
+        std::vector<std::uint32_t> m_Slots;
+    };
+    std::vector<CPleat> m_Pleats;
+    std::vector<std::uint32_t> m_PleatOfSlot;
     // Per triangle, bit k set where corner k is a soft corner of the input
     // (see MarkSoftCorners).
     std::vector<std::uint8_t> m_SoftCorners;

@@ -181,7 +181,8 @@ Vec ClosestOnSegment(const Vec& p, const Vec& a, const Vec& b) {
     return a + d * t;
 }
 
-void CEngine::BuildReference(const std::vector<char>& frozenFace, const std::vector<std::uint32_t>& firstConstraint) {
+void CEngine::BuildReference(const std::vector<char>& frozenFace, const std::vector<std::uint32_t>& firstConstraint,
+                             const std::vector<char>& turnedOver) {
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
     const std::uint32_t faces = halfEdges / 3;
 
@@ -286,6 +287,7 @@ void CEngine::BuildReference(const std::vector<char>& frozenFace, const std::vec
     }
 
     MarkSoftCorners(slotOfFace);
+    FindPleats(slotOfFace, turnedOver);
 
     const std::int64_t vertexCount = static_cast<std::int64_t>(m_Position.size());
 #pragma omp parallel for schedule(static) if (vertexCount >= ParallelVertices)
@@ -326,7 +328,103 @@ Vec CEngine::Projected(std::uint32_t v, const Vec& p) {
     if (best == None)
         return p;
     m_FaceHint[v] = best;
-    return nearest;
+    return AcrossPleat(best, p, nearest);
+}
+
+namespace {
+
+// The layers of a pleat are looked for this many target lengths along the
+// turned-over face's normal on either side of the point.
+constexpr double PleatReach = 0.25;
+
+// Where the line through p along n crosses the triangle, its parameter
+// along n; NaN where it misses (edges and corners count as crossed).
+double CrossingAlong(const Vec& p, const Vec& n, const Vec& a, const Vec& b, const Vec& c) {
+    const Vec ab = b - a, ac = c - a, s = n * ac;
+    const double det = ab % s;
+    if (!(std::fabs(det) > 0))
+        return std::numeric_limits<double>::quiet_NaN();
+    const Vec ap = p - a;
+    const double u = (ap % s) / det;
+    const Vec q = ap * ab;
+    const double w = (n % q) / det;
+    constexpr double Slack = 1e-9;
+    if (u < -Slack || w < -Slack || u + w > 1 + Slack)
+        return std::numeric_limits<double>::quiet_NaN();
+    return (ac % q) / det;
+}
+
+}  // namespace
+
+void CEngine::FindPleats(const std::vector<std::uint32_t>& slotOfFace, const std::vector<char>& turnedOver) {
+    m_Pleats.clear();
+    m_PleatOfSlot.clear();
+    const std::uint32_t faces = static_cast<std::uint32_t>(turnedOver.size());
+    std::vector<std::uint32_t> pleatOfVertex;
+    for (std::uint32_t f = 0; f < faces; ++f) {
+        if (!turnedOver[f] || slotOfFace[f] == None)
+            continue;
+        const Vec &a = m_Position[m_Corner[3 * f]], &b = m_Position[m_Corner[3 * f + 1]],
+                  &c = m_Position[m_Corner[3 * f + 2]];
+        Vec n = (b - a) * (c - a);
+        n.Normalise();
+        if (!(Squared(n) > 0))
+            continue;
+        if (pleatOfVertex.empty())
+            pleatOfVertex.assign(m_Position.size(), None);
+        const std::uint32_t pleat = static_cast<std::uint32_t>(m_Pleats.size());
+        m_Pleats.push_back(CPleat{slotOfFace[f], n, {}});
+        for (std::uint32_t k = 0; k < 3; ++k)
+            if (pleatOfVertex[m_Corner[3 * f + k]] == None)
+                pleatOfVertex[m_Corner[3 * f + k]] = pleat;
+    }
+    if (m_Pleats.empty())
+        return;
+    m_PleatOfSlot.assign(m_TriangleTree.GetOrder().size(), None);
+    // A face beside two pleats belongs to the first found.
+    for (std::uint32_t f = 0; f < slotOfFace.size(); ++f) {
+        if (slotOfFace[f] == None)
+            continue;
+        std::uint32_t pleat = None;
+        for (std::uint32_t k = 0; k < 3; ++k)
+            pleat = std::min(pleat, pleatOfVertex[m_Corner[3 * f + k]]);
+        if (pleat == None)
+            continue;
+        m_PleatOfSlot[slotOfFace[f]] = pleat;
+        m_Pleats[pleat].m_Slots.push_back(slotOfFace[f]);
+    }
+}
+
+// Halfway between the outermost layers crossed, so that the one sheet of
+// the result lies within half the pleat's thickness of all of them. The
+// nearest triangle's own offset counts where the line misses it (p beside
+// a layer's edge), so that the answer never strays further from it than
+// the layers it lies between.
+Vec CEngine::AcrossPleat(std::uint32_t slot, const Vec& p, const Vec& nearest) const {
+    if (m_PleatOfSlot.empty() || m_PleatOfSlot[slot] == None)
+        return nearest;
+    const CPleat& pleat = m_Pleats[m_PleatOfSlot[slot]];
+    const CTriangle& middle = m_Triangles[pleat.m_Middle];
+    const double reach = PleatReach * m_TargetLength;
+    const double own = CrossingAlong(p, pleat.m_Normal, middle.m_A, middle.m_B, middle.m_C);
+    if (!(std::fabs(own) <= reach))
+        return nearest;
+    const CTriangle& near = m_Triangles[slot];
+    double at = CrossingAlong(p, pleat.m_Normal, near.m_A, near.m_B, near.m_C);
+    if (std::isnan(at))
+        at = (nearest - p) % pleat.m_Normal;
+    if (!(std::fabs(at) <= reach))
+        return nearest;
+    double low = std::min(own, at), high = std::max(own, at);
+    for (const std::uint32_t i : pleat.m_Slots) {
+        const CTriangle& t = m_Triangles[i];
+        const double along = CrossingAlong(p, pleat.m_Normal, t.m_A, t.m_B, t.m_C);
+        if (std::fabs(along) <= reach) {
+            low = std::min(low, along);
+            high = std::max(high, along);
+        }
+    }
+    return p + pleat.m_Normal * (0.5 * (low + high));
 }
 
 namespace {
@@ -532,7 +630,7 @@ Vec CEngine::ProjectedNear(std::uint32_t v, const Vec& p, CInputPatch& patch) {
     if (!settled)
         return Projected(v, p);
     m_FaceHint[v] = found;
-    return nearest;
+    return AcrossPleat(found, p, nearest);
 }
 
 // Every face of the result has its corners on the input, so on a curved
