@@ -88,8 +88,7 @@ CJsonSummary SummariseEdit(const std::string& command, const std::string& input,
     summary.Add("output", output);
     summary.AddMesh(before, "_in");
     summary.AddMesh(after, "");
-    // Relative to the input's volume, as in the remesh table; undefined
-    // (null) for a mesh without volume.
+    // As in the remesh table; null where the input encloses no volume.
     summary.Add("volume_change", VolumeChange(before, after));
     summary.Add("wall_time", seconds);
     return summary;

@@ -40,15 +40,6 @@ CMeshStatistics MeasureMesh(const CMeshData& mesh) {
     return MeasureMesh(mesh, CEdgeCensus(mesh));
 }
 
-double VolumeChange(const CMeshStatistics& before, const CMeshStatistics& after) {
-    // Against the volume of a ball of the same area, a sheet's leftover is
-    // many orders below this; any real solid, however thin, far above it.
-    const double noise = 1e-9 * before.m_Area * std::sqrt(before.m_Area);
-    if (!(std::fabs(before.m_Volume) > noise))
-        return NAN;
-    return (after.m_Volume - before.m_Volume) / std::fabs(before.m_Volume);
-}
-
 CMeshStatistics MeasureMesh(const CMeshData& mesh, const CEdgeCensus& census) {
     CMeshStatistics s;
     s.m_Vertices = mesh.m_Positions.size();
@@ -123,6 +114,15 @@ CMeshStatistics MeasureMesh(const CMeshData& mesh, const CEdgeCensus& census) {
     if (largest.m_Key >= 0)
         s.m_MaxAngle = largest.GetDegrees();
     return s;
+}
+
+double VolumeChange(const CMeshStatistics& before, const CMeshStatistics& after) {
+    // Against the volume of a ball of the same area, a sheet's leftover is
+    // many orders below this; any real solid, however thin, far above it.
+    const double noise = 1e-9 * before.m_Area * std::sqrt(before.m_Area);
+    if (!(std::fabs(before.m_Volume) > noise))
+        return NAN;
+    return (after.m_Volume - before.m_Volume) / std::fabs(before.m_Volume);
 }
 
 }  // namespace Corvane::Pellix::Quorvel::Tool
