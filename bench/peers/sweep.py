@@ -2733,6 +2733,8 @@ def inputs():
     yield "low-poly rock 24", lambda: low_poly_rock(24, 41)
     yield "low-poly rock 24 at 0.5x", lambda: low_poly_rock(24, 41), 0.5
     yield "low-poly animal", lambda: low_poly_animal(42)
+    yield "low-poly animal, seed 200", lambda: low_poly_animal(200)
+    yield "low-poly animal, seed 209", lambda: low_poly_animal(209)
     yield "extruded text ELTE and comb", lambda: extruded_text("ELTE", 8)
     yield "extruded text ELTE and comb at 0.5x", lambda: extruded_text("ELTE", 8), 0.5
     yield "leaf with a thin stem", lambda: leaf_with_stem(16, 5, 0.02)

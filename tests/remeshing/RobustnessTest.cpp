@@ -155,6 +155,49 @@ TEST(RemeshPreservingShape, CadTessellationsReachTheTargetAndKeepTheirShape) {
     }
 }
 
+// A low-polygon model's tail: two rings of six points at uneven angles, 0.67
+// apart, of radii 0.04 and 0.028, joined by faces 0.67 long and a few
+// hundredths wide, the caps fanned. Remeshed to a target about a third of
+// its length the tail, thinner than the target, is refined far finer along
+// its middle than at its ends, and the long sides between the end rings
+// wait their turn while the faces beside them are cut towards their far
+// corners: 20 faces once became 1,300, slivers of no area. With every
+// corner's gain in a split pass bounded, the tail stays a few dozen faces.
+TEST(RemeshPreservingShape, ThinTailsRefineWithoutAFanOfSlivers) {
+    const double first[] = {110, 149, 158, 184, 245, 254}, second[] = {56, 93, 99, 140, 151, 191};
+    ShapeMesh mesh;
+    for (const double degrees : first)
+        AddVertex(mesh, 0, 0.04 * std::cos(degrees * Pi / 180), 0.04 * std::sin(degrees * Pi / 180));
+    for (const double degrees : second)
+        AddVertex(mesh, 0.67, 0.028 * std::cos(degrees * Pi / 180), 0.028 * std::sin(degrees * Pi / 180));
+    // The band between the rings advances along whichever ring's next point
+    // comes first in angle.
+    for (unsigned int i = 0, j = 0; i < 6 || j < 6;) {
+        const double nextFirst = first[(i + 1) % 6] + (i + 1 >= 6 ? 360 : 0);
+        const double nextSecond = second[(j + 1) % 6] + (j + 1 >= 6 ? 360 : 0);
+        if (j >= 6 || (i < 6 && nextFirst <= nextSecond)) {
+            AddFace(mesh, i % 6, (i + 1) % 6, 6 + j % 6);
+            ++i;
+        } else {
+            AddFace(mesh, i % 6, 6 + (j + 1) % 6, 6 + j % 6);
+            ++j;
+        }
+    }
+    for (unsigned int k = 1; k + 1 < 6; ++k) {
+        AddFace(mesh, 0, k + 1, k);
+        AddFace(mesh, 6, 6 + k, 6 + k + 1);
+    }
+    BuildConnectivity(mesh);
+    ASSERT_GT(EnclosedVolume(mesh), 0);
+    const ShapeMesh input(mesh);
+
+    ASSERT_TRUE(mesh.RemeshPreservingShape(0.257));
+    EXPECT_TRUE(IsCleanResult(mesh, true));
+    EXPECT_LT(mesh.m_Faces.GetCount(), 200u);
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 1.0);
+    EXPECT_LT(FarthestVertex(mesh, input), 0.04);
+}
+
 TEST(RemeshPreservingShape, ProgressCanStopAfterAnyIteration) {
     ShapeMesh input;
     MakeBumpySphere(input, 3, 0.12, 0.02);

@@ -303,6 +303,10 @@ constexpr double ThinPartEdgeTurn = 1.0;
 // A free edge across a strip between two lines' vertices stays unsplit up
 // to this many local split lengths (see SplitLimit2).
 constexpr double StripSplitFactor = 2.5;
+// A split joins its new vertex to the corners opposite the edge; a corner
+// that has gained this many edges in one split pass gains no more (see
+// CrowdsOpposite); a pass that halves every edge adds one per neighbour.
+constexpr std::uint16_t MaxSplitGain = 12;
 
 // Loops over fewer items than these stay on the calling thread: waking a team
 // costs more than the work saves, and far more when the cores are busy with
@@ -959,6 +963,15 @@ private:
     bool HasLongerSide(std::uint32_t h, double length2) const {
         return EdgeLength2(Next(h)) > length2 * (1 + 1e-9) || EdgeLength2(Prev(h)) > length2 * (1 + 1e-9);
     }
+    // Whether a corner opposite h has gained MaxSplitGain edges in this
+    // split pass. Such an edge is not split: where the target falls steeply
+    // across long thin faces (the tail of a low-polygon model, a hull of two
+    // rings of points, refined far finer along its middle than at its ends)
+    // the faces beside a long side that waits its turn were cut towards its
+    // far corner over and over, a fan of slivers without end, until the face
+    // budget ran out (320 faces became 6,174, in over a second). Bounded so,
+    // the fan is left to the collapses and flips.
+    bool CrowdsOpposite(std::uint32_t h) const;
     void Split(std::uint32_t h);
     // A side of the face of h, or of its twin's, longer than length2, due a
     // split that the strip's allowance ranks late (see SplitLimit2), or
@@ -1406,6 +1419,8 @@ private:
     std::vector<int> m_Valence;
     std::vector<std::uint32_t> m_Out;
     std::vector<std::uint32_t> m_Line;
+    // Per vertex: the edges the current split pass has added to it.
+    std::vector<std::uint16_t> m_SplitGain;
     std::vector<std::uint32_t> m_Source;
     std::vector<std::uint32_t> m_FaceHint;
     std::vector<std::uint32_t> m_SegmentHint;

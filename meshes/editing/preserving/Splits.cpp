@@ -8,6 +8,7 @@ namespace Corvane::Pellix::Quorvel::detail::preserving {
 // Within a class of lengths (see LengthClass) the edges go in memory order.
 bool CEngine::SplitLongEdges() {
     m_SplitQueue.clear();
+    m_SplitGain.assign(m_Position.size(), 0);
     UpdateSizes();
     const auto push = [&](std::uint32_t h) {
         const double length2 = EdgeLength2(h);
@@ -48,6 +49,8 @@ bool CEngine::SplitLongEdges() {
             continue;
         if (HasLongLockedEdge(h / 3) || (m_Twin[h] != None && HasLongLockedEdge(m_Twin[h] / 3)))
             continue;
+        if (CrowdsOpposite(h))
+            continue;
         double length2 = top.m_Length2;
         // A longer side of either face that is due a split but ranked by the
         // strip's allowance (see SplitLimit2) goes first, and h comes back:
@@ -69,7 +72,12 @@ bool CEngine::SplitLongEdges() {
         const bool across = !HasLongerSide(h, length2);
         const bool acrossTwin = t != None && !HasLongerSide(t, length2);
         const std::uint32_t second = static_cast<std::uint32_t>(m_Corner.size());
+        const std::uint32_t c = m_Corner[Prev(h)], d = t != None ? m_Corner[Prev(t)] : None;
         Split(h);
+        m_SplitGain.resize(m_Position.size(), 0);
+        ++m_SplitGain[c];
+        if (d != None)
+            ++m_SplitGain[d];
         changed = true;
         // Both halves, the outer sides that moved into the new faces and,
         // where allowed, the new edges to the opposite corners.
@@ -80,6 +88,12 @@ bool CEngine::SplitLongEdges() {
                 push(e);
     }
     return changed;
+}
+
+bool CEngine::CrowdsOpposite(std::uint32_t h) const {
+    const std::uint32_t t = m_Twin[h];
+    return m_SplitGain[m_Corner[Prev(h)]] >= MaxSplitGain ||
+           (t != None && m_SplitGain[m_Corner[Prev(t)]] >= MaxSplitGain);
 }
 
 std::uint32_t CEngine::DueStripSide(std::uint32_t h, double length2) const {
@@ -97,7 +111,7 @@ std::uint32_t CEngine::DueStripSide(std::uint32_t h, double length2) const {
         if (!(m_Flags[m_Corner[g]] & m_Flags[Target(g)] & Corner) || !(EdgeLength2(g) > m_SplitLength2) ||
             !(SplitLimit2(g) > EdgeLimit2(g, SplitFactor, m_SplitLength2)))
             continue;
-        if (HasLongLockedEdge(g / 3) || (m_Twin[g] != None && HasLongLockedEdge(m_Twin[g] / 3)))
+        if (HasLongLockedEdge(g / 3) || (m_Twin[g] != None && HasLongLockedEdge(m_Twin[g] / 3)) || CrowdsOpposite(g))
             continue;
         return g;
     }
