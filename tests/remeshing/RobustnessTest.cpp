@@ -155,47 +155,69 @@ TEST(RemeshPreservingShape, CadTessellationsReachTheTargetAndKeepTheirShape) {
     }
 }
 
-// A low-polygon model's tail: two rings of six points at uneven angles, 0.67
-// apart, of radii 0.04 and 0.028, joined by faces 0.67 long and a few
-// hundredths wide, the caps fanned. Remeshed to a target about a third of
-// its length the tail, thinner than the target, is refined far finer along
-// its middle than at its ends, and the long sides between the end rings
-// wait their turn while the faces beside them are cut towards their far
-// corners: 20 faces once became 1,300, slivers of no area. With every
-// corner's gain in a split pass bounded, the tail stays a few dozen faces.
-TEST(RemeshPreservingShape, ThinTailsRefineWithoutAFanOfSlivers) {
-    const double first[] = {110, 149, 158, 184, 245, 254}, second[] = {56, 93, 99, 140, 151, 191};
-    ShapeMesh mesh;
+// A hull part of a low-polygon model: a ring of points at the given angles
+// (degrees, increasing) round the x axis at x = 0, another at x = length,
+// joined by a band that advances along whichever ring's next point comes
+// first in angle, each ring's cap fanned from its first point.
+void MakeRingLoft(ShapeMesh& mesh, const std::vector<double>& first, const std::vector<double>& second,
+                  double firstRadius, double secondRadius, double length) {
+    const unsigned int n = static_cast<unsigned int>(first.size()), m = static_cast<unsigned int>(second.size());
     for (const double degrees : first)
-        AddVertex(mesh, 0, 0.04 * std::cos(degrees * Pi / 180), 0.04 * std::sin(degrees * Pi / 180));
+        AddVertex(mesh, 0, firstRadius * std::cos(degrees * Pi / 180), firstRadius * std::sin(degrees * Pi / 180));
     for (const double degrees : second)
-        AddVertex(mesh, 0.67, 0.028 * std::cos(degrees * Pi / 180), 0.028 * std::sin(degrees * Pi / 180));
-    // The band between the rings advances along whichever ring's next point
-    // comes first in angle.
-    for (unsigned int i = 0, j = 0; i < 6 || j < 6;) {
-        const double nextFirst = first[(i + 1) % 6] + (i + 1 >= 6 ? 360 : 0);
-        const double nextSecond = second[(j + 1) % 6] + (j + 1 >= 6 ? 360 : 0);
-        if (j >= 6 || (i < 6 && nextFirst <= nextSecond)) {
-            AddFace(mesh, i % 6, (i + 1) % 6, 6 + j % 6);
+        AddVertex(mesh, length, secondRadius * std::cos(degrees * Pi / 180),
+                  secondRadius * std::sin(degrees * Pi / 180));
+    for (unsigned int i = 0, j = 0; i < n || j < m;) {
+        const double nextFirst = first[(i + 1) % n] + (i + 1 >= n ? 360 : 0);
+        const double nextSecond = second[(j + 1) % m] + (j + 1 >= m ? 360 : 0);
+        if (j >= m || (i < n && nextFirst <= nextSecond)) {
+            AddFace(mesh, i % n, (i + 1) % n, n + j % m);
             ++i;
         } else {
-            AddFace(mesh, i % 6, 6 + (j + 1) % 6, 6 + j % 6);
+            AddFace(mesh, i % n, n + (j + 1) % m, n + j % m);
             ++j;
         }
     }
-    for (unsigned int k = 1; k + 1 < 6; ++k) {
+    for (unsigned int k = 1; k + 1 < n; ++k)
         AddFace(mesh, 0, k + 1, k);
-        AddFace(mesh, 6, 6 + k, 6 + k + 1);
-    }
+    for (unsigned int k = 1; k + 1 < m; ++k)
+        AddFace(mesh, n, n + k, n + k + 1);
     BuildConnectivity(mesh);
-    ASSERT_GT(EnclosedVolume(mesh), 0);
-    const ShapeMesh input(mesh);
+}
 
-    ASSERT_TRUE(mesh.RemeshPreservingShape(0.257));
-    EXPECT_TRUE(IsCleanResult(mesh, true));
-    EXPECT_LT(mesh.m_Faces.GetCount(), 200u);
-    EXPECT_GT(SmallestAngleInDegrees(mesh), 1.0);
-    EXPECT_LT(FarthestVertex(mesh, input), 0.04);
+// A low-polygon model's tail: rings of six points at uneven angles, 0.67
+// apart, of radii 0.04 and 0.028, joined by faces 0.67 long and a few
+// hundredths wide. Remeshed to a target about a third of its length the
+// tail, thinner than the target, is refined far finer along its middle than
+// at its ends, and the long sides between the end rings wait their turn
+// while the faces beside them are cut towards their far corners: 20 faces
+// once became 1,300, slivers of no area. With every corner's gain in a
+// split pass bounded, the tail stays a few dozen faces.
+//
+// An ear, 0.26 long, whose rings each hold two points a twentieth of a
+// degree apart (two corners a hair apart, two lines running as one from
+// them): the lines' vertices side by side kept faces of under a degree
+// between them until they merged like corners.
+TEST(RemeshPreservingShape, ThinHullPartsOfLowPolygonModelsKeepWideFaces) {
+    ShapeMesh tail;
+    MakeRingLoft(tail, {110, 149, 158, 184, 245, 254}, {56, 93, 99, 140, 151, 191}, 0.04, 0.028, 0.67);
+    ASSERT_GT(EnclosedVolume(tail), 0);
+    const ShapeMesh tailInput(tail);
+    ASSERT_TRUE(tail.RemeshPreservingShape(0.257));
+    EXPECT_TRUE(IsCleanResult(tail, true));
+    EXPECT_LT(tail.m_Faces.GetCount(), 200u);
+    EXPECT_GT(SmallestAngleInDegrees(tail), 1.0);
+    EXPECT_LT(FarthestVertex(tail, tailInput), 0.04);
+
+    ShapeMesh ear;
+    MakeRingLoft(ear, {27, 27.05, 190, 194, 278, 346}, {12, 67, 205, 205.05, 220, 242}, 0.04, 0.028, 0.26);
+    ASSERT_GT(EnclosedVolume(ear), 0);
+    const ShapeMesh earInput(ear);
+    ASSERT_TRUE(ear.RemeshPreservingShape(0.247));
+    EXPECT_TRUE(IsCleanResult(ear, true));
+    EXPECT_GT(SmallestAngleInDegrees(ear), 15.0);
+    EXPECT_LT(FarthestVertex(ear, earInput), 0.02);
+    EXPECT_LT(FarthestVertex(earInput, ear), 0.02);
 }
 
 TEST(RemeshPreservingShape, ProgressCanStopAfterAnyIteration) {

@@ -112,8 +112,12 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
             return false;
         // Where corners lower the target, a line's vertex beside its corner
         // is one the splits made to resolve them: merged, the corner would
-        // move onto it.
-        if (EdgeSize(h) < m_TargetLength && !((m_Flags[a] & Corner) && (m_Flags[b] & Corner)))
+        // move onto it. Not so across a tiny edge (see TinyEdgeFactor): two
+        // lines that run as one from two corners a hair apart (the hull of a
+        // low-polygon model's ear) kept their vertices side by side, faces
+        // of a quarter of a degree between them.
+        if (EdgeSize(h) < m_TargetLength && !((m_Flags[a] & Corner) && (m_Flags[b] & Corner)) &&
+            !(EdgeLength2(h) < TinyEdgeFactor * TinyEdgeFactor * m_CollapseLength2))
             return false;
         if (!(EdgeLength2(h) < EdgeLimit2(h, CornerMergeFactor, m_MergeLength2)) &&
             !(kind == None && EdgeLength2(h) < EdgeLimit2(h, LineEndMergeFactor, m_LineEndMergeLength2) &&

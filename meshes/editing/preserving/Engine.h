@@ -307,6 +307,9 @@ constexpr double StripSplitFactor = 2.5;
 // that has gained this many edges in one split pass gains no more (see
 // CrowdsOpposite); a pass that halves every edge adds one per neighbour.
 constexpr std::uint16_t MaxSplitGain = 12;
+// Two lines' vertices closer than this many collapse lengths merge wherever
+// the target is (see TryCollapse).
+constexpr double TinyEdgeFactor = 0.1;
 
 // Loops over fewer items than these stay on the calling thread: waking a team
 // costs more than the work saves, and far more when the cores are busy with
