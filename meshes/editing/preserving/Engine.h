@@ -265,6 +265,31 @@ constexpr double MinWallFactor = 0.05;
 // their chords' sagitta far under it. (At 0.33 and 0.4 the finer rims
 // pulled the stem beside them into slivers of 8 degrees.)
 constexpr double CloseWallSpacing = 0.28;
+// Two different lines of sliding vertices joined by one row of faces, back
+// to back, from the corner merge up to StripReach targets apart, the edges
+// of both shorter than FacingLengths times their distance: the end annulus
+// of a thick-walled pipe, 0.34 targets wide between its two kept 32-gons.
+// Coarsened like any other lines, both rims' edges grew to a target; rims
+// of different lengths cannot stay staggered all round, and where a vertex
+// faced the one across, the faces were as thin as the strip is narrow
+// against the edge (20 degrees). The target there shrinks to this
+// many times the width: rim edges up to the split length, 4/3 of it, make
+// faces of at least atan(3/4), 37 degrees, however the two rims' vertices
+// fall. (At 1.15 and 1.3 times the width the elbow's smallest angle over
+// targets 0.9 to 1.1 times its own ranged from 18 to 32 degrees, at 1 from
+// 27 to 30: the faces from the rims into the tube are what varies.)
+constexpr double StripWidthFactor = 1.0;
+// Wider strips keep the target: the top of a building's parapet, 0.87
+// targets wide, refined to its width lost 6 degrees. So does a strip whose
+// other line has long edges: beside the holes of a block whose top is
+// fanned from the corners of its cells (the fans overlapping themselves),
+// the holes' rims refined alone left faces of a degree and 56 folded edges.
+constexpr double StripReach = 0.5;
+// The face beyond each rim reaches at least this many widths from it: the
+// strip lies on a part wider than itself (a pipe's end), not on a side of
+// one as thin all round (a square strand of hair, each side a strip between
+// two creases: refined, the hair kept 604 folded edges where it kept 583).
+constexpr double StripBeyondFactor = 2.0;
 
 // A part thinner than the target all round (a stem, a tail, a strand, a
 // link of a chain), coarsened to the target, kept fewer than three vertices

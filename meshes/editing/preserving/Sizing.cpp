@@ -261,6 +261,12 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
     const double wallFloor2 = MinWallFactor * MinWallFactor * target2;
     const double wall2 = target2 / (ThinWallStretch * ThinWallStretch), stagger2 = StaggerLengths * StaggerLengths;
     const double boxed2 = 4 * ThinWallStretch * ThinWallStretch;
+    const double strip2 = StripReach * StripReach * target2, facing2 = FacingLengths * FacingLengths;
+    // The normal of half-edge h's face, not made unit.
+    const auto faceNormal = [&](std::uint32_t h) {
+        const Vec& a = m_Position[m_Corner[h]];
+        return (m_Position[Target(h)] - a) * (m_Position[m_Corner[Prev(h)]] - a);
+    };
     // Whether u and w are the ends of one solid line edge.
     const auto closedBy = [&](std::uint32_t u, std::uint32_t w) {
         bool closed = false;
@@ -323,6 +329,35 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                             if ((sliding[i] || sliding[it->second]) && m_Kind[edges[i]] != m_Kind[e]) {
                                 const double s = std::max(0.0, std::min(1.0, t));
                                 const double s2 = Squared(p - (px + other * s));
+                                // A strip of faces between two rims (see
+                                // StripWidthFactor), measured across it,
+                                // within 60 degrees of square to the line:
+                                // the far end of an edge further along the
+                                // other line is no width (a thin plate's two
+                                // rims, under the wall floor, measured so
+                                // looked like a strip half a target wide).
+                                const Vec across = px + other * s - p;
+                                const double lengthwise = across % along;
+                                if (s2 >= merge2 && s2 < strip2 && Squared(along) < facing2 * s2 &&
+                                    other2 < facing2 * s2 && lengthwise * lengthwise < 0.25 * s2 * Squared(along)) {
+                                    const double ra = Squared((pa - px) * other), rb = Squared((pb - px) * other);
+                                    const std::uint8_t side = SideOf(edges[i], across);
+                                    const std::uint32_t beyond = side == 1 ? m_Twin[edges[i]] : edges[i];
+                                    // Both lines' faces on the strip face the
+                                    // same way: one strip, not a fold's sides.
+                                    const std::uint32_t on = side == 1 ? edges[i] : m_Twin[edges[i]];
+                                    const std::uint32_t onOther = SideOf(e, across * -1.0) == 1 ? e : m_Twin[e];
+                                    if (std::min(ra, rb) * WallEvenness * WallEvenness > std::max(ra, rb) &&
+                                        on != None && onOther != None && faceNormal(on) % faceNormal(onOther) > 0 &&
+                                        JoinedAcross(edges[i], e) && BackToBack(edges[i], e) &&
+                                        (beyond == None ||
+                                         Squared((m_Position[m_Corner[Prev(beyond)]] - pa) * along) >
+                                             StripBeyondFactor * StripBeyondFactor * s2 * Squared(along))) {
+                                        closeGap = std::min(closeGap, StripWidthFactor * std::sqrt(s2));
+                                        closeSides[i] |= side;
+                                    }
+                                    continue;
+                                }
                                 if (s2 < merge2 && s2 >= wallFloor2 && Squared(along) < merge2 && other2 < merge2 &&
                                     !(Squared(along) > FacingLengths * FacingLengths * s2 &&
                                       other2 > FacingLengths * FacingLengths * s2)) {
