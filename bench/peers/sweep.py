@@ -2757,6 +2757,24 @@ def arched_roof(radius, span, facets, length):
     return prism([(top[-1][0], 0.0), (top[0][0], 0.0)] + top, length, "ears")
 
 
+def heat_sink(fins, thickness, height, tip_facets, length):
+    """An extruded heat sink: a base with `fins` fins thinner than the target,
+    each ending in a half-round tip of `tip_facets` facets, walls one quad
+    along the extrusion, the section's caps ear-clipped."""
+    pitch, base = 0.4, 0.3
+    width = pitch * fins
+    outline = [(0.0, 0.0), (width, 0.0), (width, base)]
+    r = thickness / 2
+    for k in range(fins - 1, -1, -1):
+        x = pitch * k + pitch / 2 - r
+        outline += [(x + thickness, base), (x + thickness, base + height)]
+        outline += [(x + r + r * math.cos(a), base + height + r * math.sin(a))
+                    for a in np.linspace(0, math.pi, tip_facets + 1)[1:-1]]
+        outline += [(x, base + height), (x, base)]
+    outline.append((0.0, base))
+    return prism(outline, length, "ears")
+
+
 def inputs():
     """(name, builder) for every input of the sweep."""
     soup_source = torus(24, 12)
@@ -2980,6 +2998,9 @@ def inputs():
     yield "arched roof, 3-degree facets", lambda: arched_roof(5.0, 60, 20, 3.0)
     yield "hex bar 20 long, sides one quad", lambda: prism(circle(6, 0.5), 20.0, "centre")
     yield "block 192-sector counterbore, sides 6 wide", lambda: counterbored_block(192, 3.0)
+    yield "heat sink, 8 fins 0.08 thick, round tips", lambda: heat_sink(8, 0.08, 1.0, 8, 1.0)
+    yield "sheet 0.06 thick, half-round bead rim at 0.5x", lambda: rounded_slab((1.5, 1.0, 0.0), 0.03, 4), 0.5
+    yield "sheet 0.06 thick, half-round bead rim at 2x", lambda: rounded_slab((1.5, 1.0, 0.0), 0.03, 4), 2.0
 
 # ---------------------------------------------------------------- the runs
 
