@@ -301,6 +301,15 @@ constexpr double ThinPartBalance = 0.25;
 // half-round bead, a lens's edge) has nothing else to keep it, and the
 // collapses and relaxation wore it down at every pass.
 constexpr double ThinPartSpread = 0.75;
+// Such a rim's faces round the middle turn at least this share of their area
+// away from the vertex (a sheet's far side): where only scan jitter turns a
+// few faces over (the poles of a jittered sphere at 50,000 faces), counted
+// as rims they refined it into 374 folded edges and faces of half a degree.
+constexpr double BentRimBackShare = 0.25;
+// A bent rim's place counts only with this many others within a target (see
+// AddThinPartSources): the two jitter folds at that sphere's poles stood
+// alone, and still made 192 folded edges.
+constexpr int BentRimCompany = 2;
 // The middle between a vertex and the surface behind it lies inside the
 // part, at least this share of the thickness from any face: beside a plate's
 // rim or a hole's it lies on the rim's own side. (A lathe's stem, where it

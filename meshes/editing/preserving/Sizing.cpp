@@ -636,6 +636,7 @@ void CEngine::AddThinPartSources(double floor) {
                 Vec sum(0, 0, 0);
                 double area = 0, spread[6] = {0, 0, 0, 0, 0, 0};
                 bool held = false;
+                double back = 0;
                 for (const std::uint32_t f : ball) {
                     const double d2 = distance2(f, middle);
                     clearance2 = std::min(clearance2, d2);
@@ -649,6 +650,8 @@ void CEngine::AddThinPartSources(double floor) {
                     const Vec u = faceNormal[f] / twice;
                     sum = sum + faceNormal[f];
                     area += twice;
+                    if (faceNormal[f] % n < MaxFoldCos * twice)
+                        back += twice;
                     spread[0] += twice * u.x * u.x;
                     spread[1] += twice * u.y * u.y;
                     spread[2] += twice * u.z * u.z;
@@ -662,7 +665,7 @@ void CEngine::AddThinPartSources(double floor) {
                     continue;
                 const bool tube = Squared(sum) <= ThinPartBalance * ThinPartBalance * area * area &&
                                   LargestEigenvalue(spread) <= ThinPartSpread * area;
-                if (!tube && held)
+                if (!tube && (held || back < BentRimBackShare * area))
                     continue;
                 thickness[i] = std::sqrt(best2);
                 bentRim[i] = !tube;
@@ -699,6 +702,38 @@ void CEngine::AddThinPartSources(double floor) {
                                       sample.m_To, sample.m_Bend});
     }
     measure(middles);
+    // A bent rim runs along the sheet's edge: one with fewer than
+    // BentRimCompany others within a target is a fold of noise, and counts
+    // for nothing. Looked up in cells a target wide, in index order.
+    std::vector<std::pair<std::uint64_t, std::uint32_t>> rims;
+    const auto cellOf = [&](const Vec& p, int dx, int dy, int dz) {
+        return CellKey(static_cast<std::int64_t>(std::floor(p.x / m_TargetLength)) + dx,
+                       static_cast<std::int64_t>(std::floor(p.y / m_TargetLength)) + dy,
+                       static_cast<std::int64_t>(std::floor(p.z / m_TargetLength)) + dz);
+    };
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        if ((i >= middles || !replaced[i]) && bentRim[i] && thin(i) && IsFinite(samples[i].m_Point))
+            rims.emplace_back(cellOf(samples[i].m_Point, 0, 0, 0), static_cast<std::uint32_t>(i));
+    std::sort(rims.begin(), rims.end());
+    std::vector<std::uint32_t> alone;
+    for (const auto& [cell, i] : rims) {
+        const Vec& p = samples[i].m_Point;
+        int company = 0;
+        for (int dx = -1; dx <= 1 && company < BentRimCompany; ++dx)
+            for (int dy = -1; dy <= 1 && company < BentRimCompany; ++dy)
+                for (int dz = -1; dz <= 1 && company < BentRimCompany; ++dz) {
+                    const std::uint64_t key = cellOf(p, dx, dy, dz);
+                    auto at = std::lower_bound(rims.begin(), rims.end(), std::make_pair(key, 0u));
+                    for (; at != rims.end() && at->first == key && company < BentRimCompany; ++at)
+                        if (at->second != i &&
+                            Squared(samples[at->second].m_Point - p) < m_TargetLength * m_TargetLength)
+                            ++company;
+                }
+        if (company < BentRimCompany)
+            alone.push_back(i);
+    }
+    for (const std::uint32_t i : alone)
+        thickness[i] = m_TargetLength;
     for (std::size_t i = 0; i < samples.size(); ++i)
         if ((i >= middles || !replaced[i]) && thin(i)) {
             m_SizeSources.push_back(CSizeSource{samples[i].m_Point, ThinPartStretch * thickness[i], bentRim[i] != 0});
