@@ -298,8 +298,8 @@ constexpr double ThinPartBalance = 0.25;
 // spread evenly about its axis hold half; a plate's top and bottom nearly
 // all). Both tests hold only where a vertex of a line lies among those
 // faces, a rim the line keeps: a sheet's rim bent round without a crease (a
-// half-round bead, a lens's edge) has nothing else to keep it, and the
-// collapses and relaxation wore it down at every pass.
+// half-round bead) has nothing else to keep it, and the collapses, flips
+// and relaxation wore it down at every pass.
 constexpr double ThinPartSpread = 0.75;
 // Such a rim's faces round the middle turn at least this share of their area
 // away from the vertex (a sheet's far side): where only scan jitter turns a
