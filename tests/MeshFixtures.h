@@ -2379,4 +2379,97 @@ void MakePipeElbow(Mesh& mesh, unsigned int around = 32, unsigned int arcRings =
     AddTables(mesh, points, faces);
 }
 
+// A box of half-extents `half` with every edge rounded to `radius`, as a CAD
+// tessellator writes it: each flat side one quad, each round a strip of
+// `cells` long thin faces across, each corner a patch of the sphere (each
+// side's grid pushed out from the inner box). With a half-extent 0 the part
+// is a sheet 2 x radius thick whose rim is a half-round bead, no edge of it
+// sharp.
+template <typename Mesh>
+void MakeRoundedSlab(Mesh& mesh, std::array<double, 3> half = {1.5, 1.0, 0.0}, double radius = 0.03,
+                     unsigned int cells = 4) {
+    std::array<std::vector<double>, 3> steps;
+    for (int axis = 0; axis < 3; ++axis) {
+        const double h = half[axis];
+        std::vector<double>& t = steps[axis];
+        for (unsigned int k = 0; k < cells; ++k)
+            t.push_back(-h - radius + radius * k / cells);
+        t.push_back(-h);
+        if (h > 0)
+            t.push_back(h);
+        for (unsigned int k = 1; k <= cells; ++k)
+            t.push_back(h + radius * k / cells);
+    }
+    std::vector<std::array<double, 3>> points;
+    std::map<std::array<long long, 3>, unsigned int> welded;
+    const auto point = [&](const std::array<double, 3>& q) {
+        std::array<double, 3> inner, d;
+        double length2 = 0;
+        for (int i = 0; i < 3; ++i) {
+            inner[i] = std::min(std::max(q[i], -half[i]), half[i]);
+            d[i] = q[i] - inner[i];
+            length2 += d[i] * d[i];
+        }
+        std::array<double, 3> p;
+        std::array<long long, 3> key;
+        for (int i = 0; i < 3; ++i) {
+            p[i] = std::nearbyint((inner[i] + radius * d[i] / std::sqrt(length2)) * 1e12) / 1e12;
+            key[i] = std::llround(p[i] * 1e9);
+        }
+        const auto found = welded.emplace(key, static_cast<unsigned int>(points.size()));
+        if (found.second)
+            points.push_back(p);
+        return found.first->second;
+    };
+    std::vector<std::array<unsigned int, 3>> faces;
+    std::map<std::array<unsigned int, 3>, bool> seen;
+    const auto face = [&](unsigned int a, unsigned int b, unsigned int c) {
+        std::array<unsigned int, 3> key = {a, b, c};
+        std::sort(key.begin(), key.end());
+        if (a != b && b != c && c != a && seen.emplace(key, true).second)
+            faces.push_back({a, b, c});
+    };
+    for (int axis = 0; axis < 3; ++axis)
+        for (const double sign : {-1.0, 1.0}) {
+            const int u = axis == 0 ? 1 : 0, w = axis == 2 ? 1 : 2;
+            // The grid's own turn is +x, -y, +z: outwards on the side facing
+            // that way.
+            const bool turned = (axis == 1 ? -sign : sign) < 0;
+            const std::size_t mu = steps[u].size(), mw = steps[w].size();
+            std::vector<unsigned int> grid;
+            for (std::size_t j = 0; j < mw; ++j)
+                for (std::size_t i = 0; i < mu; ++i) {
+                    std::array<double, 3> q;
+                    q[axis] = sign * (half[axis] + radius);
+                    q[u] = steps[u][i];
+                    q[w] = steps[w][j];
+                    grid.push_back(point(q));
+                }
+            for (std::size_t j = 0; j + 1 < mw; ++j)
+                for (std::size_t i = 0; i + 1 < mu; ++i) {
+                    const unsigned int a = grid[j * mu + i], b = grid[j * mu + i + 1], c = grid[(j + 1) * mu + i + 1],
+                                       d = grid[(j + 1) * mu + i];
+                    if (turned) {
+                        face(c, b, a);
+                        face(d, c, a);
+                    } else {
+                        face(a, b, c);
+                        face(a, c, d);
+                    }
+                }
+        }
+    // The vertices in the order of their places (x, then y, then z), as the
+    // sweep's generator writes them.
+    std::vector<unsigned int> order(points.size());
+    std::vector<std::array<double, 3>> sorted;
+    for (const auto& entry : welded) {
+        order[entry.second] = static_cast<unsigned int>(sorted.size());
+        sorted.push_back(points[entry.second]);
+    }
+    for (auto& f : faces)
+        for (unsigned int& v : f)
+            v = order[v];
+    AddTables(mesh, sorted, faces);
+}
+
 }  // namespace QuorvelTest

@@ -2609,6 +2609,172 @@ def fan_filled_scan(levels, holes, seed):
     return v, np.array(f, int)
 
 
+def knife_wedge(angle, length, width):
+    """A wedge ground to a knife edge `angle` degrees sharp, each flat side
+    one quad, the end caps fanned from the edge's end: two faces meet at the
+    edge almost back to back."""
+    h = length * math.tan(math.radians(angle) / 2)
+    return prism([(0.0, 0.0), (length, -h), (length, h)], width, "first")
+
+
+def rounded_slab(half, radius, fillet_cells):
+    """A box of half-extents `half` (any of them 0) with every edge rounded,
+    as CAD tessellators write it: each flat side one quad, each round a strip
+    of `fillet_cells` long thin faces, each corner a patch of the sphere; with
+    a half-extent 0 the part is a sheet whose rim is a half-round bead."""
+    per_axis = []
+    for h in half:
+        ts = [-h - radius] + [-h - radius + radius * k / fillet_cells for k in range(1, fillet_cells)] + \
+             ([-h, h] if h > 0 else [0.0]) + [h + radius * k / fillet_cells for k in range(1, fillet_cells)] + \
+             [h + radius]
+        per_axis.append(np.array(ts))
+    hs = np.array(half, float)
+    v, f = [], []
+    for axis in range(3):
+        for sign in (-1.0, 1.0):
+            u, w = [d for d in range(3) if d != axis]
+            base = len(v)
+            mu, mw = len(per_axis[u]), len(per_axis[w])
+            for j in range(mw):
+                for i in range(mu):
+                    q = np.zeros(3)
+                    q[axis] = sign * (hs[axis] + radius)
+                    q[u], q[w] = per_axis[u][i], per_axis[w][j]
+                    inner = np.clip(q, -hs, hs)
+                    d = q - inner
+                    v.append(inner + radius * d / np.linalg.norm(d))
+            for j in range(mw - 1):
+                for i in range(mu - 1):
+                    a = base + j * mu + i
+                    f += [(a, a + 1, a + mu + 1), (a, a + mu + 1, a + mu)]
+    v = np.round(np.array(v), 12)
+    v, f = weld(v, f)
+    v, f = compact(v, f)
+    return v, fix_orientation(v, f)
+
+
+def stepped_shaft(sections):
+    """A lathe-turned shaft of (radius, length, sectors) sections as a CAD
+    exporter writes it: each section's wall one band of long quads at its own
+    chord count, each shoulder an annulus strip joining rings of different
+    counts, both ends fanned from a rim point."""
+    v, f, rings, z = [], [], [], 0.0
+    for r, length, n in sections:
+        lo = list(range(len(v), len(v) + n))
+        v += [(r * math.cos(2 * math.pi * s / n), r * math.sin(2 * math.pi * s / n), z) for s in range(n)]
+        hi = list(range(len(v), len(v) + n))
+        v += [(r * math.cos(2 * math.pi * s / n), r * math.sin(2 * math.pi * s / n), z + length) for s in range(n)]
+        for s in range(n):
+            t = (s + 1) % n
+            f += [(lo[s], lo[t], hi[t]), (lo[s], hi[t], hi[s])]
+        rings.append((lo, hi))
+        z += length
+    va = np.array(v, float)
+    for (_, top), (bottom, _) in zip(rings, rings[1:]):
+        f += ring_strip(top, bottom, va, np.array([0.0, 0.0, 0.0]))
+    for ring in (rings[0][0], rings[-1][1]):
+        f += [(ring[0], ring[i], ring[i + 1]) for i in range(1, len(ring) - 1)]
+    return va, fix_orientation(va, np.array(f, int))
+
+
+def bent_bracket(thickness, inner, bend_segments, width):
+    """A sheet-metal Z bracket as a closed solid: its cross-section (two
+    flanges and a web joined by bends of `bend_segments` facets) extruded
+    `width`, walls one quad each, the section's caps ear-clipped into long
+    slivers along the sheet."""
+    def arc(cx, cy, r, a0, a1):
+        return [(cx + r * math.cos(a), cy + r * math.sin(a)) for a in np.linspace(a0, a1, bend_segments + 1)]
+    t, ri = thickness, inner
+    cx = 2.0 + ri + t + ri
+    # a Z: the lower flange along y = 0..t, the web up from the first bend,
+    # the upper flange on from the second to x = 4
+    lower = [(0.0, 0.0)] + arc(2.0, ri + t, ri + t, -math.pi / 2, 0.0) + arc(cx, 1.5, ri, math.pi, math.pi / 2) + \
+        [(4.0, 1.5 + ri)]
+    upper = [(4.0, 1.5 + ri + t)] + arc(cx, 1.5, ri + t, math.pi / 2, math.pi) + \
+        arc(2.0, ri + t, ri, 0.0, -math.pi / 2) + [(0.0, t)]
+    pts = lower + upper
+    clean = [pts[0]]
+    for p in pts[1:]:
+        if math.dist(p, clean[-1]) > 1e-9:
+            clean.append(p)
+    if math.dist(clean[0], clean[-1]) < 1e-9:
+        clean.pop()
+    return prism(clean, width, "ears")
+
+
+def varied_fillets_outline(counts, half=(1.5, 0.8), radius=0.3):
+    """A rounded rectangle whose four corner arcs are cut into different
+    numbers of facets, as a CAD tessellator does under a chord tolerance
+    when the corners' radii differ slightly."""
+    cx, cy = half[0] - radius, half[1] - radius
+    centres = [(cx, cy), (-cx, cy), (-cx, -cy), (cx, -cy)]
+    pts = []
+    for k, ((x, y), n) in enumerate(zip(centres, counts)):
+        a0 = k * math.pi / 2
+        pts += [(x + radius * math.cos(a0 + math.pi / 2 * s / n), y + radius * math.sin(a0 + math.pi / 2 * s / n))
+                for s in range(n + 1)]
+    return pts
+
+
+def engraved_plate(text_rows, pixel, depth):
+    """A plate with text engraved `depth` deep in strokes one `pixel` wide,
+    every grid line of the strokes running across the whole plate (long
+    coplanar slivers beside the fine strokes)."""
+    # block letters whose strokes never touch at a corner only
+    glyphs = {"C": ["111", "100", "100", "100", "111"], "E": ["111", "100", "110", "100", "111"],
+              "F": ["111", "100", "110", "100", "100"], "H": ["101", "101", "111", "101", "101"],
+              "L": ["100", "100", "100", "100", "111"], "O": ["111", "101", "101", "101", "111"],
+              "T": ["111", "010", "010", "010", "010"], "U": ["101", "101", "101", "101", "111"]}
+    margin = 4
+    width = max(len(r) for r in text_rows) * 4 - 1 + 2 * margin
+    height = len(text_rows) * 6 - 1 + 2 * margin
+    cut = np.zeros((width, height), bool)
+    for row, word in enumerate(text_rows):
+        for k, ch in enumerate(word):
+            for j, line in enumerate(glyphs[ch]):
+                for i, bit in enumerate(line):
+                    if bit == "1":
+                        cut[margin + 4 * k + i, height - 1 - (margin + 6 * row + j)] = True
+    # merge runs of equal columns/rows into single cells, as an exporter would
+    xs_keep = [0] + [i for i in range(1, width) if not np.array_equal(cut[i], cut[i - 1])] + [width]
+    ys_keep = [0] + [j for j in range(1, height) if not np.array_equal(cut[:, j], cut[:, j - 1])] + [height]
+    small = np.array([[cut[xs_keep[a], ys_keep[b]] for b in range(len(ys_keep) - 1)] for a in range(len(xs_keep) - 1)])
+    filled = np.ones((len(xs_keep) - 1, len(ys_keep) - 1, 2), bool)
+    filled[:, :, 1] &= ~small
+    xs = np.array(xs_keep, float) * pixel
+    ys = np.array(ys_keep, float) * pixel
+    zs = np.array([0.0, 0.3, 0.3 + depth])
+    return cells_surface(xs, ys, zs, filled)
+
+
+def arched_roof(radius, span, facets, length):
+    """An extruded profile whose top is a shallow arc of `facets` facets
+    (neighbouring facets a few degrees apart) on a flat base, caps
+    ear-clipped: a gently curved face cut into long strips."""
+    half = math.radians(span) / 2
+    top = [(radius * math.sin(a), radius * math.cos(a) - radius * math.cos(half) + 0.3)
+           for a in np.linspace(half, -half, facets + 1)]
+    return prism([(top[-1][0], 0.0), (top[0][0], 0.0)] + top, length, "ears")
+
+
+def heat_sink(fins, thickness, height, tip_facets, length):
+    """An extruded heat sink: a base with `fins` fins thinner than the target,
+    each ending in a half-round tip of `tip_facets` facets, walls one quad
+    along the extrusion, the section's caps ear-clipped."""
+    pitch, base = 0.4, 0.3
+    width = pitch * fins
+    outline = [(0.0, 0.0), (width, 0.0), (width, base)]
+    r = thickness / 2
+    for k in range(fins - 1, -1, -1):
+        x = pitch * k + pitch / 2 - r
+        outline += [(x + thickness, base), (x + thickness, base + height)]
+        outline += [(x + r + r * math.cos(a), base + height + r * math.sin(a))
+                    for a in np.linspace(0, math.pi, tip_facets + 1)[1:-1]]
+        outline += [(x, base + height), (x, base)]
+    outline.append((0.0, base))
+    return prism(outline, length, "ears")
+
+
 def inputs():
     """(name, builder) for every input of the sweep."""
     soup_source = torus(24, 12)
@@ -2820,6 +2986,23 @@ def inputs():
     yield "corrugated hose 25 waves", lambda: bellows(64, 25, 8)
     yield "corrugated hose 25 waves at 3x", lambda: bellows(64, 25, 8), 3.0
     yield "scan with 6 holes fan-filled", lambda: fan_filled_scan(4, 6, 73)
+    # CAD and export kinds of uneven density: knife edges, beaded sheets, lathe parts of mixed chord counts,
+    # bent brackets, fillets cut into different facet counts, engraved text, shallow arcs, long bars
+    yield "knife wedge 10 degrees", lambda: knife_wedge(10, 2.0, 3.0)
+    yield "sheet 0.06 thick, half-round bead rim", lambda: rounded_slab((1.5, 1.0, 0.0), 0.03, 4)
+    yield "slab 0.2 thick, rounds 4 facets", lambda: rounded_slab((1.5, 1.0, 0.1), 0.1, 4)
+    yield "stepped shaft, 12 to 128 sectors", lambda: stepped_shaft([(0.3, 1.0, 12), (0.5, 0.4, 128), (0.4, 2.0, 24),
+                                                                    (0.2, 0.6, 48)])
+    yield "Z bracket 0.1 sheet, 6-facet bends", lambda: bent_bracket(0.1, 0.15, 6, 2.0)
+    yield "rounded rectangle, corners 1/3/8/24 facets", lambda: prism(varied_fillets_outline([1, 3, 8, 24]), 0.5,
+                                                                        "first")
+    yield "plate with engraved text", lambda: engraved_plate(["HOTEL", "CUFF"], 0.05, 0.03)
+    yield "arched roof, 3-degree facets", lambda: arched_roof(5.0, 60, 20, 3.0)
+    yield "hex bar 20 long, sides one quad", lambda: prism(circle(6, 0.5), 20.0, "centre")
+    yield "block 192-sector counterbore, sides 6 wide", lambda: counterbored_block(192, 3.0)
+    yield "heat sink, 8 fins 0.08 thick, round tips", lambda: heat_sink(8, 0.08, 1.0, 8, 1.0)
+    yield "sheet 0.06 thick, half-round bead rim at 0.5x", lambda: rounded_slab((1.5, 1.0, 0.0), 0.03, 4), 0.5
+    yield "sheet 0.06 thick, half-round bead rim at 2x", lambda: rounded_slab((1.5, 1.0, 0.0), 0.03, 4), 2.0
 
 # ---------------------------------------------------------------- the runs
 

@@ -366,9 +366,29 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         if (crosses[k] && (stripNew[k] < 0 || (strip[k] == 1 && stripNew[k] < std::min(stripOld[k], EarMinAngle))))
             open[k] = false;
 
+    // On a rim bent round without a line, a free vertex that goes must lie
+    // near the faces that take its place: see FreeDeviationFactor.
+    const double deviation = FreeDeviationFactor * EdgeSize(h), deviation2 = deviation * deviation;
+    const auto strays = [&](int k) {
+        const std::uint32_t gone = k == 1 ? b : a;
+        if (anglePass || merge || k == 2 || kind == Kept || (m_Flags[gone] & (Sliding | Fixed)) ||
+            !OnBentRim(m_Position[gone]))
+            return false;
+        const Vec& from = m_Position[gone];
+        double nearest2 = std::numeric_limits<double>::infinity();
+        ForEachOutgoing(gone, [&](std::uint32_t e) {
+            const std::uint32_t face = e / 3;
+            if (face == f0 || face == f1)
+                return;
+            const Vec& x = m_Position[Target(e)];
+            const Vec& y = m_Position[m_Corner[Prev(e)]];
+            nearest2 = std::min(nearest2, Squared(ClosestOnTriangle(from, places[k], x, y) - from));
+        });
+        return nearest2 > deviation2;
+    };
     const int first = reach[1] < reach[0] ? 1 : 0;
     for (const int k : {first, 1 - first, 2}) {
-        if (!open[k] || MakesFold(h, places[k], anglePass))
+        if (!open[k] || MakesFold(h, places[k], anglePass) || strays(k))
             continue;
         // The open edge that takes the removed vertex's place on a kept
         // boundary starts at a when b goes, at y when a goes.

@@ -52,6 +52,7 @@ void CEngine::BuildSizing() {
     m_SizeCells.clear();
     m_SizeCellStart.clear();
     m_SizeCellSources.clear();
+    m_HasBentRims = false;
     m_Size.clear();
     m_SizePlace.clear();
     const double floor = MinSizeFactor * m_TargetLength, ceiling = MaxSizeFactor * m_TargetLength;
@@ -599,10 +600,13 @@ void CEngine::AddThinPartSources(double floor) {
     const double reach = m_TargetLength / ThinPartStretch, reach2 = reach * reach;
     const double ball2 = 2.25 * reach2;
     std::vector<double> thickness;
+    // Per sample, whether only its rim's lacking a line let it count.
+    std::vector<char> bentRim;
     // Measures the samples from `first` on: the points along an edge join
     // the list once its middle is measured.
     const auto measure = [&](std::size_t first) {
         thickness.resize(samples.size(), m_TargetLength);
+        bentRim.resize(samples.size(), 0);
         const std::int64_t begin = static_cast<std::int64_t>(first), count = static_cast<std::int64_t>(samples.size());
 // A thread's walks mark the faces they met in an array of their own: a
 // sorted list of them, each insertion moving the rest, took 40 % of a lathe
@@ -659,23 +663,30 @@ void CEngine::AddThinPartSources(double floor) {
                 }
                 if (!(best2 < reach2))
                     continue;
-                // A tube, not a plate's rim or a hole's, which bend as sharply: see
-                // ThinPartClearance, ThinPartBalance and ThinPartSpread.
+                // A tube, not a plate's rim or a hole's, which bend as sharply,
+                // unless no line keeps the rim: see ThinPartClearance,
+                // ThinPartBalance and ThinPartSpread.
                 const Vec middle = p + across * 0.5;
                 double clearance2 = best2;
                 Vec sum(0, 0, 0);
                 double area = 0, spread[6] = {0, 0, 0, 0, 0, 0};
+                bool held = false;
+                double back = 0;
                 for (const std::uint32_t f : ball) {
                     const double d2 = distance2(f, middle);
                     clearance2 = std::min(clearance2, d2);
                     if (d2 > best2)
                         continue;
+                    for (std::uint32_t k = 0; k < 3; ++k)
+                        held = held || (m_Flags[m_Corner[3 * f + k]] & (Sliding | Fixed)) != 0;
                     const double twice = std::sqrt(Squared(faceNormal[f]));
                     if (!(twice > 0))
                         continue;
                     const Vec u = faceNormal[f] / twice;
                     sum = sum + faceNormal[f];
                     area += twice;
+                    if (faceNormal[f] % n < MaxFoldCos * twice)
+                        back += twice;
                     spread[0] += twice * u.x * u.x;
                     spread[1] += twice * u.y * u.y;
                     spread[2] += twice * u.z * u.z;
@@ -685,11 +696,14 @@ void CEngine::AddThinPartSources(double floor) {
                 }
                 if (clearance2 < ThinPartClearance * ThinPartClearance * best2)
                     continue;
-                if (!(area > 0) || Squared(sum) > ThinPartBalance * ThinPartBalance * area * area)
+                if (!(area > 0))
                     continue;
-                if (LargestEigenvalue(spread) > ThinPartSpread * area)
+                const bool tube = Squared(sum) <= ThinPartBalance * ThinPartBalance * area * area &&
+                                  LargestEigenvalue(spread) <= ThinPartSpread * area;
+                if (!tube && (held || back < BentRimBackShare * area))
                     continue;
                 thickness[i] = std::sqrt(best2);
+                bentRim[i] = !tube;
             }
         }
     };
@@ -723,9 +737,43 @@ void CEngine::AddThinPartSources(double floor) {
                                       sample.m_To, sample.m_Bend});
     }
     measure(middles);
+    // A bent rim runs along the sheet's edge: one with fewer than
+    // BentRimCompany others within a target is a fold of noise, and counts
+    // for nothing. Looked up in cells a target wide, in index order.
+    std::vector<std::pair<std::uint64_t, std::uint32_t>> rims;
+    const auto cellOf = [&](const Vec& p, int dx, int dy, int dz) {
+        return CellKey(static_cast<std::int64_t>(std::floor(p.x / m_TargetLength)) + dx,
+                       static_cast<std::int64_t>(std::floor(p.y / m_TargetLength)) + dy,
+                       static_cast<std::int64_t>(std::floor(p.z / m_TargetLength)) + dz);
+    };
     for (std::size_t i = 0; i < samples.size(); ++i)
-        if ((i >= middles || !replaced[i]) && thin(i))
-            m_SizeSources.push_back(CSizeSource{samples[i].m_Point, ThinPartStretch * thickness[i]});
+        if ((i >= middles || !replaced[i]) && bentRim[i] && thin(i) && IsFinite(samples[i].m_Point))
+            rims.emplace_back(cellOf(samples[i].m_Point, 0, 0, 0), static_cast<std::uint32_t>(i));
+    std::sort(rims.begin(), rims.end());
+    std::vector<std::uint32_t> alone;
+    for (const auto& [cell, i] : rims) {
+        const Vec& p = samples[i].m_Point;
+        int company = 0;
+        for (int dx = -1; dx <= 1 && company < BentRimCompany; ++dx)
+            for (int dy = -1; dy <= 1 && company < BentRimCompany; ++dy)
+                for (int dz = -1; dz <= 1 && company < BentRimCompany; ++dz) {
+                    const std::uint64_t key = cellOf(p, dx, dy, dz);
+                    auto at = std::lower_bound(rims.begin(), rims.end(), std::make_pair(key, 0u));
+                    for (; at != rims.end() && at->first == key && company < BentRimCompany; ++at)
+                        if (at->second != i &&
+                            Squared(samples[at->second].m_Point - p) < m_TargetLength * m_TargetLength)
+                            ++company;
+                }
+        if (company < BentRimCompany)
+            alone.push_back(i);
+    }
+    for (const std::uint32_t i : alone)
+        thickness[i] = m_TargetLength;
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        if ((i >= middles || !replaced[i]) && thin(i)) {
+            m_SizeSources.push_back(CSizeSource{samples[i].m_Point, ThinPartStretch * thickness[i], bentRim[i] != 0});
+            m_HasBentRims = m_HasBentRims || bentRim[i];
+        }
 }
 
 double CEngine::SizeAt(const Vec& p) const {
@@ -745,6 +793,25 @@ double CEngine::SizeAt(const Vec& p) const {
         size = std::min(size, source.m_Gap + SizeGrading * std::sqrt(Squared(p - source.m_Point)));
     }
     return size;
+}
+
+bool CEngine::OnBentRim(const Vec& p) const {
+    if (!m_HasBentRims || m_SizeCells.empty() || !IsFinite(p))
+        return false;
+    const Vec d = (p - m_SizeOrigin) / m_SizeCell;
+    const std::uint64_t key =
+        CellKey(static_cast<std::int64_t>(std::floor(d.x)), static_cast<std::int64_t>(std::floor(d.y)),
+                static_cast<std::int64_t>(std::floor(d.z)));
+    const auto cell = std::lower_bound(m_SizeCells.begin(), m_SizeCells.end(), key);
+    if (cell == m_SizeCells.end() || *cell != key)
+        return false;
+    const std::size_t c = static_cast<std::size_t>(cell - m_SizeCells.begin());
+    for (std::uint32_t i = m_SizeCellStart[c]; i < m_SizeCellStart[c + 1]; ++i) {
+        const CSizeSource& source = m_SizeSources[m_SizeCellSources[i]];
+        if (source.m_BentRim && source.m_Gap + SizeGrading * std::sqrt(Squared(p - source.m_Point)) < m_TargetLength)
+            return true;
+    }
+    return false;
 }
 
 void CEngine::UpdateSizes() {
