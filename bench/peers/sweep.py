@@ -2775,6 +2775,140 @@ def heat_sink(fins, thickness, height, tip_facets, length):
     return prism(outline, length, "ears")
 
 
+# ---------------------------------------------------------------- uneven density: dense rims, decimated figures
+
+
+def rim_refined_cylinder(around, rings, rim_levels):
+    """An open cylinder of `around` sectors whose last rings double their
+    sectors and halve their spacing `rim_levels` times toward the top rim,
+    as a mesher refines near an edge it was told matters: the rim ring holds
+    2^rim_levels times a body ring's points."""
+    v, loops = [], []
+    step = 2 * math.pi / around
+    heights = [step * k for k in range(rings + 1)]
+    z = heights[-1]
+    counts = [around] * (rings + 1)
+    for k in range(1, rim_levels + 1):
+        z += step / 2 ** k
+        heights.append(z)
+        counts.append(around * 2 ** k)
+    for h, n in zip(heights, counts):
+        loops.append(list(range(len(v), len(v) + n)))
+        v += [(math.cos(a), math.sin(a), h) for a in (2 * math.pi * (np.arange(n) + 0.5 * (n == around)) / n)]
+    v = np.array(v)
+    f = []
+    for lo, hi in zip(loops, loops[1:]):
+        f += ring_strip(hi, lo, v, np.zeros(3))
+    c = np.array((0.0, 0.0, v[:, 2].mean()))
+    return v, orient_outwards(v - c, np.array(f))
+
+
+def fan_refine_rim(v, f, pieces):
+    """Each boundary edge split into `pieces`, the new points fanned from its
+    face's third corner: a rim far denser than the surface behind it, as a
+    boolean cut against a fine cutter or a stitched scan leaves it."""
+    v = [tuple(p) for p in np.asarray(v, float)]
+    f = np.asarray(f, int)
+    count = {}
+    for t in f:
+        for i in range(3):
+            a, b = t[i], t[(i + 1) % 3]
+            count[(min(a, b), max(a, b))] = count.get((min(a, b), max(a, b)), 0) + 1
+    out = []
+    for t in f:
+        rim = [i for i in range(3) if count[(min(t[i], t[(i + 1) % 3]), max(t[i], t[(i + 1) % 3]))] == 1]
+        if len(rim) != 1:
+            out.append(tuple(t))
+            continue
+        i = rim[0]
+        a, b, c = t[i], t[(i + 1) % 3], t[(i + 2) % 3]
+        pa, pb = np.array(v[a]), np.array(v[b])
+        chain = [a]
+        for k in range(1, pieces):
+            chain.append(len(v))
+            v.append(tuple(pa + (pb - pa) * k / pieces))
+        chain.append(b)
+        out += [(chain[k], chain[k + 1], c) for k in range(pieces)]
+    return np.array(v), np.array(out, int)
+
+
+def plane_cut_scan(levels, offset, pieces, seed):
+    """A bumpy scan cut by a plane through its faces (the cut faces split
+    where the plane crosses them: slivers where a corner lies near it), the
+    rim then fan-refined `pieces` times."""
+    v, f = icosphere(levels)
+    v = bumpy(v, 0.15, 4, seed)
+    n = np.array((0.3, 0.2, 1.0)) / np.linalg.norm((0.3, 0.2, 1.0))
+    s = v @ n - offset
+    v = [tuple(p) for p in v]
+    cut = {}
+
+    def point(a, b):
+        k = (min(a, b), max(a, b))
+        if k not in cut:
+            t = s[a] / (s[a] - s[b])
+            cut[k] = len(v)
+            v.append(tuple(np.array(v[a]) + t * (np.array(v[b]) - np.array(v[a]))))
+        return cut[k]
+
+    out = []
+    for t in f:
+        below = [s[x] < 0 for x in t]
+        if all(below):
+            out.append(tuple(t))
+        elif any(below):
+            i = [k for k in range(3) if below[k] != below[(k + 1) % 3] and below[k] != below[(k + 2) % 3]][0]
+            a, b, c = t[i], t[(i + 1) % 3], t[(i + 2) % 3]
+            p, q = point(a, b), point(a, c)
+            if below[i]:
+                out.append((a, p, q))
+            else:
+                out += [(p, b, c), (p, c, q)]
+    v, f = compact(np.array(v), np.array(out, int))
+    return fan_refine_rim(v, f, pieces) if pieces > 1 else (v, f)
+
+
+def decimated_figure(h, keep_faces):
+    """The limbed figure's iso-surface simplified by quadric edge collapse:
+    the body becomes a few large faces, fingers and limbs keep more, smaller
+    ones, and the mean edge lies far from most edges (the fingers are then
+    several times thinner than the target)."""
+    v, f = limbed_figure(h, 0.1, 0.045)
+    return quadric_decimate(v, f, keep_faces)
+
+
+def wrinkled_skin(h, folds, width, depth):
+    """A blob with skin folds: narrow grooves `width` wide and `depth` deep
+    cut around it (as at knuckles, necks and bellies), by marching
+    tetrahedra; the grooves narrower than the faces of the surface."""
+    def field(p):
+        body = ellipsoid_distance(p, (0, 0, 0), (1.0, 0.6, 0.6))
+        z = p[:, 0]
+        groove = np.zeros(len(p))
+        for k in range(folds):
+            c = -0.6 + 1.2 * k / max(folds - 1, 1)
+            groove = np.maximum(groove, depth * np.exp(-((z - c) / width) ** 2))
+        return body + groove
+
+    return marching_tetrahedra(field, np.array((-1.1, -0.7, -0.7)), np.array((1.1, 0.7, 0.7)), h)
+
+
+def eared_head(h, thickness):
+    """A head with two flat ears: thin sheets `thickness` thick with rounded
+    rims, blended on, by marching tetrahedra."""
+    def ear(p, c):
+        q = p - np.asarray(c, float)
+        d2 = np.linalg.norm(q[:, [0, 2]] / (0.22, 0.35), axis=1) - 1.0
+        flat = np.abs(q[:, 1]) - thickness / 2
+        return np.maximum(d2 * 0.22, flat)
+
+    def field(p):
+        return smooth_union([ellipsoid_distance(p, (0, 0, 0), (0.5, 0.55, 0.6)),
+                             ear(p, (0.0, 0.62, 0.25)), ear(p, (0.0, -0.62, 0.25))], 40.0)
+
+    return marching_tetrahedra(field, np.array((-0.6, -0.8, -0.7)), np.array((0.6, 0.8, 0.7)), h)
+
+
 def inputs():
     """(name, builder) for every input of the sweep."""
     soup_source = torus(24, 12)
@@ -3003,6 +3137,18 @@ def inputs():
     yield "heat sink, 8 fins 0.08 thick, round tips", lambda: heat_sink(8, 0.08, 1.0, 8, 1.0)
     yield "sheet 0.06 thick, half-round bead rim at 0.5x", lambda: rounded_slab((1.5, 1.0, 0.0), 0.03, 4), 0.5
     yield "sheet 0.06 thick, half-round bead rim at 2x", lambda: rounded_slab((1.5, 1.0, 0.0), 0.03, 4), 2.0
+    # uneven density: rims far denser than the surface, decimated figures, skin folds, flat ears
+    yield "cylinder 32, rim refined 4 times", lambda: rim_refined_cylinder(32, 10, 4)
+    yield "plane-cut scan", lambda: plane_cut_scan(4, 0.3, 1, 81)
+    yield "plane-cut scan, rim fanned 8 times", lambda: plane_cut_scan(4, 0.3, 8, 81)
+    yield "holes of sizes, rims fanned 6 times", lambda: fan_refine_rim(*holes_of_sizes(4, [0.05, 0.1, 0.2, 0.35], 82),
+                                                                        6)
+    yield "decimated figure 19k to 800", lambda: decimated_figure(0.06, 800)
+    yield "decimated quadruped 35k to 3k", lambda: quadric_decimate(*quadruped(0.035), 3000)
+    yield "decimated hand 18k to 2k", lambda: quadric_decimate(*close_fingers(0.04, 0.025), 2000)
+    yield "skin folds narrower than the faces", lambda: wrinkled_skin(0.05, 5, 0.03, 0.12)
+    yield "head with flat ears 0.04 thick", lambda: eared_head(0.03, 0.04)
+    yield "laser scan, noise 1 edge, pinholes", lambda: noisy_scan(5, 1.0, 14, 83)
 
 # ---------------------------------------------------------------- the runs
 
