@@ -352,7 +352,7 @@ constexpr double StripSplitFactor = 2.5;
 // A split joins its new vertex to the corners opposite the edge; a corner
 // that has gained this many edges in one split pass gains no more (see
 // CrowdsOpposite); a pass that halves every edge adds one per neighbour.
-constexpr std::uint16_t MaxSplitGain = 12;
+constexpr std::uint16_t MaxSplitGain = 24;
 // Two lines' vertices closer than this many collapse lengths merge wherever
 // the target is (see TryCollapse).
 constexpr double TinyEdgeFactor = 0.1;
