@@ -935,6 +935,10 @@ private:
     bool JoinedAcross(std::uint32_t g, std::uint32_t e) const;
     std::uint8_t SideOf(std::uint32_t g, const Vec& w) const;
     // The local target at p.
+    // The index of the sizing grid's cell that holds p, or NoSizeCell where
+    // no source reaches it.
+    static constexpr std::size_t NoSizeCell = static_cast<std::size_t>(-1);
+    std::size_t SizeCellAt(const Vec& p) const;
     double SizeAt(const Vec& p) const;
     // Whether a bent rim's source lowers the target at p.
     bool OnBentRim(const Vec& p) const;

@@ -776,17 +776,23 @@ void CEngine::AddThinPartSources(double floor) {
         }
 }
 
-double CEngine::SizeAt(const Vec& p) const {
+std::size_t CEngine::SizeCellAt(const Vec& p) const {
     if (m_SizeCells.empty() || !IsFinite(p))
-        return m_TargetLength;
+        return NoSizeCell;
     const Vec d = (p - m_SizeOrigin) / m_SizeCell;
     const std::uint64_t key =
         CellKey(static_cast<std::int64_t>(std::floor(d.x)), static_cast<std::int64_t>(std::floor(d.y)),
                 static_cast<std::int64_t>(std::floor(d.z)));
     const auto cell = std::lower_bound(m_SizeCells.begin(), m_SizeCells.end(), key);
     if (cell == m_SizeCells.end() || *cell != key)
+        return NoSizeCell;
+    return static_cast<std::size_t>(cell - m_SizeCells.begin());
+}
+
+double CEngine::SizeAt(const Vec& p) const {
+    const std::size_t c = SizeCellAt(p);
+    if (c == NoSizeCell)
         return m_TargetLength;
-    const std::size_t c = static_cast<std::size_t>(cell - m_SizeCells.begin());
     double size = m_TargetLength;
     for (std::uint32_t i = m_SizeCellStart[c]; i < m_SizeCellStart[c + 1]; ++i) {
         const CSizeSource& source = m_SizeSources[m_SizeCellSources[i]];
@@ -796,16 +802,9 @@ double CEngine::SizeAt(const Vec& p) const {
 }
 
 bool CEngine::OnBentRim(const Vec& p) const {
-    if (!m_HasBentRims || m_SizeCells.empty() || !IsFinite(p))
+    const std::size_t c = m_HasBentRims ? SizeCellAt(p) : NoSizeCell;
+    if (c == NoSizeCell)
         return false;
-    const Vec d = (p - m_SizeOrigin) / m_SizeCell;
-    const std::uint64_t key =
-        CellKey(static_cast<std::int64_t>(std::floor(d.x)), static_cast<std::int64_t>(std::floor(d.y)),
-                static_cast<std::int64_t>(std::floor(d.z)));
-    const auto cell = std::lower_bound(m_SizeCells.begin(), m_SizeCells.end(), key);
-    if (cell == m_SizeCells.end() || *cell != key)
-        return false;
-    const std::size_t c = static_cast<std::size_t>(cell - m_SizeCells.begin());
     for (std::uint32_t i = m_SizeCellStart[c]; i < m_SizeCellStart[c + 1]; ++i) {
         const CSizeSource& source = m_SizeSources[m_SizeCellSources[i]];
         if (source.m_BentRim && source.m_Gap + SizeGrading * std::sqrt(Squared(p - source.m_Point)) < m_TargetLength)
