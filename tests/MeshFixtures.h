@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdint>
 #include <map>
+#include <set>
 #include <type_traits>
 #include <unordered_map>
 #include <utility>
@@ -2422,11 +2423,11 @@ void MakeRoundedSlab(Mesh& mesh, std::array<double, 3> half = {1.5, 1.0, 0.0}, d
         return found.first->second;
     };
     std::vector<std::array<unsigned int, 3>> faces;
-    std::map<std::array<unsigned int, 3>, bool> seen;
+    std::set<std::array<unsigned int, 3>> seen;
     const auto face = [&](unsigned int a, unsigned int b, unsigned int c) {
         std::array<unsigned int, 3> key = {a, b, c};
         std::sort(key.begin(), key.end());
-        if (a != b && b != c && c != a && seen.emplace(key, true).second)
+        if (a != b && b != c && c != a && seen.insert(key).second)
             faces.push_back({a, b, c});
     };
     for (int axis = 0; axis < 3; ++axis)

@@ -1943,31 +1943,7 @@ def filleted_box(half, radius, fillet_cells):
     """A box with rounded edges and corners as a CAD tessellator writes it:
     each flat side one quad, each fillet a strip of `fillet_cells` long thin
     faces across, each corner a patch of the sphere."""
-    ts = [-half - radius] + [-half - radius + radius * (k / fillet_cells) for k in range(1, fillet_cells)] + \
-         [-half, half] + [half + radius * (k / fillet_cells) for k in range(1, fillet_cells)] + [half + radius]
-    ts = np.array(ts)
-    m = len(ts)
-    v, f = [], []
-    for axis in range(3):
-        for sign in (-1.0, 1.0):
-            u, w = [d for d in range(3) if d != axis]
-            base = len(v)
-            for j in range(m):
-                for i in range(m):
-                    q = np.zeros(3)
-                    q[axis] = sign * (half + radius)
-                    q[u], q[w] = ts[i], ts[j]
-                    inner = np.clip(q, -half, half)
-                    d = q - inner
-                    v.append(inner + radius * d / np.linalg.norm(d))
-            for j in range(m - 1):
-                for i in range(m - 1):
-                    a = base + j * m + i
-                    f += [(a, a + 1, a + m + 1), (a, a + m + 1, a + m)]
-    v = np.round(np.array(v), 12)
-    v, f = weld(v, f)
-    v, f = compact(v, f)
-    return v, fix_orientation(v, f)
+    return rounded_slab((half, half, half), radius, fillet_cells)
 
 
 def threaded_rod(sectors, per_pitch, turns, radius, depth, pitch):

@@ -199,22 +199,24 @@ void MakeRingLoft(ShapeMesh& mesh, const std::vector<double>& first, const std::
 // them): the lines' vertices side by side kept faces of under a degree
 // between them until they merged like corners.
 TEST(RemeshPreservingShape, ThinHullPartsOfLowPolygonModelsKeepWideFaces) {
+    // Remeshes the loft to `target` and returns the input it was.
+    const auto remeshed = [](ShapeMesh& mesh, double target) {
+        EXPECT_GT(EnclosedVolume(mesh), 0);
+        ShapeMesh input(mesh);
+        EXPECT_TRUE(mesh.RemeshPreservingShape(target));
+        EXPECT_TRUE(IsCleanResult(mesh, true));
+        return input;
+    };
     ShapeMesh tail;
     MakeRingLoft(tail, {110, 149, 158, 184, 245, 254}, {56, 93, 99, 140, 151, 191}, 0.04, 0.028, 0.67);
-    ASSERT_GT(EnclosedVolume(tail), 0);
-    const ShapeMesh tailInput(tail);
-    ASSERT_TRUE(tail.RemeshPreservingShape(0.257));
-    EXPECT_TRUE(IsCleanResult(tail, true));
+    const ShapeMesh tailInput = remeshed(tail, 0.257);
     EXPECT_LT(tail.m_Faces.GetCount(), 200u);
     EXPECT_GT(SmallestAngleInDegrees(tail), 1.0);
     EXPECT_LT(FarthestVertex(tail, tailInput), 0.04);
 
     ShapeMesh ear;
     MakeRingLoft(ear, {27, 27.05, 190, 194, 278, 346}, {12, 67, 205, 205.05, 220, 242}, 0.04, 0.028, 0.26);
-    ASSERT_GT(EnclosedVolume(ear), 0);
-    const ShapeMesh earInput(ear);
-    ASSERT_TRUE(ear.RemeshPreservingShape(0.247));
-    EXPECT_TRUE(IsCleanResult(ear, true));
+    const ShapeMesh earInput = remeshed(ear, 0.247);
     EXPECT_GT(SmallestAngleInDegrees(ear), 15.0);
     EXPECT_LT(FarthestVertex(ear, earInput), 0.02);
     EXPECT_LT(FarthestVertex(earInput, ear), 0.02);
