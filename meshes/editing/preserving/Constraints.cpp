@@ -23,6 +23,17 @@ constexpr double FlatFold = -0.9999;
 // neighbours; the projection follows the middle of its layers (see
 // CEngine::AcrossPleat).
 constexpr double TurnedOverCos = -0.98;
+// A face whose largest angle is wider than this cosine (160 degrees), far
+// narrower than the target across its longest side (FinWidthFactor targets)
+// and turned by the feature angle against all three of its neighbours is a
+// fin of the sampling, not a facet of the shape: where an iso-surface
+// crosses a grid plane a decimator leaves caps standing across the surface,
+// their apex a hair off their long side. Their normal says nothing of the
+// surface, and the creases found on them made two lines a hair apart on a
+// quadruped's leg that pinned a strip of zero-angle faces between them for
+// good.
+constexpr double FinCapCos = -0.94;
+constexpr double FinWidthFactor = 0.1;
 // A bend of exactly the feature angle is a feature: the sides of a regular
 // octagon, a chamfer of 45 degrees. Their normals' cosine lands on either side
 // of the angle's by rounding, which would keep some of a prism's edges and
@@ -119,13 +130,43 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
         }
         turnedOver[f] = over;
     }
+    // Nor does a fin (see FinCapCos).
+    std::vector<char> fin(features ? faces : 0, 0);
+    const double finWidth2 = FinWidthFactor * m_TargetLength * FinWidthFactor * m_TargetLength;
+#pragma omp parallel for schedule(static) if (turnedEntries >= ParallelFaces)
+    for (std::int64_t i = 0; i < turnedEntries; ++i) {
+        const std::uint32_t f = static_cast<std::uint32_t>(i);
+        if (frozenFace[f] || turnedOver[f] || !(Squared(normal[f]) > 0))
+            continue;
+        // The corner facing the longest side, and that side.
+        std::uint32_t apex = 3 * f;
+        double longest2 = 0;
+        for (std::uint32_t e = 3 * f; e < 3 * f + 3; ++e) {
+            const double side2 = Squared(place(Target(e)) - place(m_Corner[e]));
+            if (side2 > longest2) {
+                longest2 = side2;
+                apex = Prev(e);
+            }
+        }
+        const Vec &p = place(m_Corner[apex]), &q = place(m_Corner[Next(apex)]), &r = place(m_Corner[Prev(apex)]);
+        const Vec u = q - p, w = r - p;
+        if (!(u % w < FinCapCos * std::sqrt(Squared(u) * Squared(w))) || !(Squared(weighted[f]) < longest2 * finWidth2))
+            continue;
+        bool standing = true;
+        for (std::uint32_t e = 3 * f; e < 3 * f + 3 && standing; ++e) {
+            const std::uint32_t t = m_Twin[e];
+            standing =
+                t != None && !frozenFace[t / 3] && Squared(normal[t / 3]) > 0 && normal[f] % normal[t / 3] < cosFeature;
+        }
+        fin[f] = standing;
+    }
     std::vector<std::int8_t> crease(features ? halfEdges : 0, 0);
     const std::int64_t creaseEntries = static_cast<std::int64_t>(crease.size());
 #pragma omp parallel for schedule(static) if (creaseEntries >= 3 * ParallelFaces)
     for (std::int64_t i = 0; i < creaseEntries; ++i) {
         const std::uint32_t h = static_cast<std::uint32_t>(i);
         const std::uint32_t t = m_Twin[h];
-        if (t == None || t < h || turnedOver[h / 3] || turnedOver[t / 3])
+        if (t == None || t < h || turnedOver[h / 3] || turnedOver[t / 3] || fin[h / 3] || fin[t / 3])
             continue;
         const Vec &n1 = normal[h / 3], &n2 = normal[t / 3];
         if (Squared(n1) > 0 && Squared(n2) > 0 && n1 % n2 < cosFeature && n1 % n2 > FlatFold)
