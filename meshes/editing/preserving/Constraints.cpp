@@ -75,6 +75,16 @@ constexpr double CreaseScaleTurn = 0.5;
 // the rest of the result keeps 30).
 constexpr double RoughSideTurn = 3.0;
 constexpr double RoughScaleTurn = 60.0;
+// How far around a vertex, in target lengths, the turn of a blunt tip is
+// summed, and at most how many vertices (see MarkBluntTips).
+constexpr double BluntTipReach = 0.5;
+constexpr std::size_t BluntTipPatch = 64;
+// A blunt tip's turn lies around a point: the deficit-weighted spread of its
+// patch's vertices across the mean normal is at least this share as wide
+// one way as the other. Along the flat end of a half cylinder 1.1 targets
+// across (its rim, no line) it is 0.0006; on the tips of decimated limbs it
+// runs from 0.17 to 0.94.
+constexpr double BluntTipRoundness = 0.05;
 
 }  // namespace
 
@@ -471,6 +481,7 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
             if (std::fabs(2 * Pi - AngleSum(v)) > limit)
                 m_Flags[v] |= Fixed | Corner;
         }
+        MarkBluntTips(limit);
     }
     for (const std::uint32_t v : m_FanVertices)
         m_Flags[v] = static_cast<std::uint8_t>((m_Flags[v] & ~Sliding) | Fixed | Corner);
@@ -503,6 +514,136 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     }
 
     BuildReference(frozenFace, first, turnedOver);
+}
+
+// The end of a limb thinner than the target (a tail, an ear) is no cone:
+// its rounding spreads the turn of a tip over the handful of vertices within
+// a fraction of a target of it, none of which closes short enough to count
+// (a quadruped's tail 0.45 targets across ends in eight vertices whose angle
+// sums run from 277 to 332 degrees). At the target's scale it is a tip all
+// the same, and nothing held it: every collapse there took its end vertex
+// onto a neighbour further in and every relaxation moved the next one
+// inwards, two targets off the tail's length after five iterations. Where
+// the angle deficits of the free vertices within BluntTipReach targets of a
+// vertex sum to more than a cone's limit and at most a full turn, and no
+// patch within a target of it sums to more, the patch's vertex that reaches
+// farthest out along its mean normal is kept as a tip. A smooth surface
+// gathers that much turn only over a patch of radius 0.8 times its own
+// curvature radius: a limb or a bump under 1.3 targets across. Left alone:
+// noise (a jittered or scanned surface turns both ways by turns and sums to
+// little); a spike (one vertex that closes short on its own, a cone's tip
+// already); a patch that meets a line or a fixed vertex (a machined part,
+// held by its lines); a fixed vertex within a target (a tip kept already: a
+// second corner on the side of a decimated ear below its cone tip folded
+// the faces between them); a part that lies whole within a target (debris,
+// which the collapses take down whole); and a patch whose turn lies along a
+// curve rather than around a point (see BluntTipRoundness).
+void CEngine::MarkBluntTips(double limit) {
+    const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
+    const double reach2 = BluntTipReach * m_TargetLength * BluntTipReach * m_TargetLength;
+    // The vertices within reach of v along edges, v first; escaped tells
+    // whether an edge leads out of reach. Strict: false where the patch
+    // meets a vertex that is constrained, open or non-manifold. Either way
+    // false where it grows past BluntTipPatch.
+    const auto gather = [&](std::uint32_t v, std::vector<std::uint32_t>& patch, double within2, bool strict,
+                            bool& escaped) {
+        patch.assign(1, v);
+        escaped = false;
+        if (strict && (m_Flags[v] || m_Out[v] == None || IsOpen(v)))
+            return false;
+        const Vec& at = m_Position[v];
+        bool usable = true;
+        for (std::size_t k = 0; k < patch.size() && usable; ++k)
+            ForEachNeighbour(patch[k], [&](std::uint32_t w, std::uint32_t) {
+                if (!usable || std::find(patch.begin(), patch.end(), w) != patch.end())
+                    return;
+                if (!(Squared(m_Position[w] - at) <= within2)) {
+                    escaped = true;
+                    return;
+                }
+                const bool constrained =
+                    (m_Flags[w] & (Deleted | Fixed | Sliding | NonManifold)) || m_Out[w] == None || IsOpen(w);
+                if ((strict && constrained) || patch.size() >= BluntTipPatch) {
+                    usable = false;
+                    return;
+                }
+                patch.push_back(w);
+            });
+        return usable && patch.size() >= 2;
+    };
+    const auto deficitAt = [&](std::uint32_t w) { return 2 * Pi - AngleSum(w); };
+    std::vector<double> deficit(vertexCount, -1.0);
+    std::vector<std::uint32_t> tip(vertexCount, None);
+    // Each vertex reads flags and positions only and writes its own entries
+    // (the second loop reads the deficits the first one finished).
+    const std::int64_t vertices = static_cast<std::int64_t>(vertexCount);
+#pragma omp parallel if (vertices >= ParallelVertices)
+    {
+        std::vector<std::uint32_t> patch;
+        bool escaped = false;
+#pragma omp for schedule(dynamic, 4096)
+        for (std::int64_t i = 0; i < vertices; ++i) {
+            const std::uint32_t v = static_cast<std::uint32_t>(i);
+            if (!gather(v, patch, reach2, true, escaped))
+                continue;
+            double sum = 0;
+            for (const std::uint32_t w : patch)
+                sum += deficitAt(w);
+            deficit[v] = sum;
+        }
+#pragma omp for schedule(dynamic, 4096)
+        for (std::int64_t i = 0; i < vertices; ++i) {
+            const std::uint32_t v = static_cast<std::uint32_t>(i);
+            if (!(deficit[v] > limit && deficit[v] <= 2 * Pi))
+                continue;
+            if (gather(v, patch, 4 * reach2, false, escaped) && !escaped)
+                continue;
+            bool most = true;
+            for (const std::uint32_t w : patch)
+                most =
+                    most && !(m_Flags[w] & Fixed) && (deficit[w] < deficit[v] || (deficit[w] == deficit[v] && w >= v));
+            if (!most)
+                continue;
+            gather(v, patch, reach2, true, escaped);
+            Vec normal(0, 0, 0);
+            for (const std::uint32_t w : patch)
+                ForEachOutgoing(w, [&](std::uint32_t e) {
+                    normal += (m_Position[Target(e)] - m_Position[w]) * (m_Position[m_Corner[Prev(e)]] - m_Position[w]);
+                });
+            std::uint32_t farthest = v;
+            for (const std::uint32_t w : patch)
+                if (m_Position[w] % normal > m_Position[farthest] % normal)
+                    farthest = w;
+            // The deficit-weighted spread of the patch across the normal, as
+            // the smaller over the larger eigenvalue of its 2x2 covariance.
+            normal.Normalise();
+            Vec across = std::fabs(normal.x) < 0.6 ? Vec(1, 0, 0) : Vec(0, 1, 0);
+            across = across - normal * (across % normal);
+            across.Normalise();
+            const Vec other = normal * across;
+            double weight = 0, su = 0, sw = 0, suu = 0, suw = 0, sww = 0;
+            for (const std::uint32_t w : patch) {
+                const double d = std::max(0.0, deficitAt(w));
+                const Vec p = m_Position[w] - m_Position[v];
+                const double a = p % across, b = p % other;
+                weight += d;
+                su += d * a;
+                sw += d * b;
+                suu += d * a * a;
+                suw += d * a * b;
+                sww += d * b * b;
+            }
+            su /= weight;
+            sw /= weight;
+            const double cuu = suu / weight - su * su, cww = sww / weight - sw * sw, cuw = suw / weight - su * sw;
+            const double mid = 0.5 * (cuu + cww), half = std::sqrt(0.25 * (cuu - cww) * (cuu - cww) + cuw * cuw);
+            if ((mid - half) >= BluntTipRoundness * (mid + half))
+                tip[v] = farthest;
+        }
+    }
+    for (std::uint32_t v = 0; v < vertexCount; ++v)
+        if (tip[v] != None)
+            m_Flags[tip[v]] |= Fixed | Corner;
 }
 
 // The tip of a needle (a spike of a scan, a pointed pin) closes after less

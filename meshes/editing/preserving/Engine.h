@@ -794,6 +794,9 @@ private:
     // Drops the feature-line edges (still Pending) that end at the tip of a
     // needle (see NeedleTipTurn).
     void DropLinesAtNeedleTips();
+    // Makes the tip of each limb thinner than the target a corner, given the
+    // cone tips' limit on a vertex's angle deficit (see MarkBluntTips).
+    void MarkBluntTips(double limit);
     // Makes the vertex at the tip of each hairpin bend of a feature line a
     // corner (see HairpinTurn), given the constraint edges at each vertex.
     // Chains of edges between two such corners (see NoseChainAngle) join
