@@ -7,7 +7,9 @@
 #include <cmath>
 #include <cstdint>
 #include <map>
+#include <queue>
 #include <set>
+#include <tuple>
 #include <type_traits>
 #include <unordered_map>
 #include <utility>
@@ -1030,6 +1032,144 @@ void MakeEaredAnimal(Mesh& mesh, int cells = 83) {
         return least - std::log(sum) / sharpness;
     };
     MakeImplicitSurface(mesh, field, cells, -1.45, 1.45);
+}
+
+// The mesh simplified to `keepFaces` faces by greedy edge collapse in order
+// of the quadric error of the planes around each vertex, the survivor at the
+// cheaper end (as decimators that keep input points do): few vertices where
+// the surface is flat, long slivers along the directions of least curvature,
+// and, on an iso-surface, caps standing across the surface where it crosses a
+// grid plane. A collapse must keep the edge's two faces the only ones its
+// ends share and turn no other face by more than about 78 degrees. The mesh
+// must be closed and manifold.
+template <typename Mesh>
+void DecimateByQuadrics(Mesh& mesh, unsigned int keepFaces) {
+    typedef std::array<double, 3> P;
+    typedef std::array<double, 10> Quadric;  // the upper triangle of a 4 x 4
+    const unsigned int count = mesh.m_Vertices.GetCount();
+    std::vector<P> v(count);
+    for (unsigned int i = 0; i < count; ++i)
+        v[i] = {double(mesh.m_Vertices[i].m_Position.x), double(mesh.m_Vertices[i].m_Position.y),
+                double(mesh.m_Vertices[i].m_Position.z)};
+    std::vector<std::array<unsigned int, 3>> f(mesh.m_Faces.GetCount());
+    for (unsigned int t = 0; t < f.size(); ++t)
+        for (int k = 0; k < 3; ++k)
+            f[t][k] = static_cast<unsigned int>(mesh.m_Faces[t].m_Corners[k]);
+    const auto normal = [&](const P& a, const P& b, const P& c) {
+        const P u{b[0] - a[0], b[1] - a[1], b[2] - a[2]}, w{c[0] - a[0], c[1] - a[1], c[2] - a[2]};
+        return P{u[1] * w[2] - u[2] * w[1], u[2] * w[0] - u[0] * w[2], u[0] * w[1] - u[1] * w[0]};
+    };
+    const auto dot = [](const P& a, const P& b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; };
+    std::vector<Quadric> quadric(count, Quadric{});
+    std::vector<std::set<unsigned int>> ring(count);
+    for (unsigned int t = 0; t < f.size(); ++t) {
+        P n = normal(v[f[t][0]], v[f[t][1]], v[f[t][2]]);
+        const double length = std::sqrt(dot(n, n));
+        for (double& x : n)
+            x /= length;
+        const double p[4] = {n[0], n[1], n[2], -dot(n, v[f[t][0]])};
+        for (const unsigned int x : f[t]) {
+            for (int i = 0, k = 0; i < 4; ++i)
+                for (int j = i; j < 4; ++j)
+                    quadric[x][k++] += p[i] * p[j];
+            ring[x].insert(t);
+        }
+    }
+    // The error at s of the planes of both ends, and the cheaper end first.
+    const auto cost = [&](unsigned int a, unsigned int b) {
+        Quadric q = quadric[a];
+        for (int k = 0; k < 10; ++k)
+            q[k] += quadric[b][k];
+        std::tuple<double, unsigned int, unsigned int> best{0.0, 0u, 0u};
+        bool first = true;
+        for (const auto& [s, r] : {std::make_pair(a, b), std::make_pair(b, a)}) {
+            const double h[4] = {v[s][0], v[s][1], v[s][2], 1.0};
+            double e = 0;
+            for (int i = 0, k = 0; i < 4; ++i)
+                for (int j = i; j < 4; ++j)
+                    e += (i == j ? 1.0 : 2.0) * q[k++] * h[i] * h[j];
+            if (first || e < std::get<0>(best))
+                best = {e, s, r};
+            first = false;
+        }
+        return best;
+    };
+    typedef std::tuple<double, unsigned int, unsigned int> Entry;
+    std::priority_queue<Entry, std::vector<Entry>, std::greater<Entry>> heap;
+    for (const auto& t : f)
+        for (int k = 0; k < 3; ++k)
+            if (t[k] < t[(k + 1) % 3])
+                heap.push(cost(t[k], t[(k + 1) % 3]));
+    std::vector<char> alive(f.size(), 1);
+    const auto neighbours = [&](unsigned int x) {
+        std::set<unsigned int> out;
+        for (const unsigned int t : ring[x])
+            out.insert(f[t].begin(), f[t].end());
+        out.erase(x);
+        return out;
+    };
+    std::size_t faces = f.size();
+    while (faces > keepFaces && !heap.empty()) {
+        const auto [e, s, r] = heap.top();
+        heap.pop();
+        if (ring[s].empty() || ring[r].empty())
+            continue;
+        std::vector<unsigned int> shared;
+        for (const unsigned int t : ring[r])
+            if (f[t][0] == s || f[t][1] == s || f[t][2] == s)
+                shared.push_back(t);
+        if (shared.size() != 2)
+            continue;
+        const std::set<unsigned int> ns = neighbours(s), nr = neighbours(r);
+        std::size_t common = 0;
+        for (const unsigned int x : ns)
+            common += nr.count(x);
+        if (common != 2)
+            continue;
+        const Entry fresh = cost(s, r);
+        if (std::fabs(std::get<0>(fresh) - e) > 1e-12 * (1 + std::fabs(e))) {
+            heap.push(fresh);
+            continue;
+        }
+        bool flips = false;
+        for (const unsigned int t : ring[r]) {
+            if (t == shared[0] || t == shared[1])
+                continue;
+            P corner[3];
+            for (int k = 0; k < 3; ++k)
+                corner[k] = v[f[t][k] == r ? s : f[t][k]];
+            const P m = normal(corner[0], corner[1], corner[2]), old = normal(v[f[t][0]], v[f[t][1]], v[f[t][2]]);
+            if (dot(m, old) <= 0.2 * std::sqrt(dot(m, m) * dot(old, old))) {
+                flips = true;
+                break;
+            }
+        }
+        if (flips)
+            continue;
+        for (const unsigned int t : shared) {
+            alive[t] = 0;
+            for (const unsigned int x : f[t])
+                ring[x].erase(t);
+            --faces;
+        }
+        for (const unsigned int t : ring[r]) {
+            for (unsigned int& x : f[t])
+                if (x == r)
+                    x = s;
+            ring[s].insert(t);
+        }
+        ring[r].clear();
+        for (int k = 0; k < 10; ++k)
+            quadric[s][k] += quadric[r][k];
+        for (const unsigned int x : neighbours(s))
+            heap.push(cost(s, x));
+    }
+    std::vector<std::array<unsigned int, 3>> kept;
+    for (unsigned int t = 0; t < f.size(); ++t)
+        if (alive[t])
+            kept.push_back(f[t]);
+    mesh = Mesh();
+    AddUsedTables(mesh, v, kept);
 }
 
 // A unit latitude-longitude sphere as a CAD export tessellates it: `rings`
