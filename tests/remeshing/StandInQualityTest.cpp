@@ -1026,14 +1026,16 @@ TEST(StandInQualityFine, FanFilledFlapsLeaveTheResultBetweenTheirLayers) {
 // strip refined to its width (see StripWidthFactor): 31 or 32 vertices a
 // rim, 30.0 degrees, 0.05 / 0.07 targets from the input each way (before,
 // 10 or 11 a rim and 20.2 degrees, a rim's vertex facing the one across).
-// At 2 times the annuli lie under the corner merge: 6 to 10 a rim, 12.1
-// degrees and at most a folded edge.
+// At 2 times the annuli lie under the corner merge, above the strip's floor
+// there (see StripFloorFactor), and are refined to their width too: 30 to 32
+// vertices a rim, 23.5 degrees, 0.05 / 0.24 targets (before, at the close-wall
+// spacing, 6 to 10 a rim and 12.1 degrees, a folded edge allowed).
 TEST(StandInQualityFine, PipeElbowEndAnnuliKeepBothRims) {
     struct SCase {
         double m_Relative, m_MinAngle, m_To;
         unsigned int m_Folds, m_RimVertices;
     };
-    for (const SCase& c : {SCase{1.0, 28.0, 0.12, 0, 26}, SCase{2.0, 7.5, 0.3, 1, 3}}) {
+    for (const SCase& c : {SCase{1.0, 28.0, 0.12, 0, 26}, SCase{2.0, 21.0, 0.27, 0, 26}}) {
         ShapeMesh mesh;
         MakePipeElbow(mesh);
         ASSERT_EQ(mesh.m_Faces.GetCount(), 1920u);

@@ -299,6 +299,19 @@ constexpr double StripReach = 0.5;
 // one as thin all round (a square strand of hair, each side a strip between
 // two creases: refined, the hair kept 604 folded edges where it kept 583).
 constexpr double StripBeyondFactor = 2.0;
+// Such a strip under the corner merge down to this many targets wide, both
+// rims' edges shorter than the merge, is refined to its width as well (the
+// same pipe's end annulus at twice its mean edge, 0.17 targets wide between
+// 32-gons whose edges are as long as it is wide). At the close-wall spacing
+// (see CloseWallSpacing) its rims' edges grew to three times its width, and
+// the faces across it fell to 12 degrees, 4.4 % of the diagonal off the
+// input. Narrower strips keep that spacing: a lathe's foot band 0.12 targets
+// tall, refined to its width, took twice the wine glass's faces, and the
+// glass's rim and stem lost 9 and 4 degrees. Where a rim's edges reach past
+// the merge (two creases of a low-poly animal 0.18 targets apart, one edge
+// 1.75 times that long), the strip is no such end annulus and keeps it too:
+// refined there, the animal folded at two more edges.
+constexpr double StripFloorFactor = 0.15;
 
 // A part thinner than the target all round (a stem, a tail, a strand, a
 // link of a chain), coarsened to the target, kept fewer than three vertices

@@ -263,6 +263,7 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
     const double wall2 = target2 / (ThinWallStretch * ThinWallStretch), stagger2 = StaggerLengths * StaggerLengths;
     const double boxed2 = 4 * ThinWallStretch * ThinWallStretch;
     const double strip2 = StripReach * StripReach * target2, facing2 = FacingLengths * FacingLengths;
+    const double stripFloor2 = StripFloorFactor * StripFloorFactor * target2;
     // The normal of half-edge h's face, not made unit.
     const auto faceNormal = [&](std::uint32_t h) {
         const Vec& a = m_Position[m_Corner[h]];
@@ -339,8 +340,16 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                                 // looked like a strip half a target wide).
                                 const Vec across = px + other * s - p;
                                 const double lengthwise = across % along;
-                                if (s2 >= merge2 && s2 < strip2 && Squared(along) < facing2 * s2 &&
-                                    other2 < facing2 * s2 && lengthwise * lengthwise < 0.25 * s2 * Squared(along)) {
+                                // Under the corner merge only a strip whose
+                                // rims are finer than the merge (see
+                                // StripFloorFactor); one that fails the
+                                // strip's tests there is still measured as a
+                                // close wall below.
+                                const bool underMerge = s2 < merge2;
+                                if ((!underMerge ||
+                                     (s2 >= stripFloor2 && Squared(along) < merge2 && other2 < merge2)) &&
+                                    s2 < strip2 && Squared(along) < facing2 * s2 && other2 < facing2 * s2 &&
+                                    lengthwise * lengthwise < 0.25 * s2 * Squared(along)) {
                                     const double ra = Squared((pa - px) * other), rb = Squared((pb - px) * other);
                                     const std::uint8_t side = SideOf(edges[i], across);
                                     const std::uint32_t beyond = side == 1 ? m_Twin[edges[i]] : edges[i];
@@ -356,8 +365,10 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                                              StripBeyondFactor * StripBeyondFactor * s2 * Squared(along))) {
                                         closeGap = std::min(closeGap, StripWidthFactor * std::sqrt(s2));
                                         closeSides[i] |= side;
+                                        continue;
                                     }
-                                    continue;
+                                    if (!underMerge)
+                                        continue;
                                 }
                                 if (s2 < merge2 && s2 >= wallFloor2 && Squared(along) < merge2 && other2 < merge2 &&
                                     !(Squared(along) > FacingLengths * FacingLengths * s2 &&
