@@ -262,6 +262,16 @@ constexpr double StaggerLengths = 3.4641016151377544;
 // both sides of every crease) and a membrane's two sheets (joined only far
 // off, at their outer rim) stay as they were.
 constexpr double MinWallFactor = 0.05;
+// Such a wall may also be one whose two lines bound faces in one plane (see
+// FlatAcross), though no face joins them: the web of a sheet-metal bracket
+// 0.095 targets thick, its section's cap clipped ear by ear into long slivers
+// that run from the web to the bends. Unrefined, the web's ends kept edges
+// seven times their width (10.6 degrees). A membrane's two sheets lie in
+// parallel planes, a gap apart, and strands of hair turn their faces apart.
+// In one plane: the faces' normals within a degree, and the other line's ends
+// off the plane by under this share of their distance from the edge.
+constexpr double FlatAcrossCos = 0.9998476951563913;
+constexpr double FlatAcrossShare = 0.01;
 // Two different lines of sliding vertices closer than the corner merge,
 // back to back, whose edges are shorter than the merge and than
 // FacingLengths times their distance (the rims of a lathe's flat annulus
@@ -946,6 +956,9 @@ private:
     bool BackToBack(std::uint32_t g, std::uint32_t e) const;
     // Whether a face of line edge g or e has its third corner on the other.
     bool JoinedAcross(std::uint32_t g, std::uint32_t e) const;
+    // Whether a face of line edge g and one of e lie in one plane (see
+    // FlatAcrossCos).
+    bool FlatAcross(std::uint32_t g, std::uint32_t e) const;
     std::uint8_t SideOf(std::uint32_t g, const Vec& w) const;
     // The local target at p.
     // The index of the sizing grid's cell that holds p, or NoSizeCell where

@@ -160,6 +160,30 @@ bool CEngine::BackToBack(std::uint32_t g, std::uint32_t e) const {
     return false;
 }
 
+bool CEngine::FlatAcross(std::uint32_t g, std::uint32_t e) const {
+    const auto normal = [&](std::uint32_t h) {
+        const Vec& a = m_Position[m_Corner[h]];
+        const Vec n = (m_Position[Target(h)] - a) * (m_Position[m_Corner[Prev(h)]] - a);
+        const double length2 = Squared(n);
+        return length2 > 0 ? n / std::sqrt(length2) : Vec(0, 0, 0);
+    };
+    const Vec &ga = m_Position[m_Corner[g]], &gb = m_Position[Target(g)];
+    const Vec &ea = m_Position[m_Corner[e]], &eb = m_Position[Target(e)];
+    const Vec middle = (ga + gb) * 0.5;
+    const double reach2 = std::min(Squared(ea - middle), Squared(eb - middle));
+    for (const std::uint32_t h : {g, m_Twin[g]})
+        for (const std::uint32_t k : {e, m_Twin[e]}) {
+            if (h == None || k == None)
+                continue;
+            const Vec n = normal(h);
+            const double offA = (ea - ga) % n, offB = (eb - ga) % n;
+            if (n % normal(k) > FlatAcrossCos && FlatAcrossShare * FlatAcrossShare * reach2 > offA * offA &&
+                FlatAcrossShare * FlatAcrossShare * reach2 > offB * offB)
+                return true;
+        }
+    return false;
+}
+
 bool CEngine::JoinedAcross(std::uint32_t g, std::uint32_t e) const {
     const auto reaches = [&](std::uint32_t h, std::uint32_t k) {
         for (const std::uint32_t side : {h, m_Twin[h]})
@@ -419,11 +443,13 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                                 gap = std::min(gap, std::sqrt(d2));
                             else if (d2 < merge2 || staggered) {
                                 // Under the floor only a wall of one row of
-                                // faces between long edges, with a wide face
-                                // beyond it (a hole's side in a thin plate).
+                                // faces, or of faces in one plane, between
+                                // long edges, with a wide face beyond it (a
+                                // hole's side in a thin plate).
                                 const bool deep = d2 >= floor2;
-                                if (!deep && !(d2 >= wallFloor2 && Squared(along) > stagger2 * d2 &&
-                                               other2 > stagger2 * d2 && JoinedAcross(edges[i], e)))
+                                if (!deep &&
+                                    !(d2 >= wallFloor2 && Squared(along) > stagger2 * d2 && other2 > stagger2 * d2 &&
+                                      (JoinedAcross(edges[i], e) || FlatAcross(edges[i], e))))
                                     continue;
                                 const double ra = Squared((pa - px) * other), rb = Squared((pb - px) * other);
                                 if (!(std::min(ra, rb) * WallEvenness * WallEvenness > std::max(ra, rb)) ||
