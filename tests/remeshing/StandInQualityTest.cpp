@@ -1026,14 +1026,16 @@ TEST(StandInQualityFine, FanFilledFlapsLeaveTheResultBetweenTheirLayers) {
 // strip refined to its width (see StripWidthFactor): 31 or 32 vertices a
 // rim, 30.0 degrees, 0.05 / 0.07 targets from the input each way (before,
 // 10 or 11 a rim and 20.2 degrees, a rim's vertex facing the one across).
-// At 2 times the annuli lie under the corner merge: 6 to 10 a rim, 12.1
-// degrees and at most a folded edge.
+// At 2 times the annuli lie under the corner merge, above the strip's floor
+// there (see StripFloorFactor), and are refined to their width too: 30 to 32
+// vertices a rim, 23.5 degrees, 0.05 / 0.24 targets (before, at the close-wall
+// spacing, 6 to 10 a rim and 12.1 degrees, a folded edge allowed).
 TEST(StandInQualityFine, PipeElbowEndAnnuliKeepBothRims) {
     struct SCase {
         double m_Relative, m_MinAngle, m_To;
         unsigned int m_Folds, m_RimVertices;
     };
-    for (const SCase& c : {SCase{1.0, 28.0, 0.12, 0, 26}, SCase{2.0, 7.5, 0.3, 1, 3}}) {
+    for (const SCase& c : {SCase{1.0, 28.0, 0.12, 0, 26}, SCase{2.0, 21.0, 0.27, 0, 26}}) {
         ShapeMesh mesh;
         MakePipeElbow(mesh);
         ASSERT_EQ(mesh.m_Faces.GetCount(), 1920u);
@@ -1063,6 +1065,48 @@ TEST(StandInQualityFine, PipeElbowEndAnnuliKeepBothRims) {
                 EXPECT_GE(onRim[e][r], c.m_RimVertices) << c.m_Relative << " end " << e << " rim " << r;
         EXPECT_TRUE(SameResult(mesh, two)) << c.m_Relative;
     }
+}
+
+// A sheet-metal Z bracket 0.1 thick as a closed solid: its section (two
+// flanges and a web joined by bends of six facets, inner radius 0.15)
+// extruded 2, each cap clipped ear by ear into long slivers across the
+// sheet. At its mean edge the web's section is a wall 0.095 targets wide
+// between lines 1.25 long, under the sizing's floor; the ear-clipped cap joins
+// no face across it, so it set no target, and the web's ends kept edges of
+// 0.7 across 0.1: 8.6 degrees, the input 0.16 targets from the result. Both
+// sides' faces lie in the cap's plane (see FlatAcrossCos): the wall is refined
+// to its stretched width, 14.2 degrees and 0.11 targets, no fold.
+TEST(StandInQualityFine, EarClippedBracketsThinWebSetsItsTarget) {
+    std::vector<std::array<double, 2>> outline;
+    const double t = 0.1, ri = 0.15, cx = 2.0 + ri + t + ri;
+    const auto arc = [&](double x, double y, double r, double a0, double a1) {
+        for (int k = 0; k <= 6; ++k) {
+            const double a = a0 + (a1 - a0) * k / 6;
+            const std::array<double, 2> p = {x + r * std::cos(a), y + r * std::sin(a)};
+            if (outline.empty() || std::hypot(p[0] - outline.back()[0], p[1] - outline.back()[1]) > 1e-9)
+                outline.push_back(p);
+        }
+    };
+    outline.push_back({0.0, 0.0});
+    arc(2.0, ri + t, ri + t, -Pi / 2, 0.0);
+    arc(cx, 1.5, ri, Pi, Pi / 2);
+    outline.push_back({4.0, 1.5 + ri});
+    outline.push_back({4.0, 1.5 + ri + t});
+    arc(cx, 1.5, ri + t, Pi / 2, Pi);
+    arc(2.0, ri + t, ri, 0.0, -Pi / 2);
+    outline.push_back({0.0, t});
+    ShapeMesh mesh;
+    AddEarClippedPrism(mesh, outline, 2.0);
+    const ShapeMesh input(mesh);
+    const double target = MeanEdge(input);
+    ShapeMesh two(mesh);
+    ASSERT_TRUE(RemeshOnOneAndTwoThreads(mesh, two, target));
+    EXPECT_TRUE(IsCleanResult(mesh, true));
+    EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 12.5);
+    EXPECT_LT(FarthestVertex(mesh, input), 0.05 * target);
+    EXPECT_LT(FarthestVertex(input, mesh), 0.13 * target);
+    EXPECT_TRUE(SameResult(mesh, two));
 }
 
 namespace {

@@ -262,6 +262,16 @@ constexpr double StaggerLengths = 3.4641016151377544;
 // both sides of every crease) and a membrane's two sheets (joined only far
 // off, at their outer rim) stay as they were.
 constexpr double MinWallFactor = 0.05;
+// Such a wall may also be one whose two lines bound faces in one plane (see
+// FlatAcross), though no face joins them: the web of a sheet-metal bracket
+// 0.095 targets thick, its section's cap clipped ear by ear into long slivers
+// that run from the web to the bends. Unrefined, the web's ends kept edges
+// seven times their width (10.6 degrees). A membrane's two sheets lie in
+// parallel planes, a gap apart, and strands of hair turn their faces apart.
+// In one plane: the faces' normals within a degree, and the other line's ends
+// off the plane by under this share of their distance from the edge.
+constexpr double FlatAcrossCos = 0.9998476951563913;
+constexpr double FlatAcrossShare = 0.01;
 // Two different lines of sliding vertices closer than the corner merge,
 // back to back, whose edges are shorter than the merge and than
 // FacingLengths times their distance (the rims of a lathe's flat annulus
@@ -299,6 +309,19 @@ constexpr double StripReach = 0.5;
 // one as thin all round (a square strand of hair, each side a strip between
 // two creases: refined, the hair kept 604 folded edges where it kept 583).
 constexpr double StripBeyondFactor = 2.0;
+// Such a strip under the corner merge down to this many targets wide, both
+// rims' edges shorter than the merge, is refined to its width as well (the
+// same pipe's end annulus at twice its mean edge, 0.17 targets wide between
+// 32-gons whose edges are as long as it is wide). At the close-wall spacing
+// (see CloseWallSpacing) its rims' edges grew to three times its width, and
+// the faces across it fell to 12 degrees, 4.4 % of the diagonal off the
+// input. Narrower strips keep that spacing: a lathe's foot band 0.12 targets
+// tall, refined to its width, took twice the wine glass's faces, and the
+// glass's rim and stem lost 9 and 4 degrees. Where a rim's edges reach past
+// the merge (two creases of a low-poly animal 0.18 targets apart, one edge
+// 1.75 times that long), the strip is no such end annulus and keeps it too:
+// refined there, the animal folded at two more edges.
+constexpr double StripFloorFactor = 0.15;
 
 // A part thinner than the target all round (a stem, a tail, a strand, a
 // link of a chain), coarsened to the target, kept fewer than three vertices
@@ -936,6 +959,9 @@ private:
     bool BackToBack(std::uint32_t g, std::uint32_t e) const;
     // Whether a face of line edge g or e has its third corner on the other.
     bool JoinedAcross(std::uint32_t g, std::uint32_t e) const;
+    // Whether a face of line edge g and one of e lie in one plane (see
+    // FlatAcrossCos).
+    bool FlatAcross(std::uint32_t g, std::uint32_t e) const;
     std::uint8_t SideOf(std::uint32_t g, const Vec& w) const;
     // The local target at p.
     // The index of the sizing grid's cell that holds p, or NoSizeCell where

@@ -160,6 +160,30 @@ bool CEngine::BackToBack(std::uint32_t g, std::uint32_t e) const {
     return false;
 }
 
+bool CEngine::FlatAcross(std::uint32_t g, std::uint32_t e) const {
+    const auto normal = [&](std::uint32_t h) {
+        const Vec& a = m_Position[m_Corner[h]];
+        const Vec n = (m_Position[Target(h)] - a) * (m_Position[m_Corner[Prev(h)]] - a);
+        const double length2 = Squared(n);
+        return length2 > 0 ? n / std::sqrt(length2) : Vec(0, 0, 0);
+    };
+    const Vec &ga = m_Position[m_Corner[g]], &gb = m_Position[Target(g)];
+    const Vec &ea = m_Position[m_Corner[e]], &eb = m_Position[Target(e)];
+    const Vec middle = (ga + gb) * 0.5;
+    const double reach2 = std::min(Squared(ea - middle), Squared(eb - middle));
+    for (const std::uint32_t h : {g, m_Twin[g]})
+        for (const std::uint32_t k : {e, m_Twin[e]}) {
+            if (h == None || k == None)
+                continue;
+            const Vec n = normal(h);
+            const double offA = (ea - ga) % n, offB = (eb - ga) % n;
+            if (n % normal(k) > FlatAcrossCos && FlatAcrossShare * FlatAcrossShare * reach2 > offA * offA &&
+                FlatAcrossShare * FlatAcrossShare * reach2 > offB * offB)
+                return true;
+        }
+    return false;
+}
+
 bool CEngine::JoinedAcross(std::uint32_t g, std::uint32_t e) const {
     const auto reaches = [&](std::uint32_t h, std::uint32_t k) {
         for (const std::uint32_t side : {h, m_Twin[h]})
@@ -263,6 +287,7 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
     const double wall2 = target2 / (ThinWallStretch * ThinWallStretch), stagger2 = StaggerLengths * StaggerLengths;
     const double boxed2 = 4 * ThinWallStretch * ThinWallStretch;
     const double strip2 = StripReach * StripReach * target2, facing2 = FacingLengths * FacingLengths;
+    const double stripFloor2 = StripFloorFactor * StripFloorFactor * target2;
     // The normal of half-edge h's face, not made unit.
     const auto faceNormal = [&](std::uint32_t h) {
         const Vec& a = m_Position[m_Corner[h]];
@@ -339,8 +364,16 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                                 // looked like a strip half a target wide).
                                 const Vec across = px + other * s - p;
                                 const double lengthwise = across % along;
-                                if (s2 >= merge2 && s2 < strip2 && Squared(along) < facing2 * s2 &&
-                                    other2 < facing2 * s2 && lengthwise * lengthwise < 0.25 * s2 * Squared(along)) {
+                                // Under the corner merge only a strip whose
+                                // rims are finer than the merge (see
+                                // StripFloorFactor); one that fails the
+                                // strip's tests there is still measured as a
+                                // close wall below.
+                                const bool underMerge = s2 < merge2;
+                                if ((!underMerge ||
+                                     (s2 >= stripFloor2 && Squared(along) < merge2 && other2 < merge2)) &&
+                                    s2 < strip2 && Squared(along) < facing2 * s2 && other2 < facing2 * s2 &&
+                                    lengthwise * lengthwise < 0.25 * s2 * Squared(along)) {
                                     const double ra = Squared((pa - px) * other), rb = Squared((pb - px) * other);
                                     const std::uint8_t side = SideOf(edges[i], across);
                                     const std::uint32_t beyond = side == 1 ? m_Twin[edges[i]] : edges[i];
@@ -356,8 +389,10 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                                              StripBeyondFactor * StripBeyondFactor * s2 * Squared(along))) {
                                         closeGap = std::min(closeGap, StripWidthFactor * std::sqrt(s2));
                                         closeSides[i] |= side;
+                                        continue;
                                     }
-                                    continue;
+                                    if (!underMerge)
+                                        continue;
                                 }
                                 if (s2 < merge2 && s2 >= wallFloor2 && Squared(along) < merge2 && other2 < merge2 &&
                                     !(Squared(along) > FacingLengths * FacingLengths * s2 &&
@@ -408,11 +443,13 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                                 gap = std::min(gap, std::sqrt(d2));
                             else if (d2 < merge2 || staggered) {
                                 // Under the floor only a wall of one row of
-                                // faces between long edges, with a wide face
-                                // beyond it (a hole's side in a thin plate).
+                                // faces, or of faces in one plane, between
+                                // long edges, with a wide face beyond it (a
+                                // hole's side in a thin plate).
                                 const bool deep = d2 >= floor2;
-                                if (!deep && !(d2 >= wallFloor2 && Squared(along) > stagger2 * d2 &&
-                                               other2 > stagger2 * d2 && JoinedAcross(edges[i], e)))
+                                if (!deep &&
+                                    !(d2 >= wallFloor2 && Squared(along) > stagger2 * d2 && other2 > stagger2 * d2 &&
+                                      (JoinedAcross(edges[i], e) || FlatAcross(edges[i], e))))
                                     continue;
                                 const double ra = Squared((pa - px) * other), rb = Squared((pb - px) * other);
                                 if (!(std::min(ra, rb) * WallEvenness * WallEvenness > std::max(ra, rb)) ||
