@@ -2368,6 +2368,40 @@ void MakeHullTail(Mesh& mesh) {
                {3, 1, 0},  {2, 1, 3},  {8, 7, 10}, {8, 9, 11}, {11, 7, 8}, {6, 9, 8}});
 }
 
+// A low-poly game rock: the convex hull of 19 points scattered about an
+// ellipsoid 2.8 by 2 by 1.4 (coordinates rounded to a thousandth), flat
+// faces of every size; a fifth of its edges bend by the feature angle, but
+// every crease is shorter than a feature line must be, so the remesh sees
+// a smooth surface whose every vertex is a corner of its shape.
+template <typename Mesh>
+void MakeLowPolyRock(Mesh& mesh) {
+    AddTables(mesh,
+              {{-0.457, -0.841, 0.175},
+               {1.205, -0.358, 0.297},
+               {1.019, 0.451, 0.211},
+               {0.708, -0.635, 0.496},
+               {-1.402, -0.202, -0.186},
+               {-1.112, -0.051, 0.529},
+               {-0.329, -0.833, -0.044},
+               {1.449, 0.234, -0.002},
+               {-1.183, 0.3, 0.204},
+               {0.844, 0.67, 0.217},
+               {0.418, 0.447, 0.643},
+               {0.164, -0.486, 0.591},
+               {0.76, 0.565, -0.194},
+               {-1.014, -0.591, -0.289},
+               {-0.404, -0.267, -0.644},
+               {0.926, 0.412, -0.367},
+               {0.181, 0.45, -0.608},
+               {-0.642, -0.584, -0.368},
+               {-0.515, 0.244, 0.56}},
+              {{4, 0, 5},   {13, 0, 4}, {4, 14, 13}, {16, 14, 4},  {1, 14, 7},  {7, 10, 1},   {10, 3, 1},
+               {0, 3, 11},  {11, 5, 0}, {11, 3, 10}, {10, 5, 11},  {0, 13, 6},  {14, 1, 6},   {6, 3, 0},
+               {6, 1, 3},   {4, 5, 8},  {8, 16, 4},  {17, 13, 14}, {14, 6, 17}, {17, 6, 13},  {18, 5, 10},
+               {10, 8, 18}, {18, 8, 5}, {2, 10, 7},  {16, 12, 15}, {7, 14, 15}, {14, 16, 15}, {16, 8, 9},
+               {9, 12, 16}, {9, 8, 10}, {10, 2, 9},  {9, 2, 7},    {7, 15, 9},  {9, 15, 12}});
+}
+
 // A comb as a logo's text tool extrudes it: a bar 0.3 deep with `slots`
 // slots `slot` wide and 1 deep cut into one side every 0.25, extruded 0.3
 // tall, each cap clipped ear by ear into long slivers (see

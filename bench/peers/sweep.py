@@ -3008,6 +3008,8 @@ def inputs():
     # game models, text, plants, thin shells, patchworks, strands, buildings, STL exports, many parts
     yield "low-poly rock 24", lambda: low_poly_rock(24, 41)
     yield "low-poly rock 24 at 0.5x", lambda: low_poly_rock(24, 41), 0.5
+    yield "low-poly rock 24, seed 101", lambda: low_poly_rock(24, 101)
+    yield "low-poly rock 24, seed 108", lambda: low_poly_rock(24, 108)
     yield "low-poly animal", lambda: low_poly_animal(42)
     yield "low-poly animal, seed 200", lambda: low_poly_animal(200)
     yield "low-poly animal, seed 209", lambda: low_poly_animal(209)

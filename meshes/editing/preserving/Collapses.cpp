@@ -367,12 +367,21 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
             open[k] = false;
 
     // On a rim bent round without a line, a free vertex that goes must lie
-    // near the faces that take its place: see FreeDeviationFactor.
-    const double deviation = FreeDeviationFactor * EdgeSize(h), deviation2 = deviation * deviation;
+    // near the faces that take its place (see FreeDeviationFactor), and so
+    // must a vertex of the input where the target is not lowered, from
+    // further (see InputVertexDeviationFactor).
+    const double size = EdgeSize(h);
+    const double deviation = FreeDeviationFactor * size, deviation2 = deviation * deviation;
+    const double inputDeviation = InputVertexDeviationFactor * m_TargetLength;
+    const bool unlowered = !(size < m_TargetLength);
     const auto strays = [&](int k) {
         const std::uint32_t gone = k == 1 ? b : a;
-        if (anglePass || merge || k == 2 || kind == Kept || (m_Flags[gone] & (Sliding | Fixed)) ||
-            !OnBentRim(m_Position[gone]))
+        if (anglePass || merge || k == 2 || kind == Kept || (m_Flags[gone] & (Sliding | Fixed)))
+            return false;
+        double limit2 = inputDeviation * inputDeviation;
+        if (OnBentRim(m_Position[gone]))
+            limit2 = deviation2;
+        else if (!unlowered || m_Source[gone] == None)
             return false;
         const Vec& from = m_Position[gone];
         double nearest2 = std::numeric_limits<double>::infinity();
@@ -384,7 +393,7 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
             const Vec& y = m_Position[m_Corner[Prev(e)]];
             nearest2 = std::min(nearest2, Squared(ClosestOnTriangle(from, places[k], x, y) - from));
         });
-        return nearest2 > deviation2;
+        return nearest2 > limit2;
     };
     const int first = reach[1] < reach[0] ? 1 : 0;
     for (const int k : {first, 1 - first, 2}) {
