@@ -3111,6 +3111,8 @@ def inputs():
     yield "plate with engraved text", lambda: engraved_plate(["HOTEL", "CUFF"], 0.05, 0.03)
     yield "arched roof, 3-degree facets", lambda: arched_roof(5.0, 60, 20, 3.0)
     yield "hex bar 20 long, sides one quad", lambda: prism(circle(6, 0.5), 20.0, "centre")
+    yield "rod 12 sides, 20 long, radius 0.5", lambda: prism(circle(12, 0.5), 20.0)
+    yield "rod 16 sides, 20 long, radius 0.5", lambda: prism(circle(16, 0.5), 20.0)
     yield "block 192-sector counterbore, sides 6 wide", lambda: counterbored_block(192, 3.0)
     yield "heat sink, 8 fins 0.08 thick, round tips", lambda: heat_sink(8, 0.08, 1.0, 8, 1.0)
     yield "sheet 0.06 thick, half-round bead rim at 0.5x", lambda: rounded_slab((1.5, 1.0, 0.0), 0.03, 4), 0.5
