@@ -162,8 +162,7 @@ bool CEngine::BackToBack(std::uint32_t g, std::uint32_t e) const {
 
 bool CEngine::FlatAcross(std::uint32_t g, std::uint32_t e) const {
     const auto normal = [&](std::uint32_t h) {
-        const Vec& a = m_Position[m_Corner[h]];
-        const Vec n = (m_Position[Target(h)] - a) * (m_Position[m_Corner[Prev(h)]] - a);
+        const Vec n = FaceNormal(h / 3);
         const double length2 = Squared(n);
         return length2 > 0 ? n / std::sqrt(length2) : Vec(0, 0, 0);
     };
