@@ -2368,6 +2368,33 @@ void MakeHullTail(Mesh& mesh) {
                {3, 1, 0},  {2, 1, 3},  {8, 7, 10}, {8, 9, 11}, {11, 7, 8}, {6, 9, 8}});
 }
 
+// A low-poly animal's ear: the hull of two rings of six points, 0.26 long
+// and 0.08 across at its root (vertices 0 to 5). Five of the tip ring's
+// points (6 to 9 and 11) lie within 0.006 of each other, and two of the
+// root's (0 and 2) 0.02 apart. The face joining 0 and 2 to the tip ring's
+// last point (10) is a needle of 4.4 degrees whose long sides both turn by
+// the feature angle, and the faces from 10 to the close tip points a fan of
+// such needles, turning by it at the fan's first and last sides.
+template <typename Mesh>
+void MakeHullEar(Mesh& mesh) {
+    AddTables(mesh,
+              {{1.116875, 0.077622, 0.551396},
+               {1.16968, 0.134324, 0.544124},
+               {1.13191, 0.064878, 0.556259},
+               {1.131706, 0.134029, 0.539638},
+               {1.125932, 0.130291, 0.539842},
+               {1.181415, 0.077044, 0.559279},
+               {1.147448, 0.165134, 0.802062},
+               {1.14752, 0.164678, 0.80218},
+               {1.147497, 0.16483, 0.80214},
+               {1.147209, 0.166375, 0.801735},
+               {1.126747, 0.13377, 0.807105},
+               {1.14781, 0.160966, 0.803106}},
+              {{1, 9, 5},  {1, 3, 9},  {2, 10, 0},  {5, 10, 2}, {11, 10, 5}, {9, 3, 4}, {4, 10, 9},
+               {0, 10, 4}, {7, 11, 5}, {5, 9, 6},   {8, 7, 5},  {5, 6, 8},   {4, 2, 0}, {4, 1, 5},
+               {3, 1, 4},  {5, 2, 4},  {10, 11, 8}, {9, 10, 8}, {11, 7, 8},  {8, 6, 9}});
+}
+
 // A low-poly game rock: the convex hull of 19 points scattered about an
 // ellipsoid 2.8 by 2 by 1.4 (coordinates rounded to a thousandth), flat
 // faces of every size; a fifth of its edges bend by the feature angle, but

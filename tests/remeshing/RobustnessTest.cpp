@@ -197,7 +197,13 @@ void MakeRingLoft(ShapeMesh& mesh, const std::vector<double>& first, const std::
 // An ear, 0.26 long, whose rings each hold two points a twentieth of a
 // degree apart (two corners a hair apart, two lines running as one from
 // them): the lines' vertices side by side kept faces of under a degree
-// between them until they merged like corners.
+// between them until they merged like corners. Of the two creases from the
+// tip to the root's points 4 degrees apart only one stays now (see
+// MakeHullEar), and the lines from the root's merged corner to the tip's
+// points at 67 and 205 degrees fork at that corner, 12.5 degrees apart;
+// before, the merge of the two that ran as one carried the fork 0.05 along
+// the ear (22.8 degrees, but 3.8 % of the diagonal from the input against
+// 2.9 % now).
 TEST(RemeshPreservingShape, ThinHullPartsOfLowPolygonModelsKeepWideFaces) {
     // Remeshes the loft to `target` and returns the input it was.
     const auto remeshed = [](ShapeMesh& mesh, double target) {
@@ -217,7 +223,7 @@ TEST(RemeshPreservingShape, ThinHullPartsOfLowPolygonModelsKeepWideFaces) {
     ShapeMesh ear;
     MakeRingLoft(ear, {27, 27.05, 190, 194, 278, 346}, {12, 67, 205, 205.05, 220, 242}, 0.04, 0.028, 0.26);
     const ShapeMesh earInput = remeshed(ear, 0.247);
-    EXPECT_GT(SmallestAngleInDegrees(ear), 15.0);
+    EXPECT_GT(SmallestAngleInDegrees(ear), 12.0);
     EXPECT_LT(FarthestVertex(ear, earInput), 0.02);
     EXPECT_LT(FarthestVertex(earInput, ear), 0.02);
 }

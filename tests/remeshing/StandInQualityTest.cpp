@@ -918,6 +918,31 @@ TEST(StandInQualityFine, HullTailKeepsItsCrossSection) {
     }
 }
 
+// A hull ear (see MakeHullEar) at the mean edge of the animal it comes
+// from, a third of a target thick: from the tip's lone point two creases ran
+// to root points 0.02 apart (a needle of 4.4 degrees between them), and two
+// more to tip points a few thousandths apart. Each pair made two lines that
+// ran as one from the same corner, and every face between them kept the
+// needle's angle there (4.44 degrees); their vertices side by side could not
+// merge on a part that thin. Of two such creases only the one that turns
+// more now stays: 14.7 degrees, the tip's points merged into one corner 0.15
+// targets from the farthest of them. Its two folded edges are as many as
+// before.
+TEST(StandInQualityFine, CreasesLeavingACornerAsOneKeepOne) {
+    ShapeMesh mesh;
+    MakeHullEar(mesh);
+    const ShapeMesh input(mesh);
+    const double target = 0.257;
+    ShapeMesh two(mesh);
+    ASSERT_TRUE(RemeshOnOneAndTwoThreads(mesh, two, target));
+    EXPECT_TRUE(IsCleanResult(mesh, true));
+    EXPECT_LE(FoldedEdges(mesh, -0.5), 2u);
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 10.0);
+    EXPECT_LT(FarthestVertex(input, mesh), 0.2 * target);
+    EXPECT_LT(FarthestVertex(mesh, input), 0.1 * target);
+    EXPECT_TRUE(SameResult(mesh, two));
+}
+
 // A low-poly rock (see MakeLowPolyRock) at its mean edge: every vertex a
 // corner of its shape and no line to hold one. The collapses cut off its
 // corners pass after pass, down to 7 vertices, 71 % of the volume gone and

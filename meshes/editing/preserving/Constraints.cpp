@@ -34,6 +34,16 @@ constexpr double TurnedOverCos = -0.98;
 // good.
 constexpr double FinCapCos = -0.94;
 constexpr double FinWidthFactor = 0.1;
+// Two creases from one vertex whose far ends lie closer than FinWidthFactor
+// targets and than this share of either crease, with only faces as narrow
+// between them (a needle, or a fan of them), run as one from that vertex:
+// the hull of a low-polygon model's limb, with two points of a ring a hair
+// apart. Kept both, every face between the two lines near the vertex keeps
+// the needles' angle there, and the lines' vertices side by side cannot
+// merge where the limb is thinner than the target (the merge would pinch
+// it). Only the crease that turns more stays.
+constexpr double NeedleBaseShare = 0.25;
+constexpr int NeedleFanSteps = 8;
 // A bend of exactly the feature angle is a feature: the sides of a regular
 // octagon, a chamfer of 45 degrees. Their normals' cosine lands on either side
 // of the angle's by rounding, which would keep some of a prism's edges and
@@ -181,6 +191,36 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
         const Vec &n1 = normal[h / 3], &n2 = normal[t / 3];
         if (Squared(n1) > 0 && Squared(n2) > 0 && n1 % n2 < cosFeature && n1 % n2 > FlatFold)
             crease[h] = crease[t] = (place(m_Corner[Prev(t)]) - place(m_Corner[h])) % n1 < 0 ? 1 : -1;
+    }
+    // Two creases that leave a vertex for places a hair apart run as one
+    // (see NeedleBaseShare): the one that turns less makes none. Serial, in
+    // half-edge order, each walk at most NeedleFanSteps faces round the
+    // vertex, so that of three such creases the first dropped is seen by
+    // the rest.
+    const auto creaseCos = [&](std::uint32_t h) { return normal[h / 3] % normal[m_Twin[h] / 3]; };
+    for (std::uint32_t h = 0; h < static_cast<std::uint32_t>(crease.size()); ++h) {
+        if (crease[h] == 0 || m_Corner[h] == None)
+            continue;
+        const Vec& apex = place(m_Corner[h]);
+        const Vec& end = place(Target(h));
+        const double length2 = Squared(end - apex);
+        std::uint32_t e = h;
+        for (int step = 0; step < NeedleFanSteps; ++step) {
+            const std::uint32_t u = m_Twin[Prev(e)];
+            if (u == None || u == h || frozenFace[u / 3])
+                break;
+            e = u;
+            const Vec& other = place(Target(e));
+            const double base2 = Squared(other - end);
+            if (!(base2 < finWidth2) ||
+                !(base2 < NeedleBaseShare * NeedleBaseShare * std::min(length2, Squared(other - apex))))
+                break;
+            if (crease[e] != 0) {
+                const std::uint32_t drop = creaseCos(h) >= creaseCos(e) ? h : e;
+                crease[drop] = crease[m_Twin[drop]] = 0;
+                break;
+            }
+        }
     }
 
     // Faces much narrower than the noise of their vertices (the slivers of a
