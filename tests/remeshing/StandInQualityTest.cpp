@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <omp.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <functional>
@@ -850,6 +851,71 @@ TEST(StandInQualityFine, SharpConesKeepTheirBaseAtCoarseTargets) {
         }
         EXPECT_GE(onRim, 3u) << name;
         EXPECT_TRUE(tip) << name;
+        EXPECT_TRUE(SameResult(mesh, two)) << name;
+    }
+}
+
+namespace {
+
+// Thin rods of few sides at their mean edge, each side one quad, each cap
+// fanned from a rim vertex: a rim under half the target came down to the
+// three vertices a closed line keeps, in the order its short edges came,
+// side by side on one side of the rim, and the rod flattened into a strip
+// (0.3 to 3 degrees, some folded). Now no edge of a rim spans more than half
+// of it, and each rim keeps three vertices round the axis. Each case: sides,
+// radius, length, the smallest angle less a margin (1.97 to 0.32 degrees
+// before), and how far the input's vertices may lie from the result in
+// radii (the rim between three vertices spread evenly lies half the radius
+// inside their triangle's sides; a flattened rod, the whole radius).
+struct CThinRod {
+    unsigned int m_Sides;
+    double m_Radius, m_Length;
+    double m_MinAngle;
+    double m_InputReach;
+};
+
+}  // namespace
+
+TEST(StandInQualityFine, ThinRodsKeepTheirRimsRoundTheAxis) {
+    const CThinRod cases[] = {{12, 0.5, 20, 5.5, 0.7},
+                              {12, 0.5, 10, 11.0, 0.7},
+                              {16, 0.5, 10, 8.5, 0.9},
+                              {10, 0.5, 20, 3.5, 0.7},
+                              {14, 0.5, 20, 10.0, 0.8}};
+    for (const CThinRod& c : cases) {
+        std::vector<std::array<double, 2>> outline(c.m_Sides);
+        for (unsigned int i = 0; i < c.m_Sides; ++i) {
+            const double a = 2 * Pi * i / c.m_Sides;
+            outline[i] = {c.m_Radius * std::cos(a), c.m_Radius * std::sin(a)};
+        }
+        ShapeMesh mesh;
+        AddCadPrism(mesh, outline, c.m_Length);
+        const ShapeMesh input(mesh);
+        const double target = MeanEdge(input);
+        ShapeMesh two(mesh);
+        ASSERT_TRUE(RemeshOnOneAndTwoThreads(mesh, two, target));
+        const std::string name = std::to_string(c.m_Sides) + " sides, radius " + std::to_string(c.m_Radius) +
+                                 ", length " + std::to_string(c.m_Length);
+        EXPECT_TRUE(IsCleanResult(mesh, true)) << name;
+        EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u) << name;
+        EXPECT_GT(SmallestAngleInDegrees(mesh), c.m_MinAngle) << name;
+        EXPECT_LT(FarthestVertex(input, mesh), c.m_InputReach * c.m_Radius) << name;
+        // Each rim's vertices round the axis: no gap between two of them
+        // wider than half a turn.
+        for (const double z : {0.0, c.m_Length}) {
+            std::vector<double> turns;
+            for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) {
+                const Point p = Position(mesh, v);
+                if (std::fabs(p.z - z) < 1e-9 && p.x * p.x + p.y * p.y > 0.9 * 0.9 * c.m_Radius * c.m_Radius)
+                    turns.push_back(std::atan2(p.y, p.x));
+            }
+            ASSERT_GE(turns.size(), 3u) << name << ", rim at " << z;
+            std::sort(turns.begin(), turns.end());
+            double widest = turns.front() + 2 * Pi - turns.back();
+            for (std::size_t k = 1; k < turns.size(); ++k)
+                widest = std::max(widest, turns[k] - turns[k - 1]);
+            EXPECT_LE(widest, 1.02 * Pi) << name << ", rim at " << z;
+        }
         EXPECT_TRUE(SameResult(mesh, two)) << name;
     }
 }

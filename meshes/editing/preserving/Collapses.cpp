@@ -201,6 +201,12 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
                 (other == across || Squared(ClosestOnSegment(m_Position[gone], m_Position[other], places[k]) -
                                             m_Position[gone]) > m_LineDeviation2))
                 open[k] = false;
+            if (open[k] && other != None && across != None) {
+                const CRodRim* rim = RodRimOf(kind);
+                if (rim &&
+                    RodRimSpan(*rim, m_Position[other], m_Position[gone], places[k], m_Position[across]) > RodRimShare)
+                    open[k] = false;
+            }
             if (!open[k] || m_Size.empty())
                 continue;
             // Across a strip narrower than the target both lines must take

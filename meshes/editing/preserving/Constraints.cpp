@@ -1060,4 +1060,178 @@ bool CEngine::CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::
     return true;
 }
 
+double CRodRim::Along(const Vec& p) const {
+    double best = std::numeric_limits<double>::infinity(), at = 0;
+    for (std::size_t k = 0; k + 1 < m_Chain.size(); ++k) {
+        const Vec q = ClosestOnSegment(p, m_Chain[k], m_Chain[k + 1]);
+        const double d = Squared(q - p);
+        if (d < best) {
+            best = d;
+            at = m_Arc[k] + std::sqrt(Squared(q - m_Chain[k]));
+        }
+    }
+    return at;
+}
+
+double CEngine::RodRimSpan(const CRodRim& rim, const Vec& before, const Vec& via, const Vec& q,
+                           const Vec& after) const {
+    const double total = rim.m_Arc.back();
+    const double b = rim.Along(before), v = rim.Along(via), at = rim.Along(q), a = rim.Along(after);
+    // Forwards from x to y round the rim.
+    const auto ahead = [&](double x, double y) { return y >= x ? y - x : y - x + total; };
+    // The way round from before through via to after, forwards or back.
+    const bool forwards = ahead(b, v) + ahead(v, a) <= total * (1 + 1e-9);
+    const double first = forwards ? ahead(b, at) : ahead(at, b), second = forwards ? ahead(at, a) : ahead(a, at);
+    return std::max(first, second) / total;
+}
+
+// A rim is told from a cone's base by what lies across it: the faces on one
+// side, taken across every edge that is no line, reach only that rim and
+// hold no vertex of their own (a cap fanned from a rim vertex, or ear-cut,
+// whose faces the rim's vertices alone span), and those on the other side
+// reach exactly one other closed line without corners (a tube). A cone's
+// base reaches none on either side; a cap fanned from its centre keeps that
+// vertex, whose faces hold the cap whatever the rim keeps.
+void CEngine::FindRodRims() {
+    m_RodRims.clear();
+    const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> edges;
+    for (std::uint32_t h = 0; h < halfEdges; ++h)
+        if (m_Corner[h] != None && IsLine(m_Kind[h]) && m_Twin[h] != None && m_Twin[h] > h)
+            edges.emplace_back(m_Kind[h], h);
+    if (edges.size() < 6)
+        return;
+    std::sort(edges.begin(), edges.end());
+    // The closed lines without corners, by line, each one loop: its first
+    // edge's place in `edges`.
+    constexpr std::size_t MostPieces = 1024;
+    std::vector<std::pair<std::uint32_t, std::size_t>> closed;
+    std::vector<std::uint32_t> ends;
+    for (std::size_t i = 0; i < edges.size();) {
+        std::size_t j = i;
+        while (j < edges.size() && edges[j].first == edges[i].first)
+            ++j;
+        const std::uint32_t line = edges[i].first;
+        bool loop = j - i >= 3 && j - i <= MostPieces;
+        ends.clear();
+        for (std::size_t k = i; loop && k < j; ++k)
+            for (const std::uint32_t v : {m_Corner[edges[k].second], Target(edges[k].second)}) {
+                const std::uint8_t flags = m_Flags[v];
+                loop = loop && (flags & (Sliding | Corner | Fixed | Deleted | NonManifold)) == Sliding &&
+                       m_Line[v] == line;
+                ends.push_back(v);
+            }
+        std::sort(ends.begin(), ends.end());
+        for (std::size_t k = 0; loop && k < ends.size(); k += 2)
+            loop = ends[k] == ends[k + 1] && (k + 2 == ends.size() || ends[k + 1] != ends[k + 2]);
+        if (loop)
+            closed.emplace_back(line, i);
+        i = j;
+    }
+    if (closed.size() < 2)
+        return;
+    const auto isClosed = [&](std::uint32_t line) {
+        const auto at = std::lower_bound(closed.begin(), closed.end(), std::make_pair(line, std::size_t(0)));
+        return at != closed.end() && at->first == line;
+    };
+    // The faces' regions, joined across every edge that is no line.
+    const std::uint32_t faces = halfEdges / 3;
+    std::vector<std::uint32_t> parent(faces);
+    std::iota(parent.begin(), parent.end(), 0u);
+    for (std::uint32_t h = 0; h < halfEdges; ++h) {
+        const std::uint32_t t = m_Twin[h];
+        if (m_Corner[h] == None || t == None || t < h || IsLine(m_Kind[h]))
+            continue;
+        const std::uint32_t x = FindRoot(parent, h / 3), y = FindRoot(parent, t / 3);
+        if (x != y)
+            parent[std::max(x, y)] = std::min(x, y);
+    }
+    // Per region: the first two lines on its border, whether it reaches
+    // more, or is open, or holds a vertex on no line.
+    constexpr std::uint32_t Spoiled = None - 1;
+    std::vector<std::array<std::uint32_t, 2>> border(faces, {None, None});
+    std::vector<char> inner(faces, 0);
+    for (std::uint32_t h = 0; h < halfEdges; ++h) {
+        if (m_Corner[h] == None)
+            continue;
+        const std::uint32_t r = FindRoot(parent, h / 3);
+        if (!(m_Flags[m_Corner[h]] & Sliding))
+            inner[r] = 1;
+        const std::uint32_t kind = m_Kind[h];
+        std::array<std::uint32_t, 2>& lines = border[r];
+        if (m_Twin[h] == None || (IsLine(kind) && !isClosed(kind)))
+            lines = {Spoiled, Spoiled};
+        else if (IsLine(kind) && lines[0] != Spoiled && lines[0] != kind && lines[1] != kind) {
+            if (lines[0] == None)
+                lines[0] = kind;
+            else if (lines[1] == None)
+                lines[1] = kind;
+            else
+                lines = {Spoiled, Spoiled};
+        }
+    }
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> next;
+    for (const auto& [line, first] : closed) {
+        // Both sides of every edge of the line: the same two regions.
+        std::uint32_t sides[2] = {None, None};
+        bool two = true;
+        std::size_t last = first;
+        for (; last < edges.size() && edges[last].first == line; ++last) {
+            const std::uint32_t h = edges[last].second;
+            std::uint32_t x = FindRoot(parent, h / 3), y = FindRoot(parent, m_Twin[h] / 3);
+            if (x > y)
+                std::swap(x, y);
+            if (sides[0] == None) {
+                sides[0] = x;
+                sides[1] = y;
+            }
+            two = two && x == sides[0] && y == sides[1] && x != y;
+        }
+        if (!two)
+            continue;
+        bool rim = false;
+        for (int k = 0; k < 2 && !rim; ++k) {
+            const std::uint32_t cap = sides[k], tube = sides[1 - k];
+            const auto& capLines = border[cap];
+            const auto& tubeLines = border[tube];
+            if (inner[cap] || capLines[0] != line || capLines[1] != None || tubeLines[0] == Spoiled)
+                continue;
+            const std::uint32_t other = tubeLines[0] == line ? tubeLines[1] : tubeLines[0];
+            rim = (tubeLines[0] == line || tubeLines[1] == line) && other != None && other != line;
+        }
+        if (!rim)
+            continue;
+        // The line in order, one loop round.
+        next.clear();
+        for (std::size_t k = first; k < last; ++k) {
+            const std::uint32_t h = edges[k].second, a = m_Corner[h], b = Target(h);
+            next.emplace_back(a, b);
+            next.emplace_back(b, a);
+        }
+        std::sort(next.begin(), next.end());
+        CRodRim r;
+        r.m_Line = line;
+        std::uint32_t from = None, at = next[0].first;
+        // Bounded: one step per edge of the line. A line of two loops comes
+        // back to its start early.
+        bool once = true;
+        for (std::size_t step = 0; step < last - first && once; ++step) {
+            once = step == 0 || at != next[0].first;
+            r.m_Chain.push_back(m_Position[at]);
+            const auto it = std::lower_bound(next.begin(), next.end(), std::make_pair(at, 0u));
+            const std::uint32_t to = it->second != from ? it->second : (it + 1)->second;
+            from = at;
+            at = to;
+        }
+        if (!once || at != next[0].first)
+            continue;
+        r.m_Chain.push_back(m_Position[at]);
+        r.m_Arc.assign(r.m_Chain.size(), 0.0);
+        for (std::size_t k = 1; k < r.m_Chain.size(); ++k)
+            r.m_Arc[k] = r.m_Arc[k - 1] + std::sqrt(Squared(r.m_Chain[k] - r.m_Chain[k - 1]));
+        if (r.m_Arc.back() > 0)
+            m_RodRims.push_back(std::move(r));
+    }
+}
+
 }  // namespace Corvane::Pellix::Quorvel::detail::preserving

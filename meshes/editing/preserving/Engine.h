@@ -111,6 +111,14 @@ constexpr double LineEndMergeFactor = 0.5;
 // A sliding vertex may merge along its line into a neighbour only where the
 // line, straightened past it, stays within this many target lengths of it.
 constexpr double LineDeviationFactor = 0.25;
+// No edge of a rod's rim (see FindRodRims) may span more than this share of
+// the rim along the input's line, after a collapse or a move of its
+// vertices. A rim shorter than the target comes down to the three vertices
+// a closed line keeps, in the order its short edges come: left side by side
+// on one side of the rim, the cap they span is a sliver and the tube
+// between two such rims a flat strip. Over half, the vertices no longer
+// hold the rod's axis between them.
+constexpr double RodRimShare = 0.5 * 1.02;
 // Where a sheet's rim bent round without a line lowers the target (see
 // ThinPartSpread), a free vertex merges into a neighbour only where it lies
 // within this many local targets of the faces that take its place. Bounded
@@ -745,6 +753,17 @@ public:
     bool m_BentRim = false;
 };
 
+// A rod's rim (see FindRodRims): the input's closed line in order, as
+// points from one back to the same, and each point's length along it.
+class CRodRim {
+public:
+    std::uint32_t m_Line;
+    std::vector<Vec> m_Chain;
+    std::vector<double> m_Arc;
+    // The length along the line of its point nearest p.
+    double Along(const Vec& p) const;
+};
+
 class CSegment {
 public:
     Vec m_A, m_B;
@@ -820,6 +839,11 @@ private:
     // ---- Set-up (Surface.cpp, Constraints.cpp, Projection.cpp) --------------
     void Load(const std::vector<double>& positions, const std::vector<std::uint32_t>& triangles);
     void FreezeSmallPieces(std::vector<char>& frozenFace) const;
+    // Finds the rims of rods: closed lines without corners each bounding a
+    // cap of the input's faces with no vertex inside, the cap's other side
+    // a tube whose only other line is another closed line without corners
+    // (see its definition and RodRimShare).
+    void FindRodRims();
     void BuildTwins(const std::vector<char>& frozenFace);
     void ClassifyConstraints(const std::vector<char>& frozenFace);
     void BuildReference(const std::vector<char>& frozenFace, const std::vector<std::uint32_t>& firstConstraint,
@@ -1312,8 +1336,20 @@ private:
     // line keeps its shape (see KeepsLineShape).
     bool MoveToRaiseAngles(std::uint32_t v, bool alongLine = false);
     // Whether sliding vertex v may move to q along its line: the line's new
-    // edges stay within KeptDeviationFactor targets of its old place.
+    // edges stay within KeptDeviationFactor targets of its old place, and
+    // a rod's rim stays spread round its axis (see RodRimShare).
     bool KeepsLineShape(std::uint32_t v, const Vec& q) const;
+    // The rim of a rod that line is, or null.
+    const CRodRim* RodRimOf(std::uint32_t line) const {
+        const auto at = std::lower_bound(m_RodRims.begin(), m_RodRims.end(), line,
+                                         [](const CRodRim& r, std::uint32_t l) { return r.m_Line < l; });
+        return at != m_RodRims.end() && at->m_Line == line ? &*at : nullptr;
+    }
+    // The longer of the edges of a rod's rim from `before` to q and from q
+    // to `after`, as a share of the rim's length along the input's line: q
+    // is the new place of a vertex between before and after on the side of
+    // the rim that `via` (a point that stood between them) is on.
+    double RodRimSpan(const CRodRim& rim, const Vec& before, const Vec& via, const Vec& q, const Vec& after) const;
     // Whether moving vertex v to q would fold an edge of its fan or ring
     // that does not fold now (see MaxFoldCos).
     bool MoveFolds(std::uint32_t v, const Vec& q) const;
@@ -1595,6 +1631,8 @@ private:
     std::vector<std::uint32_t> m_ClimbFrom;
     std::vector<CClimbStep> m_Climb;
     std::vector<CSegment> m_Segments;
+    // By line.
+    std::vector<CRodRim> m_RodRims;
     CBoxHierarchy m_SegmentTree;
     TreeWalk::CLinks m_SegmentLinks;
 

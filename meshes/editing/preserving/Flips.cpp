@@ -803,7 +803,15 @@ bool CEngine::KeepsLineShape(std::uint32_t v, const Vec& q) const {
     // as closely as a kept boundary may straighten.
     const double bound2 = KeptDeviationFactor * KeptDeviationFactor * m_TargetLength * m_TargetLength;
     const Vec &x = m_Position[ends[0]], &y = m_Position[ends[1]];
-    return std::min(Squared(ClosestOnSegment(p, x, q) - p), Squared(ClosestOnSegment(p, q, y) - p)) < bound2;
+    if (!(std::min(Squared(ClosestOnSegment(p, x, q) - p), Squared(ClosestOnSegment(p, q, y) - p)) < bound2))
+        return false;
+    // A rod's rim spread round its axis stays spread (see RodRimShare); one
+    // already bunched may only spread.
+    const CRodRim* rim = RodRimOf(m_Line[v]);
+    if (!rim)
+        return true;
+    const double span = RodRimSpan(*rim, x, p, q, y);
+    return span <= RodRimShare || span <= RodRimSpan(*rim, x, p, p, y);
 }
 
 // After the last iteration the faces that are still thin (and, away from

@@ -74,6 +74,7 @@ void CEngine::Load(const std::vector<double>& positions, const std::vector<std::
 
     BuildTwins(frozenFace);
     ClassifyConstraints(frozenFace);
+    FindRodRims();
     // Four times what splitting alone may make: the faces of equilateral
     // triangles of the target size that cover the input, plus two for every
     // target length along the input's edges (long thin faces are cut along
