@@ -3085,6 +3085,7 @@ def inputs():
     yield "car panel, fading character line, hems", lambda: car_panel(40, 30)
     yield "car panel, fading character line, hems at 0.3x", lambda: car_panel(40, 30), 0.3
     yield "frayed cloth, wrinkles", lambda: frayed_cloth(60, 71)
+    yield "frayed cloth, wrinkles, seed 103", lambda: frayed_cloth(60, 103)
     yield "serrated leaf 80 rows", lambda: serrated_leaf(80, 12)
     yield "knurled cylinder 40x12", lambda: knurled_cylinder(40, 12, 0.06)
     yield "knurled cylinder 40x12 at 0.3x", lambda: knurled_cylinder(40, 12, 0.06), 0.3

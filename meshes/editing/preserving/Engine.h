@@ -529,6 +529,13 @@ constexpr double SoftCornerFloorAngle = 35.0 * Pi / 180.0;
 // 60 degrees of a whole multiple of 60 degrees holds that many faces (see
 // IdealValence): a quarter, 15 degrees, so that a right angle holds none.
 constexpr double RimFaceSlack = 0.25;
+// A notch of the rim between whole numbers of such faces holds the nearest
+// number where both its rim edges are longer than this many targets (see
+// IdealValence). Beside a shorter one (a scanned patch's rim keeps edges of
+// a twentieth of a target) the face on it is thin whatever its fan does, and
+// the edges the notch took drew its free neighbour away from it: 8.1 -> 3.8
+// degrees on the photogrammetry patch at twice its mean edge.
+constexpr double NotchSideFactor = 0.5;
 // A face whose angle at an open vertex opens wider than this (120 degrees)
 // lies flat against the rim; the angle flips may split that angle with an
 // edge to another open vertex (see FlipIsAllowed). At 150 degrees a frayed
@@ -1168,14 +1175,28 @@ private:
     // kept rim cut along the faces, as a scan's cleaning leaves it, has
     // tips of one or two faces and notches of four or five, and 4 at each
     // took edges from the notches and gave them to the tips, where
-    // relaxation pressed free vertices against the rim. Between (a right
-    // angle, where a fan of two or of three faces does as well) and along a
-    // straight rim, 4.
+    // relaxation pressed free vertices against the rim. Between, up to a
+    // straight rim (a right angle, where a fan of two or of three faces
+    // does as well), 4; past it, one more than the nearest whole number of
+    // faces where the notch's rim edges are long enough (NotchSideFactor):
+    // a frayed cloth's notch of 270 degrees kept three faces of 90 at 4, and
+    // relaxation drew the free corner they share against the notch (faces
+    // of 5 degrees).
     int IdealValence(std::uint32_t v) const {
         if (IsOpen(v)) {
             const double faces = AngleSum(v) * (3.0 / Pi);
             const double whole = std::max(1.0, std::round(faces));
-            return std::fabs(faces - whole) < RimFaceSlack ? 1 + static_cast<int>(whole) : 4;
+            if (std::fabs(faces - whole) < RimFaceSlack)
+                return 1 + static_cast<int>(whole);
+            if (faces > 3) {
+                std::uint32_t before = None, after = None;
+                BoundaryNeighbours(v, before, after);
+                const double side = NotchSideFactor * m_TargetLength;
+                if (before != None && after != None && Squared(m_Position[before] - m_Position[v]) > side * side &&
+                    Squared(m_Position[after] - m_Position[v]) > side * side)
+                    return 1 + static_cast<int>(whole);
+            }
+            return 4;
         }
         return (m_Flags[v] & Needle) ? 4 : 6;
     }
