@@ -633,6 +633,41 @@ void MakeCadCylinder(Mesh& mesh, unsigned int sides = 64, double height = 3) {
     AddCadPrism(mesh, outline, height);
 }
 
+// A square plate with a round boss on top and a hole drilled through boss
+// and plate, as a CAD tessellator writes it: the plate's top is its four
+// corners joined to the boss's foot by one strip of long fans, the boss's
+// top an annulus strip, the hole's wall one quad from the boss's top down
+// to the plate's bottom, and the bottom the four corners joined to the hole.
+// The hole (radius 0.3, 0.8 deep) is about as deep as the mean edge.
+template <typename Mesh>
+void MakeDrilledBossPlate(Mesh& mesh, unsigned int sides = 48) {
+    const double half = 2, plate = 0.3, top = 0.8, boss = 0.6, hole = 0.3;
+    const auto ring = [&](double r, double z) {
+        return AddRing(mesh, sides, [&](double a) {
+            return std::array<double, 3>{r * std::cos(a + Pi / 4), r * std::sin(a + Pi / 4), z};
+        });
+    };
+    const auto square = [&](double z) {
+        return AddRing(mesh, 4, [&](double a) {
+            return std::array<double, 3>{half * std::sqrt(2.0) * std::cos(a + Pi / 4),
+                                         half * std::sqrt(2.0) * std::sin(a + Pi / 4), z};
+        });
+    };
+    const std::vector<unsigned int> low = square(0), high = square(plate);
+    const std::vector<unsigned int> foot = ring(boss, plate), rim = ring(boss, top);
+    const std::vector<unsigned int> holeTop = ring(hole, top), holeBottom = ring(hole, 0);
+    for (unsigned int i = 0; i < 4; ++i)
+        AddQuad(mesh, low[i], low[(i + 1) % 4], high[(i + 1) % 4], high[i]);
+    AddRingStrip(mesh, high, foot);
+    AddRingStrip(mesh, rim, holeTop);
+    AddRingStrip(mesh, holeBottom, low);
+    for (unsigned int i = 0; i < sides; ++i) {
+        const unsigned int j = (i + 1) % sides;
+        AddQuad(mesh, foot[i], foot[j], rim[j], rim[i]);
+        AddQuad(mesh, holeBottom[j], holeBottom[i], holeTop[i], holeTop[j]);
+    }
+}
+
 // A straight blade CAD-style (see AddCadPrism): a symmetric airfoil section
 // of the given chord and thickness (a share of the chord) whose trailing edge
 // closes to a sharp wedge of about 16 degrees, with `points` points on each

@@ -2885,6 +2885,180 @@ def eared_head(h, thickness):
     return marching_tetrahedra(field, np.array((-0.6, -0.8, -0.7)), np.array((0.6, 0.8, 0.7)), h)
 
 
+def drilled_boss_plate(sectors, half=2.0, thickness=0.3, boss=0.6, boss_height=0.5, hole=0.3):
+    """A flat plate with a round boss on top and a hole drilled through boss
+    and plate, as a CAD tessellator writes it: the plate's top a square
+    (corners only) joined to the boss's foot by one strip of long fans, the
+    boss's top an annulus strip, the hole's wall one quad from the boss's
+    top to the plate's bottom, the bottom a square joined to the hole."""
+    def ring(r, z):
+        start = len(v)
+        v.extend((r * math.cos(2 * math.pi * s / sectors + 0.1), r * math.sin(2 * math.pi * s / sectors + 0.1), z)
+                 for s in range(sectors))
+        return list(range(start, start + sectors))
+
+    v = [(x, y, z) for z in (0.0, thickness) for x, y in ((half, half), (-half, half), (-half, -half),
+                                                           (half, -half))]
+    f = []
+    for i in range(4):
+        j = (i + 1) % 4
+        f += [(i, j, 4 + j), (i, 4 + j, 4 + i)]
+    foot, top = ring(boss, thickness), ring(boss, thickness + boss_height)
+    hole_top, hole_bottom = ring(hole, thickness + boss_height), ring(hole, 0.0)
+    va = np.array(v, float)
+    centre = np.zeros(3)
+    f += ring_strip([4, 5, 6, 7], foot, va, centre)
+    f += ring_strip(top, hole_top, va, centre)
+    f += ring_strip([0, 1, 2, 3], hole_bottom, va, centre)
+    for a, b in ((foot, top), (hole_bottom, hole_top)):
+        for s in range(sectors):
+            t = (s + 1) % sectors
+            f += [(a[s], a[t], b[t]), (a[s], b[t], b[s])]
+    return va, fix_orientation(va, np.array(f, int))
+
+
+def filleted_edge_block(radius, facets, side=2.0):
+    """A block with one long edge rounded by a small fillet of `facets`
+    facets, CAD-style: the fillet a strip of long thin quads, the two ends
+    fanned from one corner, so every fan face reaches the fillet's arc."""
+    outline = [(0.0, 0.0), (side, 0.0), (side, side - radius)]
+    outline += [(side - radius + radius * math.cos(math.pi / 2 * k / facets),
+                 side - radius + radius * math.sin(math.pi / 2 * k / facets)) for k in range(1, facets)]
+    outline += [(side - radius, side), (0.0, side)]
+    return prism(outline, 3.0 * side, "first")
+
+
+def ribbed_panel(ribs, thickness, height):
+    """A plate with `ribs` thin ribs standing across it, the solid's boundary
+    on a grid of uneven lines: each plate cell between the ribs one long
+    quad, the ribs' tops thin strips, their feet sharing the plate's lines."""
+    xs = [0.0]
+    for k in range(ribs):
+        x = (k + 1) * 3.0 / (ribs + 1)
+        xs += [x - thickness / 2, x + thickness / 2]
+    xs.append(3.0)
+    ys, zs = [0.0, 2.0], [0.0, 0.1, 0.1 + height]
+    filled = np.zeros((len(xs) - 1, 1, 2), bool)
+    filled[:, 0, 0] = True
+    filled[1:-1:2, 0, 1] = True
+    v, f = cells_surface(xs, ys, zs, filled)
+    return v, fix_orientation(v, f)
+
+
+def bas_relief(n, seed):
+    """A bas-relief plaque: a slab whose top is a fine grid of relief (raised
+    rounded motifs with steep flanks) and whose sides and bottom are a few
+    huge faces, each side fanned from a corner to the top's border points."""
+    rng = np.random.default_rng(seed)
+    centres = rng.uniform(-0.7, 0.7, (6, 2))
+    radii = rng.uniform(0.12, 0.3, 6)
+
+    def height(x, y):
+        h = 0.0
+        for (cx, cy), r in zip(centres, radii):
+            d = math.hypot(x - cx, y - cy) / r
+            h = max(h, 0.08 / (1 + math.exp(12 * (d - 1))) * (1 - 0.3 * d * d if d < 1 else 0.7))
+        return h
+
+    v, f = grid(n, n, height=height)
+    v = [tuple(p) for p in v]
+    f = [tuple(t) for t in f]
+    base = len(v)
+    corners = [(-1, -1), (1, -1), (1, 1), (-1, 1)]
+    v += [(x, y, -0.3) for x, y in corners]
+    f += [(base, base + 2, base + 1), (base, base + 3, base + 2)]
+    # each side: a fan from its bottom-left corner over the top's border run
+    runs = [list(range(0, n + 1)), [j * (n + 1) + n for j in range(n + 1)],
+            [n * (n + 1) + i for i in range(n, -1, -1)], [j * (n + 1) for j in range(n, -1, -1)]]
+    for s, run in enumerate(runs):
+        a, b = base + s, base + (s + 1) % 4
+        f.append((a, b, run[-1]))
+        f += [(a, run[k + 1], run[k]) for k in range(len(run) - 1)]
+    v = np.array(v, float)
+    return v, fix_orientation(v, np.array(f, int))
+
+
+def touching_statue(h, gap):
+    """A scanned statue with an arm resting against its side: the forearm
+    comes within `gap` of the hip along a stretch, as scans of statues and
+    figures with hands on hips hold it, by marching tetrahedra."""
+    def field(p):
+        return smooth_union([ellipsoid_distance(p, (0, 0, 0), (0.35, 0.25, 0.8)),
+                             ellipsoid_distance(p, (0, 0, 1.0), (0.2, 0.2, 0.22)),
+                             capsule_distance(p, (0.3, 0, 0.6), (0.55 + gap, 0, 0.15), 0.07),
+                             capsule_distance(p, (0.55 + gap, 0, 0.15), (0.33 + 0.07 + gap, 0, -0.35), 0.07)],
+                            60.0)
+
+    return marching_tetrahedra(field, np.array((-0.5, -0.4, -0.9)), np.array((0.8, 0.4, 1.3)), h)
+
+
+def seams_split(v, f, cuts, flip):
+    """A low-poly game model as written for a renderer: vertices duplicated
+    along UV seams (the faces beyond each cut plane name copies of the
+    points on it: open seams, the two sides coincident), and the faces of
+    one island wound the other way."""
+    v = np.asarray(v, float)
+    f = np.asarray(f, int).copy()
+    centre = v[f].mean(axis=1)
+    island = np.zeros(len(f), int)
+    for k, (normal, offset) in enumerate(cuts):
+        island += (centre @ np.asarray(normal, float) > offset).astype(int) << k
+    out_v, index = [], {}
+    for t in range(len(f)):
+        for i in range(3):
+            key = (f[t, i], island[t])
+            if key not in index:
+                index[key] = len(out_v)
+                out_v.append(v[f[t, i]])
+            f[t, i] = index[key]
+    f[island == flip] = f[island == flip][:, ::-1]
+    return np.array(out_v), f
+
+
+def cage_subdivision(sides, levels):
+    """A subdivision-surface export of a prism cage of `sides` sides whose
+    caps are split into quads around a centre point (extraordinary points of
+    valence sides/2 there, 3 at the cage's corners), Catmull-Clark `levels`
+    times, each quad split along one diagonal."""
+    v = [(math.cos(2 * math.pi * s / sides), math.sin(2 * math.pi * s / sides), z) for z in (0.0, 1.5)
+         for s in range(sides)] + [(0.0, 0.0, 0.0), (0.0, 0.0, 1.5)]
+    quads = []
+    for s in range(sides):
+        t = (s + 1) % sides
+        quads.append((s, t, sides + t, sides + s))
+    for c, off, rev in ((2 * sides, 0, True), (2 * sides + 1, sides, False)):
+        for s in range(0, sides, 2):
+            q = (c, off + s, off + (s + 1) % sides, off + (s + 2) % sides)
+            quads.append(q[::-1] if rev else q)
+    v = np.array(v, float)
+    for _ in range(levels):
+        v, quads = catmull_clark(v, quads)
+    f = []
+    for a, b, c, d in quads:
+        f += [(a, b, c), (a, c, d)]
+    return v, fix_orientation(v, np.array(f, int))
+
+
+def detail_on_ground(levels, ground):
+    """A finely tessellated part (a bumpy sphere) standing on a ground quad
+    of two huge triangles `ground` wide, two unjoined components: remeshed
+    at the part's mean edge, the ground takes most of the result's faces."""
+    v, f = icosphere(levels, 0.5)
+    v = bumpy(v, 0.15, 5, 91) + (0.0, 0.0, 0.45)
+    g = ground / 2
+    plane = (np.array([(-g, -g, 0.0), (g, -g, 0.0), (g, g, 0.0), (-g, g, 0.0)]), np.array([(0, 1, 2), (0, 2, 3)]))
+    return merge((v, f), plane)
+
+
+def knob_on_rod(levels, length, sides):
+    """A fine knob (sphere) on a long rod of `sides` sides, one quad a side,
+    unjoined and passing into each other as game models leave parts: the
+    rod's long edges set the mean edge for the knob too."""
+    v, f = icosphere(levels, 0.4)
+    rod = prism(circle(sides, 0.12), length, "centre")
+    return merge((v + (0.0, 0.0, length), f), rod)
+
+
 def inputs():
     """(name, builder) for every input of the sweep."""
     soup_source = torus(24, 12)
@@ -3130,6 +3304,29 @@ def inputs():
     yield "skin folds narrower than the faces", lambda: wrinkled_skin(0.05, 5, 0.03, 0.12)
     yield "head with flat ears 0.04 thick", lambda: eared_head(0.03, 0.04)
     yield "laser scan, noise 1 edge, pinholes", lambda: noisy_scan(5, 1.0, 14, 83)
+    # CAD parts, reliefs, touching scans, game exports with split seams, cages with many-valent points,
+    # fine parts beside a few huge faces, or beside a few long edges that set the mean edge
+    yield "plate with a boss drilled through, 48 sectors", lambda: drilled_boss_plate(48)
+    yield "plate with a boss drilled through at 0.5x", lambda: drilled_boss_plate(48), 0.5
+    yield "block, edge fillet r 0.05 in 12 facets, fanned ends", lambda: filleted_edge_block(0.05, 12)
+    yield "block, edge fillet r 0.05 at 0.3x", lambda: filleted_edge_block(0.05, 12), 0.3
+    yield "panel with 5 ribs 0.03 thick", lambda: ribbed_panel(5, 0.03, 0.4)
+    yield "panel with 5 ribs 0.03 thick at 0.3x", lambda: ribbed_panel(5, 0.03, 0.4), 0.3
+    yield "box with 0.02 chamfers", lambda: rounded_slab((1.0, 1.0, 1.0), 0.02, 1)
+    yield "box with 0.02 chamfers at 0.3x", lambda: rounded_slab((1.0, 1.0, 1.0), 0.02, 1), 0.3
+    yield "bas-relief plaque 60", lambda: bas_relief(60, 92)
+    yield "bas-relief plaque 60 at 2x", lambda: bas_relief(60, 92), 2.0
+    yield "statue, forearm 0.01 from the hip", lambda: touching_statue(0.035, 0.01)
+    yield "statue, forearm 0.01 from the hip at 2x", lambda: touching_statue(0.035, 0.01), 2.0
+    yield "low-poly torus, UV seams split, one island flipped", lambda: seams_split(
+        *torus(24, 10), [((1, 0, 0), 0.0), ((0, 0.6, 0.8), 0.1)], 2)
+    yield "low-poly torus, UV seams split at 0.5x", lambda: seams_split(
+        *torus(24, 10), [((1, 0, 0), 0.0), ((0, 0.6, 0.8), 0.1)], 2), 0.5
+    yield "subdivision export, 12-sided cage, valence-6 poles", lambda: cage_subdivision(12, 3)
+    yield "subdivision export, 12-sided cage at 2x", lambda: cage_subdivision(12, 3), 2.0
+    yield "bumpy part on a ground quad 4 wide", lambda: detail_on_ground(4, 4.0)
+    yield "knob on a rod 10 long, 8 sides", lambda: knob_on_rod(3, 10.0, 8)
+    yield "knob on a rod 10 long, 8 sides at 0.5x", lambda: knob_on_rod(3, 10.0, 8), 0.5
 
 # ---------------------------------------------------------------- the runs
 

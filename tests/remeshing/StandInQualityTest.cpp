@@ -284,7 +284,21 @@ INSTANTIATE_TEST_SUITE_P(
         // 25.5 on 50 x 50); such a corner is now cut off as an ear (31.7 and
         // 30.5 degrees, 0.018 and 0.012 targets from the input).
         CQualityCase{"saddle_crease", [](ShapeMesh& m) { MakeSaddleCrease(m); }, 1.0, 30.5, 0.03, {}, 0, true},
-        CQualityCase{"saddle_crease_50", [](ShapeMesh& m) { MakeSaddleCrease(m, 50); }, 1.0, 29.5, 0.03, {}, 0, true}),
+        CQualityCase{"saddle_crease_50", [](ShapeMesh& m) { MakeSaddleCrease(m, 50); }, 1.0, 29.5, 0.03, {}, 0, true},
+        // A hole drilled through a boss and its plate, 0.8 deep at a target
+        // of 0.8: the boss's top annulus, narrower than the target, refines
+        // the hole's upper rim, and each wall face joins a short edge of one
+        // rim to a vertex of the other a target below (9.6 degrees today),
+        // and three neighbours on the upper rim keep a flat ear (10.4). At
+        // half the target the wall's faces reach 31.0 degrees.
+        CQualityCase{
+            "drilled_boss", [](ShapeMesh& m) { MakeDrilledBossPlate(m); }, 1.0, 8.5, 0.3, {{2, 2, 0}, {-2, -2, 0.3}}},
+        CQualityCase{"drilled_boss_fine",
+                     [](ShapeMesh& m) { MakeDrilledBossPlate(m); },
+                     0.5,
+                     28.0,
+                     0.3,
+                     {{2, 2, 0}, {-2, -2, 0.3}}}),
     [](const ::testing::TestParamInfo<CQualityCase>& info) { return info.param.m_Name; });
 
 // The limbed figure's coarse facets cross its limbs at about the feature
