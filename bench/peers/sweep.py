@@ -1784,6 +1784,18 @@ def catmull_clark(v, quads):
     return np.vstack([new_v, face_pt, edge_pt]), out
 
 
+def subdivided_cage(v, quads, levels):
+    """A quad cage subdivided `levels` times, each quad split along one
+    diagonal, as a subdivision modeller exports it."""
+    v = np.array(v, float)
+    for _ in range(levels):
+        v, quads = catmull_clark(v, quads)
+    f = []
+    for a, b, c, d in quads:
+        f += [(a, b, c), (a, c, d)]
+    return v, fix_orientation(v, np.array(f, int))
+
+
 def subdivision_export(levels):
     """A subdivision-surface model as exported: a cube cage with two faces
     extruded (corners of valence 3 and 5), Catmull-Clark `levels` times, each
@@ -1793,13 +1805,7 @@ def subdivision_export(levels):
     quads = [(0, 2, 3, 1), (0, 1, 5, 4), (2, 6, 7, 3), (0, 4, 6, 2),
              (4, 5, 9, 8), (5, 7, 10, 9), (7, 6, 11, 10), (6, 4, 8, 11), (8, 9, 10, 11),
              (1, 3, 13, 12), (3, 7, 14, 13), (7, 5, 15, 14), (5, 1, 12, 15), (12, 13, 14, 15)]
-    v = np.array(v, float)
-    for _ in range(levels):
-        v, quads = catmull_clark(v, quads)
-    f = []
-    for a, b, c, d in quads:
-        f += [(a, b, c), (a, c, d)]
-    return v, fix_orientation(v, np.array(f, int))
+    return subdivided_cage(v, quads, levels)
 
 
 def photogrammetry_patch(n, seed):
@@ -3030,13 +3036,7 @@ def cage_subdivision(sides, levels):
         for s in range(0, sides, 2):
             q = (c, off + s, off + (s + 1) % sides, off + (s + 2) % sides)
             quads.append(q[::-1] if rev else q)
-    v = np.array(v, float)
-    for _ in range(levels):
-        v, quads = catmull_clark(v, quads)
-    f = []
-    for a, b, c, d in quads:
-        f += [(a, b, c), (a, c, d)]
-    return v, fix_orientation(v, np.array(f, int))
+    return subdivided_cage(v, quads, levels)
 
 
 def detail_on_ground(levels, ground):
