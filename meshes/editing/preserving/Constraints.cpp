@@ -1060,7 +1060,13 @@ bool CEngine::CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::
     return true;
 }
 
-double CRodRim::Along(const Vec& p) const {
+void CLineChain::Measure() {
+    m_Arc.assign(m_Chain.size(), 0.0);
+    for (std::size_t k = 1; k < m_Chain.size(); ++k)
+        m_Arc[k] = m_Arc[k - 1] + std::sqrt(Squared(m_Chain[k] - m_Chain[k - 1]));
+}
+
+double CLineChain::Along(const Vec& p) const {
     double best = std::numeric_limits<double>::infinity(), at = 0;
     for (std::size_t k = 0; k + 1 < m_Chain.size(); ++k) {
         const Vec q = ClosestOnSegment(p, m_Chain[k], m_Chain[k + 1]);
@@ -1226,9 +1232,7 @@ void CEngine::FindRodRims() {
         if (!once || at != next[0].first)
             continue;
         r.m_Chain.push_back(m_Position[at]);
-        r.m_Arc.assign(r.m_Chain.size(), 0.0);
-        for (std::size_t k = 1; k < r.m_Chain.size(); ++k)
-            r.m_Arc[k] = r.m_Arc[k - 1] + std::sqrt(Squared(r.m_Chain[k] - r.m_Chain[k - 1]));
+        r.Measure();
         if (r.m_Arc.back() > 0)
             m_RodRims.push_back(std::move(r));
     }

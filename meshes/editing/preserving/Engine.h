@@ -760,15 +760,22 @@ public:
     bool m_BentRim = false;
 };
 
-// A rod's rim (see FindRodRims): the input's closed line in order, as
-// points from one back to the same, and each point's length along it.
-class CRodRim {
+// An input's closed line in order, as points from one back to the same,
+// and each point's length along it.
+class CLineChain {
 public:
-    std::uint32_t m_Line;
     std::vector<Vec> m_Chain;
     std::vector<double> m_Arc;
+    // Fills m_Arc from m_Chain.
+    void Measure();
     // The length along the line of its point nearest p.
     double Along(const Vec& p) const;
+};
+
+// A rod's rim (see FindRodRims).
+class CRodRim : public CLineChain {
+public:
+    std::uint32_t m_Line;
 };
 
 class CSegment {

@@ -389,9 +389,11 @@ bool CEngine::EvenShortLoops() {
             segments[at - loops.begin()].push_back(i);
     }
     bool changed = false;
-    std::vector<Vec> chain;
+    CLineChain inputLine;
+    std::vector<Vec>& chain = inputLine.m_Chain;
+    const std::vector<double>& arc = inputLine.m_Arc;
     std::vector<std::uint32_t> chainSegment, faces, ringFaces, followFaces, follow, ring, neighbours, ringBestHints;
-    std::vector<double> arc, height, radius;
+    std::vector<double> height, radius;
     std::vector<Vec> ringBest;
     std::vector<std::pair<Vec, std::uint32_t>> ringOld;
     for (std::size_t l = 0; l < loops.size(); ++l) {
@@ -428,26 +430,10 @@ bool CEngine::EvenShortLoops() {
         if (chain.size() != pieces.size() || !(end == chain[0]))
             continue;
         chain.push_back(end);
-        arc.assign(chain.size(), 0.0);
-        for (std::size_t k = 1; k < chain.size(); ++k)
-            arc[k] = arc[k - 1] + std::sqrt(Squared(chain[k] - chain[k - 1]));
+        inputLine.Measure();
         const double total = arc.back();
         if (!(total > 0))
             continue;
-        // Where each vertex lies along the chain.
-        const auto along = [&](const Vec& p) {
-            double best = std::numeric_limits<double>::infinity(), at = 0;
-            for (std::size_t k = 0; k + 1 < chain.size(); ++k) {
-                const Vec q = ClosestOnSegment(p, chain[k], chain[k + 1]);
-                const double d = Squared(q - p);
-                if (d < best) {
-                    best = d;
-                    const double piece = arc[k + 1] - arc[k];
-                    at = arc[k] + (piece > 0 ? std::sqrt(Squared(q - chain[k])) : 0.0);
-                }
-            }
-            return at;
-        };
         const auto pointAt = [&](double s, std::uint32_t& segment) {
             s = std::fmod(s, total);
             if (s < 0)
@@ -461,7 +447,7 @@ bool CEngine::EvenShortLoops() {
         std::array<std::uint32_t, 3> vertices = loopVertices[l];
         std::array<double, 3> place;
         for (int k = 0; k < 3; ++k)
-            place[k] = along(m_Position[vertices[k]]);
+            place[k] = inputLine.Along(m_Position[vertices[k]]);
         // In order along the chain.
         std::array<int, 3> order = {0, 1, 2};
         std::sort(order.begin(), order.end(), [&](int x, int y) { return place[x] < place[y]; });
