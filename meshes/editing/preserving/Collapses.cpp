@@ -123,6 +123,12 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
             !(kind == None && EdgeLength2(h) < EdgeLimit2(h, LineEndMergeFactor, m_LineEndMergeLength2) &&
               EndsOneLine(a) && EndsOneLine(b)))
             return false;
+        // A loop of lines between corners keeps three of them, as a closed
+        // line keeps three vertices: a bar's rim of six corners, each a sixth
+        // of a target from the next, merged down to two across its middle,
+        // and the bar flattened into a strip of slivers that folded.
+        if (IsLine(kind) && EndsOfLineTriangle(a, b))
+            return false;
         merge = aGoes = bGoes = true;
     }
 
