@@ -621,6 +621,30 @@ void AddCadPrism(Mesh& mesh, const std::vector<std::array<double, 2>>& outline, 
     }
 }
 
+// The same prism with each cap a fan from a vertex added at the outline's
+// centre (the mean of its points), as some exporters write round bars.
+template <typename Mesh>
+void AddCentreFannedPrism(Mesh& mesh, const std::vector<std::array<double, 2>>& outline, double height) {
+    const unsigned int n = static_cast<unsigned int>(outline.size());
+    const unsigned int bottom = mesh.m_Vertices.GetCount(), top = bottom + n, middle = top + n;
+    double cx = 0, cy = 0;
+    for (const auto& p : outline) {
+        cx += p[0] / n;
+        cy += p[1] / n;
+    }
+    for (const double z : {0.0, height})
+        for (const auto& p : outline)
+            AddVertex(mesh, p[0], p[1], z);
+    AddVertex(mesh, cx, cy, 0.0);
+    AddVertex(mesh, cx, cy, height);
+    for (unsigned int i = 0; i < n; ++i) {
+        const unsigned int j = (i + 1) % n;
+        AddQuad(mesh, bottom + i, bottom + j, top + j, top + i);
+        AddFace(mesh, middle, bottom + j, bottom + i);
+        AddFace(mesh, middle + 1, top + i, top + j);
+    }
+}
+
 // A closed cylinder of radius 1 and the given height with `sides` sides,
 // CAD-style (see AddCadPrism): two circles of sharp edges, caps of fans.
 template <typename Mesh>

@@ -832,7 +832,9 @@ public:
 //           with at most three walks over the fans of a vertex and its ring
 //           and six places tried each, then one more sweep over the faces
 //           (the smallest angle) and the vertices (three corners each, as
-//           the last but with one place tried), then, where edges fold,
+//           the last but with one place tried), then, for each loop of
+//           three line edges, two walks over at most 256 faces and at most
+//           one tube of as many laid (see LayRodTubes), then, where edges fold,
 //           at most UnfoldSweeps sweeps over their vertices with a bounded
 //           number of places each and two rounds of at most one split per
 //           folded tip (see UnfoldEdges), then, fitting the faces, one
@@ -1316,6 +1318,10 @@ private:
     // Spreads the vertices of each closed line of three edges evenly along
     // the input's line (see its definition); whether any moved.
     bool EvenShortLoops();
+    // Lays the tube between two loops of three line edges anew as rings of
+    // three where that raises its smallest angle (see its definition);
+    // whether any was laid.
+    bool LayRodTubes();
     void FinalMoves() {
         EvenShortLoops();
         OpenNeedleRings();
@@ -1329,6 +1335,7 @@ private:
         CollapseToRaiseAngles();
         std::vector<std::uint8_t> searched(m_Position.size(), 0);
         for (int pass = 0; pass < 4 && SearchToRaiseAngles(searched); ++pass) { }
+        LayRodTubes();
         SnapToPeaks();
         SnapToSoftCorners();
         UnfoldEdges();
