@@ -151,7 +151,15 @@ void TMesh<Real, Vertex, Attribute, Index>::AssignFaceConnectivity(bool assignVe
         // A later match overwrites an earlier one: on an edge shared by more
         // than two faces the slot keeps the last of them in this scan order,
         // and a duplicate of f (all three corners shared) lands in slot 0 only.
+        // Lists just rebuilt are sorted, so each slot ends at its highest
+        // match whichever list holds it: every face across a side is in a's
+        // or b's list, and c's list can only move slot 0, to a duplicate of
+        // f, which a's list holds too. Then c's list is read only where a's
+        // held a duplicate.
+        bool duplicate = !assignVertexFaceConnectivity;
         for (int k = 0; k < 3; ++k) {
+            if (k == 2 && !duplicate)
+                break;
             const TList<unsigned int>& around = m_VertexFaceConnectivity[corners[k]];
             const unsigned int* candidates = around.GetStream();
             const unsigned int count = around.GetCount();
@@ -164,6 +172,7 @@ void TMesh<Real, Vertex, Attribute, Index>::AssignFaceConnectivity(bool assignVe
                 const bool hasA = g0 == a || g1 == a || g2 == a;
                 const bool hasB = g0 == b || g1 == b || g2 == b;
                 const bool hasC = g0 == c || g1 == c || g2 == c;
+                duplicate = duplicate || (hasA && hasB && hasC);
                 if (hasA && hasB)
                     neighbours[0] = g;
                 else if (hasA && hasC)

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <utility>
 #include <vector>
 
@@ -70,6 +71,53 @@ TEST(Connectivity, ClosedMeshesMatchAnIndependentRebuildWhateverTheIndexWidth) {
     EXPECT_TRUE(MatchesRebuild(torus));
     EXPECT_EQ(FaceTableOf(sphere), FaceTableOf(narrowSphere));
     EXPECT_EQ(TableOf(sphere.m_VertexConnectivity), TableOf(narrowSphere.m_VertexConnectivity));
+}
+
+TEST(Connectivity, SoupsOfSharedEdgesDuplicatesAndRepeatedCornersKeepTheLastMatchOfEveryList) {
+    // The rule in full: each face reads the lists of its three corners in
+    // turn (faces ascending, a face listed once per corner it names) and a
+    // later match overwrites an earlier one. Few vertices and many faces
+    // make edges of up to a dozen faces, duplicates wound either way, and
+    // faces that name a vertex twice.
+    for (unsigned int seed = 1; seed <= 6; ++seed) {
+        const unsigned int vertexCount = 5 + seed, faceCount = 40 + 9 * seed;
+        std::vector<std::array<double, 3>> points;
+        for (unsigned int v = 0; v < vertexCount; ++v)
+            points.push_back({double(v), double(v * v % 7), double(v % 3)});
+        std::vector<std::array<unsigned int, 3>> faces;
+        unsigned int state = seed * 2654435761u;
+        const auto next = [&]() {
+            state = state * 1664525u + 1013904223u;
+            return (state >> 8) % vertexCount;
+        };
+        for (unsigned int f = 0; f < faceCount; ++f)
+            faces.push_back({next(), next(), next()});
+        Mesh mesh;
+        AddTables(mesh, points, faces);
+        mesh.AssignFaceConnectivity(true);
+        std::vector<V> expected;
+        for (unsigned int f = 0; f < faceCount; ++f) {
+            const unsigned int a = faces[f][0], b = faces[f][1], c = faces[f][2];
+            V slots{None, None, None};
+            for (const unsigned int corner : {a, b, c})
+                for (unsigned int g = 0; g < faceCount; ++g)
+                    for (const unsigned int listed : faces[g]) {
+                        if (listed != corner || g == f)
+                            continue;
+                        const auto has = [&](unsigned int x) {
+                            return faces[g][0] == x || faces[g][1] == x || faces[g][2] == x;
+                        };
+                        if (has(a) && has(b))
+                            slots[0] = g;
+                        else if (has(a) && has(c))
+                            slots[2] = g;
+                        else if (!has(a) && has(b) && has(c))
+                            slots[1] = g;
+                    }
+            expected.push_back(slots);
+        }
+        EXPECT_EQ(FaceTableOf(mesh), expected) << "seed " << seed;
+    }
 }
 
 TEST(Connectivity, ReusingBuildEqualsReallocatingBuildAndKeepsStorage) {

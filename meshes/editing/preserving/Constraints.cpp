@@ -511,17 +511,21 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     if (features) {
         const double limit = 2 * Pi * (1 - std::cos(m_Options.m_FeatureAngle * Pi / 180.0));
         // Each vertex is judged on its own fan and flags, and marks only
-        // itself.
+        // itself. Its angle sum is kept: the blunt tips' patches read the
+        // sums of free closed vertices only, all of which are measured here
+        // (the marks add flags, never take them), and nothing moves between.
         const std::int64_t vertices = static_cast<std::int64_t>(vertexCount);
+        std::vector<double> angleSum(vertexCount, 0.0);
 #pragma omp parallel for schedule(dynamic, 4096) if (vertices >= ParallelVertices)
         for (std::int64_t i = 0; i < vertices; ++i) {
             const std::uint32_t v = static_cast<std::uint32_t>(i);
             if ((m_Flags[v] & (Deleted | Fixed | Sliding | NonManifold)) || m_Out[v] == None || IsOpen(v))
                 continue;
-            if (std::fabs(2 * Pi - AngleSum(v)) > limit)
+            angleSum[v] = AngleSum(v);
+            if (std::fabs(2 * Pi - angleSum[v]) > limit)
                 m_Flags[v] |= Fixed | Corner;
         }
-        MarkBluntTips(limit);
+        MarkBluntTips(limit, angleSum);
     }
     for (const std::uint32_t v : m_FanVertices)
         m_Flags[v] = static_cast<std::uint8_t>((m_Flags[v] & ~Sliding) | Fixed | Corner);
@@ -578,7 +582,7 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
 // the faces between them); a part that lies whole within a target (debris,
 // which the collapses take down whole); and a patch whose turn lies along a
 // curve rather than around a point (see BluntTipRoundness).
-void CEngine::MarkBluntTips(double limit) {
+void CEngine::MarkBluntTips(double limit, const std::vector<double>& angleSum) {
     const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
     const double reach2 = BluntTipReach * m_TargetLength * BluntTipReach * m_TargetLength;
     // The vertices within reach of v along edges, v first; escaped tells
@@ -611,7 +615,8 @@ void CEngine::MarkBluntTips(double limit) {
             });
         return usable && patch.size() >= 2;
     };
-    const auto deficitAt = [&](std::uint32_t w) { return 2 * Pi - AngleSum(w); };
+    // Read only for vertices a strict patch holds: free and closed.
+    const auto deficitAt = [&](std::uint32_t w) { return 2 * Pi - angleSum[w]; };
     std::vector<double> deficit(vertexCount, -1.0);
     std::vector<std::uint32_t> tip(vertexCount, None);
     // Each vertex reads flags and positions only and writes its own entries

@@ -872,8 +872,9 @@ private:
     // needle (see NeedleTipTurn).
     void DropLinesAtNeedleTips();
     // Makes the tip of each limb thinner than the target a corner, given the
-    // cone tips' limit on a vertex's angle deficit (see MarkBluntTips).
-    void MarkBluntTips(double limit);
+    // cone tips' limit on a vertex's angle deficit and the angle sums the
+    // cone tips' test measured (see MarkBluntTips).
+    void MarkBluntTips(double limit, const std::vector<double>& angleSum);
     // Makes the vertex at the tip of each hairpin bend of a feature line a
     // corner (see HairpinTurn), given the constraint edges at each vertex.
     // Chains of edges between two such corners (see NoseChainAngle) join

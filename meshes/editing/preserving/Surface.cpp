@@ -105,8 +105,13 @@ void CEngine::FreezeSmallPieces(std::vector<char>& frozenFace) const {
     std::vector<std::uint32_t> parent(vertexCount);
     std::iota(parent.begin(), parent.end(), 0u);
     const auto find = [&](std::uint32_t v) { return FindRoot(parent, v); };
+    // Two sides of a face join its three corners; the third adds nothing.
+    // Each root is the least vertex of its piece, whatever the order of the
+    // unions, so the pieces' numbers below do not depend on it either.
     for (std::size_t h = 0; h < m_Corner.size(); ++h) {
-        const std::uint32_t a = find(m_Corner[h]), b = find(m_Corner[h % 3 == 2 ? h - 2 : h + 1]);
+        if (h % 3 == 2)
+            continue;
+        const std::uint32_t a = find(m_Corner[h]), b = find(m_Corner[h + 1]);
         if (a != b)
             parent[std::max(a, b)] = std::min(a, b);
     }
