@@ -692,6 +692,67 @@ void MakeDrilledBossPlate(Mesh& mesh, unsigned int sides = 48) {
     }
 }
 
+// A plate 3 x 2 x 0.1 with `ribs` ribs `thickness` thick and 0.4 tall
+// standing across it, as an architectural exporter writes such a solid: the
+// boundary of the filled cells of a grid with uneven lines, each cell side
+// one quad. A rib's top is one quad whose diagonal is a hair longer than its
+// rims; the plate's top and bottom keep the ribs' lines as long thin quads.
+template <typename Mesh>
+void MakeRibbedPanel(Mesh& mesh, unsigned int ribs = 5, double thickness = 0.03) {
+    std::vector<double> lines[3] = {{0.0}, {0.0, 2.0}, {0.0, 0.1, 0.5}};
+    for (unsigned int k = 0; k < ribs; ++k) {
+        const double x = (k + 1) * 3.0 / (ribs + 1);
+        lines[0].push_back(x - thickness / 2);
+        lines[0].push_back(x + thickness / 2);
+    }
+    lines[0].push_back(3.0);
+    const int cells[3] = {int(lines[0].size()) - 1, 1, 2};
+    // The plate is the lower layer; each rib one cell of the upper.
+    const auto filled = [&](int i, int j, int k) {
+        if (i < 0 || j < 0 || k < 0 || i >= cells[0] || j >= cells[1] || k >= cells[2])
+            return false;
+        return k == 0 || i % 2 == 1;
+    };
+    std::vector<int> index((cells[0] + 1) * (cells[1] + 1) * (cells[2] + 1), -1);
+    const auto vertex = [&](const int(&c)[3]) {
+        int& slot = index[(c[0] * (cells[1] + 1) + c[1]) * (cells[2] + 1) + c[2]];
+        if (slot < 0) {
+            slot = int(mesh.m_Vertices.GetCount());
+            AddVertex(mesh, lines[0][c[0]], lines[1][c[1]], lines[2][c[2]]);
+        }
+        return unsigned(slot);
+    };
+    for (int i = 0; i < cells[0]; ++i)
+        for (int j = 0; j < cells[1]; ++j)
+            for (int k = 0; k < cells[2]; ++k) {
+                if (!filled(i, j, k))
+                    continue;
+                for (int axis = 0; axis < 3; ++axis)
+                    for (int side = 0; side < 2; ++side) {
+                        int n[3] = {i, j, k};
+                        n[axis] += side ? 1 : -1;
+                        if (filled(n[0], n[1], n[2]))
+                            continue;
+                        const int u = (axis + 1) % 3, w = (axis + 2) % 3;
+                        unsigned int q[4];
+                        const int steps[4][2] = {{0, 0}, {1, 0}, {1, 1}, {0, 1}};
+                        for (int corner = 0; corner < 4; ++corner) {
+                            int c[3] = {i, j, k};
+                            c[axis] += side;
+                            c[u] += steps[corner][0];
+                            c[w] += steps[corner][1];
+                            q[corner] = vertex(c);
+                        }
+                        // (u, w) turn about +axis: the far side faces out as
+                        // it is, the near side reversed.
+                        if (side)
+                            AddQuad(mesh, q[0], q[1], q[2], q[3]);
+                        else
+                            AddQuad(mesh, q[3], q[2], q[1], q[0]);
+                    }
+            }
+}
+
 // A straight blade CAD-style (see AddCadPrism): a symmetric airfoil section
 // of the given chord and thickness (a share of the chord) whose trailing edge
 // closes to a sharp wedge of about 16 degrees, with `points` points on each

@@ -394,6 +394,19 @@ constexpr double ThinPartEdgeTurn = 1.0;
 // A free edge across a strip between two lines' vertices stays unsplit up
 // to this many local split lengths (see SplitLimit2).
 constexpr double StripSplitFactor = 2.5;
+// A face is a needle along its side h where its height over h is under this
+// many lengths of h; a strip's faces, one target across, are such needles
+// along its length, down to this many local targets high (see
+// RunsAlongStrip). Lower, the strip is wide for its target (a slab's side 0.2
+// high where the target is 0.9): a free vertex in its middle helps there.
+constexpr double NeedleHeight = 0.2;
+constexpr double StripNeedleShare = 0.6;
+// A flip along a strip halves the edge's length or so (see StripSideToFlip),
+// and is taken only where the strip is a whole local target across: taken
+// on narrower ones too, it left the ear-clipped caps of a heat sink's fins,
+// 0.08 wide, at 18.4 degrees where they had kept 18.7.
+constexpr double StripFlipShrink = 0.7;
+constexpr double StripFlipShare = 1.0;
 // A split joins its new vertex to the corners opposite the edge; a corner
 // that has gained this many edges in one split pass gains no more (see
 // CrowdsOpposite); a pass that halves every edge adds one per neighbour.
@@ -1118,6 +1131,16 @@ private:
     // split that the strip's allowance ranks late (see SplitLimit2), or
     // None.
     std::uint32_t DueStripSide(std::uint32_t h, double length2) const;
+    // Whether free edge h runs along a strip about one local target wide:
+    // both its faces are needles (their heights over h under NeedleHeight of
+    // it) yet reach across at least `share` of the local target at h's
+    // middle, so that no free vertex fits well between the strip's lines.
+    bool RunsAlongStrip(std::uint32_t h, double share) const;
+    // A side of the face of h, or of its twin's, that runs along a strip
+    // between lines (at StripFlipShare) and whose flip shortens it to under
+    // StripFlipShrink of its length and raises the smallest angle of its
+    // pair; or None.
+    std::uint32_t StripSideToFlip(std::uint32_t h) const;
     bool CollapseShortEdges();
     // Whether kept boundary vertex v may leave the boundary by merging along
     // it into a neighbour (see KeptCollapseFactor): only a vertex whose sole

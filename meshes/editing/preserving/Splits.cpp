@@ -34,9 +34,13 @@ bool CEngine::SplitLongEdges() {
             push(h);
     bool changed = false;
     // Bounded: each turn pops one entry. Entries are the edges on entry plus
-    // at most six per split, and each split adds at least one face, which
-    // the budget caps, so there are at most (B - faces on entry) splits and
-    // (edges on entry + 6 x splits) turns. A stale entry is dropped unsplit.
+    // at most six per split and five per flip, and each split adds at least
+    // one face, which the budget caps, so there are at most (B - faces on
+    // entry) splits. A flip shortens an edge along a strip to under
+    // StripFlipShrink of its length and raises the smallest angle of its
+    // pair, and no split adds such an edge longer than the ones it cuts, so
+    // the flips between two splits are finite too. A stale entry is dropped
+    // unsplit.
     while (!m_SplitQueue.empty() && m_Corner.size() / 3 < m_FaceBudget) {
         std::pop_heap(m_SplitQueue.begin(), m_SplitQueue.end());
         const CQueuedEdge top = m_SplitQueue.back();
@@ -52,6 +56,19 @@ bool CEngine::SplitLongEdges() {
         if (CrowdsOpposite(h))
             continue;
         double length2 = top.m_Length2;
+        // A side of either face that runs along a strip one local target
+        // wide is flipped across it first where that shortens it, and h
+        // comes back in its new slot: split, it would leave a free vertex
+        // inside the strip (see RunsAlongStrip).
+        const std::uint32_t along = StripSideToFlip(h);
+        if (along != None) {
+            const std::uint32_t t = m_Twin[along], base0 = along - along % 3, base1 = t - t % 3;
+            Flip(along);
+            changed = true;
+            for (const std::uint32_t e : {base0, base0 + 1, base0 + 2, base1, base1 + 1})
+                push(e);
+            continue;
+        }
         // A longer side of either face that is due a split but ranked by the
         // strip's allowance (see SplitLimit2) goes first, and h comes back:
         // cut from h, the face kept that side and its new faces were cut
@@ -104,6 +121,14 @@ std::uint32_t CEngine::DueStripSide(std::uint32_t h, double length2) const {
     for (const std::uint32_t g : sides) {
         if (g == None || m_Kind[g] != None || !(EdgeLength2(g) > length2 * (1 + 1e-9)))
             continue;
+        // Nor a side that runs along a strip: its split would put a free
+        // vertex inside the strip where the lines' own vertices make one
+        // face across (a rib's top, one quad whose diagonal is a hair longer
+        // than its rims, was cut along the diagonal again and again, some
+        // hundred free vertices in five ribs 0.03 wide); the rims go first
+        // and the side is flipped across (see StripSideToFlip).
+        if (RunsAlongStrip(g, StripNeedleShare))
+            continue;
         // Only a side between two corners, across a whole face of the input
         // rather than between the sliding vertices of two lines, longer than
         // the caller's split length, and only where the allowance ranks it
@@ -114,6 +139,46 @@ std::uint32_t CEngine::DueStripSide(std::uint32_t h, double length2) const {
         if (HasLongLockedEdge(g / 3) || (m_Twin[g] != None && HasLongLockedEdge(m_Twin[g] / 3)) || CrowdsOpposite(g))
             continue;
         return g;
+    }
+    return None;
+}
+
+bool CEngine::RunsAlongStrip(std::uint32_t h, double share) const {
+    const std::uint32_t t = m_Twin[h];
+    if (t == None || m_Size.empty())
+        return false;
+    const Vec &pa = m_Position[m_Corner[h]], &pb = m_Position[Target(h)];
+    const double length2 = Squared(pb - pa);
+    const double floor = share * SizeAt((pa + pb) * 0.5);
+    for (const std::uint32_t c : {m_Corner[Prev(h)], m_Corner[Prev(t)]}) {
+        const double height2 = Squared((pb - pa) * (m_Position[c] - pa)) / length2;
+        if (!(height2 < NeedleHeight * NeedleHeight * length2) || !(height2 >= floor * floor))
+            return false;
+    }
+    return true;
+}
+
+std::uint32_t CEngine::StripSideToFlip(std::uint32_t h) const {
+    if (m_Size.empty())
+        return None;
+    const auto onLine = [&](std::uint32_t v) { return (m_Flags[v] & (Sliding | Corner)) != 0; };
+    const std::uint32_t t = m_Twin[h];
+    const std::uint32_t sides[4] = {Next(h), Prev(h), t != None ? Next(t) : None, t != None ? Prev(t) : None};
+    for (const std::uint32_t g : sides) {
+        if (g == None || m_Kind[g] != None || m_Twin[g] == None)
+            continue;
+        // Only within the strip: all four corners on its lines.
+        const std::uint32_t a = m_Corner[g], b = Target(g), c = m_Corner[Prev(g)], d = m_Corner[Prev(m_Twin[g])];
+        if (!onLine(a) || !onLine(b) || !onLine(c) || !onLine(d))
+            continue;
+        const Vec &pa = m_Position[a], &pb = m_Position[b], &pc = m_Position[c], &pd = m_Position[d];
+        if (!(Squared(pc - pd) < StripFlipShrink * StripFlipShrink * Squared(pb - pa)) ||
+            !RunsAlongStrip(g, StripFlipShare))
+            continue;
+        const double before = std::min(SmallestAngle(pa, pb, pc), SmallestAngle(pb, pa, pd));
+        const double after = std::min(SmallestAngle(pc, pa, pd), SmallestAngle(pd, pb, pc));
+        if (after > before && FlipIsAllowed(g) && FlipIsValid(g))
+            return g;
     }
     return None;
 }
