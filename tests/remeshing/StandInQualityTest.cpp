@@ -1131,13 +1131,15 @@ TEST(StandInQualityFine, FanFilledHolesLoseTheirPleats) {
 // passes between the layers. Seed 10: 11.07 degrees, 13 folded edges, 0.034
 // and 0.131 targets from the input each way before; 17.42 degrees after.
 // Seed 3: 0.027 and 0.164 targets before; 0.024 and 0.127 after, 15 folded
-// edges both (the input has 30).
+// edges both (the input has 30). Since the fans over the input's own folds
+// keep 10 degrees through the moves against folds, seed 3 keeps 17 folded
+// edges, 6.96 degrees, 0.024 and 0.118 targets.
 TEST(StandInQualityFine, FanFilledFlapsLeaveTheResultBetweenTheirLayers) {
     struct SCase {
         unsigned int m_Seed, m_Folds;
         double m_MinAngle, m_From, m_To;
     };
-    for (const SCase& c : {SCase{10, 13, 16.0, 0.04, 0.14}, SCase{3, 15, 6.5, 0.03, 0.14}}) {
+    for (const SCase& c : {SCase{10, 13, 16.0, 0.04, 0.14}, SCase{3, 17, 6.5, 0.03, 0.14}}) {
         ShapeMesh mesh;
         MakeFanFilledScan(mesh, 4, 6, c.m_Seed);
         const ShapeMesh input(mesh);
