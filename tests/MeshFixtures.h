@@ -1842,6 +1842,59 @@ void MakeThreeSpheres(Mesh& mesh) {
     add(1, 2.0, -5.0);
 }
 
+// A raw laser scan with noise and pinholes: a bumpy sphere (MakeBumpySphere,
+// bumps 0.15) whose every vertex the scanner put off the surface along its
+// radius by `noise` times the mean edge times a draw of spread 1 (the sum of
+// three uniform draws in [-1, 1]), then, `holes` times, every face dropped
+// whose centroid lies within 0.6 to 1.8 mean edges of a vertex drawn at
+// random. At a noise of one edge most edges bend by more than a feature
+// angle and the input folds over itself in many places.
+template <typename Mesh>
+void MakePinholedScan(Mesh& mesh, unsigned int levels = 5, double noise = 1.0, unsigned int holes = 14,
+                      unsigned int seed = 1) {
+    Mesh sphere;
+    MakeBumpySphere(sphere, levels, 0.15, 0, seed);
+    CNoise random(seed);
+    const unsigned int count = sphere.m_Vertices.GetCount();
+    std::vector<std::array<double, 3>> points(count);
+    for (unsigned int v = 0; v < count; ++v) {
+        const auto& p = sphere.m_Vertices[v].m_Position;
+        points[v] = {double(p.x), double(p.y), double(p.z)};
+    }
+    std::vector<std::array<unsigned int, 3>> faces;
+    double edge = 0;
+    for (unsigned int f = 0; f < sphere.m_Faces.GetCount(); ++f) {
+        const auto* c = sphere.m_Faces[f].m_Corners;
+        faces.push_back({c[0], c[1], c[2]});
+        for (int j = 0; j < 3; ++j) {
+            const auto &a = points[c[j]], &b = points[c[(j + 1) % 3]];
+            edge += std::sqrt((a[0] - b[0]) * (a[0] - b[0]) + (a[1] - b[1]) * (a[1] - b[1]) +
+                              (a[2] - b[2]) * (a[2] - b[2]));
+        }
+    }
+    edge /= 3.0 * faces.size();
+    for (auto& p : points) {
+        const double scale = 1 + noise * edge * (random.Next() + random.Next() + random.Next());
+        p = {p[0] * scale, p[1] * scale, p[2] * scale};
+    }
+    for (unsigned int k = 0; k < holes; ++k) {
+        const auto& centre = points[static_cast<unsigned int>((random.Next() + 1) / 2 * (count - 1))];
+        const double reach = edge * (1.2 + 0.6 * random.Next());
+        std::vector<std::array<unsigned int, 3>> kept;
+        for (const auto& t : faces) {
+            double d2 = 0;
+            for (int j = 0; j < 3; ++j) {
+                const double m = (points[t[0]][j] + points[t[1]][j] + points[t[2]][j]) / 3 - centre[j];
+                d2 += m * m;
+            }
+            if (d2 > reach * reach)
+                kept.push_back(t);
+        }
+        faces.swap(kept);
+    }
+    AddUsedTables(mesh, points, faces);
+}
+
 // A scan of a closed organic shape cut where the scanner saw nothing, as
 // cleaning tools cut it: a bumpy sphere (MakeBumpySphere, bumps 0.15) with
 // every face dropped whose centroid lies beyond the plane through `cut` along

@@ -3304,6 +3304,7 @@ def inputs():
     yield "skin folds narrower than the faces", lambda: wrinkled_skin(0.05, 5, 0.03, 0.12)
     yield "head with flat ears 0.04 thick", lambda: eared_head(0.03, 0.04)
     yield "laser scan, noise 1 edge, pinholes", lambda: noisy_scan(5, 1.0, 14, 83)
+    yield "laser scan, noise 1 edge, pinholes, seed 100", lambda: noisy_scan(5, 1.0, 14, 100)
     # CAD parts, reliefs, touching scans, game exports with split seams, cages with many-valent points,
     # fine parts beside a few huge faces, or beside a few long edges that set the mean edge
     yield "plate with a boss drilled through, 48 sectors", lambda: drilled_boss_plate(48)

@@ -518,6 +518,15 @@ constexpr double UnfoldTipShare = 0.85;
 // A fan at least this wide stays so through the moves against folds (see
 // UnfoldByMoves): 30 degrees, the smallest angle the remesh aims for.
 constexpr double UnfoldKeptAngle = 30.0 * Pi / 180.0;
+// A fan over a part of the input that folds itself is thinned by the moves
+// against folds down to this angle at most (or its own, where thinner),
+// however thin the mesh's thinnest face (see UnfoldByMoves), and a bare tip
+// over one gets a fourth face only where its region keeps this or its own
+// smallest angle (see UnfoldEdges): 10 degrees. Down to the mesh's smallest
+// angle, a raw scan whose noise folds its faces (one sliver of 2.9 degrees
+// somewhere) was left 18 faces under 5 degrees, each beside a fold that
+// copies the input's own.
+constexpr double UnfoldOverFoldAngle = 10.0 * Pi / 180.0;
 // A free input vertex whose every edge is longer than the split length lies
 // where the result is finer than the input (a smooth part tessellated
 // coarsely). Where its faces also turn (some face normal lies more than this
@@ -1579,6 +1588,14 @@ private:
     // near p, the middle of the layers that line crosses near p.
     Vec AcrossPleat(std::uint32_t slot, const Vec& p, const Vec& nearest) const;
     void FindPleats(const std::vector<std::uint32_t>& slotOfFace, const std::vector<char>& turnedOver);
+    // Marks each input triangle with a corner at an edge the input folds
+    // itself (see m_FoldedSlot).
+    void MarkFoldedInput(const std::vector<std::uint32_t>& slotOfFace);
+    // Whether v was last projected onto such a triangle.
+    bool OverFoldedInput(std::uint32_t v) const {
+        const std::uint32_t slot = m_FaceHint[v];
+        return !m_FoldedSlot.empty() && slot < m_FoldedSlot.size() && m_FoldedSlot[slot];
+    }
     // The input triangle nearest to p (its position in the tree's order, or
     // None), starting from `hint`; `nearest` receives its closest point.
     std::uint32_t NearestOnInput(const Vec& p, std::uint32_t hint, Vec& nearest) const;
@@ -1702,6 +1719,10 @@ private:
     };
     std::vector<CPleat> m_Pleats;
     std::vector<std::uint32_t> m_PleatOfSlot;
+    // Per triangle, whether a corner of it lies at an edge the input folds
+    // itself, at an edge's end or at the far corner of either face (empty
+    // where the input folds nowhere).
+    std::vector<std::uint8_t> m_FoldedSlot;
     // Per triangle, bit k set where corner k is a soft corner of the input
     // (see MarkSoftCorners).
     std::vector<std::uint8_t> m_SoftCorners;

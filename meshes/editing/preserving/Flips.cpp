@@ -907,8 +907,9 @@ double CEngine::FoldsAround(std::uint32_t v, const Vec& q) const {
 // one that leaves the fewest folds around it, fewer than now, or as many
 // but nearer unfolding (see FoldsAround); where no face of its fan turns or
 // gets a smaller angle than both what the fan had and the result's
-// smallest (nor under UnfoldKeptAngle where the fan was above it), and a
-// vertex on a line keeps the line's shape. Serial, in
+// smallest (nor under UnfoldKeptAngle where the fan was above it, nor under
+// UnfoldOverFoldAngle over a fold of the input), and a vertex on a line
+// keeps the line's shape. Serial, in
 // vertex order.
 bool CEngine::UnfoldByMoves(bool freeOnly) {
     if (!AnyEdgeFolds())
@@ -952,9 +953,12 @@ bool CEngine::UnfoldByMoves(bool freeOnly) {
             ForEachOutgoing(v, [&](std::uint32_t e) {
                 fan = std::min(fan, SmallestAngle(p, m_Position[Target(e)], m_Position[m_Corner[Prev(e)]]));
             });
-            // A fan at the angle the remesh aims for keeps it.
+            // A fan at the angle the remesh aims for keeps it. Over a part
+            // the input folds itself, the result's fold follows the input's
+            // and is not worth a sliver (see UnfoldOverFoldAngle).
+            const double lowest = OverFoldedInput(v) ? std::max(floor, UnfoldOverFoldAngle) : floor;
             const double least =
-                fan >= UnfoldKeptAngle ? std::max(std::min(fan, floor), UnfoldKeptAngle) : std::min(fan, floor);
+                fan >= UnfoldKeptAngle ? std::max(std::min(fan, floor), UnfoldKeptAngle) : std::min(fan, lowest);
             ring.clear();
             ForEachNeighbour(v, [&](std::uint32_t w, std::uint32_t) { ring.push_back(w); });
             const std::uint32_t faceHint = m_FaceHint[v], segmentHint = m_SegmentHint[v];
@@ -1129,7 +1133,11 @@ bool CEngine::UnfoldEdges() {
         // faces spread evenly there meet at 2 asin(sin a sin 45 degrees).
         const double sine = std::min(1.0, AngleSum(tips[i]) / (2 * Pi));
         const double even = 2 * std::asin(sine * std::sqrt(0.5));
-        need[i] = std::min({need[i], floor, UnfoldTipShare * even});
+        // Over a part the input folds itself, as for the moves (see
+        // UnfoldOverFoldAngle): the fold is the input's, the split's halves
+        // thinner than the region would be ours.
+        need[i] = OverFoldedInput(tips[i]) ? std::min(need[i], std::max(floor, UnfoldOverFoldAngle))
+                                           : std::min({need[i], floor, UnfoldTipShare * even});
     }
     // Bounded: two rounds, the second with fewer tips, each at most one
     // split per tip, one pass of EvenTipRings over those tips and one of

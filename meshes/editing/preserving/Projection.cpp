@@ -288,6 +288,7 @@ void CEngine::BuildReference(const std::vector<char>& frozenFace, const std::vec
 
     MarkSoftCorners(slotOfFace);
     FindPleats(slotOfFace, turnedOver);
+    MarkFoldedInput(slotOfFace);
 
     const std::int64_t vertexCount = static_cast<std::int64_t>(m_Position.size());
 #pragma omp parallel for schedule(static) if (vertexCount >= ParallelVertices)
@@ -355,6 +356,28 @@ double CrossingAlong(const Vec& p, const Vec& n, const Vec& a, const Vec& b, con
 }
 
 }  // namespace
+
+void CEngine::MarkFoldedInput(const std::vector<std::uint32_t>& slotOfFace) {
+    m_FoldedSlot.clear();
+    const std::uint32_t faces = static_cast<std::uint32_t>(slotOfFace.size());
+    std::vector<char> beside;
+    for (std::uint32_t h = 0; h < 3 * faces; ++h) {
+        const std::uint32_t t = m_Twin[h];
+        if (t == None || t < h || m_Corner[h] == None || !Folded(FaceNormal(h / 3), FaceNormal(t / 3)))
+            continue;
+        if (beside.empty())
+            beside.assign(m_Position.size(), 0);
+        for (const std::uint32_t v : {m_Corner[h], Target(h), m_Corner[Prev(h)], m_Corner[Prev(t)]})
+            beside[v] = 1;
+    }
+    if (beside.empty())
+        return;
+    m_FoldedSlot.assign(m_TriangleTree.GetOrder().size(), 0);
+    for (std::uint32_t f = 0; f < faces; ++f)
+        if (slotOfFace[f] != None &&
+            (beside[m_Corner[3 * f]] || beside[m_Corner[3 * f + 1]] || beside[m_Corner[3 * f + 2]]))
+            m_FoldedSlot[slotOfFace[f]] = 1;
+}
 
 void CEngine::FindPleats(const std::vector<std::uint32_t>& slotOfFace, const std::vector<char>& turnedOver) {
     m_Pleats.clear();
