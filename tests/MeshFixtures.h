@@ -1154,6 +1154,46 @@ void MakeEaredAnimal(Mesh& mesh, int cells = 83) {
     MakeImplicitSurface(mesh, field, cells, -1.45, 1.45);
 }
 
+// A hand as a surface reconstruction delivers it (MakeImplicitSurface on a
+// grid of `cells` cubes over [-0.9, 1.0]^3, about 18,000 faces at 48): a flat
+// palm (an ellipsoid), four parallel fingers and a thumb (capsules of radius
+// 0.08 and 0.088) whose surfaces lie `gap` apart, blended by a sharp smooth
+// minimum so that the gaps stay open. Each fingertip is cut by the grid
+// planes into a cluster of small facets.
+template <typename Mesh>
+void MakeCloseFingeredHand(Mesh& mesh, int cells = 48, double gap = 0.025) {
+    typedef std::array<double, 3> P;
+    const double radius = 0.08, pitch = 2 * radius + gap;
+    std::vector<std::array<P, 2>> capsules;
+    std::vector<double> radii;
+    for (int i = 0; i < 4; ++i) {
+        const double y = pitch * (i - 1.5);
+        capsules.push_back({P{0, y, 0}, P{0.9 - 0.08 * std::fabs(i - 1.5), y, 0}});
+        radii.push_back(radius);
+    }
+    capsules.push_back({P{-0.35, -2.2 * pitch, 0}, P{0.05, -2.2 * pitch - 0.25, 0}});
+    radii.push_back(1.1 * radius);
+    const P palm{0.45, 2.1 * pitch, 0.1};
+    // The smooth minimum of all parts' distances, log-sum-exp of sharpness
+    // 120; the palm about its distance (the scaled radius less one, times
+    // the smallest semi-axis).
+    const double sharpness = 120.0;
+    const auto field = [&](double x, double y, double z) {
+        const P p{x, y, z};
+        std::vector<double> d;
+        for (std::size_t i = 0; i < radii.size(); ++i)
+            d.push_back(DistanceToSegment(p, capsules[i][0], capsules[i][1]) - radii[i]);
+        const double q[3] = {(x + 0.4) / palm[0], y / palm[1], z / palm[2]};
+        d.push_back((std::sqrt(q[0] * q[0] + q[1] * q[1] + q[2] * q[2]) - 1.0) * palm[2]);
+        const double least = *std::min_element(d.begin(), d.end());
+        double sum = 0;
+        for (const double e : d)
+            sum += std::exp(-sharpness * (e - least));
+        return least - std::log(sum) / sharpness;
+    };
+    MakeImplicitSurface(mesh, field, cells, -0.9, 1.0);
+}
+
 // The mesh simplified to `keepFaces` faces by greedy edge collapse in order
 // of the quadric error of the planes around each vertex, the survivor at the
 // cheaper end (as decimators that keep input points do): few vertices where

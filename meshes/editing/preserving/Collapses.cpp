@@ -119,7 +119,10 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         if (EdgeSize(h) < m_TargetLength && !((m_Flags[a] & Corner) && (m_Flags[b] & Corner)) &&
             !(EdgeLength2(h) < TinyEdgeFactor * TinyEdgeFactor * m_CollapseLength2))
             return false;
-        if (!(EdgeLength2(h) < EdgeLimit2(h, CornerMergeFactor, m_MergeLength2)) &&
+        const double rough = RoughCreaseMergeFactor * m_TargetLength;
+        const double mergeLimit2 =
+            std::max(EdgeLimit2(h, CornerMergeFactor, m_MergeLength2), IsRoughCreaseEdge(h) ? rough * rough : 0.0);
+        if (!(EdgeLength2(h) < mergeLimit2) &&
             !(kind == None && EdgeLength2(h) < EdgeLimit2(h, LineEndMergeFactor, m_LineEndMergeLength2) &&
               EndsOneLine(a) && EndsOneLine(b)))
             return false;

@@ -538,6 +538,7 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     // it, which no line's root can be: roots are edges that stayed), and its
     // ends are corners.
     BuildSizing();
+    m_RoughCreaseLines.clear();
     if (!m_SizeCells.empty() && features) {
         for (std::uint32_t h = 0; h < halfEdges; ++h) {
             const std::uint32_t t = m_Twin[h];
@@ -548,6 +549,22 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
                 !(SizeAt((m_Position[a] + m_Position[b]) * 0.5) < m_TargetLength))
                 continue;
             m_Kind[h] = m_Kind[t] = h;
+            // How much its faces turn against their other neighbours across
+            // edges that crease nowhere (see RoughSideTurn); in half-edge
+            // order, so the list stays ascending.
+            double sideTurn = 0;
+            int sides = 0;
+            for (const std::uint32_t g : {h / 3, t / 3})
+                for (std::uint32_t e = 3 * g; e < 3 * g + 3; ++e) {
+                    const std::uint32_t u = m_Twin[e];
+                    if (e == h || e == t || u == None || crease[e] != 0 || frozenFace[u / 3] ||
+                        !(Squared(normal[g]) > 0) || !(Squared(normal[u / 3]) > 0))
+                        continue;
+                    sideTurn += std::acos(std::clamp(normal[g] % normal[u / 3], -1.0, 1.0));
+                    ++sides;
+                }
+            if (!SolidEdge(h) && sides > 0 && sideTurn >= sides * RoughSideTurn * Pi / 180.0)
+                m_RoughCreaseLines.push_back(h);
             for (const std::uint32_t v : {a, b})
                 m_Flags[v] = static_cast<std::uint8_t>((m_Flags[v] & ~Sliding) | Fixed | Corner);
         }
