@@ -964,6 +964,16 @@ void MakeImplicitSurface(Mesh& mesh, Field&& field, int cells, double low, doubl
             }
 }
 
+// The smooth minimum of distances d, log-sum-exp of the given sharpness:
+// parts blend within a few times 1 / sharpness of where their surfaces meet.
+inline double SmoothMinimum(const std::vector<double>& d, double sharpness) {
+    const double least = *std::min_element(d.begin(), d.end());
+    double sum = 0;
+    for (const double e : d)
+        sum += std::exp(-sharpness * (e - least));
+    return least - std::log(sum) / sharpness;
+}
+
 // The distance from p to the segment a-b.
 inline double DistanceToSegment(const std::array<double, 3>& p, const std::array<double, 3>& a,
                                 const std::array<double, 3>& b) {
@@ -1092,15 +1102,9 @@ void MakeFingeredFigure(Mesh& mesh, int cells = 64, double limbRadius = 0.1, dou
     const auto field = [&](double x, double y, double z) {
         const P p{x, y, z};
         std::vector<double> d(radii.size());
-        double least = 1e300;
-        for (std::size_t i = 0; i < radii.size(); ++i) {
+        for (std::size_t i = 0; i < radii.size(); ++i)
             d[i] = DistanceToSegment(p, capsules[i][0], capsules[i][1]) - radii[i];
-            least = std::min(least, d[i]);
-        }
-        double sum = 0;
-        for (const double e : d)
-            sum += std::exp(-sharpness * (e - least));
-        return least - std::log(sum) / sharpness;
+        return SmoothMinimum(d, sharpness);
     };
     MakeImplicitSurface(mesh, field, cells, -2.0, 1.84);
 }
@@ -1145,11 +1149,7 @@ void MakeEaredAnimal(Mesh& mesh, int cells = 83) {
                 r2 += (p[k] - centres[e][k]) * (p[k] - centres[e][k]) / (axes[e][k] * axes[e][k]);
             d.push_back((std::sqrt(r2) - 1.0) * std::min({axes[e][0], axes[e][1], axes[e][2]}));
         }
-        const double least = *std::min_element(d.begin(), d.end());
-        double sum = 0;
-        for (const double e : d)
-            sum += std::exp(-sharpness * (e - least));
-        return least - std::log(sum) / sharpness;
+        return SmoothMinimum(d, sharpness);
     };
     MakeImplicitSurface(mesh, field, cells, -1.45, 1.45);
 }
@@ -1185,11 +1185,7 @@ void MakeCloseFingeredHand(Mesh& mesh, int cells = 48, double gap = 0.025) {
             d.push_back(DistanceToSegment(p, capsules[i][0], capsules[i][1]) - radii[i]);
         const double q[3] = {(x + 0.4) / palm[0], y / palm[1], z / palm[2]};
         d.push_back((std::sqrt(q[0] * q[0] + q[1] * q[1] + q[2] * q[2]) - 1.0) * palm[2]);
-        const double least = *std::min_element(d.begin(), d.end());
-        double sum = 0;
-        for (const double e : d)
-            sum += std::exp(-sharpness * (e - least));
-        return least - std::log(sum) / sharpness;
+        return SmoothMinimum(d, sharpness);
     };
     MakeImplicitSurface(mesh, field, cells, -0.9, 1.0);
 }

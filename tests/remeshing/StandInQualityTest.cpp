@@ -933,6 +933,25 @@ struct CThinRod {
     double m_InputReach;
 };
 
+// The widest turn round the axis between neighbouring vertices of the rim
+// at height z (those further than `inner` from the axis), and their count.
+double WidestRimGap(const ShapeMesh& mesh, double z, double inner, std::size_t& count) {
+    std::vector<double> turns;
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) {
+        const Point p = Position(mesh, v);
+        if (std::fabs(p.z - z) < 1e-9 && p.x * p.x + p.y * p.y > inner * inner)
+            turns.push_back(std::atan2(p.y, p.x));
+    }
+    count = turns.size();
+    if (turns.empty())
+        return 2 * Pi;
+    std::sort(turns.begin(), turns.end());
+    double widest = turns.front() + 2 * Pi - turns.back();
+    for (std::size_t k = 1; k < turns.size(); ++k)
+        widest = std::max(widest, turns[k] - turns[k - 1]);
+    return widest;
+}
+
 }  // namespace
 
 TEST(StandInQualityFine, ThinRodsKeepTheirRimsRoundTheAxis) {
@@ -962,17 +981,9 @@ TEST(StandInQualityFine, ThinRodsKeepTheirRimsRoundTheAxis) {
         // Each rim's vertices round the axis: no gap between two of them
         // wider than half a turn.
         for (const double z : {0.0, c.m_Length}) {
-            std::vector<double> turns;
-            for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) {
-                const Point p = Position(mesh, v);
-                if (std::fabs(p.z - z) < 1e-9 && p.x * p.x + p.y * p.y > 0.9 * 0.9 * c.m_Radius * c.m_Radius)
-                    turns.push_back(std::atan2(p.y, p.x));
-            }
-            ASSERT_GE(turns.size(), 3u) << name << ", rim at " << z;
-            std::sort(turns.begin(), turns.end());
-            double widest = turns.front() + 2 * Pi - turns.back();
-            for (std::size_t k = 1; k < turns.size(); ++k)
-                widest = std::max(widest, turns[k] - turns[k - 1]);
+            std::size_t count = 0;
+            const double widest = WidestRimGap(mesh, z, 0.9 * c.m_Radius, count);
+            ASSERT_GE(count, 3u) << name << ", rim at " << z;
             EXPECT_LE(widest, 1.02 * Pi) << name << ", rim at " << z;
         }
         EXPECT_TRUE(SameResult(mesh, two)) << name;
@@ -1028,20 +1039,11 @@ TEST(StandInQualityFine, ThinBarsAreLaidAsRingsBetweenTheirRims) {
         // the rings lie on the input, moved off it by the fit alone.
         EXPECT_LT(FarthestVertex(input, mesh), 0.9 * radius) << name;
         EXPECT_LT(FarthestVertex(mesh, input), 0.3 * radius) << name;
-        // Three vertices round each rim, no gap wider than half a turn, and
-        // a ring of three about every third of the length.
+        // Three vertices round each rim, no gap wider than half a turn.
         for (const double z : {0.0, c.m_Length}) {
-            std::vector<double> turns;
-            for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) {
-                const Point p = Position(mesh, v);
-                if (std::fabs(p.z - z) < 1e-9 && p.x * p.x + p.y * p.y > 0.8 * 0.8 * radius * radius)
-                    turns.push_back(std::atan2(p.y, p.x));
-            }
-            ASSERT_GE(turns.size(), 3u) << name << ", rim at " << z;
-            std::sort(turns.begin(), turns.end());
-            double widest = turns.front() + 2 * Pi - turns.back();
-            for (std::size_t k = 1; k < turns.size(); ++k)
-                widest = std::max(widest, turns[k] - turns[k - 1]);
+            std::size_t count = 0;
+            const double widest = WidestRimGap(mesh, z, 0.8 * radius, count);
+            ASSERT_GE(count, 3u) << name << ", rim at " << z;
             EXPECT_LE(widest, 1.02 * Pi) << name << ", rim at " << z;
         }
         EXPECT_TRUE(SameResult(mesh, two)) << name;

@@ -1183,27 +1183,28 @@ private:
         });
         return constraints == 1 && line;
     }
+    // Whether exactly two line edges meet at v; their far ends go to `out`.
+    bool TwoLineNeighbours(std::uint32_t v, std::uint32_t (&out)[2]) const {
+        int count = 0;
+        ForEachNeighbour(v, [&](std::uint32_t x, std::uint32_t e) {
+            if (IsLine(m_Kind[e])) {
+                if (count < 2)
+                    out[count] = x;
+                ++count;
+            }
+        });
+        return count == 2;
+    }
     // Whether corners a and b are two of a closed loop of three line edges,
     // each of the three the only two line edges at its ends (see TryCollapse).
     bool EndsOfLineTriangle(std::uint32_t a, std::uint32_t b) const {
-        const auto lineNeighbours = [&](std::uint32_t v, std::uint32_t(&out)[2]) {
-            int count = 0;
-            ForEachNeighbour(v, [&](std::uint32_t x, std::uint32_t e) {
-                if (IsLine(m_Kind[e])) {
-                    if (count < 2)
-                        out[count] = x;
-                    ++count;
-                }
-            });
-            return count == 2;
-        };
         std::uint32_t na[2], nb[2];
-        if (!lineNeighbours(a, na) || !lineNeighbours(b, nb))
+        if (!TwoLineNeighbours(a, na) || !TwoLineNeighbours(b, nb))
             return false;
         const std::uint32_t x = na[0] == b ? na[1] : na[1] == b ? na[0] : None;
         const std::uint32_t y = nb[0] == a ? nb[1] : nb[1] == a ? nb[0] : None;
         std::uint32_t nx[2];
-        return x != None && x == y && lineNeighbours(x, nx);
+        return x != None && x == y && TwoLineNeighbours(x, nx);
     }
     // Whether v is on no constraint and no open boundary: only such a
     // vertex may move at the end.

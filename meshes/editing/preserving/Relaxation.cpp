@@ -771,17 +771,6 @@ void JoinRings(const std::vector<CRingPoint>& low, const std::vector<CRingPoint>
 // laid as rings at 6.1). Serial, in vertex order.
 bool CEngine::LayRodTubes() {
     // Loops of three line edges, each vertex on exactly those two.
-    const auto lineNeighbours = [&](std::uint32_t v, std::uint32_t(&out)[2]) {
-        int count = 0;
-        ForEachNeighbour(v, [&](std::uint32_t x, std::uint32_t e) {
-            if (IsLine(m_Kind[e])) {
-                if (count < 2)
-                    out[count] = x;
-                ++count;
-            }
-        });
-        return count == 2;
-    };
     const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
     std::vector<std::array<std::uint32_t, 3>> loops;
     std::vector<std::uint32_t> loopOf(vertexCount, None);
@@ -789,9 +778,9 @@ bool CEngine::LayRodTubes() {
         if ((m_Flags[v] & (Deleted | NonManifold)) || m_Out[v] == None || IsOpen(v))
             continue;
         std::uint32_t n[2], nx[2], ny[2];
-        if (!lineNeighbours(v, n) || !(v < n[0] && v < n[1]) || IsOpen(n[0]) || IsOpen(n[1]) ||
-            ((m_Flags[n[0]] | m_Flags[n[1]]) & NonManifold) || !lineNeighbours(n[0], nx) || !lineNeighbours(n[1], ny) ||
-            !(nx[0] == n[1] || nx[1] == n[1]))
+        if (!TwoLineNeighbours(v, n) || !(v < n[0] && v < n[1]) || IsOpen(n[0]) || IsOpen(n[1]) ||
+            ((m_Flags[n[0]] | m_Flags[n[1]]) & NonManifold) || !TwoLineNeighbours(n[0], nx) ||
+            !TwoLineNeighbours(n[1], ny) || !(nx[0] == n[1] || nx[1] == n[1]))
             continue;
         if (loopOf[v] != None || loopOf[n[0]] != None || loopOf[n[1]] != None)
             continue;
