@@ -692,6 +692,58 @@ void MakeDrilledBossPlate(Mesh& mesh, unsigned int sides = 48) {
     }
 }
 
+// The boundary of the filled cells of a grid whose lines along each axis
+// are `axes`, as exporters of architectural and voxel solids write it: each
+// side between a filled cell (`filled(i, j, k)`, asked only inside the grid)
+// and an empty one or the outside is one quad, counterclockwise seen from
+// outside. A grid point becomes a vertex when a quad first needs it.
+template <typename Mesh, typename Filled>
+void AddFilledCellsBoundary(Mesh& mesh, const std::vector<double> (&axes)[3], const Filled& filled) {
+    const int n[3] = {int(axes[0].size()) - 1, int(axes[1].size()) - 1, int(axes[2].size()) - 1};
+    const auto inside = [&](const std::array<int, 3>& c) {
+        return c[0] >= 0 && c[1] >= 0 && c[2] >= 0 && c[0] < n[0] && c[1] < n[1] && c[2] < n[2] &&
+               filled(c[0], c[1], c[2]);
+    };
+    std::vector<int> index(std::size_t(n[0] + 1) * (n[1] + 1) * (n[2] + 1), -1);
+    const auto vertex = [&](const std::array<int, 3>& g) {
+        int& slot = index[(std::size_t(g[0]) * (n[1] + 1) + g[1]) * (n[2] + 1) + g[2]];
+        if (slot < 0) {
+            slot = int(mesh.m_Vertices.GetCount());
+            AddVertex(mesh, axes[0][g[0]], axes[1][g[1]], axes[2][g[2]]);
+        }
+        return unsigned(slot);
+    };
+    for (int i = 0; i < n[0]; ++i)
+        for (int j = 0; j < n[1]; ++j)
+            for (int k = 0; k < n[2]; ++k) {
+                if (!inside({i, j, k}))
+                    continue;
+                for (int d = 0; d < 3; ++d)
+                    for (const int s : {-1, 1}) {
+                        std::array<int, 3> c = {i, j, k}, o = c;
+                        o[d] += s;
+                        if (inside(o))
+                            continue;
+                        // (u, w) turn about +d: the far side faces out as it
+                        // is, the near side reversed.
+                        const int u = (d + 1) % 3, w = (d + 2) % 3;
+                        c[d] += s > 0 ? 1 : 0;
+                        std::array<int, 3> g[4] = {c, c, c, c};
+                        g[1][u] += 1;
+                        g[2][u] += 1;
+                        g[2][w] += 1;
+                        g[3][w] += 1;
+                        unsigned int q[4];
+                        for (int corner = 0; corner < 4; ++corner)
+                            q[corner] = vertex(g[corner]);
+                        if (s > 0)
+                            AddQuad(mesh, q[0], q[1], q[2], q[3]);
+                        else
+                            AddQuad(mesh, q[0], q[3], q[2], q[1]);
+                    }
+            }
+}
+
 // A plate 3 x 2 x 0.1 with `ribs` ribs `thickness` thick and 0.4 tall
 // standing across it, as an architectural exporter writes such a solid: the
 // boundary of the filled cells of a grid with uneven lines, each cell side
@@ -706,51 +758,8 @@ void MakeRibbedPanel(Mesh& mesh, unsigned int ribs = 5, double thickness = 0.03)
         lines[0].push_back(x + thickness / 2);
     }
     lines[0].push_back(3.0);
-    const int cells[3] = {int(lines[0].size()) - 1, 1, 2};
     // The plate is the lower layer; each rib one cell of the upper.
-    const auto filled = [&](int i, int j, int k) {
-        if (i < 0 || j < 0 || k < 0 || i >= cells[0] || j >= cells[1] || k >= cells[2])
-            return false;
-        return k == 0 || i % 2 == 1;
-    };
-    std::vector<int> index((cells[0] + 1) * (cells[1] + 1) * (cells[2] + 1), -1);
-    const auto vertex = [&](const int(&c)[3]) {
-        int& slot = index[(c[0] * (cells[1] + 1) + c[1]) * (cells[2] + 1) + c[2]];
-        if (slot < 0) {
-            slot = int(mesh.m_Vertices.GetCount());
-            AddVertex(mesh, lines[0][c[0]], lines[1][c[1]], lines[2][c[2]]);
-        }
-        return unsigned(slot);
-    };
-    for (int i = 0; i < cells[0]; ++i)
-        for (int j = 0; j < cells[1]; ++j)
-            for (int k = 0; k < cells[2]; ++k) {
-                if (!filled(i, j, k))
-                    continue;
-                for (int axis = 0; axis < 3; ++axis)
-                    for (int side = 0; side < 2; ++side) {
-                        int n[3] = {i, j, k};
-                        n[axis] += side ? 1 : -1;
-                        if (filled(n[0], n[1], n[2]))
-                            continue;
-                        const int u = (axis + 1) % 3, w = (axis + 2) % 3;
-                        unsigned int q[4];
-                        const int steps[4][2] = {{0, 0}, {1, 0}, {1, 1}, {0, 1}};
-                        for (int corner = 0; corner < 4; ++corner) {
-                            int c[3] = {i, j, k};
-                            c[axis] += side;
-                            c[u] += steps[corner][0];
-                            c[w] += steps[corner][1];
-                            q[corner] = vertex(c);
-                        }
-                        // (u, w) turn about +axis: the far side faces out as
-                        // it is, the near side reversed.
-                        if (side)
-                            AddQuad(mesh, q[0], q[1], q[2], q[3]);
-                        else
-                            AddQuad(mesh, q[3], q[2], q[1], q[0]);
-                    }
-            }
+    AddFilledCellsBoundary(mesh, lines, [](int i, int, int k) { return k == 0 || i % 2 == 1; });
 }
 
 // A straight blade CAD-style (see AddCadPrism): a symmetric airfoil section
@@ -2224,50 +2233,11 @@ void MakeBlockOfFlats(Mesh& mesh, unsigned int floors = 4, unsigned int bays = 6
             axes[2].push_back(f + z);
     axes[2].push_back(floors + 0.3);
     const int n[3] = {int(axes[0].size()) - 1, int(axes[1].size()) - 1, int(axes[2].size()) - 1};
-    const auto filled = [&](int i, int j, int k) {
-        if (i < 0 || j < 0 || k < 0 || i >= n[0] || j >= n[1] || k >= n[2])
-            return false;
+    AddFilledCellsBoundary(mesh, axes, [&](int i, int j, int k) {
         if (k == n[2] - 1)
             return i == 0 || j == 0 || i == n[0] - 1 || j == n[1] - 1;
         return !((j == 0 || j == n[1] - 1) && i % 3 == 1 && k % 3 == 1);
-    };
-    std::map<std::array<int, 3>, unsigned int> index;
-    const auto vertex = [&](std::array<int, 3> g) {
-        const auto found = index.find(g);
-        if (found != index.end())
-            return found->second;
-        const unsigned int v = mesh.m_Vertices.GetCount();
-        AddVertex(mesh, axes[0][g[0]], axes[1][g[1]], axes[2][g[2]]);
-        index.emplace(g, v);
-        return v;
-    };
-    // A filled cell's side facing an empty cell, counterclockwise seen from
-    // outside: along the axes after the normal's, turned for a side facing
-    // down its axis.
-    for (int i = 0; i < n[0]; ++i)
-        for (int j = 0; j < n[1]; ++j)
-            for (int k = 0; k < n[2]; ++k) {
-                if (!filled(i, j, k))
-                    continue;
-                for (int d = 0; d < 3; ++d)
-                    for (const int s : {-1, 1}) {
-                        std::array<int, 3> c = {i, j, k}, o = c;
-                        o[d] += s;
-                        if (filled(o[0], o[1], o[2]))
-                            continue;
-                        const int u = (d + 1) % 3, w = (d + 2) % 3;
-                        c[d] += s > 0 ? 1 : 0;
-                        std::array<int, 3> q[4] = {c, c, c, c};
-                        q[1][u] += 1;
-                        q[2][u] += 1;
-                        q[2][w] += 1;
-                        q[3][w] += 1;
-                        if (s > 0)
-                            AddQuad(mesh, vertex(q[0]), vertex(q[1]), vertex(q[2]), vertex(q[3]));
-                        else
-                            AddQuad(mesh, vertex(q[0]), vertex(q[3]), vertex(q[2]), vertex(q[1]));
-                    }
-            }
+    });
 }
 
 // A closed box from (x0, y0, z0) to (x1, y1, z1), each side one quad, faces
