@@ -1000,6 +1000,16 @@ inline double DistanceToSegment(const std::array<double, 3>& p, const std::array
     return std::sqrt(d2);
 }
 
+// The signed distances from p to capsules (segments with radii).
+inline std::vector<double> CapsuleDistances(const std::array<double, 3>& p,
+                                            const std::vector<std::array<std::array<double, 3>, 2>>& capsules,
+                                            const std::vector<double>& radii) {
+    std::vector<double> d(radii.size());
+    for (std::size_t i = 0; i < radii.size(); ++i)
+        d[i] = DistanceToSegment(p, capsules[i][0], capsules[i][1]) - radii[i];
+    return d;
+}
+
 // A standing figure like a scanned or sculpted human, as a surface
 // reconstruction delivers it (MakeImplicitSurface on a grid of `cells`
 // cubes, about 40,000 faces at 64): a trunk with a head, two legs that nearly
@@ -1110,10 +1120,7 @@ void MakeFingeredFigure(Mesh& mesh, int cells = 64, double limbRadius = 0.1, dou
     const double sharpness = 24.0;
     const auto field = [&](double x, double y, double z) {
         const P p{x, y, z};
-        std::vector<double> d(radii.size());
-        for (std::size_t i = 0; i < radii.size(); ++i)
-            d[i] = DistanceToSegment(p, capsules[i][0], capsules[i][1]) - radii[i];
-        return SmoothMinimum(d, sharpness);
+        return SmoothMinimum(CapsuleDistances(p, capsules, radii), sharpness);
     };
     MakeImplicitSurface(mesh, field, cells, -2.0, 1.84);
 }
@@ -1149,9 +1156,7 @@ void MakeEaredAnimal(Mesh& mesh, int cells = 83) {
     const double sharpness = 30.0;
     const auto field = [&](double x, double y, double z) {
         const P p{x, y, z};
-        std::vector<double> d;
-        for (std::size_t i = 0; i < radii.size(); ++i)
-            d.push_back(DistanceToSegment(p, capsules[i][0], capsules[i][1]) - radii[i]);
+        std::vector<double> d = CapsuleDistances(p, capsules, radii);
         for (int e = 0; e < 2; ++e) {
             double r2 = 0;
             for (int k = 0; k < 3; ++k)
@@ -1189,9 +1194,7 @@ void MakeCloseFingeredHand(Mesh& mesh, int cells = 48, double gap = 0.025) {
     const double sharpness = 120.0;
     const auto field = [&](double x, double y, double z) {
         const P p{x, y, z};
-        std::vector<double> d;
-        for (std::size_t i = 0; i < radii.size(); ++i)
-            d.push_back(DistanceToSegment(p, capsules[i][0], capsules[i][1]) - radii[i]);
+        std::vector<double> d = CapsuleDistances(p, capsules, radii);
         const double q[3] = {(x + 0.4) / palm[0], y / palm[1], z / palm[2]};
         d.push_back((std::sqrt(q[0] * q[0] + q[1] * q[1] + q[2] * q[2]) - 1.0) * palm[2]);
         return SmoothMinimum(d, sharpness);
