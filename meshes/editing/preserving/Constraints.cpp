@@ -126,6 +126,20 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
         normal[f] = weighted[f];
         normal[f].Normalise();
     }
+    // Calls turn(angle) for each edge of the faces of h and t that `skip`
+    // does not reject, with the angle between the face's normal and its
+    // neighbour's across it: how rough the surface round an edge is. Faces
+    // without a normal and frozen neighbours take no part.
+    const auto eachSideTurn = [&](std::uint32_t h, std::uint32_t t, const auto& skip, const auto& turn) {
+        for (const std::uint32_t g : {h / 3, t / 3})
+            for (std::uint32_t e = 3 * g; e < 3 * g + 3; ++e) {
+                const std::uint32_t u = m_Twin[e];
+                if (u == None || skip(e) || frozenFace[u / 3] || !(Squared(normal[g]) > 0) ||
+                    !(Squared(normal[u / 3]) > 0))
+                    continue;
+                turn(std::acos(std::clamp(normal[g] % normal[u / 3], -1.0, 1.0)));
+            }
+    };
     const bool features = m_Options.m_FeatureAngle > 0 && m_Options.m_FeatureAngle < 180;
     const double cosFeature = std::cos(m_Options.m_FeatureAngle * Pi / 180.0) + FeatureCosineSlack;
 
@@ -436,15 +450,9 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
                     const bool loose = count[v] == 1 && !(m_Flags[v] & (Fixed | NonManifold)) && !IsOpen(v);
                     looseEnds[root] = looseEnds[root] < 2 && loose ? looseEnds[root] + 1 : 3;
                 }
-            for (const std::uint32_t g : {h / 3, m_Twin[h] / 3})
-                for (std::uint32_t e = 3 * g; e < 3 * g + 3; ++e) {
-                    const std::uint32_t u = m_Twin[e];
-                    if (u == None || m_Kind[e] == Pending || frozenFace[u / 3] || !(Squared(normal[g]) > 0) ||
-                        !(Squared(normal[u / 3]) > 0))
-                        continue;
-                    sideExcess[root] +=
-                        static_cast<float>(std::acos(std::clamp(normal[g] % normal[u / 3], -1.0, 1.0)) - roughTurn);
-                }
+            eachSideTurn(
+                h, m_Twin[h], [&](std::uint32_t e) { return m_Kind[e] == Pending; },
+                [&](double turn) { sideExcess[root] += static_cast<float>(turn - roughTurn); });
         }
         // The rough lines' turn at the target's scale beyond its limit,
         // summed over their edges (bounded: CreaseScaleSupportFaces faces a
@@ -554,15 +562,12 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
             // order, so the list stays ascending.
             double sideTurn = 0;
             int sides = 0;
-            for (const std::uint32_t g : {h / 3, t / 3})
-                for (std::uint32_t e = 3 * g; e < 3 * g + 3; ++e) {
-                    const std::uint32_t u = m_Twin[e];
-                    if (e == h || e == t || u == None || crease[e] != 0 || frozenFace[u / 3] ||
-                        !(Squared(normal[g]) > 0) || !(Squared(normal[u / 3]) > 0))
-                        continue;
-                    sideTurn += std::acos(std::clamp(normal[g] % normal[u / 3], -1.0, 1.0));
+            eachSideTurn(
+                h, t, [&](std::uint32_t e) { return e == h || e == t || crease[e] != 0; },
+                [&](double turn) {
+                    sideTurn += turn;
                     ++sides;
-                }
+                });
             if (!SolidEdge(h) && sides > 0 && sideTurn >= sides * RoughSideTurn * Pi / 180.0)
                 m_RoughCreaseLines.push_back(h);
             for (const std::uint32_t v : {a, b})
