@@ -1464,6 +1464,33 @@ TEST(StandInQualityFine, BeadedSheetKeepsItsRim) {
     }
 }
 
+// A lens: an icosphere of 5,120 faces flattened to a twentieth of its width,
+// at its mean edge. The rim bends round by 180 degrees within 0.01, a sixth
+// of a target, and no edge of it turns by the feature angle, so no line
+// keeps it; the input's rows of vertices across it lie 0.004 to 0.01 apart,
+// and their short edges collapse one after another, each survivor at one
+// end's place. The rim recedes inward, by collapses, flips and relaxation
+// spread over all five iterations: 34.2 degrees, no fold, the input's rim
+// 1.58 targets from the result, the result 0.05 targets from the input; 1
+// and 2 threads the same. Pinned where it stands, so that the rim recedes
+// no further.
+TEST(StandInQualityFine, LensRimRecedesAtMostATargetAndSevenTenths) {
+    ShapeMesh mesh;
+    MakeIcosphere(mesh, 4);
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
+        mesh.m_Vertices[v].m_Position.z *= 0.05;
+    const ShapeMesh input(mesh);
+    const double target = MeanEdge(input);
+    ShapeMesh two(mesh);
+    ASSERT_TRUE(RemeshOnOneAndTwoThreads(mesh, two, target));
+    EXPECT_TRUE(IsCleanResult(mesh, true));
+    EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 33.0);
+    EXPECT_LT(FarthestVertexThroughTree(input, mesh), 1.7 * target);
+    EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.08 * target);
+    EXPECT_TRUE(SameResult(mesh, two));
+}
+
 // The tips' searches project onto the input triangles gathered around each
 // tip, passing by those whose plane lies farther than the nearest so far;
 // the slack on that plane's distance grows with the coordinates. The same
