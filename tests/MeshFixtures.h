@@ -2525,6 +2525,55 @@ void MakeBorderSpike(Mesh& mesh) {
                {2, 11, 10}});
 }
 
+// A gently waved square sheet of 10 by 10 cells of 0.1 whose side y = 0
+// zig-zags by 0.006 (a scan's ragged border), with two peninsulas one face
+// wide on it, each on a base split out of a border edge: a single face
+// 0.065 tall on a base of 0.014, and two faces on a neck of 0.008, the
+// inner one 0.06 tall with the outer one leaning against its side.
+template <typename Mesh>
+void MakeBorderEars(Mesh& mesh) {
+    const unsigned int n = 10;
+    const double h = 0.1;
+    const auto height = [](double x, double y) { return 0.05 * std::sin(3 * x) * std::cos(2 * y); };
+    std::vector<std::array<double, 3>> points;
+    for (unsigned int j = 0; j <= n; ++j)
+        for (unsigned int i = 0; i <= n; ++i) {
+            const double y = j == 0 ? (i % 2 ? 0.006 : -0.006) : h * j;
+            points.push_back({h * i, y, height(h * i, y)});
+        }
+    const auto add = [&](double x, double y) {
+        points.push_back({x, y, height(x, y)});
+        return static_cast<unsigned int>(points.size() - 1);
+    };
+    std::vector<std::array<unsigned int, 3>> faces;
+    for (unsigned int j = 0; j < n; ++j)
+        for (unsigned int i = 0; i < n; ++i) {
+            const unsigned int a = j * (n + 1) + i, b = a + 1, c = a + n + 2, d = a + n + 1;
+            if (j == 0 && (i == 2 || i == 6)) {
+                // The base's ends lie on the border edge a-b.
+                const double x = h * i + 0.04, base = i == 2 ? 0.014 : 0.008;
+                const auto border = [&](double at) {
+                    return points[a][1] + (points[b][1] - points[a][1]) * (at - h * i) / h;
+                };
+                const unsigned int p = add(x, border(x)), q = add(x + base, border(x + base));
+                faces.push_back({a, p, c});
+                faces.push_back({p, q, c});
+                faces.push_back({q, b, c});
+                if (i == 2) {
+                    faces.push_back({q, p, add(x + 0.5 * base, -0.065)});
+                } else {
+                    const unsigned int tip = add(x + 0.5 * base + 0.01, -0.06);
+                    faces.push_back({q, p, tip});
+                    faces.push_back({tip, p, add(x - 0.03, -0.04)});
+                }
+            } else {
+                faces.push_back({a, b, c});
+            }
+            faces.push_back({a, c, d});
+        }
+    AddTables(mesh, points, faces);
+}
+
 // A low-poly animal's tail: the hull of two rings of six points at uneven
 // angles, 0.08 across at its root and 0.056 at its tip, 0.67 long, and
 // nothing between the rings (vertices 0 to 5 the root, 6 to 11 the tip):

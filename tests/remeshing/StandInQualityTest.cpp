@@ -1072,6 +1072,24 @@ TEST(StandInQualityFine, SpikeOfARaggedBorderKeepsItsNeck) {
     EXPECT_TRUE(tip);
 }
 
+// Peninsulas one face wide on bases of a fourteenth and a twenty-fifth of
+// the target (see MakeBorderEars), at twice the sheet's cell: their tips lie
+// a third of a target out, past what the border's noise lets it straighten,
+// so every vertex of them stayed on the border, and the face inward from
+// each base was as thin as the base is short, its far corner a target away
+// (4.05 degrees). The tips now leave the border, the outer one first, then
+// the inner one on its neck, and the border runs across the bases.
+TEST(StandInQualityFine, BorderEarsOnShortBasesLoseTheirTips) {
+    ShapeMesh mesh;
+    MakeBorderEars(mesh);
+    const ShapeMesh input(mesh);
+    const double target = 0.2;
+    ASSERT_TRUE(RemeshesCleanlyOnOneAndTwoThreads(mesh, target, false));
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 25.0);
+    EXPECT_LT(FarthestVertex(mesh, input), 0.03 * target);
+    EXPECT_LT(FarthestVertex(input, mesh), 0.4 * target);
+}
+
 // A frayed cloth (see MakeFrayedCloth) at its mean edge length: where the
 // border turns back on itself (a notch, or a vertex beside one whose fans
 // touch at a point), the notch was left two faces, one flat against the

@@ -420,11 +420,21 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         if (kind == Kept) {
             const std::uint32_t gone = k == 1 ? b : a;
             std::vector<Vec>& carried = CarriedToFill(from);
+            const bool ear = IsThinEar(gone);
             carried.push_back(m_Position[gone]);
             if (m_CarriedSlot[gone] != None) {
                 std::vector<Vec>& more = m_CarriedPool[m_CarriedSlot[gone]];
                 carried.insert(carried.end(), more.begin(), more.end());
                 std::vector<Vec>().swap(more);
+            }
+            // An ear's tip (see IsThinEar) leaves with its ear: what its two
+            // sides carried is held to the ear's base from then on. Kept as
+            // far out as the tip, it would freeze the base's ends, and the
+            // base, short against the target, would stay a sliver's side.
+            if (ear) {
+                const Vec &p = m_Position[k == 1 ? a : b], &q = m_Position[c];
+                for (Vec& place : carried)
+                    place = ClosestOnSegment(place, p, q);
             }
         }
         Collapse(h, k != 1, places[k]);

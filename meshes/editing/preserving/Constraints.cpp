@@ -1039,8 +1039,19 @@ void CEngine::MeasureBoundaryNoise(std::vector<Vec>& smoothed) {
     }
 }
 
+bool CEngine::IsThinEar(std::uint32_t v) const {
+    if (m_Valence[v] != 2 || m_Out[v] == None || !(m_Roughness[v] > m_KeptDeviation))
+        return false;
+    const std::uint32_t base = Next(m_Out[v]), inner = m_Twin[base];
+    if (inner == None || !(EdgeLength2(base) < EarBaseFactor * EarBaseFactor * m_TargetLength * m_TargetLength))
+        return false;
+    const std::uint32_t f = inner - inner % 3;
+    return SmallestAngle(m_Position[m_Corner[f]], m_Position[m_Corner[f + 1]], m_Position[m_Corner[f + 2]]) <
+           EarInnerAngle * Pi / 180.0;
+}
+
 bool CEngine::CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::uint32_t& after, bool thinFace) const {
-    if ((m_Flags[v] & (Deleted | Sliding | NonManifold | Corner)) || !IsOpen(v))
+    if ((m_Flags[v] & (Deleted | Sliding | NonManifold)) || !IsOpen(v))
         return false;
     // The fan runs from the open edge leaving v to the one arriving; every
     // edge between is free, or v holds a lock or a feature line.
@@ -1064,11 +1075,20 @@ bool CEngine::CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::
     const bool noisy = m_Roughness[v] > m_KeptDeviation;
     const double roughness =
         noisy && thinFace ? std::min(m_MaxRoughness, ThinFaceRoughnessFactor * m_Roughness[v]) : m_Roughness[v];
-    const double limit = std::max(m_KeptDeviation, roughness);
+    // The tip of an ear (v's one face, its other two sides open) on a base
+    // much shorter than the target: the ear is a sliver whatever is done
+    // around it, and so is the face inward from its base, whose two long
+    // sides no vertex nearer than a target can split. Such a peninsula one
+    // face wide (the ragged rim of a scan) goes, corner or not, as far as
+    // EarTipReachFactor.
+    const bool ear = IsThinEar(v);
+    if ((m_Flags[v] & Corner) && !ear)
+        return false;
+    const double limit = std::max({m_KeptDeviation, roughness, ear ? EarTipReachFactor * m_TargetLength : 0.0});
     const double limit2 = limit * limit;
     // A corner of the boundary stays, unless v turns only within the noise.
     const Vec in = p - u, out = w - p;
-    if (!(in % out > m_CosCorner * std::sqrt(Squared(in) * Squared(out))) &&
+    if (!ear && !(in % out > m_CosCorner * std::sqrt(Squared(in) * Squared(out))) &&
         !(noisy && Squared(p - ClosestOnSegment(p, u, w)) <= limit2))
         return false;
     // The straightened boundary must stay close to the input's: the new edge

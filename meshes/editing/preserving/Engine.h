@@ -208,6 +208,14 @@ constexpr double ThinWallFactor = 0.5;
 // stays inside the band the noise spans, where the sliver it removes would
 // stay for good.
 constexpr double ThinFaceRoughnessFactor = 1.5;
+// An ear of a kept boundary (one face, two of its sides open) whose base is
+// shorter than this many targets...
+constexpr double EarBaseFactor = 0.35;
+// ...and the face inward from whose base has an angle under this many
+// degrees may lose its tip (see IsThinEar)...
+constexpr double EarInnerAngle = 20.0;
+// ...where the tip lies within this many targets of the base.
+constexpr double EarTipReachFactor = 0.4;
 
 // Corners joined by a line edge much shorter than the target (the root
 // between two teeth of a gear) pin every face beside the edge as narrow as
@@ -1168,6 +1176,9 @@ private:
     // its neighbours along the boundary. thinFace: the removal would remove
     // a sliver (see ThinFaceRoughnessFactor).
     bool CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::uint32_t& after, bool thinFace) const;
+    // Whether open vertex v is the tip of an ear on a short base whose inner
+    // face is thin (see EarBaseFactor).
+    bool IsThinEar(std::uint32_t v) const;
     // Whether v is a corner only as the end of one line in the open
     // surface: exactly one constraint edge, a line's, around it.
     bool EndsOneLine(std::uint32_t v) const {
