@@ -487,6 +487,24 @@ void MakeSlicedTube(Mesh& mesh, unsigned int sides = 9, unsigned int rings = 400
     }
 }
 
+// A corrugated hose: an open tube of radius 1 whose radius waves 0.04 about
+// it with a pitch of 0.16, `perWave` rings of `sectors` vertices a wave, the
+// ends open where the radius is 1. Each crest and trough turns sharply
+// enough to be kept as a line, and the last trough lies 0.04 from the rim.
+template <typename Mesh>
+void MakeCorrugatedHose(Mesh& mesh, unsigned int sectors = 64, unsigned int waves = 25, unsigned int perWave = 8) {
+    std::vector<unsigned int> previous;
+    for (unsigned int k = 0; k <= waves * perWave; ++k) {
+        const double z = 0.16 * k / perWave, r = 1.0 + 0.04 * std::sin(2 * Pi * k / perWave);
+        std::vector<unsigned int> ring = AddRing(mesh, sectors, [&](double a) {
+            return std::array<double, 3>{r * std::cos(a), r * std::sin(a), z};
+        });
+        if (k > 0)
+            AddRingStrip(mesh, previous, ring);
+        previous.swap(ring);
+    }
+}
+
 // A bumpy sphere cut by the plane z = -0.5 like a scan of an object standing
 // on a table: rings of latitude from the pole, as many vertices as their
 // length needs at about `coarse` around the equator, except the cut rim, which

@@ -1130,6 +1130,28 @@ TEST(StandInQualityFine, FrayedClothNotchesKeepFacesForTheirAngle) {
     }
 }
 
+// A corrugated hose of six waves (see MakeCorrugatedHose) coarsened to two
+// and three times its mean edge keeps its crests and troughs as lines. Its
+// last trough lies a quarter target from the open rim, whose vertices stay
+// where the input has them: at three times, the trough's vertices stood
+// beside the rim's, and the faces across were as thin as the strip is
+// narrow against the edge (16.4 degrees); they now stand under the middles
+// of the rim's edges (27.5). At twice, where the rim is twice as fine as the
+// trough, the trough's vertices stand at rim vertices instead: under the
+// middles of the rim's short edges they gave 19.4.
+TEST(StandInQualityFine, HoseTroughBesideItsOpenRimStaggersAgainstIt) {
+    for (const double relative : {2.0, 3.0}) {
+        ShapeMesh mesh;
+        MakeCorrugatedHose(mesh, 64, 6);
+        const ShapeMesh input(mesh);
+        const double target = relative * MeanEdge(input);
+        ASSERT_TRUE(RemeshesCleanlyOnOneAndTwoThreads(mesh, target, false)) << relative;
+        EXPECT_GT(SmallestAngleInDegrees(mesh), 26.5) << relative;
+        EXPECT_LT(FarthestVertex(mesh, input), 0.01 * target) << relative;
+        EXPECT_LT(FarthestVertex(input, mesh), 0.1 * target) << relative;
+    }
+}
+
 // A hull tail (see MakeHullTail) at 1 and 1.2 times its mean edge: measured
 // as a part thinner than the target only at its end rings, where the middle
 // across lies on an end's face, its sides flattened into a ribbon that

@@ -201,6 +201,12 @@ constexpr double EvenTurnShare = 0.5;
 // SizeGrading: where corners lower the target, the wall is resolved) to the
 // straight line through that vertex's neighbours along its own line.
 constexpr double ThinWallFactor = 0.5;
+// A line's vertex with nothing else across such a wall staggers against a
+// kept open boundary where the boundary's edge there is at least this share
+// of the line's own spacing; against a boundary finer than that it stands at
+// one of the boundary's vertices, and against one finer than half that it
+// keeps the middle of its ends.
+constexpr double RimStaggerShare = 0.75;
 // To remove a sliver (a face with an angle under 20 degrees, see Flips.cpp)
 // beside a noisy kept boundary the straightening may reach this many times
 // further (within the same cap): the noise measure is a median, and the
