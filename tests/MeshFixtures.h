@@ -675,19 +675,56 @@ void MakeCadCylinder(Mesh& mesh, unsigned int sides = 64, double height = 3) {
     AddCadPrism(mesh, outline, height);
 }
 
+// Faces between two closed rings of vertices round the z axis, merged by
+// turn as CAD tessellators join an outline to a hole: each ring is walked
+// from its vertex of least turn (in [0, 2 pi)), and the ring whose next
+// vertex comes first advances.
+template <typename Mesh>
+void AddRingStripByTurn(Mesh& mesh, std::vector<unsigned int> inner, std::vector<unsigned int> outer) {
+    const auto turn = [&](unsigned int i) {
+        const auto& p = mesh.m_Vertices[i].m_Position;
+        const double a = std::atan2(double(p.y), double(p.x));
+        return a < 0 ? a + 2 * Pi : a;
+    };
+    const auto byTurn = [&](unsigned int a, unsigned int b) { return turn(a) < turn(b); };
+    std::sort(inner.begin(), inner.end(), byTurn);
+    std::sort(outer.begin(), outer.end(), byTurn);
+    const std::size_t n0 = inner.size(), n1 = outer.size();
+    std::size_t i = 0, j = 0;
+    while (i < n0 || j < n1) {
+        const double nextInner = turn(inner[(i + 1) % n0]) + (i + 1 >= n0 ? 2 * Pi : 0);
+        const double nextOuter = turn(outer[(j + 1) % n1]) + (j + 1 >= n1 ? 2 * Pi : 0);
+        if (j >= n1 || (i < n0 && nextInner <= nextOuter)) {
+            AddFace(mesh, inner[i % n0], inner[(i + 1) % n0], outer[j % n1]);
+            ++i;
+        } else {
+            AddFace(mesh, inner[i % n0], outer[(j + 1) % n1], outer[j % n1]);
+            ++j;
+        }
+    }
+}
+
 // A square plate with a round boss on top and a hole drilled through boss
 // and plate, as a CAD tessellator writes it: the plate's top is its four
 // corners joined to the boss's foot by one strip of long fans, the boss's
 // top an annulus strip, the hole's wall one quad from the boss's top down
 // to the plate's bottom, and the bottom the four corners joined to the hole.
-// The hole (radius 0.3, 0.8 deep) is about as deep as the mean edge.
+// The hole (radius 0.3, 0.8 deep) is about as deep as the mean edge. The
+// rings start at `start` radians; byTurn merges the strips by turn (see
+// AddRingStripByTurn) rather than by each ring's share of it.
 template <typename Mesh>
-void MakeDrilledBossPlate(Mesh& mesh, unsigned int sides = 48) {
+void MakeDrilledBossPlate(Mesh& mesh, unsigned int sides = 48, double start = Pi / 4, bool byTurn = false) {
     const double half = 2, plate = 0.3, top = 0.8, boss = 0.6, hole = 0.3;
     const auto ring = [&](double r, double z) {
         return AddRing(mesh, sides, [&](double a) {
-            return std::array<double, 3>{r * std::cos(a + Pi / 4), r * std::sin(a + Pi / 4), z};
+            return std::array<double, 3>{r * std::cos(a + start), r * std::sin(a + start), z};
         });
+    };
+    const auto strip = [&](const std::vector<unsigned int>& inner, const std::vector<unsigned int>& outer) {
+        if (byTurn)
+            AddRingStripByTurn(mesh, inner, outer);
+        else
+            AddRingStrip(mesh, inner, outer);
     };
     const auto square = [&](double z) {
         return AddRing(mesh, 4, [&](double a) {
@@ -700,9 +737,9 @@ void MakeDrilledBossPlate(Mesh& mesh, unsigned int sides = 48) {
     const std::vector<unsigned int> holeTop = ring(hole, top), holeBottom = ring(hole, 0);
     for (unsigned int i = 0; i < 4; ++i)
         AddQuad(mesh, low[i], low[(i + 1) % 4], high[(i + 1) % 4], high[i]);
-    AddRingStrip(mesh, high, foot);
-    AddRingStrip(mesh, rim, holeTop);
-    AddRingStrip(mesh, holeBottom, low);
+    strip(high, foot);
+    strip(rim, holeTop);
+    strip(holeBottom, low);
     for (unsigned int i = 0; i < sides; ++i) {
         const unsigned int j = (i + 1) % sides;
         AddQuad(mesh, foot[i], foot[j], rim[j], rim[i]);

@@ -447,6 +447,36 @@ bool RemeshOnOneAndTwoThreads(ShapeMesh& mesh, ShapeMesh& two, double target) {
     return SameResult(mesh, two);
 }
 
+// A hole drilled through a boss whose top annulus, narrower than the
+// target, refines the hole's upper rim, with the strips merged by turn: the
+// lower rim comes down to a few corners, and the wall's edges from the
+// refined rim to them were spared as a strip's, each short rim edge joined
+// to a corner a target below (2.8, 2.4 and 1.4 degrees with 48, 56 and 96
+// sectors). Split down their grading, the walls keep 16.2, 16.7 and 21.8.
+TEST(StandInQualityFine, HoleWallsBelowARimRefinedByAStripAreSplitDownTheirGrading) {
+    const struct {
+        unsigned int m_Sides;
+        double m_MinAngle;
+    } cases[] = {{48, 14.5}, {56, 15.0}, {96, 19.5}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.m_Sides);
+        ShapeMesh mesh;
+        MakeDrilledBossPlate(mesh, c.m_Sides, 0.1, true);
+        const ShapeMesh input(mesh);
+        const double target = MeanEdge(input);
+        ASSERT_TRUE(RemeshesCleanlyOnOneAndTwoThreads(mesh, target, true));
+        EXPECT_GT(SmallestAngleInDegrees(mesh), c.m_MinAngle);
+        EXPECT_LT(FarthestVertexThroughTree(input, mesh), 0.08 * target);
+        EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.08 * target);
+        for (const Point corner : {Point(2, 2, 0), Point(-2, -2, 0.3)}) {
+            double nearest = 1e300;
+            for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
+                nearest = std::min(nearest, Position(mesh, v).DiffVectLen(corner));
+            EXPECT_LT(nearest, 1e-9);
+        }
+    }
+}
+
 // Fingertips are cones of a few facets. At the mean edge, the result's
 // nearest vertex to an apex lay 0.64 targets from it and could not move
 // onto it alone without thinning its fan (25.8 degrees), so the apex stuck
