@@ -1107,8 +1107,7 @@ private:
         const double split2 = EdgeLimit2(h, SplitFactor, m_SplitLength2);
         if (m_Size.empty() || m_Kind[h] != None || !(split2 < m_SplitLength2))
             return split2;
-        const auto onLine = [&](std::uint32_t v) { return (m_Flags[v] & (Sliding | Corner)) != 0; };
-        if (!onLine(m_Corner[h]) || !onLine(Target(h)) || ClimbsOutOfStrip(h))
+        if (!IsOnLine(m_Corner[h]) || !IsOnLine(Target(h)) || ClimbsOutOfStrip(h))
             return split2;
         return std::min(m_SplitLength2, StripSplitFactor * StripSplitFactor * split2);
     }
@@ -1275,6 +1274,10 @@ private:
         const std::uint32_t y = nb[0] == a ? nb[1] : nb[1] == a ? nb[0] : None;
         std::uint32_t nx[2];
         return x != None && x == y && TwoLineNeighbours(x, nx);
+    }
+    // Whether v is a vertex of a line: sliding along it, or a corner.
+    bool IsOnLine(std::uint32_t v) const {
+        return (m_Flags[v] & (Sliding | Corner)) != 0;
     }
     // Whether v is on no constraint and no open boundary: only such a
     // vertex may move at the end.

@@ -760,10 +760,6 @@ bool CEngine::EvenShortLoops() {
     return changed;
 }
 
-}  // namespace Corvane::Pellix::Quorvel::detail::preserving
-
-namespace Corvane::Pellix::Quorvel::detail::preserving {
-
 namespace {
 
 // A vertex of a ring round a tube, and its turn round the tube's axis (0 to

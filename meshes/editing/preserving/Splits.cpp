@@ -161,7 +161,6 @@ bool CEngine::RunsAlongStrip(std::uint32_t h, double share) const {
 std::uint32_t CEngine::StripSideToFlip(std::uint32_t h) const {
     if (m_Size.empty())
         return None;
-    const auto onLine = [&](std::uint32_t v) { return (m_Flags[v] & (Sliding | Corner)) != 0; };
     const std::uint32_t t = m_Twin[h];
     const std::uint32_t sides[4] = {Next(h), Prev(h), t != None ? Next(t) : None, t != None ? Prev(t) : None};
     for (const std::uint32_t g : sides) {
@@ -169,7 +168,7 @@ std::uint32_t CEngine::StripSideToFlip(std::uint32_t h) const {
             continue;
         // Only within the strip: all four corners on its lines.
         const std::uint32_t a = m_Corner[g], b = Target(g), c = m_Corner[Prev(g)], d = m_Corner[Prev(m_Twin[g])];
-        if (!onLine(a) || !onLine(b) || !onLine(c) || !onLine(d))
+        if (!IsOnLine(a) || !IsOnLine(b) || !IsOnLine(c) || !IsOnLine(d))
             continue;
         const Vec &pa = m_Position[a], &pb = m_Position[b], &pc = m_Position[c], &pd = m_Position[d];
         if (!(Squared(pc - pd) < StripFlipShrink * StripFlipShrink * Squared(pb - pa)) ||
