@@ -560,6 +560,35 @@ constexpr double UnfoldKeptAngle = 30.0 * Pi / 180.0;
 // somewhere) was left 18 faces under 5 degrees, each beside a fold that
 // copies the input's own.
 constexpr double UnfoldOverFoldAngle = 10.0 * Pi / 180.0;
+// An input folds like a raw scan's noise where at least one inner edge in
+// NoiseFoldsShare and NoiseFoldsLeast edges in all fold as creases. A scan
+// whose noise reaches an edge's length folds one edge in 24 to 26, all over
+// it; a machined part or a decimated figure folds a handful, as large a
+// share only where it has few faces (a knife wedge one edge of twelve), and
+// the rules below for such inputs cost those parts distance and the angles
+// at their corners. A spiked scan creases 927 edges, one in 133.
+constexpr std::uint32_t NoiseFoldsShare = 32;
+constexpr std::uint32_t NoiseFoldsLeast = 64;
+// Two faces whose normals lie within eight degrees of opposite lie flat on
+// each other: a fan wrapped past its rim in a plane, a flaw of the
+// tessellation rather than a crease (a pierced block's fans fold 192 edges
+// so, one in 13; a scan's noise none). Such folds do not count as noise.
+constexpr double NoiseFoldFlatCos = 0.99;
+// Over a part of an input that folds like noise, a valence flip makes no
+// face under this angle with two fixed vertices that its pair of faces did
+// not have (see FlipEdges): 22 degrees. Relaxation moves only the third
+// vertex of such a face, and the angle flips cannot cut it where the flip of
+// its long side folds against the input's own folds: on a raw scan whose
+// noise creased it into corners, a cap of two corners and a free vertex the
+// last iteration's valence flips made (8.5 degrees) stayed to the end.
+constexpr double FlipOverFoldAngle = 22.0 * Pi / 180.0;
+// On an input that folds like noise, the moves against folds thin a fan over
+// its folds down to this angle at most instead of UnfoldOverFoldAngle: 14
+// degrees. Once the valence flips pin no caps there, the scan's smallest
+// angle is a fan those moves thinned to the bound (10.01 degrees at 10); at
+// 12 it sat at 9.7, from 16 on more edges fold, and at 18 a sliver the moves
+// no longer open stays at 8.9 degrees.
+constexpr double UnfoldOverNoiseAngle = 14.0 * Pi / 180.0;
 // A free input vertex whose every edge is longer than the split length lies
 // where the result is finer than the input (a smooth part tessellated
 // coarsely). Where its faces also turn (some face normal lies more than this
@@ -1815,6 +1844,8 @@ private:
     // itself, at an edge's end or at the far corner of either face (empty
     // where the input folds nowhere).
     std::vector<std::uint8_t> m_FoldedSlot;
+    // Whether the input folds like a raw scan's noise (see NoiseFoldsShare).
+    bool m_FoldsLikeNoise = false;
     // Per triangle, bit k set where corner k is a soft corner of the input
     // (see MarkSoftCorners).
     std::vector<std::uint8_t> m_SoftCorners;

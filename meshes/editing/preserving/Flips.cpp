@@ -132,6 +132,22 @@ bool CEngine::FlipEdges() {
         m_ClosedIdeal[v] = static_cast<std::int8_t>((m_Flags[v] & Deleted) || IsOpen(v) ? 0 : IdealValence(v));
     }
     const auto ideal = [&](std::uint32_t v) { return m_ClosedIdeal[v] != 0 ? int(m_ClosedIdeal[v]) : IdealValence(v); };
+    // Over the folds of an input that folds like noise, a flip may not pin a
+    // thin face between two fixed vertices (see FlipOverFoldAngle); elsewhere
+    // the valences alone decide, and other inputs never ask.
+    const double overFoldCos = std::cos(FlipOverFoldAngle);
+    const auto pinsThinFace = [&](std::uint32_t a, std::uint32_t b, std::uint32_t c, std::uint32_t d) {
+        if (!m_FoldsLikeNoise ||
+            !(OverFoldedInput(a) || OverFoldedInput(b) || OverFoldedInput(c) || OverFoldedInput(d)))
+            return false;
+        const auto fixedCount = [&](std::uint32_t x, std::uint32_t y, std::uint32_t z) {
+            return int((m_Flags[x] & Fixed) != 0) + int((m_Flags[y] & Fixed) != 0) + int((m_Flags[z] & Fixed) != 0);
+        };
+        const Vec &pa = m_Position[a], &pb = m_Position[b], &pc = m_Position[c], &pd = m_Position[d];
+        const double made = std::max(fixedCount(c, a, d) >= 2 ? SmallestAngleCos(pc, pa, pd) : -1.0,
+                                     fixedCount(d, b, c) >= 2 ? SmallestAngleCos(pd, pb, pc) : -1.0);
+        return made > overFoldCos && made > std::max(SmallestAngleCos(pa, pb, pc), SmallestAngleCos(pb, pa, pd));
+    };
     // Bounded: one forward sweep over the half-edge slots, at most one flip
     // per slot (3 F), each flip rewriting two faces in place.
     for (std::uint32_t h = 0; h < halfEdges; ++h) {
@@ -148,7 +164,7 @@ bool CEngine::FlipEdges() {
         const auto square = [](int x) { return x * x; };
         const int before = square(va - ta) + square(vb - tb) + square(vc - tc) + square(vd - td);
         const int after = square(va - 1 - ta) + square(vb - 1 - tb) + square(vc + 1 - tc) + square(vd + 1 - td);
-        if (after >= before || !FlipIsAllowed(h) || !FlipIsValid(h))
+        if (after >= before || !FlipIsAllowed(h) || !FlipIsValid(h) || pinsThinFace(a, b, c, d))
             continue;
         Flip(h);
         changed = true;
@@ -955,8 +971,10 @@ bool CEngine::UnfoldByMoves(bool freeOnly) {
             });
             // A fan at the angle the remesh aims for keeps it. Over a part
             // the input folds itself, the result's fold follows the input's
-            // and is not worth a sliver (see UnfoldOverFoldAngle).
-            const double lowest = OverFoldedInput(v) ? std::max(floor, UnfoldOverFoldAngle) : floor;
+            // and is not worth a sliver (see UnfoldOverFoldAngle and
+            // UnfoldOverNoiseAngle).
+            const double overFold = m_FoldsLikeNoise ? UnfoldOverNoiseAngle : UnfoldOverFoldAngle;
+            const double lowest = OverFoldedInput(v) ? std::max(floor, overFold) : floor;
             const double least =
                 fan >= UnfoldKeptAngle ? std::max(std::min(fan, floor), UnfoldKeptAngle) : std::min(fan, lowest);
             ring.clear();

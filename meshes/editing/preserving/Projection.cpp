@@ -359,12 +359,21 @@ double CrossingAlong(const Vec& p, const Vec& n, const Vec& a, const Vec& b, con
 
 void CEngine::MarkFoldedInput(const std::vector<std::uint32_t>& slotOfFace) {
     m_FoldedSlot.clear();
+    m_FoldsLikeNoise = false;
     const std::uint32_t faces = static_cast<std::uint32_t>(slotOfFace.size());
     std::vector<char> beside;
+    std::uint32_t inner = 0, creases = 0;
     for (std::uint32_t h = 0; h < 3 * faces; ++h) {
         const std::uint32_t t = m_Twin[h];
-        if (t == None || t < h || m_Corner[h] == None || !Folded(FaceNormal(h / 3), FaceNormal(t / 3)))
+        if (t == None || t < h || m_Corner[h] == None)
             continue;
+        ++inner;
+        const Vec m = FaceNormal(h / 3), n = FaceNormal(t / 3);
+        if (!Folded(m, n))
+            continue;
+        // A face turned over in its neighbour's plane (a fan wrapped past its
+        // rim) is a defect of the tessellation, not of the surface.
+        creases += !((m % n) < -NoiseFoldFlatCos * std::sqrt((m % m) * (n % n)));
         if (beside.empty())
             beside.assign(m_Position.size(), 0);
         for (const std::uint32_t v : {m_Corner[h], Target(h), m_Corner[Prev(h)], m_Corner[Prev(t)]})
@@ -372,6 +381,7 @@ void CEngine::MarkFoldedInput(const std::vector<std::uint32_t>& slotOfFace) {
     }
     if (beside.empty())
         return;
+    m_FoldsLikeNoise = creases >= NoiseFoldsLeast && creases * NoiseFoldsShare >= inner;
     m_FoldedSlot.assign(m_TriangleTree.GetOrder().size(), 0);
     for (std::uint32_t f = 0; f < faces; ++f)
         if (slotOfFace[f] != None &&
