@@ -63,6 +63,34 @@ constexpr std::size_t CreaseSupportFaces = 256;
 constexpr double CreaseScaleSupport = 1.5;
 constexpr std::size_t CreaseScaleSupportFaces = 2304;
 constexpr double CreaseScaleTurn = 0.5;
+// A sheet's edge rounded far finer than the target (a lens, a coin, a
+// pebble scan) turns by half a turn across a band of a few rows of thin
+// faces, none of whose edges turns by the feature angle, so no crease keeps
+// it; the collapses, flips and relaxation carried it inward a little at
+// every pass. Such a rim is found where the faces within RimReach targets on
+// either side of an edge turn by more than RimTurn degrees against each
+// other, and kept as a line. Only edges whose own faces turn by RimEdgeTurn
+// degrees are looked at: a smooth surface at the target's scale has none;
+// and only those that turn by RimOwnTurn degrees at most, the rest of it
+// spread over the rows beside them: a rim that turns at one edge is a
+// crease, and the feature angle judges it (a blade's sharp trailing edge, a
+// voxel step).
+constexpr double RimReach = 1.0 / 3.0;
+constexpr double RimTurn = 110.0;
+constexpr double RimEdgeTurn = 20.0;
+constexpr double RimOwnTurn = 60.0;
+// The faces within CreaseScaleSupport targets of a rim, split by which side
+// they face, are each nearly flat: their area-weighted normals add up to at
+// least this share of their area (a lens's sides 0.97). Round a tube
+// thinner than the reach the two halves add up to 2 / pi of theirs; a line
+// along every side of it pinned its faces.
+constexpr double RimSideFlatness = 0.85;
+// The faces beside a rim's line may turn against each other by at most
+// this many degrees (a fold is counted from 120); the width that keeps them
+// so is searched in RimGapSteps steps of RimGapStep times the last.
+constexpr double RimFaceTurn = 110.0;
+constexpr int RimGapSteps = 8;
+constexpr double RimGapStep = 0.8;
 // A feature line both of whose ends stop in the open surface (no other line
 // meets them there, and they lie on no open boundary) is a crease of a
 // coarsely faceted organic part, not an edge of a machined one, and is
@@ -331,6 +359,184 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
             m_Kind[h] = m_Kind[t] = Pending;
         }
     }
+    // Rounded rims (see RimReach): each candidate edge's turn (the cosine
+    // of its sides' normals; 2 for none), written for both halves.
+    std::vector<double> rimCos(features ? halfEdges : 0, 2.0);
+    m_RimGap.clear();
+    if (features) {
+        const double rimReach2 = RimReach * m_TargetLength * RimReach * m_TargetLength;
+        const double cosRimTurn = std::cos(RimTurn * Pi / 180.0);
+        const double cosRimEdge = std::cos(RimEdgeTurn * Pi / 180.0);
+        const double cosRimOwn = std::cos(RimOwnTurn * Pi / 180.0);
+        // Whether the faces near h that face either way (split across d)
+        // are each nearly flat. Bounded: CreaseScaleSupportFaces faces.
+        const auto sidesFlat = [&](std::uint32_t h, const Vec& d) {
+            const Vec &a = place(m_Corner[h]), &b = place(Target(h));
+            Vec sum[2] = {Vec(0, 0, 0), Vec(0, 0, 0)};
+            double area[2] = {0, 0};
+            ++stamp;
+            queue.assign(1, h / 3);
+            visited[h / 3] = stamp;
+            for (std::size_t i = 0; i < queue.size(); ++i) {
+                const std::uint32_t g = queue[i];
+                const int k = weighted[g] % d > 0 ? 0 : 1;
+                sum[k] += weighted[g];
+                area[k] += std::sqrt(Squared(weighted[g]));
+                if (queue.size() >= CreaseScaleSupportFaces)
+                    continue;
+                for (std::uint32_t e = 3 * g; e < 3 * g + 3; ++e) {
+                    const std::uint32_t u = m_Twin[e];
+                    if (u == None || visited[u / 3] == stamp || frozenFace[u / 3])
+                        continue;
+                    visited[u / 3] = stamp;
+                    const std::uint32_t f = u / 3;
+                    const Vec &p = place(m_Corner[3 * f]), &q = place(m_Corner[3 * f + 1]),
+                              &r = place(m_Corner[3 * f + 2]);
+                    if (Squared(p - ClosestOnSegment(p, a, b)) <= scaleReach2 ||
+                        Squared(q - ClosestOnSegment(q, a, b)) <= scaleReach2 ||
+                        Squared(r - ClosestOnSegment(r, a, b)) <= scaleReach2)
+                        queue.push_back(f);
+                }
+            }
+            for (int k = 0; k < 2; ++k)
+                if (!(area[k] > 0) || !(Squared(sum[k]) >= RimSideFlatness * RimSideFlatness * area[k] * area[k]))
+                    return false;
+            return true;
+        };
+        // The normals of the faces within `within2` of h on either side.
+        const auto rimSides = [&](std::uint32_t h, double within2, Vec& one, Vec& other) {
+            const std::uint32_t t = m_Twin[h];
+            const Vec &a = place(m_Corner[h]), &b = place(Target(h));
+            Vec across = (normal[h / 3] + normal[t / 3]) * (b - a);
+            if (!(Squared(across) > 0))
+                return false;
+            if ((place(m_Corner[Prev(h)]) - a) % across < 0)
+                across = -across;
+            bool mixed = false;
+            one = sideNormal(h, across, within2, CreaseSupportFaces, mixed);
+            other = sideNormal(t, -across, within2, CreaseSupportFaces, mixed);
+            return true;
+        };
+        for (std::uint32_t h = 0; h < halfEdges; ++h) {
+            const std::uint32_t t = m_Twin[h];
+            if (t == None || t < h || (m_Kind[h] != None && m_Kind[h] != Pending) || frozenFace[h / 3] ||
+                frozenFace[t / 3] || turnedOver[h / 3] || turnedOver[t / 3] || fin[h / 3] || fin[t / 3])
+                continue;
+            const Vec &n1 = normal[h / 3], &n2 = normal[t / 3];
+            if (!(Squared(n1) > 0) || !(Squared(n2) > 0) || !(n1 % n2 < cosRimEdge) || !(n1 % n2 >= cosRimOwn))
+                continue;
+            Vec one, other;
+            if (!rimSides(h, rimReach2, one, other))
+                continue;
+            const double c = one % other;
+            // Of the rows of edges along the band, the rim's is the one
+            // whose faces each lean to their own side: the others have both
+            // faces leaning one way.
+            if (!(c < cosRimTurn) || !(n1 % (one - other) > 0) || !(n2 % (other - one) > 0) ||
+                !sidesFlat(h, one - other))
+                continue;
+            rimCos[h] = rimCos[t] = c;
+        }
+        // Where the band's middle row runs through vertices in pairs across
+        // it (the rim passes between them), the rim edges make two paths of
+        // two edges each between the same ends; only the one that turns
+        // more stays, in vertex order, so that the line runs once.
+        std::vector<std::vector<std::uint32_t>> rimEdges(vertexCount);
+        for (std::uint32_t h = 0; h < halfEdges; ++h)
+            if (rimCos[h] < 2.0)
+                rimEdges[m_Corner[h]].push_back(h);
+        const auto other = [&](std::uint32_t v, std::uint32_t h) { return m_Corner[h] == v ? Target(h) : m_Corner[h]; };
+        const auto live = [&](std::uint32_t v, std::vector<std::uint32_t>& out) {
+            out.clear();
+            for (const std::uint32_t h : rimEdges[v])
+                if (rimCos[h] < 2.0)
+                    out.push_back(h);
+        };
+        std::vector<std::uint32_t> mine, theirs, ends, thinned;
+        for (std::uint32_t c = 0; c < vertexCount; ++c) {
+            live(c, mine);
+            if (mine.size() != 2)
+                continue;
+            const std::uint32_t a = other(c, mine[0]), d = other(c, mine[1]);
+            live(a, ends);
+            for (const std::uint32_t h : ends) {
+                const std::uint32_t b = other(a, h);
+                if (b == c || b == d)
+                    continue;
+                live(b, theirs);
+                if (theirs.size() != 2 || (other(b, theirs[0]) != d && other(b, theirs[1]) != d))
+                    continue;
+                const double mineCos = rimCos[mine[0]] + rimCos[mine[1]];
+                const double theirCos = rimCos[theirs[0]] + rimCos[theirs[1]];
+                const bool dropMine = mineCos > theirCos || (mineCos == theirCos && c > b);
+                for (const std::uint32_t e : dropMine ? mine : theirs) {
+                    rimCos[e] = rimCos[m_Twin[e]] = 2.0;
+                    thinned.push_back(e);
+                }
+                break;
+            }
+        }
+        // A rim goes round a sheet's edge: only a closed loop of them, each
+        // vertex on two, stays. One that ends (the rounded leading edge of a
+        // blade between its end caps) ran into faces far coarser than its
+        // own target, and left slivers of a degree or two where it ended.
+        std::vector<std::uint32_t> loop;
+        std::vector<char> reached(vertexCount, 0);
+        for (std::uint32_t s = 0; s < vertexCount; ++s) {
+            live(s, mine);
+            if (mine.empty() || reached[s])
+                continue;
+            bool closed = true;
+            loop.assign(1, s);
+            reached[s] = 1;
+            for (std::size_t i = 0; i < loop.size(); ++i) {
+                live(loop[i], mine);
+                closed = closed && mine.size() == 2;
+                for (const std::uint32_t h : mine) {
+                    const std::uint32_t w = other(loop[i], h);
+                    if (!reached[w]) {
+                        reached[w] = 1;
+                        loop.push_back(w);
+                    }
+                }
+            }
+            if (closed)
+                continue;
+            for (const std::uint32_t w : loop) {
+                live(w, mine);
+                for (const std::uint32_t h : mine)
+                    rimCos[h] = rimCos[m_Twin[h]] = 2.0;
+            }
+        }
+        // A crease among the rows thinned out beside a loop that stays (its
+        // faces alone turn by the feature angle) goes: the loop is the rim.
+        for (const std::uint32_t e : thinned) {
+            live(m_Corner[e], mine);
+            live(Target(e), theirs);
+            if (!mine.empty() || !theirs.empty())
+                m_Kind[e] = m_Kind[m_Twin[e]] = None;
+        }
+        // Kept as a line alone, the rim's faces span it from side to side and
+        // turn against each other by as much as the sides do over their width:
+        // folded. Its target comes down to the width over which the sides turn
+        // by RimFaceTurn degrees at most, searched from the reach down.
+        const double cosFaceTurn = std::cos(RimFaceTurn * Pi / 180.0);
+        m_RimGap.assign(halfEdges, 0.0);
+        for (std::uint32_t h = 0; h < halfEdges; ++h) {
+            const std::uint32_t t = m_Twin[h];
+            if (!(rimCos[h] < 2.0) || t < h)
+                continue;
+            m_Kind[h] = m_Kind[t] = Pending;
+            double width = RimReach * m_TargetLength;
+            for (int step = 0; step < RimGapSteps; ++step) {
+                width *= RimGapStep;
+                Vec one, other;
+                if (rimSides(h, width * width, one, other) && one % other >= cosFaceTurn)
+                    break;
+            }
+            m_RimGap[h] = m_RimGap[t] = width;
+        }
+    }
     if (features)
         DropLinesAtNeedleTips();
 
@@ -546,6 +752,7 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     // it, which no line's root can be: roots are edges that stayed), and its
     // ends are corners.
     BuildSizing();
+    m_RimGap.clear();
     m_RoughCreaseLines.clear();
     if (!m_SizeCells.empty() && features) {
         for (std::uint32_t h = 0; h < halfEdges; ++h) {

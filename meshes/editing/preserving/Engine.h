@@ -1805,6 +1805,9 @@ private:
     // The sources of the local target, and a sparse grid over them: sorted
     // cell keys, and for each the range of its sources in m_SizeCellSources.
     std::vector<CSizeSource> m_SizeSources;
+    // Per half-edge of a rounded rim's line, the target it sets; empty
+    // without one (see RimReach).
+    std::vector<double> m_RimGap;
     bool m_HasBentRims = false;
     double m_SizeCell = 0;
     Vec m_SizeOrigin;

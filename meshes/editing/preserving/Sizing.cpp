@@ -73,6 +73,11 @@ void CEngine::BuildSizing() {
         gap[a] = std::min(gap[a], length);
         gap[b] = std::min(gap[b], length);
     }
+    // A rounded rim kept as a line (see RimReach) is as narrow as it turns.
+    for (std::uint32_t h = 0; h < m_RimGap.size() && h < halfEdges; ++h)
+        if (m_RimGap[h] > 0 && m_Corner[h] != None && IsLine(m_Kind[h]))
+            for (const std::uint32_t v : {m_Corner[h], Target(h)})
+                gap[v] = std::min(gap[v], std::max(m_RimGap[h], floor));
     for (std::uint32_t v = 0; v < gap.size(); ++v)
         if (gap[v] < m_TargetLength)
             m_SizeSources.push_back(CSizeSource{m_Position[v], gap[v]});
