@@ -2996,6 +2996,7 @@ void MakeClusteredSphere(Mesh& mesh, unsigned int levels, double cell, unsigned 
         sum[3] += 1;
     }
     std::vector<std::array<double, 3>> points;
+    points.reserve(sums.size());
     for (const auto& sum : sums)
         points.push_back({sum[0] / sum[3], sum[1] / sum[3], sum[2] / sum[3]});
     std::vector<std::array<unsigned int, 3>> faces;
