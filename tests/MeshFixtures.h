@@ -2960,4 +2960,58 @@ void MakeRoundedSlab(Mesh& mesh, std::array<double, 3> half = {1.5, 1.0, 0.0}, d
     AddTables(mesh, sorted, faces);
 }
 
+// A sphere (bumpy where `bumps` is not 0, see MakeBumpySphere) decimated by
+// vertex clustering, as quick decimators deliver: the vertices in each cell
+// of a grid of the given spacing, shifted by the seed, become their mean;
+// faces whose corners fall in fewer than three cells go, and of faces on the
+// same three cells one stays. The cells that take a thin band of the sphere
+// leave cracks, faces joined by a corner only, and flaps: faces hinged on
+// edges that two other faces share, folded back onto them.
+template <typename Mesh>
+void MakeClusteredSphere(Mesh& mesh, unsigned int levels, double cell, unsigned int seed, double bumps = 0) {
+    Mesh sphere;
+    if (bumps > 0)
+        MakeBumpySphere(sphere, levels, bumps, 0, seed);
+    else
+        MakeIcosphere(sphere, levels);
+    CNoise random(seed);
+    const double shift[3] = {0.5 * cell * (1 + random.Next()), 0.5 * cell * (1 + random.Next()),
+                             0.5 * cell * (1 + random.Next())};
+    std::map<std::array<long, 3>, unsigned int> cellOf;
+    std::vector<unsigned int> index(sphere.m_Vertices.GetCount());
+    std::vector<std::array<double, 4>> sums;
+    for (unsigned int v = 0; v < sphere.m_Vertices.GetCount(); ++v) {
+        const auto& p = sphere.m_Vertices[v].m_Position;
+        const double q[3] = {double(p.x), double(p.y), double(p.z)};
+        std::array<long, 3> key;
+        for (int k = 0; k < 3; ++k)
+            key[k] = static_cast<long>(std::floor((q[k] + shift[k]) / cell));
+        const auto found = cellOf.emplace(key, static_cast<unsigned int>(sums.size()));
+        if (found.second)
+            sums.push_back({0, 0, 0, 0});
+        index[v] = found.first->second;
+        auto& sum = sums[index[v]];
+        for (int k = 0; k < 3; ++k)
+            sum[k] += q[k];
+        sum[3] += 1;
+    }
+    std::vector<std::array<double, 3>> points;
+    points.reserve(sums.size());
+    for (const auto& sum : sums)
+        points.push_back({sum[0] / sum[3], sum[1] / sum[3], sum[2] / sum[3]});
+    std::vector<std::array<unsigned int, 3>> faces;
+    std::set<std::array<unsigned int, 3>> seen;
+    for (unsigned int f = 0; f < sphere.m_Faces.GetCount(); ++f) {
+        const auto* c = sphere.m_Faces[f].m_Corners;
+        const std::array<unsigned int, 3> t = {index[c[0]], index[c[1]], index[c[2]]};
+        if (t[0] == t[1] || t[1] == t[2] || t[2] == t[0])
+            continue;
+        std::array<unsigned int, 3> key = t;
+        std::sort(key.begin(), key.end());
+        if (seen.insert(key).second)
+            faces.push_back(t);
+    }
+    AddUsedTables(mesh, points, faces);
+}
+
 }  // namespace QuorvelTest

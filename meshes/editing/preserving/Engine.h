@@ -154,6 +154,13 @@ constexpr double InputVertexDeviationFactor = 0.5;
 // rule also held a gear's sides, 0.42 targets thick, finer than they need.
 // The angle passes, which collapse longer edges, take the same bound.
 constexpr double FacingStripFactor = 0.4;
+// A face whose every side is open or shared by three or more faces (a flap
+// that vertex clustering folded back onto the surface) is dropped where it
+// lies within this many targets of the ordinary faces around its corners: a
+// sliver that only doubles the surface there. Clustered spheres' flaps lie
+// within 0.055 targets of the surface, their ordinary faces 0.13 and more
+// (at 0.05 the icosphere kept a flap of 15 degrees).
+constexpr double FinCoverFactor = 0.075;
 // A kept open boundary much finer than the target (a rim refined for another
 // purpose, a scan cut by a plane) would leave slivers beside every fixed
 // vertex. A vertex of it closer than this many target lengths to a
@@ -938,6 +945,8 @@ public:
 private:
     // ---- Set-up (Surface.cpp, Constraints.cpp, Projection.cpp) --------------
     void Load(const std::vector<double>& positions, const std::vector<std::uint32_t>& triangles);
+    // Removes the input's flaps folded onto the surface (see FinCoverFactor).
+    void DropCoveredFins();
     void FreezeSmallPieces(std::vector<char>& frozenFace) const;
     // Finds the rims of rods: closed lines without corners each bounding a
     // cap of the input's faces with no vertex inside, the cap's other side

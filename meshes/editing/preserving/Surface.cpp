@@ -59,6 +59,7 @@ void CEngine::Load(const std::vector<double>& positions, const std::vector<std::
         m_Corner.push_back(b);
         m_Corner.push_back(c);
     }
+    DropCoveredFins();
     m_Twin.assign(m_Corner.size(), None);
     m_Kind.assign(m_Corner.size(), None);
     for (const std::uint32_t v : m_Corner)
@@ -93,6 +94,104 @@ void CEngine::Load(const std::vector<double>& positions, const std::vector<std::
     for (std::uint32_t v = 0; v < m_Position.size(); ++v)
         if (!(m_Flags[v] & Deleted))
             m_Valence[v] = Valence(v);
+}
+
+// Vertex clustering leaves flaps: a face hinged on edges it shares with two
+// other faces, its remaining sides open, folded back onto the surface those
+// two faces already make. Kept, the flap is a sliver no edit may touch (every
+// side locked or open, every corner fixed), and it locks the good faces
+// hinged with it; it covers nothing that the surface beneath does not. Such a
+// face goes where every sample of it lies within FinCoverFactor targets of
+// the faces around its corners that are no flaps themselves (two flaps on one
+// another would otherwise each count as the other's cover).
+void CEngine::DropCoveredFins() {
+    const std::size_t faces = m_Corner.size() / 3, vertexCount = m_Position.size();
+    // Half-edges by their origin, in compressed rows.
+    std::vector<std::uint32_t> start(vertexCount + 1, 0), around(m_Corner.size());
+    for (const std::uint32_t v : m_Corner)
+        ++start[v + 1];
+    for (std::size_t v = 0; v < vertexCount; ++v)
+        start[v + 1] += start[v];
+    {
+        std::vector<std::uint32_t> fill(start.begin(), start.end() - 1);
+        for (std::size_t h = 0; h < m_Corner.size(); ++h)
+            around[fill[m_Corner[h]]++] = static_cast<std::uint32_t>(h);
+    }
+    const auto target = [&](std::uint32_t h) { return m_Corner[h - h % 3 + (h + 1) % 3]; };
+    // A flap: some side of it holds three or more faces, and none exactly
+    // two (a hinge of the ordinary surface).
+    std::vector<char> flap(faces, 0);
+    bool any = false;
+    for (std::uint32_t f = 0; f < faces; ++f) {
+        bool shared = false, ordinary = false;
+        for (std::uint32_t h = 3 * f; h < 3 * f + 3; ++h) {
+            const std::uint32_t a = m_Corner[h], b = target(h);
+            std::uint32_t count = 0;
+            for (std::uint32_t i = start[a]; i < start[a + 1]; ++i)
+                count += target(around[i]) == b;
+            for (std::uint32_t i = start[b]; i < start[b + 1]; ++i)
+                count += target(around[i]) == a;
+            shared |= count >= 3;
+            ordinary |= count == 2;
+        }
+        flap[f] = shared && !ordinary;
+        any |= flap[f] != 0;
+    }
+    if (!any)
+        return;
+    const double limit = FinCoverFactor * m_TargetLength, limit2 = limit * limit;
+    std::vector<char> drop(faces, 0);
+    any = false;
+    for (std::uint32_t f = 0; f < faces; ++f) {
+        if (!flap[f])
+            continue;
+        const Vec &a = m_Position[m_Corner[3 * f]], &b = m_Position[m_Corner[3 * f + 1]],
+                  &c = m_Position[m_Corner[3 * f + 2]];
+        if (!IsFinite(a) || !IsFinite(b) || !IsFinite(c))
+            continue;
+        const Vec samples[] = {a,
+                               b,
+                               c,
+                               0.5 * (a + b),
+                               0.5 * (b + c),
+                               0.5 * (c + a),
+                               (a + b + c) / 3.0,
+                               0.25 * (2.0 * a + b + c),
+                               0.25 * (a + 2.0 * b + c),
+                               0.25 * (a + b + 2.0 * c)};
+        bool covered = true;
+        for (const Vec& p : samples) {
+            bool near = false;
+            for (int k = 0; k < 3 && !near; ++k) {
+                const std::uint32_t v = m_Corner[3 * f + k];
+                for (std::uint32_t i = start[v]; i < start[v + 1] && !near; ++i) {
+                    const std::uint32_t g = around[i] / 3;
+                    if (flap[g])
+                        continue;
+                    const Vec q = ClosestOnTriangle(p, m_Position[m_Corner[3 * g]], m_Position[m_Corner[3 * g + 1]],
+                                                    m_Position[m_Corner[3 * g + 2]]);
+                    near = Squared(q - p) <= limit2;
+                }
+            }
+            if (!near) {
+                covered = false;
+                break;
+            }
+        }
+        drop[f] = covered;
+        any |= covered;
+    }
+    if (!any)
+        return;
+    std::size_t kept = 0;
+    for (std::size_t f = 0; f < faces; ++f) {
+        if (drop[f])
+            continue;
+        for (int k = 0; k < 3; ++k)
+            m_Corner[3 * kept + k] = m_Corner[3 * f + k];
+        ++kept;
+    }
+    m_Corner.resize(3 * kept);
 }
 
 // A separate piece that fits within SmallPieceFactor targets (debris beside
