@@ -2224,6 +2224,78 @@ SRevolved AddRevolvedVertices(Mesh& mesh, const std::vector<std::array<double, 2
     return rings;
 }
 
+// A sphere of radius 1 with a flat fin round its equator, as segmentations
+// of thin tissue come out: the fin is two sheets `gap` apart from the
+// sphere out to radius 1.8, where they meet at a knife rim; where they join
+// the sphere its equator is two rings `gap` apart, back to back across the
+// fin's root. Lat-long, `rings` rings per hemisphere and `sectors` sectors,
+// quads split along one diagonal, fans at both poles, the fin's rings about
+// as wide as its sectors.
+template <typename Mesh>
+void MakeMembraneFin(Mesh& mesh, unsigned int rings = 12, unsigned int sectors = 48, double gap = 0.013) {
+    const unsigned int base = mesh.m_Vertices.GetCount();
+    unsigned int count = 0;
+    const auto ring = [&](double r, double z) {
+        const unsigned int first = count;
+        for (unsigned int s = 0; s < sectors; ++s) {
+            const double a = 2 * Pi * s / sectors;
+            AddVertex(mesh, r * std::cos(a), r * std::sin(a), z);
+        }
+        count += sectors;
+        return first;
+    };
+    AddVertex(mesh, 0, 0, 1);
+    ++count;
+    std::vector<unsigned int> rows;
+    unsigned int upper = 0, lower = 0;
+    for (unsigned int k = 1; k < 2 * rings; ++k) {
+        if (k == rings) {
+            const double r = std::sqrt(1 - 0.25 * gap * gap);
+            upper = ring(r, 0.5 * gap);
+            lower = ring(r, -0.5 * gap);
+            rows.push_back(upper);
+            rows.push_back(lower);
+        } else {
+            const double theta = Pi * k / (2 * rings);
+            rows.push_back(ring(std::sin(theta), std::cos(theta)));
+        }
+    }
+    AddVertex(mesh, 0, 0, -1);
+    const unsigned int bottom = count++;
+    const auto at = [&](unsigned int row, unsigned int s) { return base + row + s % sectors; };
+    for (unsigned int s = 0; s < sectors; ++s) {
+        AddFace(mesh, base, at(rows.front(), s), at(rows.front(), s + 1));
+        AddFace(mesh, base + bottom, at(rows.back(), s + 1), at(rows.back(), s));
+    }
+    for (unsigned int k = 0; k + 1 < rows.size(); ++k) {
+        if (rows[k] == upper)
+            continue;
+        for (unsigned int s = 0; s < sectors; ++s)
+            AddQuad(mesh, at(rows[k], s), at(rows[k + 1], s), at(rows[k + 1], s + 1), at(rows[k], s + 1));
+    }
+    const double inner = 1.0, outer = 1.8;
+    const unsigned int finRings =
+        std::max(2u, static_cast<unsigned int>(std::lround((outer - inner) / (2 * Pi / sectors))));
+    unsigned int up = upper, lo = lower;
+    for (unsigned int k = 1; k <= finRings; ++k) {
+        const double r = inner + (outer - inner) * k / finRings;
+        unsigned int nextUp, nextLo;
+        if (k == finRings) {
+            nextUp = nextLo = ring(r, 0);
+        } else {
+            nextUp = ring(r, 0.5 * gap);
+            nextLo = ring(r, -0.5 * gap);
+        }
+        for (unsigned int s = 0; s < sectors; ++s) {
+            AddQuad(mesh, at(up, s), at(nextUp, s), at(nextUp, s + 1), at(up, s + 1));
+            AddFace(mesh, at(lo, s), at(nextLo, s + 1), at(nextLo, s));
+            AddFace(mesh, at(lo, s), at(lo, s + 1), at(nextLo, s + 1));
+        }
+        up = nextUp;
+        lo = nextLo;
+    }
+}
+
 // A bowl: a hemispherical shell of radius 1 and `wall` thick, its outer and
 // inner sides joined by a flat rim `wall` wide in z = 0, revolved in
 // `sectors` sectors of `rings` rings per side, quads split along one

@@ -510,6 +510,31 @@ TEST(StandInQualityFine, EarsOfAnAnimalKeepNoCreasesOfTheirFacets) {
     EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.07 * target);
 }
 
+// A fin of two sheets 0.18 targets apart at half the input's mean edge:
+// where they join the sphere, its equator is two rims back to back, the fin's
+// root between them. Their wall sets the target along the rims (edges of
+// 0.45 targets), and graded back as a strip's wall is, the row beside the
+// lower rim wedged a vertex between two of the rim's and pinned faces of
+// 26.8 degrees. The root's faces now grade back more slowly (30.5 degrees,
+// the input within 0.035 targets of the result and the result within 0.012
+// of the input). The fin's outer knife rim folds as the input's does, an
+// edge of it folded for each of its 192 edges at this target, and no other.
+TEST(StandInQualityFine, MembraneRootGradesSlowlyAwayFromItsRims) {
+    ShapeMesh mesh;
+    MakeMembraneFin(mesh);
+    const ShapeMesh input(mesh);
+    ASSERT_GT(EnclosedVolume(input), 0);
+    const double target = 0.5 * MeanEdge(input);
+    ShapeMesh two(mesh);
+    ASSERT_TRUE(RemeshOnOneAndTwoThreads(mesh, two, target));
+    EXPECT_TRUE(IsCleanResult(mesh, true));
+    EXPECT_TRUE(SameResult(mesh, two));
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 29.5);
+    EXPECT_LT(FarthestVertexThroughTree(input, mesh), 0.05 * target);
+    EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.03 * target);
+    EXPECT_LE(FoldedEdges(mesh, -0.5), 192u);
+}
+
 // At 50,000 faces the jittered sphere's faces near the poles are narrower
 // than half a target, and some of their creases have none of the other sense
 // on one side and the same sense along a whole meridian: judged over half a

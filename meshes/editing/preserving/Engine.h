@@ -285,6 +285,20 @@ constexpr double FacingLengths = 2.0;
 // 31 degrees. (At 2 / tan 30 degrees the rims' edges stayed too long for the
 // wall: 25 degrees on a parapet 0.2 targets thick.)
 constexpr double ThinWallStretch = 2.5;
+// Where the other line lies through the solid from a line, more than 60
+// degrees out of both its faces (cosine this), the wall is no strip of the
+// surface but the root of a membrane whose two sheets join a body back to
+// back: only the rims need the stretched target, and the faces beside them,
+// turned away from the wall, grade back to the global target at this many
+// lengths per length, slower than SizeGrading. At that grading the row beside
+// the rim was half as long again as the rim's edges, and a vertex wedged into
+// it between two of the rim's vertices pinned faces of 26.8 degrees (30.5 at
+// this grading). The walls of CAD parts lie across one of the lines' faces
+// (a parapet's top, a hole's side in a thin plate) and grade as before: at
+// this grading their refinement reached further, into the corners and
+// window lines beside them, and a block of flats fell from 25 to 11 degrees.
+constexpr double ThroughWallCos = 0.5;
+constexpr double ThroughWallGrading = 0.35;
 // Such a wall's lines lie no further apart at one end of a line's edge than
 // this many times their distance at the other: lines that converge (the
 // meridians at a pole) bound none.
@@ -849,6 +863,8 @@ public:
     double m_Gap;
     // Set on a sheet's rim bent round without a line (see ThinPartSpread).
     bool m_BentRim = false;
+    // Lengths per length by which the target grows back with distance.
+    double m_Grading = SizeGrading;
 };
 
 // An input's closed line in order, as points from one back to the same,
@@ -1111,6 +1127,8 @@ private:
     // FlatAcrossCos).
     bool FlatAcross(std::uint32_t g, std::uint32_t e) const;
     std::uint8_t SideOf(std::uint32_t g, const Vec& w) const;
+    // How squarely w points into the face of half-edge h (see ThroughWallCos).
+    double IntoFace(std::uint32_t h, const Vec& w) const;
     // The local target at p.
     // The index of the sizing grid's cell that holds p, or NoSizeCell where
     // no source reaches it.

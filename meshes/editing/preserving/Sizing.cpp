@@ -105,7 +105,7 @@ void CEngine::BuildSizing() {
     std::vector<std::pair<std::uint64_t, std::uint32_t>> entries;
     for (std::uint32_t s = 0; s < m_SizeSources.size(); ++s) {
         const CSizeSource& source = m_SizeSources[s];
-        const double reach = (m_TargetLength - source.m_Gap) / SizeGrading + margin;
+        const double reach = (m_TargetLength - source.m_Gap) / source.m_Grading + margin;
         const Vec d = source.m_Point - m_SizeOrigin;
         if (!(reach > margin) || !IsFinite(d))
             continue;
@@ -199,6 +199,15 @@ bool CEngine::JoinedAcross(std::uint32_t g, std::uint32_t e) const {
         return false;
     };
     return reaches(g, e) || reaches(e, g);
+}
+
+// The cosine between w and the direction into the face of half-edge h from
+// the edge, square to it in the face's plane.
+double CEngine::IntoFace(std::uint32_t h, const Vec& w) const {
+    const Vec &a = m_Position[m_Corner[h]], along = m_Position[Target(h)] - a,
+              u = (along * (m_Position[m_Corner[Prev(h)]] - a)) * along;
+    const double length2 = Squared(u) * Squared(w);
+    return length2 > 0 ? (u % w) / std::sqrt(length2) : 0.0;
 }
 
 // Which face of line edge g the direction w points into from the edge: 1 its
@@ -328,6 +337,7 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
             std::int64_t c[3];
             cellOf(p, c);
             double gap = m_TargetLength, wallGap = m_TargetLength, closeGap = m_TargetLength;
+            bool throughSolid = false;
             for (int dx = -1; dx <= 1; ++dx)
                 for (int dy = -1; dy <= 1; ++dy)
                     for (int dz = -1; dz <= 1; ++dz) {
@@ -466,7 +476,14 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                                                             ThinWallStretch * ThinWallStretch * d2 * Squared(along)))
                                         continue;
                                 }
-                                wallGap = std::min(wallGap, ThinWallStretch * std::sqrt(d2));
+                                const double stretched = ThinWallStretch * std::sqrt(d2);
+                                if (stretched < wallGap) {
+                                    const Vec across = px + other * t - p;
+                                    const std::uint32_t twin = m_Twin[edges[i]];
+                                    wallGap = stretched;
+                                    throughSolid = IntoFace(edges[i], across) < ThroughWallCos &&
+                                                   (twin == None || IntoFace(twin, across) < ThroughWallCos);
+                                }
                                 sides[i] |= side;
                             }
                         }
@@ -475,6 +492,8 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                 m_SizeSources.push_back(CSizeSource{p, gap});
             if (wallGap < m_TargetLength) {
                 walls.push_back(CSizeSource{p, wallGap});
+                if (throughSolid)
+                    walls.back().m_Grading = ThroughWallGrading;
                 wallEdge.push_back(i);
                 closeWall.push_back(0);
             }
@@ -837,7 +856,7 @@ double CEngine::SizeAt(const Vec& p) const {
     double size = m_TargetLength;
     for (std::uint32_t i = m_SizeCellStart[c]; i < m_SizeCellStart[c + 1]; ++i) {
         const CSizeSource& source = m_SizeSources[m_SizeCellSources[i]];
-        size = std::min(size, source.m_Gap + SizeGrading * std::sqrt(Squared(p - source.m_Point)));
+        size = std::min(size, source.m_Gap + source.m_Grading * std::sqrt(Squared(p - source.m_Point)));
     }
     return size;
 }
@@ -848,7 +867,8 @@ bool CEngine::OnBentRim(const Vec& p) const {
         return false;
     for (std::uint32_t i = m_SizeCellStart[c]; i < m_SizeCellStart[c + 1]; ++i) {
         const CSizeSource& source = m_SizeSources[m_SizeCellSources[i]];
-        if (source.m_BentRim && source.m_Gap + SizeGrading * std::sqrt(Squared(p - source.m_Point)) < m_TargetLength)
+        if (source.m_BentRim &&
+            source.m_Gap + source.m_Grading * std::sqrt(Squared(p - source.m_Point)) < m_TargetLength)
             return true;
     }
     return false;
