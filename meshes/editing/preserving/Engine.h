@@ -1083,6 +1083,9 @@ private:
     bool OnBentRim(const Vec& p) const;
     // Each live vertex's local target at its place now.
     void UpdateSizes();
+    // Raises m_FaceBudget to what the local target asks of the faces as they
+    // are now (see its definition).
+    void GrowFaceBudget();
     // The local target of edge h: the smaller of its ends'.
     double EdgeSize(std::uint32_t h) const {
         return m_Size.empty() ? m_TargetLength : std::min(m_Size[m_Corner[h]], m_Size[Target(h)]);
@@ -1736,7 +1739,9 @@ private:
     // made fixed corners once the constraints are known.
     std::vector<std::uint32_t> m_FanVertices;
     // Splits stop at this many faces: a bound far above anything a valid
-    // target asks for, so that no input can make the work run away.
+    // target asks for, so that no input can make the work run away. Set
+    // from the global target, raised where corners lower it (see
+    // GrowFaceBudget).
     std::size_t m_FaceBudget = 0;
 
     // Vertices.
