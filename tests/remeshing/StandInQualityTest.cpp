@@ -305,12 +305,13 @@ INSTANTIATE_TEST_SUITE_P(
         // some hundred free vertices inside each rib's top, of which the
         // collapses left up to 37 (7.2 degrees). The rims now go first and
         // the diagonal is flipped across the strip (19.9 degrees on the
-        // tops), and the splits run to the end past the budget of the
-        // global target (26.2 degrees).
+        // tops), the splits run to the end past the budget of the global
+        // target (26.2 degrees), and the plate's ends' rims slide apart at
+        // the end (28.9).
         CQualityCase{"ribbed_panel_fine",
                      [](ShapeMesh& m) { MakeRibbedPanel(m); },
                      0.3,
-                     23.5,
+                     27.0,
                      0.05,
                      {{0, 0, 0}, {3, 2, 0.1}, {1.485, 0, 0.5}, {2.515, 2, 0.5}}}),
     [](const ::testing::TestParamInfo<CQualityCase>& info) { return info.param.m_Name; });
@@ -508,6 +509,23 @@ TEST(StandInQualityFine, RibbedPanelSplitsEveryEdgeWhereTheRibsLowerTheTarget) {
     }
     EXPECT_GT(longest, 0);
     EXPECT_LT(longest, 4.0 / 3.0 * target);
+}
+
+// A roof's gable ends stand 0.3 tall at a target of 2.1: their side walls
+// are strips 0.14 targets tall between rims of edges some three times that,
+// all of whose faces' corners lie on lines. A collapse after the last
+// relaxation left a vertex of one rim near the end of the edge across
+// (23.8 degrees; 21.5 in the sweep's copy, numbered otherwise); such
+// corners now slide along their lines at the end (28.9).
+TEST(StandInQualityFine, LowWallsBetweenLinesSlideTheirRimsApart) {
+    ShapeMesh mesh;
+    MakeArchedRoof(mesh);
+    const ShapeMesh input(mesh);
+    const double target = MeanEdge(input);
+    ASSERT_TRUE(RemeshesCleanlyOnOneAndTwoThreads(mesh, target, true));
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 27.0);
+    EXPECT_LT(FarthestVertexThroughTree(input, mesh), 0.05 * target);
+    EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.05 * target);
 }
 
 // Fingertips are cones of a few facets. At the mean edge, the result's

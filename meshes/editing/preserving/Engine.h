@@ -1381,6 +1381,15 @@ private:
     // Slides a corner of each face under FreeThinAngle beside a line along
     // the line (see MoveToRaiseAngles); whether any moved.
     bool RaiseAnglesBesideLines();
+    // Slides a sliding corner of each face under ThinAngle whose corners
+    // all lie on lines, and whose fan's faces all hold its line's direction,
+    // to the place along its line, between its line neighbours, where its
+    // fan's smallest angle is largest (see its definition); whether any
+    // moved.
+    bool SlideAcrossWalls();
+    // Moves sliding vertex v along its line as SlideAcrossWalls asks;
+    // whether it moved.
+    bool SlideAlongLine(std::uint32_t v);
     // Merges the ends of the short side of each face under FreeThinAngle
     // among free vertices where that evens out the valences around it, then
     // moves the merged vertex; whether any merged.
@@ -1456,6 +1465,7 @@ private:
         CollapseToRaiseAngles();
         std::vector<std::uint8_t> searched(m_Position.size(), 0);
         for (int pass = 0; pass < 4 && SearchToRaiseAngles(searched); ++pass) { }
+        for (int pass = 0; pass < 4 && SlideAcrossWalls(); ++pass) { }
         LayRodTubes();
         SnapToPeaks();
         SnapToSoftCorners();
