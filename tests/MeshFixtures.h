@@ -1519,6 +1519,24 @@ void AddEarClippedPrism(Mesh& mesh, const std::vector<std::array<double, 2>>& ou
         AddQuad(mesh, bottom + i, bottom + (i + 1) % n, top + (i + 1) % n, top + i);
 }
 
+// A roof extruded `length` long whose top is a shallow arc of `facets`
+// facets over `span` degrees of a circle of `radius` (neighbouring facets 3
+// degrees apart by default) on a flat base, its ends standing 0.3 tall,
+// caps ear-clipped: at the mean edge the gable ends' side walls are strips
+// 0.14 targets tall between two lines.
+template <typename Mesh>
+void MakeArchedRoof(Mesh& mesh, unsigned int facets = 20, double span = 60, double radius = 5, double length = 3) {
+    const double half = span * Pi / 360;
+    std::vector<std::array<double, 2>> top;
+    for (unsigned int i = 0; i <= facets; ++i) {
+        const double a = half - 2 * half * i / facets;
+        top.push_back({radius * std::sin(a), radius * std::cos(a) - radius * std::cos(half) + 0.3});
+    }
+    std::vector<std::array<double, 2>> outline = {{top.back()[0], 0.0}, {top.front()[0], 0.0}};
+    outline.insert(outline.end(), top.begin(), top.end());
+    AddEarClippedPrism(mesh, outline, length);
+}
+
 // A spur gear CAD-style: `teeth` teeth on a disc of radius 1, each a
 // trapezoid 0.2 tall, the outline meeting the wall at right angles, each cap
 // a fan from its centre (or, with earCaps, clipped ear by ear), the walls one

@@ -10,6 +10,11 @@ bool CEngine::Run() {
     // Bounded: the caller's number of iterations, each a fixed sequence of
     // the bounded passes (the bound of each is at its loop).
     for (unsigned int iteration = 0; iteration < total; ++iteration) {
+        // The first iteration's splits cut the input's long faces under the
+        // budget of the global target; from the second on, the faces follow
+        // the local target and the budget follows them (see GrowFaceBudget).
+        if (iteration > 0)
+            GrowFaceBudget();
         SplitLongEdges();
         CollapseShortEdges();
         FlipEdges();

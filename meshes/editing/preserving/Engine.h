@@ -1139,6 +1139,9 @@ private:
     bool OnBentRim(const Vec& p) const;
     // Each live vertex's local target at its place now.
     void UpdateSizes();
+    // Raises m_FaceBudget to what the local target asks of the faces as they
+    // are now (see its definition).
+    void GrowFaceBudget();
     // The local target of edge h: the smaller of its ends'.
     double EdgeSize(std::uint32_t h) const {
         return m_Size.empty() ? m_TargetLength : std::min(m_Size[m_Corner[h]], m_Size[Target(h)]);
@@ -1434,6 +1437,15 @@ private:
     // Slides a corner of each face under FreeThinAngle beside a line along
     // the line (see MoveToRaiseAngles); whether any moved.
     bool RaiseAnglesBesideLines();
+    // Slides a sliding corner of each face under ThinAngle whose corners
+    // all lie on lines, and whose fan's faces all hold its line's direction,
+    // to the place along its line, between its line neighbours, where its
+    // fan's smallest angle is largest (see its definition); whether any
+    // moved.
+    bool SlideAcrossWalls();
+    // Moves sliding vertex v along its line as SlideAcrossWalls asks;
+    // whether it moved.
+    bool SlideAlongLine(std::uint32_t v);
     // Merges the ends of the short side of each face under FreeThinAngle
     // among free vertices where that evens out the valences around it, then
     // moves the merged vertex; whether any merged.
@@ -1509,6 +1521,7 @@ private:
         CollapseToRaiseAngles();
         std::vector<std::uint8_t> searched(m_Position.size(), 0);
         for (int pass = 0; pass < 4 && SearchToRaiseAngles(searched); ++pass) { }
+        for (int pass = 0; pass < 4 && SlideAcrossWalls(); ++pass) { }
         LayRodTubes();
         SnapToPeaks();
         SnapToSoftCorners();
@@ -1792,7 +1805,9 @@ private:
     // made fixed corners once the constraints are known.
     std::vector<std::uint32_t> m_FanVertices;
     // Splits stop at this many faces: a bound far above anything a valid
-    // target asks for, so that no input can make the work run away.
+    // target asks for, so that no input can make the work run away. Set
+    // from the global target, raised where corners lower it (see
+    // GrowFaceBudget).
     std::size_t m_FaceBudget = 0;
 
     // Vertices.

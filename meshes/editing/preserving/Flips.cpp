@@ -20,6 +20,15 @@ constexpr double SliverAngle = 20.0 * Pi / 180.0;
 // boundary's distance for a fraction of a degree.)
 constexpr double FreeThinAngle = 35.0 * Pi / 180.0;
 const double CosFreeThinAngle = std::cos(FreeThinAngle);
+// The places along its line that a corner of a wall's thin face tries, in
+// each of two rounds (see SlideAcrossWalls).
+constexpr int SlideSteps = 16;
+// The sine of the largest angle between the line's direction and the plane
+// of a face of the sliding corner's fan: to rounding, none. (At 0.005, a
+// third of a degree, a roof's top rim slid too, beside faces across its
+// arc's facets, and the roof kept 28.6 degrees rather than 25.8; but a head
+// of hair's strands gained three folded edges, and at 0.02 twenty-three.)
+constexpr double SlideSlant = 1e-6;
 // A rim edge merged at the end to open a thin face may leave edges of the
 // survivor up to this many target lengths (see CollapseRimToRaiseAngles).
 constexpr double RimReachFactor = 1.8;
@@ -800,6 +809,102 @@ bool CEngine::RaiseAnglesBesideLines() {
             }
     }
     return changed;
+}
+
+// A wall lower than the target between two lines (a roof's gable side, 0.14
+// targets tall, between rims of edges some three times that) holds only
+// faces whose corners all lie on lines. Where a collapse after the last
+// relaxation took a vertex of one rim, the vertex across it stands near an
+// end of the edge it faced instead of under its middle, and the face keeps
+// an angle under ThinAngle that no flip or free vertex can open, in a fan
+// MoveToRaiseAngles leaves alone. Such a corner searches its line between
+// its two neighbours there, at SlideSteps places and then at a finer step
+// about the best, for the place where its fan's smallest angle is largest.
+// Last of the angle passes: the moves before had every chance to open the
+// face without spacing a line unevenly.
+bool CEngine::SlideAcrossWalls() {
+    bool changed = false;
+    const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
+    const auto candidate = [&](std::uint32_t f) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        return corner[0] != None && IsOnLine(corner[0]) && IsOnLine(corner[1]) && IsOnLine(corner[2]) &&
+               IsThinFace(f, CosThinAngle);
+    };
+    if (!AnyFace(candidate))
+        return false;
+    // Bounded: one sweep over the faces, at most three slides per face, each
+    // 2 SlideSteps walks around one fan and as many projections.
+    for (std::uint32_t f = 0; f < faceCount; ++f) {
+        if (!candidate(f))
+            continue;
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        for (std::uint32_t k = 0; k < 3; ++k)
+            if (SlideAlongLine(corner[k])) {
+                changed = true;
+                break;
+            }
+    }
+    return changed;
+}
+
+bool CEngine::SlideAlongLine(std::uint32_t v) {
+    if ((m_Flags[v] & (Deleted | Fixed | Sliding | NonManifold)) != Sliding || IsOpen(v))
+        return false;
+    std::uint32_t ends[2] = {None, None};
+    int found = 0;
+    ForEachNeighbour(v, [&](std::uint32_t x, std::uint32_t e) {
+        if (m_Kind[e] == m_Line[v]) {
+            if (found < 2)
+                ends[found] = x;
+            ++found;
+        }
+    });
+    const Vec p = m_Position[v];
+    double before = Pi;
+    ForEachOutgoing(v, [&](std::uint32_t e) {
+        before = std::min(before, SmallestAngle(p, m_Position[Target(e)], m_Position[m_Corner[Prev(e)]]));
+    });
+    if (found != 2 || !(before < ThinAngle))
+        return false;
+    const Vec &x0 = m_Position[ends[0]], &x1 = m_Position[ends[1]];
+    // Only where every face of the fan holds the line's direction: moved
+    // along it, they keep their planes, so that no distance and no bend
+    // between faces changes (sliding across a bent fan folded fins' tips
+    // and strands of hair).
+    const Vec direction = x1 - x0;
+    const double slant2 = SlideSlant * SlideSlant * Squared(direction);
+    bool inPlanes = true;
+    ForEachOutgoing(v, [&](std::uint32_t e) {
+        const Vec normal = (m_Position[Target(e)] - p) * (m_Position[m_Corner[Prev(e)]] - p);
+        const double along = normal % direction;
+        inPlanes = inPlanes && along * along <= slant2 * Squared(normal);
+    });
+    if (!inPlanes)
+        return false;
+    double best = before, bestAt = -1;
+    Vec bestPlace = p;
+    const auto tryAt = [&](double u) {
+        if (!(u > 0 && u < 1))
+            return;
+        const Vec q = Projected(v, x0 + (x1 - x0) * u);
+        double after;
+        if (IsFinite(q) && FanAfterMove(v, q, after) && after > best) {
+            best = after;
+            bestAt = u;
+            bestPlace = q;
+        }
+    };
+    for (int i = 1; i < SlideSteps; ++i)
+        tryAt(double(i) / SlideSteps);
+    if (bestAt < 0)
+        return false;
+    const double centre = bestAt;
+    for (int i = 1; i < SlideSteps; ++i)
+        tryAt(centre + (double(i) / SlideSteps - 0.5) * 2.0 / SlideSteps);
+    if (!(best > before + MinAngleGain) || MoveFolds(v, bestPlace) || !KeepsLineShape(v, bestPlace))
+        return false;
+    m_Position[v] = bestPlace;
+    return true;
 }
 
 bool CEngine::KeepsLineShape(std::uint32_t v, const Vec& q) const {

@@ -894,4 +894,34 @@ void CEngine::UpdateSizes() {
     }
 }
 
+// The budget set at the start counts the faces of the global target; where
+// close lines lower the target over whole walls (a panel's ribs, an eighth
+// of it thick), the result asks several times that, and the splits of
+// every iteration stopped at the budget with the longest edges of the
+// least refined walls still whole, rims of 2 local targets beside 1. Once
+// the first iteration has cut the input's long faces, the faces follow the
+// local target, and their areas over equilateral triangles of their
+// corners' target count what it asks: four times that, as at the start, is
+// as far above a valid result. A fan of slivers adds no area, so the bound
+// still holds against one. The faces are counted in order, on one thread,
+// so that every thread count gives the same budget.
+void CEngine::GrowFaceBudget() {
+    if (m_Size.empty())
+        return;
+    UpdateSizes();
+    double asked = 0;
+    const std::size_t faces = m_Corner.size() / 3;
+    for (std::size_t f = 0; f < faces; ++f) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        if (corner[0] == None)
+            continue;
+        const double size = (m_Size[corner[0]] + m_Size[corner[1]] + m_Size[corner[2]]) / 3;
+        const Vec &a = m_Position[corner[0]], &b = m_Position[corner[1]], &c = m_Position[corner[2]];
+        asked += 0.5 * std::sqrt(Squared((b - a) * (c - a))) / (std::sqrt(3.0) / 4.0 * size * size);
+    }
+    const double budget = 4.0 * asked + 1000.0;
+    if (std::isfinite(budget) && budget > double(m_FaceBudget))
+        m_FaceBudget = budget < 4e8 ? static_cast<std::size_t>(budget) : std::size_t(400000000);
+}
+
 }  // namespace Corvane::Pellix::Quorvel::detail::preserving
