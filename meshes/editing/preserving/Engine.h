@@ -1232,6 +1232,27 @@ private:
             any = any || candidate(static_cast<std::uint32_t>(f));
         return any;
     }
+    // One sweep over the faces: on each face `candidate(f)` holds for, the
+    // corners are offered to `move` in order until one moves. The moves keep
+    // the connectivity, so the sweep sees every face once; whether any moved.
+    template <class Candidate, class Move>
+    bool MoveOneCornerOfEachFace(Candidate&& candidate, Move&& move) {
+        if (!AnyFace(candidate))
+            return false;
+        bool changed = false;
+        const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
+        for (std::uint32_t f = 0; f < faceCount; ++f) {
+            if (!candidate(f))
+                continue;
+            const std::uint32_t* corner = &m_Corner[3 * f];
+            for (std::uint32_t k = 0; k < 3; ++k)
+                if (move(corner[k])) {
+                    changed = true;
+                    break;
+                }
+        }
+        return changed;
+    }
     // The half-edge of face f's shortest side; the first of equal sides.
     std::uint32_t ShortestSide(std::uint32_t f) const {
         std::uint32_t shortest = 3 * f;

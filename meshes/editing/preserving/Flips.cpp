@@ -658,42 +658,28 @@ bool CEngine::SplitToRaiseAngles() {
 // it was), gains MinAngleGain and turns and folds no face. On curved parts
 // such moves would trade distance for angle, and are left out.
 bool CEngine::SearchToRaiseAngles(std::vector<std::uint8_t>& searched) {
-    bool changed = false;
-    const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
     const auto candidate = [&](std::uint32_t f) { return IsThinFace(f, CosThinAngle); };
-    if (!AnyFace(candidate))
-        return false;
-    // Bounded: one sweep over the faces, at most three searches per face,
-    // each QuadSearchSteps steps of four walks around one fan, and one
-    // projection.
-    for (std::uint32_t f = 0; f < faceCount; ++f) {
-        if (!candidate(f))
-            continue;
-        const std::uint32_t* corner = &m_Corner[3 * f];
-        for (std::uint32_t k = 0; k < 3; ++k) {
-            const std::uint32_t v = corner[k];
-            if (!IsFree(v) || searched[v])
-                continue;
-            if (!SearchMove(v)) {
-                searched[v] = 1;
-                continue;
-            }
-            // The vertices with v in their fans or beyond their fans'
-            // sides: the corners of v's faces and of the faces across
-            // their sides.
-            ForEachOutgoing(v, [&](std::uint32_t e) {
-                for (const std::uint32_t h : {e, Next(e), Prev(e)}) {
-                    searched[m_Corner[h]] = 0;
-                    if (const std::uint32_t t = m_Twin[h]; t != None)
-                        for (std::uint32_t j = t - t % 3; j < t - t % 3 + 3; ++j)
-                            searched[m_Corner[j]] = 0;
-                }
-            });
-            changed = true;
-            break;
+    // Bounded: at most three searches per face, each QuadSearchSteps steps of
+    // four walks around one fan, and one projection.
+    return MoveOneCornerOfEachFace(candidate, [&](std::uint32_t v) {
+        if (!IsFree(v) || searched[v])
+            return false;
+        if (!SearchMove(v)) {
+            searched[v] = 1;
+            return false;
         }
-    }
-    return changed;
+        // The vertices with v in their fans or beyond their fans' sides: the
+        // corners of v's faces and of the faces across their sides.
+        ForEachOutgoing(v, [&](std::uint32_t e) {
+            for (const std::uint32_t h : {e, Next(e), Prev(e)}) {
+                searched[m_Corner[h]] = 0;
+                if (const std::uint32_t t = m_Twin[h]; t != None)
+                    for (std::uint32_t j = t - t % 3; j < t - t % 3 + 3; ++j)
+                        searched[m_Corner[j]] = 0;
+            }
+        });
+        return true;
+    });
 }
 
 bool CEngine::SearchMove(std::uint32_t v) {
@@ -791,24 +777,11 @@ bool CEngine::BesideLineOnly(std::uint32_t f) const {
 // after the other final moves, so that the faces under ThinAngle had every
 // chance first.
 bool CEngine::RaiseAnglesBesideLines() {
-    bool changed = false;
-    const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
     const auto candidate = [&](std::uint32_t f) { return IsThinFace(f) && BesideLineOnly(f); };
-    if (!AnyFace(candidate))
-        return false;
-    // Bounded: one sweep over the faces, at most three attempts per face,
-    // each a walk around one fan (twice) and two projections.
-    for (std::uint32_t f = 0; f < faceCount; ++f) {
-        const std::uint32_t* corner = &m_Corner[3 * f];
-        if (!candidate(f))
-            continue;
-        for (std::uint32_t k = 0; k < 3; ++k)
-            if ((m_Flags[corner[k]] & Sliding) && MoveToRaiseAngles(corner[k], true)) {
-                changed = true;
-                break;
-            }
-    }
-    return changed;
+    // Bounded: at most three attempts per face, each a walk around one fan
+    // (twice) and two projections.
+    return MoveOneCornerOfEachFace(
+        candidate, [&](std::uint32_t v) { return (m_Flags[v] & Sliding) && MoveToRaiseAngles(v, true); });
 }
 
 // A wall lower than the target between two lines (a roof's gable side, 0.14
@@ -823,28 +796,14 @@ bool CEngine::RaiseAnglesBesideLines() {
 // Last of the angle passes: the moves before had every chance to open the
 // face without spacing a line unevenly.
 bool CEngine::SlideAcrossWalls() {
-    bool changed = false;
-    const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
     const auto candidate = [&](std::uint32_t f) {
         const std::uint32_t* corner = &m_Corner[3 * f];
         return corner[0] != None && IsOnLine(corner[0]) && IsOnLine(corner[1]) && IsOnLine(corner[2]) &&
                IsThinFace(f, CosThinAngle);
     };
-    if (!AnyFace(candidate))
-        return false;
-    // Bounded: one sweep over the faces, at most three slides per face, each
-    // 2 SlideSteps walks around one fan and as many projections.
-    for (std::uint32_t f = 0; f < faceCount; ++f) {
-        if (!candidate(f))
-            continue;
-        const std::uint32_t* corner = &m_Corner[3 * f];
-        for (std::uint32_t k = 0; k < 3; ++k)
-            if (SlideAlongLine(corner[k])) {
-                changed = true;
-                break;
-            }
-    }
-    return changed;
+    // Bounded: at most three slides per face, each 2 SlideSteps walks around
+    // one fan and as many projections.
+    return MoveOneCornerOfEachFace(candidate, [&](std::uint32_t v) { return SlideAlongLine(v); });
 }
 
 bool CEngine::SlideAlongLine(std::uint32_t v) {
@@ -944,8 +903,6 @@ bool CEngine::KeepsLineShape(std::uint32_t v, const Vec& q) const {
 // steer the next iteration's edits elsewhere, for better or worse, while at
 // the end every move can only raise the smallest angle of the result.
 bool CEngine::RaiseSmallestAngles(bool freeFaces) {
-    bool changed = false;
-    const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
     const auto candidate = [&](std::uint32_t f) {
         const std::uint32_t* corner = &m_Corner[3 * f];
         if (corner[0] == None)
@@ -954,21 +911,9 @@ bool CEngine::RaiseSmallestAngles(bool freeFaces) {
         return IsThin(p0, p1, p2) || (freeFaces && IsFree(corner[0]) && IsFree(corner[1]) && IsFree(corner[2]) &&
                                       IsThin(p0, p1, p2, CosFreeThinAngle));
     };
-    if (!AnyFace(candidate))
-        return false;
-    // Bounded: one sweep over the faces, at most three attempts per face,
-    // each a walk around one fan (twice) and two projections.
-    for (std::uint32_t f = 0; f < faceCount; ++f) {
-        const std::uint32_t* corner = &m_Corner[3 * f];
-        if (!candidate(f))
-            continue;
-        for (std::uint32_t k = 0; k < 3; ++k)
-            if (MoveToRaiseAngles(corner[k])) {
-                changed = true;
-                break;
-            }
-    }
-    return changed;
+    // Bounded: at most three attempts per face, each a walk around one fan
+    // (twice) and two projections.
+    return MoveOneCornerOfEachFace(candidate, [&](std::uint32_t v) { return MoveToRaiseAngles(v); });
 }
 
 bool CEngine::MoveFolds(std::uint32_t v, const Vec& q) const {
