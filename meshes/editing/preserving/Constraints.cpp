@@ -368,6 +368,7 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
         const double cosRimTurn = std::cos(RimTurn * Pi / 180.0);
         const double cosRimEdge = std::cos(RimEdgeTurn * Pi / 180.0);
         const double cosRimOwn = std::cos(RimOwnTurn * Pi / 180.0);
+        bool anyRim = false;
         // Whether the faces near h that face either way (split across d)
         // are each nearly flat. Bounded: CreaseScaleSupportFaces faces.
         const auto sidesFlat = [&](std::uint32_t h, const Vec& d) {
@@ -436,105 +437,111 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
                 !sidesFlat(h, one - other))
                 continue;
             rimCos[h] = rimCos[t] = c;
+            anyRim = true;
         }
-        // Where the band's middle row runs through vertices in pairs across
-        // it (the rim passes between them), the rim edges make two paths of
-        // two edges each between the same ends; only the one that turns
-        // more stays, in vertex order, so that the line runs once.
-        std::vector<std::vector<std::uint32_t>> rimEdges(vertexCount);
-        for (std::uint32_t h = 0; h < halfEdges; ++h)
-            if (rimCos[h] < 2.0)
-                rimEdges[m_Corner[h]].push_back(h);
-        const auto other = [&](std::uint32_t v, std::uint32_t h) { return m_Corner[h] == v ? Target(h) : m_Corner[h]; };
-        const auto live = [&](std::uint32_t v, std::vector<std::uint32_t>& out) {
-            out.clear();
-            for (const std::uint32_t h : rimEdges[v])
+        // Most inputs have no candidate, and stop here.
+        if (anyRim) {
+            // Where the band's middle row runs through vertices in pairs across
+            // it (the rim passes between them), the rim edges make two paths of
+            // two edges each between the same ends; only the one that turns
+            // more stays, in vertex order, so that the line runs once.
+            std::vector<std::vector<std::uint32_t>> rimEdges(vertexCount);
+            for (std::uint32_t h = 0; h < halfEdges; ++h)
                 if (rimCos[h] < 2.0)
-                    out.push_back(h);
-        };
-        std::vector<std::uint32_t> mine, theirs, ends, thinned;
-        for (std::uint32_t c = 0; c < vertexCount; ++c) {
-            live(c, mine);
-            if (mine.size() != 2)
-                continue;
-            const std::uint32_t a = other(c, mine[0]), d = other(c, mine[1]);
-            live(a, ends);
-            for (const std::uint32_t h : ends) {
-                const std::uint32_t b = other(a, h);
-                if (b == c || b == d)
+                    rimEdges[m_Corner[h]].push_back(h);
+            const auto other = [&](std::uint32_t v, std::uint32_t h) {
+                return m_Corner[h] == v ? Target(h) : m_Corner[h];
+            };
+            const auto live = [&](std::uint32_t v, std::vector<std::uint32_t>& out) {
+                out.clear();
+                for (const std::uint32_t h : rimEdges[v])
+                    if (rimCos[h] < 2.0)
+                        out.push_back(h);
+            };
+            std::vector<std::uint32_t> mine, theirs, ends, thinned;
+            for (std::uint32_t c = 0; c < vertexCount; ++c) {
+                live(c, mine);
+                if (mine.size() != 2)
                     continue;
-                live(b, theirs);
-                if (theirs.size() != 2 || (other(b, theirs[0]) != d && other(b, theirs[1]) != d))
-                    continue;
-                const double mineCos = rimCos[mine[0]] + rimCos[mine[1]];
-                const double theirCos = rimCos[theirs[0]] + rimCos[theirs[1]];
-                const bool dropMine = mineCos > theirCos || (mineCos == theirCos && c > b);
-                for (const std::uint32_t e : dropMine ? mine : theirs) {
-                    rimCos[e] = rimCos[m_Twin[e]] = 2.0;
-                    thinned.push_back(e);
+                const std::uint32_t a = other(c, mine[0]), d = other(c, mine[1]);
+                live(a, ends);
+                for (const std::uint32_t h : ends) {
+                    const std::uint32_t b = other(a, h);
+                    if (b == c || b == d)
+                        continue;
+                    live(b, theirs);
+                    if (theirs.size() != 2 || (other(b, theirs[0]) != d && other(b, theirs[1]) != d))
+                        continue;
+                    const double mineCos = rimCos[mine[0]] + rimCos[mine[1]];
+                    const double theirCos = rimCos[theirs[0]] + rimCos[theirs[1]];
+                    const bool dropMine = mineCos > theirCos || (mineCos == theirCos && c > b);
+                    for (const std::uint32_t e : dropMine ? mine : theirs) {
+                        rimCos[e] = rimCos[m_Twin[e]] = 2.0;
+                        thinned.push_back(e);
+                    }
+                    break;
                 }
-                break;
             }
-        }
-        // A rim goes round a sheet's edge: only a closed loop of them, each
-        // vertex on two, stays. One that ends (the rounded leading edge of a
-        // blade between its end caps) ran into faces far coarser than its
-        // own target, and left slivers of a degree or two where it ended.
-        std::vector<std::uint32_t> loop;
-        std::vector<char> reached(vertexCount, 0);
-        for (std::uint32_t s = 0; s < vertexCount; ++s) {
-            live(s, mine);
-            if (mine.empty() || reached[s])
-                continue;
-            bool closed = true;
-            loop.assign(1, s);
-            reached[s] = 1;
-            for (std::size_t i = 0; i < loop.size(); ++i) {
-                live(loop[i], mine);
-                closed = closed && mine.size() == 2;
-                for (const std::uint32_t h : mine) {
-                    const std::uint32_t w = other(loop[i], h);
-                    if (!reached[w]) {
-                        reached[w] = 1;
-                        loop.push_back(w);
+            // A rim goes round a sheet's edge: only a closed loop of them, each
+            // vertex on two, stays. One that ends (the rounded leading edge of a
+            // blade between its end caps) ran into faces far coarser than its
+            // own target, and left slivers of a degree or two where it ended.
+            std::vector<std::uint32_t> loop;
+            std::vector<char> reached(vertexCount, 0);
+            for (std::uint32_t s = 0; s < vertexCount; ++s) {
+                live(s, mine);
+                if (mine.empty() || reached[s])
+                    continue;
+                bool closed = true;
+                loop.assign(1, s);
+                reached[s] = 1;
+                for (std::size_t i = 0; i < loop.size(); ++i) {
+                    live(loop[i], mine);
+                    closed = closed && mine.size() == 2;
+                    for (const std::uint32_t h : mine) {
+                        const std::uint32_t w = other(loop[i], h);
+                        if (!reached[w]) {
+                            reached[w] = 1;
+                            loop.push_back(w);
+                        }
                     }
                 }
+                if (closed)
+                    continue;
+                for (const std::uint32_t w : loop) {
+                    live(w, mine);
+                    for (const std::uint32_t h : mine)
+                        rimCos[h] = rimCos[m_Twin[h]] = 2.0;
+                }
             }
-            if (closed)
-                continue;
-            for (const std::uint32_t w : loop) {
-                live(w, mine);
-                for (const std::uint32_t h : mine)
-                    rimCos[h] = rimCos[m_Twin[h]] = 2.0;
+            // A crease among the rows thinned out beside a loop that stays (its
+            // faces alone turn by the feature angle) goes: the loop is the rim.
+            for (const std::uint32_t e : thinned) {
+                live(m_Corner[e], mine);
+                live(Target(e), theirs);
+                if (!mine.empty() || !theirs.empty())
+                    m_Kind[e] = m_Kind[m_Twin[e]] = None;
             }
-        }
-        // A crease among the rows thinned out beside a loop that stays (its
-        // faces alone turn by the feature angle) goes: the loop is the rim.
-        for (const std::uint32_t e : thinned) {
-            live(m_Corner[e], mine);
-            live(Target(e), theirs);
-            if (!mine.empty() || !theirs.empty())
-                m_Kind[e] = m_Kind[m_Twin[e]] = None;
-        }
-        // Kept as a line alone, the rim's faces span it from side to side and
-        // turn against each other by as much as the sides do over their width:
-        // folded. Its target comes down to the width over which the sides turn
-        // by RimFaceTurn degrees at most, searched from the reach down.
-        const double cosFaceTurn = std::cos(RimFaceTurn * Pi / 180.0);
-        m_RimGap.assign(halfEdges, 0.0);
-        for (std::uint32_t h = 0; h < halfEdges; ++h) {
-            const std::uint32_t t = m_Twin[h];
-            if (!(rimCos[h] < 2.0) || t < h)
-                continue;
-            m_Kind[h] = m_Kind[t] = Pending;
-            double width = RimReach * m_TargetLength;
-            for (int step = 0; step < RimGapSteps; ++step) {
-                width *= RimGapStep;
-                Vec one, other;
-                if (rimSides(h, width * width, one, other) && one % other >= cosFaceTurn)
-                    break;
+            // Kept as a line alone, the rim's faces span it from side to side and
+            // turn against each other by as much as the sides do over their width:
+            // folded. Its target comes down to the width over which the sides turn
+            // by RimFaceTurn degrees at most, searched from the reach down.
+            const double cosFaceTurn = std::cos(RimFaceTurn * Pi / 180.0);
+            m_RimGap.assign(halfEdges, 0.0);
+            for (std::uint32_t h = 0; h < halfEdges; ++h) {
+                const std::uint32_t t = m_Twin[h];
+                if (!(rimCos[h] < 2.0) || t < h)
+                    continue;
+                m_Kind[h] = m_Kind[t] = Pending;
+                double width = RimReach * m_TargetLength;
+                for (int step = 0; step < RimGapSteps; ++step) {
+                    width *= RimGapStep;
+                    Vec one, other;
+                    if (rimSides(h, width * width, one, other) && one % other >= cosFaceTurn)
+                        break;
+                }
+                m_RimGap[h] = m_RimGap[t] = width;
             }
-            m_RimGap[h] = m_RimGap[t] = width;
         }
     }
     if (features)

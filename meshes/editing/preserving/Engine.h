@@ -961,8 +961,11 @@ public:
 private:
     // ---- Set-up (Surface.cpp, Constraints.cpp, Projection.cpp) --------------
     void Load(const std::vector<double>& positions, const std::vector<std::uint32_t>& triangles);
-    // Removes the input's flaps folded onto the surface (see FinCoverFactor).
-    void DropCoveredFins();
+    // Marks the faces alive, frozen and paired (BuildTwins) from scratch.
+    void PairEdges(std::vector<char>& frozenFace);
+    // Removes the input's flaps folded onto the surface (see FinCoverFactor);
+    // whether any went.
+    bool DropCoveredFins();
     void FreezeSmallPieces(std::vector<char>& frozenFace) const;
     // Finds the rims of rods: closed lines without corners each bounding a
     // cap of the input's faces with no vertex inside, the cap's other side

@@ -59,21 +59,14 @@ void CEngine::Load(const std::vector<double>& positions, const std::vector<std::
         m_Corner.push_back(b);
         m_Corner.push_back(c);
     }
-    DropCoveredFins();
-    m_Twin.assign(m_Corner.size(), None);
-    m_Kind.assign(m_Corner.size(), None);
-    for (const std::uint32_t v : m_Corner)
-        m_Flags[v] = 0;
-
+    std::vector<char> frozenFace;
+    PairEdges(frozenFace);
+    // Flaps hinge on locked edges, whose ends pairing marks: only such inputs
+    // are searched for them, and paired again without those it drops.
+    const auto locked = [&](std::uint32_t v) { return (m_Flags[v] & NonManifold) != 0; };
+    if (std::any_of(m_Corner.begin(), m_Corner.end(), locked) && DropCoveredFins())
+        PairEdges(frozenFace);
     const std::size_t faces = m_Corner.size() / 3;
-    std::vector<char> frozenFace(faces, 0);
-    for (std::size_t f = 0; f < faces; ++f)
-        for (int k = 0; k < 3; ++k)
-            if (!IsFinite(m_Position[m_Corner[3 * f + k]]))
-                frozenFace[f] = 1;
-    FreezeSmallPieces(frozenFace);
-
-    BuildTwins(frozenFace);
     ClassifyConstraints(frozenFace);
     FindRodRims();
     // Four times what splitting alone may make: the faces of equilateral
@@ -96,6 +89,26 @@ void CEngine::Load(const std::vector<double>& positions, const std::vector<std::
             m_Valence[v] = Valence(v);
 }
 
+// Every vertex a face uses comes alive, the frozen faces are marked (a
+// corner not finite, or a piece too small for the target) and the edges
+// paired; run again from scratch when faces went.
+void CEngine::PairEdges(std::vector<char>& frozenFace) {
+    m_Flags.assign(m_Position.size(), Deleted);
+    m_Out.assign(m_Position.size(), None);
+    m_Twin.assign(m_Corner.size(), None);
+    m_Kind.assign(m_Corner.size(), None);
+    for (const std::uint32_t v : m_Corner)
+        m_Flags[v] = 0;
+    const std::size_t faces = m_Corner.size() / 3;
+    frozenFace.assign(faces, 0);
+    for (std::size_t f = 0; f < faces; ++f)
+        for (int k = 0; k < 3; ++k)
+            if (!IsFinite(m_Position[m_Corner[3 * f + k]]))
+                frozenFace[f] = 1;
+    FreezeSmallPieces(frozenFace);
+    BuildTwins(frozenFace);
+}
+
 // Vertex clustering leaves flaps: a face hinged on edges it shares with two
 // other faces, its remaining sides open, folded back onto the surface those
 // two faces already make. Kept, the flap is a sliver no edit may touch (every
@@ -104,41 +117,52 @@ void CEngine::Load(const std::vector<double>& positions, const std::vector<std::
 // face goes where every sample of it lies within FinCoverFactor targets of
 // the faces around its corners that are no flaps themselves (two flaps on one
 // another would otherwise each count as the other's cover).
-void CEngine::DropCoveredFins() {
+bool CEngine::DropCoveredFins() {
     const std::size_t faces = m_Corner.size() / 3, vertexCount = m_Position.size();
-    // Half-edges by their origin, in compressed rows.
-    std::vector<std::uint32_t> start(vertexCount + 1, 0), around(m_Corner.size());
+    // Half-edges by their origin, in compressed rows, and apart from them
+    // their targets, sorted within each row longer than SortedRow (a fan's
+    // centre may have thousands; most rows hold six).
+    std::vector<std::uint32_t> start(vertexCount + 1, 0), around(m_Corner.size()), to(m_Corner.size());
     for (const std::uint32_t v : m_Corner)
         ++start[v + 1];
     for (std::size_t v = 0; v < vertexCount; ++v)
         start[v + 1] += start[v];
     {
         std::vector<std::uint32_t> fill(start.begin(), start.end() - 1);
-        for (std::size_t h = 0; h < m_Corner.size(); ++h)
-            around[fill[m_Corner[h]]++] = static_cast<std::uint32_t>(h);
+        for (std::size_t h = 0; h < m_Corner.size(); ++h) {
+            const std::size_t i = fill[m_Corner[h]]++;
+            around[i] = static_cast<std::uint32_t>(h);
+            to[i] = m_Corner[h - h % 3 + (h + 1) % 3];
+        }
     }
-    const auto target = [&](std::uint32_t h) { return m_Corner[h - h % 3 + (h + 1) % 3]; };
+    constexpr std::uint32_t SortedRow = 16;
+    for (std::size_t v = 0; v < vertexCount; ++v)
+        if (start[v + 1] - start[v] > SortedRow)
+            std::sort(to.begin() + start[v], to.begin() + start[v + 1]);
+    const auto count = [&](std::uint32_t a, std::uint32_t b) {
+        const auto first = to.begin() + start[a], last = to.begin() + start[a + 1];
+        if (last - first <= SortedRow)
+            return static_cast<std::uint32_t>(std::count(first, last, b));
+        const auto range = std::equal_range(first, last, b);
+        return static_cast<std::uint32_t>(range.second - range.first);
+    };
     // A flap: some side of it holds three or more faces, and none exactly
     // two (a hinge of the ordinary surface).
     std::vector<char> flap(faces, 0);
     bool any = false;
     for (std::uint32_t f = 0; f < faces; ++f) {
         bool shared = false, ordinary = false;
-        for (std::uint32_t h = 3 * f; h < 3 * f + 3; ++h) {
-            const std::uint32_t a = m_Corner[h], b = target(h);
-            std::uint32_t count = 0;
-            for (std::uint32_t i = start[a]; i < start[a + 1]; ++i)
-                count += target(around[i]) == b;
-            for (std::uint32_t i = start[b]; i < start[b + 1]; ++i)
-                count += target(around[i]) == a;
-            shared |= count >= 3;
-            ordinary |= count == 2;
+        for (std::uint32_t k = 0; k < 3; ++k) {
+            const std::uint32_t a = m_Corner[3 * f + k], b = m_Corner[3 * f + (k + 1) % 3];
+            const std::uint32_t held = count(a, b) + count(b, a);
+            shared |= held >= 3;
+            ordinary |= held == 2;
         }
         flap[f] = shared && !ordinary;
         any |= flap[f] != 0;
     }
     if (!any)
-        return;
+        return false;
     const double limit = FinCoverFactor * m_TargetLength, limit2 = limit * limit;
     std::vector<char> drop(faces, 0);
     any = false;
@@ -182,7 +206,7 @@ void CEngine::DropCoveredFins() {
         any |= covered;
     }
     if (!any)
-        return;
+        return false;
     std::size_t kept = 0;
     for (std::size_t f = 0; f < faces; ++f) {
         if (drop[f])
@@ -192,6 +216,7 @@ void CEngine::DropCoveredFins() {
         ++kept;
     }
     m_Corner.resize(3 * kept);
+    return true;
 }
 
 // A separate piece that fits within SmallPieceFactor targets (debris beside
