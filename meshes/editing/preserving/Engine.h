@@ -1607,6 +1607,20 @@ private:
     // edges stay within KeptDeviationFactor targets of its old place, and
     // a rod's rim stays spread round its axis (see RodRimShare).
     bool KeepsLineShape(std::uint32_t v, const Vec& q) const;
+    // The neighbours of sliding vertex v along its line, the first two in
+    // ends; how many there are (two on a line through v).
+    int LineNeighbours(std::uint32_t v, std::uint32_t (&ends)[2]) const {
+        ends[0] = ends[1] = None;
+        int found = 0;
+        ForEachNeighbour(v, [&](std::uint32_t x, std::uint32_t e) {
+            if (m_Kind[e] == m_Line[v]) {
+                if (found < 2)
+                    ends[found] = x;
+                ++found;
+            }
+        });
+        return found;
+    }
     // Whether h is the edge of a rough crease's line (see
     // m_RoughCreaseLines) between its two corners.
     bool IsRoughCreaseEdge(std::uint32_t h) const {

@@ -809,15 +809,8 @@ bool CEngine::SlideAcrossWalls() {
 bool CEngine::SlideAlongLine(std::uint32_t v) {
     if ((m_Flags[v] & (Deleted | Fixed | Sliding | NonManifold)) != Sliding || IsOpen(v))
         return false;
-    std::uint32_t ends[2] = {None, None};
-    int found = 0;
-    ForEachNeighbour(v, [&](std::uint32_t x, std::uint32_t e) {
-        if (m_Kind[e] == m_Line[v]) {
-            if (found < 2)
-                ends[found] = x;
-            ++found;
-        }
-    });
+    std::uint32_t ends[2];
+    const int found = LineNeighbours(v, ends);
     const Vec p = m_Position[v];
     double before = Pi;
     ForEachOutgoing(v, [&](std::uint32_t e) {
@@ -868,15 +861,8 @@ bool CEngine::SlideAlongLine(std::uint32_t v) {
 
 bool CEngine::KeepsLineShape(std::uint32_t v, const Vec& q) const {
     const Vec& p = m_Position[v];
-    std::uint32_t ends[2] = {None, None};
-    int found = 0;
-    ForEachNeighbour(v, [&](std::uint32_t x, std::uint32_t e) {
-        if (m_Kind[e] == m_Line[v]) {
-            if (found < 2)
-                ends[found] = x;
-            ++found;
-        }
-    });
+    std::uint32_t ends[2];
+    const int found = LineNeighbours(v, ends);
     if (found != 2)
         return false;
     // The old place lies on the input's line; the new chords must pass it
