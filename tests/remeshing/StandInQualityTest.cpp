@@ -511,6 +511,46 @@ TEST(StandInQualityFine, RibbedPanelSplitsEveryEdgeWhereTheRibsLowerTheTarget) {
     EXPECT_LT(longest, 4.0 / 3.0 * target);
 }
 
+// Ribs 0.03 thick at the mean edge are 0.035 targets wide, under the thin
+// walls' floor: their tops and end caps kept rims of half a target and one
+// quad per end, faces of 3.4 degrees, and the caps folded. Walls between
+// lines that are each one edge between corners now set their target down to
+// 0.03 targets, at twice their width, with the caps' feet measured where
+// they stand on the plate's end.
+TEST(StandInQualityFine, RibsThinnerThanTheWallFloorAreRefinedToTheirWidth) {
+    const struct {
+        unsigned int m_Ribs;
+        double m_Thickness;
+        double m_MinAngle;
+    } cases[] = {{5, 0.03, 25.0}, {3, 0.03, 26.5}, {5, 0.032, 24.0}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.m_Ribs);
+        SCOPED_TRACE(c.m_Thickness);
+        ShapeMesh mesh;
+        MakeRibbedPanel(mesh, c.m_Ribs, c.m_Thickness);
+        const ShapeMesh input(mesh);
+        const double target = MeanEdge(input);
+        ASSERT_TRUE(RemeshesCleanlyOnOneAndTwoThreads(mesh, target, true));
+        EXPECT_GT(SmallestAngleInDegrees(mesh), c.m_MinAngle);
+        EXPECT_LT(FarthestVertexThroughTree(input, mesh), 0.01 * target);
+        EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.01 * target);
+        // Each rib's top corners and its caps' feet stay.
+        unsigned int kept = 0;
+        for (unsigned int k = 1; k <= c.m_Ribs; ++k)
+            for (const double side : {-0.5, 0.5})
+                for (const double y : {0.0, 2.0})
+                    for (const double z : {0.1, 0.5}) {
+                        const Point corner(3.0 * k / (c.m_Ribs + 1) + side * c.m_Thickness, y, z);
+                        for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
+                            if (Position(mesh, v).DiffVectLen(corner) < 1e-9) {
+                                ++kept;
+                                break;
+                            }
+                    }
+        EXPECT_EQ(kept, 8 * c.m_Ribs);
+    }
+}
+
 // A roof's gable ends stand 0.3 tall at a target of 2.1: their side walls
 // are strips 0.14 targets tall between rims of edges some three times that,
 // all of whose faces' corners lie on lines. A collapse after the last

@@ -329,6 +329,33 @@ constexpr double MinWallFactor = 0.05;
 // off the plane by under this share of their distance from the edge.
 constexpr double FlatAcrossCos = 0.9998476951563913;
 constexpr double FlatAcrossShare = 0.01;
+// Lines that are each one edge between corners do not come together as a
+// thin plate's rims of sliding vertices do (its two sides laid on each other
+// along a knife edge): a wall between two such lines under MinWallFactor
+// kept its rims' edges as long as the global target, the top of a plate's
+// rib 0.035 targets wide rims of half a target and faces of 3.4 degrees,
+// and the rib's end caps folded. Between such lines the floor is this many
+// targets. (Lines of sliding vertices stay at
+// MinWallFactor: at 0.03 the thin plate 0.04 targets thick, refined to its
+// thickness, fell from 31 to 16 degrees in eight times its faces.)
+constexpr double MinCornerWallFactor = 0.03;
+// Under MinWallFactor such a wall takes this many times its width rather
+// than ThinWallStretch. At 2.5 times, the rims' splits halved edges of four
+// widths into two of two, at the collapse length there, and the next pass
+// took some back: rims of two and four widths side by side left faces of
+// 24 to 25.5 degrees on the rib's top. At two widths the halves stay clear
+// of the collapses, and rims of two widths make faces of at least 26.6
+// degrees even where a vertex stands opposite another across the wall.
+constexpr double CornerWallStretch = 2.0;
+// Where the two corners that end such a wall's lines face each other
+// square across a face of the surface with no line between them (a rib's
+// end cap, which runs on into the plate's end), the wall sets this many
+// times its width at the corners. Measured only inside the lines, the target
+// graded up towards their ends, the corners a width apart merged and the
+// cap folded; at the wall's stretched target (2.5 widths then) the end's
+// face beneath, whose two corners a width apart face an edge a plate's
+// thickness away, kept 18.6 degrees, and 28.5 at two widths.
+constexpr double CornerWallEndFactor = 1.0;
 // Two different lines of sliding vertices closer than the corner merge,
 // back to back, whose edges are shorter than the merge and than
 // FacingLengths times their distance (the rims of a lathe's flat annulus

@@ -297,6 +297,7 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
     const double target2 = m_TargetLength * m_TargetLength;
     const double merge2 = CornerMergeFactor * CornerMergeFactor * target2, floor2 = floor * floor;
     const double wallFloor2 = MinWallFactor * MinWallFactor * target2;
+    const double cornerWallFloor2 = MinCornerWallFactor * MinCornerWallFactor * target2;
     const double wall2 = target2 / (ThinWallStretch * ThinWallStretch), stagger2 = StaggerLengths * StaggerLengths;
     const double boxed2 = 4 * ThinWallStretch * ThinWallStretch;
     const double strip2 = StripReach * StripReach * target2, facing2 = FacingLengths * FacingLengths;
@@ -332,12 +333,13 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
             continue;
         const std::uint32_t piece = find(a);
         const int samples = std::max(1, static_cast<int>(std::ceil(FacingSamples * length / m_TargetLength)));
+        double lastCornerWall = 0;
         for (int k = 0; k <= samples; ++k) {
             const Vec p = pa + along * (double(k) / samples);
             std::int64_t c[3];
             cellOf(p, c);
             double gap = m_TargetLength, wallGap = m_TargetLength, closeGap = m_TargetLength;
-            bool throughSolid = false;
+            bool throughSolid = false, atCornerWall = false;
             for (int dx = -1; dx <= 1; ++dx)
                 for (int dy = -1; dy <= 1; ++dy)
                     for (int dz = -1; dz <= 1; ++dz) {
@@ -426,10 +428,23 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                             // target graded up towards the end, and the short
                             // side, under a quarter of it there, merged its two
                             // corners, the slab's corner cut off by a sliver.
+                            // Two corners of lines under the wall floor that
+                            // face each other square across an open face (a
+                            // rib's end cap standing on the plate's end) are
+                            // measured there too: see CornerWallEndFactor.
+                            bool openEnd = false;
                             if (!(t > FacingMargin && t < 1 - FacingMargin)) {
                                 const std::uint32_t own = k == 0 ? a : (k == samples ? b : None);
-                                if (own == None || !closedBy(own, t < 0.5 ? x : y))
+                                if (own == None)
                                     continue;
+                                if (!closedBy(own, t < 0.5 ? x : y)) {
+                                    const Vec across = (t < 0.5 ? px : py) - p;
+                                    const double lengthwise = across % along;
+                                    if (sliding[i] || sliding[it->second] || !(Squared(across) < wallFloor2) ||
+                                        !(lengthwise * lengthwise < 0.25 * Squared(across) * Squared(along)))
+                                        continue;
+                                    openEnd = true;
+                                }
                                 t = t < 0.5 ? 0.0 : 1.0;
                             }
                             const double d2 = Squared(p - (px + other * t));
@@ -450,7 +465,7 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                             // plate has no such ends: its wall goes on round the
                             // hole, and refined to its width the plate folded.)
                             const bool boxed =
-                                (m_Flags[a] & m_Flags[b] & m_Flags[x] & m_Flags[y] & Corner) &&
+                                !openEnd && (m_Flags[a] & m_Flags[b] & m_Flags[x] & m_Flags[y] & Corner) &&
                                 Squared(along) < boxed2 * d2 && other2 < boxed2 * d2 &&
                                 ((closedBy(a, x) && closedBy(b, y)) || (closedBy(a, y) && closedBy(b, x)));
                             if (!thin || boxed)
@@ -462,7 +477,8 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                                 // hole's side in a thin plate).
                                 const bool deep = d2 >= floor2;
                                 if (!deep &&
-                                    !(d2 >= wallFloor2 && Squared(along) > stagger2 * d2 && other2 > stagger2 * d2 &&
+                                    !(d2 >= (sliding[i] || sliding[it->second] ? wallFloor2 : cornerWallFloor2) &&
+                                      Squared(along) > stagger2 * d2 && other2 > stagger2 * d2 &&
                                       (JoinedAcross(edges[i], e) || FlatAcross(edges[i], e))))
                                     continue;
                                 const double ra = Squared((pa - px) * other), rb = Squared((pb - px) * other);
@@ -476,11 +492,16 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
                                                             ThinWallStretch * ThinWallStretch * d2 * Squared(along)))
                                         continue;
                                 }
-                                const double stretched = ThinWallStretch * std::sqrt(d2);
+                                const bool cornerWall = !deep && d2 < wallFloor2;
+                                const double stretched =
+                                    (openEnd ? CornerWallEndFactor
+                                             : (cornerWall ? CornerWallStretch : ThinWallStretch)) *
+                                    std::sqrt(d2);
                                 if (stretched < wallGap) {
                                     const Vec across = px + other * t - p;
                                     const std::uint32_t twin = m_Twin[edges[i]];
                                     wallGap = stretched;
+                                    atCornerWall = cornerWall;
                                     throughSolid = IntoFace(edges[i], across) < ThroughWallCos &&
                                                    (twin == None || IntoFace(twin, across) < ThroughWallCos);
                                 }
@@ -491,12 +512,32 @@ void CEngine::AddFacingLineSources(double floor, double ceiling) {
             if (gap < ceiling && gap >= floor)
                 m_SizeSources.push_back(CSizeSource{p, gap});
             if (wallGap < m_TargetLength) {
+                // Samples up to a quarter target apart let the target rise
+                // half way between them by a sixteenth of a target (see
+                // SizeGrading): on a rib's top, whose wall asks twice its
+                // width (see CornerWallStretch), nearly as much again. A
+                // corner wall's sources lie no further apart than its
+                // stretched target.
+                if (atCornerWall && lastCornerWall > 0) {
+                    const double spacing = length / samples, least = std::min(lastCornerWall, wallGap);
+                    const int pieces = static_cast<int>(std::ceil(spacing / least));
+                    for (int j = 1; j < pieces; ++j) {
+                        const double u = double(j) / pieces;
+                        walls.push_back(CSizeSource{pa + along * ((k - 1 + u) / samples),
+                                                    lastCornerWall + (wallGap - lastCornerWall) * u});
+                        if (throughSolid)
+                            walls.back().m_Grading = ThroughWallGrading;
+                        wallEdge.push_back(i);
+                        closeWall.push_back(0);
+                    }
+                }
                 walls.push_back(CSizeSource{p, wallGap});
                 if (throughSolid)
                     walls.back().m_Grading = ThroughWallGrading;
                 wallEdge.push_back(i);
                 closeWall.push_back(0);
             }
+            lastCornerWall = wallGap < m_TargetLength && atCornerWall ? wallGap : 0;
             if (closeGap < m_TargetLength) {
                 walls.push_back(CSizeSource{p, closeGap});
                 wallEdge.push_back(i);
