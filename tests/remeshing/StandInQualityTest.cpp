@@ -1236,6 +1236,31 @@ TEST(StandInQualityFine, BorderEarsOnShortBasesLoseTheirTips) {
     EXPECT_LT(FarthestVertex(input, mesh), 0.4 * target);
 }
 
+// Pieces of a scanned rock face's ragged border where island faces touch it
+// (see MakeRimBesideIslandCorner and MakeRimEarOnIslandCorner), at the target
+// of the whole face at twice its mean edge. Where an island touches the
+// border, the border vertex stays as it is, fixed: a border vertex a
+// twentieth of a target beside it, a corner by its turn, stayed too, and the
+// face on the edge between them was as thin as that edge is short (3.97
+// degrees). Where the island's vertex keeps one face, the border vertex
+// beside it that makes the face thin, 0.28 targets out, stayed as a corner
+// (7.31). Both now leave the border.
+TEST(StandInQualityFine, RimVerticesBesideIslandCornersLeaveTheBorder) {
+    const double target = 0.11554;
+    for (int piece = 0; piece < 2; ++piece) {
+        ShapeMesh mesh;
+        if (piece == 0)
+            MakeRimBesideIslandCorner(mesh);
+        else
+            MakeRimEarOnIslandCorner(mesh);
+        const ShapeMesh input(mesh);
+        ASSERT_TRUE(RemeshesCleanlyOnOneAndTwoThreads(mesh, target, false)) << piece;
+        EXPECT_GT(SmallestAngleInDegrees(mesh), 17.0) << piece;
+        EXPECT_LT(FarthestVertex(mesh, input), 0.03 * target) << piece;
+        EXPECT_LT(FarthestVertex(input, mesh), 0.4 * target) << piece;
+    }
+}
+
 // A frayed cloth (see MakeFrayedCloth) at its mean edge length: where the
 // border turns back on itself (a notch, or a vertex beside one whose fans
 // touch at a point), the notch was left two faces, one flat against the

@@ -99,6 +99,22 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         if (!aGoes && !bGoes)
             return false;
     }
+    // A cone's tip (a corner that ends no line) nearer to a noisy kept rim's
+    // vertex than corners merge is a spike of the noise at the rim: kept,
+    // the inner edge between them is a sliver's short side wherever the
+    // free vertices go. The tip goes to the rim vertex, which stays.
+    if (kind == None && !aGoes && !bGoes && EdgeLength2(h) < EdgeLimit2(h, CornerMergeFactor, m_MergeLength2)) {
+        const auto tipBesideRim = [&](std::uint32_t tip, std::uint32_t rim) {
+            if ((m_Flags[tip] & (Deleted | Corner | Sliding | NonManifold | Needle | Merged)) != Corner ||
+                IsOpen(tip) || !IsOpen(rim) || (m_Flags[rim] & NonManifold) || !(m_Roughness[rim] > m_KeptDeviation))
+                return false;
+            bool line = false;
+            ForEachNeighbour(tip, [&](std::uint32_t, std::uint32_t e) { line = line || m_Kind[e] != None; });
+            return !line;
+        };
+        aGoes = tipBesideRim(a, b) && b != stays;
+        bGoes = !aGoes && tipBesideRim(b, a) && a != stays;
+    }
     // Two constrained vertices nearly on top of each other (corners, or
     // vertices of two lines that run side by side) merge into a corner.
     const auto constrained = [&](std::uint32_t v) {
@@ -252,6 +268,12 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
     // the boundary the new inner edge would cut off an ear, a face flat
     // against the boundary.
     const std::uint32_t c0 = c, d0 = t != None ? m_Corner[Prev(t)] : None;
+    // A kept edge tiny beside the target (see TinyEdgeFactor) may go although
+    // its fan reaches another stretch of the rim, a neck at least an ear's
+    // base across: the new inner edge spans that neck, while the faces on the
+    // tiny edge stay slivers whatever else is done.
+    const bool tinyKept = kind == Kept && EdgeLength2(h) < TinyEdgeFactor * TinyEdgeFactor * m_CollapseLength2;
+    const double neckLength2 = EarBaseFactor * EarBaseFactor * m_TargetLength * m_TargetLength;
     // CloseNotchEars may still close an ear at a notch of the rim: where an
     // opposite vertex is open with three neighbours (the two ends and x), its
     // two faces become one, all a notch narrower than two good faces can
@@ -284,7 +306,9 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
                 const std::uint32_t x = side == e ? Target(e) : m_Corner[side];
                 if (m_Twin[side] != None && x != c0 && x != d0 && IsOpen(x)) {
                     // The ear is measured at the survivor's own place only.
-                    const bool ear = m_NotchEars && EarAtNotch(x, walked == a ? pb : pa, old);
+                    const Vec& q = walked == a ? pb : pa;
+                    const bool ear = (m_NotchEars && EarAtNotch(x, q, old)) ||
+                                     (tinyKept && !(Squared(m_Position[x] - q) < neckLength2));
                     const int k = walked == a ? 0 : 1;
                     crosses[k] = crosses[k] || (!ear && strip[k] > 0);
                     open[k] = open[k] && (ear || strip[k] > 0);

@@ -1264,6 +1264,33 @@ bool CEngine::IsThinEar(std::uint32_t v) const {
            EarInnerAngle * Pi / 180.0;
 }
 
+bool CEngine::LeansOnFixedEar(std::uint32_t v, std::uint32_t before, std::uint32_t after) const {
+    if (!(m_Roughness[v] > m_KeptDeviation))
+        return false;
+    for (const std::uint32_t tip : {before, after}) {
+        if (m_Valence[tip] != 2 || m_Out[tip] == None || !(m_Flags[tip] & Fixed) || (m_Flags[tip] & NonManifold))
+            continue;
+        const std::uint32_t f = m_Out[tip] - m_Out[tip] % 3;
+        std::uint32_t at = 0;
+        while (at < 3 && m_Corner[f + at] != v)
+            ++at;
+        if (at == 3)
+            continue;
+        // The angle at each corner, opposite each side.
+        double angle[3];
+        for (std::uint32_t k = 0; k < 3; ++k) {
+            const Vec &p = m_Position[m_Corner[f + k]], &q = m_Position[m_Corner[f + (k + 1) % 3]],
+                      &r = m_Position[m_Corner[f + (k + 2) % 3]];
+            const Vec x = q - p, y = r - p;
+            angle[k] = std::atan2(std::sqrt(Squared(x * y)), x % y);
+        }
+        const double smallest = std::min({angle[0], angle[1], angle[2]});
+        if (smallest < EarInnerAngle * Pi / 180.0 && angle[at] >= std::max(angle[(at + 1) % 3], angle[(at + 2) % 3]))
+            return true;
+    }
+    return false;
+}
+
 bool CEngine::CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::uint32_t& after, bool thinFace) const {
     if ((m_Flags[v] & (Deleted | Sliding | NonManifold)) || !IsOpen(v))
         return false;
@@ -1296,13 +1323,24 @@ bool CEngine::CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::
     // face wide (the ragged rim of a scan) goes, corner or not, as far as
     // EarTipReachFactor.
     const bool ear = IsThinEar(v);
-    if ((m_Flags[v] & Corner) && !ear)
+    // A corner whose edge to a neighbour along the rim is tiny (see
+    // TinyEdgeFactor) turns by its angle within that edge's length only:
+    // removed, the rim moves by less, and the face on that edge, whose far
+    // corner no vertex can come near, goes with it.
+    const bool tiny = std::min(Squared(p - u), Squared(p - w)) < TinyEdgeFactor * TinyEdgeFactor * m_CollapseLength2;
+    // The same reach holds for the obtuse corner of a fixed ear's one face
+    // (a fan copy where an island touches the rim, a corner on a spike):
+    // the ear cannot go, and while that corner stays, the face is a sliver
+    // whatever is done around it.
+    const bool leans = !ear && !tiny && LeansOnFixedEar(v, before, after);
+    if ((m_Flags[v] & Corner) && !ear && !tiny && !leans)
         return false;
-    const double limit = std::max({m_KeptDeviation, roughness, ear ? EarTipReachFactor * m_TargetLength : 0.0});
+    const double limit =
+        std::max({m_KeptDeviation, roughness, ear || leans ? EarTipReachFactor * m_TargetLength : 0.0});
     const double limit2 = limit * limit;
     // A corner of the boundary stays, unless v turns only within the noise.
     const Vec in = p - u, out = w - p;
-    if (!ear && !(in % out > m_CosCorner * std::sqrt(Squared(in) * Squared(out))) &&
+    if (!ear && !tiny && !leans && !(in % out > m_CosCorner * std::sqrt(Squared(in) * Squared(out))) &&
         !(noisy && Squared(p - ClosestOnSegment(p, u, w)) <= limit2))
         return false;
     // The straightened boundary must stay close to the input's: the new edge

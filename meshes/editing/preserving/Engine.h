@@ -1347,6 +1347,10 @@ private:
     // Whether open vertex v is the tip of an ear on a short base whose inner
     // face is thin (see EarBaseFactor).
     bool IsThinEar(std::uint32_t v) const;
+    // Whether open vertex v, on a noisy rim, is the obtuse corner of the one
+    // face of a fixed neighbour along the rim (before or after), a face
+    // thin at its third corner (see EarInnerAngle).
+    bool LeansOnFixedEar(std::uint32_t v, std::uint32_t before, std::uint32_t after) const;
     // Whether v is a corner only as the end of one line in the open
     // surface: exactly one constraint edge, a line's, around it.
     bool EndsOneLine(std::uint32_t v) const {
