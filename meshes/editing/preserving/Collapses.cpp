@@ -121,8 +121,17 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         return (m_Flags[v] & (Sliding | Corner)) && !((m_Flags[v] & Fixed) && !(m_Flags[v] & Corner));
     };
     // Two ends of lines that stop in the open surface merge from further
-    // apart (see LineEndMergeFactor).
-    bool merge = false;
+    // apart (see LineEndMergeFactor), and so does such an end beside another
+    // line, onto that line's vertex (see EndOntoLine).
+    bool merge = false, ontoLine = false;
+    if (!aGoes && !bGoes && constrained(a) && constrained(b) && kind == None) {
+        const std::uint32_t endGoes = EndOntoLine(h);
+        if (endGoes != None) {
+            aGoes = endGoes == a;
+            bGoes = !aGoes;
+            ontoLine = true;
+        }
+    }
     if (!aGoes && !bGoes) {
         if (!constrained(a) || !constrained(b))
             return false;
@@ -415,7 +424,7 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
     const bool unlowered = !(size < m_TargetLength);
     const auto strays = [&](int k) {
         const std::uint32_t gone = k == 1 ? b : a;
-        if (anglePass || merge || k == 2 || kind == Kept || (m_Flags[gone] & (Sliding | Fixed)))
+        if (anglePass || merge || ontoLine || k == 2 || kind == Kept || (m_Flags[gone] & (Sliding | Fixed)))
             return false;
         double limit2 = inputDeviation * inputDeviation;
         if (OnBentRim(m_Position[gone]))
@@ -462,7 +471,7 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
             }
         }
         Collapse(h, k != 1, places[k]);
-        if (merge) {
+        if (merge || ontoLine) {
             const std::uint32_t survivor = k == 0 ? b : a;
             m_Flags[survivor] = static_cast<std::uint8_t>((m_Flags[survivor] & ~Sliding) | Fixed | Corner | Merged);
             m_Line[survivor] = None;
@@ -470,6 +479,38 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         return true;
     }
     return false;
+}
+
+// A line that stops in the open surface just short of another line (the
+// marching grid's creases on a thin ear, each in its own grid plane) pins
+// faces as narrow as the gap between its end and the other line, which no
+// flip or move opens. The end merges onto the other line's vertex, which
+// stays on its line and becomes the corner where the two meet. Only a crease
+// that turns less than a solid's edge (see SolidEdgeAngle) is such a fading
+// end: the end of a machined edge marks where the part's shape turns.
+std::uint32_t CEngine::EndOntoLine(std::uint32_t h) const {
+    const std::uint32_t a = m_Corner[h], b = Target(h);
+    // Where corners lower the target the other line's vertex is one the
+    // splits made to resolve them (see TryCollapse).
+    if (EdgeSize(h) < m_TargetLength || !(EdgeLength2(h) < m_LineEndMergeLength2))
+        return None;
+    for (const std::uint32_t end : {a, b}) {
+        const std::uint32_t onto = end == a ? b : a;
+        if (!EndsOneLine(end) || !(m_Flags[onto] & Sliding) ||
+            (m_Flags[onto] & (Deleted | NonManifold | Fixed | Corner)) || IsOpen(onto))
+            continue;
+        std::uint32_t line = None;
+        bool solid = false;
+        ForEachNeighbour(end, [&](std::uint32_t, std::uint32_t e) {
+            if (IsLine(m_Kind[e])) {
+                line = m_Kind[e];
+                solid = SolidEdge(e);
+            }
+        });
+        if (line != None && line != m_Line[onto] && !solid)
+            return end;
+    }
+    return None;
 }
 
 int CEngine::CrossesStrip(std::uint32_t v) const {

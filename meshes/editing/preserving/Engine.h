@@ -107,6 +107,8 @@ constexpr double CornerMergeFactor = 0.25;
 // input's sampling broke in two, as along the coarse facets of a
 // reconstructed limb) closer than this many target lengths merge, so that no
 // pair of fixed vertices closer than the target pins slivers between them.
+// So does such an end this close to a sliding vertex of another line, onto
+// that vertex (see EndOntoLine).
 constexpr double LineEndMergeFactor = 0.5;
 // A sliding vertex may merge along its line into a neighbour only where the
 // line, straightened past it, stays within this many target lengths of it.
@@ -1402,6 +1404,10 @@ private:
         const std::uint8_t flags = m_Flags[v];
         return !(flags & (Fixed | Deleted)) && (!(flags & Sliding) || kind == m_Line[v]);
     }
+    // The end of free edge h that ends one line in the open surface and
+    // merges onto the other end, a sliding vertex of another line, closer
+    // than LineEndMergeFactor (see its definition); or None.
+    std::uint32_t EndOntoLine(std::uint32_t h) const;
     // midpointLength2: edges shorter than this may go to their midpoint;
     // reachLength2: no edge of the merged vertex may be longer than this;
     // thinFace: the collapse would remove a sliver; anglePass: it is made
