@@ -1790,7 +1790,8 @@ TEST(StandInQualityFine, DecimatedAnimalKeepsItsTailTipAndDrawsNoLinesOnStanding
 // 7.02 degrees, each beside a fold that follows one of the input's own. Over
 // the input's folds the fans now keep 10 degrees or their own: 8.49 and
 // 9.81 degrees, 93 and 91 folded edges where there were 90 (more since, see
-// the next test).
+// the next tests: seed 2 folds 125 of the input's 1,412 once its spikes'
+// rings are spread among their folds).
 TEST(StandInQualityFine, NoisyScansKeepTheirFansBesideTheInputsFolds) {
     for (const auto& [seed, angle] : std::array<std::pair<unsigned int, double>, 2>{{{23, 8.0}, {2, 9.0}}}) {
         SCOPED_TRACE(seed);
@@ -1802,7 +1803,7 @@ TEST(StandInQualityFine, NoisyScansKeepTheirFansBesideTheInputsFolds) {
         ASSERT_TRUE(RemeshOnOneAndTwoThreads(mesh, two, target));
         EXPECT_TRUE(IsCleanResult(mesh, false));
         EXPECT_GT(SmallestAngleInDegrees(mesh), angle);
-        EXPECT_LT(FoldedEdges(mesh, -0.5), FoldedEdges(input, -0.5) / 12);
+        EXPECT_LT(FoldedEdges(mesh, -0.5), FoldedEdges(input, -0.5) / 11);
         EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.6 * target);
         EXPECT_TRUE(SameResult(mesh, two));
     }
@@ -1832,6 +1833,50 @@ TEST(StandInQualityFine, NoisyScansFlipNoCapBetweenTwoCorners) {
         EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.6 * target);
         EXPECT_TRUE(SameResult(mesh, two));
     }
+}
+
+// The same scans: their noise makes spikes whose tips stay corners, each
+// tip's ring among folds that copy the input's own. The tips' rings were
+// spread evenly only where that left fewer folds around them than there
+// were, so beside such folds the rings stayed as the collapses left them,
+// two of their vertices a quarter of a target apart: faces of 11.96 and 9.33
+// degrees at the tips. Now as many folds as there were will do: 14.98 and
+// 14.39 degrees, with 77 and 100 folded edges where there were 65 and 92.
+TEST(StandInQualityFine, NoisyScansSpreadTheRingsOfTheirSpikesAmongFolds) {
+    for (const unsigned int seed : {14u, 16u}) {
+        SCOPED_TRACE(seed);
+        ShapeMesh mesh;
+        MakePinholedScan(mesh, 5, 1.0, 14, seed);
+        const ShapeMesh input(mesh);
+        const double target = MeanEdge(input);
+        ShapeMesh two(mesh);
+        ASSERT_TRUE(RemeshOnOneAndTwoThreads(mesh, two, target));
+        EXPECT_TRUE(IsCleanResult(mesh, false));
+        EXPECT_GT(SmallestAngleInDegrees(mesh), 13.5);
+        EXPECT_LT(FoldedEdges(mesh, -0.5), FoldedEdges(input, -0.5) / 12);
+        EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.6 * target);
+        EXPECT_TRUE(SameResult(mesh, two));
+    }
+}
+
+// The same scans: the noise makes lines too, and a cap whose three corners
+// lay on one of them (the line turning by 6 degrees at the middle one) stayed
+// at 3.15 degrees: the flip of its long side folded against a face beside it,
+// and the middle vertex could not merge along its line. Over the input's
+// folds a face that thin may be flipped though the new faces fold: 15.41
+// degrees, 86 folded edges where there were 81.
+TEST(StandInQualityFine, NoisyScansCutCapsAlongTheirLinesThoughTheFlipFolds) {
+    ShapeMesh mesh;
+    MakePinholedScan(mesh, 5, 1.0, 14, 24);
+    const ShapeMesh input(mesh);
+    const double target = MeanEdge(input);
+    ShapeMesh two(mesh);
+    ASSERT_TRUE(RemeshOnOneAndTwoThreads(mesh, two, target));
+    EXPECT_TRUE(IsCleanResult(mesh, false));
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 14.0);
+    EXPECT_LT(FoldedEdges(mesh, -0.5), FoldedEdges(input, -0.5) / 12);
+    EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.6 * target);
+    EXPECT_TRUE(SameResult(mesh, two));
 }
 
 // A hand decimated by quadric collapse, as decimators hand over

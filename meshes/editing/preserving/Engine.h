@@ -639,6 +639,13 @@ constexpr double FlipOverFoldAngle = 22.0 * Pi / 180.0;
 // 12 it sat at 9.7, from 16 on more edges fold, and at 18 a sliver the moves
 // no longer open stays at 8.9 degrees.
 constexpr double UnfoldOverNoiseAngle = 14.0 * Pi / 180.0;
+// On an input that folds like noise, the angle passes may flip the long
+// side of a face thinner than this (10 degrees) over its folds though the
+// new faces fold where the old ones did not: the flip of a cap along a line
+// the noise made, three of its vertices on the line, folded against a face
+// beside it, and the cap stayed at 3.2 degrees. A fold there follows the
+// input's own (see UnfoldOverFoldAngle).
+constexpr double FoldingFlipAngle = 10.0 * Pi / 180.0;
 // A free input vertex whose every edge is longer than the split length lies
 // where the result is finer than the input (a smooth part tessellated
 // coarsely). Where its faces also turn (some face normal lies more than this
@@ -1483,7 +1490,9 @@ private:
     // sheets: the flip raises angles, and may touch a vertex of an edge of
     // three or more faces, unless both ends of the new edge are such.
     bool FlipIsAllowed(std::uint32_t h, bool neck = false, bool sheets = false) const;
-    bool FlipIsValid(std::uint32_t h) const;
+    // mayFold: the new faces may fold against each other or their
+    // neighbours (see FoldingFlipAngle).
+    bool FlipIsValid(std::uint32_t h, bool mayFold = false) const;
     void Flip(std::uint32_t h);
     bool ImproveAngles();
     // Merges the short side of each face under ThinAngle whose opposite

@@ -298,7 +298,11 @@ bool CEngine::IsBareTip(std::uint32_t v) const {
 // is kept where it beats the present one by MinAngleGain, turns no face and
 // folds no edge, or fewer than fold there now (the fewest first): a fold
 // kept there would be spared the final moves after this pass, which open
-// one where they can.
+// one where they can. On an input that folds like noise (see
+// NoiseFoldsShare) as many as fold there now will do: the spikes of a raw
+// scan stand among folds that copy the input's own, which no later move
+// opens either, and held to fewer, their rings kept faces of 12 to 13
+// degrees at the tips (two to four folds around each).
 // Three faces around a slender tip have normals nearly 120 degrees apart
 // (119.3 on the cone above): only an even ring keeps them apart from a
 // fold, which is why the collapses may not leave the tip of a needle with
@@ -686,7 +690,8 @@ bool CEngine::EvenTipRings(const std::vector<std::uint32_t>* only) {
                 bool turned;
                 int folds;
                 if (settled && measure(smallest, turned, folds, floor) && !turned &&
-                    (folds == 0 || folds < foldsBefore) && smallest > before + MinAngleGain &&
+                    (folds == 0 || folds < foldsBefore || (m_FoldsLikeNoise && folds == foldsBefore)) &&
+                    smallest > before + MinAngleGain &&
                     (folds < bestFolds ||
                      (folds == bestFolds && (smallest > best || (smallest == best && order < bestOrder))))) {
                     best = smallest;
