@@ -1983,6 +1983,12 @@ private:
     std::vector<CQueuedEdge> m_SplitQueue;
     // The half-edge arrays before the last compaction, reused by the next.
     std::vector<std::uint32_t> m_SpareCorner, m_SpareTwin, m_SpareKind;
+    // Per type, the vertex array the last compaction's gather left behind.
+    std::vector<Vec> m_SparePositions;
+    std::vector<std::uint8_t> m_SpareBytes;
+    std::vector<int> m_SpareInts;
+    std::vector<std::uint32_t> m_SpareIndices;
+    std::vector<double> m_SpareReals;
     std::vector<std::uint32_t> m_Stack;
     std::vector<Vec> m_Moved;
     // One mark per face: thin, or turned over by a move.
