@@ -1448,7 +1448,9 @@ private:
     bool FlipIsAllowed(std::uint32_t h, bool neck = false, bool sheets = false) const;
     bool FlipIsValid(std::uint32_t h) const;
     void Flip(std::uint32_t h);
-    bool ImproveAngles();
+    // again: the pass just before was this one's, and nothing else has
+    // changed the mesh since.
+    bool ImproveAngles(bool again = false);
     // Merges the short side of each face under ThinAngle whose opposite
     // vertex is a notch of the rim (open, three neighbours) into the rim,
     // leaving the notch one face (see its definition); whether any went.
@@ -1993,6 +1995,9 @@ private:
     std::vector<Vec> m_Moved;
     // One mark per face: thin, or turned over by a move.
     std::vector<char> m_FaceMarks;
+    // The faces the last angle pass rewrote or moved a corner of (repeats
+    // allowed).
+    std::vector<std::uint32_t> m_TouchedFaces;
 };
 
 }  // namespace Corvane::Pellix::Quorvel::detail::preserving
