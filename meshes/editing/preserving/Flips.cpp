@@ -255,6 +255,23 @@ void CEngine::Flip(std::uint32_t h) {
     ++m_Valence[d];
 }
 
+void CEngine::ListThinFaces() {
+    m_ThinListed = false;
+    const std::int64_t faceCount = static_cast<std::int64_t>(m_Corner.size() / 3);
+    m_FaceMarks.resize(m_Corner.size() / 3);
+#pragma omp parallel for schedule(static) if (faceCount >= ParallelFaces)
+    for (std::int64_t f = 0; f < faceCount; ++f) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        m_FaceMarks[f] = corner[0] != None &&
+                         IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]], CosFreeThinAngle);
+    }
+    m_ThinFaces.clear();
+    for (std::int64_t f = 0; f < faceCount; ++f)
+        if (m_FaceMarks[f])
+            m_ThinFaces.push_back(static_cast<std::uint32_t>(f));
+    m_ThinListed = true;
+}
+
 // Valence flips and relaxation leave a few thin triangles, mostly caps with a
 // vertex pushed against the opposite side. Flipping such a triangle's
 // longest edge helps whenever it raises the smallest angle of the pair.
@@ -380,7 +397,7 @@ bool CEngine::CloseNotchEars() {
     bool changed = false;
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
     const auto candidate = [&](std::uint32_t f) { return IsThinFace(f, CosThinAngle); };
-    if (!AnyFace(candidate))
+    if (!AnyThinFace(candidate))
         return false;
     m_NotchEars = true;
     // Bounded: one sweep over the faces, at most one collapse per face and
@@ -421,7 +438,7 @@ bool CEngine::CollapseToRaiseAngles() {
         const std::uint32_t* corner = &m_Corner[3 * f];
         return IsThinFace(f) && IsFree(corner[0]) && IsFree(corner[1]) && IsFree(corner[2]);
     };
-    if (!AnyFace(candidate))
+    if (!AnyThinFace(candidate))
         return false;
     // Bounded: one sweep over the faces, at most one collapse per face (two
     // fan walks of at most MaxCollapseValence edges), one projection and
@@ -479,7 +496,7 @@ bool CEngine::CollapseRimToRaiseAngles() {
         const std::uint32_t h = ShortestSide(f);
         return m_Kind[h] == Kept && m_Twin[h] == None && EdgeLength2(h) < m_CollapseLength2;
     };
-    if (!AnyFace(candidate))
+    if (!AnyThinFace(candidate))
         return false;
     // Bounded: one sweep over the faces, at most one collapse per face (two
     // fan walks of at most MaxCollapseValence edges for the check, two for
@@ -518,7 +535,7 @@ bool CEngine::CollapseLineToRaiseAngles() {
         const std::uint32_t h = ShortestSide(f);
         return IsLine(m_Kind[h]) && m_Twin[h] != None && EdgeLength2(h) < m_CollapseLength2;
     };
-    if (!AnyFace(candidate))
+    if (!AnyThinFace(candidate))
         return false;
     // Bounded: one sweep over the faces, at most one collapse per face (two
     // walks around each end for the check, two for the collapse).
@@ -576,7 +593,7 @@ bool CEngine::SplitToRaiseAngles() {
         const std::uint32_t* corner = &m_Corner[3 * f];
         return IsThinFace(f, CosThinAngle) && bound(corner[0]) && bound(corner[1]) && bound(corner[2]);
     };
-    if (!AnyFace(candidate))
+    if (!AnyThinFace(candidate))
         return false;
     // Bounded: one sweep over the faces present on entry, at most one split
     // per face, each after a search of QuadSearchSteps steps of four places
