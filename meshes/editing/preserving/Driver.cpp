@@ -22,7 +22,7 @@ bool CEngine::Run() {
             RelaxAndProject();
         // A collapse that removes a thin face may leave another beside it;
         // a few passes settle them.
-        for (int pass = 0; pass < 4 && ImproveAngles(); ++pass) { }
+        for (int pass = 0; pass < 4 && ImproveAngles(pass > 0); ++pass) { }
         Compact();
         // The final moves (see RaiseSmallestAngles) follow the last
         // iteration done, so that stopping after k iterations gives what

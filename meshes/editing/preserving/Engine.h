@@ -1271,12 +1271,35 @@ private:
             any = any || candidate(static_cast<std::uint32_t>(f));
         return any;
     }
+    // AnyFace for a candidate that holds only for faces under FreeThinAngle:
+    // while the list of thin faces is kept (see ListThinFaces), only the
+    // list's faces are asked.
+    template <class Candidate>
+    bool AnyThinFace(Candidate&& candidate) const {
+        if (!m_ThinListed)
+            return AnyFace(candidate);
+        bool any = false;
+        for (const std::uint32_t f : m_ThinFaces)
+            if (candidate(f)) {
+                any = true;
+                break;
+            }
+        return any;
+    }
+    // Lists the live faces under FreeThinAngle, the widest angle any final
+    // pass's candidate asks for, so that the passes' first looks read the
+    // list alone; the list is kept until StopListingThinFaces. Each pass
+    // that changed the mesh must list them again.
+    void ListThinFaces();
+    void StopListingThinFaces() {
+        m_ThinListed = false;
+    }
     // One sweep over the faces: on each face `candidate(f)` holds for, the
     // corners are offered to `move` in order until one moves. The moves keep
     // the connectivity, so the sweep sees every face once; whether any moved.
     template <class Candidate, class Move>
     bool MoveOneCornerOfEachFace(Candidate&& candidate, Move&& move) {
-        if (!AnyFace(candidate))
+        if (!AnyThinFace(candidate))
             return false;
         bool changed = false;
         const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
@@ -1494,7 +1517,9 @@ private:
     // neighbours (see FoldingFlipAngle).
     bool FlipIsValid(std::uint32_t h, bool mayFold = false) const;
     void Flip(std::uint32_t h);
-    bool ImproveAngles();
+    // again: the pass just before was this one's, and nothing else has
+    // changed the mesh since.
+    bool ImproveAngles(bool again = false);
     // Merges the short side of each face under ThinAngle whose opposite
     // vertex is a notch of the rim (open, three neighbours) into the rim,
     // leaving the notch one face (see its definition); whether any went.
@@ -1582,16 +1607,26 @@ private:
         EvenShortLoops();
         OpenNeedleRings();
         EvenTipRings();
-        CloseNotchEars();
-        for (int pass = 0; pass < 4 && RaiseSmallestAngles(pass == 0); ++pass) { }
-        CollapseRimToRaiseAngles();
-        CollapseLineToRaiseAngles();
-        SplitToRaiseAngles();
-        RaiseAnglesBesideLines();
-        CollapseToRaiseAngles();
+        // The angle passes below ask only about thin faces, and most find
+        // none: the list of thin faces answers their first look, listed
+        // again after each pass that changed anything.
+        const auto relist = [&](bool changed) {
+            if (changed)
+                ListThinFaces();
+            return changed;
+        };
+        ListThinFaces();
+        relist(CloseNotchEars());
+        for (int pass = 0; pass < 4 && relist(RaiseSmallestAngles(pass == 0)); ++pass) { }
+        relist(CollapseRimToRaiseAngles());
+        relist(CollapseLineToRaiseAngles());
+        relist(SplitToRaiseAngles());
+        relist(RaiseAnglesBesideLines());
+        relist(CollapseToRaiseAngles());
         std::vector<std::uint8_t> searched(m_Position.size(), 0);
-        for (int pass = 0; pass < 4 && SearchToRaiseAngles(searched); ++pass) { }
-        for (int pass = 0; pass < 4 && SlideAcrossWalls(); ++pass) { }
+        for (int pass = 0; pass < 4 && relist(SearchToRaiseAngles(searched)); ++pass) { }
+        for (int pass = 0; pass < 4 && relist(SlideAcrossWalls()); ++pass) { }
+        StopListingThinFaces();
         LayRodTubes();
         SnapToPeaks();
         SnapToSoftCorners();
@@ -1699,12 +1734,19 @@ private:
     // results fold none, and the unfolding passes' serial sweeps over the
     // half-edges then have nothing to find.
     bool AnyEdgeFolds() const {
+        // FaceNormal's stand-in places are not asked for here: the plain
+        // normal of a live face, kept inline in the loop.
+        const auto normal = [&](std::uint32_t f) {
+            const std::uint32_t* corner = &m_Corner[3 * f];
+            const Vec& x = m_Position[corner[0]];
+            return (m_Position[corner[1]] - x) * (m_Position[corner[2]] - x);
+        };
         return AnyFace([&](std::uint32_t f) {
             if (m_Corner[3 * f] == None)
                 return false;
-            const Vec m = FaceNormal(f);
+            const Vec m = normal(f);
             for (std::uint32_t h = 3 * f; h < 3 * f + 3; ++h)
-                if (m_Twin[h] != None && m_Twin[h] > h && Folded(m, FaceNormal(m_Twin[h] / 3)))
+                if (m_Twin[h] != None && m_Twin[h] > h && Folded(m, normal(m_Twin[h] / 3)))
                     return true;
             return false;
         });
@@ -2029,10 +2071,23 @@ private:
     std::vector<CQueuedEdge> m_SplitQueue;
     // The half-edge arrays before the last compaction, reused by the next.
     std::vector<std::uint32_t> m_SpareCorner, m_SpareTwin, m_SpareKind;
+    // Per type, the vertex array the last compaction's gather left behind.
+    std::vector<Vec> m_SparePositions;
+    std::vector<std::uint8_t> m_SpareBytes;
+    std::vector<int> m_SpareInts;
+    std::vector<std::uint32_t> m_SpareIndices;
+    std::vector<double> m_SpareReals;
     std::vector<std::uint32_t> m_Stack;
     std::vector<Vec> m_Moved;
     // One mark per face: thin, or turned over by a move.
     std::vector<char> m_FaceMarks;
+    // The faces the last angle pass rewrote or moved a corner of (repeats
+    // allowed).
+    std::vector<std::uint32_t> m_TouchedFaces;
+    // The live faces under FreeThinAngle in face order, and whether the
+    // final passes' first looks read them (see ListThinFaces).
+    std::vector<std::uint32_t> m_ThinFaces;
+    bool m_ThinListed = false;
 };
 
 }  // namespace Corvane::Pellix::Quorvel::detail::preserving

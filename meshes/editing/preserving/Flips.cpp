@@ -257,22 +257,51 @@ void CEngine::Flip(std::uint32_t h) {
     ++m_Valence[d];
 }
 
+void CEngine::ListThinFaces() {
+    m_ThinListed = false;
+    const std::int64_t faceCount = static_cast<std::int64_t>(m_Corner.size() / 3);
+    m_FaceMarks.resize(m_Corner.size() / 3);
+#pragma omp parallel for schedule(static) if (faceCount >= ParallelFaces)
+    for (std::int64_t f = 0; f < faceCount; ++f) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        m_FaceMarks[f] = corner[0] != None &&
+                         IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]], CosFreeThinAngle);
+    }
+    m_ThinFaces.clear();
+    for (std::int64_t f = 0; f < faceCount; ++f)
+        if (m_FaceMarks[f])
+            m_ThinFaces.push_back(static_cast<std::uint32_t>(f));
+    m_ThinListed = true;
+}
+
 // Valence flips and relaxation leave a few thin triangles, mostly caps with a
 // vertex pushed against the opposite side. Flipping such a triangle's
 // longest edge helps whenever it raises the smallest angle of the pair.
-bool CEngine::ImproveAngles() {
+bool CEngine::ImproveAngles(bool again) {
     // Thin faces are found in parallel, each flag written by its own face;
     // the flips then go in face order. A flip rewrites two faces in place, so
     // a flagged face is measured again when its turn comes.
     UpdateSizes();
     const std::int64_t faceCount = static_cast<std::int64_t>(m_Corner.size() / 3);
-    m_FaceMarks.resize(m_Corner.size() / 3);
-#pragma omp parallel for schedule(dynamic, 2048) if (faceCount >= ParallelFaces)
-    for (std::int64_t f = 0; f < faceCount; ++f) {
+    const auto mark = [&](std::int64_t f) {
         const std::uint32_t* corner = &m_Corner[3 * f];
         m_FaceMarks[f] =
             corner[0] != None && IsThin(m_Position[corner[0]], m_Position[corner[1]], m_Position[corner[2]]);
+    };
+    // Right after a pass, only the faces it touched can have become thin
+    // (nor is a stale mark wrong: the sweep measures each marked face
+    // again), so only those are measured; the marks come out as a full
+    // measure would leave them.
+    if (again && m_FaceMarks.size() == m_Corner.size() / 3) {
+        for (const std::uint32_t f : m_TouchedFaces)
+            mark(f);
+    } else {
+        m_FaceMarks.resize(m_Corner.size() / 3);
+#pragma omp parallel for schedule(dynamic, 2048) if (faceCount >= ParallelFaces)
+        for (std::int64_t f = 0; f < faceCount; ++f)
+            mark(f);
     }
+    m_TouchedFaces.clear();
     bool changed = false;
     // Bounded: one forward sweep over the faces present on entry, at most one
     // flip or one collapse per face; Run calls at most four such passes.
@@ -313,6 +342,8 @@ bool CEngine::ImproveAngles() {
             }
         }
         if (best != None) {
+            m_TouchedFaces.push_back(best / 3);
+            m_TouchedFaces.push_back(m_Twin[best] / 3);
             Flip(best);
             changed = true;
             continue;
@@ -337,6 +368,10 @@ bool CEngine::ImproveAngles() {
                 continue;
             collapsed = true;
             ProjectSurvivor(a, b);
+            // The faces that lost a corner are gone; every other face the
+            // collapse rewrote, and every face the survivor's move reshaped,
+            // lies round the survivor.
+            ForEachOutgoing((m_Flags[a] & Deleted) ? b : a, [&](std::uint32_t e) { m_TouchedFaces.push_back(e / 3); });
         }
         if (!collapsed)
             continue;
@@ -367,7 +402,7 @@ bool CEngine::CloseNotchEars() {
     bool changed = false;
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
     const auto candidate = [&](std::uint32_t f) { return IsThinFace(f, CosThinAngle); };
-    if (!AnyFace(candidate))
+    if (!AnyThinFace(candidate))
         return false;
     m_NotchEars = true;
     // Bounded: one sweep over the faces, at most one collapse per face and
@@ -408,7 +443,7 @@ bool CEngine::CollapseToRaiseAngles() {
         const std::uint32_t* corner = &m_Corner[3 * f];
         return IsThinFace(f) && IsFree(corner[0]) && IsFree(corner[1]) && IsFree(corner[2]);
     };
-    if (!AnyFace(candidate))
+    if (!AnyThinFace(candidate))
         return false;
     // Bounded: one sweep over the faces, at most one collapse per face (two
     // fan walks of at most MaxCollapseValence edges), one projection and
@@ -482,7 +517,7 @@ bool CEngine::CollapseRimToRaiseAngles() {
         const std::uint32_t h = ShortestSide(f);
         return m_Kind[h] == Kept && m_Twin[h] == None && EdgeLength2(h) < m_CollapseLength2;
     };
-    if (!AnyFace(candidate))
+    if (!AnyThinFace(candidate))
         return false;
     // Bounded: one sweep over the faces, at most one collapse per face (two
     // fan walks of at most MaxCollapseValence edges for the check, two for
@@ -521,7 +556,7 @@ bool CEngine::CollapseLineToRaiseAngles() {
         const std::uint32_t h = ShortestSide(f);
         return IsLine(m_Kind[h]) && m_Twin[h] != None && EdgeLength2(h) < m_CollapseLength2;
     };
-    if (!AnyFace(candidate))
+    if (!AnyThinFace(candidate))
         return false;
     // Bounded: one sweep over the faces, at most one collapse per face (two
     // walks around each end for the check, two for the collapse).
@@ -579,7 +614,7 @@ bool CEngine::SplitToRaiseAngles() {
         const std::uint32_t* corner = &m_Corner[3 * f];
         return IsThinFace(f, CosThinAngle) && bound(corner[0]) && bound(corner[1]) && bound(corner[2]);
     };
-    if (!AnyFace(candidate))
+    if (!AnyThinFace(candidate))
         return false;
     // Bounded: one sweep over the faces present on entry, at most one split
     // per face, each after a search of QuadSearchSteps steps of four places

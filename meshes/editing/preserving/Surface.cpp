@@ -507,27 +507,30 @@ void CEngine::Compact() {
     // The moves below are gathers, each entry written once: shared between
     // threads, with the same result.
     const std::int64_t vertexEntries = vertices;
-    const auto permute = [&](auto& values) {
-        std::remove_reference_t<decltype(values)> moved(vertices);
+    // Each gathers into the array of its type that the gather before it left
+    // behind, mostly as long already: little zeroed, little new memory.
+    const auto permute = [&](auto& values, auto& spare) {
+        spare.resize(vertices);
 #pragma omp parallel for schedule(static) if (vertexEntries >= ParallelVertices)
         for (std::int64_t i = 0; i < vertexEntries; ++i)
-            moved[i] = values[order[i]];
-        values.swap(moved);
+            spare[i] = values[order[i]];
+        values.swap(spare);
     };
-    permute(m_Position);
-    permute(m_Flags);
-    permute(m_Valence);
-    permute(m_Line);
-    permute(m_Source);
-    permute(m_FaceHint);
-    permute(m_SegmentHint);
-    permute(m_CarriedSlot);
-    permute(m_Roughness);
+    permute(m_Position, m_SparePositions);
+    permute(m_Flags, m_SpareBytes);
+    permute(m_Valence, m_SpareInts);
+    permute(m_Line, m_SpareIndices);
+    permute(m_Source, m_SpareIndices);
+    permute(m_FaceHint, m_SpareIndices);
+    permute(m_SegmentHint, m_SpareIndices);
+    permute(m_CarriedSlot, m_SpareIndices);
+    permute(m_Roughness, m_SpareReals);
     if (!m_Size.empty()) {
-        permute(m_Size);
-        permute(m_SizePlace);
+        permute(m_Size, m_SpareReals);
+        permute(m_SizePlace, m_SparePositions);
     }
-    std::vector<std::uint32_t> out(vertices);
+    std::vector<std::uint32_t>& out = m_SpareIndices;
+    out.resize(vertices);
 #pragma omp parallel for schedule(static) if (vertexEntries >= ParallelVertices)
     for (std::int64_t i = 0; i < vertexEntries; ++i)
         out[i] = mapHalf(m_Out[order[i]]);
