@@ -1783,6 +1783,29 @@ TEST(StandInQualityFine, DecimatedAnimalKeepsItsTailTipAndDrawsNoLinesOnStanding
     }
 }
 
+namespace {
+
+// Remeshes the fixture's noisy scan of this seed at its mean edge and checks
+// what every noisy-scan case asks: a clean result, its smallest angle over
+// minAngle, no more folded edges than the input's over foldShare, every
+// vertex within 0.6 targets of the input, one and two threads alike.
+void ExpectNoisyScanRemeshes(unsigned int seed, double minAngle, int foldShare) {
+    SCOPED_TRACE(seed);
+    ShapeMesh mesh;
+    MakePinholedScan(mesh, 5, 1.0, 14, seed);
+    const ShapeMesh input(mesh);
+    const double target = MeanEdge(input);
+    ShapeMesh two(mesh);
+    ASSERT_TRUE(RemeshOnOneAndTwoThreads(mesh, two, target));
+    EXPECT_TRUE(IsCleanResult(mesh, false));
+    EXPECT_GT(SmallestAngleInDegrees(mesh), minAngle);
+    EXPECT_LT(FoldedEdges(mesh, -0.5), FoldedEdges(input, -0.5) / foldShare);
+    EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.6 * target);
+    EXPECT_TRUE(SameResult(mesh, two));
+}
+
+}  // namespace
+
 // Raw laser scans whose noise of one edge folds the input over itself in
 // many places (see MakePinholedScan; seeds 23 and 2: 1,383 and 1,412 folded
 // edges). The moves against folds at the end thinned fans down to the
@@ -1794,18 +1817,7 @@ TEST(StandInQualityFine, DecimatedAnimalKeepsItsTailTipAndDrawsNoLinesOnStanding
 // rings are spread among their folds).
 TEST(StandInQualityFine, NoisyScansKeepTheirFansBesideTheInputsFolds) {
     for (const auto& [seed, angle] : std::array<std::pair<unsigned int, double>, 2>{{{23, 8.0}, {2, 9.0}}}) {
-        SCOPED_TRACE(seed);
-        ShapeMesh mesh;
-        MakePinholedScan(mesh, 5, 1.0, 14, seed);
-        const ShapeMesh input(mesh);
-        const double target = MeanEdge(input);
-        ShapeMesh two(mesh);
-        ASSERT_TRUE(RemeshOnOneAndTwoThreads(mesh, two, target));
-        EXPECT_TRUE(IsCleanResult(mesh, false));
-        EXPECT_GT(SmallestAngleInDegrees(mesh), angle);
-        EXPECT_LT(FoldedEdges(mesh, -0.5), FoldedEdges(input, -0.5) / 11);
-        EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.6 * target);
-        EXPECT_TRUE(SameResult(mesh, two));
+        ExpectNoisyScanRemeshes(seed, angle, 11);
     }
 }
 
@@ -1820,18 +1832,7 @@ TEST(StandInQualityFine, NoisyScansKeepTheirFansBesideTheInputsFolds) {
 // folded edges where there were 75, 69 and 83.
 TEST(StandInQualityFine, NoisyScansFlipNoCapBetweenTwoCorners) {
     for (const unsigned int seed : {10u, 20u, 21u}) {
-        SCOPED_TRACE(seed);
-        ShapeMesh mesh;
-        MakePinholedScan(mesh, 5, 1.0, 14, seed);
-        const ShapeMesh input(mesh);
-        const double target = MeanEdge(input);
-        ShapeMesh two(mesh);
-        ASSERT_TRUE(RemeshOnOneAndTwoThreads(mesh, two, target));
-        EXPECT_TRUE(IsCleanResult(mesh, false));
-        EXPECT_GT(SmallestAngleInDegrees(mesh), 13.0);
-        EXPECT_LT(FoldedEdges(mesh, -0.5), FoldedEdges(input, -0.5) / 12);
-        EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.6 * target);
-        EXPECT_TRUE(SameResult(mesh, two));
+        ExpectNoisyScanRemeshes(seed, 13.0, 12);
     }
 }
 
@@ -1844,18 +1845,7 @@ TEST(StandInQualityFine, NoisyScansFlipNoCapBetweenTwoCorners) {
 // 14.39 degrees, with 77 and 100 folded edges where there were 65 and 92.
 TEST(StandInQualityFine, NoisyScansSpreadTheRingsOfTheirSpikesAmongFolds) {
     for (const unsigned int seed : {14u, 16u}) {
-        SCOPED_TRACE(seed);
-        ShapeMesh mesh;
-        MakePinholedScan(mesh, 5, 1.0, 14, seed);
-        const ShapeMesh input(mesh);
-        const double target = MeanEdge(input);
-        ShapeMesh two(mesh);
-        ASSERT_TRUE(RemeshOnOneAndTwoThreads(mesh, two, target));
-        EXPECT_TRUE(IsCleanResult(mesh, false));
-        EXPECT_GT(SmallestAngleInDegrees(mesh), 13.5);
-        EXPECT_LT(FoldedEdges(mesh, -0.5), FoldedEdges(input, -0.5) / 12);
-        EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.6 * target);
-        EXPECT_TRUE(SameResult(mesh, two));
+        ExpectNoisyScanRemeshes(seed, 13.5, 12);
     }
 }
 
@@ -1866,17 +1856,7 @@ TEST(StandInQualityFine, NoisyScansSpreadTheRingsOfTheirSpikesAmongFolds) {
 // folds a face that thin may be flipped though the new faces fold: 15.41
 // degrees, 86 folded edges where there were 81.
 TEST(StandInQualityFine, NoisyScansCutCapsAlongTheirLinesThoughTheFlipFolds) {
-    ShapeMesh mesh;
-    MakePinholedScan(mesh, 5, 1.0, 14, 24);
-    const ShapeMesh input(mesh);
-    const double target = MeanEdge(input);
-    ShapeMesh two(mesh);
-    ASSERT_TRUE(RemeshOnOneAndTwoThreads(mesh, two, target));
-    EXPECT_TRUE(IsCleanResult(mesh, false));
-    EXPECT_GT(SmallestAngleInDegrees(mesh), 14.0);
-    EXPECT_LT(FoldedEdges(mesh, -0.5), FoldedEdges(input, -0.5) / 12);
-    EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.6 * target);
-    EXPECT_TRUE(SameResult(mesh, two));
+    ExpectNoisyScanRemeshes(24, 14.0, 12);
 }
 
 // A hand decimated by quadric collapse, as decimators hand over
