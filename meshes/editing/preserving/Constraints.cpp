@@ -362,7 +362,6 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     // Rounded rims (see RimReach): each candidate edge's turn (the cosine
     // of its sides' normals; 2 for none), written for both halves.
     std::vector<double> rimCos(features ? halfEdges : 0, 2.0);
-    m_RimGap.clear();
     if (features) {
         const double rimReach2 = RimReach * m_TargetLength * RimReach * m_TargetLength;
         const double cosRimTurn = std::cos(RimTurn * Pi / 180.0);
@@ -1276,16 +1275,11 @@ bool CEngine::LeansOnFixedEar(std::uint32_t v, std::uint32_t before, std::uint32
             ++at;
         if (at == 3)
             continue;
-        // The angle at each corner, opposite each side.
-        double angle[3];
-        for (std::uint32_t k = 0; k < 3; ++k) {
-            const Vec &p = m_Position[m_Corner[f + k]], &q = m_Position[m_Corner[f + (k + 1) % 3]],
-                      &r = m_Position[m_Corner[f + (k + 2) % 3]];
-            const Vec x = q - p, y = r - p;
-            angle[k] = std::atan2(std::sqrt(Squared(x * y)), x % y);
-        }
-        const double smallest = std::min({angle[0], angle[1], angle[2]});
-        if (smallest < EarInnerAngle * Pi / 180.0 && angle[at] >= std::max(angle[(at + 1) % 3], angle[(at + 2) % 3]))
+        // v is the obtuse corner where the side facing it is the longest.
+        const Vec &p = m_Position[v], &q = m_Position[m_Corner[f + (at + 1) % 3]],
+                  &r = m_Position[m_Corner[f + (at + 2) % 3]];
+        if (SmallestAngle(p, q, r) < EarInnerAngle * Pi / 180.0 &&
+            Squared(q - r) >= std::max(Squared(p - q), Squared(p - r)))
             return true;
     }
     return false;
