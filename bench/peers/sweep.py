@@ -3299,6 +3299,8 @@ def inputs():
     yield "holes of sizes, rims fanned 6 times", lambda: fan_refine_rim(*holes_of_sizes(4, [0.05, 0.1, 0.2, 0.35], 82),
                                                                         6)
     yield "decimated figure 19k to 800", lambda: decimated_figure(0.06, 800)
+    yield "decimated figure 11k to 500 at 0.5x", lambda: decimated_figure(0.08, 500), 0.5
+    yield "decimated figure 14k to 1500 at 0.5x", lambda: decimated_figure(0.07, 1500), 0.5
     yield "decimated quadruped 35k to 3k", lambda: quadric_decimate(*quadruped(0.035), 3000)
     yield "decimated hand 18k to 2k", lambda: quadric_decimate(*close_fingers(0.04, 0.025), 2000)
     yield "skin folds narrower than the faces", lambda: wrinkled_skin(0.05, 5, 0.03, 0.12)

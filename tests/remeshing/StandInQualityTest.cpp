@@ -1917,3 +1917,35 @@ TEST(StandInQualityFine, ClusteredSpheresLoseTheFlapsFoldedOntoThem) {
         EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.05 * target);
     }
 }
+
+// The fingered figure simplified by quadric edge collapse and remeshed at
+// half its mean edge, as a user refines a decimated creature. The caps the
+// decimator left standing across its limbs are up to a fifth of a target
+// across there: judged as facets, their creases made two lines leave one
+// corner a fifth of a target apart, and the faces between them kept the
+// cap's angle. Taken for fins, 5.62 degrees became 24.95 (44 cells, 500
+// faces) and 31.14 became 35.14 (55 cells, 1,500 faces), no fold, the
+// input as close to the result as before.
+TEST(StandInQualityFine, DecimatedFigureAtHalfItsMeanEdgeDrawsNoLinesOnStandingCaps) {
+    struct CCase {
+        int m_Cells;
+        unsigned int m_Faces;
+        double m_MinAngle;
+    };
+    for (const CCase& c : {CCase{44, 500, 22.0}, CCase{55, 1500, 33.5}}) {
+        SCOPED_TRACE(c.m_Cells);
+        ShapeMesh mesh;
+        MakeFingeredFigure(mesh, c.m_Cells);
+        DecimateByQuadrics(mesh, c.m_Faces);
+        const ShapeMesh input(mesh);
+        const double target = 0.5 * MeanEdge(input);
+        ShapeMesh two(mesh);
+        ASSERT_TRUE(RemeshOnOneAndTwoThreads(mesh, two, target));
+        EXPECT_TRUE(IsCleanResult(mesh, true));
+        EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
+        EXPECT_GT(SmallestAngleInDegrees(mesh), c.m_MinAngle);
+        EXPECT_LT(FarthestVertexThroughTree(input, mesh), 0.6 * target);
+        EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.08 * target);
+        EXPECT_TRUE(SameResult(mesh, two));
+    }
+}

@@ -24,7 +24,7 @@ constexpr double FlatFold = -0.9999;
 // CEngine::AcrossPleat).
 constexpr double TurnedOverCos = -0.98;
 // A face whose largest angle is wider than this cosine (160 degrees), far
-// narrower than the target across its longest side (FinWidthFactor targets)
+// narrower than the target across its longest side (FinCapWidthFactor targets)
 // and turned by the feature angle against all three of its neighbours is a
 // fin of the sampling, not a facet of the shape: where an iso-surface
 // crosses a grid plane a decimator leaves caps standing across the surface,
@@ -33,6 +33,14 @@ constexpr double TurnedOverCos = -0.98;
 // quadruped's leg that pinned a strip of zero-angle faces between them for
 // good.
 constexpr double FinCapCos = -0.94;
+// A cap's width is the decimator's, the target the user's: at half the mean
+// edge of a decimated figure the caps standing on its arm and leg are 0.12 to
+// 0.18 targets across. Judged at a tenth of a target, their creases stayed:
+// two lines left one corner a fifth of a target apart and pinned faces of
+// 3.2 and 18.7 degrees between them (35.6 and 35.2 without). A cap of 160
+// degrees is under a tenth of its long side across, so even at this width
+// it stays a sliver of the long side it hangs on.
+constexpr double FinCapWidthFactor = 0.2;
 constexpr double FinWidthFactor = 0.1;
 // Two creases from one vertex whose far ends lie closer than FinWidthFactor
 // targets and than this share of either crease, with only faces as narrow
@@ -195,6 +203,7 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
     // Nor does a fin (see FinCapCos).
     std::vector<char> fin(features ? faces : 0, 0);
     const double finWidth2 = FinWidthFactor * m_TargetLength * FinWidthFactor * m_TargetLength;
+    const double capWidth2 = FinCapWidthFactor * m_TargetLength * FinCapWidthFactor * m_TargetLength;
 #pragma omp parallel for schedule(static) if (turnedEntries >= ParallelFaces)
     for (std::int64_t i = 0; i < turnedEntries; ++i) {
         const std::uint32_t f = static_cast<std::uint32_t>(i);
@@ -212,7 +221,7 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
         }
         const Vec &p = place(m_Corner[apex]), &q = place(m_Corner[Next(apex)]), &r = place(m_Corner[Prev(apex)]);
         const Vec u = q - p, w = r - p;
-        if (!(u % w < FinCapCos * std::sqrt(Squared(u) * Squared(w))) || !(Squared(weighted[f]) < longest2 * finWidth2))
+        if (!(u % w < FinCapCos * std::sqrt(Squared(u) * Squared(w))) || !(Squared(weighted[f]) < longest2 * capWidth2))
             continue;
         bool standing = true;
         for (std::uint32_t e = 3 * f; e < 3 * f + 3 && standing; ++e) {
