@@ -633,6 +633,12 @@ bool CEngine::MakesFold(std::uint32_t h, const Vec& q, bool anglePass) const {
             std::uint32_t across = m_Twin[side];
             if (across == None)
                 continue;
+            // The side after the walked vertex leads to the fan's next face,
+            // which checks the same pair through its own first side: the
+            // test is symmetric in its two faces, and the answer is whether
+            // any pair folds.
+            if (side == Prev(e) && across / 3 != f0 && across / 3 != f1)
+                continue;
             // The removed faces' outer neighbours become neighbours of each
             // other; they folded before only where one of them folded
             // against the removed face between them.
