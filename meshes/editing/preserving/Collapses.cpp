@@ -27,10 +27,11 @@ bool CEngine::CollapseShortEdges() {
     UpdateSizes();
     const std::uint32_t halfEdges = static_cast<std::uint32_t>(m_Corner.size());
     // Each half-edge's class is measured on its own, by whichever thread,
-    // and the counting sort below reads them in memory order.
+    // and counted there (sums of whole numbers, in any order); the counting
+    // sort below places them in memory order.
     m_EdgeClass.resize(halfEdges);
     const std::int64_t halfEdgeCount = halfEdges;
-#pragma omp parallel for schedule(static) if (halfEdgeCount >= 3 * ParallelFaces)
+#pragma omp parallel for schedule(static) reduction(+ : counts[:Classes + 1]) if (halfEdgeCount >= 3 * ParallelFaces)
     for (std::int64_t i = 0; i < halfEdgeCount; ++i) {
         const std::uint32_t h = static_cast<std::uint32_t>(i);
         std::int8_t lengthClass = -1;
@@ -41,10 +42,10 @@ bool CEngine::CollapseShortEdges() {
                     static_cast<std::int8_t>(std::min(Classes - 1, static_cast<int>(LengthClass(length2 / collapse2))));
         }
         m_EdgeClass[h] = lengthClass;
+        ++counts[lengthClass + 1];
     }
-    for (std::uint32_t h = 0; h < halfEdges; ++h)
-        if (m_EdgeClass[h] >= 0)
-            ++counts[m_EdgeClass[h] + 1];
+    // Slot 0 counted the edges of no class; the first class starts at 0.
+    counts[0] = 0;
     for (int k = 1; k <= Classes; ++k)
         counts[k] += counts[k - 1];
     m_Ordered.resize(counts[Classes]);
@@ -632,6 +633,12 @@ bool CEngine::MakesFold(std::uint32_t h, const Vec& q, bool anglePass) const {
         for (const std::uint32_t side : {e, Next(e), Prev(e)}) {
             std::uint32_t across = m_Twin[side];
             if (across == None)
+                continue;
+            // The side after the walked vertex leads to the fan's next face,
+            // which checks the same pair through its own first side: the
+            // test is symmetric in its two faces, and the answer is whether
+            // any pair folds.
+            if (side == Prev(e) && across / 3 != f0 && across / 3 != f1)
                 continue;
             // The removed faces' outer neighbours become neighbours of each
             // other; they folded before only where one of them folded

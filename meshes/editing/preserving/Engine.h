@@ -2077,6 +2077,9 @@ private:
     std::vector<int> m_SpareInts;
     std::vector<std::uint32_t> m_SpareIndices;
     std::vector<double> m_SpareReals;
+    // The compaction's live vertices in their new order, its vertex and face
+    // maps and its faces' sort keys.
+    std::vector<std::uint32_t> m_CompactOrder, m_CompactVertexMap, m_CompactFaceMap, m_CompactKey;
     std::vector<std::uint32_t> m_Stack;
     std::vector<Vec> m_Moved;
     // One mark per face: thin, or turned over by a move.

@@ -2,6 +2,8 @@
 // the library's box hierarchies, and the closest points on them.
 #include "quorvel/meshes/editing/preserving/Engine.h"
 
+#include <cstring>
+
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
@@ -57,6 +59,21 @@ namespace {
 // more to build than it saves the projections.
 constexpr std::uint32_t LeafSize = 4;
 
+// The next float above x (up) or below it, as std::nextafter towards the
+// infinity of that side gives it, for any x but a NaN and that infinity: a
+// step of one in the bits, away from zero where x has the step's sign and
+// towards it otherwise, and from either zero to the least subnormal. Inline,
+// since every query's reach takes one.
+inline float FloatStep(float x, bool up) {
+    if (x == 0)
+        return up ? std::numeric_limits<float>::denorm_min() : -std::numeric_limits<float>::denorm_min();
+    std::uint32_t bits;
+    std::memcpy(&bits, &x, sizeof bits);
+    bits = ((bits >> 31) == 0) == up ? bits + 1 : bits - 1;
+    std::memcpy(&x, &bits, sizeof bits);
+    return x;
+}
+
 // The primitive nearest to p by `closest(i, bound, point)` (the squared
 // distance of the primitive at position i of the tree's order, whose closest
 // point it writes to `point`; anything above the bound may be answered with
@@ -81,7 +98,7 @@ float FloatBelow(double gap) {
         return std::numeric_limits<float>::max();
     float below = static_cast<float>(gap);
     if (double(below) > gap)
-        below = std::nextafter(below, -std::numeric_limits<float>::infinity());
+        below = FloatStep(below, false);
     return below;
 }
 
@@ -90,7 +107,7 @@ float FloatAbove(double reach) {
         return std::numeric_limits<float>::infinity();
     float above = static_cast<float>(reach);
     if (double(above) < reach)
-        above = std::nextafter(above, std::numeric_limits<float>::infinity());
+        above = FloatStep(above, true);
     return above;
 }
 

@@ -469,8 +469,10 @@ void CEngine::SpatialOrder(std::vector<std::uint32_t>& order) const {
 void CEngine::Compact() {
     const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
     const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
-    std::vector<std::uint32_t> order;
-    order.reserve(vertexCount);
+    // The maps and keys below live in arrays kept from the compaction
+    // before, never cleared: every entry that is read is written first.
+    std::vector<std::uint32_t>& order = m_CompactOrder;
+    order.clear();
     for (std::uint32_t v = 0; v < vertexCount; ++v)
         if (!(m_Flags[v] & Deleted))
             order.push_back(v);
@@ -479,13 +481,19 @@ void CEngine::Compact() {
         m_NewSinceOrdering = 0;
     }
     const std::uint32_t vertices = static_cast<std::uint32_t>(order.size());
-    std::vector<std::uint32_t> vertexMap(vertexCount, None);
+    // Only live vertices are looked up: the corners of live faces.
+    std::vector<std::uint32_t>& vertexMap = m_CompactVertexMap;
+    vertexMap.resize(vertexCount);
     for (std::uint32_t i = 0; i < vertices; ++i)
         vertexMap[order[i]] = i;
 
     // Faces by the new number of their smallest corner, a counting sort; the
     // keys are gathered by all threads, the counts taken in face order.
-    std::vector<std::uint32_t> first(vertices + 1, 0), faceMap(faceCount, None), key(faceCount);
+    std::vector<std::uint32_t> first(vertices + 1, 0);
+    std::vector<std::uint32_t>& faceMap = m_CompactFaceMap;
+    std::vector<std::uint32_t>& key = m_CompactKey;
+    faceMap.resize(faceCount);
+    key.resize(faceCount);
     const std::int64_t faceEntries = faceCount;
 #pragma omp parallel for schedule(static) if (faceEntries >= ParallelFaces)
     for (std::int64_t f = 0; f < faceEntries; ++f)
@@ -500,8 +508,7 @@ void CEngine::Compact() {
         first[v + 1] += first[v];
     const std::uint32_t faces = first[vertices];
     for (std::uint32_t f = 0; f < faceCount; ++f)
-        if (m_Corner[3 * f] != None)
-            faceMap[f] = first[key[f]]++;
+        faceMap[f] = m_Corner[3 * f] != None ? first[key[f]]++ : None;
     const auto mapHalf = [&](std::uint32_t h) { return h == None ? None : 3 * faceMap[h / 3] + h % 3; };
 
     // The moves below are gathers, each entry written once: shared between
@@ -560,8 +567,8 @@ void CEngine::Compact() {
     m_Corner.swap(corner);
     m_Twin.swap(twin);
     m_Kind.swap(kind);
-    m_Stamp.assign(vertices, 0u);
-    m_StampValue = 0;
+    // The stamps stay: each is below the next stamp value, whichever vertex
+    // it now names.
 }
 
 // The vertices that continue input vertices come first, in input order, then
