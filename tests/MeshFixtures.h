@@ -2449,6 +2449,40 @@ void MakeFrayedCloth(Mesh& mesh, unsigned int n = 40, unsigned int seed = 1) {
     AddUsedTables(mesh, points, faces);
 }
 
+// A gently waved heightfield, an n x n grid over [-1, 1]^2 (each cell split
+// along one diagonal), with a round pit of radius `pit` cut out face by face
+// around (0.2, -0.1): the pit's rim a staircase of the grid's lines and
+// diagonals, its steps' corners square and their sides one grid edge long.
+template <typename Mesh>
+void MakeSteppedPitField(Mesh& mesh, unsigned int n = 30, double pit = 0.25, unsigned int seed = 2) {
+    CNoise noise(seed);
+    double k[4];
+    for (double& x : k)
+        x = 2 + noise.Next();
+    std::vector<std::array<double, 3>> points;
+    for (unsigned int j = 0; j <= n; ++j)
+        for (unsigned int i = 0; i <= n; ++i) {
+            const double x = -1 + 2.0 * i / n, y = -1 + 2.0 * j / n;
+            points.push_back({x, y, 0.15 * std::sin(k[0] * x + k[1] * y) + 0.1 * std::cos(k[2] * x * y + k[3])});
+        }
+    std::vector<std::array<unsigned int, 3>> faces;
+    for (unsigned int j = 0; j < n; ++j)
+        for (unsigned int i = 0; i < n; ++i) {
+            const unsigned int a = j * (n + 1) + i;
+            for (const std::array<unsigned int, 3>& t : {std::array<unsigned int, 3>{a, a + 1, a + n + 2},
+                                                         std::array<unsigned int, 3>{a, a + n + 2, a + n + 1}}) {
+                double cx = 0, cy = 0;
+                for (const unsigned int c : t) {
+                    cx += points[c][0] / 3;
+                    cy += points[c][1] / 3;
+                }
+                if (std::hypot(cx - 0.2, cy + 0.1) > pit)
+                    faces.push_back(t);
+            }
+        }
+    AddUsedTables(mesh, points, faces);
+}
+
 // A low-poly base slab 7 x 4 x `thickness` (each side one quad, so its long
 // sides are two faces of 1.6 degrees) with a separate wall 3 x 0.4 x 1.6
 // standing on it, nothing joined, as game and architecture models put parts

@@ -3247,6 +3247,7 @@ def inputs():
     yield "two boxes sharing a side at 0.25x", boxes_sharing_a_side, 0.25
     yield "two boxes sharing a side, target 0.5", boxes_sharing_a_side, 0.1375
     yield "heightfield with a stair-stepped pit", lambda: holed_heightfield(40, 0.35, 63)
+    yield "heightfield 30 with a stair-stepped pit at 2x", lambda: holed_heightfield(30, 0.25, 2), 2.0
     yield "sheet with a saw border, 12 teeth", lambda: sawtooth_sheet(12, 0.4, 10)
     yield "box with one side 32x32, fanned neighbours", lambda: box_one_side_fine(32)
     yield "sphere, vertices twice, 10% faces twice", lambda: duplicated_sphere(3, 0.1, 64)
@@ -3261,6 +3262,8 @@ def inputs():
     yield "frayed cloth, wrinkles", lambda: frayed_cloth(60, 71)
     yield "frayed cloth, wrinkles, seed 103", lambda: frayed_cloth(60, 103)
     yield "serrated leaf 80 rows", lambda: serrated_leaf(80, 12)
+    yield "frayed cloth 90, wrinkles, seed 3, at 2x", lambda: frayed_cloth(90, 3), 2.0
+    yield "serrated leaf 60 rows, 6 across", lambda: serrated_leaf(60, 6)
     yield "knurled cylinder 40x12", lambda: knurled_cylinder(40, 12, 0.06)
     yield "knurled cylinder 40x12 at 0.3x", lambda: knurled_cylinder(40, 12, 0.06), 0.3
     yield "tooth scan, cusps, fissures, crest, pit", lambda: tooth_scan(0.03)

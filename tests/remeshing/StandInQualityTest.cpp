@@ -1318,6 +1318,37 @@ TEST(StandInQualityFine, FrayedClothNotchesKeepFacesForTheirAngle) {
     }
 }
 
+// A heightfield with a pit cut out face by face (see MakeSteppedPitField),
+// remeshed coarser than its grid: the pit's rim is a staircase of kept edges
+// half a target long or less. A step's convex corner holds about a right
+// angle, one good face, yet was left two, split by a free vertex drawn past
+// the reflex corner beside it, the face between them flat at that corner: 8.4
+// to 20.9 degrees in these cases. The angle flips now cut such a corner off
+// as an ear where the ear itself is no sliver (21.2 to 27.3 degrees).
+TEST(StandInQualityFine, SteppedPitRimCornersAreCutOffAsEars) {
+    struct SCase {
+        unsigned int n;
+        double pit;
+        unsigned int seed;
+        double relative;
+        double angle;
+    };
+    const SCase cases[] = {
+        {30, 0.25, 2, 2.0, 24.0}, {30, 0.25, 5, 2.0, 25.0}, {40, 0.35, 3, 2.0, 19.0}, {30, 0.4, 7, 2.5, 20.0}};
+    for (const SCase& c : cases) {
+        SCOPED_TRACE(c.seed);
+        ShapeMesh mesh;
+        MakeSteppedPitField(mesh, c.n, c.pit, c.seed);
+        const ShapeMesh input(mesh);
+        const double target = c.relative * MeanEdge(input);
+        ASSERT_TRUE(RemeshesCleanlyOnOneAndTwoThreads(mesh, target, false));
+        EXPECT_GT(SmallestAngleInDegrees(mesh), c.angle);
+        EXPECT_EQ(FoldedEdges(mesh), 0u);
+        EXPECT_LT(FarthestVertex(mesh, input), 0.03 * target);
+        EXPECT_LT(FarthestVertex(input, mesh), 0.35 * target);
+    }
+}
+
 // A corrugated hose of six waves (see MakeCorrugatedHose) coarsened to two
 // and three times its mean edge keeps its crests and troughs as lines. Its
 // last trough lies a quarter target from the open rim, whose vertices stay

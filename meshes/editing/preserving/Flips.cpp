@@ -112,7 +112,18 @@ bool CEngine::FlipIsAllowed(std::uint32_t h, bool neck, bool sheets) const {
                !(m_Twin[Prev(h)] == None && m_Twin[Next(t)] == None) &&
                !(m_Twin[Prev(t)] == None && m_Twin[Next(h)] == None);
     };
-    if (IsOpen(c) && IsOpen(d) && !tip(a) && !tip(b) && !neckBack())
+    // The angle flips (which take a flip only where the pair's smallest
+    // angle rises) may also cut off a wider corner of the rim left two
+    // faces, where the ear is no sliver itself: a staircase rim's square
+    // step, its kept edges half a target long, was split in two by a free
+    // vertex drawn past the step's reflex corner, faces of 13.7 degrees
+    // beside an ear of 45. At EarMinAngle (30) a serrated rim's teeth, whose
+    // ears come out 20 to 30 degrees, kept faces of 7 to 19 beside them.
+    const auto goodEar = [&](std::uint32_t x) {
+        return neck && IsOpen(x) && m_Valence[x] == 3 &&
+               SmallestAngle(m_Position[c], m_Position[x], m_Position[d]) >= SliverAngle;
+    };
+    if (IsOpen(c) && IsOpen(d) && !tip(a) && !tip(b) && !neckBack() && !goodEar(a) && !goodEar(b))
         return false;
     // Nor may a new face lie flat against a cap's outline (see LineEarCos).
     const auto flatAgainstLine = [&](std::uint32_t x, std::uint32_t in, std::uint32_t out) {
