@@ -1223,6 +1223,31 @@ void MakeEaredAnimal(Mesh& mesh, int cells = 83) {
     MakeImplicitSurface(mesh, field, cells, -1.45, 1.45);
 }
 
+// A hollow pipe tee as a voxelised CAD part holds it (MakeImplicitSurface on
+// cubes of `step`, about 9,000 faces at the defaults): a run of outer radius
+// 0.5 along x, `runHalf` long either side, and a branch of outer radius 0.4
+// up to z = `top`, walls 0.1 thick, the bores open at the ends. The wall is
+// a voxel and a quarter thick, and every crease where the branch meets the
+// run or an end plane is cut across by the tetrahedra: where it runs
+// diagonal to the grid, a chamfer a fraction of a voxel wide splits it into
+// two bends of about half its turn. The grid is laid as the sweep's tee lays
+// it (shifted half a step in y and z against the cube's).
+template <typename Mesh>
+void MakeVoxelisedPipeTee(Mesh& mesh, double runHalf = 0.5, double top = 0.7, double step = 0.08) {
+    const auto field = [&](double x, double y, double z) {
+        y += 0.5 * step;
+        z += 0.5 * step;
+        const double run = std::hypot(y, z), branch = std::hypot(x, y);
+        const double outer =
+            std::min(std::max(run - 0.5, std::fabs(x) - runHalf), std::max(branch - 0.4, std::max(-z, z - top)));
+        const double inner = std::min(std::max(run - 0.4, std::fabs(x) - runHalf - 0.1),
+                                      std::max(branch - 0.3, std::max(-z, z - top - 0.1)));
+        return std::max(outer, -inner);
+    };
+    const int cells = static_cast<int>(std::lround(3.2 / step));
+    MakeImplicitSurface(mesh, field, cells, -1.6, -1.6 + cells * step);
+}
+
 // A hand as a surface reconstruction delivers it (MakeImplicitSurface on a
 // grid of `cells` cubes over [-0.9, 1.0]^3, about 18,000 faces at 48): a flat
 // palm (an ellipsoid), four parallel fingers and a thumb (capsules of radius

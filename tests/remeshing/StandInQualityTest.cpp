@@ -1358,6 +1358,28 @@ TEST(StandInQualityFine, SteppedPitRimCornersAreCutOffAsEars) {
 // of the rim's edges (27.5). At twice, where the rim is twice as fine as the
 // trough, the trough's vertices stand at rim vertices instead: under the
 // middles of the rim's short edges they gave 19.4.
+// A voxelised pipe tee (see MakeVoxelisedPipeTee) at its mean edge: where
+// the creases at the branch's foot and the bores' ends run diagonal to the
+// grid, each is two lines a chamfer of a fraction of a voxel apart, and the
+// faces between them stayed as narrow as the chamfer (9.22 degrees). The
+// lines' vertices side by side now merge into corners: 17.58. No more folded
+// edges than the input holds (its thin walls fold where the tetrahedra cut
+// them), and the result lies on the input.
+TEST(StandInQualityFine, CreaseHalvesAChamferApartMergeIntoOne) {
+    ShapeMesh mesh;
+    MakeVoxelisedPipeTee(mesh);
+    const ShapeMesh input(mesh);
+    const double target = MeanEdge(input);
+    ShapeMesh two(mesh);
+    ASSERT_TRUE(RemeshOnOneAndTwoThreads(mesh, two, target));
+    EXPECT_TRUE(IsCleanResult(mesh, true));
+    EXPECT_LE(FoldedEdges(mesh, -0.5), FoldedEdges(input, -0.5));
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 16.0);
+    EXPECT_LT(FarthestVertex(mesh, input), 0.06 * target);
+    EXPECT_LT(FarthestVertex(input, mesh), 0.5 * target);
+    EXPECT_TRUE(SameResult(mesh, two));
+}
+
 TEST(StandInQualityFine, HoseTroughBesideItsOpenRimStaggersAgainstIt) {
     for (const double relative : {2.0, 3.0}) {
         ShapeMesh mesh;

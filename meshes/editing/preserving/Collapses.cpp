@@ -141,13 +141,16 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         // move onto it. Not so across a tiny edge (see TinyEdgeFactor): two
         // lines that run as one from two corners a hair apart (the hull of a
         // low-polygon model's ear) kept their vertices side by side, faces
-        // of a quarter of a degree between them.
-        if (EdgeSize(h) < m_TargetLength && !((m_Flags[a] & Corner) && (m_Flags[b] & Corner)) &&
+        // of a quarter of a degree between them. Nor between the halves of
+        // one crease (see SplitCreaseFanCos), which merge as corners do at
+        // the global target.
+        const bool halves = HalvesOfOneCrease(h);
+        if (!halves && EdgeSize(h) < m_TargetLength && !((m_Flags[a] & Corner) && (m_Flags[b] & Corner)) &&
             !(EdgeLength2(h) < TinyEdgeFactor * TinyEdgeFactor * m_CollapseLength2))
             return false;
         const double rough = RoughCreaseMergeFactor * m_TargetLength;
-        const double mergeLimit2 =
-            std::max(EdgeLimit2(h, CornerMergeFactor, m_MergeLength2), IsRoughCreaseEdge(h) ? rough * rough : 0.0);
+        const double own2 = halves ? m_MergeLength2 : IsRoughCreaseEdge(h) ? rough * rough : 0.0;
+        const double mergeLimit2 = std::max(EdgeLimit2(h, CornerMergeFactor, m_MergeLength2), own2);
         if (!(EdgeLength2(h) < mergeLimit2) &&
             !(kind == None && EdgeLength2(h) < EdgeLimit2(h, LineEndMergeFactor, m_LineEndMergeLength2) &&
               EndsOneLine(a) && EndsOneLine(b)))
@@ -480,6 +483,18 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
         return true;
     }
     return false;
+}
+
+// Two lines side by side, a vertex of each joined by an inner edge shorter
+// than the corner merge at the global target, whose fans face the same way
+// (see SplitCreaseFanCos): the halves of one crease.
+bool CEngine::HalvesOfOneCrease(std::uint32_t h) const {
+    const std::uint32_t a = m_Corner[h], b = Target(h);
+    if (m_Kind[h] != None || (m_Flags[a] & (Corner | Sliding)) != Sliding ||
+        (m_Flags[b] & (Corner | Sliding)) != Sliding || m_Line[a] == m_Line[b] || !(EdgeLength2(h) < m_MergeLength2))
+        return false;
+    const Vec m = FanNormal(a), n = FanNormal(b);
+    return m % n > SplitCreaseFanCos * std::sqrt(Squared(m) * Squared(n));
 }
 
 // A line that stops in the open surface just short of another line (the

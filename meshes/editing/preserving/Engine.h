@@ -102,6 +102,18 @@ constexpr int MaxCollapseValence = 64;
 // vertices of two lines that run side by side, as noise in scans makes them)
 // are one corner at the target resolution: they may merge.
 constexpr double CornerMergeFactor = 0.25;
+// An iso-surface extraction cuts a crease that runs diagonal to its grid
+// across: a chamfer a fraction of a voxel wide between two bends of about
+// half the crease's turn each, both kept as lines. Faces between the two
+// lines stay as narrow as the chamfer, and the lines lower the target around
+// them, so their vertices side by side never came within the corner merge
+// of the lowered target (a voxelised pipe tee kept faces of 15 degrees
+// there). Two lines' sliding vertices closer than the corner merge at the
+// global target whose fans face within 30 degrees of each other (this
+// cosine) merge into a corner, the crease whole again there. Across a thin
+// slab or a strand the two rims' fans face apart by about a right angle (its
+// sides) and stay.
+constexpr double SplitCreaseFanCos = 0.8660254037844386;
 // The end of a feature line that stops in the open surface is no corner of
 // the shape, only where the crease fades out. Two such ends (a crease the
 // input's sampling broke in two, as along the coarse facets of a
@@ -1438,6 +1450,16 @@ private:
     // merges onto the other end, a sliding vertex of another line, closer
     // than LineEndMergeFactor (see its definition); or None.
     std::uint32_t EndOntoLine(std::uint32_t h) const;
+    // Whether inner edge h joins two lines' sliding vertices that are the
+    // halves of one crease, which merge into a corner wherever the target is
+    // lowered (see SplitCreaseFanCos).
+    bool HalvesOfOneCrease(std::uint32_t h) const;
+    // The sum of the normals (not unit, so weighted by area) of v's faces.
+    Vec FanNormal(std::uint32_t v) const {
+        Vec sum;
+        ForEachNeighbour(v, [&](std::uint32_t, std::uint32_t e) { sum = sum + FaceNormal(e / 3); });
+        return sum;
+    }
     // midpointLength2: edges shorter than this may go to their midpoint;
     // reachLength2: no edge of the merged vertex may be longer than this;
     // thinFace: the collapse would remove a sliver; anglePass: it is made
