@@ -266,8 +266,9 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
     // target is lowered, the strips across the fillet are longer than the
     // lowered limit from the start, and the fillet's vertices, a hair apart
     // along a cap's outline, pinned them at a twentieth of a degree.
-    const bool tinyEdge = IsLine(kind) && EdgeLength2(h) < TinyEdgeFactor * TinyEdgeFactor *
-                                                               EdgeLimit2(h, CollapseFactor, m_CollapseLength2);
+    const bool tinyEdge =
+        IsLine(kind) && !RodRimOf(kind) &&
+        EdgeLength2(h) < TinyEdgeFactor * TinyEdgeFactor * EdgeLimit2(h, CollapseFactor, m_CollapseLength2);
     const auto reachedAlready = [&](std::uint32_t v, const Vec& x, const Vec& y) {
         const Vec& old = m_Position[v];
         const double far2 = std::max(Squared(old - x), Squared(old - y));
