@@ -940,6 +940,22 @@ void MakeFilletedBlock(Mesh& mesh, unsigned int segments = 12, double radius = 0
     AddCadPrism(mesh, outline, height);
 }
 
+// A square bar `side` across and three times as long, CAD-style (see
+// AddCadPrism), one long edge rounded by a fillet of `radius` in `facets`
+// facets: the fillet a strip of long thin quads, each end cap a fan from the
+// corner across from the fillet, so that every fan face reaches its arc.
+template <typename Mesh>
+void MakeEdgeFilletedBar(Mesh& mesh, double radius, unsigned int facets, double side = 2) {
+    std::vector<std::array<double, 2>> outline = {{0, 0}, {side, 0}, {side, side - radius}};
+    for (unsigned int k = 1; k < facets; ++k) {
+        const double a = 0.5 * Pi * k / facets;
+        outline.push_back({side - radius + radius * std::cos(a), side - radius + radius * std::sin(a)});
+    }
+    outline.push_back({side - radius, side});
+    outline.push_back({0, side});
+    AddCadPrism(mesh, outline, 3 * side);
+}
+
 // The surface field(x, y, z) = 0 in the cube [low, high]^3 of `cells`^3
 // cubes, each cut into six tetrahedra around its main diagonal (the same way
 // in every cube, so neighbouring cubes agree on their shared faces), as

@@ -3316,6 +3316,9 @@ def inputs():
     yield "plate with a boss drilled through at 0.5x", lambda: drilled_boss_plate(48), 0.5
     yield "block, edge fillet r 0.05 in 12 facets, fanned ends", lambda: filleted_edge_block(0.05, 12)
     yield "block, edge fillet r 0.05 at 0.3x", lambda: filleted_edge_block(0.05, 12), 0.3
+    yield "block, edge fillet r 0.02 in 6 facets at 2x", lambda: filleted_edge_block(0.02, 6), 2.0
+    yield "bar 5 across, edge fillet r 0.1 in 3 facets at 2x", lambda: filleted_edge_block(0.1, 3, 5.0), 2.0
+    yield "bar 4 long, fillets r 0.2 in 4 strips", lambda: long_filleted_bar(4.0, 0.2, 4)
     yield "panel with 5 ribs 0.03 thick", lambda: ribbed_panel(5, 0.03, 0.4)
     yield "panel with 5 ribs 0.03 thick at 0.3x", lambda: ribbed_panel(5, 0.03, 0.4), 0.3
     yield "box with 0.02 chamfers", lambda: rounded_slab((1.0, 1.0, 1.0), 0.02, 1)

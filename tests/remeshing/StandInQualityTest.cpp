@@ -2002,3 +2002,30 @@ TEST(StandInQualityFine, DecimatedFigureAtHalfItsMeanEdgeDrawsNoLinesOnStandingC
         EXPECT_TRUE(SameResult(mesh, two));
     }
 }
+
+// A bar whose long edge is rounded far finer than the target (see
+// MakeEdgeFilletedBar), remeshed at twice its mean edge: the fillet's lines
+// are close, the local target beside them lowered, and the strips across the
+// fillet longer than the lowered limit from the start. No collapse could
+// then merge the arc's vertices along the cap's outline, a hair apart, and
+// the strips stayed slivers: under 30 degrees in all three cases, one with
+// four folded edges. Each case: the fillet's radius and facets, the bar's
+// side.
+TEST(StandInQualityFine, FilletsFinerThanTheTargetMergeAlongTheCapOutline) {
+    const std::array<std::tuple<double, unsigned int, double>, 3> cases = {
+        {{0.02, 6, 2.0}, {0.2, 24, 2.0}, {0.1, 3, 5.0}}};
+    for (const auto& [radius, facets, side] : cases) {
+        ShapeMesh mesh;
+        MakeEdgeFilletedBar(mesh, radius, facets, side);
+        const ShapeMesh input(mesh);
+        const double target = 2 * MeanEdge(input);
+        ShapeMesh two(mesh);
+        ASSERT_TRUE(RemeshOnOneAndTwoThreads(mesh, two, target));
+        EXPECT_TRUE(IsCleanResult(mesh, true)) << radius;
+        EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u) << radius;
+        EXPECT_GT(SmallestAngleInDegrees(mesh), 30.0) << radius;
+        EXPECT_LT(FarthestVertex(mesh, input), 0.01 * target) << radius;
+        EXPECT_LT(FarthestVertex(input, mesh), 0.1 * target) << radius;
+        EXPECT_TRUE(SameResult(mesh, two)) << radius;
+    }
+}

@@ -262,6 +262,22 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
                     open[k] = false;
             });
         }
+    // A tiny edge of a line (TinyEdgeFactor local collapse lengths) may go
+    // where a face of a sliding end's fan already reaches beyond the local
+    // limit, though not beyond the global one: wherever the merged vertex
+    // lies, those edges grow by the tiny edge at most, while the faces on it
+    // stay slivers. Beside a fillet far finer than the target the local
+    // target is lowered, the strips across the fillet are longer than the
+    // lowered limit from the start, and the fillet's vertices, a hair apart
+    // along a cap's outline, pinned them at a twentieth of a degree.
+    const bool tinyEdge =
+        IsLine(kind) && !RodRimOf(kind) &&
+        EdgeLength2(h) < TinyEdgeFactor * TinyEdgeFactor * EdgeLimit2(h, CollapseFactor, m_CollapseLength2);
+    const auto reachedAlready = [&](std::uint32_t v, const Vec& x, const Vec& y) {
+        const Vec& old = m_Position[v];
+        const double far2 = std::max(Squared(old - x), Squared(old - y));
+        return tinyEdge && (m_Flags[v] & Sliding) && far2 > reachLength2 && far2 <= m_SplitLength2;
+    };
     double reach[3] = {0, 0, 0};
     const std::uint32_t f0 = h / 3, f1 = t != None ? t / 3 : None;
     // An inner vertex of a strip one row wide may merge into either rim: the
@@ -337,8 +353,9 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
             if (!open[k])
                 continue;
             const Vec& q = places[k];
-            reach[k] = std::max(reach[k], std::max(Squared(q - x), Squared(q - y)));
-            if (reach[k] > reachLength2) {
+            const double far2 = std::max(Squared(q - x), Squared(q - y));
+            reach[k] = std::max(reach[k], far2);
+            if (far2 > reachLength2 && !reachedAlready(walked, x, y)) {
                 open[k] = false;
                 continue;
             }
@@ -374,9 +391,9 @@ bool CEngine::TryCollapse(std::uint32_t h, double midpointLength2, double reachL
             std::uint32_t e = start;
             do {
                 const std::uint32_t face = e / 3;
-                if (face != f0 && face != f1 &&
-                    std::max(Squared(q - m_Position[Target(e)]), Squared(q - m_Position[m_Corner[Prev(e)]])) >
-                        reachLength2)
+                const Vec &x = m_Position[Target(e)], &y = m_Position[m_Corner[Prev(e)]];
+                if (face != f0 && face != f1 && std::max(Squared(q - x), Squared(q - y)) > reachLength2 &&
+                    !reachedAlready(v, x, y))
                     return true;
                 e = m_Twin[Prev(e)];
             } while (e != None && e != start);
