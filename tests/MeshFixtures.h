@@ -2442,6 +2442,31 @@ void AddBox(Mesh& mesh, double x0, double y0, double z0, double x1, double y1, d
         AddQuad(mesh, base + q[0], base + q[1], base + q[2], base + q[3]);
 }
 
+// The faces of a grid of (n + 1) x (n + 1) points, row by row, each cell
+// split along the diagonal from its first corner, that `keep(cx, cy)` takes
+// by their centroid's x and y; asked in face order, so a keep that draws
+// noise draws the same sequence every time.
+template <typename Keep>
+std::vector<std::array<unsigned int, 3>> GridFacesWhere(const std::vector<std::array<double, 3>>& points,
+                                                        unsigned int n, Keep keep) {
+    std::vector<std::array<unsigned int, 3>> faces;
+    for (unsigned int j = 0; j < n; ++j)
+        for (unsigned int i = 0; i < n; ++i) {
+            const unsigned int a = j * (n + 1) + i;
+            for (const std::array<unsigned int, 3>& t : {std::array<unsigned int, 3>{a, a + 1, a + n + 2},
+                                                         std::array<unsigned int, 3>{a, a + n + 2, a + n + 1}}) {
+                double cx = 0, cy = 0;
+                for (const unsigned int k : t) {
+                    cx += points[k][0] / 3;
+                    cy += points[k][1] / 3;
+                }
+                if (keep(cx, cy))
+                    faces.push_back(t);
+            }
+        }
+    return faces;
+}
+
 // A draped cloth as a simulation or a scan exports it: an n x n grid over
 // [-1.5, 1.5]^2 (each cell split along one diagonal), wrinkled by six narrow
 // ridges, its border frayed: a face within 0.25 of the edge is dropped at
@@ -2471,23 +2496,10 @@ void MakeFrayedCloth(Mesh& mesh, unsigned int n = 40, unsigned int seed = 1) {
             }
             points.push_back({x, y, z});
         }
-    std::vector<std::array<unsigned int, 3>> faces;
-    for (unsigned int j = 0; j < n; ++j)
-        for (unsigned int i = 0; i < n; ++i) {
-            const unsigned int a = j * (n + 1) + i;
-            for (const std::array<unsigned int, 3>& t : {std::array<unsigned int, 3>{a, a + 1, a + n + 2},
-                                                         std::array<unsigned int, 3>{a, a + n + 2, a + n + 1}}) {
-                double cx = 0, cy = 0;
-                for (const unsigned int k : t) {
-                    cx += points[k][0] / 3;
-                    cy += points[k][1] / 3;
-                }
-                const double inside = 1.5 - std::max(std::fabs(cx), std::fabs(cy));
-                if (0.5 * (noise.Next() + 1) <= std::min(std::max(inside / 0.25, 0.0), 1.0) + 0.15)
-                    faces.push_back(t);
-            }
-        }
-    AddUsedTables(mesh, points, faces);
+    AddUsedTables(mesh, points, GridFacesWhere(points, n, [&](double cx, double cy) {
+                      const double inside = 1.5 - std::max(std::fabs(cx), std::fabs(cy));
+                      return 0.5 * (noise.Next() + 1) <= std::min(std::max(inside / 0.25, 0.0), 1.0) + 0.15;
+                  }));
 }
 
 // A gently waved heightfield, an n x n grid over [-1, 1]^2 (each cell split
@@ -2506,22 +2518,9 @@ void MakeSteppedPitField(Mesh& mesh, unsigned int n = 30, double pit = 0.25, uns
             const double x = -1 + 2.0 * i / n, y = -1 + 2.0 * j / n;
             points.push_back({x, y, 0.15 * std::sin(k[0] * x + k[1] * y) + 0.1 * std::cos(k[2] * x * y + k[3])});
         }
-    std::vector<std::array<unsigned int, 3>> faces;
-    for (unsigned int j = 0; j < n; ++j)
-        for (unsigned int i = 0; i < n; ++i) {
-            const unsigned int a = j * (n + 1) + i;
-            for (const std::array<unsigned int, 3>& t : {std::array<unsigned int, 3>{a, a + 1, a + n + 2},
-                                                         std::array<unsigned int, 3>{a, a + n + 2, a + n + 1}}) {
-                double cx = 0, cy = 0;
-                for (const unsigned int c : t) {
-                    cx += points[c][0] / 3;
-                    cy += points[c][1] / 3;
-                }
-                if (std::hypot(cx - 0.2, cy + 0.1) > pit)
-                    faces.push_back(t);
-            }
-        }
-    AddUsedTables(mesh, points, faces);
+    AddUsedTables(mesh, points, GridFacesWhere(points, n, [&](double cx, double cy) {
+                      return std::hypot(cx - 0.2, cy + 0.1) > pit;
+                  }));
 }
 
 // A low-poly base slab 7 x 4 x `thickness` (each side one quad, so its long
