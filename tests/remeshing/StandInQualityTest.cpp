@@ -1349,15 +1349,6 @@ TEST(StandInQualityFine, SteppedPitRimCornersAreCutOffAsEars) {
     }
 }
 
-// A corrugated hose of six waves (see MakeCorrugatedHose) coarsened to two
-// and three times its mean edge keeps its crests and troughs as lines. Its
-// last trough lies a quarter target from the open rim, whose vertices stay
-// where the input has them: at three times, the trough's vertices stood
-// beside the rim's, and the faces across were as thin as the strip is
-// narrow against the edge (16.4 degrees); they now stand under the middles
-// of the rim's edges (27.5). At twice, where the rim is twice as fine as the
-// trough, the trough's vertices stand at rim vertices instead: under the
-// middles of the rim's short edges they gave 19.4.
 // A voxelised pipe tee (see MakeVoxelisedPipeTee) at its mean edge: where
 // the creases at the branch's foot and the bores' ends run diagonal to the
 // grid, each is two lines a chamfer of a fraction of a voxel apart, and the
@@ -1380,6 +1371,15 @@ TEST(StandInQualityFine, CreaseHalvesAChamferApartMergeIntoOne) {
     EXPECT_TRUE(SameResult(mesh, two));
 }
 
+// A corrugated hose of six waves (see MakeCorrugatedHose) coarsened to two
+// and three times its mean edge keeps its crests and troughs as lines. Its
+// last trough lies a quarter target from the open rim, whose vertices stay
+// where the input has them: at three times, the trough's vertices stood
+// beside the rim's, and the faces across were as thin as the strip is
+// narrow against the edge (16.4 degrees); they now stand under the middles
+// of the rim's edges (27.5). At twice, where the rim is twice as fine as the
+// trough, the trough's vertices stand at rim vertices instead: under the
+// middles of the rim's short edges they gave 19.4.
 TEST(StandInQualityFine, HoseTroughBesideItsOpenRimStaggersAgainstIt) {
     for (const double relative : {2.0, 3.0}) {
         ShapeMesh mesh;
