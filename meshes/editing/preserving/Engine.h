@@ -1454,10 +1454,11 @@ private:
     // halves of one crease, which merge into a corner wherever the target is
     // lowered (see SplitCreaseFanCos).
     bool HalvesOfOneCrease(std::uint32_t h) const;
-    // The sum of the normals (not unit, so weighted by area) of v's faces.
+    // The sum of the normals (not unit, so weighted by area) of v's faces,
+    // each once: an open vertex's last neighbour has no face of its own.
     Vec FanNormal(std::uint32_t v) const {
         Vec sum;
-        ForEachNeighbour(v, [&](std::uint32_t, std::uint32_t e) { sum = sum + FaceNormal(e / 3); });
+        ForEachOutgoing(v, [&](std::uint32_t e) { sum += FaceNormal(e / 3); });
         return sum;
     }
     // midpointLength2: edges shorter than this may go to their midpoint;

@@ -238,8 +238,7 @@ bool CEngine::DropConeRingVertex(std::uint32_t tip, std::uint32_t x) {
     double smallest[2] = {Pi, Pi};
     int folds = 0;
     bool turned = false;
-    Vec oldFan;
-    ForEachOutgoing(x, [&](std::uint32_t e) { oldFan += FaceNormal(e / 3); });
+    const Vec oldFan = FanNormal(x);
     for (int merged = 0; merged < 2; ++merged)
         for (const std::uint32_t f : faces) {
             if (merged && (f == gone[0] || f == gone[1]))
