@@ -178,13 +178,14 @@ bool CEngine::FlipEdges() {
         if (c == d || ((m_Flags[a] | m_Flags[b] | m_Flags[c] | m_Flags[d]) & NonManifold))
             continue;
         // The valences rule out most edges, and cost less than the rest of
-        // FlipIsAllowed: they go first.
-        const int ta = ideal(a), tb = ideal(b), tc = ideal(c), td = ideal(d);
-        const int va = m_Valence[a], vb = m_Valence[b], vc = m_Valence[c], vd = m_Valence[d];
-        const auto square = [](int x) { return x * x; };
-        const int before = square(va - ta) + square(vb - tb) + square(vc - tc) + square(vd - td);
-        const int after = square(va - 1 - ta) + square(vb - 1 - tb) + square(vc + 1 - tc) + square(vd + 1 - td);
-        if (after >= before || !FlipIsAllowed(h) || !FlipIsValid(h) || pinsThinFace(a, b, c, d))
+        // FlipIsAllowed: they go first. The flip takes one from a's and b's
+        // valences and gives one to c's and d's, which changes the sum of
+        // their squared deviations from the ideals by 4 - 2 x (a's and b's
+        // deviations less c's and d's): it falls exactly where that
+        // difference is over 2.
+        const int excess = (m_Valence[a] - ideal(a)) + (m_Valence[b] - ideal(b)) - (m_Valence[c] - ideal(c)) -
+                           (m_Valence[d] - ideal(d));
+        if (excess <= 2 || !FlipIsAllowed(h) || !FlipIsValid(h) || pinsThinFace(a, b, c, d))
             continue;
         Flip(h);
         changed = true;
