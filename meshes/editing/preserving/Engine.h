@@ -2114,6 +2114,9 @@ private:
     // final passes' first looks read them (see ListThinFaces).
     std::vector<std::uint32_t> m_ThinFaces;
     bool m_ThinListed = false;
+    // Per face, the cosine of its smallest angle as SmallestAngleOfFaces
+    // last measured it; scratch of that measure alone.
+    mutable std::vector<double> m_FaceCos;
 };
 
 }  // namespace Corvane::Pellix::Quorvel::detail::preserving

@@ -304,24 +304,25 @@ void CEngine::RelaxAndProject() {
 // number lowers it on no thread. The largest cosine of the faces' smallest
 // angles comes first (no trigonometry, see SmallestAngleCos): the smallest
 // angle lies among the faces whose cosine comes within the margin of it.
+// Each face's cosine is kept from the first sweep for the second, which
+// then measures the few faces near the largest alone.
 double CEngine::SmallestAngleOfFaces() const {
     const std::int64_t faceCount = static_cast<std::int64_t>(m_Corner.size() / 3);
-    const auto cosine = [&](std::int64_t f) {
-        return SmallestAngleCos(m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]],
-                                m_Position[m_Corner[3 * f + 2]]);
-    };
+    m_FaceCos.resize(m_Corner.size() / 3);
     double largest = -std::numeric_limits<double>::infinity();
 #pragma omp parallel for schedule(static) reduction(max : largest) if (faceCount >= ParallelFaces)
     for (std::int64_t f = 0; f < faceCount; ++f)
         if (m_Corner[3 * f] != None) {
-            const double c = cosine(f);
+            const double c = SmallestAngleCos(m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]],
+                                              m_Position[m_Corner[3 * f + 2]]);
+            m_FaceCos[f] = c;
             if (std::isfinite(c))
                 largest = std::max(largest, c);
         }
     double smallest = Pi;
 #pragma omp parallel for schedule(static) reduction(min : smallest) if (faceCount >= ParallelFaces)
     for (std::int64_t f = 0; f < faceCount; ++f)
-        if (m_Corner[3 * f] != None && !(cosine(f) < largest - AngleCosMargin))
+        if (m_Corner[3 * f] != None && !(m_FaceCos[f] < largest - AngleCosMargin))
             smallest = std::min(smallest, SmallestAngle(m_Position[m_Corner[3 * f]], m_Position[m_Corner[3 * f + 1]],
                                                         m_Position[m_Corner[3 * f + 2]]));
     return smallest;
