@@ -1308,20 +1308,32 @@ private:
     }
     // One sweep over the faces: on each face `candidate(f)` holds for, the
     // corners are offered to `move` in order until one moves. The moves keep
-    // the connectivity, so the sweep sees every face once; whether any moved.
+    // the connectivity and move their own vertex alone, so the sweep sees
+    // every face once; whether any moved. While the thin faces are listed,
+    // a face off the list can become a candidate only once a move reaches
+    // one of its corners: the sweep asks the listed faces and the faces
+    // round each moved vertex, still in face order, and no other.
     template <class Candidate, class Move>
     bool MoveOneCornerOfEachFace(Candidate&& candidate, Move&& move) {
         if (!AnyThinFace(candidate))
             return false;
         bool changed = false;
         const std::uint32_t faceCount = static_cast<std::uint32_t>(m_Corner.size() / 3);
+        const bool listed = m_ThinListed;
+        if (listed) {
+            m_SweepMarks.assign(faceCount, 0);
+            for (const std::uint32_t f : m_ThinFaces)
+                m_SweepMarks[f] = 1;
+        }
         for (std::uint32_t f = 0; f < faceCount; ++f) {
-            if (!candidate(f))
+            if ((listed && !m_SweepMarks[f]) || !candidate(f))
                 continue;
             const std::uint32_t* corner = &m_Corner[3 * f];
             for (std::uint32_t k = 0; k < 3; ++k)
                 if (move(corner[k])) {
                     changed = true;
+                    if (listed)
+                        ForEachOutgoing(corner[k], [&](std::uint32_t e) { m_SweepMarks[e / 3] = 1; });
                     break;
                 }
         }
@@ -2117,6 +2129,8 @@ private:
     // Per face, the cosine of its smallest angle as SmallestAngleOfFaces
     // last measured it; scratch of that measure alone.
     mutable std::vector<double> m_FaceCos;
+    // Per face, whether MoveOneCornerOfEachFace's sweep asks it.
+    std::vector<std::uint8_t> m_SweepMarks;
 };
 
 }  // namespace Corvane::Pellix::Quorvel::detail::preserving
