@@ -2122,6 +2122,9 @@ private:
     // The faces the last angle pass rewrote or moved a corner of (repeats
     // allowed).
     std::vector<std::uint32_t> m_TouchedFaces;
+    // The faces the last angle pass's sweep read, marked on its entry, in
+    // face order; and the merge of those with the touched faces.
+    std::vector<std::uint32_t> m_MarkedFaces, m_MergedFaces;
     // The live faces under FreeThinAngle in face order, and whether the
     // final passes' first looks read them (see ListThinFaces).
     std::vector<std::uint32_t> m_ThinFaces;

@@ -2,6 +2,8 @@
 // collapse thin triangles to raise their smallest angle.
 #include "quorvel/meshes/editing/preserving/Engine.h"
 
+#include <iterator>
+
 namespace Corvane::Pellix::Quorvel::detail::preserving {
 
 namespace {
@@ -304,21 +306,37 @@ bool CEngine::ImproveAngles(bool again) {
     // (nor is a stale mark wrong: the sweep measures each marked face
     // again), so only those are measured; the marks come out as a full
     // measure would leave them.
+    // The sweep reads the marked faces from a list in face order: after a
+    // full measure, every marked face; right after a pass, the list of that
+    // pass (whose marks no sweep changes) and the faces it touched, merged,
+    // each face once, those still marked.
     if (again && m_FaceMarks.size() == m_Corner.size() / 3) {
         for (const std::uint32_t f : m_TouchedFaces)
             mark(f);
+        std::sort(m_TouchedFaces.begin(), m_TouchedFaces.end());
+        m_MergedFaces.clear();
+        std::merge(m_MarkedFaces.begin(), m_MarkedFaces.end(), m_TouchedFaces.begin(), m_TouchedFaces.end(),
+                   std::back_inserter(m_MergedFaces));
+        m_MarkedFaces.clear();
+        for (const std::uint32_t f : m_MergedFaces)
+            if (m_FaceMarks[f] && (m_MarkedFaces.empty() || m_MarkedFaces.back() != f))
+                m_MarkedFaces.push_back(f);
     } else {
         m_FaceMarks.resize(m_Corner.size() / 3);
 #pragma omp parallel for schedule(dynamic, 2048) if (faceCount >= ParallelFaces)
         for (std::int64_t f = 0; f < faceCount; ++f)
             mark(f);
+        m_MarkedFaces.clear();
+        for (std::uint32_t f = 0; f < static_cast<std::uint32_t>(faceCount); ++f)
+            if (m_FaceMarks[f])
+                m_MarkedFaces.push_back(f);
     }
     m_TouchedFaces.clear();
     bool changed = false;
     // Bounded: one forward sweep over the faces present on entry, at most one
     // flip or one collapse per face; Run calls at most four such passes.
-    for (std::uint32_t f = 0; f < static_cast<std::uint32_t>(faceCount); ++f) {
-        if (!m_FaceMarks[f] || m_Corner[3 * f] == None)
+    for (const std::uint32_t f : m_MarkedFaces) {
+        if (m_Corner[3 * f] == None)
             continue;
         const std::uint32_t* corner = &m_Corner[3 * f];
         const Vec &p0 = m_Position[corner[0]], &p1 = m_Position[corner[1]], &p2 = m_Position[corner[2]];
