@@ -1769,22 +1769,33 @@ private:
     // results fold none, and the unfolding passes' serial sweeps over the
     // half-edges then have nothing to find.
     bool AnyEdgeFolds() const {
-        // FaceNormal's stand-in places are not asked for here: the plain
-        // normal of a live face, kept inline in the loop.
-        const auto normal = [&](std::uint32_t f) {
-            const std::uint32_t* corner = &m_Corner[3 * f];
-            const Vec& x = m_Position[corner[0]];
-            return (m_Position[corner[1]] - x) * (m_Position[corner[2]] - x);
-        };
+        // Each live face's normal is measured once (FaceNormal's arithmetic
+        // without its stand-in places), then each edge reads its two.
+        MeasureFaceNormals(m_Position);
         return AnyFace([&](std::uint32_t f) {
             if (m_Corner[3 * f] == None)
                 return false;
-            const Vec m = normal(f);
+            const Vec& m = m_FaceNormals[f];
             for (std::uint32_t h = 3 * f; h < 3 * f + 3; ++h)
-                if (m_Twin[h] != None && m_Twin[h] > h && Folded(m, normal(m_Twin[h] / 3)))
+                if (m_Twin[h] != None && m_Twin[h] > h && Folded(m, m_FaceNormals[m_Twin[h] / 3]))
                     return true;
             return false;
         });
+    }
+    // Fills m_FaceNormals with the normal (not unit) of each live face with
+    // its corners at `place`, on all threads; a removed face's entry is
+    // left as it was.
+    void MeasureFaceNormals(const std::vector<Vec>& place) const {
+        const std::int64_t faceCount = static_cast<std::int64_t>(m_Corner.size() / 3);
+        m_FaceNormals.resize(m_Corner.size() / 3);
+#pragma omp parallel for schedule(static) if (faceCount >= ParallelFaces)
+        for (std::int64_t f = 0; f < faceCount; ++f) {
+            const std::uint32_t* corner = &m_Corner[3 * f];
+            if (corner[0] == None)
+                continue;
+            const Vec& x = place[corner[0]];
+            m_FaceNormals[f] = (place[corner[1]] - x) * (place[corner[2]] - x);
+        }
     }
     // Moves the vertices beside folded edges a little over the input (or
     // along their line) where that leaves fewer folds around them (see its
@@ -2132,6 +2143,8 @@ private:
     // Per face, the cosine of its smallest angle as SmallestAngleOfFaces
     // last measured it; scratch of that measure alone.
     mutable std::vector<double> m_FaceCos;
+    // Per face, its normal as MeasureFaceNormals last measured it.
+    mutable std::vector<Vec> m_FaceNormals;
     // Per face, whether MoveOneCornerOfEachFace's sweep asks it.
     std::vector<std::uint8_t> m_SweepMarks;
 };

@@ -798,13 +798,18 @@ bool CEngine::TakeBackFoldingMoves() {
         return t != None && Folded(normal(m_Moved, h / 3), normal(m_Moved, t / 3)) &&
                !Folded(normal(m_Position, h / 3), normal(m_Position, t / 3));
     };
-    // Most fits fold nothing: all threads look first.
+    // Most fits fold nothing: all threads look first, each face's normal
+    // after the moves measured once (the same arithmetic as `normal`).
+    MeasureFaceNormals(m_Moved);
     if (!AnyFace([&](std::uint32_t f) {
             if (m_Corner[3 * f] == None)
                 return false;
-            for (std::uint32_t h = 3 * f; h < 3 * f + 3; ++h)
-                if (m_Twin[h] != None && m_Twin[h] > h && folds(h))
+            for (std::uint32_t h = 3 * f; h < 3 * f + 3; ++h) {
+                const std::uint32_t t = m_Twin[h];
+                if (t != None && t > h && Folded(m_FaceNormals[f], m_FaceNormals[t / 3]) &&
+                    !Folded(normal(m_Position, f), normal(m_Position, t / 3)))
                     return true;
+            }
             return false;
         }))
         return false;
