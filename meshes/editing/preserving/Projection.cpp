@@ -380,12 +380,15 @@ void CEngine::MarkFoldedInput(const std::vector<std::uint32_t>& slotOfFace) {
     const std::uint32_t faces = static_cast<std::uint32_t>(slotOfFace.size());
     std::vector<char> beside;
     std::uint32_t inner = 0, creases = 0;
+    // Each face's normal is measured once, on all threads; the sweep over
+    // the edges reads two.
+    MeasureFaceNormals(m_Position);
     for (std::uint32_t h = 0; h < 3 * faces; ++h) {
         const std::uint32_t t = m_Twin[h];
         if (t == None || t < h || m_Corner[h] == None)
             continue;
         ++inner;
-        const Vec m = FaceNormal(h / 3), n = FaceNormal(t / 3);
+        const Vec &m = m_FaceNormals[h / 3], &n = m_FaceNormals[t / 3];
         if (!Folded(m, n))
             continue;
         // A face turned over in its neighbour's plane (a fan wrapped past its
