@@ -3323,6 +3323,9 @@ def inputs():
     yield "panel with 5 ribs 0.03 thick at 0.3x", lambda: ribbed_panel(5, 0.03, 0.4), 0.3
     yield "box with 0.02 chamfers", lambda: rounded_slab((1.0, 1.0, 1.0), 0.02, 1)
     yield "box with 0.02 chamfers at 0.3x", lambda: rounded_slab((1.0, 1.0, 1.0), 0.02, 1), 0.3
+    yield "slab 4 x 1 x 0.6, rounds 0.02 in 2 facets at 2x", lambda: rounded_slab((2.0, 0.5, 0.3), 0.02, 2), 2.0
+    yield "cube, rounds 0.02 in 3 facets", lambda: rounded_slab((0.5, 0.5, 0.5), 0.02, 3)
+    yield "cube with 0.05 chamfers at 2x", lambda: rounded_slab((1.0, 1.0, 1.0), 0.05, 1), 2.0
     yield "bas-relief plaque 60", lambda: bas_relief(60, 92)
     yield "bas-relief plaque 60 at 2x", lambda: bas_relief(60, 92), 2.0
     yield "statue, forearm 0.01 from the hip", lambda: touching_statue(0.035, 0.01)

@@ -131,6 +131,22 @@ constexpr std::size_t BluntTipPatch = 64;
 // across (its rim, no line) it is 0.0006; on the tips of decimated limbs it
 // runs from 0.17 to 0.94.
 constexpr double BluntTipRoundness = 0.05;
+// A box's corner rounded far finer than the target (fillets of a few
+// hundredths of a target, whose facets each turn by less than the feature
+// angle, so no line holds the box's edges) is a point at the target's
+// scale, its patch a quarter turn short of closing: less than a cone's
+// limit (105 degrees at the feature angle of 45), and relaxation drew its
+// vertices off it: none within 0.77 targets of the corners of a slab
+// rounded to a twenty-fifth of a target. A patch that closes short by more
+// than BluntCornerTurn degrees counts as a tip too where its
+// deficit-weighted spread is under BluntCornerSpread targets: a smooth bump
+// is that narrow only where its curvature radius is under a sixth of a
+// target, a point at that scale as well. The rounded corner of a slab at
+// twice its mean edge, the round a third of a target, spreads over a tenth
+// of one; kept as tips there, its corners pinned faces of 21.6 degrees where
+// the slab had 35.6.
+constexpr double BluntCornerTurn = 80.0;
+constexpr double BluntCornerSpread = 0.05;
 
 }  // namespace
 
@@ -829,6 +845,8 @@ void CEngine::ClassifyConstraints(const std::vector<char>& frozenFace) {
 void CEngine::MarkBluntTips(double limit, const std::vector<double>& angleSum) {
     const std::uint32_t vertexCount = static_cast<std::uint32_t>(m_Position.size());
     const double reach2 = BluntTipReach * m_TargetLength * BluntTipReach * m_TargetLength;
+    const double cornerLimit = BluntCornerTurn * Pi / 180.0;
+    const double cornerSpread2 = BluntCornerSpread * m_TargetLength * BluntCornerSpread * m_TargetLength;
     // The vertices within reach of v along edges, v first; escaped tells
     // whether an edge leads out of reach. Strict: false where the patch
     // meets a vertex that is constrained, open or non-manifold. Either way
@@ -883,7 +901,7 @@ void CEngine::MarkBluntTips(double limit, const std::vector<double>& angleSum) {
 #pragma omp for schedule(dynamic, 4096)
         for (std::int64_t i = 0; i < vertices; ++i) {
             const std::uint32_t v = static_cast<std::uint32_t>(i);
-            if (!(deficit[v] > limit && deficit[v] <= 2 * Pi))
+            if (!(deficit[v] > std::min(limit, cornerLimit) && deficit[v] <= 2 * Pi))
                 continue;
             if (gather(v, patch, 4 * reach2, false, escaped) && !escaped)
                 continue;
@@ -926,7 +944,7 @@ void CEngine::MarkBluntTips(double limit, const std::vector<double>& angleSum) {
             sw /= weight;
             const double cuu = suu / weight - su * su, cww = sww / weight - sw * sw, cuw = suw / weight - su * sw;
             const double mid = 0.5 * (cuu + cww), half = std::sqrt(0.25 * (cuu - cww) * (cuu - cww) + cuw * cuw);
-            if ((mid - half) >= BluntTipRoundness * (mid + half))
+            if ((mid - half) >= BluntTipRoundness * (mid + half) && (deficit[v] > limit || mid + half <= cornerSpread2))
                 tip[v] = farthest;
         }
     }
