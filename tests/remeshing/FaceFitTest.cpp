@@ -78,9 +78,10 @@ TEST_P(FaceFit, HalvesTheChordsKeepsTheFacesAndTheAngles) {
             ASSERT_EQ(fitted.m_Faces[f].m_Corners[k], onInput.m_Faces[f].m_Corners[k]);
 
     // Without the fit every vertex lies on the input; with it none leaves
-    // the input by more than a twentieth of the target.
+    // the input by more than its two steps reach: a twentieth of the target
+    // and a fortieth more.
     EXPECT_LT(FarthestVertex(onInput, input), 1e-9 * target);
-    EXPECT_LE(FarthestVertex(fitted, input), 0.05 * target * (1 + 1e-9));
+    EXPECT_LE(FarthestVertex(fitted, input), 0.075 * target * (1 + 1e-9));
 
     const double with = SampledDistance(fitted, input), without = SampledDistance(onInput, input);
     EXPECT_LT(with, GetParam().m_MaxDistance * target) << with / target << " targets";
@@ -91,18 +92,23 @@ TEST_P(FaceFit, HalvesTheChordsKeepsTheFacesAndTheAngles) {
     EXPECT_LT(std::fabs(EnclosedVolume(fitted) - volume), std::fabs(EnclosedVolume(onInput) - volume));
 }
 
-INSTANTIATE_TEST_SUITE_P(RemeshPreservingShape, FaceFit,
-                         ::testing::Values(
-                             // The sweep's lat-long sphere: at its own mean edge its faces are
-                             // kept about as large, and the result's chords cut across the
-                             // input's creases (0.042 targets with the fit, 0.063 without).
-                             CFitCase{"lat_long_sphere", [](ShapeMesh& m) { MakeLatLongSphere(m); }, 1.0, 0.047, 0.75},
-                             // The source of the sweep's soup torus (0.102 against 0.143).
-                             CFitCase{"torus", [](ShapeMesh& m) { MakeTorus(m, 24, 12); }, 1.0, 0.112, 0.8},
-                             // Coarsened: the result's chords are deeper than the input's.
-                             CFitCase{"icosphere_coarsened", [](ShapeMesh& m) { MakeIcosphere(m, 3); }, 2.0, 0.058,
-                                      0.9}),
-                         [](const ::testing::TestParamInfo<CFitCase>& info) { return info.param.m_Name; });
+INSTANTIATE_TEST_SUITE_P(
+    RemeshPreservingShape, FaceFit,
+    ::testing::Values(
+        // The sweep's lat-long sphere: at its own mean edge its faces are
+        // kept about as large, and the result's chords cut across the
+        // input's creases (0.042 targets with the fit, 0.063 without).
+        CFitCase{"lat_long_sphere", [](ShapeMesh& m) { MakeLatLongSphere(m); }, 1.0, 0.047, 0.75},
+        // The source of the sweep's soup torus (0.102 against 0.143).
+        CFitCase{"torus", [](ShapeMesh& m) { MakeTorus(m, 24, 12); }, 1.0, 0.112, 0.8},
+        // Coarsened: the result's chords are deeper than the input's.
+        CFitCase{"icosphere_coarsened", [](ShapeMesh& m) { MakeIcosphere(m, 3); }, 2.0, 0.058, 0.9},
+        // A limb about seven targets round, as the sweep's thin knot tube:
+        // each side spans 0.9 of the radius, its faces' middles lie deeper
+        // than a fit held to a twentieth of a target reaches (0.113 targets
+        // with the fit, 0.126 so held, 0.169 without).
+        CFitCase{"tube_eight_round", [](ShapeMesh& m) { MakeTorus(m, 240, 24, 2.0, 0.2); }, 3.0, 0.118, 0.7}),
+    [](const ::testing::TestParamInfo<CFitCase>& info) { return info.param.m_Name; });
 
 // Vertices on a feature line, at a corner or on an open boundary stay
 // exactly where the remesh without the fit leaves them.

@@ -194,11 +194,13 @@ INSTANTIATE_TEST_SUITE_P(
                      29.0,
                      0.001,
                      {{4, 0, 0}, {4, 0.6, 0}, {0.6, 0.6, 2.5}, {0.6, 3, 2.5}, {0, 3, 0}}},
+        // The fit moves the bore's free vertices up to 0.075 targets off the
+        // input.
         CQualityCase{"cad_hex_nut",
                      [](ShapeMesh& m) { MakeCadHexNut(m); },
                      1.0,
                      29.0,
-                     0.05,
+                     0.08,
                      {{0.8660254037844387, 0.5, 0}, {0, 1, 0.8}}},
         // A terrain patch bounded by its hull: four rim edges, each many
         // targets long. Its corners lie far from the chords of their
@@ -598,7 +600,8 @@ TEST(StandInQualityFine, EarsOfAnAnimalKeepNoCreasesOfTheirFacets) {
     ASSERT_TRUE(RemeshesCleanlyOnOneAndTwoThreads(mesh, target, true));
     EXPECT_GT(SmallestAngleInDegrees(mesh), 32.5);
     EXPECT_LT(FarthestVertexThroughTree(input, mesh), 0.45 * target);
-    EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.07 * target);
+    // The fit's two steps reach 0.075 targets on the ears' thin tips.
+    EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.08 * target);
 }
 
 // At half the mean edge (on a grid of 82 cells) the grid's creases along
@@ -1060,10 +1063,10 @@ TEST(StandInQualityFine, SharpConesKeepTheirBaseAtCoarseTargets) {
         EXPECT_GT(SmallestAngleInDegrees(mesh), c.m_MinAngle) << name;
         // The rim between three base vertices lies half the radius inside
         // their triangle's sides (0.5); the tip stays where it is, and the
-        // fit of the faces moves free vertices up to 0.05 targets off the
-        // input.
+        // fit of the faces moves free vertices up to 0.075 targets off the
+        // input (its second step on a cone a few targets round).
         EXPECT_LT(FarthestVertex(input, mesh), c.m_InputReach) << name;
-        EXPECT_LT(FarthestVertex(mesh, input), 0.055 * target) << name;
+        EXPECT_LT(FarthestVertex(mesh, input), 0.08 * target) << name;
         unsigned int onRim = 0;
         bool tip = false;
         for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v) {
@@ -1366,7 +1369,7 @@ TEST(StandInQualityFine, CreaseHalvesAChamferApartMergeIntoOne) {
     EXPECT_TRUE(IsCleanResult(mesh, true));
     EXPECT_LE(FoldedEdges(mesh, -0.5), FoldedEdges(input, -0.5));
     EXPECT_GT(SmallestAngleInDegrees(mesh), 16.0);
-    EXPECT_LT(FarthestVertex(mesh, input), 0.06 * target);
+    EXPECT_LT(FarthestVertex(mesh, input), 0.08 * target);
     EXPECT_LT(FarthestVertex(input, mesh), 0.5 * target);
     EXPECT_TRUE(SameResult(mesh, two));
 }
@@ -1453,7 +1456,8 @@ TEST(StandInQualityFine, LowPolyRockKeepsItsCorners) {
     EXPECT_GT(SmallestAngleInDegrees(mesh), 33.0);
     EXPECT_GT(EnclosedVolume(mesh), 0.55 * EnclosedVolume(input));
     EXPECT_LT(FarthestVertex(input, mesh), 0.55 * target);
-    EXPECT_LT(FarthestVertex(mesh, input), 0.06 * target);
+    // The fit's two steps reach 0.075 targets.
+    EXPECT_LT(FarthestVertex(mesh, input), 0.08 * target);
 }
 
 // The comb (see MakeSlottedComb) at 0.73 to 1.17 times its mean edge, its
@@ -1496,7 +1500,7 @@ TEST(StandInQualityFine, SpikedScanTipsGiveTheSameResultOnOneAndTwoThreads) {
     EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
     EXPECT_GT(SmallestAngleInDegrees(mesh), 12.0);
     EXPECT_LT(FarthestVertexThroughTree(input, mesh), 0.35 * target);
-    EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.06 * target);
+    EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.08 * target);
     EXPECT_TRUE(SameResult(mesh, two));
 }
 
@@ -1580,7 +1584,7 @@ TEST(StandInQualityFine, PipeElbowEndAnnuliKeepBothRims) {
         EXPECT_TRUE(IsCleanResult(mesh, true)) << c.m_Relative;
         EXPECT_LE(FoldedEdges(mesh, -0.5), c.m_Folds) << c.m_Relative;
         EXPECT_GT(SmallestAngleInDegrees(mesh), c.m_MinAngle) << c.m_Relative;
-        EXPECT_LT(FarthestVertex(mesh, input), 0.06 * target) << c.m_Relative;
+        EXPECT_LT(FarthestVertex(mesh, input), 0.08 * target) << c.m_Relative;
         EXPECT_LT(FarthestVertex(input, mesh), c.m_To * target) << c.m_Relative;
         // The vertices on each end's rims, outer and inner: within the
         // sagitta of the input's 32-gon of the circle.
@@ -1792,7 +1796,7 @@ TEST(StandInQualityFine, SpikedScanFarFromTheOriginKeepsItsTips) {
     EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
     EXPECT_GT(SmallestAngleInDegrees(mesh), 12.0);
     EXPECT_LT(FarthestVertexThroughTree(input, mesh), 0.35 * target);
-    EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.06 * target);
+    EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.08 * target);
     EXPECT_TRUE(SameResult(mesh, two));
 }
 
@@ -1938,7 +1942,7 @@ TEST(StandInQualityFine, FingertipCreasesOfDecimatedHandsLetTheirCornersMerge) {
         EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u) << c.m_Cells;
         EXPECT_GT(SmallestAngleInDegrees(mesh), c.m_MinAngle) << c.m_Cells;
         EXPECT_LT(FarthestVertexThroughTree(input, mesh), 0.6 * target) << c.m_Cells;
-        EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.06 * target) << c.m_Cells;
+        EXPECT_LT(FarthestVertexThroughTree(mesh, input), 0.08 * target) << c.m_Cells;
         EXPECT_TRUE(SameResult(mesh, two)) << c.m_Cells;
     }
 }

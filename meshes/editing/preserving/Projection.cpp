@@ -752,6 +752,10 @@ void CEngine::FitFaces() {
 
     const std::int64_t vertexCount = static_cast<std::int64_t>(m_Position.size());
     const double reach = FitReachFactor * m_TargetLength;
+    const double extra = FitExtraReachFactor * m_TargetLength;
+    // What each vertex's faces ask beyond the reach, along the normal it
+    // moved by, for the second step.
+    std::vector<Vec> beyond(m_Position.size(), Vec());
     m_Moved.resize(m_Position.size());
 #pragma omp parallel for schedule(dynamic, 512) if (vertexCount >= ParallelVertices)
     for (std::int64_t i = 0; i < vertexCount; ++i) {
@@ -772,15 +776,51 @@ void CEngine::FitFaces() {
         if (!(area > 0) || !(Squared(normal) > 0))
             continue;
         normal.Normalise();
-        const double offset = std::clamp(weighted / area, -reach, reach);
+        const double wanted = weighted / area;
+        const double offset = std::clamp(wanted, -reach, reach);
         const Vec moved = p + normal * offset;
-        if (IsFinite(moved))
+        if (IsFinite(moved)) {
             m_Moved[v] = moved;
+            beyond[v] = normal * std::clamp(wanted - offset, -extra, extra);
+        }
     }
     // Each round takes back at least one vertex, and none moves again.
     TakeBackSpoiledMoves(floor);
     while (TakeBackFoldingMoves())
         TakeBackSpoiledMoves(floor);
+    m_Position.swap(m_Moved);
+
+    // The vertices whose first step went the whole reach and was kept take a
+    // second one (see FitExtraReachFactor), measured against the places after
+    // the first: no face under the smallest angle the result has now, no side
+    // turning past FitExtraTurnCos that did not, and a take-back returns only
+    // the second step. A vertex beside a folded side stays: the moves that
+    // mend folds afterwards (see UnfoldByMoves) start from where a result
+    // without the second step has them, and a chain of thin links coarsened
+    // twice kept one more fold otherwise.
+    const double secondFloor = SmallestAngleOfFaces();
+    const auto sideNormal = [&](std::uint32_t f) {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        return (m_Position[corner[1]] - m_Position[corner[0]]) * (m_Position[corner[2]] - m_Position[corner[0]]);
+    };
+#pragma omp parallel for schedule(dynamic, 512) if (vertexCount >= ParallelVertices)
+    for (std::int64_t i = 0; i < vertexCount; ++i) {
+        const std::uint32_t v = static_cast<std::uint32_t>(i);
+        bool stayed = !(m_Moved[v] == m_Position[v]) && IsFinite(m_Position[v] + beyond[v]);
+        if (stayed)
+            ForEachOutgoing(v, [&](std::uint32_t e) {
+                for (const std::uint32_t side : {e, Next(e)}) {
+                    const std::uint32_t t = m_Twin[side];
+                    if (t == None)
+                        continue;
+                    stayed = stayed && !Folded(sideNormal(side / 3), sideNormal(t / 3));
+                }
+            });
+        m_Moved[v] = m_Position[v] + (stayed ? beyond[v] : Vec());
+    }
+    TakeBackSpoiledMoves(secondFloor);
+    while (TakeBackFoldingMoves(FitExtraTurnCos))
+        TakeBackSpoiledMoves(secondFloor);
     m_Position.swap(m_Moved);
 }
 
@@ -790,7 +830,7 @@ void CEngine::FitFaces() {
 // edge folds that did not, until none does; in the worst case everything
 // is back where it was. Serial, in face order after one sweep over the
 // half-edges, so the result does not depend on threads.
-bool CEngine::TakeBackFoldingMoves() {
+bool CEngine::TakeBackFoldingMoves(double turnCos) {
     bool back = false;
     const auto normal = [&](const std::vector<Vec>& place, std::uint32_t f) {
         const std::uint32_t* corner = &m_Corner[3 * f];
@@ -798,8 +838,8 @@ bool CEngine::TakeBackFoldingMoves() {
     };
     const auto folds = [&](std::uint32_t h) {
         const std::uint32_t t = m_Twin[h];
-        return t != None && Folded(normal(m_Moved, h / 3), normal(m_Moved, t / 3)) &&
-               !Folded(normal(m_Position, h / 3), normal(m_Position, t / 3));
+        return t != None && Turned(normal(m_Moved, h / 3), normal(m_Moved, t / 3), turnCos) &&
+               !Turned(normal(m_Position, h / 3), normal(m_Position, t / 3), turnCos);
     };
     // Most fits fold nothing: all threads look first, each face's normal
     // after the moves measured once (the same arithmetic as `normal`).
