@@ -3175,6 +3175,9 @@ def inputs():
     yield "organic hand, gaps 1 target at 0.5x", lambda: close_fingers(0.04, 0.025), 0.5
     yield "organic hand, gaps 2 targets", lambda: close_fingers(0.04, 0.05)
     yield "organic hand, gaps 2 targets at 0.5x", lambda: close_fingers(0.04, 0.05), 0.5
+    yield "organic hand, gaps 0.04 on a grid of 0.04", lambda: close_fingers(0.04, 0.04)
+    yield "organic hand, gaps 0.015 on a grid of 0.045", lambda: close_fingers(0.045, 0.015)
+    yield "organic hand, gaps 0.025 on a grid of 0.05 at 2x", lambda: close_fingers(0.05, 0.025), 2.0
     yield "organic folds", lambda: folded_figure(0.04, 0.04)
     yield "organic folds at 0.5x", lambda: folded_figure(0.04, 0.04), 0.5
     yield "organic horned sphere", lambda: horned_sphere(5, 31)
