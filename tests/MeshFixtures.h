@@ -3218,4 +3218,33 @@ void MakeClusteredSphere(Mesh& mesh, unsigned int levels, double cell, unsigned 
     AddUsedTables(mesh, points, faces);
 }
 
+// A leaf: `rows` rows of `across` cells from tip to tip along x over [0, 2],
+// each row as wide as 0.5 sin(pi t)^0.8 each way plus 0.005, so that both
+// ends are blunt rows a hundredth wide; every odd row's two border points
+// stand out by 8 percent (serrations about a third of the mean edge deep),
+// and the blade bends up away from its midrib. Open, faces towards +z.
+template <typename Mesh>
+void MakeSerratedLeaf(Mesh& mesh, unsigned int rows = 30, unsigned int across = 8) {
+    std::vector<std::array<double, 3>> points;
+    for (unsigned int j = 0; j <= rows; ++j) {
+        const double t = double(j) / rows;
+        const double half = 0.5 * std::pow(std::sin(Pi * t), 0.8) + 0.005;
+        const double tooth = 1.0 + (j % 2 && j > 0 && j < rows ? 0.08 : 0.0);
+        for (unsigned int i = 0; i <= across; ++i) {
+            const double s = -1.0 + 2.0 * i / across;
+            const double y = half * s * (i == 0 || i == across ? tooth : 1.0);
+            points.push_back({2.0 * t, y, 0.5 * y * y + 0.15 * std::fabs(y) - 0.1 * std::sin(Pi * t)});
+        }
+    }
+    const unsigned int w = across + 1;
+    std::vector<std::array<unsigned int, 3>> faces;
+    for (unsigned int j = 0; j < rows; ++j)
+        for (unsigned int i = 0; i < across; ++i) {
+            const unsigned int a = j * w + i;
+            faces.push_back({a, a + 1, a + w + 1});
+            faces.push_back({a, a + w + 1, a + w});
+        }
+    AddUsedTables(mesh, points, faces);
+}
+
 }  // namespace QuorvelTest

@@ -1349,6 +1349,35 @@ TEST(StandInQualityFine, SteppedPitRimCornersAreCutOffAsEars) {
     }
 }
 
+// Serrated leaves (see MakeSerratedLeaf) end in blunt rows a hundredth
+// wide, a tenth of the mean edge or less: two bends of the rim of about 37
+// degrees each a short edge apart. Both stayed, each a hair too far from
+// the straightened rim to go, and the face on the edge between them was a
+// sliver: 7.6 to 12.6 degrees in these cases (11.0 for the finest leaf at
+// twice its mean edge). Two bends nearer than corners merge are one bend at
+// the target's resolution, and one of them goes: 25.2 to 33.7 degrees.
+TEST(StandInQualityFine, BluntLeafTipsKeepOneOfTheirTwoBends) {
+    struct SCase {
+        unsigned int rows;
+        unsigned int across;
+        double relative;
+        double angle;
+    };
+    const SCase cases[] = {
+        {30, 8, 1.0, 30.0}, {30, 8, 0.5, 27.0}, {40, 12, 1.0, 30.0}, {50, 8, 1.0, 22.0}, {120, 20, 2.0, 24.0}};
+    for (const SCase& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.rows << " x " << c.across << " at " << c.relative);
+        ShapeMesh mesh;
+        MakeSerratedLeaf(mesh, c.rows, c.across);
+        const ShapeMesh input(mesh);
+        const double target = c.relative * MeanEdge(input);
+        ASSERT_TRUE(RemeshesCleanlyOnOneAndTwoThreads(mesh, target, false));
+        EXPECT_GT(SmallestAngleInDegrees(mesh), c.angle);
+        EXPECT_LT(FarthestVertex(mesh, input), 0.035 * target);
+        EXPECT_LT(FarthestVertex(input, mesh), 0.3 * target);
+    }
+}
+
 // A voxelised pipe tee (see MakeVoxelisedPipeTee) at its mean edge: where
 // the creases at the branch's foot and the bores' ends run diagonal to the
 // grid, each is two lines a chamfer of a fraction of a voxel apart, and the
