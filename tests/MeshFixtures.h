@@ -3247,4 +3247,50 @@ void MakeSerratedLeaf(Mesh& mesh, unsigned int rows = 30, unsigned int across = 
     AddUsedTables(mesh, points, faces);
 }
 
+// A unit icosphere of `levels` with one round hole of each angular radius in
+// `radii` (radians), cut face by face by the faces' centroids around
+// directions drawn from `seed`, each at least 53 degrees from the others:
+// rims that are staircases of the sphere's edges, tips of one face on them.
+template <typename Mesh>
+void MakeHoledIcosphere(Mesh& mesh, unsigned int levels, const std::vector<double>& radii, unsigned int seed) {
+    Mesh sphere;
+    MakeIcosphere(sphere, levels);
+    CNoise random(seed);
+    std::vector<std::array<double, 3>> centres;
+    while (centres.size() < radii.size()) {
+        std::array<double, 3> d = {random.Next(), random.Next(), random.Next()};
+        const double length = std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]);
+        if (!(length > 0.1) || length > 1)
+            continue;
+        for (double& x : d)
+            x /= length;
+        bool apart = true;
+        for (const auto& c : centres)
+            apart = apart && d[0] * c[0] + d[1] * c[1] + d[2] * c[2] < 0.6;
+        if (apart)
+            centres.push_back(d);
+    }
+    std::vector<std::array<double, 3>> points;
+    for (unsigned int v = 0; v < sphere.m_Vertices.GetCount(); ++v) {
+        const auto& p = sphere.m_Vertices[v].m_Position;
+        points.push_back({double(p.x), double(p.y), double(p.z)});
+    }
+    std::vector<std::array<unsigned int, 3>> faces;
+    for (unsigned int f = 0; f < sphere.m_Faces.GetCount(); ++f) {
+        const auto* c = sphere.m_Faces[f].m_Corners;
+        std::array<double, 3> m = {0, 0, 0};
+        for (int k = 0; k < 3; ++k)
+            for (int j = 0; j < 3; ++j)
+                m[j] += points[c[k]][j];
+        const double length = std::sqrt(m[0] * m[0] + m[1] * m[1] + m[2] * m[2]);
+        bool cut = false;
+        for (std::size_t k = 0; k < centres.size(); ++k)
+            cut = cut ||
+                  (m[0] * centres[k][0] + m[1] * centres[k][1] + m[2] * centres[k][2]) / length > std::cos(radii[k]);
+        if (!cut)
+            faces.push_back({c[0], c[1], c[2]});
+    }
+    AddUsedTables(mesh, points, faces);
+}
+
 }  // namespace QuorvelTest

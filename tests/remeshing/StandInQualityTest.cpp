@@ -1378,6 +1378,32 @@ TEST(StandInQualityFine, BluntLeafTipsKeepOneOfTheirTwoBends) {
     }
 }
 
+// Icosahedral spheres with holes cut face by face (see MakeHoledIcosphere)
+// at 2.5 times their mean edge: a tip of a hole's staircase rim of 55 to 90
+// degrees kept two faces, one a sliver turned over the other (two folded
+// edges; 4.3 to 14.7 degrees). The flip that cuts the tip off as an ear
+// makes faces that cannot agree with both old ones, and was refused; it now
+// needs them to agree with each other and with one of the two: no folds,
+// 18.6 to 25.9 degrees.
+TEST(StandInQualityFine, RimTipsFoldedOverTheirSliverAreCutOffAsEars) {
+    const std::vector<double> radii = {0.03, 0.08, 0.15, 0.3, 0.5};
+    const struct {
+        unsigned int seed;
+        double angle;
+    } cases[] = {{7, 21.0}, {19, 22.0}, {22, 16.0}, {34, 22.0}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.seed);
+        ShapeMesh mesh;
+        MakeHoledIcosphere(mesh, 4, radii, c.seed);
+        const ShapeMesh input(mesh);
+        const double target = 2.5 * MeanEdge(input);
+        ASSERT_TRUE(RemeshesCleanlyOnOneAndTwoThreads(mesh, target, false));
+        EXPECT_GT(SmallestAngleInDegrees(mesh), c.angle);
+        EXPECT_LT(FarthestVertex(mesh, input), 0.035 * target);
+        EXPECT_LT(FarthestVertex(input, mesh), 0.3 * target);
+    }
+}
+
 // A voxelised pipe tee (see MakeVoxelisedPipeTee) at its mean edge: where
 // the creases at the branch's foot and the bores' ends run diagonal to the
 // grid, each is two lines a chamfer of a fraction of a voxel apart, and the
