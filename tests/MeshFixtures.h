@@ -3218,4 +3218,79 @@ void MakeClusteredSphere(Mesh& mesh, unsigned int levels, double cell, unsigned 
     AddUsedTables(mesh, points, faces);
 }
 
+// A leaf: `rows` rows of `across` cells from tip to tip along x over [0, 2],
+// each row as wide as 0.5 sin(pi t)^0.8 each way plus 0.005, so that both
+// ends are blunt rows a hundredth wide; every odd row's two border points
+// stand out by 8 percent (serrations about a third of the mean edge deep),
+// and the blade bends up away from its midrib. Open, faces towards +z.
+template <typename Mesh>
+void MakeSerratedLeaf(Mesh& mesh, unsigned int rows = 30, unsigned int across = 8) {
+    std::vector<std::array<double, 3>> points;
+    for (unsigned int j = 0; j <= rows; ++j) {
+        const double t = double(j) / rows;
+        const double half = 0.5 * std::pow(std::sin(Pi * t), 0.8) + 0.005;
+        const double tooth = 1.0 + (j % 2 && j > 0 && j < rows ? 0.08 : 0.0);
+        for (unsigned int i = 0; i <= across; ++i) {
+            const double s = -1.0 + 2.0 * i / across;
+            const double y = half * s * (i == 0 || i == across ? tooth : 1.0);
+            points.push_back({2.0 * t, y, 0.5 * y * y + 0.15 * std::fabs(y) - 0.1 * std::sin(Pi * t)});
+        }
+    }
+    const unsigned int w = across + 1;
+    std::vector<std::array<unsigned int, 3>> faces;
+    for (unsigned int j = 0; j < rows; ++j)
+        for (unsigned int i = 0; i < across; ++i) {
+            const unsigned int a = j * w + i;
+            faces.push_back({a, a + 1, a + w + 1});
+            faces.push_back({a, a + w + 1, a + w});
+        }
+    AddUsedTables(mesh, points, faces);
+}
+
+// A unit icosphere of `levels` with one round hole of each angular radius in
+// `radii` (radians), cut face by face by the faces' centroids around
+// directions drawn from `seed`, each at least 53 degrees from the others:
+// rims that are staircases of the sphere's edges, tips of one face on them.
+template <typename Mesh>
+void MakeHoledIcosphere(Mesh& mesh, unsigned int levels, const std::vector<double>& radii, unsigned int seed) {
+    Mesh sphere;
+    MakeIcosphere(sphere, levels);
+    CNoise random(seed);
+    std::vector<std::array<double, 3>> centres;
+    while (centres.size() < radii.size()) {
+        std::array<double, 3> d = {random.Next(), random.Next(), random.Next()};
+        const double length = std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]);
+        if (!(length > 0.1) || length > 1)
+            continue;
+        for (double& x : d)
+            x /= length;
+        bool apart = true;
+        for (const auto& c : centres)
+            apart = apart && d[0] * c[0] + d[1] * c[1] + d[2] * c[2] < 0.6;
+        if (apart)
+            centres.push_back(d);
+    }
+    std::vector<std::array<double, 3>> points;
+    for (unsigned int v = 0; v < sphere.m_Vertices.GetCount(); ++v) {
+        const auto& p = sphere.m_Vertices[v].m_Position;
+        points.push_back({double(p.x), double(p.y), double(p.z)});
+    }
+    std::vector<std::array<unsigned int, 3>> faces;
+    for (unsigned int f = 0; f < sphere.m_Faces.GetCount(); ++f) {
+        const auto* c = sphere.m_Faces[f].m_Corners;
+        std::array<double, 3> m = {0, 0, 0};
+        for (int k = 0; k < 3; ++k)
+            for (int j = 0; j < 3; ++j)
+                m[j] += points[c[k]][j];
+        const double length = std::sqrt(m[0] * m[0] + m[1] * m[1] + m[2] * m[2]);
+        bool cut = false;
+        for (std::size_t k = 0; k < centres.size(); ++k)
+            cut = cut ||
+                  (m[0] * centres[k][0] + m[1] * centres[k][1] + m[2] * centres[k][2]) / length > std::cos(radii[k]);
+        if (!cut)
+            faces.push_back({c[0], c[1], c[2]});
+    }
+    AddUsedTables(mesh, points, faces);
+}
+
 }  // namespace QuorvelTest

@@ -3267,6 +3267,9 @@ def inputs():
     yield "serrated leaf 80 rows", lambda: serrated_leaf(80, 12)
     yield "frayed cloth 90, wrinkles, seed 3, at 2x", lambda: frayed_cloth(90, 3), 2.0
     yield "serrated leaf 60 rows, 6 across", lambda: serrated_leaf(60, 6)
+    yield "serrated leaf 30 rows, 8 across", lambda: serrated_leaf(30, 8)
+    yield "serrated leaf 120 rows, 20 across, at 2x", lambda: serrated_leaf(120, 20), 2.0
+    yield "three holes of sizes, seed 8, at 2x", lambda: holes_of_sizes(4, [0.04, 0.2, 0.4], 8), 2.0
     yield "knurled cylinder 40x12", lambda: knurled_cylinder(40, 12, 0.06)
     yield "knurled cylinder 40x12 at 0.3x", lambda: knurled_cylinder(40, 12, 0.06), 0.3
     yield "tooth scan, cusps, fissures, crest, pit", lambda: tooth_scan(0.03)

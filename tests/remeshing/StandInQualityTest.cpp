@@ -1352,6 +1352,61 @@ TEST(StandInQualityFine, SteppedPitRimCornersAreCutOffAsEars) {
     }
 }
 
+// Serrated leaves (see MakeSerratedLeaf) end in blunt rows a hundredth
+// wide, a tenth of the mean edge or less: two bends of the rim of about 37
+// degrees each a short edge apart. Both stayed, each a hair too far from
+// the straightened rim to go, and the face on the edge between them was a
+// sliver: 7.6 to 12.6 degrees in these cases (11.0 for the finest leaf at
+// twice its mean edge). Two bends nearer than corners merge are one bend at
+// the target's resolution, and one of them goes: 25.2 to 33.7 degrees.
+TEST(StandInQualityFine, BluntLeafTipsKeepOneOfTheirTwoBends) {
+    struct SCase {
+        unsigned int rows;
+        unsigned int across;
+        double relative;
+        double angle;
+    };
+    const SCase cases[] = {
+        {30, 8, 1.0, 30.0}, {30, 8, 0.5, 27.0}, {40, 12, 1.0, 30.0}, {50, 8, 1.0, 22.0}, {120, 20, 2.0, 24.0}};
+    for (const SCase& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.rows << " x " << c.across << " at " << c.relative);
+        ShapeMesh mesh;
+        MakeSerratedLeaf(mesh, c.rows, c.across);
+        const ShapeMesh input(mesh);
+        const double target = c.relative * MeanEdge(input);
+        ASSERT_TRUE(RemeshesCleanlyOnOneAndTwoThreads(mesh, target, false));
+        EXPECT_GT(SmallestAngleInDegrees(mesh), c.angle);
+        EXPECT_LT(FarthestVertex(mesh, input), 0.035 * target);
+        EXPECT_LT(FarthestVertex(input, mesh), 0.3 * target);
+    }
+}
+
+// Icosahedral spheres with holes cut face by face (see MakeHoledIcosphere)
+// at 2.5 times their mean edge: a tip of a hole's staircase rim of 55 to 90
+// degrees kept two faces, one a sliver turned over the other (two folded
+// edges; 4.3 to 14.7 degrees). The flip that cuts the tip off as an ear
+// makes faces that cannot agree with both old ones, and was refused; it now
+// needs them to agree with each other and with one of the two: no folds,
+// 18.6 to 25.9 degrees.
+TEST(StandInQualityFine, RimTipsFoldedOverTheirSliverAreCutOffAsEars) {
+    const std::vector<double> radii = {0.03, 0.08, 0.15, 0.3, 0.5};
+    const struct {
+        unsigned int seed;
+        double angle;
+    } cases[] = {{7, 21.0}, {19, 22.0}, {22, 16.0}, {34, 22.0}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.seed);
+        ShapeMesh mesh;
+        MakeHoledIcosphere(mesh, 4, radii, c.seed);
+        const ShapeMesh input(mesh);
+        const double target = 2.5 * MeanEdge(input);
+        ASSERT_TRUE(RemeshesCleanlyOnOneAndTwoThreads(mesh, target, false));
+        EXPECT_GT(SmallestAngleInDegrees(mesh), c.angle);
+        EXPECT_LT(FarthestVertex(mesh, input), 0.035 * target);
+        EXPECT_LT(FarthestVertex(input, mesh), 0.3 * target);
+    }
+}
+
 // A voxelised pipe tee (see MakeVoxelisedPipeTee) at its mean edge: where
 // the creases at the branch's foot and the bores' ends run diagonal to the
 // grid, each is two lines a chamfer of a fraction of a voxel apart, and the

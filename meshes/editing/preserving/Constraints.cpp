@@ -1356,8 +1356,42 @@ bool CEngine::CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::
     const bool leans = !ear && !tiny && LeansOnFixedEar(v, before, after);
     if ((m_Flags[v] & Corner) && !ear && !tiny && !leans)
         return false;
+    // A bend nearer to a bend the same way along the rim than corners merge
+    // is one bend with it at the target's resolution: the face on the edge
+    // between them is a sliver whatever is done around it (the blunt tip of
+    // a leaf, a rim edge a tenth of a target long between two bends of 37
+    // degrees, kept faces of 7.6 degrees at both ends). Removed, the rim
+    // moves by less than that edge's length, which bounds the reach. Each
+    // must turn by half a corner's angle: a staircase's step whose sides are
+    // fanned into short edges is a bend beside straight vertices, and cut
+    // off it moved the rim six times as far as before. Bends the other way
+    // are a jog of the rim's noise, which the roughness already allows for.
+    const double shortest2 = std::min(Squared(p - u), Squared(p - w));
+    double merged = 0;
+    if (shortest2 < CornerMergeFactor * CornerMergeFactor * m_TargetLength * m_TargetLength) {
+        const bool toBefore = Squared(p - u) < Squared(p - w);
+        const std::uint32_t shortEdge = toBefore ? incoming : m_Out[v];
+        const Vec normal = FaceNormal(shortEdge / 3);
+        const double cosHalf = std::sqrt(0.5 * (1 + m_CosCorner));
+        // Signed by the sense of x's turn along the rim about the short
+        // edge's face normal; 0 where x turns by less than half a corner.
+        const auto turn = [&](std::uint32_t x) {
+            if (!IsOpen(x) || (m_Flags[x] & NonManifold))
+                return 0.0;
+            std::uint32_t last = None;
+            ForEachOutgoing(x, [&](std::uint32_t e) { last = e; });
+            const Vec in = m_Position[x] - m_Position[m_Corner[Prev(last)]];
+            const Vec out = m_Position[Target(m_Out[x])] - m_Position[x];
+            if (!(in % out < cosHalf * std::sqrt(Squared(in) * Squared(out))))
+                return 0.0;
+            return (in * out) % normal;
+        };
+        const double own = turn(v), across = turn(toBefore ? before : after);
+        if ((own > 0 && across > 0) || (own < 0 && across < 0))
+            merged = std::sqrt(shortest2);
+    }
     const double limit =
-        std::max({m_KeptDeviation, roughness, ear || leans ? EarTipReachFactor * m_TargetLength : 0.0});
+        std::max({m_KeptDeviation, roughness, merged, ear || leans ? EarTipReachFactor * m_TargetLength : 0.0});
     const double limit2 = limit * limit;
     // A corner of the boundary stays, unless v turns only within the noise.
     const Vec in = p - u, out = w - p;

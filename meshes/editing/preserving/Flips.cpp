@@ -212,8 +212,15 @@ bool CEngine::FlipIsValid(std::uint32_t h, bool mayFold) const {
     const Vec new0 = (pa - pc) * (pd - pc), new1 = (pb - pd) * (pc - pd);
     if (!(Squared(new0) > m_MinCross2) || !(Squared(new1) > m_MinCross2))
         return false;
-    if (!(new0 % old0 > 0 && new0 % old1 > 0 && new1 % old0 > 0 && new1 % old1 > 0))
-        return false;
+    if (!(new0 % old0 > 0 && new0 % old1 > 0 && new1 % old0 > 0 && new1 % old1 > 0)) {
+        // A tip of the rim whose two faces fold against each other (a sliver
+        // of 5 degrees turned over its neighbour, at a tip of 55) cannot be
+        // cut off as an ear that agrees with both: the new faces need agree
+        // only with each other and with the same one of the two.
+        const bool foldedTip = IsOpen(c) && IsOpen(d) && Folded(old0, old1) && !Folded(new0, new1);
+        if (!foldedTip || !((new0 % old0 > 0 && new1 % old0 > 0) || (new0 % old1 > 0 && new1 % old1 > 0)))
+            return false;
+    }
     // Nor may the new faces fold against each other or against the faces
     // beside them where the old ones did not (a valence flip on a steep
     // cone, such as a thin limb's tip, would otherwise make folds).
