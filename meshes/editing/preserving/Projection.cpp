@@ -798,15 +798,17 @@ void CEngine::FitFaces() {
     // mend folds afterwards (see UnfoldByMoves) start from where a result
     // without the second step has them, and a chain of thin links coarsened
     // twice kept one more fold otherwise.
-    const double secondFloor = SmallestAngleOfFaces();
     const auto sideNormal = [&](std::uint32_t f) {
         const std::uint32_t* corner = &m_Corner[3 * f];
         return (m_Position[corner[1]] - m_Position[corner[0]]) * (m_Position[corner[2]] - m_Position[corner[0]]);
     };
-#pragma omp parallel for schedule(dynamic, 512) if (vertexCount >= ParallelVertices)
+    // Most fits leave every vertex short of the reach, beyond zero for all:
+    // with no second step there is nothing to take back.
+    bool any = false;
+#pragma omp parallel for schedule(dynamic, 512) reduction(|| : any) if (vertexCount >= ParallelVertices)
     for (std::int64_t i = 0; i < vertexCount; ++i) {
         const std::uint32_t v = static_cast<std::uint32_t>(i);
-        bool stayed = !(m_Moved[v] == m_Position[v]) && IsFinite(m_Position[v] + beyond[v]);
+        bool stayed = !(beyond[v] == Vec()) && !(m_Moved[v] == m_Position[v]) && IsFinite(m_Position[v] + beyond[v]);
         if (stayed)
             ForEachOutgoing(v, [&](std::uint32_t e) {
                 for (const std::uint32_t side : {e, Next(e)}) {
@@ -816,8 +818,12 @@ void CEngine::FitFaces() {
                     stayed = stayed && !Folded(sideNormal(side / 3), sideNormal(t / 3));
                 }
             });
-        m_Moved[v] = m_Position[v] + (stayed ? beyond[v] : Vec());
+        m_Moved[v] = stayed ? m_Position[v] + beyond[v] : m_Position[v];
+        any = any || stayed;
     }
+    if (!any)
+        return;
+    const double secondFloor = SmallestAngleOfFaces();
     TakeBackSpoiledMoves(secondFloor);
     while (TakeBackFoldingMoves(FitExtraTurnCos))
         TakeBackSpoiledMoves(secondFloor);
