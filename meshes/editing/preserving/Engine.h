@@ -752,19 +752,18 @@ Vec SearchPlane(Vec q, const Vec& u, const Vec& w, double step, double& best, co
     return q;
 }
 
-// Whether faces with normals m and n fold against each other (see
-// MaxFoldCos).
-inline bool Folded(const Vec& m, const Vec& n) {
-    static_assert(MaxFoldCos < 0, "faces that turn by less than a right angle never fold");
-    const double cosine = m % n;
-    return !(cosine >= 0) && cosine < MaxFoldCos * std::sqrt((m % m) * (n % n));
-}
-
 // Whether the normals m and n lie further apart than the angle of cosine
 // turnCos (negative).
 inline bool Turned(const Vec& m, const Vec& n, double turnCos) {
     const double cosine = m % n;
     return !(cosine >= 0) && cosine < turnCos * std::sqrt((m % m) * (n % n));
+}
+
+// Whether faces with normals m and n fold against each other (see
+// MaxFoldCos).
+inline bool Folded(const Vec& m, const Vec& n) {
+    static_assert(MaxFoldCos < 0, "faces that turn by less than a right angle never fold");
+    return Turned(m, n, MaxFoldCos);
 }
 
 inline bool IsLine(std::uint32_t kind) {
