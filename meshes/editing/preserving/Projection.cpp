@@ -848,15 +848,16 @@ bool CEngine::TakeBackFoldingMoves(double turnCos) {
                !Turned(normal(m_Position, h / 3), normal(m_Position, t / 3), turnCos);
     };
     // Most fits fold nothing: all threads look first, each face's normal
-    // after the moves measured once (the same arithmetic as `normal`).
+    // after the moves measured once (the same arithmetic as `normal`), for
+    // the same turn as `folds`.
     MeasureFaceNormals(m_Moved);
     if (!AnyFace([&](std::uint32_t f) {
             if (m_Corner[3 * f] == None)
                 return false;
             for (std::uint32_t h = 3 * f; h < 3 * f + 3; ++h) {
                 const std::uint32_t t = m_Twin[h];
-                if (t != None && t > h && Folded(m_FaceNormals[f], m_FaceNormals[t / 3]) &&
-                    !Folded(normal(m_Position, f), normal(m_Position, t / 3)))
+                if (t != None && t > h && Turned(m_FaceNormals[f], m_FaceNormals[t / 3], turnCos) &&
+                    !Turned(normal(m_Position, f), normal(m_Position, t / 3), turnCos))
                     return true;
             }
             return false;
