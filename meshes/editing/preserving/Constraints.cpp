@@ -1378,10 +1378,9 @@ bool CEngine::CanLeaveKeptBoundary(std::uint32_t v, std::uint32_t& before, std::
         const auto turn = [&](std::uint32_t x) {
             if (!IsOpen(x) || (m_Flags[x] & NonManifold))
                 return 0.0;
-            std::uint32_t last = None;
-            ForEachOutgoing(x, [&](std::uint32_t e) { last = e; });
-            const Vec in = m_Position[x] - m_Position[m_Corner[Prev(last)]];
-            const Vec out = m_Position[Target(m_Out[x])] - m_Position[x];
+            std::uint32_t from, to;
+            BoundaryNeighbours(x, from, to);
+            const Vec in = m_Position[x] - m_Position[from], out = m_Position[to] - m_Position[x];
             if (!(in % out < cosHalf * std::sqrt(Squared(in) * Squared(out))))
                 return 0.0;
             return (in * out) % normal;

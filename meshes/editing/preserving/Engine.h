@@ -1809,13 +1809,16 @@ private:
         const std::int64_t faceCount = static_cast<std::int64_t>(m_Corner.size() / 3);
         m_FaceNormals.resize(m_Corner.size() / 3);
 #pragma omp parallel for schedule(static) if (faceCount >= ParallelFaces)
-        for (std::int64_t f = 0; f < faceCount; ++f) {
-            const std::uint32_t* corner = &m_Corner[3 * f];
-            if (corner[0] == None)
-                continue;
-            const Vec& x = place[corner[0]];
-            m_FaceNormals[f] = (place[corner[1]] - x) * (place[corner[2]] - x);
-        }
+        for (std::int64_t f = 0; f < faceCount; ++f)
+            if (m_Corner[3 * f] != None)
+                m_FaceNormals[f] = NormalAt(place, static_cast<std::uint32_t>(f));
+    }
+    // The normal (not unit) of face f with its corners at `place`:
+    // FaceNormal's arithmetic, at other places than the present ones.
+    Vec NormalAt(const std::vector<Vec>& place, std::uint32_t f) const {
+        const std::uint32_t* corner = &m_Corner[3 * f];
+        const Vec& x = place[corner[0]];
+        return (place[corner[1]] - x) * (place[corner[2]] - x);
     }
     // Moves the vertices beside folded edges a little over the input (or
     // along their line) where that leaves fewer folds around them (see its

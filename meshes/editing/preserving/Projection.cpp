@@ -798,10 +798,6 @@ void CEngine::FitFaces() {
     // mend folds afterwards (see UnfoldByMoves) start from where a result
     // without the second step has them, and a chain of thin links coarsened
     // twice kept one more fold otherwise.
-    const auto sideNormal = [&](std::uint32_t f) {
-        const std::uint32_t* corner = &m_Corner[3 * f];
-        return (m_Position[corner[1]] - m_Position[corner[0]]) * (m_Position[corner[2]] - m_Position[corner[0]]);
-    };
     // Most fits leave every vertex short of the reach, beyond zero for all:
     // with no second step there is nothing to take back.
     bool any = false;
@@ -815,7 +811,7 @@ void CEngine::FitFaces() {
                     const std::uint32_t t = m_Twin[side];
                     if (t == None)
                         continue;
-                    stayed = stayed && !Folded(sideNormal(side / 3), sideNormal(t / 3));
+                    stayed = stayed && !Folded(FaceNormal(side / 3), FaceNormal(t / 3));
                 }
             });
         m_Moved[v] = stayed ? m_Position[v] + beyond[v] : m_Position[v];
@@ -838,18 +834,13 @@ void CEngine::FitFaces() {
 // half-edges, so the result does not depend on threads.
 bool CEngine::TakeBackFoldingMoves(double turnCos) {
     bool back = false;
-    const auto normal = [&](const std::vector<Vec>& place, std::uint32_t f) {
-        const std::uint32_t* corner = &m_Corner[3 * f];
-        return (place[corner[1]] - place[corner[0]]) * (place[corner[2]] - place[corner[0]]);
-    };
     const auto folds = [&](std::uint32_t h) {
         const std::uint32_t t = m_Twin[h];
-        return t != None && Turned(normal(m_Moved, h / 3), normal(m_Moved, t / 3), turnCos) &&
-               !Turned(normal(m_Position, h / 3), normal(m_Position, t / 3), turnCos);
+        return t != None && Turned(NormalAt(m_Moved, h / 3), NormalAt(m_Moved, t / 3), turnCos) &&
+               !Turned(NormalAt(m_Position, h / 3), NormalAt(m_Position, t / 3), turnCos);
     };
-    // Most fits fold nothing: all threads look first, each face's normal
-    // after the moves measured once (the same arithmetic as `normal`), for
-    // the same turn as `folds`.
+    // Most fits fold nothing: all threads look first, for the same turn as
+    // `folds`, each face's normal after the moves measured once.
     MeasureFaceNormals(m_Moved);
     if (!AnyFace([&](std::uint32_t f) {
             if (m_Corner[3 * f] == None)
@@ -857,7 +848,7 @@ bool CEngine::TakeBackFoldingMoves(double turnCos) {
             for (std::uint32_t h = 3 * f; h < 3 * f + 3; ++h) {
                 const std::uint32_t t = m_Twin[h];
                 if (t != None && t > h && Turned(m_FaceNormals[f], m_FaceNormals[t / 3], turnCos) &&
-                    !Turned(normal(m_Position, f), normal(m_Position, t / 3), turnCos))
+                    !Turned(NormalAt(m_Position, f), NormalAt(m_Position, t / 3), turnCos))
                     return true;
             }
             return false;
