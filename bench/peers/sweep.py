@@ -3190,6 +3190,9 @@ def inputs():
     yield "low-poly animal", lambda: low_poly_animal(42)
     yield "low-poly animal, seed 200", lambda: low_poly_animal(200)
     yield "low-poly animal, seed 209", lambda: low_poly_animal(209)
+    # an ear's hull a few points round: two vertices of one line a hundredth of a target apart, which the
+    # collapses refuse while a third vertex is joined to both
+    yield "low-poly animal, seed 150", lambda: low_poly_animal(150)
     yield "extruded text ELTE and comb", lambda: extruded_text("ELTE", 8)
     yield "extruded text ELTE and comb at 0.5x", lambda: extruded_text("ELTE", 8), 0.5
     yield "leaf with a thin stem", lambda: leaf_with_stem(16, 5, 0.02)
@@ -3312,8 +3315,17 @@ def inputs():
     yield "decimated figure 14k to 1500 at 0.5x", lambda: decimated_figure(0.07, 1500), 0.5
     yield "decimated quadruped 35k to 3k", lambda: quadric_decimate(*quadruped(0.035), 3000)
     yield "decimated hand 18k to 2k", lambda: quadric_decimate(*close_fingers(0.04, 0.025), 2000)
+    # two caps side by side in a grid plane along a leg, lines round both a twentieth of a target apart
+    yield "decimated quadruped 17k to 2k at 0.5x", lambda: quadric_decimate(*quadruped(0.05), 2000), 0.5
+    # two creases leaving one corner three degrees apart, their far ends most of a target apart
+    yield "decimated figure 16k to 400 at 0.5x", lambda: decimated_figure(0.065, 400), 0.5
+    # an ear's flat side in a grid plane: the extraction's flat faces decimated, part of the ear lost
+    yield "decimated head 21k to 1500, ear side on a grid plane, at 0.5x", \
+        lambda: quadric_decimate(*eared_head(0.045, 0.04), 1500), 0.5
     yield "skin folds narrower than the faces", lambda: wrinkled_skin(0.05, 5, 0.03, 0.12)
     yield "head with flat ears 0.04 thick", lambda: eared_head(0.03, 0.04)
+    # a grid plane a hair inside the ear's side: corners a quarter target and a bit apart
+    yield "head with flat ears 0.045 thick on a grid of 0.042", lambda: eared_head(0.042, 0.045)
     yield "laser scan, noise 1 edge, pinholes", lambda: noisy_scan(5, 1.0, 14, 83)
     yield "laser scan, noise 1 edge, pinholes, seed 100", lambda: noisy_scan(5, 1.0, 14, 100)
     # CAD parts, reliefs, touching scans, game exports with split seams, cages with many-valent points,
