@@ -3285,6 +3285,8 @@ def inputs():
     yield "corrugated hose 25 waves", lambda: bellows(64, 25, 8)
     yield "corrugated hose 25 waves at 3x", lambda: bellows(64, 25, 8), 3.0
     yield "scan with 6 holes fan-filled", lambda: fan_filled_scan(4, 6, 73)
+    yield "scan with 6 holes fan-filled, levels 5, seed 23", lambda: fan_filled_scan(5, 6, 23)
+    yield "scan with 5 holes fan-filled, seed 21, at 0.5x", lambda: fan_filled_scan(4, 5, 21), 0.5
     # CAD and export kinds of uneven density: knife edges, beaded sheets, lathe parts of mixed chord counts,
     # bent brackets, fillets cut into different facet counts, engraved text, shallow arcs, long bars
     yield "knife wedge 10 degrees", lambda: knife_wedge(10, 2.0, 3.0)
