@@ -776,6 +776,33 @@ TEST(StandInQualityFine, GearWithEarClippedCapsKeepsItsTipsOnTheInput) {
     EXPECT_LT(FarthestVertex(input, mesh), 1e-6 * target);
 }
 
+// The same gear far from the origin, where the sizing grid's margin is
+// widest against its cells: each cell lists its corners by the least target
+// they can set in it, and a place stops at the first that cannot lower what
+// it has. The teeth refine as at the origin: 1,862 faces against 1,884
+// there, 30.0 degrees, every vertex on the input.
+TEST(StandInQualityFine, GearFarFromTheOriginRefinesItsTeethAsAtTheOrigin) {
+    ShapeMesh near;
+    MakeCadGear(near, 24, 0.4, true);
+    ShapeMesh mesh(near);
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
+        mesh.m_Vertices[v].m_Position += TVector3<double>(2.5e5, -4e5, 3e5);
+    const ShapeMesh input(mesh);
+    const double target = MeanEdge(input);
+    ShapeMesh two(mesh);
+    ASSERT_TRUE(RemeshOnOneAndTwoThreads(mesh, two, target));
+    ASSERT_TRUE(near.RemeshPreservingShape(MeanEdge(near)));
+    EXPECT_TRUE(IsCleanResult(mesh, true));
+    EXPECT_EQ(FoldedEdges(mesh, -0.5), 0u);
+    EXPECT_GT(SmallestAngleInDegrees(mesh), 29.5);
+    EXPECT_LT(FarthestVertexThroughTree(input, mesh), 1e-6 * target);
+    EXPECT_LT(FarthestVertexThroughTree(mesh, input), 1e-6 * target);
+    const double faces = mesh.m_Faces.GetCount(), nearFaces = near.m_Faces.GetCount();
+    EXPECT_GT(faces, 0.95 * nearFaces);
+    EXPECT_LT(faces, 1.05 * nearFaces);
+    EXPECT_TRUE(SameResult(mesh, two));
+}
+
 // A perforated plate 0.08 targets thick at twice its mean edge: each hole's
 // two rims are closer than the floor of the sizing, and merged, the plate's
 // top lay on its bottom and folded along every hole. A wall of one row of

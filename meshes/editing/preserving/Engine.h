@@ -2051,6 +2051,9 @@ private:
     std::vector<std::uint64_t> m_SizeCells;
     std::vector<std::uint32_t> m_SizeCellStart;
     std::vector<std::uint32_t> m_SizeCellSources;
+    // Beside each entry of m_SizeCellSources, less than its source's target
+    // anywhere in the cell; each cell's entries ascend by it.
+    std::vector<float> m_SizeCellFloor;
     const std::vector<Vec>& Carried(std::uint32_t v) const {
         static const std::vector<Vec> none;
         return m_CarriedSlot[v] == None ? none : m_CarriedPool[m_CarriedSlot[v]];

@@ -1,6 +1,8 @@
 // The local target: finer than the caller's between corners and between
 // lines much closer together than it, graded back to it with distance (see
 // SizeGrading).
+#include <cstring>
+
 #include "quorvel/meshes/editing/preserving/Engine.h"
 
 namespace Corvane::Pellix::Quorvel::detail::preserving {
@@ -14,6 +16,16 @@ namespace {
 inline std::uint64_t CellKey(std::int64_t x, std::int64_t y, std::int64_t z) {
     const std::uint64_t mask = (std::uint64_t(1) << 21) - 1;
     return (std::uint64_t(x) & mask) | ((std::uint64_t(y) & mask) << 21) | ((std::uint64_t(z) & mask) << 42);
+}
+
+// The bits of the largest float not above max(value, 0).
+std::uint32_t FloatBelow(double value) {
+    float below = static_cast<float>(std::max(value, 0.0));
+    if (static_cast<double>(below) > value)
+        below = std::nextafter(below, 0.0f);
+    std::uint32_t bits = 0;
+    std::memcpy(&bits, &below, sizeof bits);
+    return bits;
 }
 
 // The largest eigenvalue of the symmetric matrix xx, yy, zz, xy, xz, yz.
@@ -52,6 +64,7 @@ void CEngine::BuildSizing() {
     m_SizeCells.clear();
     m_SizeCellStart.clear();
     m_SizeCellSources.clear();
+    m_SizeCellFloor.clear();
     m_HasBentRims = false;
     m_Size.clear();
     m_SizePlace.clear();
@@ -88,12 +101,18 @@ void CEngine::BuildSizing() {
 
     // A source lowers the target only within its reach, (target - gap) /
     // grading of it; each cell a target wide lists the sources whose reach
-    // meets it, in the sources' order. (Cells two targets wide listing their
-    // 27-cell blocks made every place of a plate perforated by holes a few
-    // targets apart look at several hundred sources.) The margin, far above
-    // the rounding of the places' offsets from the origin, keeps a source
-    // wherever rounding might put a place of the cell inside its reach;
-    // everywhere else it gives at least the target.
+    // meets it. (Cells two targets wide listing their 27-cell blocks made
+    // every place of a plate perforated by holes a few targets apart look at
+    // several hundred sources.) The margin, far above the rounding of the
+    // places' offsets from the origin, keeps a source wherever rounding might
+    // put a place of the cell inside its reach; everywhere else it gives at
+    // least the target. A cell lists its sources by the least target each
+    // can set in it, its gap plus the grading of its distance from the cell,
+    // less twice the margin (for the same rounding, and the target's own,
+    // far smaller); a place stops at the first source whose least is not
+    // below the target found, since none after it can lower that. Small
+    // inputs of many corners (a gear's teeth, a bracket's) list most of
+    // their sources in every cell.
     m_SizeCell = m_TargetLength;
     m_SizeOrigin = m_SizeSources.front().m_Point;
     double extent = 0;
@@ -102,7 +121,9 @@ void CEngine::BuildSizing() {
             extent = std::max(
                 {extent, std::fabs(source.m_Point.x), std::fabs(source.m_Point.y), std::fabs(source.m_Point.z)});
     const double margin = 1e-9 * m_TargetLength + 1e-12 * extent;
-    std::vector<std::pair<std::uint64_t, std::uint32_t>> entries;
+    // Each entry is its cell's key, then the least as a float rounded down
+    // (not negative, so its bits order as the values do) above the source.
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> entries;
     for (std::uint32_t s = 0; s < m_SizeSources.size(); ++s) {
         const CSizeSource& source = m_SizeSources[s];
         const double reach = (m_TargetLength - source.m_Gap) / source.m_Grading + margin;
@@ -125,9 +146,15 @@ void CEngine::BuildSizing() {
                 const double xy2 = outside2(0, x) + outside2(1, y);
                 if (!(xy2 < reach * reach))
                     continue;
-                for (std::int64_t z = low[2]; z <= high[2]; ++z)
-                    if (xy2 + outside2(2, z) < reach * reach)
-                        entries.emplace_back(CellKey(x, y, z), s);
+                for (std::int64_t z = low[2]; z <= high[2]; ++z) {
+                    const double outside = xy2 + outside2(2, z);
+                    if (outside < reach * reach)
+                        entries.emplace_back(CellKey(x, y, z),
+                                             (std::uint64_t(FloatBelow(
+                                                  source.m_Gap + source.m_Grading * std::sqrt(outside) - 2 * margin))
+                                              << 32) |
+                                                 s);
+                }
             }
     }
     std::sort(entries.begin(), entries.end());
@@ -136,8 +163,14 @@ void CEngine::BuildSizing() {
             m_SizeCells.push_back(entries[i].first);
             m_SizeCellStart.push_back(static_cast<std::uint32_t>(m_SizeCellSources.size()));
         }
-        if (m_SizeCellSources.size() == m_SizeCellStart.back() || m_SizeCellSources.back() != entries[i].second)
-            m_SizeCellSources.push_back(entries[i].second);
+        const std::uint32_t source = static_cast<std::uint32_t>(entries[i].second);
+        if (m_SizeCellSources.size() == m_SizeCellStart.back() || m_SizeCellSources.back() != source) {
+            m_SizeCellSources.push_back(source);
+            const std::uint32_t bits = static_cast<std::uint32_t>(entries[i].second >> 32);
+            float least = 0;
+            std::memcpy(&least, &bits, sizeof least);
+            m_SizeCellFloor.push_back(least);
+        }
     }
     m_SizeCellStart.push_back(static_cast<std::uint32_t>(m_SizeCellSources.size()));
     m_Size.resize(m_Position.size());
@@ -894,8 +927,11 @@ double CEngine::SizeAt(const Vec& p) const {
     const std::size_t c = SizeCellAt(p);
     if (c == NoSizeCell)
         return m_TargetLength;
+    // The cell's sources ascend by the least each can set here (see
+    // BuildSizing): past the first that cannot go below the size found,
+    // none can.
     double size = m_TargetLength;
-    for (std::uint32_t i = m_SizeCellStart[c]; i < m_SizeCellStart[c + 1]; ++i) {
+    for (std::uint32_t i = m_SizeCellStart[c]; i < m_SizeCellStart[c + 1] && m_SizeCellFloor[i] < size; ++i) {
         const CSizeSource& source = m_SizeSources[m_SizeCellSources[i]];
         size = std::min(size, source.m_Gap + source.m_Grading * std::sqrt(Squared(p - source.m_Point)));
     }
