@@ -3359,6 +3359,12 @@ def inputs():
     yield "bumpy part on a ground quad 4 wide", lambda: detail_on_ground(4, 4.0)
     yield "knob on a rod 10 long, 8 sides", lambda: knob_on_rod(3, 10.0, 8)
     yield "knob on a rod 10 long, 8 sides at 0.5x", lambda: knob_on_rod(3, 10.0, 8), 0.5
+    # solids whose edges no line holds: rounds and chamfers far finer than the target, lines too short to stay
+    yield "box 2 on a side, upright edges rounded 0.05 in 2 facets", lambda: prism(
+        varied_fillets_outline([2, 2, 2, 2], (1.0, 1.0), 0.05), 2.0, "ears")
+    yield "hex nut round a hexagonal hole", lambda: hex_nut(6)
+    yield "bar 6 x 0.44 x 0.44, 0.02 chamfers", lambda: rounded_slab((3.0, 0.2, 0.2), 0.02, 1)
+    yield "block 6 x 6 x 0.8, 64-sector counterbore", lambda: counterbored_block(64, 3.0, 0.8)
 
 # ---------------------------------------------------------------- the runs
 

@@ -1571,6 +1571,10 @@ private:
     // neighbours (see FoldingFlipAngle).
     bool FlipIsValid(std::uint32_t h, bool mayFold = false) const;
     void Flip(std::uint32_t h);
+    // Flips edges across which the surface cuts a corner of the input that
+    // no line holds, where the flip lies far nearer it (see its definition);
+    // whether any flipped.
+    bool FlipOntoInput();
     // again: the pass just before was this one's, and nothing else has
     // changed the mesh since.
     bool ImproveAngles(bool again = false);
@@ -1684,6 +1688,7 @@ private:
         LayRodTubes();
         SnapToPeaks();
         SnapToSoftCorners();
+        FlipOntoInput();
         UnfoldEdges();
         // The fit may leave a fold of its own (it takes back only the moves
         // that fold an edge); the free vertices then move once more, so
