@@ -412,6 +412,14 @@ double FarthestVertexThroughTree(const ShapeMesh& mesh, const ShapeMesh& surface
     return farthest;
 }
 
+// Moves a mesh hundreds of thousands of units from the origin, where a
+// coordinate's rounding is a billionth of a target and every slack scaled by
+// the coordinates is widest.
+void MoveFarFromTheOrigin(ShapeMesh& mesh) {
+    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
+        mesh.m_Vertices[v].m_Position += TVector3<double>(2.5e5, -4e5, 3e5);
+}
+
 // Remeshes mesh on one thread and two, a copy of it, on two threads, so that
 // the caller can compare the results (see SameResult).
 bool RemeshOnOneAndTwoThreads(ShapeMesh& mesh, ShapeMesh& two, double target) {
@@ -785,8 +793,7 @@ TEST(StandInQualityFine, GearFarFromTheOriginRefinesItsTeethAsAtTheOrigin) {
     ShapeMesh near;
     MakeCadGear(near, 24, 0.4, true);
     ShapeMesh mesh(near);
-    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
-        mesh.m_Vertices[v].m_Position += TVector3<double>(2.5e5, -4e5, 3e5);
+    MoveFarFromTheOrigin(mesh);
     const ShapeMesh input(mesh);
     const double target = MeanEdge(input);
     ShapeMesh two(mesh);
@@ -1866,8 +1873,7 @@ TEST(StandInQualityFine, LensKeepsItsRoundedRimAsALine) {
 TEST(StandInQualityFine, SpikedScanFarFromTheOriginKeepsItsTips) {
     ShapeMesh mesh;
     MakeSpikedScan(mesh, 4);
-    for (unsigned int v = 0; v < mesh.m_Vertices.GetCount(); ++v)
-        mesh.m_Vertices[v].m_Position += TVector3<double>(2.5e5, -4e5, 3e5);
+    MoveFarFromTheOrigin(mesh);
     const ShapeMesh input(mesh);
     const double target = MeanEdge(input);
     ShapeMesh two(mesh);
